@@ -1,0 +1,50 @@
+# What every target of the project is compiled and linked with, and the extra rules for code that
+# must run without the C++ run time.
+
+add_compile_options(
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+    -fstack-protector-strong)
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+add_link_options(-Wl,-z,relro,-z,now)
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options(-Wthread-safety)
+endif()
+
+if(LTEROUTER_SANITIZE)
+    add_compile_options(-fsanitize=${LTEROUTER_SANITIZE} -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${LTEROUTER_SANITIZE})
+elseif(CMAKE_BUILD_TYPE MATCHES "Rel")
+    # The sanitizers intercept what fortification would replace; without optimisation it does nothing.
+    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+if(LTEROUTER_COVERAGE)
+    add_compile_options(--coverage)
+    add_link_options(--coverage)
+endif()
+
+# Exceptions, type information and guarded statics would pull in libstdc++, which the router lacks.
+add_library(lterouter_freestanding INTERFACE)
+target_compile_options(lterouter_freestanding INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+    -fvisibility=hidden)
+
+# Linked with the C driver, and without the libraries that CMake would add for C++ code.
+macro(lterouter_without_cxx_runtime)
+    set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+    set(CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES "")
+endmacro()
+
+# Moves the debug information of a finished release binary into FILE.debug beside it.
+function(lterouter_split_debug_info target)
+    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+        return()
+    endif()
+    add_custom_command(TARGET ${target} POST_BUILD
+        COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+        COMMAND ${CMAKE_OBJCOPY} --strip-debug --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug
+                $<TARGET_FILE:${target}>
+        VERBATIM)
+endfunction()

@@ -1,0 +1,356 @@
+// Bounded in-process queues of message buffers.
+//
+// Locks: g_queues_mutex guards the list of queues; each queue's own lock guards its record and its
+// messages. No operation holds both.
+
+#include "lc_ipc_mq.h"
+
+#include "lc_log/print.h"
+#include "lc_mem/alloc.h"
+#include "lc_pthread/mutex.h"
+
+#include <atomic>
+#include <cerrno>
+#include <sys/time.h>
+
+using namespace lterouter;
+
+extern "C" {
+// Nodes carry queue records; a queue's handle is its node.
+lc_list *g_mq_mgt_list = nullptr;
+}
+
+namespace {
+
+constexpr char kUnit[] = "lib/lc_ipc_mq";
+constexpr uint32_t kMaxQueues = 64;
+constexpr uint32_t kDefaultCapacity = 256;
+
+struct mq_mgt {
+    uint32_t capacity;
+    // Written under lock; atomic because the usage report reads them without it.
+    std::atomic<uint32_t> high_count;
+    std::atomic<uint32_t> normal_count;
+    Mutex lock;
+    Condition not_full;
+    Condition not_empty;
+    lc_list *mq_head;        // oldest first, high priority before ordinary
+    lc_list_node *last_high; // the last high-priority node in mq_head, or null
+};
+
+using Queue = mem::Ptr<mq_mgt, MEM_OWNER_IPC>;
+using Node = mem::Ptr<lc_list_node, MEM_OWNER_IPC>;
+
+std::atomic<bool> g_initialised;
+Mutex g_queues_mutex;
+
+Node make_node(void *data)
+{
+    Node node = mem::make<lc_list_node, MEM_OWNER_IPC>();
+    if (node != nullptr) {
+        node->data = data;
+    }
+    return node;
+}
+
+mq_mgt &queue_of(mq_cb cb) { return *static_cast<mq_mgt *>(cb->data); }
+
+void add_to(std::atomic<uint32_t> &counter, uint32_t change)
+{
+    // The lock is held: no other writer can come between.
+    counter.store(counter.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
+}
+
+void increment(std::atomic<uint32_t> &counter) { add_to(counter, 1); }
+void decrement(std::atomic<uint32_t> &counter) { add_to(counter, UINT32_MAX); }
+
+bool is_timeout(int32_t timeout) { return timeout >= -1; }
+
+// Exactly full: a queue that late senders have overfilled is not, and admits more until it is drained.
+bool is_full(const mq_mgt &queue) { return queue.mq_head->count == queue.capacity; }
+
+// Waits once, and only once: the caller goes on after any wake-up but a time-out.
+uint32_t wait_once(mq_mgt &queue, Condition &condition, int32_t timeout, uint32_t would_block)
+    REQUIRES(queue.lock)
+{
+    if (timeout == 0) {
+        return would_block;
+    }
+    if (timeout < 0) {
+        condition.wait(queue.lock);
+        return IPC_SUCCESS;
+    }
+    timespec deadline;
+    mkcondtimeout(&deadline, static_cast<uint32_t>(timeout));
+    return condition.wait_until(queue.lock, deadline) == ETIMEDOUT ? IPC_ERR_TIMEOUT : IPC_SUCCESS;
+}
+
+// Ordinary messages go to the tail; high-priority ones behind those already queued, before all others.
+uint32_t link_message(mq_mgt &queue, lc_list_node *node, uint32_t priority) REQUIRES(queue.lock)
+{
+    if (priority == 0) {
+        const uint32_t result = lc_list_add_at_tail(queue.mq_head, node);
+        if (result == LC_LIST_SUCCESS) {
+            increment(queue.normal_count);
+        }
+        return result;
+    }
+    const uint32_t result = queue.last_high == nullptr
+                                ? lc_list_add_at_head(queue.mq_head, node)
+                                : lc_list_add_next(queue.mq_head, queue.last_high, node);
+    if (result == LC_LIST_SUCCESS) {
+        queue.last_high = node;
+        increment(queue.high_count);
+    }
+    return result;
+}
+
+void count_removal_from_head(mq_mgt &queue) REQUIRES(queue.lock)
+{
+    if (queue.last_high == nullptr) {
+        decrement(queue.normal_count);
+        return;
+    }
+    if (queue.high_count.load(std::memory_order_relaxed) == 1) {
+        queue.last_high = nullptr;
+    }
+    decrement(queue.high_count);
+}
+
+uint32_t remove_message(mq_mgt &queue, lc_list_node *node) REQUIRES(queue.lock)
+{
+    decrement(queue.normal_count);
+    const uint32_t result = lc_list_del_node(queue.mq_head, node);
+    if (result != LC_LIST_SUCCESS) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Delete from list mgt->mq_head failed! sret=%ld\n",
+                       static_cast<long>(result));
+    }
+    mem::release(MEM_OWNER_IPC, node->data);
+    mem::release(MEM_OWNER_IPC, node);
+    return IPC_SUCCESS;
+}
+
+uint32_t message_id(const lc_list_node &node)
+{
+    return node.data == nullptr ? 0 : static_cast<const ipc_msg_hdr *>(node.data)->msg_id;
+}
+
+// Makes a queue record with its empty message list, and the node that is to carry it; empty on failure.
+Node make_queue(uint32_t capacity)
+{
+    Queue queue = mem::make<mq_mgt, MEM_OWNER_IPC>();
+    if (queue == nullptr) {
+        return LC_FAIL(Node(), "Assign memory failed!\n");
+    }
+    queue->capacity = capacity == 0 ? kDefaultCapacity : capacity;
+    queue->mq_head = lc_list_create();
+    if (queue->mq_head == nullptr) {
+        return LC_FAIL(Node(), "Create list failed!\n");
+    }
+    Node node = make_node(queue.get());
+    if (node == nullptr) {
+        mq_mgt_node_destroy(queue.release());
+        return LC_FAIL(Node(), "Assign memory failed!\n");
+    }
+    static_cast<void>(queue.release());
+    return node;
+}
+
+} // namespace
+
+void ipc_mq_init() { g_initialised = true; }
+
+uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb)
+{
+    if (!g_initialised) {
+        return LC_FAIL(IPC_ERR_NOT_INIT, "Not initialized.\n");
+    }
+    if (cb == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+    }
+    const MutexLock guard(g_queues_mutex);
+    if (g_mq_mgt_list == nullptr) {
+        g_mq_mgt_list = lc_list_create();
+        if (g_mq_mgt_list == nullptr) {
+            return LC_FAIL(IPC_ERR_RESOURCE, "Create list failed!\n");
+        }
+    }
+    if (g_mq_mgt_list->count >= kMaxQueues) {
+        return IPC_ERR_RESOURCE;
+    }
+    Node node = make_queue(capacity);
+    if (node == nullptr) {
+        return IPC_ERR_RESOURCE;
+    }
+    const uint32_t result = lc_list_add_at_head(g_mq_mgt_list, node.get());
+    if (result != LC_LIST_SUCCESS) {
+        mq_mgt_node_destroy(node->data);
+        return LC_FAIL(IPC_ERR_RESOURCE, "Add to list g_mq_mgt_list.list_head failed! sret=%ld\n",
+                       static_cast<long>(result));
+    }
+    *cb = node.release();
+    return IPC_SUCCESS;
+}
+
+uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t timeout)
+{
+    if (cb == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+    }
+    if (msg_hdr == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para msg_hdr is NULL.\n");
+    }
+    // High priority is part of the queue's design, but closed to callers: this system has no use of it.
+    if (priority != 0) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para priority is %lu.\n",
+                       static_cast<unsigned long>(priority));
+    }
+    if (!is_timeout(timeout)) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is %ld.\n",
+                       static_cast<long>(timeout));
+    }
+    mq_mgt &queue = queue_of(cb);
+    const MutexLock guard(queue.lock);
+    if (is_full(queue)) {
+        const uint32_t result = wait_once(queue, queue.not_full, timeout, IPC_ERR_FULL);
+        if (result != IPC_SUCCESS) {
+            return result;
+        }
+    }
+    const bool was_empty = queue.mq_head->count == 0;
+    Node node = make_node(msg_hdr);
+    if (node == nullptr) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
+    }
+    const uint32_t result = link_message(queue, node.get(), priority);
+    if (result != LC_LIST_SUCCESS) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Add to list mgt->mq_head failed! sret=%ld\n",
+                       static_cast<long>(result));
+    }
+    static_cast<void>(node.release());
+    if (was_empty) {
+        queue.not_empty.signal();
+    }
+    return IPC_SUCCESS;
+}
+
+uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
+{
+    if (cb == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+    }
+    if (msg_hdr == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para msg_hdr is NULL.\n");
+    }
+    if (!is_timeout(timeout)) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is %ld.\n",
+                       static_cast<long>(timeout));
+    }
+    mq_mgt &queue = queue_of(cb);
+    const MutexLock guard(queue.lock);
+    if (queue.mq_head->count == 0) {
+        const uint32_t result = wait_once(queue, queue.not_empty, timeout, IPC_ERR_EMPTY);
+        if (result != IPC_SUCCESS) {
+            return result;
+        }
+    }
+    const bool was_full = is_full(queue);
+    uint32_t err = LC_LIST_SUCCESS;
+    const Node node{lc_list_del_from_head(queue.mq_head, &err)};
+    if (node == nullptr) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Delete from list mgt->mq_head failed! sret=%ld\n",
+                       static_cast<long>(err));
+    }
+    *msg_hdr = static_cast<ipc_msg_hdr *>(node->data);
+    count_removal_from_head(queue);
+    if (was_full) {
+        queue.not_full.signal();
+    }
+    return IPC_SUCCESS;
+}
+
+uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id)
+{
+    if (cb == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+    }
+    mq_mgt &queue = queue_of(cb);
+    const MutexLock guard(queue.lock);
+    const bool was_full = is_full(queue);
+    const uint32_t before = queue.mq_head->count;
+    lc_list_node *node = queue.mq_head->head;
+    for (uint32_t left = before; left > 0; --left) {
+        lc_list_node *next = node->next;
+        if (message_id(*node) == msg_id) {
+            const uint32_t result = remove_message(queue, node);
+            if (result != IPC_SUCCESS) {
+                return result;
+            }
+        }
+        node = next;
+    }
+    if (was_full && queue.mq_head->count < before) {
+        queue.not_full.signal();
+    }
+    return IPC_SUCCESS;
+}
+
+uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num)
+{
+    if (!g_initialised) {
+        return LC_FAIL(IPC_ERR_NOT_INIT, "Not initialized.\n");
+    }
+    if (usg_stat == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para usg_stat is NULL.\n");
+    }
+    if (num == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para num is NULL.\n");
+    }
+    const MutexLock guard(g_queues_mutex);
+    const uint32_t queues = g_mq_mgt_list == nullptr ? 0 : g_mq_mgt_list->count;
+    mq_cb cb = queues == 0 ? nullptr : g_mq_mgt_list->head;
+    for (uint32_t i = 0; i < queues; ++i, cb = cb->next) {
+        if (i == *num) {
+            return IPC_ERR_TOO_SMALL;
+        }
+        const mq_mgt &queue = queue_of(cb);
+        usg_stat[i] = {queue.capacity, queue.high_count.load(std::memory_order_relaxed),
+                       queue.normal_count.load(std::memory_order_relaxed)};
+    }
+    *num = queues;
+    return IPC_SUCCESS;
+}
+
+void ipc_mq_destroy()
+{
+    if (!g_initialised) {
+        return;
+    }
+    const MutexLock guard(g_queues_mutex);
+    lc_list_destroy(g_mq_mgt_list, mq_mgt_node_destroy);
+    g_mq_mgt_list = nullptr;
+}
+
+uint32_t mq_mgt_node_destroy(void *record)
+{
+    if (record == nullptr) {
+        return IPC_SUCCESS;
+    }
+    auto *queue = static_cast<mq_mgt *>(record);
+    lc_list_destroy(queue->mq_head, nullptr);
+    queue->not_full.destroy();
+    queue->not_empty.destroy();
+    queue->lock.destroy();
+    memset(record, 0, sizeof(mq_mgt));
+    mem::release(MEM_OWNER_IPC, record);
+    return IPC_SUCCESS;
+}
+
+void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms)
+{
+    timeval now;
+    gettimeofday(&now, nullptr);
+    abstime->tv_sec = now.tv_sec + static_cast<time_t>(timeout_ms / 1000);
+    // Without now.tv_usec, on purpose: the router's modules are tuned to deadlines of whole seconds.
+    abstime->tv_nsec = static_cast<long>(timeout_ms % 1000) * 1'000'000L;
+}

@@ -1,0 +1,170 @@
+#include "lc_ipc_msg/endpoint.h"
+
+#include "lc_ipc_msg/receive.h"
+#include "lc_ipc_msg/registry.h"
+#include "lc_ipc_msg/sync.h"
+#include "lc_log/print.h"
+#include "lc_pthread.h"
+#include "support/fd.h"
+
+#include <cerrno>
+#include <sys/select.h>
+#include <sys/socket.h>
+
+namespace lterouter {
+
+Endpoint g_endpoint{};
+
+namespace {
+
+// A descriptor that select cannot watch is of no use. Not inherited across exec: a child that outlived
+// this process would keep its name bound.
+int open_socket()
+{
+    Fd fd{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    if (fd.get() >= FD_SETSIZE) {
+        errno = EMFILE;
+        return -1;
+    }
+    return fd.release();
+}
+
+uint32_t open_and_bind(uint32_t module_id, bool per_process)
+{
+    SocketRecord &record = g_endpoint.common;
+    record = {};
+    set_socket_name(record.sock, module_id, per_process ? static_cast<unsigned int>(getpid()) : 0);
+    Fd fd{open_socket()};
+    if (!fd) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Create socket %s failed! errno is %d.\n", kCommonPriority,
+                       errno);
+    }
+    const auto *address = reinterpret_cast<const sockaddr *>(&record.sock);
+    if (bind(fd.get(), address, sizeof(record.sock)) != 0) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Bind socket %s failed! errno is %d.\n", kCommonPriority,
+                       errno);
+    }
+    record.fd = fd.release();
+    return IPC_SUCCESS;
+}
+
+void close_socket()
+{
+    const Fd closed{g_endpoint.common.fd};
+    g_endpoint.common = {};
+}
+
+uint32_t start_receiver(const ReceiveArgs &args)
+{
+    ReceiveArgsPtr own = mem::make<ReceiveArgs, MEM_OWNER_IPC_SYNC>();
+    int result = ENOMEM;
+    if (own != nullptr) {
+        *own = args;
+        result = lc_pthread_create(&g_endpoint.receiver, nullptr, receive_thread, own.get());
+    }
+    if (result != 0) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Start message receiving thread failed! ret=%d.\n", result);
+    }
+    static_cast<void>(own.release());
+    return IPC_SUCCESS;
+}
+
+uint32_t start(uint32_t module_id, bool per_process, const ReceiveArgs &args)
+{
+    if (open_and_bind(module_id, per_process) != IPC_SUCCESS) {
+        g_endpoint.common = {};
+        return IPC_ERR_RESOURCE;
+    }
+    if (start_receiver(args) != IPC_SUCCESS) {
+        close_socket();
+        return IPC_ERR_RESOURCE;
+    }
+    return IPC_SUCCESS;
+}
+
+// The record that names this endpoint.
+ipc_addr own_address()
+{
+    ipc_addr self = {};
+    self.priority = IPC_PRIORITY_COMMON;
+    self.sock = g_endpoint.common.sock;
+    return self;
+}
+
+} // namespace
+
+uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len)
+{
+    // Only the common priority has a socket: through any other the kernel refuses.
+    const int fd = to.priority == IPC_PRIORITY_COMMON ? g_endpoint.common.fd : -1;
+    const auto *address = reinterpret_cast<const sockaddr *>(&to.sock);
+    if (sendto(fd, &msg, sizeof(msg) + body_len, 0, address, sizeof(to.sock)) < 0) {
+        return LC_FAIL(IPC_ERR_SOCKET, "Send failed! errno is %d.\n", errno);
+    }
+    return IPC_SUCCESS;
+}
+
+} // namespace lterouter
+
+using namespace lterouter;
+
+uint32_t ipc_msg_init(uint32_t module_id, mq_cb cb, ipc_msg_handler_fn msg_handler,
+                      ipc_reg_check_fn reg_check, uint32_t per_process)
+{
+    if (g_endpoint.initialised) {
+        return IPC_SUCCESS;
+    }
+    if (module_id >= IPC_MODULE_COUNT) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para module_id invalid! module_id=&lu.\n");
+    }
+    const bool client = module_id == IPC_MODULE_CLI1 || module_id == IPC_MODULE_CLI2;
+    if (!create_waiters() || !create_registry() ||
+        start(module_id, client || per_process != 0, {cb, msg_handler, reg_check}) != IPC_SUCCESS) {
+        destroy_registry();
+        destroy_waiters();
+        return IPC_ERR_RESOURCE;
+    }
+    g_endpoint.initialised = true;
+    return IPC_SUCCESS;
+}
+
+uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, uint32_t len)
+{
+    if (!g_endpoint.initialised) {
+        return IPC_ERR_NOT_INIT;
+    }
+    if (dest_addr == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para dest_addr is NULL.\n");
+    }
+    if (buff == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para buff is NULL.\n");
+    }
+    if (buff->length != len) {
+        return LC_FAIL(IPC_ERR_LENGTH,
+                       "Message length mismatched! Given length is %d, but length in message header is "
+                       "%lu\n",
+                       static_cast<int>(len), static_cast<unsigned long>(buff->length));
+    }
+    if (buff->type != IPC_MSG_TYPE_RESPONSE) {
+        buff->type = IPC_MSG_TYPE_ASYNC;
+    }
+    return send_datagram(*dest_addr, *buff, len);
+}
+
+void ipc_msg_fin()
+{
+    if (!g_endpoint.initialised) {
+        return;
+    }
+    // Without the stop message the thread runs on, and the join waits for it.
+    const Message stop = make_message(IPC_MSG_ID_STOP, 0);
+    if (stop != nullptr) {
+        const ipc_addr self = own_address();
+        ipc_msg_send_asy(&self, stop.get(), 0);
+    }
+    lc_pthread_join(g_endpoint.receiver, nullptr);
+    close_socket();
+    destroy_registry();
+    destroy_waiters();
+    g_endpoint.initialised = false;
+}

@@ -1,0 +1,39 @@
+// The process's one endpoint: its socket and its receive thread.
+#pragma once
+
+#include "lc_ipc_msg/message.h"
+
+#include <atomic>
+#include <pthread.h>
+
+namespace lterouter {
+
+// Laid out like an address record, with the descriptor in the place of the priority.
+struct SocketRecord {
+    int32_t fd;
+    sockaddr_un sock;
+    uint8_t padding[2];
+};
+static_assert(sizeof(SocketRecord) == sizeof(ipc_addr));
+
+struct Endpoint {
+    std::atomic<bool> initialised{false};
+    SocketRecord common; // written before the receive thread starts and after it has ended
+    pthread_t receiver;
+};
+
+extern Endpoint g_endpoint;
+
+// What the receive thread is started with; it frees the record.
+struct ReceiveArgs {
+    mq_cb cb;
+    ipc_msg_handler_fn msg_handler;
+    ipc_reg_check_fn reg_check;
+};
+
+using ReceiveArgsPtr = mem::Ptr<ReceiveArgs, MEM_OWNER_IPC_SYNC>;
+
+// One datagram, header and body_len bytes, through the socket that the destination's priority names.
+uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len);
+
+} // namespace lterouter

@@ -1,0 +1,46 @@
+// lc_ipc_msg: the per-process messaging endpoint.
+//
+//   message    wire format, module table, addresses, session ids: no socket, no thread
+//   endpoint   the socket: start, stop, send
+//   receive    the receive thread and its dispatch
+//   sync       senders that wait for a response
+//   registry   who gets which notification
+//
+// Threads: callers' threads send; one receive thread per process reads and dispatches.
+// Lock order: the waiter-list mutex before a waiter's own lock. The registry mutex, the session-counter
+// mutex and the waiter-list mutex are never held together.
+#pragma once
+
+#include "lc_ipc_msg.h"
+#include "lc_mem/alloc.h"
+
+#include <cstddef>
+
+namespace lterouter {
+
+constexpr char kUnit[] = "lib/lc_ipc_msg";
+
+static_assert(sizeof(ipc_msg_hdr) == 16 && offsetof(ipc_msg_hdr, length) == 8);
+static_assert(sizeof(sockaddr_un) == 110, "every call passes the full address");
+static_assert(sizeof(ipc_addr) == 116 && offsetof(ipc_addr, sock) == 4);
+
+constexpr const char *kCommonPriority = "common";
+
+// Messages that this process builds; the received ones carry the other tag.
+using Message = mem::Ptr<ipc_msg_hdr, MEM_OWNER_IPC>;
+
+// A message of body_len bytes with a zeroed header but for these fields and a fresh session id; empty
+// when out of memory.
+Message make_message(uint32_t msg_id, uint32_t body_len);
+
+// The one word that register and deregister requests and register responses carry.
+uint32_t body_word(ipc_msg_hdr &msg);
+void set_body_word(ipc_msg_hdr &msg, uint32_t word);
+
+// Writes the socket name of a module into the zeroed address, with the process id when it is not 0.
+void set_socket_name(sockaddr_un &sock, uint32_t module_id, unsigned int pid);
+
+// The whole path counts, since that is what the kernel goes by.
+bool same_socket(const sockaddr_un &a, const sockaddr_un &b);
+
+} // namespace lterouter

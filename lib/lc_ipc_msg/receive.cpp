@@ -1,0 +1,188 @@
+#include "lc_ipc_msg/receive.h"
+
+#include "lc_ipc_msg/registry.h"
+#include "lc_ipc_msg/sync.h"
+#include "lc_log/print.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <utility>
+
+namespace lterouter {
+namespace {
+
+constexpr time_t kSelectSeconds = 10;
+
+// Buffers of the receive thread; queued ones go on to the module, which frees them.
+using Received = mem::Ptr<ipc_msg_hdr, MEM_OWNER_IPC_SYNC>;
+
+struct Datagram {
+    Received bytes;
+    uint32_t size = 0;
+    ipc_addr sender = {};
+    bool from_self = false;
+};
+
+uint32_t padded(uint32_t size) { return (size + 3U) & ~3U; }
+
+// Reads one datagram and checks its length.
+uint32_t read_datagram(Datagram *datagram)
+{
+    datagram->bytes.reset(
+        static_cast<ipc_msg_hdr *>(mem::allocate(MEM_OWNER_IPC_SYNC, IPC_MSG_MAX_SIZE)));
+    if (datagram->bytes == nullptr) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
+    }
+    void *buffer = datagram->bytes.get();
+    memset(buffer, 0, IPC_MSG_MAX_SIZE);
+    sockaddr_un &sender = datagram->sender.sock;
+    socklen_t sender_size = sizeof(sender);
+    const ssize_t size = recvfrom(g_endpoint.common.fd, buffer, IPC_MSG_MAX_SIZE, 0,
+                                  reinterpret_cast<sockaddr *>(&sender), &sender_size);
+    if (size < 0) {
+        return LC_FAIL(IPC_ERR_SOCKET, "Receive message failed! errno is %d.\n", errno);
+    }
+    if (size == 0) {
+        return LC_FAIL(IPC_ERR_SOCKET, "Orderly shutdown occured!\n");
+    }
+    const uint32_t length = datagram->bytes->length;
+    if (size - static_cast<ssize_t>(sizeof(ipc_msg_hdr)) != static_cast<ssize_t>(length)) {
+        return LC_FAIL(IPC_ERR_LENGTH,
+                       "Message length mismatched! Received length is %d, but length in message header "
+                       "is %lu\n",
+                       static_cast<int>(size), static_cast<unsigned long>(length));
+    }
+    datagram->size = static_cast<uint32_t>(size);
+    datagram->from_self = sender_size == sizeof(sender) && same_socket(sender, g_endpoint.common.sock);
+    return IPC_SUCCESS;
+}
+
+// Only this endpoint itself may stop it.
+uint32_t handle_stop(const Datagram &datagram, uint32_t *running)
+{
+    if (datagram.bytes->length != 0 || !datagram.from_self) {
+        return LC_FAIL(IPC_ERR_LENGTH, "Not invalid stop message!\n");
+    }
+    *running = 0;
+    return IPC_SUCCESS;
+}
+
+// What handlers, queue and registry are given: the datagram, padding, the sender's address record.
+Received with_sender(const Datagram &datagram)
+{
+    const uint32_t size = padded(datagram.size);
+    Received msg{
+        static_cast<ipc_msg_hdr *>(mem::allocate(MEM_OWNER_IPC_SYNC, size + sizeof(datagram.sender)))};
+    if (msg != nullptr) {
+        // The datagram's buffer is zero behind its bytes, so the padding is copied with them.
+        memcpy(static_cast<void *>(msg.get()), datagram.bytes.get(), size);
+        memcpy(reinterpret_cast<uint8_t *>(msg.get()) + size, &datagram.sender,
+               sizeof(datagram.sender));
+    }
+    return msg;
+}
+
+// A full queue drops the message: this thread never waits for its own module.
+uint32_t enqueue(mq_cb cb, Received msg)
+{
+    const uint32_t result = ipc_mq_send(cb, msg.get(), 0, 0);
+    if (result == IPC_SUCCESS) {
+        static_cast<void>(msg.release());
+    }
+    return result;
+}
+
+uint32_t hand_to_module(const ReceiveArgs &args, Received msg, uint32_t wanted)
+{
+    if (args.cb == nullptr) {
+        return IPC_SUCCESS;
+    }
+    if (args.msg_handler != nullptr) {
+        if (wanted != 0) {
+            enqueue(args.cb, std::move(msg));
+        }
+        return IPC_SUCCESS;
+    }
+    const uint32_t result = enqueue(args.cb, std::move(msg));
+    if (result != IPC_SUCCESS) {
+        return LC_FAIL(result, "Send to message queue failed!, sret=%ld.\n", static_cast<long>(result));
+    }
+    return IPC_SUCCESS;
+}
+
+uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received msg)
+{
+    uint32_t wanted = 0;
+    if (args.msg_handler != nullptr) {
+        wanted = args.msg_handler(msg.get(),
+                                  padded(datagram.size) - static_cast<uint32_t>(sizeof(ipc_msg_hdr)));
+    }
+    if (datagram.bytes->type == IPC_MSG_TYPE_RESPONSE) {
+        msg.reset();
+        return deliver_response(*datagram.bytes, datagram.size);
+    }
+    if (datagram.bytes->msg_id == IPC_MSG_ID_REGISTER) {
+        const uint32_t result = handle_register(msg.get(), args.reg_check);
+        return result == IPC_SUCCESS ? result
+                                     : LC_FAIL(result, "Handle register request failed!, sret=%lu.\n",
+                                               static_cast<unsigned long>(result));
+    }
+    if (datagram.bytes->msg_id == IPC_MSG_ID_DEREGISTER) {
+        const uint32_t result = handle_deregister(msg.get());
+        return result == IPC_SUCCESS ? result
+                                     : LC_FAIL(result, "Handle deregister request failed!, sret=%lu.\n",
+                                               static_cast<unsigned long>(result));
+    }
+    return hand_to_module(args, std::move(msg), wanted);
+}
+
+} // namespace
+
+uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
+{
+    if (running == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para flag is NULL.\n");
+    }
+    Datagram datagram;
+    const uint32_t result = read_datagram(&datagram);
+    if (result != IPC_SUCCESS) {
+        return result;
+    }
+    if (datagram.bytes->msg_id == IPC_MSG_ID_STOP) {
+        return handle_stop(datagram, running);
+    }
+    Received msg = with_sender(datagram);
+    if (msg == nullptr) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
+    }
+    return dispatch(args, datagram, std::move(msg));
+}
+
+void *receive_thread(void *args)
+{
+    const ReceiveArgs own = *ReceiveArgsPtr(static_cast<ReceiveArgs *>(args));
+    g_endpoint.initialised = true;
+    const int fd = g_endpoint.common.fd;
+    uint32_t running = 1;
+    while (running != 0) {
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(fd, &readable);
+        timeval timeout = {kSelectSeconds, 0};
+        const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
+        if (ready < 0) {
+            static_cast<void>(LC_FAIL(0, "Call select failed. errno is %d.\n", errno));
+        } else if (ready > 0) {
+            const uint32_t result = receive_message(own, &running);
+            if (result != IPC_SUCCESS) {
+                static_cast<void>(LC_FAIL(0, "Receive common priority message failed! sret=%ld.\n",
+                                          static_cast<long>(result)));
+            }
+        }
+    }
+    return nullptr;
+}
+
+} // namespace lterouter

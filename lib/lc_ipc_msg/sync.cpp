@@ -1,0 +1,168 @@
+// The sender never holds both locks: it lists its waiter under the list mutex, lets that go, and holds
+// the waiter's own lock from before the request leaves until it sleeps, so that no response can be
+// signalled before someone waits. The receive thread delivers under both, list mutex first.
+
+#include "lc_ipc_msg/sync.h"
+
+#include "lc_ipc_msg/endpoint.h"
+#include "lc_log/print.h"
+#include "lc_pthread/mutex.h"
+
+#include <cerrno>
+#include <cstring>
+
+extern "C" {
+lc_list *g_sync_waitor_list = nullptr;
+}
+
+namespace lterouter {
+namespace {
+
+Mutex g_waiters_mutex;
+
+struct sync_waitor {
+    uint32_t session_id; // first: msg_id_match compares it
+    Mutex lock;
+    Condition done;
+    void *out_buff;
+    uint32_t capacity; // of out_buff, header included
+    uint32_t received; // size of the response; 0 until it arrives
+};
+
+// Neither lock nor condition is destroyed with the record: with default attributes they own nothing,
+// and once the waiter is unlinked nobody can be using them.
+using Waiter = mem::Ptr<sync_waitor, MEM_OWNER_IPC_SYNC>;
+using Node = mem::Ptr<lc_list_node, MEM_OWNER_IPC_SYNC>;
+
+// Lists a waiter; empty on failure.
+Node list_waiter(uint32_t session_id, void *out_buff, uint32_t out_len) EXCLUDES(g_waiters_mutex)
+{
+    const MutexLock guard(g_waiters_mutex);
+    Waiter waiter = mem::make<sync_waitor, MEM_OWNER_IPC_SYNC>();
+    if (waiter == nullptr) {
+        return LC_FAIL(Node(), "Assign memory failed!\n");
+    }
+    waiter->session_id = session_id;
+    waiter->out_buff = out_buff;
+    waiter->capacity = out_len + static_cast<uint32_t>(sizeof(ipc_msg_hdr));
+
+    Node node = mem::make<lc_list_node, MEM_OWNER_IPC_SYNC>();
+    if (node == nullptr) {
+        return LC_FAIL(Node(), "Assign memory failed!\n");
+    }
+    node->data = waiter.get();
+    const uint32_t result = lc_list_add_at_tail(g_sync_waitor_list, node.get());
+    if (result != LC_LIST_SUCCESS) {
+        return LC_FAIL(Node(), "Add to list g_sync_waitor_list.list_head failed! sret=%ld\n",
+                       static_cast<long>(result));
+    }
+    static_cast<void>(waiter.release());
+    return node;
+}
+
+// Sends the request and sleeps until the response or the deadline.
+uint32_t exchange(sync_waitor &waiter, const ipc_addr &to, const ipc_msg_hdr &request, uint32_t in_len,
+                  uint32_t timeout) EXCLUDES(g_waiters_mutex)
+{
+    const MutexLock guard(waiter.lock);
+    if (send_datagram(to, request, in_len) != IPC_SUCCESS) {
+        return IPC_ERR_SOCKET;
+    }
+    timespec deadline;
+    mkcondtimeout(&deadline, timeout);
+    while (waiter.received == 0) {
+        if (waiter.done.wait_until(waiter.lock, deadline) == ETIMEDOUT) {
+            return IPC_ERR_TIMEOUT;
+        }
+    }
+    return IPC_SUCCESS;
+}
+
+uint32_t judge(const sync_waitor &waiter, uint32_t exchanged, uint32_t *out_len)
+{
+    if (exchanged == IPC_ERR_TIMEOUT) {
+        return LC_FAIL(IPC_ERR_TIMEOUT, "Sending sync message timeout occured!\n");
+    }
+    if (exchanged != IPC_SUCCESS) {
+        return exchanged;
+    }
+    if (waiter.received > waiter.capacity) {
+        return LC_FAIL(IPC_ERR_TOO_SMALL, "Response message is greater than out buffer!\n");
+    }
+    *out_len = waiter.received - static_cast<uint32_t>(sizeof(ipc_msg_hdr));
+    return IPC_SUCCESS;
+}
+
+} // namespace
+
+bool create_waiters()
+{
+    g_sync_waitor_list = lc_list_create();
+    return g_sync_waitor_list != nullptr || LC_FAIL(false, "Create list failed!\n");
+}
+
+void destroy_waiters()
+{
+    lc_list_destroy(g_sync_waitor_list, nullptr);
+    g_sync_waitor_list = nullptr;
+}
+
+uint32_t deliver_response(const ipc_msg_hdr &response, uint32_t size)
+{
+    const MutexLock list_guard(g_waiters_mutex);
+    const lc_list_node *node = lc_list_find(g_sync_waitor_list, msg_id_match, &response);
+    if (node == nullptr) {
+        return IPC_ERR_LENGTH;
+    }
+    auto &waiter = *static_cast<sync_waitor *>(node->data);
+    const MutexLock guard(waiter.lock);
+    memcpy(waiter.out_buff, &response, size < waiter.capacity ? size : waiter.capacity);
+    waiter.received = size;
+    waiter.done.signal();
+    return IPC_SUCCESS;
+}
+
+} // namespace lterouter
+
+using namespace lterouter;
+
+uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len,
+                          uint32_t timeout, void *out_buff, uint32_t *out_len)
+{
+    if (!g_endpoint.initialised) {
+        return IPC_ERR_NOT_INIT;
+    }
+    if (dest_addr == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para dest_addr is NULL.\n");
+    }
+    if (in_buff == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para in_buff is NULL.\n");
+    }
+    if (timeout == 0) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is 0.\n");
+    }
+    if (out_buff == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_buff is NULL.\n");
+    }
+    if (out_len == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_len is NULL.\n");
+    }
+    if (in_buff->length != in_len) {
+        return LC_FAIL(IPC_ERR_LENGTH,
+                       "Message length mismatched! Given length is %d, but length in message header is "
+                       "%lu\n",
+                       static_cast<int>(in_len), static_cast<unsigned long>(in_buff->length));
+    }
+    in_buff->type = IPC_MSG_TYPE_REQUEST;
+
+    const Node node = list_waiter(in_buff->session_id, out_buff, *out_len);
+    if (node == nullptr) {
+        return IPC_ERR_RESOURCE;
+    }
+    const Waiter waiter{static_cast<sync_waitor *>(node->data)};
+    const uint32_t exchanged = exchange(*waiter, *dest_addr, *in_buff, in_len, timeout);
+
+    const MutexLock guard(g_waiters_mutex);
+    lc_list_del_node(g_sync_waitor_list, node.get());
+    return judge(*waiter, exchanged, out_len);
+}

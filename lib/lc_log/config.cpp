@@ -1,0 +1,119 @@
+// The logger's upper half: which modules there are. It reads its file through the file helpers, which
+// in turn report through print.cpp.
+
+#include "lc_file.h"
+#include "lc_file/stream.h"
+#include "lc_log/print.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <string_view>
+#include <syslog.h>
+
+namespace lterouter {
+namespace {
+
+constexpr char kConfigPath[] = "/usr/bin/logid.cfg";
+constexpr size_t kLineSize = 45;
+constexpr size_t kMaxIdDigits = 10;
+
+constexpr logconfig g_code_config[] = {
+    {0, 's', "SC"},  {1, 'd', "DM"},    {2, 'a', "ATPXYD"}, {3, 'w', "WanManager"},
+    {4, 'n', "NM"},  {5, 'r', "RM"},    {6, 'u', "UI"},     {7, 'U', "UP"},
+    {8, 'N', "NS"},  {9, 'D', "DIAG"},  {10, 'c', "CGI"},   {11, 'W', "DOG"},
+    {12, 'M', "MM"}, {13, 'z', "WLAN"}, {14, 'y', "SMSPB"}, {15, 'C', "CM"},
+};
+
+// syslog keeps a pointer to the identity for the life of the process.
+char g_identity[sizeof("-2147483648") + LC_LOG_NAME_SIZE];
+
+// Reads one line without its newline; what does not fit is read and dropped. False at the end of file.
+bool read_line(FILE *file, char (&line)[kLineSize], size_t *length)
+{
+    *length = 0;
+    int ch = lc_fgetc(file);
+    if (ch == EOF) {
+        return false;
+    }
+    for (; ch != EOF && ch != '\n'; ch = lc_fgetc(file)) {
+        if (*length < kLineSize - 1) {
+            line[(*length)++] = static_cast<char>(ch);
+        }
+    }
+    return true;
+}
+
+// "id,letter,name"; false for a comment or a malformed line.
+bool parse_line(std::string_view line, logconfig *out)
+{
+    if (line.empty() || line.front() == '#') {
+        return false;
+    }
+    const size_t id_length = line.find(',');
+    if (id_length == std::string_view::npos || id_length < 1 || id_length > kMaxIdDigits) {
+        return false;
+    }
+    char digits[kMaxIdDigits + 1] = {};
+    line.copy(digits, id_length);
+    line.remove_prefix(id_length + 1);
+
+    if (line.find(',') != 1) {
+        return false;
+    }
+    const char letter = line.front();
+    line.remove_prefix(2);
+
+    if (line.empty() || line.size() >= LC_LOG_NAME_SIZE) {
+        return false;
+    }
+    *out = {atoi(digits), letter, {}};
+    line.copy(out->name, line.size());
+    return true;
+}
+
+} // namespace
+} // namespace lterouter
+
+int get_logconfig_by_ID(logconfig *out, int32_t id)
+{
+    using namespace lterouter;
+    logconfig found;
+    if (id >= 0 && id < static_cast<int32_t>(std::size(g_code_config))) {
+        found = g_code_config[id];
+    } else {
+        const Stream file{lc_fopen(kConfigPath, "r")};
+        if (!file) {
+            return 4;
+        }
+        char line[kLineSize];
+        size_t length = 0;
+        do {
+            if (!read_line(file.get(), line, &length)) {
+                return 3;
+            }
+        } while (!parse_line({line, length}, &found) || found.id != id);
+    }
+    if (out != nullptr) {
+        *out = found;
+    }
+    return 0;
+}
+
+int log_init(int32_t id)
+{
+    using namespace lterouter;
+    if (log_has_module()) {
+        return 0;
+    }
+    // Every record that is found has a name of 1 to 32 characters.
+    logconfig module;
+    if (get_logconfig_by_ID(&module, id) != 0) {
+        return 1;
+    }
+    snprintf(g_identity, sizeof(g_identity), "%02ld%s", static_cast<long>(id), module.name);
+    openlog(g_identity, 0, LOG_USER);
+    log_set_module(module.name);
+    return 0;
+}

@@ -1,0 +1,44 @@
+// Typed allocation over mem_malloc_ex and mem_free_ex: who allocates here names its owner tag once.
+// Thread tag and source line are filled in, and a Ptr gives its block back.
+#pragma once
+
+#include "lc_mem.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace lterouter::mem {
+
+// Low 16 bits of the calling thread's kernel thread id.
+uint32_t thread_tag();
+
+inline void *allocate(uint32_t owner, size_t size, uint32_t line = __builtin_LINE())
+{
+    return mem_malloc_ex(thread_tag(), line, owner, size);
+}
+
+inline void release(uint32_t owner, void *block, uint32_t line = __builtin_LINE())
+{
+    mem_free_ex(thread_tag(), line, owner, block);
+}
+
+// Records are plain data: freeing one needs no destructor.
+template <uint32_t Owner> struct Deleter {
+    void operator()(void *block) const { release(Owner, block); }
+};
+
+template <typename T, uint32_t Owner> using Ptr = std::unique_ptr<T, Deleter<Owner>>;
+
+// A record with every byte zero before its members are initialised; empty when out of memory.
+template <typename T, uint32_t Owner> Ptr<T, Owner> make(uint32_t line = __builtin_LINE())
+{
+    static_assert(std::is_trivially_destructible_v<T>);
+    void *block = allocate(Owner, sizeof(T), line);
+    if (block != nullptr) {
+        memset(block, 0, sizeof(T));
+    }
+    return Ptr<T, Owner>(block != nullptr ? new (block) T() : nullptr);
+}
+
+} // namespace lterouter::mem

@@ -1,0 +1,156 @@
+#include "lte_sdk/core.h"
+
+#include "lc_mem/alloc.h"
+#include "lc_nv.h"
+#include "lct_trace/trace.h"
+
+#include <cstring>
+
+using namespace lterouter;
+
+extern "C" {
+const lct_config *g_sdk_config = nullptr;
+mq_cb g_sdk_mq = nullptr;
+}
+
+namespace {
+
+constexpr uint32_t kQueueCapacity = 100;
+constexpr uint32_t kRegisterTimeoutMs = 4000;
+
+// Processes of either word size agree on these records.
+static_assert(sizeof(lct_link_status) == LCT_LINK_BODY_SIZE);
+static_assert(offsetof(lct_link_status, link_status) == 8);
+static_assert(offsetof(lct_link_status, interface_name) == 20);
+static_assert(offsetof(lct_link_status, mask) == 108);
+static_assert(sizeof(lct_iface_status) == LCT_IFACE_BODY_SIZE);
+static_assert(offsetof(lct_iface_status, readiness) == 4);
+static_assert(offsetof(lct_config, callback) == 9 * sizeof(uintptr_t));
+static_assert(sizeof(lct_value_rsp) == 8);
+
+using Message = mem::Ptr<ipc_msg_hdr, MEM_OWNER_LCT>;
+
+// A message with a fresh session id; empty when out of memory. A length without a body leaves the body
+// as it was allocated.
+Message make_message(uint32_t msg_id, const void *body, uint32_t body_len)
+{
+    Message msg{static_cast<ipc_msg_hdr *>(ipc_memory_assign(body_len, IPC_MSG_TYPE_ASYNC))};
+    if (msg != nullptr) {
+        *msg = {IPC_MSG_TYPE_ASYNC, msg_id, body_len, 0};
+        ipc_gen_seesion_id(msg.get());
+        if (body != nullptr && body_len != 0) {
+            memcpy(ipc_msg_body(msg.get()), body, body_len);
+        }
+    }
+    return msg;
+}
+
+// Room for a response that holds, until one comes, what the caller has in rsp.
+Message make_response(const void *rsp, uint32_t rsp_len)
+{
+    Message msg{static_cast<ipc_msg_hdr *>(ipc_memory_assign(rsp_len, IPC_MSG_TYPE_ASYNC))};
+    if (msg != nullptr && rsp_len != 0) {
+        memcpy(ipc_msg_body(msg.get()), rsp, rsp_len);
+    }
+    return msg;
+}
+
+} // namespace
+
+uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *body, uint32_t body_len)
+{
+    ipc_addr addr;
+    if (ipc_get_addr_by_id(module_id, IPC_PRIORITY_COMMON, &addr) != IPC_SUCCESS) {
+        return 0;
+    }
+    const Message msg = make_message(msg_id, body, body_len);
+    if (msg == nullptr) {
+        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+    }
+    return ipc_msg_send_asy(&addr, msg.get(), body_len) == IPC_SUCCESS ? 1 : 0;
+}
+
+uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void *body, uint32_t body_len,
+                          uint32_t timeout, void *rsp, uint32_t *rsp_len)
+{
+    ipc_addr addr;
+    if (ipc_get_addr_by_id(module_id, IPC_PRIORITY_COMMON, &addr) != IPC_SUCCESS) {
+        return 0;
+    }
+    const Message msg = make_message(msg_id, body, body_len);
+    if (msg == nullptr) {
+        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+    }
+    const Message response = make_response(rsp, *rsp_len);
+    if (response == nullptr) {
+        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+    }
+    const uint32_t result =
+        ipc_msg_send_syn(&addr, msg.get(), body_len, timeout, response.get(), rsp_len);
+    // Whatever the result: of a response that is too long the caller gets what fits.
+    if (*rsp_len != 0) {
+        memcpy(rsp, ipc_msg_body(response.get()), *rsp_len);
+    }
+    return result == IPC_SUCCESS ? 1 : 0;
+}
+
+uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len)
+{
+    const Message msg = make_message(msg_id, body, body_len);
+    if (msg == nullptr) {
+        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+    }
+    return ipc_msg_notify(msg.get(), body_len) == IPC_SUCCESS ? 1 : 0;
+}
+
+void regnotify()
+{
+    constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,
+                                           WM_MSG_MODEM_NOTIFY};
+    ipc_addr addr;
+    ipc_get_addr_by_id(IPC_MODULE_MM, IPC_PRIORITY_COMMON, &addr);
+    for (const uint32_t notification : kNotifications) {
+        // A WAN manager that starts later is no reason for the host not to.
+        ipc_register_notify(&addr, notification, kRegisterTimeoutMs);
+    }
+}
+
+int32_t lct_module_init(const lct_config *config)
+{
+    if (config == nullptr) {
+        return LCT_TRACE(-1, "sdk config is null\n\n");
+    }
+    if (nvmram_init() != NV_SUCCESS) {
+        return LCT_TRACE(-1, "init radom nv failed\n\n");
+    }
+    g_sdk_config = config;
+    ipc_mq_init();
+    if (ipc_mq_create(kQueueCapacity, &g_sdk_mq) != IPC_SUCCESS) {
+        return LCT_TRACE(-1, "ipc_mq_create err\n\n");
+    }
+    const uint32_t result = ipc_msg_init(IPC_MODULE_CLI1, nullptr, sdk_msg_handler, nullptr, 1);
+    if (result != IPC_SUCCESS) {
+        return LCT_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
+    }
+    regnotify();
+    return 0;
+}
+
+int32_t lct_module_fin()
+{
+    ipc_msg_fin();
+    ipc_mq_destroy();
+    return 0;
+}
+
+int32_t lct_connect()
+{
+    send_request(IPC_MODULE_MM, WM_MSG_CONNECT_REQ, nullptr, 0);
+    return 0;
+}
+
+int32_t lct_disconnect()
+{
+    send_request(IPC_MODULE_MM, WM_MSG_DISCONNECT_REQ, nullptr, 0);
+    return 0;
+}

@@ -1,0 +1,94 @@
+#include "lte_sdk/core.h"
+
+#include "lct_trace/trace.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace {
+
+using namespace lterouter;
+
+constexpr uint32_t kReady = 1;
+constexpr uint32_t kIpUp = 1;
+
+// A notification body as the host is promised it: of full size. One that arrived shorter is completed
+// with zeros, so that neither the host nor the trace reads past the message.
+template <typename T> class Body {
+public:
+    Body(ipc_msg_hdr *msg, uint32_t len)
+    {
+        const auto *start = static_cast<const uint8_t *>(ipc_msg_body(msg));
+        const auto *end = reinterpret_cast<const uint8_t *>(msg) + sizeof(ipc_msg_hdr) + len;
+        const auto size = static_cast<size_t>(end - start);
+        if (size < sizeof(T)) {
+            memset(&completed_, 0, sizeof(completed_));
+            memcpy(&completed_, start, size);
+            body_ = &completed_;
+        } else {
+            body_ = reinterpret_cast<const T *>(start);
+        }
+    }
+    Body(const Body &) = delete;
+    Body &operator=(const Body &) = delete;
+
+    const T *operator->() const { return body_; }
+    const T *get() const { return body_; }
+
+private:
+    T completed_;
+    const T *body_;
+};
+
+void call_host(uint32_t event, const void *body, uint32_t len)
+{
+    const lct_event record = {event, body, len, 0};
+    g_sdk_config->callback(&record);
+}
+
+} // namespace
+
+// Traces one text of the link status, at most as long as its field.
+#define TRACE_TEXT(label, field) \
+    LCT_TRACE(void(), label ":%.*s\n\n", static_cast<int>(sizeof(field)), field)
+
+uint32_t sdk_msg_handler(ipc_msg_hdr *msg, uint32_t len)
+{
+    if (g_sdk_config == nullptr || g_sdk_config->callback == nullptr) {
+        return LCT_TRACE(0U, "sdk callback func is NULL\n");
+    }
+    switch (msg == nullptr ? 0 : msg->msg_id) {
+    case WM_MSG_IFACE_STATUS_NOTIFY: {
+        LCT_TRACE(void(), "WM_MSG_IFACE_STATUS_NOTIFY\n\n");
+        const Body<lct_iface_status> body(msg, len);
+        LCT_TRACE(void(), "iface status:%s\n\n",
+                  body->readiness == kReady ? "WM_READY" : "WM_NOT_READY");
+        call_host(LCT_EVENT_IFACE_STATUS, body.get(), LCT_IFACE_BODY_SIZE);
+        break;
+    }
+    case WM_MSG_MODEM_NOTIFY:
+        LCT_TRACE(void(), "WM_MSG_MODEM_NOTIFY\n\n");
+        break;
+    case WM_MSG_LINK_STATUS_NOTIFY: {
+        LCT_TRACE(void(), "WM_MSG_LINK_STATUS_NOTIFY\n\n");
+        const Body<lct_link_status> body(msg, len);
+        const bool connected = body->link_status == LCT_LINK_CONNECTED;
+        LCT_TRACE(void(), "link status:%s %s %s\n\n", connected ? "WM_CONNECTED" : "WM_DISCONNECTED",
+                  body->ip_status == kIpUp ? "WM_IP_UP" : "WM_IP_DOWN",
+                  body->iface_type == LCT_IFACE_TYPE_WCDMA ? "WM_WCDMA" : "Other type");
+        if (connected) {
+            TRACE_TEXT("interface", body->interface_name);
+            TRACE_TEXT("ip", body->ip);
+            TRACE_TEXT("gateway", body->gateway);
+            TRACE_TEXT("dns1", body->dns1);
+            TRACE_TEXT("dns2", body->dns2);
+            TRACE_TEXT("mask", body->mask);
+        }
+        call_host(LCT_EVENT_LINK_STATUS, body.get(), LCT_LINK_BODY_SIZE);
+        break;
+    }
+    default:
+        break;
+    }
+    return 1;
+}

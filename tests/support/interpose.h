@@ -1,0 +1,28 @@
+// Taking over a call that the shared library makes: a test program defines the function, and this finds
+// the real one behind it.
+#pragma once
+
+#include <dlfcn.h>
+
+namespace testing_support {
+
+// The next definition of a function after the test program's own.
+template <typename Function> Function *next_definition(const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+// Fails the n-th of the calls that ask it (counted from 1), or none when n is 0.
+struct FailNth {
+    int nth = 0;
+    int calls = 0;
+
+    void arm(int n)
+    {
+        nth = n;
+        calls = 0;
+    }
+    bool fails() { return ++calls == nth; }
+};
+
+} // namespace testing_support
