@@ -27,6 +27,12 @@ struct Datagram {
 
 uint32_t padded(uint32_t size) { return (size + 3U) & ~3U; }
 
+// The sizes are compared without a sign: a datagram shorter than a header has no length to agree with.
+bool is_whole(const ipc_msg_hdr &header, size_t size)
+{
+    return size >= sizeof(header) && size - sizeof(header) == header.length;
+}
+
 // Reads one datagram and checks its length.
 uint32_t read_datagram(Datagram *datagram)
 {
@@ -47,12 +53,12 @@ uint32_t read_datagram(Datagram *datagram)
     if (size == 0) {
         return LC_FAIL(IPC_ERR_SOCKET, "Orderly shutdown occured!\n");
     }
-    const uint32_t length = datagram->bytes->length;
-    if (size - static_cast<ssize_t>(sizeof(ipc_msg_hdr)) != static_cast<ssize_t>(length)) {
+    const ipc_msg_hdr &header = *datagram->bytes;
+    if (!is_whole(header, static_cast<size_t>(size))) {
         return LC_FAIL(IPC_ERR_LENGTH,
                        "Message length mismatched! Received length is %d, but length in message header "
                        "is %lu\n",
-                       static_cast<int>(size), static_cast<unsigned long>(length));
+                       static_cast<int>(size), static_cast<unsigned long>(header.length));
     }
     datagram->size = static_cast<uint32_t>(size);
     datagram->from_self = sender_size == sizeof(sender) && same_socket(sender, g_endpoint.common.sock);

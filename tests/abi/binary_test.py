@@ -1,0 +1,87 @@
+"""What the finished library is made of. usage: binary_test.py LIBRARY EXPORTS_MAP INCLUDE_DIR"""
+
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+LIBRARY, EXPORTS, INCLUDE = (pathlib.Path(sys.argv.pop(1)) for _ in range(3))
+
+
+def output(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True, errors="replace").stdout
+
+
+def without_comments(text):
+    return re.sub(r"/\*.*?\*/|#[^\n]*", "", text, flags=re.S)
+
+
+def dynamic_symbols(which):
+    """Names without their versions."""
+    lines = output("nm", "-D", which, LIBRARY).splitlines()
+    return {line.split()[-1].split("@")[0] for line in lines}
+
+
+def declared():
+    """Every function that a public header marks as exported."""
+    names = set()
+    for header in INCLUDE.glob("*.h"):
+        text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
+        names |= set(re.findall(r"^LC_API [^;()]*?(\w+)\(", text, flags=re.M))
+    return names
+
+
+class Binary(unittest.TestCase):
+    def setUp(self):
+        self.dynamic = output("readelf", "-dW", LIBRARY)
+
+    def test_it_needs_libc_alone(self):
+        needed = re.findall(r"\(NEEDED\).*\[(.*)\]", self.dynamic)
+        self.assertEqual(len(needed), 1, needed)
+        self.assertRegex(needed[0], r"^libc\.so(\.6)?$")
+
+    def test_its_soname_carries_the_major_version(self):
+        self.assertRegex(self.dynamic, r"\(SONAME\).*\[liblterouter\.so\.1\]")
+
+    def test_nothing_of_the_cxx_run_time_is_undefined(self):
+        undefined = dynamic_symbols("--undefined-only")
+        foreign = {name for name in undefined
+                   if re.match(r"_Z|__gxx|_Unwind|__cxa_(?!finalize|atexit)|__tls_get_addr", name)}
+        self.assertEqual(foreign, set())
+
+    def test_undefined_symbols_are_versioned_by_libc(self):
+        versions = re.findall(r"\sU \w+@(\w+)", output("nm", "-D", "--undefined-only", LIBRARY))
+        self.assertTrue(versions)
+        self.assertEqual(set(versions), {"GLIBC_2"})
+
+    def test_it_exports_what_the_map_lists(self):
+        in_map = re.search(r"global:(.*)local:", without_comments(EXPORTS.read_text()), re.S).group(1)
+        names = set(re.findall(r"\w+", in_map))
+        self.assertEqual(dynamic_symbols("--defined-only") - {"LTEROUTER_1"}, names)
+
+    def test_it_exports_what_the_headers_declare(self):
+        self.assertEqual(dynamic_symbols("--defined-only") - {"LTEROUTER_1"}, declared())
+
+    def test_its_relocations_are_read_only_and_bound_at_start(self):
+        self.assertIn("GNU_RELRO", output("readelf", "-lW", LIBRARY))
+        self.assertRegex(self.dynamic, r"BIND_NOW|FLAGS_1.*NOW")
+
+    def test_functions_with_buffers_check_their_stack(self):
+        self.assertIn("__stack_chk_fail", dynamic_symbols("--undefined-only"))
+
+
+class DebugInformation(unittest.TestCase):
+    def test_it_stands_in_a_separate_file_that_the_library_names(self):
+        real = LIBRARY.resolve()
+        separate = real.with_name(real.name + ".debug")
+        if not separate.exists():
+            self.skipTest("only the optimised build splits it off")
+        self.assertIn(separate.name, output("readelf", "--string-dump=.gnu_debuglink", real))
+        self.assertNotIn(".debug_info", output("readelf", "-SW", real))
+        self.assertIn(".debug_info", output("readelf", "-SW", separate))
+        self.assertIn(".symtab", output("readelf", "-SW", real))
+
+
+if __name__ == "__main__":
+    unittest.main()

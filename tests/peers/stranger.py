@@ -1,0 +1,122 @@
+"""A process of the router that does not use the library: plain sockets, the full 110-byte address."""
+
+import os
+import select
+import socket
+import struct
+import subprocess
+
+ASYNC, REQUEST, RESPONSE, SHORT = range(4)
+STOP, REGISTER, DEREGISTER = 1, 2, 3
+SERVER = "lc_socket_mm_common"
+
+ASK_ECHO = 0x50000001
+TELL_PUBLISH = 0x50000002
+ASK_HEAP = 0x50000003
+TELL_TEXT = 0x50000004
+NOTIFY_ID = 0x60000001
+
+
+def address(name):
+    """The abstract address as the router's processes bind it: NULs to the end of the path."""
+    return (b"\0" + name.encode()).ljust(108, b"\0")
+
+
+def message(kind, msg_id, body=b"", session=0, length=None):
+    return struct.pack("=4I", kind, msg_id, len(body) if length is None else length, session) + body
+
+
+def parse(datagram):
+    """(type, msg_id, session_id, body); the length word must be right."""
+    kind, msg_id, length, session = struct.unpack_from("=4I", datagram)
+    assert length == len(datagram) - 16, datagram
+    return kind, msg_id, session, datagram[16:]
+
+
+class Stranger:
+    def __init__(self, name="lc_socket_stranger_common"):
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.socket.bind(address(name))
+        self.session = 0
+
+    def send(self, datagram, to=SERVER):
+        self.socket.sendto(datagram, to if isinstance(to, bytes) else address(to))
+
+    def receive(self, timeout=5):
+        """(datagram, sender); None when nothing comes in time."""
+        if not select.select([self.socket], [], [], timeout)[0]:
+            return None
+        return self.socket.recvfrom(4096)
+
+    def ask(self, msg_id, body=b"", kind=REQUEST, to=SERVER, timeout=5):
+        """Body of the response with this request's session id; other messages are passed over."""
+        self.session += 1
+        self.send(message(kind, msg_id, body, self.session), to)
+        while True:
+            received = self.receive(timeout)
+            if received is None:
+                return None
+            answer_kind, answer_id, session, answer = parse(received[0])
+            if answer_kind == RESPONSE and session == self.session:
+                assert answer_id == msg_id
+                return answer
+
+    def register(self, notify_id=NOTIFY_ID):
+        return struct.unpack("=I", self.ask(REGISTER, struct.pack("=I", notify_id)))[0]
+
+    def close(self):
+        self.socket.close()
+
+
+class SyslogListener:
+    """Stands in for the log daemon and switches a module's flag files."""
+
+    def __init__(self, module="WanManager", level="ERROR"):
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.socket.bind("/dev/log")
+        self.flag = f"/tmp/.LC_DEBUG_FLAG_{module}_{level}"
+        open(self.flag, "w").close()
+
+    def wait_for(self, text, timeout=5):
+        """The lines up to the first that holds text; None when none does in time."""
+        lines = []
+        while select.select([self.socket], [], [], timeout)[0]:
+            lines.append(self.socket.recv(8192).decode(errors="replace"))
+            if text in lines[-1]:
+                return lines
+        return None
+
+    def close(self):
+        os.unlink(self.flag)
+        self.socket.close()
+        os.unlink("/dev/log")
+
+
+class Program:
+    """A program under test that talks in lines."""
+
+    def __init__(self, command, **environment):
+        self.process = subprocess.Popen(
+            command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1,
+            env={**os.environ, **environment})
+
+    def line(self):
+        return self.process.stdout.readline().rstrip("\n")
+
+    def write(self, command):
+        self.process.stdin.write(command + "\n")
+
+    def command(self, command):
+        self.write(command)
+        return self.line()
+
+    def end(self):
+        """Closes its input and gives its exit status."""
+        self.process.stdin.close()
+        status = self.process.wait(60)
+        self.process.stdout.close()
+        return status
+
+    def terminate(self):
+        self.process.terminate()
+        return self.end()
