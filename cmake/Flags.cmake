@@ -29,7 +29,9 @@ endif()
 add_library(lterouter_freestanding INTERFACE)
 target_compile_options(lterouter_freestanding INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
-    -fvisibility=hidden)
+    -fvisibility=hidden
+    # Checks that some packagers switch on call into libstdc++.
+    -U_GLIBCXX_ASSERTIONS)
 
 # Linked with the C driver, and without the libraries that CMake would add for C++ code.
 macro(lterouter_without_cxx_runtime)

@@ -2,7 +2,8 @@
  *
  * A wrapper checks its arguments, and on a bad one logs at debug level and returns -2 (NULL where a
  * pointer is returned) without making the call; otherwise it returns what the call returns and
- * leaves errno as the call left it. Files may be larger than 2 GiB.
+ * leaves errno as the call left it. Files may be larger than 2 GiB; positions beyond that are out of
+ * reach of lc_fseek and, on a 32-bit machine, of lc_ftell.
  *
  * Threads: no state; each is as thread-safe as the call that it wraps. */
 #ifndef LC_FILE_H
@@ -45,10 +46,10 @@ LC_API int lc_dir_exist(const char *path);
 
 /* Copies line number line (from 1; 0 means the last) of the text file at path into buf, its newline
  * included. size: in, capacity of buf in bytes. Lines are read in pieces of at most 255 bytes, and
- * each piece counts as a line. A line of exactly *size bytes fits, without a terminator.
- * Returns 0; or -2 when path is NULL, unreadable or a directory, the line does not exist, or it is
- * longer than *size: buf then holds its first *size bytes without a terminator, and for line 0
- * *size becomes the line's length. buf and size must not be NULL. */
+ * each piece counts as a line. Line 0 of an empty file is an empty text. A line of exactly *size bytes
+ * fits, without a terminator. Returns 0; or -2 when path is NULL, unreadable or a directory, the line
+ * does not exist, or it is longer than *size: buf then holds its first *size bytes without a
+ * terminator, and for line 0 *size becomes the line's length. buf and size must not be NULL. */
 LC_API int lc_strread_fileline(const char *path, uint32_t line, char *buf, uint32_t *size);
 
 LC_END_DECLS

@@ -3,8 +3,9 @@
  * A producer hands a buffer over with ipc_mq_send; a consumer takes it with ipc_mq_recv and frees it
  * with mem_free_ex. Call ipc_mq_init first. At most 64 queues per process.
  *
- * Threads: every function but ipc_mq_init and ipc_mq_destroy may be called from any thread; any number
- * of producers and consumers may share a queue. ipc_mq_destroy must find no one using a queue.
+ * Threads: every function but ipc_mq_init, ipc_mq_destroy and mq_mgt_node_destroy may be called from
+ * any thread; any number of producers and consumers may share a queue. The two destroying calls must
+ * find no one using what they destroy. A thread must not be cancelled inside a call.
  *
  * A waiting call wakes at most once: after the wake-up a sender queues its buffer even if the queue
  * has filled again, and a receiver that finds the queue emptied by another gets 11. A wake-up is given

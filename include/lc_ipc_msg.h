@@ -7,7 +7,12 @@
  * Threads: ipc_msg_init and ipc_msg_fin belong to one thread, and no other call may be in progress
  * while ipc_msg_fin runs. Everything else may be called from any thread, except that a handler, which
  * runs on the receive thread, must not call ipc_msg_send_syn, ipc_register_notify or ipc_msg_fin: only
- * that thread could deliver what they wait for. */
+ * that thread could deliver what they wait for. A thread must not be cancelled inside a call. The
+ * endpoint belongs to the process that started it; a forked child must leave it alone.
+ *
+ * Every send blocks while the receiver's socket is full, beyond any time-out: a time-out counts from
+ * the moment the request has left. A body is at most IPC_MSG_MAX_BODY bytes; a receiver drops a longer
+ * one. */
 #ifndef LC_IPC_MSG_H
 #define LC_IPC_MSG_H
 
@@ -101,7 +106,7 @@ LC_API uint32_t ipc_msg_init(uint32_t module_id, mq_cb cb, ipc_msg_handler_fn ms
 LC_API void ipc_msg_fin(void);
 
 /* Sends buff, a header and len body bytes; the caller keeps it. The header's type becomes 0 unless it
- * is 2. Blocks while the receiver's socket is full.
+ * is 2.
  * Returns 0, 1 NULL argument, 2 not started, 4 the header's length is not len, 10 socket error. */
 LC_API uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, uint32_t len);
 
@@ -120,16 +125,17 @@ LC_API uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff
 
 /* Subscribes this endpoint to notify_id at the module at dest_addr, waiting at most timeout ms for its
  * answer. Subscribing twice is harmless. Returns 0, 1 bad argument, 2 not started, 4 the publisher
- * could not read the request or sent an answer without a result, 6 refused, or a code of
- * ipc_msg_send_syn. Never call it on the receive thread. */
+ * could not read the request or sent an answer without a result, 6 refused, 11 memory, here or at the
+ * publisher, or a code of ipc_msg_send_syn. Never call it on the receive thread. */
 LC_API uint32_t ipc_register_notify(const ipc_addr *dest_addr, uint32_t notify_id, uint32_t timeout);
 
 /* Unsubscribes; there is no answer. Returns 0, 1 dest_addr is NULL, 2 not started, 11 memory, or a code
  * of ipc_msg_send_asy. */
 LC_API uint32_t ipc_deregister_notify(const ipc_addr *dest_addr, uint32_t notify_id);
 
-/* Sends buff (a header and len body bytes; the caller keeps it) to every subscriber of its msg_id.
- * Returns 0 whatever the single sends gave, 1 buff is NULL, 2 not started. */
+/* Sends buff (a header and len body bytes; the caller keeps it) to every subscriber of its msg_id, in
+ * the order of registration. Registrations wait until all have been sent to. Returns 0 whatever the
+ * single sends gave, 1 buff is NULL, 2 not started. */
 LC_API uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len);
 
 /* Frees one registration record with its addresses. Always 0; NULL is allowed. */

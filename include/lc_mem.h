@@ -1,6 +1,7 @@
 /* lc_mem: the allocation layer. Every allocation of the library passes through mem_malloc_ex and
- * mem_free_ex, so that a tracing allocator can be put behind these two symbols (they may be
- * interposed); as shipped they only forward to malloc and free.
+ * mem_free_ex (but for the arrays of lc_pidof and lc_killall, which grow by realloc), so that a tracing
+ * allocator can be put behind these two symbols (they may be interposed); as shipped they only forward
+ * to malloc and free.
  *
  * All functions may be called from any thread. */
 #ifndef LC_MEM_H

@@ -3,8 +3,9 @@
  * nvmram_: volatile parameters, one file each under /tmp/nv/. A name is at most 127 letters, digits,
  * "-", "_" and ".".
  *
- * Threads: any number of processes and threads. Transfers between processes are guarded by whole-file
- * record locks; such locks do not exclude the threads of one process from each other. */
+ * Threads: any number of processes and threads. Processes are kept apart by whole-file record locks,
+ * the threads of one process by a mutex: while one waits for another process's lock, so do the others.
+ */
 #ifndef LC_NV_H
 #define LC_NV_H
 
@@ -25,7 +26,7 @@ LC_BEGIN_DECLS
 #define NV_ERR_SYSTEM 5u /* system failure */
 #define NV_ERR_DIFFER 6u /* the value differs */
 
-/* Makes the store's directory. Returns 0 when it is there afterwards, else 5. */
+/* Makes the store's directory. Returns 0 when it is made or the name exists, else 5. */
 LC_API uint32_t nvmram_init(void);
 
 /* Copies the value of a parameter into buf of size bytes. Values of 4096 bytes and more are cut to
@@ -39,7 +40,7 @@ LC_API uint32_t nvmram_readnv(const char *name, char *buf, uint32_t size);
  * be opened. A parameter file that cannot be created also gives 0; read back what must be stored. */
 LC_API uint32_t nvmram_writenv(const char *name, const char *value, uint32_t size);
 
-/* Removes every parameter. Always 0. */
+/* Removes every parameter whose name does not begin with ".", by a shell command (system). Always 0. */
 LC_API uint32_t nvmram_clear(void);
 
 /* Compares a stored value with an expected one. Returns 0 equal, 6 different, 5 the value cannot be

@@ -28,8 +28,9 @@ LC_API char *lc_strtok(char *text, const char *separators); /* not reentrant */
 LC_API void lc_str_tolower(char *text);
 LC_API void lc_str_toupper(char *text);
 
-/* ASCII compare without case: -1, 0 or 1. A NULL pointer or a byte of 0x80 or above, in either
- * string, gives -1, even when a string is compared with itself. */
+/* ASCII compare without case: -1, 0 or 1. -1 also for a NULL pointer, for a byte of 0x80 or above at
+ * the start of either string, and for one that is reached before the strings differ or end: even when a
+ * string is compared with itself. */
 LC_API int lc_strcasecmp(const char *a, const char *b);
 
 /* The same over at most count characters; count 0 gives 0. */

@@ -5,8 +5,9 @@
  * generation before).
  *
  * Threads: lct_module_init and lct_module_fin belong to one thread. Requests may be made from any
- * thread but the one that runs the callback: the callback runs on the messaging receive thread and
- * must neither block for long nor make a synchronous request. */
+ * thread but the one that runs the callback, the messaging receive thread: the callback must not block
+ * for long, a synchronous request could never be answered there, and any send may have to wait for its
+ * receiver (see lc_ipc_msg.h). */
 #ifndef LTE_SDK_H
 #define LTE_SDK_H
 
@@ -53,6 +54,7 @@ typedef struct lct_link_status {
 #define LCT_LINK_DISCONNECTING 1u
 #define LCT_LINK_CONNECTED 2u
 #define LCT_LINK_CONNECTING 3u
+#define LCT_LINK_CLEAR 4u
 
 #define LCT_IFACE_TYPE_WCDMA 2u
 
@@ -95,7 +97,9 @@ LC_API int32_t lct_module_fin(void);
 
 /* ---- Send primitives ----
  * module_id: IPC_MODULE_...; body: body_len bytes in host byte order, or NULL with length 0.
- * All return 1 for delivered, 0 for not. */
+ * All return 1 for delivered, 0 for not: send_request when the receiver's socket took the message,
+ * send_request_syn when the response is there, send_notify when it was published, to however many. A
+ * body of more than IPC_MSG_MAX_BODY bytes is dropped by its receiver. */
 
 /* Asynchronous message. */
 LC_API uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *body, uint32_t body_len);
@@ -126,8 +130,8 @@ typedef struct lct_value_rsp {
     uint32_t value;
 } lct_value_rsp;
 
-/* The roaming switch: reads it into out->value, or sets it to *value (the WAN manager's own values;
- * 0 off, 1 on). Wait up to 400 s for an answer. */
+/* The roaming switch: reads it into out->value, or sets it to *value. What the values mean is the WAN
+ * manager's business (wansim: 0 off, 1 on). Wait up to 400 s for an answer. */
 LC_API int32_t lct_get_roam_switch(lct_value_rsp *out);
 LC_API int32_t lct_set_roam_switch(const uint32_t *value);
 

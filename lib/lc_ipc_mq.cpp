@@ -11,13 +11,20 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <sys/time.h>
 
 using namespace lterouter;
 
+namespace {
+
+Mutex g_queues_mutex;
+
+} // namespace
+
 extern "C" {
 // Nodes carry queue records; a queue's handle is its node.
-lc_list *g_mq_mgt_list = nullptr;
+lc_list *g_mq_mgt_list GUARDED_BY(g_queues_mutex) = nullptr;
 }
 
 namespace {
@@ -34,15 +41,16 @@ struct mq_mgt {
     Mutex lock;
     Condition not_full;
     Condition not_empty;
-    lc_list *mq_head;        // oldest first, high priority before ordinary
-    lc_list_node *last_high; // the last high-priority node in mq_head, or null
+    lc_list *mq_head PT_GUARDED_BY(lock);     // oldest first, high priority before ordinary
+    lc_list_node *last_high GUARDED_BY(lock); // the last high-priority node in mq_head, or null
 };
+
+static_assert(sizeof(ipc_mq_usg) == 12);
 
 using Queue = mem::Ptr<mq_mgt, MEM_OWNER_IPC>;
 using Node = mem::Ptr<lc_list_node, MEM_OWNER_IPC>;
 
 std::atomic<bool> g_initialised;
-Mutex g_queues_mutex;
 
 Node make_node(void *data)
 {
@@ -67,7 +75,10 @@ void decrement(std::atomic<uint32_t> &counter) { add_to(counter, UINT32_MAX); }
 bool is_timeout(int32_t timeout) { return timeout >= -1; }
 
 // Exactly full: a queue that late senders have overfilled is not, and admits more until it is drained.
-bool is_full(const mq_mgt &queue) { return queue.mq_head->count == queue.capacity; }
+bool is_full(const mq_mgt &queue) REQUIRES(queue.lock)
+{
+    return queue.mq_head->count == queue.capacity;
+}
 
 // Waits once, and only once: the caller goes on after any wake-up but a time-out.
 uint32_t wait_once(mq_mgt &queue, Condition &condition, int32_t timeout, uint32_t would_block)

@@ -6,6 +6,9 @@ namespace {
 
 using namespace lterouter;
 
+static_assert(sizeof(lc_list_node) == 4 * sizeof(void *));
+static_assert(sizeof(lc_list) == 3 * sizeof(void *));
+
 // Every insertion is this one: between prev and the node after it. prev is null in an empty list.
 void link_after(lc_list *list, lc_list_node *prev, lc_list_node *node)
 {
@@ -77,8 +80,8 @@ uint32_t lc_list_destroy(lc_list *list, lc_list_free_fn free_data)
     if (list == nullptr) {
         return LC_LIST_ERR_NULL;
     }
-    while (list->head != nullptr) {
-        lc_list_node *node = unlink_node(list, list->head);
+    for (lc_list_node *node = list->head; list->count > 0; --list->count) {
+        lc_list_node *next = node->next;
         if (node->data != nullptr) {
             if (free_data != nullptr) {
                 free_data(node->data);
@@ -87,6 +90,7 @@ uint32_t lc_list_destroy(lc_list *list, lc_list_free_fn free_data)
             }
         }
         mem::release(MEM_OWNER_LIST, node);
+        node = next;
     }
     mem::release(MEM_OWNER_LIST, list);
     return LC_LIST_SUCCESS;

@@ -157,7 +157,7 @@ void ipc_msg_fin()
         return;
     }
     // Without the stop message the thread runs on, and the join waits for it.
-    const Message stop = make_message(IPC_MSG_ID_STOP, 0);
+    const Message stop = make_message<MEM_OWNER_IPC>(IPC_MSG_ID_STOP, 0);
     if (stop != nullptr) {
         const ipc_addr self = own_address();
         ipc_msg_send_asy(&self, stop.get(), 0);

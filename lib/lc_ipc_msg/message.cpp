@@ -19,8 +19,7 @@ struct Module {
     uint32_t numbers[5];
 };
 
-// Every process of the router carries this table. Only the short name forms addresses; the rest is kept
-// for whoever reads the table from an image of the library.
+// The same in every process of the router. Only the short name is read; the rest is carried along.
 constexpr Module kModules[] = {
     {0, "wm", "lc_wm", {2, 60000, 120000, 0, 1}},
     {1, "mm", "lc_mm", {2, 60000, 120000, 0, 1}},
@@ -50,16 +49,6 @@ uint32_t first_word(const void *record)
 }
 
 } // namespace
-
-Message make_message(uint32_t msg_id, uint32_t body_len)
-{
-    Message msg{static_cast<ipc_msg_hdr *>(ipc_memory_assign(body_len, IPC_MSG_TYPE_ASYNC))};
-    if (msg != nullptr) {
-        *msg = {IPC_MSG_TYPE_ASYNC, msg_id, body_len, 0};
-        ipc_gen_seesion_id(msg.get());
-    }
-    return msg;
-}
 
 uint32_t body_word(ipc_msg_hdr &msg) { return first_word(ipc_msg_body(&msg)); }
 
@@ -116,6 +105,7 @@ uint32_t ipc_get_addr_by_id(uint32_t module_id, uint32_t priority, ipc_addr *add
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para addr is NULL.\n");
     }
     if (module_id >= IPC_MODULE_COUNT) {
+        // The text's "&lu" is what the router's log filters look for.
         return LC_FAIL(IPC_ERR_PARAM, "Para module_id invalid! module_id=&lu.\n");
     }
     *addr = {};

@@ -12,7 +12,7 @@
 #pragma once
 
 #include "lc_ipc_msg.h"
-#include "lc_mem/alloc.h"
+#include "lc_ipc_msg/build.h"
 
 #include <cstddef>
 
@@ -20,7 +20,8 @@ namespace lterouter {
 
 constexpr char kUnit[] = "lib/lc_ipc_msg";
 
-static_assert(sizeof(ipc_msg_hdr) == 16 && offsetof(ipc_msg_hdr, length) == 8);
+static_assert(sizeof(ipc_msg_hdr) == 16 && offsetof(ipc_msg_hdr, msg_id) == 4);
+static_assert(offsetof(ipc_msg_hdr, length) == 8 && offsetof(ipc_msg_hdr, session_id) == 12);
 static_assert(sizeof(sockaddr_un) == 110, "every call passes the full address");
 static_assert(sizeof(ipc_addr) == 116 && offsetof(ipc_addr, sock) == 4);
 
@@ -28,10 +29,6 @@ constexpr const char *kCommonPriority = "common";
 
 // Messages that this process builds; the received ones carry the other tag.
 using Message = mem::Ptr<ipc_msg_hdr, MEM_OWNER_IPC>;
-
-// A message of body_len bytes with a zeroed header but for these fields and a fresh session id; empty
-// when out of memory.
-Message make_message(uint32_t msg_id, uint32_t body_len);
 
 // The one word that register and deregister requests and register responses carry.
 uint32_t body_word(ipc_msg_hdr &msg);

@@ -4,6 +4,7 @@
 #include "lc_ipc_msg/sync.h"
 #include "lc_log/print.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/select.h>
@@ -30,7 +31,7 @@ uint32_t padded(uint32_t size) { return (size + 3U) & ~3U; }
 // The sizes are compared without a sign: a datagram shorter than a header has no length to agree with.
 bool is_whole(const ipc_msg_hdr &header, size_t size)
 {
-    return size >= sizeof(header) && size - sizeof(header) == header.length;
+    return size >= sizeof(header) && size <= IPC_MSG_MAX_SIZE && size - sizeof(header) == header.length;
 }
 
 // Reads one datagram and checks its length.
@@ -45,7 +46,8 @@ uint32_t read_datagram(Datagram *datagram)
     memset(buffer, 0, IPC_MSG_MAX_SIZE);
     sockaddr_un &sender = datagram->sender.sock;
     socklen_t sender_size = sizeof(sender);
-    const ssize_t size = recvfrom(g_endpoint.common.fd, buffer, IPC_MSG_MAX_SIZE, 0,
+    // MSG_TRUNC gives the size as it was sent, so that one that was cut is not taken for a whole one.
+    const ssize_t size = recvfrom(g_endpoint.common.fd, buffer, IPC_MSG_MAX_SIZE, MSG_TRUNC,
                                   reinterpret_cast<sockaddr *>(&sender), &sender_size);
     if (size < 0) {
         return LC_FAIL(IPC_ERR_SOCKET, "Receive message failed! errno is %d.\n", errno);
@@ -58,7 +60,8 @@ uint32_t read_datagram(Datagram *datagram)
         return LC_FAIL(IPC_ERR_LENGTH,
                        "Message length mismatched! Received length is %d, but length in message header "
                        "is %lu\n",
-                       static_cast<int>(size), static_cast<unsigned long>(header.length));
+                       static_cast<int>(std::min<ssize_t>(size, IPC_MSG_MAX_SIZE)),
+                       static_cast<unsigned long>(header.length));
     }
     datagram->size = static_cast<uint32_t>(size);
     datagram->from_self = sender_size == sizeof(sender) && same_socket(sender, g_endpoint.common.sock);

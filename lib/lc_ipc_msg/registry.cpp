@@ -6,18 +6,24 @@
 
 #include <cstring>
 
+namespace lterouter {
+namespace {
+
+// Held while a notification is fanned out.
+Mutex g_registry_mutex;
+
+} // namespace
+} // namespace lterouter
+
 extern "C" {
 // Registrations in the order of their first subscriber. One stays when its last subscriber leaves.
-lc_list *g_reg_notify_list = nullptr;
+lc_list *g_reg_notify_list PT_GUARDED_BY(lterouter::g_registry_mutex) = nullptr;
 }
 
 namespace lterouter {
 namespace {
 
 constexpr uint32_t kWordSize = sizeof(uint32_t);
-
-// Held while a notification is fanned out.
-Mutex g_registry_mutex;
 
 struct reg_notify {
     uint32_t notify_id; // first: notify_id_match compares it
@@ -137,7 +143,7 @@ uint32_t register_sender(ipc_msg_hdr &request, ipc_reg_check_fn reg_check)
 
 Message make_word_message(uint32_t msg_id, uint32_t word)
 {
-    Message msg = make_message(msg_id, kWordSize);
+    Message msg = make_message<MEM_OWNER_IPC>(msg_id, kWordSize);
     if (msg != nullptr) {
         set_body_word(*msg, word);
     }
@@ -163,8 +169,7 @@ uint32_t handle_register(ipc_msg_hdr *msg, ipc_reg_check_fn reg_check)
     if (msg == nullptr) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para reg_msg is NULL.\n");
     }
-    const Message response{
-        static_cast<ipc_msg_hdr *>(ipc_memory_assign(kWordSize, IPC_MSG_TYPE_ASYNC))};
+    const Message response = assign_message<MEM_OWNER_IPC>(kWordSize);
     if (response == nullptr) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
@@ -220,8 +225,7 @@ uint32_t ipc_register_notify(const ipc_addr *dest_addr, uint32_t notify_id, uint
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is 0.\n");
     }
     const Message request = make_word_message(IPC_MSG_ID_REGISTER, notify_id);
-    const Message response{
-        static_cast<ipc_msg_hdr *>(ipc_memory_assign(kWordSize, IPC_MSG_TYPE_ASYNC))};
+    const Message response = assign_message<MEM_OWNER_IPC>(kWordSize);
     if (request == nullptr || response == nullptr) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
@@ -268,14 +272,10 @@ uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len)
     }
     const MutexLock guard(g_registry_mutex);
     const reg_notify *registration = find_registration(buff->msg_id);
-    if (registration != nullptr && registration->addr_list->head != nullptr) {
-        const lc_list_node *tail = registration->addr_list->tail;
+    if (registration != nullptr) {
         const lc_list_node *node = registration->addr_list->head;
-        for (;; node = node->next) {
+        for (uint32_t left = registration->addr_list->count; left > 0; --left, node = node->next) {
             ipc_msg_send_asy(static_cast<const ipc_addr *>(node->data), buff, len);
-            if (node == tail) {
-                break;
-            }
         }
     }
     return IPC_SUCCESS;

@@ -8,17 +8,22 @@
 #include "lc_log/print.h"
 #include "lc_pthread/mutex.h"
 
-#include <cerrno>
 #include <cstring>
-
-extern "C" {
-lc_list *g_sync_waitor_list = nullptr;
-}
 
 namespace lterouter {
 namespace {
 
 Mutex g_waiters_mutex;
+
+} // namespace
+} // namespace lterouter
+
+extern "C" {
+lc_list *g_sync_waitor_list PT_GUARDED_BY(lterouter::g_waiters_mutex) = nullptr;
+}
+
+namespace lterouter {
+namespace {
 
 struct sync_waitor {
     uint32_t session_id; // first: msg_id_match compares it
@@ -26,7 +31,7 @@ struct sync_waitor {
     Condition done;
     void *out_buff;
     uint32_t capacity; // of out_buff, header included
-    uint32_t received; // size of the response; 0 until it arrives
+    uint32_t received; // size of the response, 0 until it arrives; written under both locks
 };
 
 // Neither lock nor condition is destroyed with the record: with default attributes they own nothing,
@@ -71,7 +76,8 @@ uint32_t exchange(sync_waitor &waiter, const ipc_addr &to, const ipc_msg_hdr &re
     timespec deadline;
     mkcondtimeout(&deadline, timeout);
     while (waiter.received == 0) {
-        if (waiter.done.wait_until(waiter.lock, deadline) == ETIMEDOUT) {
+        // The only failure of a timed wait that can be is that its time has come.
+        if (waiter.done.wait_until(waiter.lock, deadline) != 0) {
             return IPC_ERR_TIMEOUT;
         }
     }

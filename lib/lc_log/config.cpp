@@ -29,21 +29,25 @@ constexpr logconfig g_code_config[] = {
 // syslog keeps a pointer to the identity for the life of the process.
 char g_identity[sizeof("-2147483648") + LC_LOG_NAME_SIZE];
 
-// Reads one line without its newline; what does not fit is read and dropped. False at the end of file.
-bool read_line(FILE *file, char (&line)[kLineSize], size_t *length)
+// Reads one line as a text without its newline; what does not fit is read and dropped. False at the end
+// of file.
+bool read_line(FILE *file, char (&line)[kLineSize])
 {
-    *length = 0;
+    size_t length = 0;
     int ch = lc_fgetc(file);
     if (ch == EOF) {
         return false;
     }
     for (; ch != EOF && ch != '\n'; ch = lc_fgetc(file)) {
-        if (*length < kLineSize - 1) {
-            line[(*length)++] = static_cast<char>(ch);
+        if (length < kLineSize - 1) {
+            line[length++] = static_cast<char>(ch);
         }
     }
+    line[length] = '\0';
     return true;
 }
+
+static_assert(sizeof(logconfig) == 40 && offsetof(logconfig, name) == 5);
 
 // "id,letter,name"; false for a comment or a malformed line.
 bool parse_line(std::string_view line, logconfig *out)
@@ -56,7 +60,7 @@ bool parse_line(std::string_view line, logconfig *out)
         return false;
     }
     char digits[kMaxIdDigits + 1] = {};
-    line.copy(digits, id_length);
+    memcpy(digits, line.data(), id_length);
     line.remove_prefix(id_length + 1);
 
     if (line.find(',') != 1) {
@@ -69,7 +73,7 @@ bool parse_line(std::string_view line, logconfig *out)
         return false;
     }
     *out = {atoi(digits), letter, {}};
-    line.copy(out->name, line.size());
+    memcpy(out->name, line.data(), line.size());
     return true;
 }
 
@@ -88,12 +92,11 @@ int get_logconfig_by_ID(logconfig *out, int32_t id)
             return 4;
         }
         char line[kLineSize];
-        size_t length = 0;
         do {
-            if (!read_line(file.get(), line, &length)) {
+            if (!read_line(file.get(), line)) {
                 return 3;
             }
-        } while (!parse_line({line, length}, &found) || found.id != id);
+        } while (!parse_line(line, &found) || found.id != id);
     }
     if (out != nullptr) {
         *out = found;

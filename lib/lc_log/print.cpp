@@ -29,7 +29,12 @@ constexpr Level kLevels[] = {
 // Empty until the process has named its module; written before other threads start, then only read.
 char g_module_name[LC_LOG_NAME_SIZE];
 
-bool exists(const char *path) { return access(path, F_OK) == 0; }
+// Leaves errno as it was: the message may print it with %m.
+bool exists(const char *path)
+{
+    const ErrnoGuard keep_errno;
+    return access(path, F_OK) == 0;
+}
 
 bool switched_on(const Level &level)
 {
@@ -62,6 +67,7 @@ void read_uptime(char (&uptime)[64])
 // end inside a conversion.
 const char *with_uptime(const char *format, char (&buffer)[512])
 {
+    const ErrnoGuard keep_errno;
     char uptime[64];
     read_uptime(uptime);
     const int length = snprintf(buffer, sizeof(buffer), "[%s]%s", uptime, format);

@@ -4,7 +4,6 @@
 
 #include "lc_mem.h"
 
-#include <cstring>
 #include <memory>
 #include <new>
 
@@ -30,14 +29,11 @@ template <uint32_t Owner> struct Deleter {
 
 template <typename T, uint32_t Owner> using Ptr = std::unique_ptr<T, Deleter<Owner>>;
 
-// A record with every byte zero before its members are initialised; empty when out of memory.
+// A record, zeroed but for what its members set; empty when out of memory.
 template <typename T, uint32_t Owner> Ptr<T, Owner> make(uint32_t line = __builtin_LINE())
 {
     static_assert(std::is_trivially_destructible_v<T>);
     void *block = allocate(Owner, sizeof(T), line);
-    if (block != nullptr) {
-        memset(block, 0, sizeof(T));
-    }
     return Ptr<T, Owner>(block != nullptr ? new (block) T() : nullptr);
 }
 

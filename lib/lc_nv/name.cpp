@@ -1,6 +1,5 @@
 #include "lc_nv/name.h"
 
-#include <cctype>
 #include <cstring>
 
 namespace lterouter {
@@ -8,7 +7,9 @@ namespace {
 
 bool is_name_character(char ch)
 {
-    return isalnum(static_cast<unsigned char>(ch)) != 0 || ch == '-' || ch == '_' || ch == '.';
+    // Not isalnum, which would follow the host's locale.
+    return (ch >= '0' && ch <= '9') || (ch >= 'A' && ch <= 'Z') || (ch >= 'a' && ch <= 'z') ||
+           ch == '-' || ch == '_' || ch == '.';
 }
 
 } // namespace

@@ -26,9 +26,10 @@ struct Path {
     explicit Path(const char *name) { snprintf(text, sizeof(text), "%s%s", NVMRAM_DIR, name); }
 };
 
-// Creation is serialised by a lock on the directory, so that two processes that create the same
-// parameter do not race. A parameter that cannot be created is not reported: callers rely on 0 whenever
-// the directory is there.
+// The lock on the directory is asked for, not given: the kernel grants an exclusive one only through a
+// writable descriptor. Nothing depends on it, since creation neither excludes nor truncates and the
+// transfer has a lock of its own. A parameter that cannot be created is not reported: callers rely on 0
+// whenever the directory is there.
 uint32_t create_parameter(const char *path, const char *value, size_t size)
 {
     const Fd directory{open(NVMRAM_DIR, O_RDONLY | O_CLOEXEC)};
@@ -63,6 +64,7 @@ uint32_t nvmram_readnv(const char *name, char *buf, uint32_t size)
     if (!nv_name_valid(name)) {
         return NV_ERR_NAME;
     }
+    const MutexLock guard(g_nv_mutex);
     const Fd file{open(Path(name).text, O_RDONLY | O_CLOEXEC)};
     if (!file) {
         return NV_ERR_NAME;
@@ -88,14 +90,15 @@ uint32_t nvmram_writenv(const char *name, const char *value, uint32_t size)
     if (name == nullptr) {
         return NV_ERR_BUFFER;
     }
-    if (value == nullptr || strlen(value) + 1 > size) {
+    const size_t length = value == nullptr ? 0 : strlen(value) + 1;
+    if (length == 0 || length > size) {
         return NV_ERR_VALUE;
     }
     if (!nv_name_valid(name)) {
         return NV_ERR_NAME;
     }
     const Path path(name);
-    const size_t length = strlen(value) + 1;
+    const MutexLock guard(g_nv_mutex);
     const Fd file{open(path.text, O_WRONLY | O_CLOEXEC)};
     if (!file) {
         return create_parameter(path.text, value, length);

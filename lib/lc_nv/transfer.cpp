@@ -14,6 +14,8 @@ int nv_lock_file(int fd, int command, short type)
 
 namespace lterouter {
 
+Mutex g_nv_mutex;
+
 ssize_t nv_read_locked(int fd, char *buf, size_t size)
 {
     nv_lock_file(fd, F_SETLKW, F_RDLCK);

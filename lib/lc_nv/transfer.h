@@ -2,10 +2,16 @@
 // not use this library, guard the same files with the same record locks.
 #pragma once
 
+#include "lc_pthread/mutex.h"
+
 #include <cstddef>
 #include <sys/types.h>
 
 namespace lterouter {
+
+// Held from opening a parameter file to closing it. Record locks belong to the process: they do not
+// keep its own threads apart, and closing any descriptor of the file gives them up.
+extern Mutex g_nv_mutex;
 
 // Reads at most size bytes from the start of the file under a shared lock; as read(2) returns.
 ssize_t nv_read_locked(int fd, char *buf, size_t size);

@@ -55,11 +55,10 @@ void redirect_standard_descriptors(const char *redirect)
     open("/dev/null", O_RDONLY);
     open("/dev/null", O_WRONLY);
     open("/dev/null", O_WRONLY);
-    if (redirect != nullptr) {
-        const Fd file{open_redirect(redirect)};
-        if (file) {
-            dup2(file.get(), STDOUT_FILENO);
-        }
+    const int file = redirect != nullptr ? open_redirect(redirect) : -1;
+    if (file >= 0 && file != STDOUT_FILENO) {
+        dup2(file, STDOUT_FILENO);
+        close(file);
     }
 }
 
@@ -68,6 +67,10 @@ void redirect_standard_descriptors(const char *redirect)
     for (int sig = 0; sig <= kLastSignal; ++sig) {
         signal(sig, SIG_DFL);
     }
+    // A thread of the host that blocks SIGALRM would otherwise take the time-out away.
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     setsid();
     redirect_standard_descriptors(redirect);
     alarm(static_cast<unsigned int>(timeout));
@@ -134,6 +137,9 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *ppid)
 
 int f_read(const char *path, void *buf, int len)
 {
+    if (len < 0) {
+        return -1;
+    }
     const Fd file{open(path, O_RDONLY | O_CLOEXEC)};
     return file ? static_cast<int>(read(file.get(), buf, static_cast<size_t>(len))) : -1;
 }

@@ -26,7 +26,7 @@ void rotate_if_over_limit()
 void trace(const char *format, ...)
 {
     const ErrnoGuard keep_errno;
-    FILE *file = fopen(kCurrent, "a");
+    FILE *file = fopen(kCurrent, "ae");
     if (file != nullptr) {
         va_list arguments;
         va_start(arguments, format);

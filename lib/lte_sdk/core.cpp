@@ -1,6 +1,6 @@
 #include "lte_sdk/core.h"
 
-#include "lc_mem/alloc.h"
+#include "lc_ipc_msg/build.h"
 #include "lc_nv.h"
 #include "lct_trace/trace.h"
 
@@ -21,8 +21,14 @@ constexpr uint32_t kRegisterTimeoutMs = 4000;
 // Processes of either word size agree on these records.
 static_assert(sizeof(lct_link_status) == LCT_LINK_BODY_SIZE);
 static_assert(offsetof(lct_link_status, link_status) == 8);
+static_assert(offsetof(lct_link_status, ip_status) == 12);
 static_assert(offsetof(lct_link_status, interface_name) == 20);
+static_assert(offsetof(lct_link_status, ip) == 36);
+static_assert(offsetof(lct_link_status, gateway) == 54);
+static_assert(offsetof(lct_link_status, dns1) == 72);
+static_assert(offsetof(lct_link_status, dns2) == 90);
 static_assert(offsetof(lct_link_status, mask) == 108);
+static_assert(sizeof(void *) != 4 || sizeof(lct_event) == 16);
 static_assert(sizeof(lct_iface_status) == LCT_IFACE_BODY_SIZE);
 static_assert(offsetof(lct_iface_status, readiness) == 4);
 static_assert(offsetof(lct_config, callback) == 9 * sizeof(uintptr_t));
@@ -30,17 +36,12 @@ static_assert(sizeof(lct_value_rsp) == 8);
 
 using Message = mem::Ptr<ipc_msg_hdr, MEM_OWNER_LCT>;
 
-// A message with a fresh session id; empty when out of memory. A length without a body leaves the body
-// as it was allocated.
-Message make_message(uint32_t msg_id, const void *body, uint32_t body_len)
+// A length without a body leaves the body as it was allocated.
+Message make_request(uint32_t msg_id, const void *body, uint32_t body_len)
 {
-    Message msg{static_cast<ipc_msg_hdr *>(ipc_memory_assign(body_len, IPC_MSG_TYPE_ASYNC))};
-    if (msg != nullptr) {
-        *msg = {IPC_MSG_TYPE_ASYNC, msg_id, body_len, 0};
-        ipc_gen_seesion_id(msg.get());
-        if (body != nullptr && body_len != 0) {
-            memcpy(ipc_msg_body(msg.get()), body, body_len);
-        }
+    Message msg = make_message<MEM_OWNER_LCT>(msg_id, body_len);
+    if (msg != nullptr && body != nullptr && body_len != 0) {
+        memcpy(ipc_msg_body(msg.get()), body, body_len);
     }
     return msg;
 }
@@ -48,7 +49,7 @@ Message make_message(uint32_t msg_id, const void *body, uint32_t body_len)
 // Room for a response that holds, until one comes, what the caller has in rsp.
 Message make_response(const void *rsp, uint32_t rsp_len)
 {
-    Message msg{static_cast<ipc_msg_hdr *>(ipc_memory_assign(rsp_len, IPC_MSG_TYPE_ASYNC))};
+    Message msg = assign_message<MEM_OWNER_LCT>(rsp_len);
     if (msg != nullptr && rsp_len != 0) {
         memcpy(ipc_msg_body(msg.get()), rsp, rsp_len);
     }
@@ -63,7 +64,7 @@ uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *body, uin
     if (ipc_get_addr_by_id(module_id, IPC_PRIORITY_COMMON, &addr) != IPC_SUCCESS) {
         return 0;
     }
-    const Message msg = make_message(msg_id, body, body_len);
+    const Message msg = make_request(msg_id, body, body_len);
     if (msg == nullptr) {
         return LCT_TRACE(0U, "Malloc memory failed.\n\n");
     }
@@ -77,7 +78,7 @@ uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void *body,
     if (ipc_get_addr_by_id(module_id, IPC_PRIORITY_COMMON, &addr) != IPC_SUCCESS) {
         return 0;
     }
-    const Message msg = make_message(msg_id, body, body_len);
+    const Message msg = make_request(msg_id, body, body_len);
     if (msg == nullptr) {
         return LCT_TRACE(0U, "Malloc memory failed.\n\n");
     }
@@ -96,7 +97,7 @@ uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void *body,
 
 uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len)
 {
-    const Message msg = make_message(msg_id, body, body_len);
+    const Message msg = make_request(msg_id, body, body_len);
     if (msg == nullptr) {
         return LCT_TRACE(0U, "Malloc memory failed.\n\n");
     }
@@ -140,6 +141,7 @@ int32_t lct_module_fin()
 {
     ipc_msg_fin();
     ipc_mq_destroy();
+    g_sdk_mq = nullptr;
     return 0;
 }
 

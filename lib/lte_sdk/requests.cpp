@@ -21,18 +21,19 @@ constexpr Request kSetRoaming{WM_MSG_ROAM_SWITCH_SET_REQ, 4, sizeof(int32_t), 40
 
 // Makes a request whose response starts with the result word, on behalf of the function that the trace
 // is to name. A response that does not fill its record is no success.
-int32_t ask(const char *function, const Request &request, const void *body, void *response)
+int32_t ask(const char *function, const Request &request, const void *body, void *response,
+            int line = __builtin_LINE())
 {
     uint32_t length = request.response_room;
     if (send_request_syn(IPC_MODULE_MM, request.msg_id, body, request.body_len, request.timeout_ms,
                          response, &length) == 0) {
-        trace("[%s:%s:%d]ipc msg send failure.\n\n", kUnit, function, __LINE__);
+        trace("[%s:%s:%d]ipc msg send failure.\n\n", kUnit, function, line);
         return -1;
     }
     int32_t result;
     memcpy(&result, response, sizeof(result));
     if (length != request.response_room || result != 0) {
-        trace("[%s:%s:%d]result error.\n\n", kUnit, function, __LINE__);
+        trace("[%s:%s:%d]result error.\n\n", kUnit, function, line);
         return -1;
     }
     return 0;
