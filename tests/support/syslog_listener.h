@@ -62,11 +62,12 @@ private:
 // "DEBUG", "INFO" or "ERROR" of a module, as an integrator would switch it from a shell.
 inline void switch_log(const char *module, const char *level, bool on = true)
 {
-    const std::string path = std::string("/tmp/.LC_DEBUG_FLAG_") + module + "_" + level;
+    char path[128];
+    snprintf(path, sizeof(path), "/tmp/.LC_DEBUG_FLAG_%s_%s", module, level);
     if (on) {
-        close(open(path.c_str(), O_CREAT | O_WRONLY, 0644));
+        close(open(path, O_CREAT | O_WRONLY, 0644));
     } else {
-        unlink(path.c_str());
+        unlink(path);
     }
 }
 

@@ -1,0 +1,157 @@
+// A failing step of the receive thread costs at most the datagram at hand.
+
+#include "support/counted_memory.h"
+#include "support/endpoint.h"
+#include "support/error_log.h"
+#include "support/socket_calls.h"
+
+using namespace testing_support;
+
+namespace {
+
+Lines failed(uint32_t result, Lines lines)
+{
+    lines.push_back(
+        from_msg("Receive common priority message failed! sret=" + std::to_string(result) + ".\n"));
+    return lines;
+}
+
+// A datagram that could not be read the first time takes a second round.
+constexpr int kTwice = 2;
+
+void deliver(const RawPeer &peer, uint32_t msg_id, int rounds = 1)
+{
+    deliver(peer, kMmName, datagram({0, msg_id, 0, 0}), rounds);
+}
+
+} // namespace
+
+TEST(ReceiveFault, each_round_waits_up_to_10_seconds_and_a_time_out_starts_the_next_without_a_line)
+{
+    ErrorLog log;
+    g_socket_calls.select_timeouts = 3;
+    const Endpoint endpoint;
+    ASSERT_TRUE(g_socket_calls.until_rounds(4));
+    EXPECT_EQ(g_socket_calls.select_seconds, 10) << "made anew, though the call used it up";
+    EXPECT_EQ(g_socket_calls.select_microseconds, 0);
+    const RawPeer peer("peer");
+    deliver(peer, 10);
+    EXPECT_NE(take(endpoint.queue), nullptr);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST(ReceiveFault, an_error_while_waiting_is_logged_and_the_next_round_starts_at_once)
+{
+    ErrorLog log;
+    g_socket_calls.select.fail_nth(1, EINTR);
+    const Endpoint endpoint;
+    const RawPeer peer("peer");
+    deliver(peer, 10);
+    EXPECT_NE(take(endpoint.queue), nullptr);
+    EXPECT_EQ(log.lines(), Lines{from_msg("Call select failed. errno is 4.\n")});
+}
+
+TEST(ReceiveFault, an_error_while_reading_gives_10)
+{
+    ErrorLog log;
+    const Endpoint endpoint;
+    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const size_t blocks = memory().blocks_in_use();
+    g_socket_calls.recvfrom.fail_nth(1, ECONNRESET);
+    const RawPeer peer("peer");
+    deliver(peer, 10);
+    EXPECT_EQ(log.lines(), failed(10, {from_msg("Receive message failed! errno is 104.\n")}));
+    EXPECT_EQ(memory().blocks_in_use(), blocks);
+    deliver(peer, 11);
+    EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);
+}
+
+TEST(ReceiveFault, a_datagram_is_read_with_room_for_1024_bytes_and_the_whole_address)
+{
+    const Endpoint endpoint;
+    const RawPeer peer("peer");
+    deliver(peer, 10);
+    EXPECT_NE(take(endpoint.queue), nullptr);
+    EXPECT_EQ(g_socket_calls.receive_size, 1024U);
+    EXPECT_EQ(g_socket_calls.receive_address_size, 110U);
+}
+
+TEST(ReceiveFault, without_memory_to_read_it_a_datagram_waits_for_the_next_round)
+{
+    ErrorLog log;
+    const Endpoint endpoint;
+    const RawPeer peer("peer");
+    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    memory().fail_nth(1);
+    deliver(peer, 10, kTwice);
+    EXPECT_NE(take(endpoint.queue), nullptr);
+    EXPECT_EQ(log.lines(), failed(11, {from_msg("Assign memory failed!\n")}));
+}
+
+TEST(ReceiveFault, without_memory_for_the_received_message_it_is_lost)
+{
+    ErrorLog log;
+    const Endpoint endpoint;
+    const RawPeer peer("peer");
+    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const size_t blocks = memory().blocks_in_use();
+    memory().fail_nth(2);
+    deliver(peer, 10);
+    EXPECT_EQ(log.lines(), failed(11, {from_msg("Assign memory failed!\n")}));
+    EXPECT_EQ(memory().blocks_in_use(), blocks);
+    deliver(peer, 11);
+    EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);
+}
+
+TEST(ReceiveFault, without_memory_to_queue_it_the_message_is_freed)
+{
+    ErrorLog log;
+    const Endpoint endpoint;
+    const RawPeer peer("peer");
+    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const size_t blocks = memory().blocks_in_use();
+    memory().fail_nth(3);
+    deliver(peer, 10);
+    EXPECT_EQ(log.lines(), failed(11, {from_mq("Assign memory failed!\n"),
+                                       from_msg("Send to message queue failed!, sret=11.\n")}));
+    EXPECT_EQ(memory().blocks_in_use(), blocks);
+}
+
+TEST(ReceiveFault, with_a_handler_a_queue_failure_is_ignored)
+{
+    ErrorLog log;
+    const auto keep = [](ipc_msg_hdr *, uint32_t) -> uint32_t { return 1; };
+    const Endpoint endpoint({.handler = keep});
+    const RawPeer peer("peer");
+    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    memory().fail_nth(3);
+    deliver(peer, 10);
+    ASSERT_TRUE(memory().failed());
+    deliver(peer, 11);
+    EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);
+    EXPECT_EQ(log.lines(), Lines{from_mq("Assign memory failed!\n")}) << "the queue's own";
+}
+
+TEST(ReceiveFault, is_silent_while_the_flag_file_is_absent)
+{
+    ErrorLog log;
+    ErrorLog::switch_off();
+    g_socket_calls.select.fail_nth(1, EINTR);
+    const Endpoint endpoint;
+    const RawPeer peer("peer");
+    ASSERT_TRUE(g_socket_calls.until_rounds(2));
+    g_socket_calls.recvfrom.fail_nth(1, ECONNRESET);
+    deliver(peer, 10);
+    ASSERT_TRUE(g_socket_calls.until_rounds(3));
+    for (int nth = 1; nth <= 3; ++nth) {
+        memory().fail_nth(nth);
+        deliver(peer, 10, nth == 1 ? kTwice : 1);
+        ASSERT_TRUE(memory().failed());
+        if (nth == 1) {
+            EXPECT_NE(take(endpoint.queue), nullptr);
+        }
+    }
+    deliver(peer, 11);
+    EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);
+    EXPECT_EQ(log.lines(), Lines{});
+}

@@ -1,0 +1,115 @@
+// Several processes and threads on one parameter.
+#include "support/child_process.h"
+#include "support/ram_store.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <vector>
+
+using namespace testing_support;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kProcesses = 4;
+constexpr uint32_t kSize = 4096;
+constexpr std::chrono::milliseconds kOneSecond(1000);
+
+// What the processes write: each recognisable by its first byte and of a length of its own.
+std::string value_of(int which)
+{
+    return std::string(1 + static_cast<size_t>(which) * 997, 'A' + static_cast<char>(which));
+}
+
+bool is_one_of_the_values(const std::string &text)
+{
+    for (int which = 0; which < kProcesses; ++which) {
+        if (text == value_of(which)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Writes its value and reads in turn; 0 when all went well, else what did not.
+int write_and_read(int which, std::chrono::milliseconds duration)
+{
+    enum { kDone, kWriteFailed, kReadFailed, kTorn, kNeverSawAnother };
+    const std::string own = value_of(which);
+    bool saw_another = false;
+    std::array<char, kSize> buffer{};
+    for (const auto end = Clock::now() + duration; Clock::now() < end;) {
+        if (nvmram_writenv("shared", own.c_str(), kSize) != 0) {
+            return kWriteFailed;
+        }
+        if (nvmram_readnv("shared", buffer.data(), kSize) != 0) {
+            return kReadFailed;
+        }
+        if (!is_one_of_the_values(buffer.data())) {
+            return kTorn;
+        }
+        saw_another = saw_another || own != buffer.data();
+    }
+    return saw_another ? kDone : kNeverSawAnother;
+}
+
+} // namespace
+
+using RamProcesses = RamStore;
+
+TEST_F(RamProcesses, every_value_read_is_one_that_was_written)
+{
+    ASSERT_EQ(nvmram_writenv("shared", value_of(0).c_str(), kSize), 0U);
+    std::vector<ChildProcess> processes;
+    for (int which = 0; which < kProcesses; ++which) {
+        processes.emplace_back([which] { return write_and_read(which, 2 * kOneSecond); });
+    }
+    for (ChildProcess &process : processes) {
+        EXPECT_EQ(process.wait(), 0);
+    }
+    EXPECT_TRUE(is_one_of_the_values(std::string(content("shared").c_str())));
+}
+
+TEST_F(RamProcesses, threads_of_one_process_are_kept_apart_too)
+{
+    ASSERT_EQ(nvmram_writenv("shared", value_of(0).c_str(), kSize), 0U);
+    ChildProcess other([] { return write_and_read(0, kOneSecond); });
+    std::vector<std::future<int>> threads;
+    for (int which = 1; which < kProcesses; ++which) {
+        threads.push_back(std::async(std::launch::async, write_and_read, which, kOneSecond));
+    }
+    for (std::future<int> &thread : threads) {
+        EXPECT_EQ(thread.get(), 0);
+    }
+    EXPECT_EQ(other.wait(), 0);
+    EXPECT_TRUE(is_one_of_the_values(std::string(content("shared").c_str())));
+}
+
+TEST_F(RamProcesses, creating_one_parameter_at_once_leaves_one_whole_value)
+{
+    constexpr int kParameters = 300;
+    const auto name_of = [](int i) { return "p" + std::to_string(i); };
+    std::vector<ChildProcess> processes;
+    for (int which = 0; which < kProcesses; ++which) {
+        processes.emplace_back([&] {
+            int failures = 0;
+            for (int i = 0; i < kParameters; ++i) {
+                failures += nvmram_writenv(name_of(i).c_str(), value_of(which).c_str(), kSize) != 0;
+            }
+            return std::min(failures, 1);
+        });
+    }
+    for (ChildProcess &process : processes) {
+        EXPECT_EQ(process.wait(), 0);
+    }
+    for (int i = 0; i < kParameters; ++i) {
+        const std::string bytes = content(name_of(i));
+        ASSERT_FALSE(bytes.empty()) << i;
+        EXPECT_EQ(bytes.back(), '\0') << i;
+        EXPECT_TRUE(is_one_of_the_values(bytes.substr(0, bytes.size() - 1))) << i;
+    }
+}

@@ -1,0 +1,116 @@
+// Making and clearing the store.
+#include "support/interpose.h"
+#include "support/ram_store.h"
+#include "support/scoped_mount.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+
+using namespace testing_support;
+
+namespace {
+
+int g_mkdir_errno = 0;
+std::string g_made;
+std::string g_command;
+
+bool is_store_directory()
+{
+    struct stat status = {};
+    return stat(NVMRAM_DIR, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+extern "C" int mkdir(const char *path, mode_t mode) noexcept
+{
+    g_made = path;
+    if (g_mkdir_errno != 0) {
+        errno = g_mkdir_errno;
+        return -1;
+    }
+    return next_definition<int(const char *, mode_t)>("mkdir")(path, mode);
+}
+
+extern "C" int system(const char *command)
+{
+    g_command = command;
+    return next_definition<int(const char *)>("system")(command);
+}
+
+TEST(RamInit, makes_the_directory_readable_and_writable_for_all)
+{
+    umask(0);
+    EXPECT_EQ(nvmram_init(), 0U);
+    EXPECT_EQ(g_made, "/tmp/nv/");
+    struct stat status = {};
+    ASSERT_EQ(stat("/tmp/nv", &status), 0);
+    EXPECT_TRUE(S_ISDIR(status.st_mode));
+    EXPECT_EQ(status.st_mode & 0666U, 0666U);
+}
+
+TEST(RamInit, of_a_store_that_is_there_succeeds_and_keeps_its_parameters)
+{
+    ASSERT_EQ(nvmram_init(), 0U);
+    ASSERT_EQ(nvmram_writenv("a", "xyz", 4), 0U);
+    EXPECT_EQ(nvmram_init(), 0U);
+    EXPECT_EQ(nvram_match("a", "xyz"), 0U);
+}
+
+TEST(RamInit, gives_5_when_the_directory_cannot_be_made)
+{
+    for (const int error : {ENOSPC, EACCES, ENOENT, EROFS}) {
+        g_mkdir_errno = error;
+        EXPECT_EQ(nvmram_init(), 5U) << error;
+    }
+    EXPECT_FALSE(is_store_directory());
+}
+
+TEST(RamInit, gives_5_on_a_read_only_file_system_without_the_directory)
+{
+    ScopedMount tmp("/tmp");
+    tmp.make_read_only();
+    EXPECT_EQ(nvmram_init(), 5U);
+}
+
+TEST(RamInit, counts_a_directory_that_is_already_there_as_made)
+{
+    g_mkdir_errno = EEXIST;
+    EXPECT_EQ(nvmram_init(), 0U);
+}
+
+TEST_F(RamStore, clear_runs_this_command)
+{
+    EXPECT_EQ(nvmram_clear(), 0U);
+    EXPECT_EQ(g_command, "rm /tmp/nv/* 2> /dev/null");
+}
+
+TEST_F(RamStore, clear_removes_every_parameter_and_nothing_else)
+{
+    put("one", stored("1"));
+    put("-two", stored("2"));
+    put("three.3_x", "");
+    write_text("/tmp/nvother", "kept");
+    EXPECT_EQ(nvmram_clear(), 0U);
+    EXPECT_EQ(files(), std::set<std::string>());
+    EXPECT_TRUE(is_store_directory());
+    EXPECT_EQ(read_text("/tmp/nvother"), "kept");
+}
+
+TEST_F(RamStore, clear_of_an_empty_store_gives_0_and_prints_nothing)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(nvmram_clear(), 0U);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(RamClear, without_a_store_gives_0) { EXPECT_EQ(nvmram_clear(), 0U); }
+
+TEST_F(RamStore, is_usable_after_clear)
+{
+    ASSERT_EQ(nvmram_writenv("a", "old", 4), 0U);
+    ASSERT_EQ(nvmram_clear(), 0U);
+    EXPECT_EQ(nvram_match("a", "old"), 5U);
+    EXPECT_EQ(nvmram_writenv("a", "new", 4), 0U);
+    EXPECT_EQ(nvram_match("a", "new"), 0U);
+}

@@ -1,0 +1,158 @@
+// When the trace file moves to its second generation.
+#include "lct_trace/trace.h"
+
+#include "support/trace_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace testing_support;
+using lterouter::trace;
+
+namespace {
+
+constexpr size_t kLimit = 262144;
+bool g_fopen_fails = false;
+bool g_stat_fails = false;
+bool g_rename_fails = false;
+
+bool exists(const char *path) { return access(path, F_OK) == 0; }
+
+void fill_to(size_t size) { write_text(kTraceFile, std::string(size, 'f')); }
+
+} // namespace
+
+extern "C" {
+
+FILE *real_fopen(const char *path, const char *mode) __asm__("__real_fopen64");
+FILE *wrapped_fopen(const char *path, const char *mode) __asm__("__wrap_fopen64");
+int real_stat(const char *path, struct stat *status) __asm__("__real_stat64");
+int wrapped_stat(const char *path, struct stat *status) __asm__("__wrap_stat64");
+int __real_rename(const char *from, const char *to);
+
+FILE *wrapped_fopen(const char *path, const char *mode)
+{
+    if (g_fopen_fails) {
+        errno = EACCES;
+        return nullptr;
+    }
+    return real_fopen(path, mode);
+}
+
+int wrapped_stat(const char *path, struct stat *status)
+{
+    if (g_stat_fails) {
+        errno = EACCES;
+        return -1;
+    }
+    return real_stat(path, status);
+}
+
+int __wrap_rename(const char *from, const char *to)
+{
+    if (g_rename_fails) {
+        errno = EACCES;
+        return -1;
+    }
+    return __real_rename(from, to);
+}
+}
+
+TEST(TraceRotation, entry_that_ends_at_262144_bytes_does_not_rotate)
+{
+    fill_to(kLimit - 4);
+    trace("abc\n");
+    EXPECT_FALSE(exists(kOldTraceFile));
+    EXPECT_EQ(read_text(kTraceFile).size(), kLimit);
+}
+
+TEST(TraceRotation, one_more_byte_does)
+{
+    fill_to(kLimit - 4);
+    trace("abcd\n");
+    EXPECT_FALSE(exists(kTraceFile));
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit - 4, 'f') + "abcd\n");
+}
+
+TEST(TraceRotation, entry_that_crosses_the_limit_is_whole_in_the_second_generation)
+{
+    fill_to(kLimit);
+    const std::string text(5000, 't');
+    trace("%s\n", text.c_str());
+    EXPECT_FALSE(exists(kTraceFile));
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + text + "\n");
+}
+
+TEST(TraceRotation, next_entry_starts_a_new_file)
+{
+    fill_to(kLimit);
+    trace("last\n");
+    trace("first\n");
+    EXPECT_EQ(read_text(kTraceFile), "first\n");
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + "last\n");
+}
+
+TEST(TraceRotation, replaces_the_earlier_second_generation)
+{
+    write_text(kOldTraceFile, "older\n");
+    fill_to(kLimit);
+    trace("last\n");
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + "last\n");
+}
+
+TEST(TraceRotation, leaves_the_second_generation_alone_below_the_limit)
+{
+    write_text(kOldTraceFile, "older\n");
+    trace("text\n");
+    EXPECT_EQ(read_text(kOldTraceFile), "older\n");
+}
+
+TEST(TraceRotation, bounds_what_many_entries_take)
+{
+    const std::string text(1000, 't');
+    size_t most = 0;
+    for (int i = 0; i < 1000; ++i) {
+        trace("%s\n\n", text.c_str());
+        const size_t now = read_text(kTraceFile).size() + read_text(kOldTraceFile).size();
+        most = std::max(most, now);
+    }
+    EXPECT_GT(most, kLimit);
+    EXPECT_LE(most, 2 * (kLimit + text.size() + 2));
+}
+
+TEST(TraceRotation, happens_even_when_the_file_could_not_be_opened)
+{
+    fill_to(kLimit + 1);
+    g_fopen_fails = true;
+    trace("lost\n");
+    g_fopen_fails = false;
+    EXPECT_FALSE(exists(kTraceFile));
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit + 1, 'f'));
+}
+
+TEST(TraceRotation, failed_size_query_is_ignored)
+{
+    fill_to(kLimit);
+    g_stat_fails = true;
+    trace("abc\n");
+    g_stat_fails = false;
+    EXPECT_EQ(read_text(kTraceFile).size(), kLimit + 4);
+    EXPECT_FALSE(exists(kOldTraceFile));
+}
+
+TEST(TraceRotation, failed_rename_is_ignored_and_tried_again_after_the_next_entry)
+{
+    fill_to(kLimit);
+    g_rename_fails = true;
+    errno = E2BIG;
+    trace("one\n");
+    EXPECT_EQ(errno, E2BIG);
+    g_rename_fails = false;
+    EXPECT_EQ(read_text(kTraceFile), std::string(kLimit, 'f') + "one\n");
+    trace("two\n");
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + "one\ntwo\n");
+    EXPECT_FALSE(exists(kTraceFile));
+}

@@ -1,0 +1,134 @@
+// The memory of the send primitives: how it is tagged, and what happens without it.
+#include "lc_ipc_msg.h"
+#include "support/client.h"
+#include "support/live_blocks.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+using namespace testing_support;
+
+namespace {
+
+constexpr uint32_t kId = 0x12345678;
+constexpr uint32_t kMessageOwner = 0x3000000;
+constexpr uint32_t kClientOwner = 0x84080000;
+const char kBody[20] = "body";
+
+uint32_t send_syn()
+{
+    lct_value_rsp response = {};
+    uint32_t length = sizeof(response);
+    return send_request_syn(1, kId, kBody, sizeof(kBody), 20000, &response, &length);
+}
+
+// The sizes of the messages that a call took and gave back, checked to be tagged as the client's.
+template <typename Call> std::vector<size_t> messages_of(Call call)
+{
+    g_live_blocks.take_freed();
+    EXPECT_EQ(call(), 1U);
+    std::vector<size_t> sizes;
+    for (const LiveBlocks::Freed &block : g_live_blocks.take_freed()) {
+        if (block.allocated.owner != kMessageOwner ||
+            block.allocated.thread_tag != current_thread_tag()) {
+            continue;
+        }
+        EXPECT_EQ(block.freed.owner, kClientOwner);
+        EXPECT_EQ(block.freed.thread_tag, current_thread_tag());
+        EXPECT_NE(block.freed.line, 0U);
+        sizes.push_back(block.allocated.size);
+    }
+    std::sort(sizes.begin(), sizes.end());
+    return sizes;
+}
+
+class SendMemory : public testing::Test {
+protected:
+    SendMemory() { EXPECT_EQ(lct_module_init(&kClientConfig), 0); }
+    ~SendMemory() override
+    {
+        EXPECT_EQ(lct_module_fin(), 0);
+        EXPECT_EQ(g_live_blocks.count(), 0U);
+    }
+
+    // A call whose n-th allocation fails: gives 0 and sends nothing.
+    template <typename Call> void expect_failure(int nth, Call call, const std::string &trace)
+    {
+        unlink(kTraceFile);
+        // Bound only now: nothing of the start is in its socket.
+        ModulePeer wan_manager(kWanManagerSocket);
+        g_live_blocks.fail_nth_of_this_thread(nth);
+        EXPECT_EQ(call(), 0U) << nth;
+        g_live_blocks.fail_nth_of_this_thread(0);
+        EXPECT_EQ(trace_text(), trace) << nth;
+        EXPECT_TRUE(wan_manager.nothing_arrives()) << nth;
+    }
+};
+
+using SendTags = Client;
+
+} // namespace
+
+TEST_F(SendTags, request_takes_one_message_and_frees_it_as_the_clients)
+{
+    const ModulePeer wan_manager(kWanManagerSocket);
+    EXPECT_EQ(messages_of([] { return send_request(1, kId, kBody, 20); }), std::vector<size_t>{36});
+}
+
+TEST_F(SendTags, notify_takes_one_message_and_frees_it_as_the_clients)
+{
+    EXPECT_EQ(messages_of([] { return send_notify(kId, kBody, 20); }), std::vector<size_t>{36});
+}
+
+TEST_F(SendTags, synchronous_request_takes_two_messages_and_frees_them_as_the_clients)
+{
+    WanManagerPeer wan_manager([](ModulePeer &peer, const WireMessage &request) {
+        peer.respond(request, bytes_of(uint32_t{0}));
+    });
+    EXPECT_EQ(messages_of(send_syn), (std::vector<size_t>{24, 36}));
+}
+
+TEST_F(SendMemory, request_without_its_message_gives_0_and_a_trace_line)
+{
+    expect_failure(
+        1, [] { return send_request(1, kId, kBody, 20); },
+        trace_entry("send_request", "Malloc memory failed.\n\n"));
+}
+
+TEST_F(SendMemory, notify_without_its_message_gives_0_and_a_trace_line)
+{
+    expect_failure(
+        1, [] { return send_notify(kId, kBody, 20); },
+        trace_entry("send_notify", "Malloc memory failed.\n\n"));
+}
+
+TEST_F(SendMemory, synchronous_request_without_either_message_gives_0_and_a_trace_line)
+{
+    const std::string trace = trace_entry("send_request_syn", "Malloc memory failed.\n\n");
+    expect_failure(1, send_syn, trace);
+    expect_failure(2, send_syn, trace);
+}
+
+TEST_F(SendMemory, synchronous_request_that_cannot_wait_gives_0_without_a_trace_line)
+{
+    expect_failure(3, send_syn, "");
+    expect_failure(4, send_syn, "");
+}
+
+TEST_F(SendMemory, message_that_no_memory_could_hold_gives_0_and_a_trace_line)
+{
+    EXPECT_EQ(send_request(1, kId, nullptr, 0xFFFFFFFF), 0U);
+    EXPECT_EQ(trace_text(), trace_entry("send_request", "Malloc memory failed.\n\n"));
+}
+
+TEST_F(SendMemory, unknown_module_is_noticed_before_anything_is_taken)
+{
+    g_live_blocks.take_freed();
+    EXPECT_EQ(send_request(8, kId, kBody, 20), 0U);
+    lct_value_rsp response = {};
+    uint32_t length = sizeof(response);
+    EXPECT_EQ(send_request_syn(8, kId, kBody, 20, 20000, &response, &length), 0U);
+    EXPECT_EQ(g_live_blocks.take_freed().size(), 0U);
+}

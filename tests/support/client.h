@@ -1,0 +1,47 @@
+// A started LTE client and what surrounds it.
+#pragma once
+
+#include "lte_sdk.h"
+#include "support/module_peer.h"
+#include "support/trace_file.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+namespace testing_support {
+
+// A host that takes no notice of its events. It has a callback, since without one every response that
+// arrives leaves a line in the trace file.
+inline const lct_config kClientConfig = {{}, [](const lct_event *) { return uint32_t{0}; }};
+
+// The client with no WAN manager there at its start, so that a peer that is bound later finds nothing
+// in its socket but what the test sends.
+class Client : public testing::Test {
+protected:
+    Client() { EXPECT_EQ(lct_module_init(&kClientConfig), 0); }
+    ~Client() override { EXPECT_EQ(lct_module_fin(), 0); }
+};
+
+inline bool socket_exists(const std::string &name)
+{
+    return read_text("/proc/net/unix").find("@" + name) != std::string::npos;
+}
+
+// One message that the peer should have; an empty one when it does not.
+inline WireMessage receive_from(ModulePeer &peer)
+{
+    WireMessage message;
+    EXPECT_TRUE(peer.receive(&message)) << "nothing arrived";
+    return message;
+}
+
+inline void expect_header(const WireMessage &message, uint32_t type, uint32_t msg_id, uint32_t length)
+{
+    EXPECT_EQ(message.header.type, type);
+    EXPECT_EQ(message.header.msg_id, msg_id);
+    EXPECT_EQ(message.header.length, length);
+    EXPECT_EQ(message.sender_name(), client_socket_name(getpid()));
+}
+
+} // namespace testing_support

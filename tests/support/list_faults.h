@@ -1,0 +1,63 @@
+// Takes over the library's list operations, to make them fail. For the one source file of a program
+// that is linked with the shared library.
+#pragma once
+
+#include "lc_list.h"
+#include "support/interpose.h"
+
+#include <atomic>
+#include <functional>
+
+namespace testing_support {
+
+// Fails the n-th call from now on, once.
+class ListFault {
+public:
+    void fail_nth(int n) { fail_in_ = n; }
+    bool fails() { return fail_in_ > 0 && --fail_in_ == 0; }
+
+private:
+    std::atomic<int> fail_in_{0};
+};
+
+struct ListFaults {
+    ListFault add_at_head;
+    ListFault add_at_tail;
+    ListFault del_node;
+    // Called with each node before it is added at a tail; set while no other thread adds.
+    std::function<void(lc_list_node *)> before_add_at_tail;
+};
+
+inline ListFaults g_list_faults;
+
+} // namespace testing_support
+
+uint32_t lc_list_add_at_head(lc_list *list, lc_list_node *node)
+{
+    using namespace testing_support;
+    if (g_list_faults.add_at_head.fails()) {
+        return LC_LIST_ERR_NULL;
+    }
+    return next_definition<decltype(lc_list_add_at_head)>("lc_list_add_at_head")(list, node);
+}
+
+uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node)
+{
+    using namespace testing_support;
+    if (g_list_faults.add_at_tail.fails()) {
+        return LC_LIST_ERR_NULL;
+    }
+    if (g_list_faults.before_add_at_tail) {
+        g_list_faults.before_add_at_tail(node);
+    }
+    return next_definition<decltype(lc_list_add_at_tail)>("lc_list_add_at_tail")(list, node);
+}
+
+uint32_t lc_list_del_node(lc_list *list, lc_list_node *node)
+{
+    using namespace testing_support;
+    if (g_list_faults.del_node.fails()) {
+        return LC_LIST_ERR_EMPTY;
+    }
+    return next_definition<decltype(lc_list_del_node)>("lc_list_del_node")(list, node);
+}

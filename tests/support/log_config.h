@@ -1,0 +1,22 @@
+// The file that names further log modules, which the sandbox's own system lacks.
+#pragma once
+
+#include "support/scoped_mount.h"
+#include "support/text_file.h"
+
+#include <string>
+
+namespace testing_support {
+
+constexpr char kLogConfigPath[] = "/usr/bin/logid.cfg";
+
+// Stands where the system's file would, until the scope is left.
+class LogConfig {
+public:
+    explicit LogConfig(const std::string &content) { write_text(kLogConfigPath, content); }
+
+private:
+    ScopedMount mount_{"/usr/bin"};
+};
+
+} // namespace testing_support

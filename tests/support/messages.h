@@ -1,0 +1,90 @@
+// Messages as modules make them, and datagrams as anybody may make them.
+#pragma once
+
+#include "lc_ipc_msg.h"
+#include "lc_mem.h"
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+using Bytes = std::vector<uint8_t>;
+
+struct FreeMessage {
+    void operator()(void *msg) const { mem_free_ex(0, 0, MEM_OWNER_IPC, msg); }
+};
+using MessagePtr = std::unique_ptr<ipc_msg_hdr, FreeMessage>;
+
+inline Bytes word(uint32_t value)
+{
+    Bytes bytes(sizeof(value));
+    memcpy(bytes.data(), &value, sizeof(value));
+    return bytes;
+}
+
+inline uint32_t word_at(const Bytes &bytes, size_t offset)
+{
+    uint32_t value = 0;
+    if (offset + sizeof(value) <= bytes.size()) {
+        memcpy(&value, bytes.data() + offset, sizeof(value));
+    }
+    return value;
+}
+
+inline Bytes text(const std::string &value) { return {value.begin(), value.end()}; }
+
+// size bytes, each different from its neighbours.
+inline Bytes pattern(size_t size)
+{
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; ++i) {
+        bytes[i] = static_cast<uint8_t>(i * 7 + 1);
+    }
+    return bytes;
+}
+
+inline Bytes datagram(const ipc_msg_hdr &header, const Bytes &body = {})
+{
+    Bytes bytes(sizeof(header));
+    memcpy(bytes.data(), &header, sizeof(header));
+    bytes.insert(bytes.end(), body.begin(), body.end());
+    return bytes;
+}
+
+inline ipc_msg_hdr header_of(const Bytes &bytes)
+{
+    ipc_msg_hdr header = {};
+    memcpy(&header, bytes.data(), bytes.size() < sizeof(header) ? bytes.size() : sizeof(header));
+    return header;
+}
+
+inline Bytes body_of(const Bytes &bytes)
+{
+    return bytes.size() < sizeof(ipc_msg_hdr)
+               ? Bytes()
+               : Bytes(bytes.begin() + static_cast<ptrdiff_t>(sizeof(ipc_msg_hdr)), bytes.end());
+}
+
+// A message of the current process: zeroed header, identifier, length, body.
+inline MessagePtr make_message(uint32_t msg_id, const Bytes &body = {}, uint32_t type = 0)
+{
+    const auto length = static_cast<uint32_t>(body.size());
+    MessagePtr msg(static_cast<ipc_msg_hdr *>(ipc_memory_assign(length, IPC_MSG_TYPE_ASYNC)));
+    *msg = {type, msg_id, length, 0};
+    if (length != 0) {
+        memcpy(ipc_msg_body(msg.get()), body.data(), body.size());
+    }
+    return msg;
+}
+
+// Header and body of a message in memory.
+inline Bytes bytes_of(const ipc_msg_hdr &msg)
+{
+    const auto *bytes = reinterpret_cast<const uint8_t *>(&msg);
+    return {bytes, bytes + sizeof(msg) + msg.length};
+}
+
+} // namespace testing_support

@@ -1,0 +1,35 @@
+// A file system of the test's own over a folder, for as long as the object lives. Nobody outside the
+// test's sandbox sees it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <sys/mount.h>
+#include <utility>
+
+namespace testing_support {
+
+class ScopedMount {
+public:
+    explicit ScopedMount(std::string path) : path_(std::move(path)) { do_mount(0); }
+    ~ScopedMount() { umount2(path_.c_str(), MNT_DETACH); }
+    ScopedMount(const ScopedMount &) = delete;
+    ScopedMount &operator=(const ScopedMount &) = delete;
+
+    void make_read_only() { do_mount(MS_REMOUNT | MS_RDONLY); }
+
+private:
+    void do_mount(unsigned long flags)
+    {
+        if (mount("tmpfs", path_.c_str(), "tmpfs", flags, nullptr) != 0) {
+            ADD_FAILURE() << "cannot mount over " << path_ << ": " << strerror(errno);
+        }
+    }
+
+    std::string path_;
+};
+
+} // namespace testing_support

@@ -1,0 +1,190 @@
+"""What both tools make of their command lines."""
+
+import os
+import subprocess
+
+import support
+from support import DONE, FAILED, USAGE, ToolTest, ltectl, wansim
+
+COMMANDS = {
+    (): "usage: ltectl [OPTION...] COMMAND\n",
+    ("connect",): "usage: ltectl connect [OPTION...]\n",
+    ("disconnect",): "usage: ltectl disconnect [OPTION...]\n",
+    ("roam",): "usage: ltectl roam [OPTION...] [on|off]\n",
+    ("monitor",): "usage: ltectl monitor [OPTION...]\n",
+    ("ram",): "usage: ltectl ram [OPTION...] COMMAND\n",
+    ("ram", "get"): "usage: ltectl ram get [OPTION...] NAME\n",
+    ("ram", "set"): "usage: ltectl ram set [OPTION...] NAME VALUE\n",
+    ("ram", "list"): "usage: ltectl ram list [OPTION...]\n",
+    ("ram", "clear"): "usage: ltectl ram clear [OPTION...]\n",
+}
+
+
+class Help(ToolTest):
+    def test_every_level_shows_its_usage_and_the_common_options(self):
+        for words, usage in COMMANDS.items():
+            with self.subTest(words):
+                result = ltectl(*words, "--help")
+                self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+                self.assertTrue(result.stdout.startswith(usage), result.stdout)
+                for option in ("--json", "--help", "--version"):
+                    self.assertRegex(result.stdout, rf"\n  {option} +\w")
+
+    def test_a_group_lists_every_command_below_it_with_its_arguments(self):
+        lines = ltectl("--help").stdout.splitlines()
+        names = [line.split("  ")[1] for line in lines if line.startswith("  ") and "--" not in line]
+        self.assertEqual(names, ["connect", "disconnect", "roam [on|off]", "monitor", "ram get NAME",
+                                 "ram set NAME VALUE", "ram list", "ram clear"])
+
+    def test_own_options_are_shown_with_their_arguments(self):
+        self.assertIn("\n  --wait SECONDS ", ltectl("connect", "--help").stdout)
+        self.assertIn("\n  --count N ", ltectl("monitor", "--help").stdout)
+
+    def test_help_before_the_command_is_the_help_of_that_level(self):
+        self.assertEqual(ltectl("--help", "roam").stdout, ltectl("--help").stdout)
+
+    def test_exit_codes_are_told(self):
+        self.assertIn("0 done, 1 refused or failed, 2 usage, 3 no WAN manager answers",
+                      ltectl("--help").stdout)
+
+    def test_wansim_shows_every_option(self):
+        result = wansim("--help")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        self.assertTrue(result.stdout.startswith("usage: wansim [OPTION...]\n"))
+        for option in ("interface NAME", "ip ADDRESS", "gateway ADDRESS", "dns1 ADDRESS",
+                       "dns2 ADDRESS", "mask ADDRESS", "roaming on|off", "delay MS", "quiet", "json",
+                       "help", "version"):
+            self.assertIn(f"\n  --{option} ", result.stdout)
+
+
+class Version(ToolTest):
+    def test_every_level_shows_program_and_version(self):
+        for words in COMMANDS:
+            with self.subTest(words):
+                result = ltectl(*words, "--version")
+                self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+                self.assertRegex(result.stdout, r"\Altectl \d+\.\d+\.\d+\n\Z")
+
+    def test_as_json(self):
+        for arguments in (["--json", "--version"], ["ram", "--version", "--json"]):
+            [answer] = self.objects(ltectl(*arguments).stdout)
+            self.assertEqual(answer["program"], "ltectl")
+            self.assertRegex(answer["version"], r"\A\d+\.\d+\.\d+\Z")
+
+    def test_wansim(self):
+        self.assertRegex(wansim("--version").stdout, r"\Awansim: wansim \d+\.\d+\.\d+\n\Z")
+
+
+class UsageErrors(ToolTest):
+    def assert_usage(self, arguments, sentence):
+        with self.subTest(arguments):
+            self.assert_failed(ltectl(*arguments), USAGE, sentence)
+
+    def test_no_command(self):
+        for words in ((), ("ram",)):
+            path = " ".join(("ltectl", *words))
+            result = ltectl(*words)
+            self.assertEqual((result.returncode, result.stdout), (USAGE, ""))
+            self.assertEqual(result.stderr, f"usage: {path} [OPTION...] COMMAND\n"
+                                            f"ltectl: COMMAND is missing; see {path} --help\n")
+
+    def test_unknown_command(self):
+        self.assert_usage(["frobnicate"], 'unknown command "frobnicate"; see ltectl --help')
+        self.assert_usage(["ram", "put"], 'unknown command "put"; see ltectl ram --help')
+
+    def test_unknown_option(self):
+        self.assert_usage(["--loud"], 'unknown option "--loud"; see ltectl --help')
+        self.assert_usage(["roam", "--wait", "1"], 'unknown option "--wait"; see ltectl roam --help')
+        self.assert_usage(["connect", "-w"], 'unknown option "-w"; see ltectl connect --help')
+
+    def test_option_without_its_value(self):
+        self.assert_usage(["connect", "--wait"], "--wait needs a value; see ltectl connect --help")
+
+    def test_switch_with_a_value(self):
+        self.assert_usage(["roam", "--json=1"],
+                          '"--json=1": this option takes no value; see ltectl roam --help')
+
+    def test_bad_seconds(self):
+        for value in ("0", "86401", "x", "", "-1", "+1", " 1", "1s", "1.5", "99999999999999999999"):
+            for command in ("connect", "disconnect"):
+                self.assert_usage([command, f"--wait={value}"], "--wait takes a number of seconds from "
+                                                                f'1 to 86400, not "{value}"')
+
+    def test_bad_count(self):
+        for value in ("0", "1000001", "many"):
+            self.assert_usage(["monitor", "--count", value],
+                              f'--count takes a number from 1 to 1000000, not "{value}"')
+
+    def test_bad_roaming_value(self):
+        for value in ("1", "ON", "maybe", ""):
+            self.assert_usage(["roam", value], f'roam takes on or off, not "{value}"')
+
+    def test_missing_operand(self):
+        self.assert_usage(["ram", "get"], "NAME is missing; see ltectl ram get --help")
+        self.assert_usage(["ram", "set"], "NAME is missing; see ltectl ram set --help")
+        self.assert_usage(["ram", "set", "a"], "VALUE is missing; see ltectl ram set --help")
+
+    def test_one_operand_too_many(self):
+        for words in (["connect", "now"], ["disconnect", "now"], ["monitor", "now"],
+                      ["roam", "on", "now"], ["ram", "get", "a", "now"], ["ram", "set", "a", "b", "now"],
+                      ["ram", "list", "now"], ["ram", "clear", "now"]):
+            path = " ".join(word for word in words if word not in ("a", "b", "on", "now"))
+            self.assert_usage(words, f'"now" is one argument too many; see ltectl {path} --help')
+
+    def test_wansim_refuses_bad_values(self):
+        name = "an interface name of at most 15 characters"
+        address = "a dotted IPv4 address"
+        bad = [("--interface", value, name) for value in ("", "a" * 16, "a b", "a/b", "a\tb")]
+        bad += [(option, value, address) for option in ("--ip", "--gateway", "--dns1", "--dns2", "--mask")
+                for value in ("", "10.0.0", "10.0.0.256", "10.0.0.1 ", "::1", "1" * 200)]
+        bad += [("--roaming", "1", "on or off")]
+        bad += [("--delay", value, "a number of milliseconds from 0 to 600000")
+                for value in ("", "-1", "600001", "1s")]
+        for option, value, expects in bad:
+            with self.subTest(option=option, value=value):
+                result = wansim(option, value)
+                self.assertEqual((result.returncode, result.stdout, result.stderr),
+                                 (USAGE, "", f'wansim: {option} takes {expects}, not "{value}"\n'))
+
+    def test_wansim_takes_no_operands(self):
+        result = wansim("now")
+        self.assertEqual((result.returncode, result.stderr),
+                         (USAGE, 'wansim: "now" is one argument too many; see wansim --help\n'))
+
+
+class Options(ToolTest):
+    def test_json_may_stand_before_and_behind_the_command(self):
+        for arguments in (["--json", "ram", "clear"], ["ram", "--json", "clear"],
+                          ["ram", "clear", "--json"]):
+            with self.subTest(arguments):
+                self.assert_ran(ltectl(*arguments), '{"removed":0}\n')
+
+    def test_options_may_stand_behind_operands(self):
+        self.assert_ran(ltectl("ram", "set", "a", "b", "--json"), '{"name":"a","value":"b"}\n')
+
+    def test_what_follows_two_dashes_is_an_operand(self):
+        self.assert_ran(ltectl("ram", "set", "a", "--", "--json"), "a=--json\n")
+
+
+class Output(ToolTest):
+    def run_into(self, *arguments, stdout):
+        return subprocess.run([support.ltectl_program, *arguments], stdout=stdout,
+                              stderr=subprocess.PIPE, text=True, timeout=support.TIMEOUT)
+
+    def test_an_answer_that_cannot_be_written_is_a_failure(self):
+        with open("/dev/full", "w") as full:
+            for arguments in (["ram", "clear"], ["--help"]):
+                result = self.run_into(*arguments, stdout=full)
+                self.assertEqual((result.returncode, result.stderr), (
+                    FAILED, "ltectl: cannot write the answer: No space left on device\n"))
+
+    def test_a_reader_that_has_gone_is_none(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        result = self.run_into("ram", "clear", stdout=writing)
+        os.close(writing)
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,112 @@
+"""The demo runs through with the tools as built, and fails as soon as one of them does not do its part.
+
+usage: demo_test.py DEMO BUILD_DIR"""
+
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+DEMO, BUILD = sys.argv[1:3]
+
+
+def run_demo(*arguments):
+    return subprocess.run([DEMO, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                          timeout=120)
+
+
+class Demo(unittest.TestCase):
+    def test_runs_through(self):
+        result = run_demo("--build", BUILD)
+        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
+        for text in ("wansim: ready at lc_socket_mm_common\n", "$ ltectl roam on\nroaming on\n",
+                     "link connected interface=wwan7 ip=10.20.30.41 gateway=10.20.30.42 dns1=10.9.8.7 ",
+                     "link status:WM_CONNECTED WM_IP_UP WM_WCDMA\n",
+                     "wm_wcdma_modem_status_tmp=sim_ready\n",
+                     "ltectl: no WAN manager answers on lc_socket_mm_common"):
+            self.assertIn(text, result.stdout)
+
+    def test_usage(self):
+        result = run_demo("--help")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertIn("usage: scripts/demo [--build DIR]\n", result.stdout)
+        for arguments in (["--fast"], ["--build"], ["--build", "/no/such/folder"]):
+            self.assertEqual(run_demo(*arguments).returncode, 2, arguments)
+
+
+class BrokenTools(unittest.TestCase):
+    """Each tool in turn is replaced by one that is true to the real one but for a single thing."""
+
+    def demo_with(self, tool, script):
+        """Runs the demo with a tool that is a shell script, in which REAL is the tool as built."""
+        with tempfile.TemporaryDirectory(dir=BUILD) as build:
+            tools = os.path.join(build, "tools")
+            os.mkdir(tools)
+            for name in ("ltectl", "wansim"):
+                real = os.path.join(BUILD, "tools", name)
+                if name != tool:
+                    os.symlink(real, os.path.join(tools, name))
+                    continue
+                with open(os.path.join(tools, name), "w") as file:
+                    file.write(f"#!/bin/bash\nREAL={real}\n{script}\n")
+                os.chmod(file.name, 0o755)
+            return run_demo("--build", build)
+
+    def assert_fails(self, tool, script, reason):
+        result = self.demo_with(tool, script)
+        self.assertEqual(result.returncode, 1, result.stdout)
+        self.assertRegex(result.stderr, rf"\Ademo: FAILED: .*{reason}")
+
+    def test_the_replacement_itself_breaks_nothing(self):
+        for tool in ("ltectl", "wansim"):
+            result = self.demo_with(tool, 'exec "$REAL" "$@"')
+            self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
+
+    def test_roaming_that_does_not_change(self):
+        self.assert_fails("ltectl", 'case $1 in roam) echo "roaming off" ;; *) exec "$REAL" "$@" ;; esac',
+                          '"roaming on" is missing')
+
+    def test_a_monitor_that_sees_nothing(self):
+        self.assert_fails("ltectl", 'if [ "$1" = monitor ]; then exec "$REAL" "$@" >/dev/null; fi\n'
+                                    'exec "$REAL" "$@"', "link connected .*is missing in /tmp/events")
+
+    def test_a_monitor_that_does_not_end_in_order(self):
+        self.assert_fails("ltectl", 'if [ "$1" = monitor ]; then "$REAL" "$@"; exit 5; fi\n'
+                                    'trap "" TERM; exec "$REAL" "$@"', "ltectl monitor ended with ")
+
+    def test_a_connection_without_its_addresses(self):
+        self.assert_fails("ltectl", '"$REAL" "$@" | sed "s/ dns2=[^ ]*//"; exit "${PIPESTATUS[0]}"',
+                          "dns2=10.9.8.6 .*is missing in /tmp/output")
+
+    def test_a_missing_trace(self):
+        self.assert_fails("ltectl", '"$REAL" "$@"; status=$?; rm -f /tmp/ltelog.*; exit $status',
+                          "ltelog.1")
+
+    def test_missing_parameters(self):
+        self.assert_fails("ltectl", 'if [ "$1" = ram ]; then exit 0; fi; exec "$REAL" "$@"',
+                          "wm_wcdma_modem_status_tmp=sim_ready")
+
+    def test_a_link_that_stays(self):
+        self.assert_fails("ltectl", 'if [ "$1" = disconnect ]; then exit 1; fi; exec "$REAL" "$@"',
+                          "disconnect --wait 5. ended with 1, not 0")
+
+    def test_a_client_that_needs_no_manager(self):
+        self.assert_fails("ltectl", 'if [ "$1" != roam ]; then exec "$REAL" "$@"; fi\n'
+                                    '"$REAL" "$@"; status=$?; exit $((status == 3 ? 0 : status))',
+                          "ended with 0, not 3")
+
+    def test_a_manager_that_does_not_start(self):
+        self.assert_fails("wansim", "exit 1", "ready at lc_socket_mm_common")
+
+    def test_a_manager_without_a_socket(self):
+        self.assert_fails("wansim", "echo wansim: ready at lc_socket_mm_common; sleep 60",
+                          "/proc/net/unix")
+
+    def test_a_manager_that_does_not_end_in_order(self):
+        self.assert_fails("wansim", '"$REAL" "$@" & trap "kill $!; wait $!; exit 7" TERM; wait $!',
+                          "wansim ended with 7, not 0")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)

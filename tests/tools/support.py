@@ -1,0 +1,200 @@
+"""Running the tools under test, and playing the WAN manager against them."""
+
+import json
+import os
+import select
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "peers"))
+import stranger  # noqa: E402
+
+DONE, FAILED, USAGE, NOBODY = range(4)
+SOCKET = stranger.SERVER
+STORE = "/tmp/nv/"
+TIMEOUT = 60
+
+CONNECT, DISCONNECT = 0x10400001, 0x10400003
+LINK_STATUS, IFACE_STATUS, MODEM = 0x10400016, 0x10400017, 0x104000B3
+GET_ROAMING, SET_ROAMING = 0x1040006A, 0x1040006C
+DISCONNECTED, DISCONNECTING, CONNECTED, CONNECTING = range(4)
+
+LINK_BODY, IFACE_BODY = 656, 688
+LINK_FIELDS = struct.Struct("=5I16s18s18s18s18s18s")
+
+ltectl_program = None
+wansim_program = None
+
+
+def main():
+    """Runs the tests of the calling file: FILE LTECTL WANSIM."""
+    global ltectl_program, wansim_program
+    ltectl_program, wansim_program = sys.argv[1:3]
+    unittest.main(argv=sys.argv[:1], verbosity=2)
+
+
+def ltectl(*arguments, **options):
+    """Runs ltectl to its end."""
+    return subprocess.run([ltectl_program, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
+                          timeout=TIMEOUT, text=True, errors="surrogateescape", **options)
+
+
+def wansim(*arguments):
+    """Runs a wansim that is to end by itself."""
+    return subprocess.run([wansim_program, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
+                          timeout=TIMEOUT, text=True)
+
+
+def run_with_readonly_tmp(*arguments):
+    """Runs ltectl where nothing can be made in /tmp."""
+    script = 'mount --rbind /tmp /tmp && mount -o remount,bind,ro /tmp && exec "$@"'
+    return subprocess.run(["unshare", "--mount", "sh", "-c", script, "sh", ltectl_program, *arguments],
+                          stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT, text=True)
+
+
+class Lines:
+    """Lines as they come out of a pipe."""
+
+    def __init__(self, stream):
+        self.stream = stream
+        self.buffer = b""
+
+    def more(self, timeout):
+        """Takes in what comes next; false when nothing does, or at the end."""
+        if not select.select([self.stream], [], [], timeout)[0]:
+            return False
+        data = os.read(self.stream.fileno(), 65536)
+        self.buffer += data
+        return data != b""
+
+    def next(self):
+        while b"\n" not in self.buffer:
+            if not self.more(TIMEOUT):
+                raise AssertionError(f"no line, only {self.buffer}")
+        line, self.buffer = self.buffer.split(b"\n", 1)
+        return line.decode()
+
+    def rest(self):
+        """Everything up to the end of the stream."""
+        while self.more(TIMEOUT):
+            pass
+        text, self.buffer = self.buffer.decode(), b""
+        return text
+
+    def close(self):
+        self.stream.close()
+
+
+class Background:
+    """A tool that runs on while the test does something else. Ended with the test."""
+
+    def __init__(self, test, *command):
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE, bufsize=0)
+        self.out = Lines(self.process.stdout)
+        self.err = Lines(self.process.stderr)
+        test.addCleanup(self.dispose)
+
+    def lines_to(self, text):
+        """Lines up to the first that holds text."""
+        lines = [self.out.next()]
+        while text not in lines[-1]:
+            lines.append(self.out.next())
+        return lines
+
+    def finish(self):
+        """Waits for its end; gives the exit status and what is left of its output and its errors."""
+        out = "" if self.process.stdout.closed else self.out.rest()
+        return self.process.wait(TIMEOUT), out, self.err.rest()
+
+    def end(self, number=signal.SIGTERM):
+        self.process.send_signal(number)
+        return self.finish()
+
+    def dispose(self):
+        self.process.kill()
+        self.process.wait()
+        self.out.close()
+        self.err.close()
+
+
+class ToolTest(unittest.TestCase):
+    """Every test starts with an empty parameter store."""
+
+    maxDiff = None
+
+    def setUp(self):
+        shutil.rmtree(STORE, ignore_errors=True)
+
+    def start_wansim(self, *options):
+        simulator = Background(self, wansim_program, *options)
+        if "--quiet" not in options:
+            self.assertIn(SOCKET, simulator.out.next())
+        return simulator
+
+    def start_monitor(self, *options):
+        """A monitor that has subscribed."""
+        monitor = Background(self, ltectl_program, "monitor", *options)
+        self.assertEqual(monitor.err.next(), "ltectl: waiting for events; end with Ctrl-C")
+        return monitor
+
+    def start_peer(self, name="lc_socket_cgi_common"):
+        """A client that does not use the library."""
+        peer = stranger.Stranger(name)
+        self.addCleanup(peer.close)
+        return peer
+
+    def assert_ran(self, result, out=""):
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, out, ""))
+
+    def assert_failed(self, result, code, sentence):
+        self.assertEqual((result.returncode, result.stdout, result.stderr),
+                         (code, "", f"ltectl: {sentence}\n"))
+
+    def objects(self, text):
+        """The JSON objects of an output: one a line."""
+        return [json.loads(line) for line in text.splitlines()]
+
+
+def link_body(status, ip_status=0, interface=b"", addresses=(b"",) * 5, size=LINK_BODY, kind=2):
+    return LINK_FIELDS.pack(kind, 0, status, ip_status, 0, interface, *addresses).ljust(size, b"\0")
+
+
+def parse_link(body):
+    """(iface type, link status, ip status, interface, ip, gateway, dns1, dns2, mask)."""
+    fields = LINK_FIELDS.unpack_from(body)
+    texts = tuple(field.split(b"\0")[0].decode() for field in fields[5:])
+    return (fields[0], fields[2], fields[3]) + texts
+
+
+class FakeManager(stranger.Stranger):
+    """A WAN manager that answers as the test tells it to."""
+
+    def __init__(self, test):
+        super().__init__(SOCKET)
+        test.addCleanup(self.close)
+
+    def take(self):
+        """The next message: (type, id, session, body, sender)."""
+        received = self.receive(TIMEOUT)
+        if received is None:
+            raise AssertionError("nothing came")
+        return (*stranger.parse(received[0]), received[1])
+
+    def respond(self, taken, body):
+        self.send(stranger.message(stranger.RESPONSE, taken[1], body, taken[2]), taken[4])
+
+    def accept_registrations(self, count=4, result=0):
+        """Answers registrations; the client that made them."""
+        for _ in range(count):
+            taken = self.take()
+            assert taken[:2] == (stranger.REQUEST, stranger.REGISTER), taken
+            self.respond(taken, struct.pack("=I", result))
+        return taken[4]
+
+    def publish(self, client, msg_id, body):
+        self.send(stranger.message(stranger.ASYNC, msg_id, body), client)

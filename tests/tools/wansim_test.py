@@ -1,0 +1,429 @@
+"""wansim as its clients see it, through plain sockets."""
+
+import fcntl
+import os
+import signal
+import struct
+import subprocess
+import time
+
+import support
+from support import (CONNECT, CONNECTED, CONNECTING, DISCONNECT, DISCONNECTED, DISCONNECTING, DONE,
+                     FAILED, GET_ROAMING, IFACE_BODY, IFACE_STATUS, LINK_BODY, LINK_STATUS, MODEM,
+                     SET_ROAMING, SOCKET, STORE, ToolTest, ltectl, parse_link, stranger, wansim)
+
+REFUSED = struct.pack("=i", -1)
+SUCCESS = struct.pack("=i", 0)
+DEFAULTS = ("10.64.0.2", "10.64.0.1", "10.64.0.53", "10.64.1.53", "255.255.255.252")
+NOTHING = ("", "", "", "", "")
+
+
+def parameter(name):
+    with open(STORE + name, "rb") as file:
+        return file.read()
+
+
+class WansimTest(ToolTest):
+    def start(self, *options):
+        self.wansim = self.start_wansim(*options)
+        self.peer = self.start_peer()
+
+    def subscribe(self, *notifications, peer=None):
+        for notification in notifications or (IFACE_STATUS, LINK_STATUS, MODEM):
+            self.assertEqual((peer or self.peer).register(notification), 0)
+
+    def tell(self, msg_id, body=b"", kind=stranger.ASYNC):
+        self.peer.send(stranger.message(kind, msg_id, body))
+
+    def notification(self):
+        """(id, body) of the next notification."""
+        received = self.peer.receive()
+        self.assertIsNotNone(received, "no notification")
+        kind, msg_id, _, body = stranger.parse(received[0])
+        self.assertEqual(kind, stranger.ASYNC)
+        return msg_id, body
+
+    def assert_interface(self, readiness):
+        msg_id, body = self.notification()
+        self.assertEqual((msg_id, len(body)), (IFACE_STATUS, IFACE_BODY))
+        self.assertEqual(struct.unpack_from("=2I", body)[1], readiness)
+
+    def assert_link(self, status, interface="wwan0", addresses=None):
+        msg_id, body = self.notification()
+        self.assertEqual((msg_id, len(body)), (LINK_STATUS, LINK_BODY))
+        if addresses is None:
+            addresses = DEFAULTS if status == CONNECTED else NOTHING
+        ip_status = 1 if status == CONNECTED else 0
+        self.assertEqual(parse_link(body), (2, status, ip_status, interface, *addresses))
+
+    def assert_modem(self, report):
+        msg_id, body = self.notification()
+        self.assertEqual((msg_id, body.rstrip(b"\0")), (MODEM, report))
+
+    def assert_quiet(self):
+        """Nothing more was sent: the answer to a request is the next thing that comes."""
+        self.peer.session += 1
+        self.peer.send(stranger.message(stranger.REQUEST, GET_ROAMING, b"", self.peer.session))
+        kind, _, session, _ = stranger.parse(self.peer.receive()[0])
+        self.assertEqual((kind, session), (stranger.RESPONSE, self.peer.session))
+
+
+class Link(WansimTest):
+    def test_connect_announces_every_step(self):
+        self.start("--delay", "20")
+        self.subscribe()
+        self.tell(CONNECT)
+        self.assert_interface(1)
+        self.assert_link(CONNECTING)
+        self.assert_modem(b"+CSQ: 23,99")
+        self.assert_link(CONNECTED)
+        self.assert_quiet()
+
+    def test_disconnect_announces_every_step(self):
+        self.start("--delay", "0")
+        self.tell(CONNECT)
+        self.assert_quiet()
+        self.subscribe()
+        self.tell(DISCONNECT)
+        self.assert_link(DISCONNECTING)
+        self.assert_modem(b"+CSQ: 18,99")
+        self.assert_link(DISCONNECTED)
+        self.assert_interface(0)
+        self.assert_quiet()
+
+    def test_a_state_that_is_reached_is_announced_again(self):
+        self.start("--delay", "0")
+        self.subscribe(LINK_STATUS)
+        self.tell(DISCONNECT)
+        self.assert_link(DISCONNECTED)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        self.assert_link(CONNECTED)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTED)
+        self.assert_quiet()
+
+    def test_connect_while_connecting_is_announced_and_does_not_start_again(self):
+        self.start("--delay", "400")
+        self.subscribe(IFACE_STATUS, LINK_STATUS)
+        started = time.monotonic()
+        self.tell(CONNECT)
+        self.assert_interface(1)
+        self.assert_link(CONNECTING)
+        time.sleep(0.2)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        self.assert_link(CONNECTED)
+        self.assertGreaterEqual(time.monotonic() - started, 0.4)
+        self.assert_quiet()
+
+    def test_disconnect_while_connecting_calls_the_connection_off(self):
+        self.start("--delay", "100")
+        self.subscribe(LINK_STATUS)
+        self.tell(CONNECT)
+        self.tell(DISCONNECT)
+        for status in (CONNECTING, DISCONNECTING, DISCONNECTED):
+            self.assert_link(status)
+        self.assertIsNone(self.peer.receive(0.3))
+
+    def test_the_delay_is_kept(self):
+        self.start("--delay", "1200")
+        self.subscribe(LINK_STATUS)
+        started = time.monotonic()
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        self.assertLess(time.monotonic() - started, 1)
+        self.assert_link(CONNECTED)
+        self.assertGreaterEqual(time.monotonic() - started, 1.2)
+
+    def test_options_are_what_is_published(self):
+        addresses = ("1.2.3.4", "5.6.7.8", "9.10.11.12", "13.14.15.16", "255.255.255.255")
+        options = [word for option, value in zip(("--ip", "--gateway", "--dns1", "--dns2", "--mask"),
+                                                 addresses) for word in (option, value)]
+        self.start("--interface", "fifteen-letters", "--delay", "0", *options)
+        self.subscribe(LINK_STATUS)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING, "fifteen-letters")
+        self.assert_link(CONNECTED, "fifteen-letters", addresses)
+
+    def test_every_subscriber_is_told(self):
+        self.start("--delay", "0")
+        others = [self.start_peer(f"lc_socket_cli1_{number}_common") for number in (1, 2)]
+        for other in others:
+            self.subscribe(LINK_STATUS, peer=other)
+        self.tell(CONNECT)
+        for self.peer in others:
+            self.assert_link(CONNECTING)
+            self.assert_link(CONNECTED)
+
+
+class Requests(WansimTest):
+    def test_roaming_switch(self):
+        self.start()
+        for value in (1, 0):
+            self.assertEqual(self.peer.ask(SET_ROAMING, struct.pack("=I", value)), SUCCESS)
+            self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, value))
+
+    def test_roaming_switch_at_the_start(self):
+        for option, value in (("on", 1), ("off", 0)):
+            self.start("--roaming", option)
+            self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, value))
+            self.wansim.end()
+            self.peer.close()
+
+    def test_other_values_are_refused_and_change_nothing(self):
+        self.start("--roaming", "on")
+        for value in (2, 0xFFFFFFFF):
+            self.assertEqual(self.peer.ask(SET_ROAMING, struct.pack("=I", value)), REFUSED)
+        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 1))
+
+    def test_a_wrong_length_is_refused(self):
+        self.start("--roaming", "on")
+        for body in (b"", b"\0\0\0", b"\0" * 8):
+            self.assertEqual(self.peer.ask(SET_ROAMING, body), REFUSED)
+        self.assertEqual(self.peer.ask(GET_ROAMING, b"\0\0\0\0"), struct.pack("=iI", -1, 0))
+        self.assertEqual(self.peer.ask(CONNECT, b"\0"), REFUSED)
+        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 1))
+
+    def test_an_unknown_synchronous_request_is_refused(self):
+        self.start()
+        for msg_id in (0x104000BD, 0x10000001, 0, 4, 0xFFFFFFFF):
+            self.assertEqual(self.peer.ask(msg_id, b"body"), REFUSED)
+
+    def test_what_asks_for_no_answer_gets_none(self):
+        self.start()
+        self.tell(0x104000BF, b"\0" * 688)
+        self.tell(SET_ROAMING, struct.pack("=I", 1))
+        self.assert_quiet()
+        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 1))
+
+    def test_link_requests_may_be_synchronous(self):
+        self.start("--delay", "600000")
+        self.assertEqual(self.peer.ask(CONNECT), SUCCESS)
+        self.subscribe(LINK_STATUS)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        self.assertEqual(self.peer.ask(DISCONNECT), SUCCESS)
+
+    def test_messages_of_its_own_are_not_taken_from_others(self):
+        self.start("--delay", "600000")
+        self.subscribe(LINK_STATUS)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        for msg_id in (0xFFFF0001, 0xFFFF0002, stranger.STOP):
+            for kind in (stranger.ASYNC, stranger.REQUEST):
+                self.tell(msg_id, kind=kind)
+        self.assert_quiet()
+        self.assertIsNone(self.wansim.process.poll())
+
+    def test_other_kinds_of_messages_are_not_requests(self):
+        self.start()
+        for kind in (stranger.RESPONSE, stranger.SHORT, 4, 0xFFFFFFFF):
+            self.tell(SET_ROAMING, struct.pack("=I", 1), kind)
+        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 0))
+
+    def test_only_its_three_notifications_can_be_subscribed(self):
+        self.start()
+        self.subscribe(IFACE_STATUS, LINK_STATUS, MODEM)
+        for other in (0, CONNECT, LINK_STATUS - 1, IFACE_STATUS + 1, MODEM + 1):
+            self.assertEqual(self.peer.register(other), 6)
+
+
+class Registry(WansimTest):
+    def setUp(self):
+        super().setUp()
+        self.log = stranger.SyslogListener("WanManager", "ERROR")
+        self.addCleanup(self.log.close)
+        self.start("--delay", "0", "--quiet")
+        self.assertEqual(self.wait_until_served(), struct.pack("=iI", 0, 0))
+
+    def wait_until_served(self):
+        for _ in range(200):
+            try:
+                return self.peer.ask(GET_ROAMING)
+            except ConnectionRefusedError:
+                time.sleep(0.05)
+        raise AssertionError("wansim does not start")
+
+    def failed_sends(self):
+        """How often wansim could not reach a subscriber while it announced a link."""
+        while self.log.wait_for("", 0):
+            pass
+        self.tell(CONNECT)
+        self.peer.ask(GET_ROAMING)  # answered when the announcement is done
+        count = 0
+        while True:
+            lines = self.log.wait_for("Send failed!", 0.2)
+            if lines is None:
+                return count
+            count += 1
+
+    def test_clients_leave_nothing_behind(self):
+        for _ in range(25):
+            self.assertEqual(ltectl("roam").returncode, DONE)
+        for words in (["connect"], ["connect", "--wait", "9"], ["disconnect"], ["disconnect", "--wait", "9"],
+                      ["connect", "--wait", "9"]):
+            for _ in range(5):
+                self.assertEqual(ltectl(*words).returncode, DONE)
+        monitor = self.start_monitor()
+        monitor.end(signal.SIGINT)
+        self.assertEqual(self.failed_sends(), 0)
+
+    def test_a_client_that_dies_does(self):
+        """So that the test above is known to see what it looks for."""
+        monitor = self.start_monitor()
+        monitor.end(signal.SIGKILL)
+        self.peer.ask(CONNECT)
+        self.assertEqual(self.failed_sends(), 1)
+
+
+class Parameters(WansimTest):
+    def test_state_is_kept_where_others_read_it(self):
+        self.start("--delay", "0")
+        self.assertEqual(parameter("wm_wcdma_modem_status_tmp"), b"sim_ready\0")
+        self.assertRegex(parameter("wm_wcdma_imei_nv"), rb"\A[0-9]{15}\0\Z")
+        self.assertEqual(parameter("wm_syslog_switch_flg"), b"0\0")
+        self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
+        self.peer.ask(CONNECT)
+        self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"23\0")
+        self.peer.ask(DISCONNECT)
+        self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
+
+    def test_what_is_only_true_while_it_runs_goes_with_it(self):
+        self.start()
+        self.wansim.end()
+        self.assertEqual(sorted(os.listdir(STORE)), ["wm_syslog_switch_flg", "wm_wcdma_imei_nv"])
+
+
+class Life(WansimTest):
+    def test_signals_end_it_in_order(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            self.start("--delay", "600000")
+            self.peer.ask(CONNECT)
+            self.subscribe()
+            status, out, errors = self.wansim.end(number)
+            self.assertEqual((status, out.splitlines()[-1], errors), (DONE, "wansim: ended", ""))
+            self.assertIsNone(self.peer.receive(0))
+            self.peer.close()
+
+    def test_a_signal_may_come_twice(self):
+        """timeout(1) and terminals send it to the process and to its group."""
+        for _ in range(20):
+            self.start()
+            self.wansim.process.send_signal(signal.SIGTERM)
+            self.assertEqual(self.wansim.end()[0], DONE)
+            self.peer.close()
+
+    def test_its_name_is_free_before_it_says_that_it_has_ended(self):
+        reading, writing = os.pipe()
+        with os.fdopen(reading, "rb", buffering=0) as out, os.fdopen(writing, "wb", buffering=0) as full:
+            process = subprocess.Popen([support.wansim_program], stdout=writing)
+            self.addCleanup(process.wait)
+            self.addCleanup(process.kill)
+            out.read(1000)
+            full.write(b"x" * fcntl.fcntl(writing, fcntl.F_GETPIPE_SZ))  # its last line has to wait
+            process.terminate()
+            for _ in range(200):
+                try:
+                    self.start_peer(SOCKET)
+                    break
+                except OSError:
+                    time.sleep(0.05)
+            else:
+                self.fail("the name is still taken")
+            self.assertIsNone(process.poll())
+
+    def test_only_one_at_a_time_and_the_second_does_no_harm(self):
+        self.start()
+        second = wansim()
+        self.assertEqual((second.returncode, second.stdout, second.stderr), (
+            FAILED, "", f"wansim: cannot listen at {SOCKET} (code 11): "
+                        "end the WAN manager that is running first\n"))
+        self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
+        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 0))
+
+    def test_another_can_follow(self):
+        for _ in range(2):
+            self.start()
+            self.assertEqual(self.wansim.end()[0], DONE)
+            self.peer.close()
+
+    def test_a_subscriber_that_does_not_read_cannot_keep_it(self):
+        self.start("--delay", "0")
+        deaf = self.start_peer("lc_socket_cli1_7_common")
+        self.subscribe(LINK_STATUS, peer=deaf)
+        with open("/proc/sys/net/unix/max_dgram_qlen") as file:
+            room = int(file.read()) + 1
+        for _ in range(room):  # the first is announced twice
+            self.tell(CONNECT)
+        for _ in range(room + 1):
+            self.wansim.lines_to("wansim: link connect")
+        status, _, errors = self.wansim.end()
+        self.assertEqual((status, errors), (
+            FAILED, "wansim: ended out of order: a subscriber does not read its events\n"))
+
+    def test_goes_on_without_a_reader_of_its_output(self):
+        self.start("--delay", "0")
+        self.wansim.out.close()
+        self.subscribe(LINK_STATUS)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        self.assert_link(CONNECTED)
+        self.assertEqual(self.wansim.end(), (DONE, "", ""))
+
+
+class Output(WansimTest):
+    def served(self, *options):
+        """The output for one of everything."""
+        self.start("--delay", "0", *options)
+        self.peer.ask(CONNECT)
+        self.peer.ask(DISCONNECT)
+        self.peer.ask(SET_ROAMING, struct.pack("=I", 1))
+        self.peer.ask(0x104000BD)
+        status, out, errors = self.wansim.end()
+        self.assertEqual((status, errors), (DONE, ""))
+        return out
+
+    def test_one_line_for_each_thing_it_does(self):
+        peer = "from=lc_socket_cgi_common"
+        addresses = " ".join(f"{name}={value}" for name, value in zip(
+            ("ip", "gateway", "dns1", "dns2", "mask"), DEFAULTS))
+        self.assertEqual(self.served().splitlines(), [f"wansim: {line}" for line in (
+            f"request connect id=0x10400001 {peer}",
+            "interface ready",
+            "link connecting",
+            "modem +CSQ: 23,99",
+            f"link connected interface=wwan0 {addresses}",
+            f"request disconnect id=0x10400003 {peer}",
+            "link disconnecting",
+            "modem +CSQ: 18,99",
+            "link disconnected",
+            "interface not ready",
+            f"request set-roaming id=0x1040006c {peer}",
+            "roaming on",
+            f"request unknown id=0x104000bd {peer}",
+            "refused unknown",
+            "ended")])
+
+    def test_as_json(self):
+        events = self.objects(self.served("--json"))
+        self.assertEqual([event["event"] for event in events], [
+            "request", "interface", "link", "modem", "link", "request", "link", "modem", "link",
+            "interface", "request", "roaming", "request", "refused", "ended"])
+        self.assertEqual(events[0], {"event": "request", "request": "connect", "id": "0x10400001",
+                                     "from": "lc_socket_cgi_common"})
+        self.assertEqual(events[3], {"event": "modem", "report": "+CSQ: 23,99"})
+        self.assertEqual(events[13], {"event": "refused", "request": "unknown"})
+
+    def test_ready_as_json(self):
+        simulator = support.Background(self, support.wansim_program, "--json")
+        self.assertEqual(self.objects(simulator.out.next()), [{"event": "ready", "socket": SOCKET}])
+
+    def test_quiet(self):
+        result = subprocess.run(["timeout", "--preserve-status", "--signal=TERM", "0.5",
+                                 support.wansim_program, "--quiet"], capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, "", ""))
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,261 @@
+#include "common/command.h"
+
+#include "common/program.h"
+#include "common/record.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <getopt.h>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr size_t kMaxOptions = 32;
+constexpr int kFirstOptionValue = 256; // above every character, which getopt reports as itself
+
+bool g_help = false;
+bool g_version = false;
+
+constexpr Option kCommonOptions[] = {
+    {"json", nullptr, "answer with JSON objects, one a line", &kSwitch, &g_program.json},
+    {"help", nullptr, "show this help and end", &kSwitch, &g_help},
+    {"version", nullptr, "show the version and end", &kSwitch, &g_version},
+    {},
+};
+
+constexpr Option kNoOptions[] = {{}};
+
+// A command and the words that lead to it: "ltectl ram set".
+struct Level {
+    const Command &command;
+    char path[80];
+
+    Level(const Command &own, const char *parent) : command(own)
+    {
+        snprintf(path, sizeof(path), "%.50s%s%.20s", parent, *parent == '\0' ? "" : " ", own.name);
+    }
+    const Option *own_options() const
+    {
+        return command.options != nullptr ? command.options : kNoOptions;
+    }
+};
+
+// ---- Help ----
+
+void print_option(const Option &option)
+{
+    char left[40];
+    snprintf(left, sizeof(left), "--%s%s%s", option.name, option.argument != nullptr ? " " : "",
+             option.argument != nullptr ? option.argument : "");
+    printf("  %-24s %s\n", left, option.help);
+}
+
+void print_options(const Option *option)
+{
+    for (; option->name != nullptr; ++option) {
+        print_option(*option);
+    }
+}
+
+// One line for each command that runs, groups opened up.
+void print_commands(const Command *command, const char *group)
+{
+    for (; command->name != nullptr; ++command) {
+        char left[80];
+        snprintf(left, sizeof(left), "%s%s%s%s", group, command->name,
+                 *command->operands == '\0' ? "" : " ", command->operands);
+        if (command->children == nullptr) {
+            printf("  %-24s %s\n", left, command->help);
+        } else {
+            snprintf(left, sizeof(left), "%s%s ", group, command->name);
+            print_commands(command->children, left);
+        }
+    }
+}
+
+void print_usage(FILE *file, const Level &level)
+{
+    const Command &command = level.command;
+    const char *operands = command.children != nullptr ? "COMMAND" : command.operands;
+    fprintf(file, "usage: %s [OPTION...]%s%s\n", level.path, *operands == '\0' ? "" : " ", operands);
+}
+
+int print_help(const Level &level)
+{
+    print_usage(stdout, level);
+    printf("%s\n", level.command.help);
+    if (level.command.children != nullptr) {
+        puts("\ncommands:");
+        print_commands(level.command.children, "");
+    }
+    puts("\noptions:");
+    print_options(level.own_options());
+    print_options(kCommonOptions);
+    flush_output();
+    return kDone;
+}
+
+int print_version()
+{
+    Record().word("program", g_program.name).word("version", LTEROUTER_VERSION);
+    return kDone;
+}
+
+// ---- Options ----
+
+// What getopt is told, and which row each of its values stands for.
+class OptionTable {
+public:
+    explicit OptionTable(const Level &level)
+    {
+        add(level.own_options());
+        add(kCommonOptions);
+    }
+    const option *long_options() const { return long_options_; }
+    const Option &row(int value) const { return *rows_[value - kFirstOptionValue]; }
+
+private:
+    void add(const Option *row)
+    {
+        for (; row->name != nullptr; ++row) {
+            if (count_ == kMaxOptions) {
+                abort();
+            }
+            rows_[count_] = row;
+            const int has_argument = row->argument != nullptr ? required_argument : no_argument;
+            const int value = kFirstOptionValue + static_cast<int>(count_);
+            long_options_[count_++] = {row->name, has_argument, nullptr, value};
+        }
+    }
+
+    option long_options_[kMaxOptions + 1] = {};
+    const Option *rows_[kMaxOptions] = {};
+    size_t count_ = 0;
+};
+
+int unknown_option(const Level &level, const char *word)
+{
+    if (optopt >= kFirstOptionValue) {
+        return fail(kUsage, "\"%s\": this option takes no value; see %s --help", word, level.path);
+    }
+    if (optopt != 0) {
+        return fail(kUsage, "unknown option \"-%c\"; see %s --help", optopt, level.path);
+    }
+    return fail(kUsage, "unknown option \"%s\"; see %s --help", word, level.path);
+}
+
+// Stores every option; operands end up behind them, from optind on.
+int parse_options(const Level &level, int argc, char **argv)
+{
+    const OptionTable table(level);
+    // A group's options end at the first operand: what follows belongs to the command.
+    const char *manner = level.command.children != nullptr ? "+:" : ":";
+    opterr = 0;
+    optind = 0;
+    int value;
+    while ((value = getopt_long(argc, argv, manner, table.long_options(), nullptr)) != -1) {
+        if (value == '?') {
+            return unknown_option(level, argv[optind - 1]);
+        }
+        if (value == ':') {
+            return fail(kUsage, "%s needs a value; see %s --help", argv[optind - 1], level.path);
+        }
+        const Option &row = table.row(value);
+        if (!row.type->parse(optarg, row.target)) {
+            char name[40];
+            snprintf(name, sizeof(name), "--%s", row.name);
+            return bad_value(name, *row.type, optarg);
+        }
+    }
+    return kDone;
+}
+
+// ---- Operands ----
+
+int check_operands(const Level &level, char *const *operands)
+{
+    const char *summary = level.command.operands;
+    for (; *operands != nullptr; ++operands) {
+        if (*summary == '\0') {
+            return fail(kUsage, "\"%s\" is one argument too many; see %s --help", *operands,
+                        level.path);
+        }
+        summary += strcspn(summary, " ");
+        summary += strspn(summary, " ");
+    }
+    if (*summary != '\0' && *summary != '[') {
+        const int length = static_cast<int>(strcspn(summary, " "));
+        return fail(kUsage, "%.*s is missing; see %s --help", length, summary, level.path);
+    }
+    return kDone;
+}
+
+const Command *find_child(const Command &command, const char *name)
+{
+    for (const Command *child = command.children; child->name != nullptr; ++child) {
+        if (strcmp(child->name, name) == 0) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+int run_level(const Level &level, int argc, char **argv);
+
+int run_child(const Level &level, int argc, char **argv)
+{
+    if (argc == 0) {
+        print_usage(stderr, level);
+        return fail(kUsage, "COMMAND is missing; see %s --help", level.path);
+    }
+    const Command *child = find_child(level.command, argv[0]);
+    if (child == nullptr) {
+        return fail(kUsage, "unknown command \"%s\"; see %s --help", argv[0], level.path);
+    }
+    return run_level(Level(*child, level.path), argc, argv);
+}
+
+int run_level(const Level &level, int argc, char **argv)
+{
+    const int parsed = parse_options(level, argc, argv);
+    if (parsed != kDone) {
+        return parsed;
+    }
+    if (g_help) {
+        return print_help(level);
+    }
+    if (g_version) {
+        return print_version();
+    }
+    if (level.command.children != nullptr) {
+        return run_child(level, argc - optind, argv + optind);
+    }
+    char *const *operands = argv + optind;
+    const int checked = check_operands(level, operands);
+    return checked != kDone ? checked : level.command.run(operands);
+}
+
+} // namespace
+
+int run_program(const Command &root, int argc, char **argv)
+{
+    g_program.name = root.name;
+    // A reader that has gone is found out by the write, so that a command can still end in order.
+    signal(SIGPIPE, SIG_IGN);
+    const int code = run_level(Level(root, ""), argc, argv);
+    // A reader that had enough is no failure.
+    if (code == kDone && output_error() != 0 && output_error() != EPIPE) {
+        return fail(kFailed, "cannot write the answer: %s", strerror(output_error()));
+    }
+    return code;
+}
+
+int bad_value(const char *what, const ValueType &type, const char *text)
+{
+    return fail(kUsage, "%s takes %s, not \"%s\"", what, type.expects, text);
+}
+
+} // namespace lterouter::tools

@@ -1,0 +1,64 @@
+// Commands as tables: what a program understands is data, and parsing, help and usage errors follow
+// from it. A row either runs or has children, so a program is a tree of rows.
+//
+// Every command also understands --json, --help and --version.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace lterouter::tools {
+
+// What an option's argument may be.
+struct ValueType {
+    const char *expects;                           // for the usage error: "a number from 1 to 9"
+    bool (*parse)(const char *text, void *target); // false: text is no such value
+};
+
+// A switch, which has no argument. Target: bool.
+extern const ValueType kSwitch;
+// Target: uint32_t, 1 for on.
+extern const ValueType kOnOff;
+// A dotted IPv4 address. Target: char[18].
+extern const ValueType kIpv4Address;
+// Target: char[16].
+extern const ValueType kInterfaceName;
+
+// max: below UINT32_MAX.
+bool parse_number(const char *text, uint32_t min, uint32_t max, uint32_t *value);
+
+// For a ValueType of numbers. Target: uint32_t.
+template <uint32_t Min, uint32_t Max> bool parse_number_in(const char *text, void *target)
+{
+    static_assert(Max < UINT32_MAX);
+    return parse_number(text, Min, Max, static_cast<uint32_t *>(target));
+}
+
+struct Option {
+    const char *name = nullptr;
+    const char *argument = nullptr; // as the help calls it; none for a switch
+    const char *help = nullptr;
+    const ValueType *type = &kSwitch;
+    void *target = nullptr;
+};
+
+// Operands are NULL-terminated.
+using Run = int (*)(char *const *operands);
+
+struct Command {
+    const char *name = nullptr;
+    // As the usage line shows them, optional ones in brackets: "NAME [VALUE]". They fix the number.
+    const char *operands = "";
+    const char *help = nullptr;
+    Run run = nullptr;
+    const Option *options = nullptr;   // ends with a row without a name
+    const Command *children = nullptr; // likewise
+};
+
+// Runs what the command line asks for. Returns the program's exit code.
+int run_program(const Command &root, int argc, char **argv);
+
+// Prints why the value of an option or operand is wrong; returns the exit code.
+int bad_value(const char *what, const ValueType &type, const char *text);
+
+} // namespace lterouter::tools

@@ -1,0 +1,26 @@
+// What the command-line programs share: how they are called, how they answer, how they end.
+#pragma once
+
+namespace lterouter::tools {
+
+// Exit codes, the same for every program and command.
+constexpr int kDone = 0;
+constexpr int kFailed = 1; // refused or failed
+constexpr int kUsage = 2;
+constexpr int kNobody = 3; // no WAN manager answers
+
+// The running program. Set while the command line is read, before any thread starts; then only read.
+struct Program {
+    const char *name = "";
+    bool json = false;          // answers are JSON objects, one a line
+    bool prefixes_text = false; // text lines begin with the program's name, as a daemon's do
+};
+extern Program g_program;
+
+// Prints "PROGRAM: message" on standard error and returns code, the exit code of the failure.
+int fail(int code, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+// The same without an exit code: something the user should know.
+void note(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+} // namespace lterouter::tools

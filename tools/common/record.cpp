@@ -1,0 +1,113 @@
+#include "common/record.h"
+
+#include "common/json.h"
+#include "common/program.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+
+namespace lterouter::tools {
+namespace {
+
+std::atomic<int> g_output_error{0};
+
+// A value must not break its line nor drive the terminal.
+void put_text(std::string_view text)
+{
+    for (const char ch : text) {
+        const auto byte = static_cast<uint8_t>(ch);
+        fputc(byte < 0x20 || byte == 0x7f ? '?' : ch, stdout);
+    }
+}
+
+} // namespace
+
+int output_error() { return g_output_error; }
+
+void flush_output()
+{
+    errno = 0;
+    const bool failed = fflush(stdout) != 0 || ferror(stdout) != 0;
+    if (failed && g_output_error == 0) {
+        g_output_error = errno != 0 ? errno : EIO;
+    }
+}
+
+Record::Record()
+{
+    flockfile(stdout);
+    if (g_program.json) {
+        fputc('{', stdout);
+    } else if (g_program.prefixes_text) {
+        text(g_program.name);
+        fputc(':', stdout);
+    }
+}
+
+Record::~Record()
+{
+    fputs(g_program.json ? "}\n" : "\n", stdout);
+    flush_output();
+    funlockfile(stdout);
+}
+
+Record &Record::word(const char *name, std::string_view value)
+{
+    if (g_program.json) {
+        name_in_json(name);
+        put_json_string(stdout, value);
+        return *this;
+    }
+    return text(value);
+}
+
+Record &Record::field(const char *name, std::string_view value)
+{
+    if (g_program.json) {
+        return word(name, value);
+    }
+    text(name);
+    fputc('=', stdout);
+    put_text(value);
+    return *this;
+}
+
+Record &Record::number(const char *name, int64_t value)
+{
+    if (g_program.json) {
+        name_in_json(name);
+    } else {
+        text(name);
+        fputc('=', stdout);
+    }
+    fprintf(stdout, "%" PRId64, value);
+    return *this;
+}
+
+Record &Record::text(std::string_view words)
+{
+    if (!g_program.json) {
+        separate(" ");
+        put_text(words);
+    }
+    return *this;
+}
+
+void Record::separate(const char *separator)
+{
+    if (!empty_) {
+        fputs(separator, stdout);
+    }
+    empty_ = false;
+}
+
+void Record::name_in_json(const char *name)
+{
+    separate(",");
+    put_json_string(stdout, name);
+    fputc(':', stdout);
+}
+
+} // namespace lterouter::tools

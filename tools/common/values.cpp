@@ -1,0 +1,90 @@
+// The kinds of values that options take.
+
+#include "common/command.h"
+#include "lte_sdk.h"
+
+#include <arpa/inet.h>
+#include <cstdlib>
+#include <cstring>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr size_t kAddressSize = sizeof(lct_link_status::ip);
+constexpr size_t kInterfaceSize = sizeof(lct_link_status::interface_name);
+
+bool parse_switch(const char *, void *target)
+{
+    *static_cast<bool *>(target) = true;
+    return true;
+}
+
+bool parse_on_off(const char *text, void *target)
+{
+    const bool on = strcmp(text, "on") == 0;
+    if (!on && strcmp(text, "off") != 0) {
+        return false;
+    }
+    *static_cast<uint32_t *>(target) = on ? 1 : 0;
+    return true;
+}
+
+// Zero-fills, so that a notification carries nothing of an earlier value.
+void store_text(const char *text, void *target, size_t size)
+{
+    memset(target, 0, size);
+    memcpy(target, text, strlen(text));
+}
+
+bool parse_ipv4(const char *text, void *target)
+{
+    static_assert(INET_ADDRSTRLEN <= kAddressSize);
+    in_addr address;
+    if (inet_pton(AF_INET, text, &address) != 1) {
+        return false;
+    }
+    store_text(text, target, kAddressSize);
+    return true;
+}
+
+bool is_name_character(char ch) { return ch > ' ' && ch < 0x7f && ch != '/'; }
+
+bool parse_interface(const char *text, void *target)
+{
+    const size_t length = strlen(text);
+    if (length == 0 || length >= kInterfaceSize) {
+        return false;
+    }
+    for (size_t i = 0; i < length; ++i) {
+        if (!is_name_character(text[i])) {
+            return false;
+        }
+    }
+    store_text(text, target, kInterfaceSize);
+    return true;
+}
+
+} // namespace
+
+const ValueType kSwitch = {"no value", parse_switch};
+const ValueType kOnOff = {"on or off", parse_on_off};
+const ValueType kIpv4Address = {"a dotted IPv4 address", parse_ipv4};
+const ValueType kInterfaceName = {"an interface name of at most 15 characters", parse_interface};
+
+bool parse_number(const char *text, uint32_t min, uint32_t max, uint32_t *value)
+{
+    // strtoul would take blanks and signs.
+    if (*text < '0' || *text > '9') {
+        return false;
+    }
+    char *end = nullptr;
+    // What is too big for it becomes the biggest number, which no range holds.
+    const unsigned long number = strtoul(text, &end, 10);
+    if (*end != '\0' || number < min || number > max) {
+        return false;
+    }
+    *value = static_cast<uint32_t>(number);
+    return true;
+}
+
+} // namespace lterouter::tools

@@ -1,0 +1,28 @@
+// The WAN manager as its clients and its stand-in both see it.
+#pragma once
+
+#include "common/record.h"
+#include "lc_ipc_msg.h"
+#include "lte_sdk.h"
+
+namespace lterouter::tools {
+
+// Where the WAN manager listens.
+ipc_addr wan_manager_address();
+
+// The name of a socket, for people: without the mark of the abstract namespace.
+std::string_view socket_name(const ipc_addr &address);
+
+// Each prints one line: the link's state and, when it is connected, its addresses; whether the
+// interface is ready; the roaming switch, on, off or the WAN manager's own value.
+void print_link(const lct_link_status &link);
+void print_interface(const lct_iface_status &interface);
+void print_roaming(uint32_t value);
+
+// Everything the WAN manager publishes.
+constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,
+                                       WM_MSG_MODEM_NOTIFY};
+
+constexpr uint32_t kReady = 1;
+
+} // namespace lterouter::tools

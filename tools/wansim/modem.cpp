@@ -1,0 +1,145 @@
+#include "wansim/modem.h"
+
+#include "common/wan_manager.h"
+#include "lc_nv.h"
+#include "wansim/mailbox.h"
+
+#include <cstdio>
+#include <cstring>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr uint32_t kParameterSize = 128;
+constexpr char kSignalParameter[] = "wm_wcdma_rssi_tmp";
+constexpr char kStatusParameter[] = "wm_wcdma_modem_status_tmp";
+
+constexpr char kIdleSignal[] = "18";
+constexpr char kConnectedSignal[] = "23";
+
+// As a modem reports its signal.
+struct SignalReport {
+    char text[32];
+};
+
+void store(const char *name, const char *value) { nvmram_writenv(name, value, kParameterSize); }
+
+void remove_parameter(const char *name)
+{
+    char path[sizeof(NVMRAM_DIR) + kParameterSize];
+    snprintf(path, sizeof(path), "%s%s", NVMRAM_DIR, name);
+    unlink(path);
+}
+
+template <typename Body> void publish(uint32_t msg_id, const Body &body)
+{
+    static_assert(sizeof(Body) <= IPC_MSG_MAX_BODY);
+    const Message message = make_message(IPC_MSG_TYPE_ASYNC, msg_id, sizeof(Body));
+    if (message != nullptr) {
+        memcpy(ipc_msg_body(message.get()), &body, sizeof(Body));
+        ipc_msg_notify(message.get(), sizeof(Body));
+    }
+}
+
+void publish_interface(uint32_t readiness)
+{
+    lct_iface_status status = {};
+    status.readiness = readiness;
+    print_interface(status);
+    publish(WM_MSG_IFACE_STATUS_NOTIFY, status);
+}
+
+// SIGALRM after delay_ms, which is not 0, instead of the one that may be due.
+void set_alarm(uint32_t delay_ms)
+{
+    itimerval timer = {};
+    timer.it_value.tv_sec = static_cast<time_t>(delay_ms / 1000);
+    timer.it_value.tv_usec = static_cast<suseconds_t>(delay_ms % 1000 * 1000);
+    setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+} // namespace
+
+Modem::Modem(const Settings &settings) : settings_(settings)
+{
+    nvmram_init();
+    store(kStatusParameter, "sim_ready");
+    store(kSignalParameter, kIdleSignal);
+    store("wm_wcdma_imei_nv", "490154203237518");
+    store("wm_syslog_switch_flg", "0");
+}
+
+Modem::~Modem()
+{
+    remove_parameter(kSignalParameter);
+    remove_parameter(kStatusParameter);
+}
+
+void Modem::connect()
+{
+    if (link_status_ != LCT_LINK_DISCONNECTED) {
+        become(link_status_);
+        return;
+    }
+    publish_interface(kReady);
+    become(LCT_LINK_CONNECTING);
+    if (settings_.delay_ms == 0) {
+        alarm();
+    } else {
+        set_alarm(settings_.delay_ms);
+    }
+}
+
+void Modem::disconnect()
+{
+    if (link_status_ == LCT_LINK_DISCONNECTED) {
+        become(link_status_);
+        return;
+    }
+    become(LCT_LINK_DISCONNECTING);
+    change_signal(kIdleSignal);
+    become(LCT_LINK_DISCONNECTED);
+    publish_interface(0);
+}
+
+void Modem::alarm()
+{
+    // Nobody calls it off when the link is given up.
+    if (link_status_ != LCT_LINK_CONNECTING) {
+        return;
+    }
+    // The signal first: "connected" is the last word on a connection.
+    change_signal(kConnectedSignal);
+    become(LCT_LINK_CONNECTED);
+}
+
+// Addresses are published only while they are valid.
+void Modem::become(uint32_t link_status)
+{
+    link_status_ = link_status;
+    lct_link_status status = settings_.link;
+    if (link_status != LCT_LINK_CONNECTED) {
+        status = {};
+        status.iface_type = settings_.link.iface_type;
+        memcpy(status.interface_name, settings_.link.interface_name, sizeof(status.interface_name));
+    }
+    status.link_status = link_status;
+    print_link(status);
+    publish(WM_MSG_LINK_STATUS_NOTIFY, status);
+}
+
+void Modem::change_signal(const char *level)
+{
+    if (nvram_match(kSignalParameter, level) == NV_SUCCESS) {
+        return;
+    }
+    store(kSignalParameter, level);
+    SignalReport report = {};
+    snprintf(report.text, sizeof(report.text), "+CSQ: %s,99", level);
+    Record().word("event", "modem").word("report", report.text);
+    publish(WM_MSG_MODEM_NOTIFY, report);
+}
+
+} // namespace lterouter::tools
