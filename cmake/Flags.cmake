@@ -15,8 +15,6 @@ if(LTEROUTER_SANITIZE)
     add_compile_options(-fsanitize=${LTEROUTER_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${LTEROUTER_SANITIZE})
-    # Once instrumented, std::regex itself is reported by GCC; the plain builds keep the warning.
-    add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
 elseif(CMAKE_BUILD_TYPE MATCHES "Rel")
     # The sanitizers intercept what fortification would replace; without optimisation it does nothing.
     add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)

@@ -1,10 +1,11 @@
 // lc_ipc_msg: the per-process messaging endpoint.
 //
 //   message    wire format, module table, addresses, session ids: no socket, no thread
-//   endpoint   the socket: start, stop, send
-//   receive    the receive thread and its dispatch
+//   socket     the endpoint's state, and what is sent through it
 //   sync       senders that wait for a response
 //   registry   who gets which notification
+//   receive    the receive thread and its dispatch
+//   endpoint   start and end of it all
 //
 // Threads: callers' threads send; one receive thread per process reads and dispatches.
 // Lock order: the waiter-list mutex before a waiter's own lock. The registry mutex, the session-counter

@@ -1,6 +1,7 @@
 #include "lc_ipc_msg/receive.h"
 
 #include "lc_ipc_msg/registry.h"
+#include "lc_ipc_msg/socket.h"
 #include "lc_ipc_msg/sync.h"
 #include "lc_log/print.h"
 

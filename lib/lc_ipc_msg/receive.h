@@ -1,9 +1,18 @@
 // The receive thread.
 #pragma once
 
-#include "lc_ipc_msg/endpoint.h"
+#include "lc_ipc_msg/message.h"
 
 namespace lterouter {
+
+// What the receive thread is started with; it frees the record.
+struct ReceiveArgs {
+    mq_cb cb;
+    ipc_msg_handler_fn msg_handler;
+    ipc_reg_check_fn reg_check;
+};
+
+using ReceiveArgsPtr = mem::Ptr<ReceiveArgs, MEM_OWNER_IPC_SYNC>;
 
 // Thread body; takes over its ReceiveArgs.
 void *receive_thread(void *args);

@@ -1,6 +1,6 @@
 #include "lc_ipc_msg/registry.h"
 
-#include "lc_ipc_msg/endpoint.h"
+#include "lc_ipc_msg/socket.h"
 #include "lc_log/print.h"
 #include "lc_pthread/mutex.h"
 

@@ -4,7 +4,7 @@
 
 #include "lc_ipc_msg/sync.h"
 
-#include "lc_ipc_msg/endpoint.h"
+#include "lc_ipc_msg/socket.h"
 #include "lc_log/print.h"
 #include "lc_pthread/mutex.h"
 

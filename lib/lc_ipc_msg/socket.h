@@ -1,4 +1,4 @@
-// The process's one endpoint: its socket and its receive thread.
+// The process's one socket and what is sent through it.
 #pragma once
 
 #include "lc_ipc_msg/message.h"
@@ -23,15 +23,6 @@ struct Endpoint {
 };
 
 extern Endpoint g_endpoint;
-
-// What the receive thread is started with; it frees the record.
-struct ReceiveArgs {
-    mq_cb cb;
-    ipc_msg_handler_fn msg_handler;
-    ipc_reg_check_fn reg_check;
-};
-
-using ReceiveArgsPtr = mem::Ptr<ReceiveArgs, MEM_OWNER_IPC_SYNC>;
 
 // One datagram, header and body_len bytes, through the socket that the destination's priority names.
 uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len);
