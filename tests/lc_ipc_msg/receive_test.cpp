@@ -363,17 +363,6 @@ TEST(ReceiveMalformed, a_datagram_that_is_cut_to_the_length_that_it_promises_is_
                    mismatch(1024, 1008));
 }
 
-TEST(ReceiveMalformed, a_longer_datagram_whose_length_is_that_of_what_was_read_is_refused_too)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    const RawPeer peer("peer");
-    for (const size_t body : {size_t{1009}, size_t{3000}}) {
-        expect_refused(log, endpoint, peer, datagram({0, 10, 1008, 0}, pattern(body)),
-                       mismatch(1024, 1008));
-    }
-}
-
 TEST(ReceiveMalformed, an_empty_datagram_is_refused_with_result_10)
 {
     ErrorLog log;

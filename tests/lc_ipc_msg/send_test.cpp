@@ -155,6 +155,7 @@ TEST(Send, the_caller_keeps_the_buffer)
     const Endpoint endpoint;
     const RawPeer peer("peer");
     const MessagePtr msg = make_message(10, pattern(4));
+    ASSERT_TRUE(g_socket_calls.until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 4), IPC_SUCCESS);
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 4), IPC_SUCCESS);

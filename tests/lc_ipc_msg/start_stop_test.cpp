@@ -171,6 +171,7 @@ TEST(Start, a_second_start_gives_0_and_changes_nothing)
 {
     ErrorLog log;
     const Endpoint endpoint;
+    ASSERT_TRUE(g_socket_calls.until_rounds(1));
     const Holdings before;
     const auto discard = [](ipc_msg_hdr *, uint32_t) -> uint32_t { return 0; };
     EXPECT_EQ(ipc_msg_init(IPC_MODULE_WM, nullptr, discard, nullptr, 1), IPC_SUCCESS);
