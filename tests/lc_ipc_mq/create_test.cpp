@@ -130,15 +130,15 @@ TEST(QueueCreate, a_list_failure_gives_11_and_leaves_nothing_behind)
 TEST(QueueCreate, allocates_with_the_tags_of_its_thread_and_family)
 {
     ipc_mq_init();
-    memory().take_log();
+    memory().take_allocations();
     mq_cb cb = nullptr;
     ASSERT_EQ(ipc_mq_create(1, &cb), IPC_SUCCESS);
-    const std::vector<Allocation> allocations = memory().take_log();
+    const std::vector<MemoryCall> allocations = memory().take_allocations();
     ASSERT_EQ(allocations.size(), 4U);
     const std::vector<uint32_t> owners = {allocations[0].owner, allocations[1].owner,
                                           allocations[2].owner, allocations[3].owner};
     EXPECT_EQ(owners, (std::vector<uint32_t>{0x1000000, 0x3000000, 0x1000000, 0x3000000}));
-    for (const Allocation &allocation : allocations) {
+    for (const MemoryCall &allocation : allocations) {
         EXPECT_EQ(allocation.thread_tag, static_cast<uint32_t>(gettid()) & 0xFFFFU);
         EXPECT_NE(allocation.line, 0U);
     }

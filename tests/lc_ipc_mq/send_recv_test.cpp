@@ -167,10 +167,10 @@ TEST(Queue, nodes_carry_the_familys_owner_tag)
 {
     const mq_cb cb = new_queue(1);
     MessagePtr msg = make_message(10);
-    memory().take_log();
+    memory().take_allocations();
     ASSERT_EQ(ipc_mq_send(cb, msg.get(), 0, 0), IPC_SUCCESS);
     static_cast<void>(msg.release());
-    const std::vector<Allocation> allocations = memory().take_log();
+    const std::vector<MemoryCall> allocations = memory().take_allocations();
     ASSERT_EQ(allocations.size(), 1U);
     EXPECT_EQ(allocations[0].owner, 0x3000000U);
     EXPECT_EQ(allocations[0].size, sizeof(lc_list_node));

@@ -61,9 +61,9 @@ TEST(Message, buffer_of_the_short_form_has_8_header_bytes)
 
 TEST(Message, buffer_is_allocated_with_the_tags_of_its_thread_and_family)
 {
-    memory().take_log();
+    memory().take_allocations();
     assign(4, 0);
-    const std::vector<Allocation> allocations = memory().take_log();
+    const std::vector<MemoryCall> allocations = memory().take_allocations();
     ASSERT_EQ(allocations.size(), 1U);
     EXPECT_EQ(allocations[0].owner, 0x3000000U);
     EXPECT_EQ(allocations[0].thread_tag, static_cast<uint32_t>(gettid()) & 0xFFFFU);

@@ -129,10 +129,10 @@ TEST(Receive, buffers_carry_the_tag_of_synchronous_records)
 {
     const Endpoint endpoint;
     const RawPeer peer("peer");
-    memory().take_log();
+    memory().take_allocations();
     deliver(peer, datagram({0, 10, 4, 0}, pattern(4)));
     const MessagePtr msg = take(endpoint.queue);
-    const std::vector<Allocation> allocations = memory().take_log();
+    const std::vector<MemoryCall> allocations = memory().take_allocations();
     ASSERT_EQ(allocations.size(), 3U);
     EXPECT_EQ(allocations[0].size, 1024U);
     EXPECT_EQ(allocations[0].owner, 0x3000001U);

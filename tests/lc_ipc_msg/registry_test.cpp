@@ -387,10 +387,10 @@ TEST_F(Registry, each_list_failure_of_a_first_registration_is_answered_with_11)
 TEST_F(Registry, records_carry_the_tag_of_synchronous_records)
 {
     ASSERT_TRUE(g_socket_calls.until_rounds(1));
-    memory().take_log();
+    memory().take_allocations();
     ASSERT_EQ(subscribe(peer), 0U);
     int own = 0;
-    for (const Allocation &allocation : memory().take_log()) {
+    for (const MemoryCall &allocation : memory().take_allocations()) {
         own += allocation.owner == 0x3000001U ? 1 : 0;
     }
     EXPECT_EQ(own, 2 + 4) << "the datagram's two buffers; two nodes, a registration, an address";

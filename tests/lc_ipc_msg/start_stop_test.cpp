@@ -287,9 +287,9 @@ TEST(Start, with_each_failing_allocation_gives_11)
 
 TEST(Start, allocates_with_the_tags_of_lists_and_synchronous_records)
 {
-    memory().take_log();
+    memory().take_allocations();
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
-    const std::vector<Allocation> allocations = memory().take_log();
+    const std::vector<MemoryCall> allocations = memory().take_allocations();
     ASSERT_GE(allocations.size(), 3U);
     EXPECT_EQ(allocations[0].owner, 0x1000000U);
     EXPECT_EQ(allocations[1].owner, 0x1000000U);
@@ -409,7 +409,7 @@ TEST(StartStop, a_thousand_cycles_leave_no_descriptor_thread_or_byte)
             ipc_msg_fin();
         }
         g_socket_calls.take_sent();
-        memory().take_log();
+        memory().take_allocations();
     };
     cycle(50);
     const Holdings before;

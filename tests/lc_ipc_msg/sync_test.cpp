@@ -366,9 +366,9 @@ TEST_F(Sync, waiter_and_node_carry_the_tag_of_synchronous_records)
     const RawPeer server(kServer);
     ASSERT_TRUE(g_socket_calls.until_rounds(1));
     Call call(4);
-    memory().take_log();
+    memory().take_allocations();
     ASSERT_EQ(call.run(1), IPC_ERR_TIMEOUT);
-    const std::vector<Allocation> allocations = memory().take_log();
+    const std::vector<MemoryCall> allocations = memory().take_allocations();
     ASSERT_EQ(allocations.size(), 2U);
     EXPECT_EQ(allocations[0].owner, 0x3000001U);
     EXPECT_EQ(allocations[1].owner, 0x3000001U);
@@ -418,12 +418,12 @@ TEST_F(Sync, a_response_that_overtakes_the_wait_is_not_lost)
     RawPeer server(kServer);
     Call call(4);
     ASSERT_TRUE(g_socket_calls.until_rounds(1));
-    memory().take_log();
+    memory().take_allocations();
     g_socket_calls.after_send = [&] {
         server.reply(response_to(server.receive(), word(1)));
         // The buffers of the datagram are made just before it is delivered.
         size_t made = 0;
-        EXPECT_TRUE(eventually([&] { return (made += memory().take_log().size()) >= 2 + 2; }));
+        EXPECT_TRUE(eventually([&] { return (made += memory().take_allocations().size()) >= 2 + 2; }));
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     };
     EXPECT_EQ(call.run(), IPC_SUCCESS);

@@ -1,6 +1,6 @@
 // Making and destroying lists, with every block accounted for.
 
-#include "support/allocation_recorder.h"
+#include "support/counted_memory.h"
 #include "support/list_nodes.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ void *heap_object() { return mem_malloc_ex(0, 0, 0, 16); }
 // In the order of their release.
 std::vector<const void *> freed_blocks()
 {
-    const std::vector<MemoryCall> frees = g_memory_calls.take_frees();
+    const std::vector<MemoryCall> frees = memory().take_frees();
     std::vector<const void *> blocks(frees.size());
     std::transform(frees.begin(), frees.end(), blocks.begin(),
                    [](const MemoryCall &call) { return call.block; });
@@ -53,7 +53,7 @@ TEST(ListLifecycle, every_list_is_its_own)
 
 TEST(ListLifecycle, create_returns_null_when_out_of_memory)
 {
-    g_memory_calls.fail_nth(1);
+    memory().fail_nth(1);
     EXPECT_EQ(lc_list_create(), nullptr);
 }
 
@@ -63,9 +63,9 @@ TEST(ListLifecycle, destroy_without_free_function_frees_data_node_and_list)
     lc_list_add_at_tail(list, heap_node(heap_object()));
     lc_list_add_at_tail(list, heap_node(heap_object()));
     lc_list_add_at_tail(list, heap_node(nullptr));
-    EXPECT_EQ(g_memory_calls.blocks_in_use(), 6u);
+    EXPECT_EQ(memory().blocks_in_use(), 6u);
     EXPECT_EQ(lc_list_destroy(list, nullptr), LC_LIST_SUCCESS);
-    EXPECT_EQ(g_memory_calls.blocks_in_use(), 0u);
+    EXPECT_EQ(memory().blocks_in_use(), 0u);
 }
 
 TEST(ListLifecycle, destroy_goes_from_head_to_tail_and_frees_the_list_last)
@@ -89,7 +89,7 @@ TEST(ListLifecycle, destroy_leaves_the_data_to_the_free_function)
     lc_list_add_at_tail(list, heap_node(&second));
     EXPECT_EQ(lc_list_destroy(list, free_object), LC_LIST_SUCCESS);
     EXPECT_EQ(g_given_to_free_function, (std::vector<void *>{&first, &second}));
-    EXPECT_EQ(g_memory_calls.blocks_in_use(), 0u);
+    EXPECT_EQ(memory().blocks_in_use(), 0u);
 }
 
 TEST(ListLifecycle, destroy_does_not_call_the_free_function_for_a_node_without_data)
@@ -100,14 +100,14 @@ TEST(ListLifecycle, destroy_does_not_call_the_free_function_for_a_node_without_d
     lc_list_add_at_tail(list, heap_node(&object));
     lc_list_destroy(list, free_object);
     EXPECT_EQ(g_given_to_free_function, std::vector<void *>{&object});
-    EXPECT_EQ(g_memory_calls.blocks_in_use(), 0u);
+    EXPECT_EQ(memory().blocks_in_use(), 0u);
 }
 
 TEST(ListLifecycle, destroy_of_an_empty_list_frees_it)
 {
     lc_list *list = lc_list_create();
     EXPECT_EQ(lc_list_destroy(list, free_object), LC_LIST_SUCCESS);
-    EXPECT_EQ(g_memory_calls.blocks_in_use(), 0u);
+    EXPECT_EQ(memory().blocks_in_use(), 0u);
     EXPECT_TRUE(g_given_to_free_function.empty());
 }
 

@@ -1,6 +1,6 @@
 // What a tracing allocator behind mem_malloc_ex and mem_free_ex learns from each call of the library.
 
-#include "support/allocation_recorder.h"
+#include "support/counted_memory.h"
 
 #include "lc_ipc_mq.h"
 #include "lc_ipc_msg.h"
@@ -34,9 +34,9 @@ bool names_its_thread(const MemoryCall &call)
 // True when a list made and destroyed here is tagged with this very thread.
 bool list_is_tagged_with_this_thread()
 {
-    g_memory_calls.take();
+    memory().take();
     lc_list_destroy(lc_list_create(), nullptr);
-    const std::vector<MemoryCall> calls = g_memory_calls.take();
+    const std::vector<MemoryCall> calls = memory().take();
     return calls.size() == 2 && names_its_thread(calls[0]) && names_its_thread(calls[1]) &&
            calls[0].thread == gettid();
 }
@@ -53,14 +53,14 @@ ipc_msg_hdr *make_message(uint32_t body_length)
 TEST(MemoryTags, list_record_belongs_to_the_list)
 {
     lc_list *list = lc_list_create();
-    const std::vector<MemoryCall> made = g_memory_calls.take();
+    const std::vector<MemoryCall> made = memory().take();
     ASSERT_EQ(made.size(), 1u);
     EXPECT_EQ(made[0].owner, 0x1000000u);
     EXPECT_EQ(made[0].size, sizeof(lc_list));
     EXPECT_EQ(made[0].block, list);
 
     lc_list_destroy(list, nullptr);
-    const std::vector<MemoryCall> freed = g_memory_calls.take();
+    const std::vector<MemoryCall> freed = memory().take();
     ASSERT_EQ(freed.size(), 1u);
     EXPECT_TRUE(freed[0].is_free);
     EXPECT_EQ(freed[0].owner, 0x1000000u);
@@ -74,9 +74,9 @@ TEST(MemoryTags, nodes_and_data_that_a_list_frees_are_freed_as_the_lists)
     *node = {};
     node->data = mem_malloc_ex(0, 0, 0, 8);
     lc_list_add_at_tail(list, node);
-    g_memory_calls.take();
+    memory().take();
     lc_list_destroy(list, nullptr);
-    EXPECT_EQ(owners_of(g_memory_calls.take_frees()),
+    EXPECT_EQ(owners_of(memory().take_frees()),
               (std::multiset<uint32_t>{0x1000000, 0x1000000, 0x1000000}));
 }
 
@@ -129,7 +129,7 @@ TEST(MemoryTags, queue_record_and_its_node_belong_to_messaging_and_their_lists_t
     mq_cb queue = nullptr;
     ASSERT_EQ(ipc_mq_create(2, &queue), IPC_SUCCESS);
     // Lists: of all queues, and of this queue's messages.
-    EXPECT_EQ(owners_of(g_memory_calls.take_allocations()),
+    EXPECT_EQ(owners_of(memory().take_allocations()),
               (std::multiset<uint32_t>{0x1000000, 0x1000000, 0x3000000, 0x3000000}));
     ipc_mq_destroy();
 }
@@ -139,11 +139,11 @@ TEST(MemoryTags, message_and_its_place_in_a_queue_belong_to_messaging)
     ipc_mq_init();
     mq_cb queue = nullptr;
     ASSERT_EQ(ipc_mq_create(2, &queue), IPC_SUCCESS);
-    g_memory_calls.take();
+    memory().take();
 
     ipc_msg_hdr *message = make_message(24);
     ASSERT_EQ(ipc_mq_send(queue, message, 0, 0), IPC_SUCCESS);
-    const std::vector<MemoryCall> made = g_memory_calls.take();
+    const std::vector<MemoryCall> made = memory().take();
     ASSERT_EQ(made.size(), 2u);
     EXPECT_EQ(made[0].owner, 0x3000000u);
     EXPECT_EQ(made[0].size, sizeof(ipc_msg_hdr) + 24);
@@ -152,15 +152,15 @@ TEST(MemoryTags, message_and_its_place_in_a_queue_belong_to_messaging)
 
     ipc_msg_hdr *received = nullptr;
     ASSERT_EQ(ipc_mq_recv(queue, &received, 0), IPC_SUCCESS);
-    const std::vector<MemoryCall> freed = g_memory_calls.take();
+    const std::vector<MemoryCall> freed = memory().take();
     ASSERT_EQ(freed.size(), 1u);
     EXPECT_EQ(freed[0].owner, 0x3000000u);
     EXPECT_EQ(freed[0].block, made[1].block);
 
     ASSERT_EQ(ipc_mq_send(queue, received, 0, 0), IPC_SUCCESS);
-    g_memory_calls.take();
+    memory().take();
     ASSERT_EQ(ipc_mq_remove(queue, 100), IPC_SUCCESS);
-    EXPECT_EQ(owners_of(g_memory_calls.take_frees()), (std::multiset<uint32_t>{0x3000000, 0x3000000}));
+    EXPECT_EQ(owners_of(memory().take_frees()), (std::multiset<uint32_t>{0x3000000, 0x3000000}));
     ipc_mq_destroy();
 }
 
@@ -173,10 +173,10 @@ TEST(MemoryTags, waiter_of_a_synchronous_request_and_its_node_have_the_owner_of_
     ipc_gen_seesion_id(request);
     ipc_msg_hdr response[2];
     uint32_t length = 0;
-    g_memory_calls.take();
+    memory().take();
     EXPECT_EQ(ipc_msg_send_syn(&nobody, request, 0, 1000, response, &length), IPC_ERR_SOCKET);
 
-    std::vector<MemoryCall> calls = g_memory_calls.take();
+    std::vector<MemoryCall> calls = memory().take();
     // The receive thread may be allocating at the same time.
     std::erase_if(calls, [](const MemoryCall &call) { return call.thread != gettid(); });
     ASSERT_EQ(calls.size(), 4u);
@@ -205,7 +205,7 @@ TEST(MemoryTags, every_call_names_its_thread_and_a_line)
     ipc_msg_fin();
     ipc_mq_destroy();
 
-    const std::vector<MemoryCall> calls = g_memory_calls.take();
+    const std::vector<MemoryCall> calls = memory().take();
     EXPECT_GT(calls.size(), 20u);
     std::set<pid_t> threads;
     for (const MemoryCall &call : calls) {
@@ -222,7 +222,7 @@ TEST(MemoryTags, line_tells_one_call_from_another)
     mq_cb queue = nullptr;
     ASSERT_EQ(ipc_mq_create(2, &queue), IPC_SUCCESS);
     std::set<uint32_t> lines;
-    for (const MemoryCall &call : g_memory_calls.take_allocations()) {
+    for (const MemoryCall &call : memory().take_allocations()) {
         if (call.owner == 0x3000000u) {
             lines.insert(call.line);
         }

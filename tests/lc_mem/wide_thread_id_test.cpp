@@ -1,7 +1,7 @@
 // Thread ids above 65535, which a busy system gives out and a sandbox does not: the call that asks
 // for the id is taken over.
 
-#include "support/allocation_recorder.h"
+#include "support/counted_memory.h"
 
 #include "lc_list.h"
 
@@ -41,7 +41,7 @@ long syscall(long number, ...) noexcept
 TEST(MemoryTags, tag_of_a_wide_thread_id_is_its_low_16_bits)
 {
     lc_list_destroy(lc_list_create(), nullptr);
-    const std::vector<MemoryCall> calls = g_memory_calls.take();
+    const std::vector<MemoryCall> calls = memory().take();
     ASSERT_EQ(calls.size(), 2u);
     EXPECT_EQ(calls[0].thread_tag, 0xABCDu);
     EXPECT_EQ(calls[1].thread_tag, 0xABCDu);

@@ -1,6 +1,6 @@
 // Starting and stopping again and again leaves nothing behind.
 #include "support/client.h"
-#include "support/live_blocks.h"
+#include "support/counted_memory.h"
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ void expect_nothing_left_by_cycles()
     const int threads = count_threads();
     for (int i = 0; i < kCycles; ++i) {
         cycle();
-        EXPECT_EQ(g_live_blocks.count(), 0U);
+        EXPECT_EQ(memory().blocks_in_use(), 0U);
     }
     EXPECT_EQ(count_descriptors(), descriptors);
     EXPECT_EQ(count_threads(), threads);

@@ -1,7 +1,7 @@
 // The memory of the send primitives: how it is tagged, and what happens without it.
 #include "lc_ipc_msg.h"
 #include "support/client.h"
-#include "support/live_blocks.h"
+#include "support/counted_memory.h"
 
 #include <gtest/gtest.h>
 
@@ -27,18 +27,18 @@ uint32_t send_syn()
 // The sizes of the messages that a call took and gave back, checked to be tagged as the client's.
 template <typename Call> std::vector<size_t> messages_of(Call call)
 {
-    g_live_blocks.take_freed();
+    memory().take_frees();
     EXPECT_EQ(call(), 1U);
     std::vector<size_t> sizes;
-    for (const LiveBlocks::Freed &block : g_live_blocks.take_freed()) {
-        if (block.allocated.owner != kMessageOwner ||
-            block.allocated.thread_tag != current_thread_tag()) {
+    for (const MemoryCall &freed : memory().take_frees()) {
+        if (freed.allocated_owner != kMessageOwner ||
+            freed.allocated_thread_tag != current_thread_tag()) {
             continue;
         }
-        EXPECT_EQ(block.freed.owner, kClientOwner);
-        EXPECT_EQ(block.freed.thread_tag, current_thread_tag());
-        EXPECT_NE(block.freed.line, 0U);
-        sizes.push_back(block.allocated.size);
+        EXPECT_EQ(freed.owner, kClientOwner);
+        EXPECT_EQ(freed.thread_tag, current_thread_tag());
+        EXPECT_NE(freed.line, 0U);
+        sizes.push_back(freed.size);
     }
     std::sort(sizes.begin(), sizes.end());
     return sizes;
@@ -50,7 +50,7 @@ protected:
     ~SendMemory() override
     {
         EXPECT_EQ(lct_module_fin(), 0);
-        EXPECT_EQ(g_live_blocks.count(), 0U);
+        EXPECT_EQ(memory().blocks_in_use(), 0U);
     }
 
     // A call whose n-th allocation fails: gives 0 and sends nothing.
@@ -59,9 +59,9 @@ protected:
         unlink(kTraceFile);
         // Bound only now: nothing of the start is in its socket.
         ModulePeer wan_manager(kWanManagerSocket);
-        g_live_blocks.fail_nth_of_this_thread(nth);
+        memory().fail_nth_of_this_thread(nth);
         EXPECT_EQ(call(), 0U) << nth;
-        g_live_blocks.fail_nth_of_this_thread(0);
+        memory().fail_nth_of_this_thread(0);
         EXPECT_EQ(trace_text(), trace) << nth;
         EXPECT_TRUE(wan_manager.nothing_arrives()) << nth;
     }
@@ -125,10 +125,10 @@ TEST_F(SendMemory, message_that_no_memory_could_hold_gives_0_and_a_trace_line)
 
 TEST_F(SendMemory, unknown_module_is_noticed_before_anything_is_taken)
 {
-    g_live_blocks.take_freed();
+    memory().take_frees();
     EXPECT_EQ(send_request(8, kId, kBody, 20), 0U);
     lct_value_rsp response = {};
     uint32_t length = sizeof(response);
     EXPECT_EQ(send_request_syn(8, kId, kBody, 20, 20000, &response, &length), 0U);
-    EXPECT_EQ(g_live_blocks.take_freed().size(), 0U);
+    EXPECT_EQ(memory().take_frees().size(), 0U);
 }

@@ -2,8 +2,8 @@
 #include "lc_ipc_mq.h"
 #include "lc_ipc_msg.h"
 #include "support/client.h"
+#include "support/counted_memory.h"
 #include "support/interpose.h"
-#include "support/live_blocks.h"
 
 #include <gtest/gtest.h>
 
@@ -90,9 +90,9 @@ TEST(StartupFailure, of_any_allocation_is_reported_or_harmless_and_the_next_star
     int nth = 0;
     while (!all_succeeded && nth < 100) {
         unlink(kTraceFile);
-        g_live_blocks.fail_nth_of_this_thread(++nth);
+        memory().fail_nth_of_this_thread(++nth);
         const int32_t result = lct_module_init(&kClientConfig);
-        all_succeeded = g_live_blocks.asked() < nth;
+        all_succeeded = memory().asked() < nth;
         const std::string trace = trace_text();
         if (result == -1) {
             EXPECT_EQ(trace, trace_entry("lct_module_init", "ipc_mq_create err\n\n")) << nth;
@@ -102,10 +102,10 @@ TEST(StartupFailure, of_any_allocation_is_reported_or_harmless_and_the_next_star
             EXPECT_EQ(result, 0) << nth;
             EXPECT_EQ(trace, "") << nth;
         }
-        g_live_blocks.fail_nth_of_this_thread(0);
+        memory().fail_nth_of_this_thread(0);
         EXPECT_EQ(lct_module_init(&kClientConfig), 0) << nth;
         EXPECT_EQ(lct_module_fin(), 0);
-        EXPECT_EQ(g_live_blocks.count(), 0U) << nth;
+        EXPECT_EQ(memory().blocks_in_use(), 0U) << nth;
     }
     // The queue, the endpoint and three registrations allocate more than this.
     EXPECT_GT(nth, 10);

@@ -1,62 +1,74 @@
-// Takes over the library's allocation layer: counts the blocks in use, makes the n-th allocation fail,
-// and notes who asked for what. For the one source file of a program that is linked with the shared
-// library.
+// Takes over the library's allocation layer: notes every call, counts the blocks in use, makes the n-th
+// allocation fail. For the one source file of a program that is linked with the shared library.
 #pragma once
 
 #include "lc_mem.h"
+#include "support/interpose.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <mutex>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace testing_support {
 
-struct Allocation {
+struct MemoryCall {
+    bool is_free;
     uint32_t thread_tag;
     uint32_t line;
     uint32_t owner;
-    size_t size;
+    size_t size;       // that the block was allocated with
+    const void *block; // what an allocation gave, or what is freed
+    pid_t thread;      // who called
+    // The tags that the block was allocated with.
+    uint32_t allocated_thread_tag;
+    uint32_t allocated_owner;
 };
+
+inline uint32_t current_thread_tag() { return static_cast<uint32_t>(gettid()) & 0xFFFFU; }
 
 class CountedMemory {
 public:
     // Fails the n-th allocation from now on, once; 0 fails none.
-    void fail_nth(int n)
+    void fail_nth(int n) { fail_nth(n, kAnyThread); }
+    void fail_nth_of_this_thread(int n) { fail_nth(n, gettid()); }
+
+    // How many allocations have been asked for since, of the thread that is to fail.
+    int asked()
     {
         const std::lock_guard guard(mutex_);
-        fail_in_ = n;
+        return fail_.calls;
     }
 
     // True when the failure that was asked for has happened.
-    bool failed()
-    {
-        const std::lock_guard guard(mutex_);
-        return fail_in_ == 0;
-    }
+    bool failed() { return asked() >= fail_.nth; }
 
     size_t blocks_in_use()
     {
         const std::lock_guard guard(mutex_);
-        return sizes_.size();
+        return in_use_.size();
     }
 
     size_t size_of(const void *block)
     {
         const std::lock_guard guard(mutex_);
-        const auto found = sizes_.find(block);
-        return found == sizes_.end() ? 0 : found->second;
+        const auto found = in_use_.find(block);
+        return found == in_use_.end() ? 0 : found->second.size;
     }
 
-    // The allocations since the last call.
-    std::vector<Allocation> take_log()
+    // Every call since the last time, or the allocations or frees among them.
+    std::vector<MemoryCall> take()
     {
         const std::lock_guard guard(mutex_);
-        std::vector<Allocation> result;
-        result.swap(log_);
-        return result;
+        return std::exchange(calls_, {});
     }
+    std::vector<MemoryCall> take_allocations() { return take(false); }
+    std::vector<MemoryCall> take_frees() { return take(true); }
 
     // Says from its release on whether the block was all zero when it was freed.
     void watch(const void *block)
@@ -70,37 +82,68 @@ public:
         return watched_was_zero_;
     }
 
-    void *allocate(const Allocation &request)
+    void *allocate(uint32_t thread_tag, uint32_t line, uint32_t owner, size_t size)
     {
+        static const auto real = next_definition<decltype(mem_malloc_ex)>("mem_malloc_ex");
         const std::lock_guard guard(mutex_);
-        if (fail_in_ > 0 && --fail_in_ == 0) {
+        const pid_t thread = gettid();
+        if ((failing_thread_ == kAnyThread || failing_thread_ == thread) && fail_.fails()) {
             return nullptr;
         }
-        void *block = malloc(request.size);
+        void *block = real(thread_tag, line, owner, size);
         if (block != nullptr) {
-            sizes_[block] = request.size;
-            log_.push_back(request);
+            memset(block, 0xA5, size); // who relies on zeroes must write them
+            calls_.push_back({false, thread_tag, line, owner, size, block, thread, thread_tag, owner});
+            in_use_[block] = calls_.back();
         }
         return block;
     }
 
-    void release(void *block)
+    uint32_t release(uint32_t thread_tag, uint32_t line, uint32_t owner, void *block)
     {
+        static const auto real = next_definition<decltype(mem_free_ex)>("mem_free_ex");
         const std::lock_guard guard(mutex_);
-        if (block != nullptr && block == watched_) {
-            const auto *bytes = static_cast<const uint8_t *>(block);
-            watched_was_zero_ =
-                std::all_of(bytes, bytes + sizes_[block], [](uint8_t byte) { return byte == 0; });
+        if (block != nullptr) {
+            const auto found = in_use_.find(block);
+            if (found == in_use_.end()) {
+                ADD_FAILURE() << "freed twice, or never allocated";
+                return 0;
+            }
+            const MemoryCall &made = found->second;
+            if (block == watched_) {
+                const auto *bytes = static_cast<const uint8_t *>(block);
+                watched_was_zero_ =
+                    std::all_of(bytes, bytes + made.size, [](uint8_t byte) { return byte == 0; });
+            }
+            calls_.push_back({true, thread_tag, line, owner, made.size, block, gettid(),
+                              made.thread_tag, made.owner});
+            in_use_.erase(found);
         }
-        sizes_.erase(block);
-        free(block);
+        return real(thread_tag, line, owner, block);
     }
 
 private:
+    static constexpr pid_t kAnyThread = 0;
+
+    void fail_nth(int n, pid_t thread)
+    {
+        const std::lock_guard guard(mutex_);
+        failing_thread_ = thread;
+        fail_.arm(n);
+    }
+
+    std::vector<MemoryCall> take(bool frees)
+    {
+        std::vector<MemoryCall> chosen = take();
+        std::erase_if(chosen, [frees](const MemoryCall &call) { return call.is_free != frees; });
+        return chosen;
+    }
+
     std::mutex mutex_;
-    int fail_in_ = 0;
-    std::map<const void *, size_t> sizes_;
-    std::vector<Allocation> log_;
+    FailNth fail_;
+    pid_t failing_thread_ = kAnyThread;
+    std::vector<MemoryCall> calls_;
+    std::map<const void *, MemoryCall> in_use_;
     const void *watched_ = nullptr;
     bool watched_was_zero_ = false;
 };
@@ -116,11 +159,10 @@ inline CountedMemory &memory()
 
 void *mem_malloc_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, size_t size)
 {
-    return testing_support::memory().allocate({thread_tag, line, owner, size});
+    return testing_support::memory().allocate(thread_tag, line, owner, size);
 }
 
-uint32_t mem_free_ex(uint32_t, uint32_t, uint32_t, void *block)
+uint32_t mem_free_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, void *block)
 {
-    testing_support::memory().release(block);
-    return 0;
+    return testing_support::memory().release(thread_tag, line, owner, block);
 }
