@@ -21,7 +21,8 @@ elseif(CMAKE_BUILD_TYPE MATCHES "Rel")
 endif()
 
 if(LTEROUTER_COVERAGE)
-    add_compile_options(--coverage)
+    # Counted atomically: threads that race for a counter can drive it below zero.
+    add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
 
