@@ -105,7 +105,7 @@ uint32_t ipc_get_addr_by_id(uint32_t module_id, uint32_t priority, ipc_addr *add
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para addr is NULL.\n");
     }
     if (module_id >= IPC_MODULE_COUNT) {
-        // The text's "&lu" is what the router's log filters look for.
+        // "&lu" is deliberate: the texts are part of the interface.
         return LC_FAIL(IPC_ERR_PARAM, "Para module_id invalid! module_id=&lu.\n");
     }
     *addr = {};
