@@ -42,7 +42,7 @@ endmacro()
 
 # Moves the debug information of a finished release binary into FILE.debug beside it.
 function(lterouter_split_debug_info target)
-    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" OR CMAKE_CROSSCOMPILING)
         return()
     endif()
     add_custom_command(TARGET ${target} POST_BUILD

@@ -207,7 +207,7 @@ TEST(Start, without_a_socket_gives_11)
     ErrorLog log;
     const Holdings before;
     g_socket_calls.socket.fail_nth(1, ENFILE);
-    expect_failed_start(log, {from_msg("Create socket common failed! errno is 23.\n")}, before);
+    expect_failed_start(log, {from_msg("Create socket common failed!", ENFILE)}, before);
 }
 
 TEST(Start, with_a_descriptor_too_large_to_be_waited_for_gives_11)
@@ -226,7 +226,7 @@ TEST(Start, with_a_descriptor_too_large_to_be_waited_for_gives_11)
         close(fd);
         return large;
     };
-    expect_failed_start(log, {from_msg("Create socket common failed! errno is 24.\n")}, before);
+    expect_failed_start(log, {from_msg("Create socket common failed!", EMFILE)}, before);
 }
 
 TEST(Start, with_a_name_in_use_gives_11_until_its_owner_is_gone)
@@ -236,7 +236,7 @@ TEST(Start, with_a_name_in_use_gives_11_until_its_owner_is_gone)
         const RawPeer owner(kMmName);
         const size_t descriptors = open_descriptors();
         EXPECT_EQ(start_mm(), IPC_ERR_RESOURCE);
-        EXPECT_EQ(log.lines(), Lines{from_msg("Bind socket common failed! errno is 98.\n")});
+        EXPECT_EQ(log.lines(), Lines{from_msg("Bind socket common failed!", EADDRINUSE)});
         EXPECT_EQ(open_descriptors(), descriptors);
         EXPECT_EQ(memory().blocks_in_use(), 0U);
     }
@@ -257,7 +257,7 @@ TEST(Start, with_any_other_bind_error_gives_11)
     ErrorLog log;
     const Holdings before;
     g_socket_calls.bind.fail_nth(1, EACCES);
-    expect_failed_start(log, {from_msg("Bind socket common failed! errno is 13.\n")}, before);
+    expect_failed_start(log, {from_msg("Bind socket common failed!", EACCES)}, before);
 }
 
 TEST(Start, without_a_thread_gives_11)
@@ -356,7 +356,7 @@ TEST(Stop, waits_for_the_thread_when_the_stop_message_cannot_be_sent)
     OwnSocket own_socket;
     g_socket_calls.sendto.fail_nth(1, ENOBUFS);
     std::future<void> stopped = std::async(std::launch::async, ipc_msg_fin);
-    EXPECT_EQ(log.lines(1), Lines{from_msg("Send failed! errno is 105.\n")});
+    EXPECT_EQ(log.lines(1), Lines{from_msg("Send failed!", ENOBUFS)});
     EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     EXPECT_EQ(bound_sockets(), shared("mm"));
 

@@ -5,6 +5,7 @@
 #include "support/eventually.h"
 #include "support/syslog_listener.h"
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,12 @@ using Lines = std::vector<std::string>;
 // How ErrorLog shows a line of each family: its whole text, with N for the source line's number.
 inline std::string from_mq(const std::string &text) { return "[ERR][lib/lc_ipc_mq:N]" + text; }
 inline std::string from_msg(const std::string &text) { return "[ERR][lib/lc_ipc_msg:N]" + text; }
+
+// The same for a text that ends with the number of an error, which differs from machine to machine.
+inline std::string from_msg(const std::string &text, int error)
+{
+    return from_msg(text + " errno is " + std::to_string(error) + ".\n");
+}
 
 class ErrorLog {
 public:

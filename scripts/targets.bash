@@ -1,0 +1,50 @@
+# What the project is built for and tested as, and the packages that each needs (Debian 12). Sourced by the
+# other scripts.
+# shellcheck shell=bash disable=SC2034
+
+targets=(native clang asan tsan valgrind coverage mips musl mips-musl)
+
+declare -A target_is=(
+    [native]="GCC, optimised"
+    [clang]="Clang, optimised, with thread-safety analysis"
+    [asan]="AddressSanitizer and UndefinedBehaviorSanitizer"
+    [tsan]="ThreadSanitizer"
+    [valgrind]="memcheck"
+    [coverage]="which lines of lib/ the tests run"
+    [mips]="32-bit big-endian MIPS with the GNU libc, emulated"
+    [musl]="musl, a small libc: the C programs, the tools and the demo"
+    [mips-musl]="the same on 32-bit big-endian MIPS, emulated: what the router runs"
+)
+
+declare -A target_packages=(
+    [native]="" # what every target needs is in setup
+    [clang]="clang"
+    [asan]="" [tsan]=""
+    [valgrind]="valgrind"
+    [coverage]="gcovr"
+    [mips]="g++-mips-linux-gnu qemu-user googletest"
+    [musl]="musl-tools libc++-dev"
+    [mips-musl]="gcc-mips-linux-gnu qemu-user libc++-dev dpkg-dev make"
+)
+
+is_target() { [[ -v "target_is[$1]" ]]; }
+
+list_targets() {
+    local target
+    for target in "${targets[@]}"; do
+        printf '  %-10s %s\n' "$target" "${target_is[$target]}"
+    done
+}
+
+# Ends the script that was given a name that is none.
+require_targets() {
+    local target
+    for target in "$@"; do
+        if ! is_target "$target"; then
+            printf '%s: there is no target "%s"; the targets are\n%s\n' "${0##*/}" "$target" "$(list_targets)" >&2
+            exit 2
+        fi
+    done
+}
+
+preset_of() { [ "$1" = native ] && echo release || echo "$1"; }
