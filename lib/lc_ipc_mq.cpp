@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <sys/time.h>
 
@@ -45,7 +46,8 @@ struct mq_mgt {
     lc_list_node *last_high GUARDED_BY(lock); // the last high-priority node in mq_head, or null
 };
 
-static_assert(sizeof(ipc_mq_usg) == 12);
+static_assert(sizeof(ipc_mq_usg) == 12 && offsetof(ipc_mq_usg, capacity) == 0);
+static_assert(offsetof(ipc_mq_usg, high_count) == 4 && offsetof(ipc_mq_usg, normal_count) == 8);
 
 using Queue = mem::Ptr<mq_mgt, MEM_OWNER_IPC>;
 using Node = mem::Ptr<lc_list_node, MEM_OWNER_IPC>;

@@ -1,13 +1,19 @@
 #include "lc_list.h"
 
 #include "lc_mem/alloc.h"
+#include "support/layout.h"
+
+#include <cstddef>
 
 namespace {
 
 using namespace lterouter;
 
 static_assert(sizeof(lc_list_node) == 4 * sizeof(void *));
-static_assert(sizeof(lc_list) == 3 * sizeof(void *));
+static_assert(on_32_bits(offsetof(lc_list_node, reserved) == 0 && offsetof(lc_list_node, data) == 4));
+static_assert(on_32_bits(offsetof(lc_list_node, next) == 8 && offsetof(lc_list_node, prev) == 12));
+static_assert(sizeof(lc_list) == 3 * sizeof(void *) && offsetof(lc_list, count) == 0);
+static_assert(on_32_bits(offsetof(lc_list, head) == 4 && offsetof(lc_list, tail) == 8));
 
 // Every insertion is this one: between prev and the node after it. prev is null in an empty list.
 void link_after(lc_list *list, lc_list_node *prev, lc_list_node *node)

@@ -21,10 +21,13 @@ namespace lterouter {
 
 constexpr char kUnit[] = "lib/lc_ipc_msg";
 
-static_assert(sizeof(ipc_msg_hdr) == 16 && offsetof(ipc_msg_hdr, msg_id) == 4);
+static_assert(sizeof(ipc_msg_hdr) == 16);
+static_assert(offsetof(ipc_msg_hdr, type) == 0 && offsetof(ipc_msg_hdr, msg_id) == 4);
 static_assert(offsetof(ipc_msg_hdr, length) == 8 && offsetof(ipc_msg_hdr, session_id) == 12);
 static_assert(sizeof(sockaddr_un) == 110, "every call passes the full address");
-static_assert(sizeof(ipc_addr) == 116 && offsetof(ipc_addr, sock) == 4);
+static_assert(offsetof(sockaddr_un, sun_family) == 0 && offsetof(sockaddr_un, sun_path) == 2);
+static_assert(sizeof(ipc_addr) == 116 && offsetof(ipc_addr, priority) == 0);
+static_assert(offsetof(ipc_addr, sock) == 4 && offsetof(ipc_addr, padding) == 114);
 
 constexpr const char *kCommonPriority = "common";
 

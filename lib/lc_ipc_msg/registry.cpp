@@ -3,6 +3,7 @@
 #include "lc_ipc_msg/socket.h"
 #include "lc_log/print.h"
 #include "lc_pthread/mutex.h"
+#include "support/layout.h"
 
 #include <cstring>
 
@@ -29,6 +30,8 @@ struct reg_notify {
     uint32_t notify_id; // first: notify_id_match compares it
     lc_list *addr_list; // an ipc_addr each, in order of registration
 };
+static_assert(offsetof(reg_notify, notify_id) == 0);
+static_assert(on_32_bits(sizeof(reg_notify) == 8 && offsetof(reg_notify, addr_list) == 4));
 
 template <typename T> using Owned = mem::Ptr<T, MEM_OWNER_IPC_SYNC>;
 

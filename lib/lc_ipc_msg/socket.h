@@ -15,6 +15,8 @@ struct SocketRecord {
     uint8_t padding[2];
 };
 static_assert(sizeof(SocketRecord) == sizeof(ipc_addr));
+static_assert(offsetof(SocketRecord, fd) == offsetof(ipc_addr, priority));
+static_assert(offsetof(SocketRecord, sock) == offsetof(ipc_addr, sock));
 
 struct Endpoint {
     std::atomic<bool> initialised{false};

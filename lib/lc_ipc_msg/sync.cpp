@@ -33,6 +33,7 @@ struct sync_waitor {
     uint32_t capacity; // of out_buff, header included
     uint32_t received; // size of the response, 0 until it arrives; written under both locks
 };
+static_assert(offsetof(sync_waitor, session_id) == 0);
 
 // Neither lock nor condition is destroyed with the record: with default attributes they own nothing,
 // and once the waiter is unlinked nobody can be using them.

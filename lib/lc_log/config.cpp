@@ -5,6 +5,7 @@
 #include "lc_file/stream.h"
 #include "lc_log/print.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -47,7 +48,8 @@ bool read_line(FILE *file, char (&line)[kLineSize])
     return true;
 }
 
-static_assert(sizeof(logconfig) == 40 && offsetof(logconfig, name) == 5);
+static_assert(sizeof(logconfig) == 40 && offsetof(logconfig, id) == 0);
+static_assert(offsetof(logconfig, letter) == 4 && offsetof(logconfig, name) == 5);
 
 // "id,letter,name"; false for a comment or a malformed line.
 bool parse_line(std::string_view line, logconfig *out)

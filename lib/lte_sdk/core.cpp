@@ -3,7 +3,9 @@
 #include "lc_ipc_msg/build.h"
 #include "lc_nv.h"
 #include "lct_trace/trace.h"
+#include "support/layout.h"
 
+#include <cstddef>
 #include <cstring>
 
 using namespace lterouter;
@@ -20,6 +22,7 @@ constexpr uint32_t kRegisterTimeoutMs = 4000;
 
 // Processes of either word size agree on these records.
 static_assert(sizeof(lct_link_status) == LCT_LINK_BODY_SIZE);
+static_assert(offsetof(lct_link_status, iface_type) == 0);
 static_assert(offsetof(lct_link_status, link_status) == 8);
 static_assert(offsetof(lct_link_status, ip_status) == 12);
 static_assert(offsetof(lct_link_status, interface_name) == 20);
@@ -28,11 +31,17 @@ static_assert(offsetof(lct_link_status, gateway) == 54);
 static_assert(offsetof(lct_link_status, dns1) == 72);
 static_assert(offsetof(lct_link_status, dns2) == 90);
 static_assert(offsetof(lct_link_status, mask) == 108);
-static_assert(sizeof(void *) != 4 || sizeof(lct_event) == 16);
 static_assert(sizeof(lct_iface_status) == LCT_IFACE_BODY_SIZE);
 static_assert(offsetof(lct_iface_status, readiness) == 4);
-static_assert(offsetof(lct_config, callback) == 9 * sizeof(uintptr_t));
 static_assert(sizeof(lct_value_rsp) == 8);
+static_assert(offsetof(lct_value_rsp, result) == 0 && offsetof(lct_value_rsp, value) == 4);
+
+// These are the host's, in memory.
+static_assert(offsetof(lct_config, callback) == 9 * sizeof(uintptr_t));
+static_assert(on_32_bits(sizeof(lct_config) == 40));
+static_assert(on_32_bits(sizeof(lct_event) == 16 && offsetof(lct_event, event) == 0));
+static_assert(on_32_bits(offsetof(lct_event, data) == 4 && offsetof(lct_event, len) == 8));
+static_assert(on_32_bits(offsetof(lct_event, reserved) == 12));
 
 using Message = mem::Ptr<ipc_msg_hdr, MEM_OWNER_LCT>;
 

@@ -1,0 +1,288 @@
+"""Programs of two machines on one kernel, their native orders of bytes different: files that both use are the
+same to the byte; messages are the same in each machine's own words.
+
+usage: two_machines_test.py LTECTL WANSIM NATIVE_LTECTL NATIVE_WANSIM
+"""
+
+import os
+import re
+import struct
+import sys
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools"))
+import support  # noqa: E402
+from support import (CONNECT, CONNECTED, DISCONNECTED, GET_ROAMING, IFACE_BODY, IFACE_STATUS,  # noqa: E402
+                     LINK_BODY, LINK_STATUS, MODEM, SET_ROAMING, STORE, TIMEOUT, stranger)
+from stranger import ASYNC, DEREGISTER, REGISTER, REQUEST, RESPONSE, SERVER  # noqa: E402
+
+HEADER = 16
+LINK_WORDS = 20  # what a link status has before its texts
+TRACE = "/tmp/ltelog.1"
+
+
+class Machine:
+    """The programs of one machine, and its words."""
+
+    def __init__(self, byte_order, ltectl, wansim):
+        self.byte_order, self.ltectl, self.wansim = byte_order, ltectl, wansim
+        self.order = {"big": ">", "little": "<"}[byte_order]
+
+    def __str__(self):
+        return f"{self.byte_order} endian"
+
+    def pack(self, *words):
+        return struct.pack(f"{self.order}{len(words)}I", *words)
+
+    def words(self, data):
+        return struct.unpack(f"{self.order}{len(data) // 4}I", data)
+
+    def message(self, kind, msg_id, body=b"", session=0, length=None):
+        return self.pack(kind, msg_id, len(body) if length is None else length, session) + body
+
+    def run(self, test, *arguments):
+        """Runs its ltectl to the end; what that printed."""
+        status, out, err = support.Background(test, self.ltectl, *arguments).finish()
+        test.assertEqual((status, err), (support.DONE, ""), arguments)
+        return out
+
+
+def swapped(data):
+    """The words of one byte order in the other."""
+    return struct.pack(f"<{len(data) // 4}I", *struct.unpack(f">{len(data) // 4}I", data))
+
+
+class Peer(stranger.Stranger):
+    """A process of whichever machine it is told, and the only one under its name."""
+
+    def __init__(self, test, name):
+        super().__init__(name)
+        self.test = test
+        test.addCleanup(self.close)
+
+    def take(self):
+        received = self.receive(TIMEOUT)
+        self.test.assertIsNotNone(received, "nothing came")
+        return received
+
+    def serve(self, machine, count, answers):
+        """Takes this many datagrams, answering each request with the words for its identifier; the datagrams
+        and the address of the last sender."""
+        datagrams = []
+        for _ in range(count):
+            datagram, sender = self.take()
+            kind, msg_id, _, session = machine.words(datagram[:HEADER])
+            if kind == REQUEST:
+                body = machine.pack(*answers[msg_id])
+                self.send(machine.message(RESPONSE, msg_id, body, session), sender)
+            datagrams.append(datagram)
+        return datagrams, sender
+
+    def assert_quiet(self):
+        self.test.assertIsNone(self.receive(0))
+
+
+class TwoMachines(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        if os.path.exists(TRACE):
+            os.unlink(TRACE)
+
+    def taken_trace(self):
+        """What stands in the trace file, which then begins anew."""
+        with open(TRACE, "rb") as file:
+            trace = file.read()
+        os.unlink(TRACE)
+        return trace
+
+    def assert_same_words(self, datagrams):
+        """Of one machine and of the other: the same but for the order of bytes in each word."""
+        ours, theirs = datagrams
+        self.assertNotEqual(ours, theirs)
+        self.assertEqual([swapped(datagram) for datagram in ours], theirs)
+
+
+class Parameters(TwoMachines):
+    VALUES = ("sim_ready", "", "18", "two\nlines", "grüße €", "\x01\x7f", "v" * 2047)
+
+    def stored(self, name):
+        with open(STORE + name, "rb") as file:
+            return file.read()
+
+    def test_what_one_machine_writes_the_other_reads(self):
+        for writer, reader in (machines, machines[::-1]):
+            for value in self.VALUES:
+                with self.subTest(f"{writer} to {reader}", value=value):
+                    writer.run(self, "ram", "set", "wm_test", value)
+                    self.assertEqual(self.stored("wm_test"), value.encode() + b"\0")
+                    self.assertEqual(reader.run(self, "ram", "get", "wm_test"), value + "\n")
+
+    def test_one_machine_replaces_what_the_other_wrote(self):
+        for first, second in (machines, machines[::-1]):
+            first.run(self, "ram", "set", "wm_test", "a longer value")
+            inode = os.stat(STORE + "wm_test").st_ino
+            second.run(self, "ram", "set", "wm_test", "short")
+            self.assertEqual(self.stored("wm_test"), b"short\0")
+            self.assertEqual(os.stat(STORE + "wm_test").st_ino, inode)
+
+    def test_both_make_the_same_file(self):
+        for machine in machines:
+            machine.run(self, "ram", "set", machine.byte_order, "18")
+        ours, theirs = (machine.byte_order for machine in machines)
+        self.assertEqual(self.stored(ours), self.stored(theirs))
+        self.assertEqual(os.stat(STORE + ours).st_mode, os.stat(STORE + theirs).st_mode)
+
+    def test_both_list_what_both_have_stored(self):
+        machines[0].run(self, "ram", "clear")
+        for machine in machines:
+            machine.run(self, "ram", "set", machine.byte_order, "1")
+        for machine in machines:
+            self.assertEqual(machine.run(self, "ram", "list"), "big=1\nlittle=1\n")
+
+
+class Requests(TwoMachines):
+    """What a client sends to a WAN manager."""
+
+    ANSWERS = {REGISTER: (0,), GET_ROAMING: (0, 1), SET_ROAMING: (0,)}
+    ARRIVALS = [IFACE_STATUS, LINK_STATUS, MODEM, LINK_STATUS]
+
+    def roam(self, machine, answers, *arguments):
+        """Has a client ask; its datagrams and how it ended."""
+        manager = Peer(self, SERVER)
+        client = support.Background(self, machine.ltectl, "roam", *arguments)
+        datagrams, _ = manager.serve(machine, len(self.ARRIVALS) + 3 + 1, answers)
+        ended = client.finish()
+        manager.assert_quiet()
+        manager.close()
+        return datagrams, ended
+
+    def test_every_word_is_in_the_machines_own_order(self):
+        for machine in machines:
+            with self.subTest(str(machine)):
+                datagrams, ended = self.roam(machine, self.ANSWERS, "on")
+                expected = [(REQUEST, REGISTER, 4, session, msg_id)
+                            for session, msg_id in enumerate(self.ARRIVALS, 1)]
+                self.assertEqual([machine.words(datagram) for datagram in datagrams[:4]], expected)
+                self.assertEqual([machine.words(datagram)[:3] for datagram in datagrams[4:7]],
+                                 [(ASYNC, DEREGISTER, 4)] * 3)
+                self.assertEqual(machine.words(datagrams[7]), (REQUEST, SET_ROAMING, 4, 8, 1))
+                self.assertEqual(datagrams[7][:4], (1).to_bytes(4, machine.byte_order))
+                self.assertEqual(ended, (support.DONE, "roaming on\n", ""))
+
+    def test_machines_send_the_same_but_for_the_order_of_bytes(self):
+        for arguments in (["on"], []):
+            with self.subTest(arguments):
+                conversations = [self.roam(machine, self.ANSWERS, *arguments) for machine in machines]
+                self.assert_same_words([datagrams for datagrams, _ in conversations])
+                self.assertEqual(conversations[0][1], conversations[1][1])
+
+    def test_machines_trace_the_same(self):
+        for answer, text in (((0, 0xFFFFFFFF), b"get roam switch value:-1\n\n"),
+                             ((0xFFFFFFFF, 1), b"result error.\n\n")):
+            with self.subTest(text):
+                traces = []
+                for machine in machines:
+                    self.roam(machine, {**self.ANSWERS, GET_ROAMING: answer})
+                    traces.append(self.taken_trace())
+                self.assertIn(text, traces[0])
+                self.assertEqual(traces[0], traces[1])
+
+
+class Events(TwoMachines):
+    """What a client makes of notifications."""
+
+    TEXTS = (b"wwan0", b"10.64.0.2", b"10.64.0.1", b"10.64.0.53", b"10.64.1.53", b"255.255.255.252")
+
+    def link_status(self, machine, status):
+        texts = struct.pack("16s18s18s18s18s18s", *self.TEXTS)
+        return (machine.pack(2, 0, status, 1, 0) + texts).ljust(LINK_BODY, b"\0")
+
+    def monitor(self, machine):
+        """What a client prints of three events, and what it traces."""
+        manager = Peer(self, SERVER)
+        client = support.Background(self, machine.ltectl, "monitor", "--count", "3")
+        _, address = manager.serve(machine, 4, {REGISTER: (0,)})
+        for msg_id, body in ((IFACE_STATUS, machine.pack(0, 1).ljust(IFACE_BODY, b"\0")),
+                             (LINK_STATUS, self.link_status(machine, CONNECTED)),
+                             (MODEM, b""),
+                             (LINK_STATUS, self.link_status(machine, DISCONNECTED))):
+            manager.send(machine.message(ASYNC, msg_id, body), address)
+        status, out, _ = client.finish()
+        self.assertEqual(status, support.DONE)
+        manager.close()
+        return out, self.taken_trace()
+
+    def test_words_are_swapped_and_texts_are_not(self):
+        printed, traces = zip(*(self.monitor(machine) for machine in machines))
+        self.assertEqual(printed[0], "interface ready\n"
+                         "link connected interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 "
+                         "dns2=10.64.1.53 mask=255.255.255.252\n"
+                         "link disconnected\n")
+        self.assertEqual(printed[0], printed[1])
+        self.assertIn(b"]mask:255.255.255.252\n\n", traces[0])
+        self.assertEqual(traces[0], traces[1])
+
+
+class Manager(TwoMachines):
+    """What a WAN manager sends and logs."""
+
+    def start(self, machine):
+        manager = support.Background(self, machine.wansim, "--delay", "0")
+        self.assertIn(SERVER, manager.out.next())
+        return manager
+
+    def notifications(self, machine):
+        """What a subscriber gets while the link comes up."""
+        manager = self.start(machine)
+        client = Peer(self, "lc_socket_cgi_common")
+        for session, msg_id in enumerate((IFACE_STATUS, LINK_STATUS), 1):
+            client.send(machine.message(REQUEST, REGISTER, machine.pack(msg_id), session))
+            self.assertEqual(machine.words(client.take()[0]), (RESPONSE, REGISTER, 4, session, 0))
+        client.send(machine.message(ASYNC, CONNECT))
+        datagrams = [client.take()[0] for _ in range(3)]
+        self.assertEqual(manager.end()[0], support.DONE)
+        client.close()
+        return datagrams
+
+    def test_words_are_swapped_and_texts_are_not(self):
+        ours, theirs = ([datagram[HEADER:] for datagram in self.notifications(machine)]
+                        for machine in machines)
+        self.assertEqual([len(body) for body in ours], [IFACE_BODY, LINK_BODY, LINK_BODY])
+        self.assert_same_words(([ours[0]], [theirs[0]]))
+        self.assert_same_words([[body[:LINK_WORDS] for body in bodies[1:]] for bodies in (ours, theirs)])
+        self.assertEqual([body[LINK_WORDS:] for body in ours[1:]],
+                         [body[LINK_WORDS:] for body in theirs[1:]])
+        self.assertEqual(ours[2][LINK_WORDS:LINK_WORDS + 16], b"wwan0".ljust(16, b"\0"))
+
+    def test_headers_are_the_same_but_for_the_order_of_bytes(self):
+        ours, theirs = ([datagram[:HEADER] for datagram in self.notifications(machine)]
+                        for machine in machines)
+        self.assertEqual([machines[0].words(header)[:3] for header in ours],
+                         [(ASYNC, IFACE_STATUS, IFACE_BODY)] + [(ASYNC, LINK_STATUS, LINK_BODY)] * 2)
+        self.assert_same_words((ours, theirs))
+
+    def complaints(self, machine):
+        """What a WAN manager logs about datagrams that are none."""
+        log = stranger.SyslogListener("WanManager", "ERROR")
+        manager = self.start(machine)
+        client = Peer(self, "lc_socket_cgi_common")
+        lines = []
+        for datagram in (b"short", machine.message(ASYNC, CONNECT, length=0xFFFFFFFC)):
+            client.send(datagram)
+            lines += log.wait_for("Receive common priority message failed!") or self.fail("no log line")
+        self.assertEqual(manager.end()[0], support.DONE)
+        client.close()
+        log.close()
+        return [re.sub(r"^(<\d+>)\w{3} [ \d]\d \d\d:\d\d:\d\d ", r"\1", line) for line in lines]
+
+    def test_machines_log_the_same(self):
+        ours, theirs = (self.complaints(machine) for machine in machines)
+        self.assertRegex("".join(ours), "<11>03WanManager: .*message header is 4294967292\n")
+        self.assertEqual(ours, theirs)
+
+
+if __name__ == "__main__":
+    under_test = {"BIG_ENDIAN": "big", "LITTLE_ENDIAN": "little"}[os.environ["LTEROUTER_BYTE_ORDER"]]
+    machines = [Machine(under_test, *sys.argv[1:3]), Machine(sys.byteorder, *sys.argv[3:5])]
+    unittest.main(argv=sys.argv[:1], verbosity=2)
