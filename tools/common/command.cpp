@@ -85,6 +85,7 @@ void print_usage(FILE *file, const Level &level)
 
 int print_help(const Level &level)
 {
+    start_output();
     print_usage(stdout, level);
     printf("%s\n", level.command.help);
     if (level.command.children != nullptr) {

@@ -26,9 +26,10 @@ void put_text(std::string_view text)
 
 int output_error() { return g_output_error; }
 
+void start_output() { errno = 0; }
+
 void flush_output()
 {
-    errno = 0;
     const bool failed = fflush(stdout) != 0 || ferror(stdout) != 0;
     if (failed && g_output_error == 0) {
         g_output_error = errno != 0 ? errno : EIO;
@@ -38,6 +39,7 @@ void flush_output()
 Record::Record()
 {
     flockfile(stdout);
+    start_output();
     if (g_program.json) {
         fputc('{', stdout);
     } else if (g_program.prefixes_text) {

@@ -34,7 +34,9 @@ private:
 // The error that kept output from being written, as an errno value; 0 when there was none.
 int output_error();
 
-// Remembers whether everything printed so far could be written.
+// What is printed between these two is remembered to be written or not. Some of it may be written at
+// once, so the reason for a failure can date from anywhere in between.
+void start_output();
 void flush_output();
 
 // The text of a fixed-width field, which need not be terminated.

@@ -44,6 +44,7 @@ int show_value(const Parameter &parameter)
     if (g_program.json) {
         return show(parameter);
     }
+    start_output();
     puts(parameter.value);
     flush_output();
     return kDone;
