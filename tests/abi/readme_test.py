@@ -1,15 +1,22 @@
 """The README's program: built as C and as C++ against an installed copy, run, and held against what the
-README says that it prints. usage: readme_test.py README INSTALLED_PREFIX"""
+README says that it prints.
 
+usage: readme_test.py README INSTALLED_PREFIX C_COMPILER CXX_COMPILER [EMULATOR...]
+  C_COMPILER, CXX_COMPILER  each with its options, as one argument"""
+
+import contextlib
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
 import time
 import unittest
 
-README, PREFIX = (pathlib.Path(sys.argv.pop(1)) for _ in range(2))
+README, PREFIX = (pathlib.Path(path) for path in sys.argv[1:3])
+C, CXX = (shlex.split(command) for command in sys.argv[3:5])
+EMULATOR = sys.argv[5:]
 
 
 def block_after(heading, language):
@@ -28,38 +35,50 @@ def build(compiler, suffix):
     source.write_text(block_after("## A program of your own", "c"))
     flags = subprocess.run(["pkg-config", "--cflags", "--libs", "lterouter"], check=True, text=True,
                            capture_output=True, env=environment()).stdout.split()
-    program = f"/tmp/link_events_{compiler}"
-    subprocess.run([compiler, "-Wall", "-Wextra", "-Wpedantic", "-Werror", str(source), *flags,
-                    "-o", program], check=True, env=environment())
+    program = source.with_suffix("")
+    subprocess.run([*compiler, "-Wall", "-Wextra", "-Wpedantic", "-Werror", source, *flags, "-o", program],
+                   check=True, env=environment())
     return program
 
 
 class Readme(unittest.TestCase):
+    def start(self, program, **options):
+        process = subprocess.Popen([*EMULATOR, program], text=True, **options)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.terminate)
+        return process
+
+    def start_in_terminal(self, program):
+        """What the program prints then reaches us while it runs. Gives it and the terminal."""
+        ours, its_own = os.openpty()
+        process = self.start(program, stdout=its_own, env=environment())
+        os.close(its_own)
+        terminal = open(ours)
+        self.addCleanup(terminal.close)
+        return process, terminal
+
     def run_program(self, compiler, suffix):
+        expected = block_after("It prints", "text")
         program = build(compiler, suffix)
-        manager = subprocess.Popen([PREFIX / "bin/wansim", "--delay", "100"], stdout=subprocess.PIPE,
-                                   text=True)
+        manager = self.start(PREFIX / "bin/wansim", stdout=subprocess.PIPE)
+        self.addCleanup(manager.stdout.close)
         self.assertIn("ready", manager.stdout.readline())
-        # What the program prints reaches us while it runs, as it would a terminal.
-        running = subprocess.Popen(["stdbuf", "-oL", program], stdout=subprocess.PIPE, text=True,
-                                   env=environment())
-        lines = [running.stdout.readline()]
-        subprocess.run([PREFIX / "bin/ltectl", "connect", "--wait", "10"], check=True,
+        running, terminal = self.start_in_terminal(program)
+        lines = [terminal.readline()]
+        subprocess.run([*EMULATOR, PREFIX / "bin/ltectl", "connect", "--wait", "10"], check=True,
                        stdout=subprocess.DEVNULL)
-        time.sleep(0.3)
+        lines += [terminal.readline() for _ in expected.splitlines()[1:]]
         running.terminate()
-        lines += running.stdout.readlines()
-        running.wait()
-        manager.terminate()
-        manager.communicate()
-        self.assertEqual("".join(lines), block_after("It prints", "text"))
+        with contextlib.suppress(OSError):  # how a terminal tells that nobody is left to write
+            lines += terminal
+        self.assertEqual("".join(lines), expected)
 
     def test_it_builds_and_runs_as_c(self):
-        self.run_program("gcc", ".c")
+        self.run_program(C, ".c")
 
     def test_it_builds_and_runs_as_cxx(self):
-        self.run_program("g++", ".cpp")
+        self.run_program(CXX, ".cpp")
 
 
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(argv=sys.argv[:1], verbosity=2)

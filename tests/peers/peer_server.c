@@ -4,15 +4,17 @@
 #include "lc_log.h"
 #include "lc_mem.h"
 
-#include <malloc.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #define ASK_ECHO 0x50000001u     /* synchronous: the answer is the body */
 #define TELL_PUBLISH 0x50000002u /* asynchronous: publish the body as the notification NOTIFY_ID */
-#define ASK_HEAP 0x50000003u     /* synchronous: the answer is the number of allocated bytes */
+#define ASK_HEAP 0x50000003u /* synchronous: the answer is the number of allocated bytes, if known */
 #define NOTIFY_ID 0x60000001u
 
 static mq_cb queue;
@@ -47,6 +49,16 @@ static void answer(ipc_msg_hdr *request, const void *body, uint32_t length)
     send_copy(ipc_msg_sender(request), &header, body);
 }
 
+static void answer_heap(ipc_msg_hdr *request)
+{
+#ifdef __GLIBC__
+    const uint64_t bytes = (uint64_t)mallinfo2().uordblks;
+    answer(request, &bytes, (uint32_t)sizeof(bytes));
+#else
+    answer(request, "", 0); /* small C libraries keep no account */
+#endif
+}
+
 static void serve(ipc_msg_hdr *msg)
 {
     if (msg->msg_id == ASK_ECHO) {
@@ -55,8 +67,7 @@ static void serve(ipc_msg_hdr *msg)
         const ipc_msg_hdr header = {IPC_MSG_TYPE_ASYNC, NOTIFY_ID, msg->length, 0};
         send_copy(NULL, &header, msg + 1);
     } else {
-        const uint64_t bytes = (uint64_t)mallinfo2().uordblks;
-        answer(msg, &bytes, (uint32_t)sizeof(bytes));
+        answer_heap(msg);
     }
 }
 

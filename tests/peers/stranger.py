@@ -16,6 +16,17 @@ ASK_HEAP = 0x50000003
 TELL_TEXT = 0x50000004
 NOTIFY_ID = 0x60000001
 
+# Words are in the byte order of the programs under test, which may be built for another machine.
+ORDER = {"BIG_ENDIAN": ">", "LITTLE_ENDIAN": "<"}.get(os.environ.get("LTEROUTER_BYTE_ORDER"), "=")
+
+
+def pack(layout, *values):
+    return struct.pack(ORDER + layout, *values)
+
+
+def unpack(layout, data):
+    return struct.unpack(ORDER + layout, data)
+
 
 def address(name):
     """The abstract address as the router's processes bind it: NULs to the end of the path."""
@@ -23,12 +34,12 @@ def address(name):
 
 
 def message(kind, msg_id, body=b"", session=0, length=None):
-    return struct.pack("=4I", kind, msg_id, len(body) if length is None else length, session) + body
+    return pack("4I", kind, msg_id, len(body) if length is None else length, session) + body
 
 
 def parse(datagram):
     """(type, msg_id, session_id, body); the length word must be right."""
-    kind, msg_id, length, session = struct.unpack_from("=4I", datagram)
+    kind, msg_id, length, session = unpack("4I", datagram[:16])
     assert length == len(datagram) - 16, datagram
     return kind, msg_id, session, datagram[16:]
 
@@ -62,7 +73,7 @@ class Stranger:
                 return answer
 
     def register(self, notify_id=NOTIFY_ID):
-        return struct.unpack("=I", self.ask(REGISTER, struct.pack("=I", notify_id)))[0]
+        return unpack("I", self.ask(REGISTER, pack("I", notify_id)))[0]
 
     def close(self):
         self.socket.close()

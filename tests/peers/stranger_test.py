@@ -1,7 +1,6 @@
 """The endpoint among processes that this project did not write. usage: stranger_test.py SERVER CLIENT"""
 
 import random
-import struct
 import subprocess
 import sys
 import threading
@@ -10,7 +9,7 @@ import unittest
 import stranger
 from stranger import (ASK_ECHO, ASK_HEAP, ASYNC, DEREGISTER, NOTIFY_ID, REGISTER, REQUEST, RESPONSE,
                       SERVER, STOP, TELL_PUBLISH, TELL_TEXT, Program, Stranger, SyslogListener, message,
-                      parse)
+                      pack, parse, unpack)
 
 SERVER_PROGRAM, CLIENT_PROGRAM = sys.argv.pop(1), sys.argv.pop(1)
 
@@ -71,7 +70,7 @@ class LibraryServes(unittest.TestCase):
         self.assertEqual(self.peer.register(), 0)
         self.publish(b"first")
         self.assertEqual(parse(self.peer.receive()[0]), (ASYNC, NOTIFY_ID, 0, b"first"))
-        self.peer.send(message(ASYNC, DEREGISTER, struct.pack("=I", NOTIFY_ID)))
+        self.peer.send(message(ASYNC, DEREGISTER, pack("I", NOTIFY_ID)))
         self.publish(b"second")
         self.assertEqual(self.peer.ask(ASK_ECHO, b"after"), b"after")
         self.assertIsNone(self.peer.receive(0.2))
@@ -88,11 +87,11 @@ class LibraryServes(unittest.TestCase):
 
     def test_register_requests_with_bad_bodies_are_answered_4(self):
         for body in (b"", b"abc", b"8 bytes!", b"x" * 1000):
-            self.assertEqual(struct.unpack("=I", self.peer.ask(REGISTER, body))[0], 4, body)
+            self.assertEqual(unpack("I", self.peer.ask(REGISTER, body))[0], 4, body)
 
     def test_an_asynchronous_register_request_is_answered_as_type_0(self):
-        self.peer.send(message(ASYNC, REGISTER, struct.pack("=I", NOTIFY_ID), 9))
-        self.assertEqual(parse(self.peer.receive()[0]), (ASYNC, REGISTER, 9, struct.pack("=I", 0)))
+        self.peer.send(message(ASYNC, REGISTER, pack("I", NOTIFY_ID), 9))
+        self.assertEqual(parse(self.peer.receive()[0]), (ASYNC, REGISTER, 9, pack("I", 0)))
 
     def test_a_strangers_stop_message_does_not_stop(self):
         log = self.log()
@@ -119,7 +118,7 @@ class LibraryServes(unittest.TestCase):
         log = self.log()
         cases = [b"x", b"x" * 15, message(ASYNC, ASK_ECHO, b"1234", length=8),
                  message(ASYNC, ASK_ECHO, b"x" * 1009), message(ASYNC, ASK_ECHO, b"x" * 3000),
-                 message(ASYNC, ASK_ECHO)[:12].replace(b"\0" * 4, b"\xfc\xff\xff\xff")]
+                 pack("3I", ASYNC, ASK_ECHO, 2**32 - 4)]  # which comes to 12 with the length of a header
         for datagram in cases:
             self.peer.send(datagram)
             self.assertIsNotNone(log.wait_for("Message length mismatched! Received length is "), datagram)
@@ -129,8 +128,11 @@ class LibraryServes(unittest.TestCase):
 
     def heap_bytes(self):
         """The least of several answers: one is given while the receive thread may still hold the buffer
-        that it read the question into."""
-        return min(struct.unpack("=Q", self.peer.ask(ASK_HEAP))[0] for _ in range(50))
+        that it read the question into. None where the C library cannot tell."""
+        answers = [self.peer.ask(ASK_HEAP) for _ in range(50)]
+        if set(answers) == {b""}:
+            return None
+        return min(unpack("Q", answer)[0] for answer in answers)
 
     def test_100000_random_datagrams_leave_it_answering_and_leak_nothing(self):
         noise = Stranger("lc_socket_noise_common")
@@ -147,6 +149,8 @@ class LibraryServes(unittest.TestCase):
         self.peer.send(b"bye", "lc_socket_noise_common")
         drain.join()
         noise.close()
+        if before is None:
+            self.skipTest("it goes on answering, but this C library cannot tell how much memory it holds")
         self.assertEqual(after, before)
 
 
@@ -234,8 +238,8 @@ class StrangerServes(unittest.TestCase):
             self.client.write("register 12345678")
             request = self.request()
             self.assertEqual(request[0:2], (REQUEST, REGISTER))
-            self.assertEqual(request[3], struct.pack("=I", 0x12345678))
-            self.answer(request, struct.pack("=I", result))
+            self.assertEqual(request[3], pack("I", 0x12345678))
+            self.answer(request, pack("I", result))
             self.assertEqual(self.client.line(), str(result))
 
     def test_an_answer_without_a_result_is_no_success(self):
@@ -245,7 +249,7 @@ class StrangerServes(unittest.TestCase):
 
     def test_the_deregister_request_has_type_0_and_no_answer(self):
         self.assertEqual(self.client.command("deregister 12345678"), "0")
-        self.assertEqual(self.request()[:4], (ASYNC, DEREGISTER, 1, struct.pack("=I", 0x12345678)))
+        self.assertEqual(self.request()[:4], (ASYNC, DEREGISTER, 1, pack("I", 0x12345678)))
 
     def test_nobody_there_is_10_at_once(self):
         self.peer.close()
@@ -254,4 +258,4 @@ class StrangerServes(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(verbosity=2)

@@ -1,6 +1,6 @@
 """The demo runs through with the tools as built, and fails as soon as one of them does not do its part.
 
-usage: demo_test.py DEMO BUILD_DIR"""
+usage: demo_test.py DEMO BUILD_DIR LTECTL WANSIM"""
 
 import os
 import subprocess
@@ -9,6 +9,7 @@ import tempfile
 import unittest
 
 DEMO, BUILD = sys.argv[1:3]
+TOOLS = dict(zip(("ltectl", "wansim"), sys.argv[3:5]))
 
 
 def run_demo(*arguments):
@@ -30,9 +31,20 @@ class Demo(unittest.TestCase):
     def test_usage(self):
         result = run_demo("--help")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
-        self.assertIn("usage: scripts/demo [--build DIR]\n", result.stdout)
-        for arguments in (["--fast"], ["--build"], ["--build", "/no/such/folder"]):
+        self.assertIn("usage: scripts/demo [TARGET | --build DIR]\n", result.stdout)
+        self.assertRegex(result.stdout, r"(?m)^  mips-musl ")
+        for arguments in (["--fast"], ["--build"], ["--build", "/no/such/folder"], ["native", "musl"],
+                          ["native", "--build", BUILD], [""]):
             self.assertEqual(run_demo(*arguments).returncode, 2, arguments)
+
+    def test_an_unknown_target_is_not_built_and_the_known_ones_are_listed(self):
+        result = run_demo("mips64")
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assertTrue(result.stderr.startswith('demo: there is no target "mips64"'), result.stderr)
+        for target in ("native", "mips", "musl", "mips-musl"):
+            self.assertRegex(result.stderr, rf"(?m)^  {target} ")
+        project = os.path.dirname(os.path.dirname(DEMO))
+        self.assertFalse(os.path.exists(os.path.join(project, "build", "mips64")))
 
 
 class BrokenTools(unittest.TestCase):
@@ -43,8 +55,7 @@ class BrokenTools(unittest.TestCase):
         with tempfile.TemporaryDirectory(dir=BUILD) as build:
             tools = os.path.join(build, "tools")
             os.mkdir(tools)
-            for name in ("ltectl", "wansim"):
-                real = os.path.join(BUILD, "tools", name)
+            for name, real in TOOLS.items():
                 if name != tool:
                     os.symlink(real, os.path.join(tools, name))
                     continue
@@ -59,7 +70,7 @@ class BrokenTools(unittest.TestCase):
         self.assertRegex(result.stderr, rf"\Ademo: FAILED: .*{reason}")
 
     def test_the_replacement_itself_breaks_nothing(self):
-        for tool in ("ltectl", "wansim"):
+        for tool in TOOLS:
             result = self.demo_with(tool, 'exec "$REAL" "$@"')
             self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
 

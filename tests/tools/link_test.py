@@ -1,7 +1,6 @@
 """ltectl connect and disconnect."""
 
 import signal
-import struct
 import time
 
 import support
@@ -83,7 +82,7 @@ class Waiting(ToolTest):
     def test_only_a_connected_link_fulfils_connect(self):
         address = self.start("connect", "--wait", "30")
         self.assertEqual(self.request_id, CONNECT)
-        for msg_id, body in ((IFACE_STATUS, struct.pack("=3I", *[CONNECTED] * 3).ljust(IFACE_BODY, b"\0")),
+        for msg_id, body in ((IFACE_STATUS, stranger.pack("3I", *[CONNECTED] * 3).ljust(IFACE_BODY, b"\0")),
                              (LINK_STATUS, link_body(DISCONNECTED)),
                              (LINK_STATUS, link_body(CONNECTING)),
                              (LINK_STATUS, link_body(CONNECTED, 1, b"lte0"))):
@@ -122,7 +121,7 @@ class Waiting(ToolTest):
         left = [self.manager.take() for _ in range(3)]
         self.assertEqual([taken[:2] for taken in left], [(stranger.ASYNC, stranger.DEREGISTER)] * 3)
         self.assertEqual({taken[3] for taken in left},
-                         {number.to_bytes(4, support.sys.byteorder) for number in (
+                         {stranger.pack("I", number) for number in (
                              support.LINK_STATUS, support.IFACE_STATUS, support.MODEM)})
 
     def test_a_signal_ends_the_waiting_in_order(self):

@@ -1,30 +1,34 @@
-"""What the tools need to run: the library and libc, nothing else."""
+"""What the tools need to run: the library and libc, nothing else.
 
-import os
-import re
+usage: linkage_test.py BUILD_DIR LTECTL_FILE WANSIM_FILE [EMULATOR...]"""
+
 import subprocess
+import sys
 import unittest
 
 import support
+from support import ToolTest, elf
+
+BUILD, *TOOLS = sys.argv[1:4]
+EMULATOR = sys.argv[4:]
 
 
-class Linkage(unittest.TestCase):
+class Linkage(ToolTest):
     def test_needs_only_the_library_and_libc(self):
-        for program in (support.ltectl_program, support.wansim_program):
-            dynamic = subprocess.run(["readelf", "-d", program], capture_output=True, text=True,
-                                     check=True).stdout
-            needed = re.findall(r"\(NEEDED\).*\[(.*)\]", dynamic)
-            self.assertEqual(sorted(needed), ["libc.so.6", "liblterouter.so.1"], program)
+        for program in TOOLS:
+            self.assertEqual(elf.needed(program), sorted([*elf.libc(program), "liblterouter.so.1"]), program)
 
     def test_an_installed_tool_finds_the_installed_library(self):
-        build = os.path.dirname(os.path.dirname(support.ltectl_program))
-        subprocess.run(["cmake", "--install", build, "--prefix", "/tmp/installed"], check=True,
+        subprocess.run(["cmake", "--install", BUILD, "--prefix", "/tmp/installed"], check=True,
                        stdout=subprocess.DEVNULL)
-        for tool in ("ltectl", "wansim"):
-            loaded = subprocess.run(["ldd", f"/tmp/installed/bin/{tool}"], capture_output=True, text=True,
-                                    check=True).stdout
-            self.assertRegex(loaded, r"liblterouter\.so\.1 => /tmp/installed/bin/\.\./lib")
+        simulator = support.Background(self, *EMULATOR, "/tmp/installed/bin/wansim")
+        self.assertIn(support.SOCKET, simulator.out.next())
+        monitor = support.Background(self, *EMULATOR, "/tmp/installed/bin/ltectl", "monitor")
+        monitor.err.next()  # it runs
+        for tool in (simulator, monitor):
+            with open(f"/proc/{tool.process.pid}/maps") as maps:
+                self.assertRegex(maps.read(), r"(?m) /tmp/installed/lib(/.*)?/liblterouter\.so\.1\.\d+\.\d+$")
 
 
 if __name__ == "__main__":
-    support.main()
+    unittest.main(argv=sys.argv[:1], verbosity=2)

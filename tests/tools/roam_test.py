@@ -1,7 +1,6 @@
 """ltectl roam, and what every command does about a WAN manager that is not as it should be."""
 
 import os
-import struct
 import time
 
 import support
@@ -46,7 +45,7 @@ class RoamAgainstFakeManager(ToolTest):
         self.assertEqual(self.deregistrations(), [(stranger.ASYNC, stranger.DEREGISTER)] * 3)
         request = self.manager.take()
         self.assertEqual((request[0], request[1], request[3]), (stranger.REQUEST, GET_ROAMING, b""))
-        self.manager.respond(request, struct.pack("=iI", 0, 1))
+        self.manager.respond(request, stranger.pack("iI", 0, 1))
         self.assertEqual(client.finish(), (DONE, "roaming on\n", ""))
 
     def test_set_sends_the_value(self):
@@ -54,22 +53,22 @@ class RoamAgainstFakeManager(ToolTest):
         self.manager.accept_registrations()
         self.deregistrations()
         request = self.manager.take()
-        self.assertEqual((request[1], request[3]), (SET_ROAMING, struct.pack("=I", 1)))
-        self.manager.respond(request, struct.pack("=i", 0))
+        self.assertEqual((request[1], request[3]), (SET_ROAMING, stranger.pack("I", 1)))
+        self.manager.respond(request, stranger.pack("i", 0))
         self.assertEqual(client.finish(), (DONE, "roaming on\n", ""))
 
     def test_a_value_without_a_name_is_shown_as_a_number(self):
         client = self.ask("roam", "--json")
         self.manager.accept_registrations()
         self.deregistrations()
-        self.manager.respond(self.manager.take(), struct.pack("=iI", 0, 7))
+        self.manager.respond(self.manager.take(), stranger.pack("iI", 0, 7))
         self.assertEqual(client.finish(), (DONE, '{"event":"roaming","status":7}\n', ""))
 
     def refused(self, *arguments):
         client = self.ask(*arguments)
         self.manager.accept_registrations()
         self.deregistrations()
-        self.manager.respond(self.manager.take(), struct.pack("=iI", -1, 0)[:4 * 3 - 4 * len(arguments)])
+        self.manager.respond(self.manager.take(), stranger.pack("iI", -1, 0)[:4 * 3 - 4 * len(arguments)])
         return client.finish()
 
     def test_a_refusal_says_where_the_reason_stands(self):

@@ -11,6 +11,7 @@ import sys
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "peers"))
+import elf  # noqa: E402, F401
 import stranger  # noqa: E402
 
 DONE, FAILED, USAGE, NOBODY = range(4)
@@ -24,7 +25,7 @@ GET_ROAMING, SET_ROAMING = 0x1040006A, 0x1040006C
 DISCONNECTED, DISCONNECTING, CONNECTED, CONNECTING = range(4)
 
 LINK_BODY, IFACE_BODY = 656, 688
-LINK_FIELDS = struct.Struct("=5I16s18s18s18s18s18s")
+LINK_FIELDS = struct.Struct(stranger.ORDER + "5I16s18s18s18s18s18s")
 
 ltectl_program = None
 wansim_program = None
@@ -193,7 +194,7 @@ class FakeManager(stranger.Stranger):
         for _ in range(count):
             taken = self.take()
             assert taken[:2] == (stranger.REQUEST, stranger.REGISTER), taken
-            self.respond(taken, struct.pack("=I", result))
+            self.respond(taken, stranger.pack("I", result))
         return taken[4]
 
     def publish(self, client, msg_id, body):

@@ -3,7 +3,6 @@
 import fcntl
 import os
 import signal
-import struct
 import subprocess
 import time
 
@@ -12,8 +11,8 @@ from support import (CONNECT, CONNECTED, CONNECTING, DISCONNECT, DISCONNECTED, D
                      FAILED, GET_ROAMING, IFACE_BODY, IFACE_STATUS, LINK_BODY, LINK_STATUS, MODEM,
                      SET_ROAMING, SOCKET, STORE, ToolTest, ltectl, parse_link, stranger, wansim)
 
-REFUSED = struct.pack("=i", -1)
-SUCCESS = struct.pack("=i", 0)
+REFUSED = stranger.pack("i", -1)
+SUCCESS = stranger.pack("i", 0)
 DEFAULTS = ("10.64.0.2", "10.64.0.1", "10.64.0.53", "10.64.1.53", "255.255.255.252")
 NOTHING = ("", "", "", "", "")
 
@@ -46,7 +45,7 @@ class WansimTest(ToolTest):
     def assert_interface(self, readiness):
         msg_id, body = self.notification()
         self.assertEqual((msg_id, len(body)), (IFACE_STATUS, IFACE_BODY))
-        self.assertEqual(struct.unpack_from("=2I", body)[1], readiness)
+        self.assertEqual(stranger.unpack("2I", body[:8])[1], readiness)
 
     def assert_link(self, status, interface="wwan0", addresses=None):
         msg_id, body = self.notification()
@@ -161,29 +160,29 @@ class Requests(WansimTest):
     def test_roaming_switch(self):
         self.start()
         for value in (1, 0):
-            self.assertEqual(self.peer.ask(SET_ROAMING, struct.pack("=I", value)), SUCCESS)
-            self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, value))
+            self.assertEqual(self.peer.ask(SET_ROAMING, stranger.pack("I", value)), SUCCESS)
+            self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, value))
 
     def test_roaming_switch_at_the_start(self):
         for option, value in (("on", 1), ("off", 0)):
             self.start("--roaming", option)
-            self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, value))
+            self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, value))
             self.wansim.end()
             self.peer.close()
 
     def test_other_values_are_refused_and_change_nothing(self):
         self.start("--roaming", "on")
         for value in (2, 0xFFFFFFFF):
-            self.assertEqual(self.peer.ask(SET_ROAMING, struct.pack("=I", value)), REFUSED)
-        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 1))
+            self.assertEqual(self.peer.ask(SET_ROAMING, stranger.pack("I", value)), REFUSED)
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 1))
 
     def test_a_wrong_length_is_refused(self):
         self.start("--roaming", "on")
         for body in (b"", b"\0\0\0", b"\0" * 8):
             self.assertEqual(self.peer.ask(SET_ROAMING, body), REFUSED)
-        self.assertEqual(self.peer.ask(GET_ROAMING, b"\0\0\0\0"), struct.pack("=iI", -1, 0))
+        self.assertEqual(self.peer.ask(GET_ROAMING, b"\0\0\0\0"), stranger.pack("iI", -1, 0))
         self.assertEqual(self.peer.ask(CONNECT, b"\0"), REFUSED)
-        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 1))
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 1))
 
     def test_an_unknown_synchronous_request_is_refused(self):
         self.start()
@@ -193,9 +192,9 @@ class Requests(WansimTest):
     def test_what_asks_for_no_answer_gets_none(self):
         self.start()
         self.tell(0x104000BF, b"\0" * 688)
-        self.tell(SET_ROAMING, struct.pack("=I", 1))
+        self.tell(SET_ROAMING, stranger.pack("I", 1))
         self.assert_quiet()
-        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 1))
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 1))
 
     def test_link_requests_may_be_synchronous(self):
         self.start("--delay", "600000")
@@ -219,8 +218,8 @@ class Requests(WansimTest):
     def test_other_kinds_of_messages_are_not_requests(self):
         self.start()
         for kind in (stranger.RESPONSE, stranger.SHORT, 4, 0xFFFFFFFF):
-            self.tell(SET_ROAMING, struct.pack("=I", 1), kind)
-        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 0))
+            self.tell(SET_ROAMING, stranger.pack("I", 1), kind)
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 0))
 
     def test_only_its_three_notifications_can_be_subscribed(self):
         self.start()
@@ -235,7 +234,7 @@ class Registry(WansimTest):
         self.log = stranger.SyslogListener("WanManager", "ERROR")
         self.addCleanup(self.log.close)
         self.start("--delay", "0", "--quiet")
-        self.assertEqual(self.wait_until_served(), struct.pack("=iI", 0, 0))
+        self.assertEqual(self.wait_until_served(), stranger.pack("iI", 0, 0))
 
     def wait_until_served(self):
         for _ in range(200):
@@ -340,7 +339,7 @@ class Life(WansimTest):
             FAILED, "", f"wansim: cannot listen at {SOCKET} (code 11): "
                         "end the WAN manager that is running first\n"))
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
-        self.assertEqual(self.peer.ask(GET_ROAMING), struct.pack("=iI", 0, 0))
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 0))
 
     def test_another_can_follow(self):
         for _ in range(2):
@@ -378,7 +377,7 @@ class Output(WansimTest):
         self.start("--delay", "0", *options)
         self.peer.ask(CONNECT)
         self.peer.ask(DISCONNECT)
-        self.peer.ask(SET_ROAMING, struct.pack("=I", 1))
+        self.peer.ask(SET_ROAMING, stranger.pack("I", 1))
         self.peer.ask(0x104000BD)
         status, out, errors = self.wansim.end()
         self.assertEqual((status, errors), (DONE, ""))
