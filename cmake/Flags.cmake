@@ -27,10 +27,17 @@ if(LTEROUTER_COVERAGE)
 endif()
 
 # Exceptions, type information and guarded statics would pull in libstdc++, which the router lacks.
+# The stacks of a router's threads are small; sanitizers and unoptimised code widen frames.
+if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT LTEROUTER_SANITIZE)
+    set(lterouter_frame_limit -Wframe-larger-than=8192)
+endif()
+
 add_library(lterouter_freestanding INTERFACE)
 target_compile_options(lterouter_freestanding INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
     -fvisibility=hidden
+    ${lterouter_frame_limit}
+    $<$<CXX_COMPILER_ID:GNU>:-fstack-usage> # beside the objects, for scripts/footprint
     # Checks that some packagers switch on call into libstdc++.
     -U_GLIBCXX_ASSERTIONS)
 
