@@ -37,7 +37,8 @@ LC_API int log_init(int32_t id);
 
 /* Sends one message to syslog (facility user) at level LC_LOG_DEBUG, LC_LOG_INFO or LC_LOG_ERROR; any
  * other level is dropped, and so is everything before log_init. Allocates nothing, keeps errno. Any
- * thread. A format too long to be prefixed with the uptime in 512 bytes goes out without it. */
+ * thread. A format too long to be prefixed with the uptime in 512 bytes goes out without it. The libc's
+ * syslog may cut lines: musl's keeps 31 bytes of the identity and 1024 of the whole message. */
 LC_API void log_print(int32_t level, const char *format, ...) LC_PRINTF(2, 3);
 
 LC_END_DECLS
