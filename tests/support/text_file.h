@@ -52,6 +52,4 @@ inline int count_entries(const char *directory)
 // Only differences between two counts mean anything.
 inline int count_descriptors() { return count_entries("/proc/self/fd"); }
 
-inline int count_threads() { return count_entries("/proc/self/task"); }
-
 } // namespace testing_support
