@@ -2,7 +2,14 @@
 //
 //   core        start-up, the three send primitives, connect and disconnect
 //   dispatcher  notifications on their way to the host's callback
-//   requests    the synchronous requests, a row of data each
+//   requests    the requests to the WAN manager, a row of data each, and its values in the RAM store
+//   at          the AT command request and its answer
+//   standalone  requests of tools that have not started the client, and the answers for tests
+//   netlist     the operator list that a search leaves in the RAM store
+//   names       names of the WAN manager's enumerations
+//   apn         APN lists
+//   statistics  interface counters
+//   led         status LEDs
 //
 // Threads: requests run on the host's threads and keep all state on the stack; the dispatcher and the
 // host's callback run on the messaging receive thread. No locks of its own.
@@ -11,9 +18,20 @@
 #include "lc_ipc_msg.h"
 #include "lte_sdk.h"
 
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+
 namespace lterouter {
 
 constexpr char kUnit[] = "lib/lte_sdk";
+
+// The number that a text starts with, 0 without one; what does not fit becomes the nearest that does,
+// on machines of either word size.
+inline int32_t number_at(const char *text)
+{
+    return static_cast<int32_t>(std::clamp<long>(strtol(text, nullptr, 10), INT32_MIN, INT32_MAX));
+}
 
 } // namespace lterouter
 
@@ -27,4 +45,13 @@ extern mq_cb g_sdk_mq;
 
 // Handler of the client's endpoint: 1 when the host has a callback, else 0.
 uint32_t sdk_msg_handler(ipc_msg_hdr *msg, uint32_t len);
+
+// Prints the operator list of the last search to standard output.
+void netlist_nv(void);
+
+// One item of an APN list, without its end mark: 0 when it is enabled and complete, else -1.
+int32_t parse_apn_item(const char *text, apn_item *out);
+
+// 0 when the SIM can be used, else -1.
+int32_t lct_check_sim_card_ready(void);
 }

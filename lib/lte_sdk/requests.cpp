@@ -1,45 +1,132 @@
-#include "lte_sdk/core.h"
+// The requests to the WAN manager: rows of data, and the members that differ from their siblings.
 
+#include "lte_sdk/request.h"
+
+#include "lc_nv.h"
 #include "lct_trace/trace.h"
 
 #include <cstring>
 
-namespace {
-
 using namespace lterouter;
 
-// What tells one synchronous request to the WAN manager from another.
-struct Request {
-    uint32_t msg_id;
-    uint32_t body_len;
-    uint32_t response_room;
-    uint32_t timeout_ms;
-};
+namespace {
 
-constexpr Request kGetRoaming{WM_MSG_ROAM_SWITCH_GET_REQ, 0, sizeof(lct_value_rsp), 400000};
-constexpr Request kSetRoaming{WM_MSG_ROAM_SWITCH_SET_REQ, 4, sizeof(int32_t), 400000};
+constexpr uint32_t kWord = sizeof(uint32_t);
+constexpr uint32_t kPin = sizeof(lct_pin);
+constexpr uint32_t kPins = sizeof(lct_pin_change);
+constexpr uint32_t kResult = sizeof(int32_t);
+constexpr uint32_t kValue = sizeof(lct_value_rsp);
+constexpr uint32_t kList = sizeof(lct_netlist_rsp);
 
-// Makes a request whose response starts with the result word, on behalf of the function that the trace
-// is to name. A response that does not fill its record is no success.
-int32_t ask(const char *function, const Request &request, const void *body, void *response,
-            int line = __builtin_LINE())
+// clang-format off
+//                                 message                        body  room   time-out
+constexpr Request kEnablePin      {WM_MSG_PIN_ENABLE_REQ,        kPin,  kResult,   5000};
+constexpr Request kDisablePin     {WM_MSG_PIN_DISABLE_REQ,       kPin,  kResult,   5000};
+constexpr Request kModifyPin      {WM_MSG_PIN_MODIFY_REQ,        kPins, kResult,   5000};
+constexpr Request kModifyPinEn    {WM_MSG_PIN_MODIFY_EN_REQ,         1, kResult,   5000};
+constexpr Request kSetPinEn       {WM_MSG_PIN_MODIFY_EN_REQ,         1, 1,        20000};
+constexpr Request kSetNettype     {WM_MSG_NETTYPE_SET_REQ,       kWord, kResult, 400000};
+constexpr Request kGetNettype     {WM_MSG_NETTYPE_GET_REQ,           0, kValue,  400000};
+constexpr Request kSetRoaming     {WM_MSG_ROAM_SWITCH_SET_REQ,   kWord, kResult, 400000};
+constexpr Request kGetRoaming     {WM_MSG_ROAM_SWITCH_GET_REQ,       0, kValue,  400000};
+constexpr Request kSetSerialPort  {WM_MSG_SERIAL_PORT_SET_REQ,   kWord, kResult, 400000};
+constexpr Request kSearchOperators{WM_MSG_NETLIST_SEARCH_REQ,        0, kList,   400000};
+constexpr Request kDiagnose       {WM_MSG_DIAG_INFO_REQ,             0, kResult, 400000};
+constexpr Request kDiagnoseHidden {WM_MSG_DIAG_HIDE_INFO_REQ,        0, kResult, 400000};
+constexpr Request kSetApn         {WM_MSG_APN_SET_REQ,               0, kResult,   5000};
+constexpr Request kSetPreference  {WM_MSG_DUALMODE_SET_PREF_REQ, kWord, kResult,  20000};
+constexpr Request kSetStatusTest  {SC_STATE_CHANGE_REQ,          kWord, kResult,  20000};
+constexpr Request kGetChannel     {WM_MSG_LTE_CHANNEL_REQ,           0, kValue,   20000};
+// clang-format on
+
+// Delivered, whole, and with a good result.
+bool is_success(const Request &request, const Answer &answer, int32_t result)
 {
-    uint32_t length = request.response_room;
-    if (send_request_syn(IPC_MODULE_MM, request.msg_id, body, request.body_len, request.timeout_ms,
-                         response, &length) == 0) {
+    return answer.delivered && answer.length == request.room && result == 0;
+}
+
+// A request whose response is the result alone.
+int32_t tell(const char *function, const Request &request, const void *body,
+             int line = __builtin_LINE())
+{
+    int32_t result = kUnanswered;
+    return ask(function, request, body, &result, line);
+}
+
+// The same for the two that name every failure alike.
+int32_t diagnose(const char *function, const Request &request, int line = __builtin_LINE())
+{
+    int32_t result = kUnanswered;
+    const Answer answer = deliver(request, nullptr, &result);
+    if (!is_success(request, answer, result)) {
+        trace("[%s:%s:%d]result error.\n", kUnit, function, line);
+        return -1;
+    }
+    return 0;
+}
+
+int32_t read_parameter(const char *name, char *buf, uint32_t size)
+{
+    return nvmram_readnv(name, buf, size) == NV_SUCCESS ? 0 : -1;
+}
+
+} // namespace
+
+// Traces that a request by this name failed, with what came back, and yields failure.
+#define CALL_FAILED(name, delivered, result)                                     \
+    LCT_TRACE(-1, "call " name " failed ret:%d rsp:%d\n\n", (delivered) ? 1 : 0, \
+              static_cast<int>(result))
+
+Answer lterouter::deliver(const Request &request, const void *body, void *response)
+{
+    uint32_t length = request.room;
+    const bool delivered = send_request_syn(IPC_MODULE_MM, request.msg_id, body, request.body_len,
+                                            request.timeout_ms, response, &length) != 0;
+    return {delivered, length};
+}
+
+int32_t lterouter::ask(const char *function, const Request &request, const void *body, void *response,
+                       int line)
+{
+    const Answer answer = deliver(request, body, response);
+    if (!answer.delivered) {
         trace("[%s:%s:%d]ipc msg send failure.\n\n", kUnit, function, line);
         return -1;
     }
     int32_t result;
     memcpy(&result, response, sizeof(result));
-    if (length != request.response_room || result != 0) {
+    if (!is_success(request, answer, result)) {
         trace("[%s:%s:%d]result error.\n\n", kUnit, function, line);
         return -1;
     }
     return 0;
 }
 
-} // namespace
+// ---- PIN ----
+
+int32_t lct_enable_pin(const lct_pin *pin) { return tell(__func__, kEnablePin, pin); }
+
+int32_t lct_disenable_pin(const lct_pin *pin) { return tell(__func__, kDisablePin, pin); }
+
+int32_t lct_modify_pin(const lct_pin_change *change) { return tell(__func__, kModifyPin, change); }
+
+int32_t lct_modify_pin_en(const uint8_t *enable) { return tell(__func__, kModifyPinEn, enable); }
+
+int32_t lct_sim_set_pinen_req(const uint8_t *enable)
+{
+    uint8_t result = kUnanswered;
+    // Delivered is enough: hosts do not ask what the WAN manager made of it.
+    const bool delivered = deliver(kSetPinEn, enable, &result).delivered;
+    return delivered ? 0 : CALL_FAILED("WM_MSG_PIN_MODIFY_EN_REQ", delivered, result);
+}
+
+// ---- Network ----
+
+int32_t lct_set_nettype(const uint32_t *nettype) { return tell(__func__, kSetNettype, nettype); }
+
+int32_t lct_get_nettype(lct_value_rsp *out) { return ask(__func__, kGetNettype, nullptr, out); }
+
+int32_t lct_set_roam_switch(const uint32_t *value) { return tell(__func__, kSetRoaming, value); }
 
 int32_t lct_get_roam_switch(lct_value_rsp *out)
 {
@@ -49,8 +136,110 @@ int32_t lct_get_roam_switch(lct_value_rsp *out)
     return LCT_TRACE(0, "get roam switch value:%d\n\n", static_cast<int>(out->value));
 }
 
-int32_t lct_set_roam_switch(const uint32_t *value)
+int32_t lct_net_set_pref_req(const uint32_t *preference)
 {
-    int32_t result = 0;
-    return ask(__func__, kSetRoaming, value, &result);
+    int32_t result = kUnanswered;
+    const bool delivered = deliver(kSetPreference, preference, &result).delivered;
+    // Either is enough, also a good result in front of more than there is room for.
+    return delivered || result == 0 ? 0
+                                    : CALL_FAILED("WM_MSG_DUALMODE_SET_PREF_REQ", delivered, result);
+}
+
+int32_t lct_get_netlist_req(lct_netlist_rsp *out)
+{
+    const Answer answer = deliver(kSearchOperators, nullptr, out);
+    if (!answer.delivered) {
+        return LCT_TRACE(-1, "ipc msg send failure.\n\n");
+    }
+    // The list itself may be missing: hosts read the one in the RAM store.
+    const bool found = answer.length >= kResult && out->result == 0;
+    const int32_t status = found ? 0 : LCT_TRACE(-1, "result error.\n\n");
+    netlist_nv();
+    return status;
+}
+
+int32_t lct_lte_channel_req(uint32_t *channel)
+{
+    lct_value_rsp response = {kUnanswered, 0};
+    const Answer answer = deliver(kGetChannel, nullptr, &response);
+    if (!is_success(kGetChannel, answer, response.result)) {
+        *channel = 0;
+        return LCT_TRACE(-1, "get channel failed ret:%d rsp:%d\n\n", answer.delivered ? 1 : 0,
+                         static_cast<int>(response.result));
+    }
+    *channel = response.value;
+    return 0;
+}
+
+int32_t lct_net_imsi_get_req(char *buf, uint32_t len)
+{
+    const Answer answer = deliver({WM_MSG_IMSI_GET_REQ, 0, len, 5000}, nullptr, buf);
+    LCT_TRACE(void(), "rsp_len=%d.\n\n", static_cast<int>(answer.length));
+    return answer.delivered ? 0 : LCT_TRACE(-1, "need more length buffer to put.\n\n");
+}
+
+int32_t lct_apn_set_req()
+{
+    int32_t result = kUnanswered;
+    const Answer answer = deliver(kSetApn, nullptr, &result);
+    if (!is_success(kSetApn, answer, result)) {
+        return LCT_TRACE(-1, "ipc result of request msg error:%d\n\n", static_cast<int>(result));
+    }
+    return 0;
+}
+
+// ---- Modem and interface ----
+
+int32_t lct_set_serial_port(uint32_t port) { return tell(__func__, kSetSerialPort, &port); }
+
+int32_t lct_get_diag_info() { return diagnose(__func__, kDiagnose); }
+
+int32_t lct_get_diag_hide_info() { return diagnose(__func__, kDiagnoseHidden); }
+
+int32_t lct_net_set_status_test_req(const uint32_t *state)
+{
+    int32_t result = kUnanswered;
+    // Delivered is enough: what is tested is the way there.
+    const bool delivered = deliver(kSetStatusTest, state, &result).delivered;
+    return delivered ? 0 : CALL_FAILED("SC_STATE_CHANGE_REQ", delivered, result);
+}
+
+int32_t lct_inface_status_req(const lct_iface_status *status)
+{
+    if (send_request(IPC_MODULE_MM, WM_MSG_IFACE_UPORDOWN_REQ, status, sizeof(*status)) == 0) {
+        return LCT_TRACE(-1, "call WM_MSG_IFACE_UPORDOWN_REQ failed ret:%d \n\n", 0);
+    }
+    return 0;
+}
+
+int32_t lct_at_cfun_off_req()
+{
+    if (send_request(IPC_MODULE_MM, WM_MSG_AT_CFUN_OFF_REQ, nullptr, 0) == 0) {
+        return LCT_TRACE(-1, "ipc msg send failure.\n\n");
+    }
+    return 0;
+}
+
+// ---- What the WAN manager keeps in the RAM store ----
+
+int32_t lct_net_signal_level_get_req(char *buf, uint32_t size)
+{
+    return read_parameter("wm_wcdma_rssi_tmp", buf, size);
+}
+
+int32_t lct_net_imei_get_req(char *buf, uint32_t size)
+{
+    return read_parameter("wm_wcdma_imei_nv", buf, size);
+}
+
+int32_t lct_sim_status_get_req(char *buf, uint32_t size)
+{
+    return read_parameter("wm_wcdma_modem_status_tmp", buf, size);
+}
+
+int32_t lct_get_syslog_switch_flg()
+{
+    char text[16] = {};
+    return read_parameter("wm_syslog_switch_flg", text, sizeof(text)) == 0 && number_at(text) == 1 ? 1
+                                                                                                   : 0;
 }

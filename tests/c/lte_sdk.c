@@ -2,50 +2,20 @@
  * and publishes in the machine's own byte order. */
 #include "lte_sdk.h"
 
-#include "check.h"
-#include "child.h"
-#include "plain_socket.h"
+#include "module.h"
 
-/* What this manager can be asked beyond a real one. */
-#define ASK_LAST_MESSAGE 0x50000001u  /* identifier, type and body of the last other message */
-#define ASK_REGISTRATIONS 0x50000002u /* the identifiers registered for since the last time */
-#define ASK_SUBSCRIBE 0x50000003u     /* registers with the client: what the client answers */
-#define TELL_IFACE 0x50000004u        /* publish an interface status with this readiness */
-#define TELL_ANSWER 0x50000005u       /* answer with this result, in a body of so many bytes */
-#define TELL_STOP 0x50000006u
-#define NEWS 0x60000001u
-
-#define LONG 10000 /* milliseconds; for what must come */
-#define TRACE_FILE "/tmp/ltelog.1"
+/* What this manager can be asked beyond others. The client itself does: it is whom the manager
+ * publishes to and registers with. */
+#define ASK_REGISTRATIONS 0x50000011u /* the identifiers registered for since the last time */
+#define ASK_SUBSCRIBE 0x50000012u     /* registers with the client: what the client answers */
+#define TELL_IFACE 0x50000013u        /* publish an interface status with this readiness */
 
 /* ---- The WAN manager ---- */
 
 static struct {
-    int fd;
-    uint32_t roaming;
-    uint32_t result;
-    uint32_t answer_size;
-    uint32_t registrations[16];
-    uint32_t registration_count;
-    uint32_t last[2 + 16]; /* identifier, type, body */
-    uint32_t last_size;
-} wan;
-
-static void respond(const plain_message *to, const void *body, uint32_t length)
-{
-    plain_message msg;
-    msg.header = to->header;
-    msg.header.type = IPC_MSG_TYPE_RESPONSE;
-    msg.header.length = length;
-    memcpy(msg.body, body, length);
-    plain_send(wan.fd, &to->sender, &msg);
-}
-
-static void respond_with_result(const plain_message *to, uint32_t value)
-{
-    const uint32_t words[] = {wan.result, value};
-    respond(to, words, wan.answer_size);
-}
+    uint32_t ids[16];
+    uint32_t count;
+} registrations;
 
 static void publish(const struct sockaddr_un *to, uint32_t msg_id, const void *body, uint32_t length)
 {
@@ -54,7 +24,7 @@ static void publish(const struct sockaddr_un *to, uint32_t msg_id, const void *b
     msg.header.msg_id = msg_id;
     msg.header.length = length;
     memcpy(msg.body, body, length);
-    plain_send(wan.fd, to, &msg);
+    plain_send(module.fd, to, &msg);
 }
 
 static void publish_link(const struct sockaddr_un *to, uint32_t link_status)
@@ -86,8 +56,9 @@ static uint32_t subscribe_at(const struct sockaddr_un *client)
 {
     const ipc_msg_hdr registration = {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 4, 99};
     plain_message msg;
-    if (!plain_send_word(wan.fd, client, registration, NEWS) || !plain_receive(wan.fd, &msg, LONG) ||
-        msg.header.type != IPC_MSG_TYPE_RESPONSE || msg.header.session_id != 99) {
+    if (!plain_send_word(module.fd, client, registration, NEWS) ||
+        !plain_receive(module.fd, &msg, LONG) || msg.header.type != IPC_MSG_TYPE_RESPONSE ||
+        msg.header.session_id != 99) {
         return UINT32_MAX;
     }
     return word_at(msg.body, 0);
@@ -96,86 +67,44 @@ static uint32_t subscribe_at(const struct sockaddr_un *client)
 static void note_registration(const plain_message *msg)
 {
     const uint32_t accepted = 0;
-    if (wan.registration_count < sizeof(wan.registrations) / sizeof(wan.registrations[0])) {
-        wan.registrations[wan.registration_count++] = word_at(msg->body, 0);
+    if (registrations.count < sizeof(registrations.ids) / sizeof(registrations.ids[0])) {
+        registrations.ids[registrations.count++] = word_at(msg->body, 0);
     }
     respond(msg, &accepted, sizeof(accepted));
 }
 
-static void note_message(const plain_message *msg)
-{
-    uint32_t length = msg->header.length;
-    if (length > sizeof(wan.last) - 8) {
-        length = sizeof(wan.last) - 8;
-    }
-    wan.last[0] = msg->header.msg_id;
-    wan.last[1] = msg->header.type;
-    memcpy(wan.last + 2, msg->body, length);
-    wan.last_size = 8 + length;
-}
-
-static void serve(const plain_message *msg)
+static int serve_own(const plain_message *msg)
 {
     uint32_t word;
     switch (msg->header.msg_id) {
     case IPC_MSG_ID_REGISTER:
         note_registration(msg);
-        break;
-    case WM_MSG_ROAM_SWITCH_GET_REQ:
-        respond_with_result(msg, wan.roaming);
-        break;
-    case WM_MSG_ROAM_SWITCH_SET_REQ:
-        wan.roaming = word_at(msg->body, 0);
-        respond(msg, &wan.result, sizeof(wan.result));
-        break;
+        return 1;
     case WM_MSG_CONNECT_REQ:
         note_message(msg);
         publish_link(&msg->sender, LCT_LINK_CONNECTED);
-        break;
+        return 1;
     case WM_MSG_DISCONNECT_REQ:
         note_message(msg);
         publish_link(&msg->sender, LCT_LINK_DISCONNECTED);
-        break;
-    case ASK_LAST_MESSAGE:
-        respond(msg, wan.last, wan.last_size);
-        break;
+        return 1;
     case ASK_REGISTRATIONS:
-        respond(msg, wan.registrations, wan.registration_count * 4);
-        wan.registration_count = 0;
-        break;
+        respond(msg, registrations.ids, registrations.count * 4);
+        registrations.count = 0;
+        return 1;
     case ASK_SUBSCRIBE:
         word = subscribe_at(&msg->sender);
         respond(msg, &word, sizeof(word));
-        break;
+        return 1;
     case TELL_IFACE:
         publish_iface(&msg->sender, word_at(msg->body, 0));
-        break;
-    case TELL_ANSWER:
-        wan.result = word_at(msg->body, 0);
-        wan.answer_size = word_at(msg->body, 1);
-        break;
+        return 1;
     default:
-        note_message(msg);
-        break;
+        return 0;
     }
 }
 
-static int be_the_manager(int ready)
-{
-    plain_message msg;
-    wan.answer_size = 8;
-    wan.fd = open_socket(plain_address("lc_socket_mm_common"));
-    if (wan.fd < 0 || !tell_ready(ready)) {
-        return 1;
-    }
-    while (plain_receive(wan.fd, &msg, 2 * LONG)) {
-        if (msg.header.msg_id == TELL_STOP) {
-            return 0;
-        }
-        serve(&msg);
-    }
-    return 2;
-}
+static int be_the_manager(int ready) { return be_module(WAN_MANAGER, ready, serve_own); }
 
 /* ---- The host ---- */
 
@@ -233,15 +162,9 @@ static uint32_t ask(uint32_t msg_id, void *rsp, uint32_t *room)
     return send_request_syn(IPC_MODULE_MM, msg_id, NULL, 0, LONG, rsp, room);
 }
 
-static void check_last_message(uint32_t msg_id, const void *body, uint32_t length)
+static void check_told(uint32_t msg_id, const void *body, uint32_t length)
 {
-    uint32_t words[32] = {0};
-    uint32_t size = sizeof(words);
-    CHECK_INT(ask(ASK_LAST_MESSAGE, words, &size), 1);
-    CHECK_INT(size, 8 + length);
-    CHECK_INT(words[0], msg_id);
-    CHECK_INT(words[1], IPC_MSG_TYPE_ASYNC);
-    CHECK(memcmp(words + 2, body, length) == 0);
+    check_last_message(WAN_MANAGER, msg_id, IPC_MSG_TYPE_ASYNC, body, length);
 }
 
 static void check_registrations(void)
@@ -255,12 +178,6 @@ static void check_registrations(void)
     CHECK_INT(ids[2], WM_MSG_MODEM_NOTIFY);
 }
 
-static void tell_answer(uint32_t result, uint32_t size)
-{
-    const uint32_t words[] = {result, size};
-    CHECK_INT(send_request(IPC_MODULE_MM, TELL_ANSWER, words, sizeof(words)), 1);
-}
-
 /* ---- Without a WAN manager ---- */
 
 static void check_nothing_is_delivered(void)
@@ -268,12 +185,9 @@ static void check_nothing_is_delivered(void)
     uint32_t value = 1;
     uint32_t rsp = 42;
     uint32_t size = sizeof(rsp);
-    lct_value_rsp out = {0, 0};
     CHECK_INT(send_request(IPC_MODULE_MM, NEWS, &value, sizeof(value)), 0);
     CHECK_INT(ask(ASK_LAST_MESSAGE, &rsp, &size), 0);
     CHECK(rsp == 42 && size == sizeof(rsp));
-    CHECK_INT(lct_get_roam_switch(&out), -1);
-    CHECK_INT(lct_set_roam_switch(&value), -1);
     CHECK_INT(lct_connect(), 0);
     CHECK_INT(lct_disconnect(), 0);
 }
@@ -308,10 +222,10 @@ static void connection_is_asked_for_and_its_outcome_told(void)
 {
     CHECK_INT(lct_connect(), 0);
     check_link_event(LCT_LINK_CONNECTED, 1);
-    check_last_message(WM_MSG_CONNECT_REQ, "", 0);
+    check_told(WM_MSG_CONNECT_REQ, "", 0);
     CHECK_INT(lct_disconnect(), 0);
     check_link_event(LCT_LINK_DISCONNECTED, 0);
-    check_last_message(WM_MSG_DISCONNECT_REQ, "", 0);
+    check_told(WM_MSG_DISCONNECT_REQ, "", 0);
 }
 
 static void interface_status_is_told(void)
@@ -329,7 +243,7 @@ static void message_is_sent_with_its_body(void)
 {
     const uint32_t words[] = {0x01020304u, 5};
     CHECK_INT(send_request(IPC_MODULE_MM, NEWS, words, sizeof(words)), 1);
-    check_last_message(NEWS, words, sizeof(words));
+    check_told(NEWS, words, sizeof(words));
     CHECK_INT(send_request(IPC_MODULE_UPTEST, NEWS, words, sizeof(words)), 0); /* nobody there */
     CHECK_INT(send_request(IPC_MODULE_COUNT, NEWS, words, sizeof(words)), 0);
 }
@@ -354,45 +268,9 @@ static void notification_reaches_its_subscriber(void)
     CHECK_INT(ask(ASK_SUBSCRIBE, &result, &size), 1);
     CHECK_INT(result, IPC_SUCCESS);
     CHECK_INT(send_notify(NEWS, text, sizeof(text)), 1);
-    check_last_message(NEWS, text, sizeof(text));
+    check_told(NEWS, text, sizeof(text));
     CHECK_INT(send_notify(NEWS + 1, text, sizeof(text)), 1); /* published, to nobody */
-    check_last_message(NEWS, text, sizeof(text));
-}
-
-static void check_roaming(uint32_t value)
-{
-    lct_value_rsp out = {-1, UINT32_MAX};
-    CHECK_INT(lct_set_roam_switch(&value), 0);
-    CHECK_INT(lct_get_roam_switch(&out), 0);
-    CHECK_INT(out.result, 0);
-    CHECK_INT(out.value, value);
-}
-
-static void roaming_is_switched(void)
-{
-    check_roaming(1);
-    check_roaming(0);
-}
-
-static void answer_that_is_no_success_fails_the_request(void)
-{
-    const uint32_t value = 1;
-    lct_value_rsp out;
-    char trace[4096];
-    FILE *file;
-    tell_answer(7, 8);
-    CHECK_INT(lct_get_roam_switch(&out), -1);
-    CHECK_INT(lct_set_roam_switch(&value), -1);
-    tell_answer(0, 4); /* a value is missing */
-    CHECK_INT(lct_get_roam_switch(&out), -1);
-    tell_answer(0, 8);
-    CHECK_INT(lct_get_roam_switch(&out), 0);
-
-    file = fopen(TRACE_FILE, "r");
-    REQUIRE(file != NULL);
-    trace[fread(trace, 1, sizeof(trace) - 1, file)] = '\0';
-    fclose(file);
-    CHECK(strstr(trace, "]result error.\n") != NULL);
+    check_told(NEWS, text, sizeof(text));
 }
 
 static void nothing_is_left_after_the_end(void)
@@ -421,10 +299,7 @@ int main(void)
     message_is_sent_with_its_body();
     response_is_cut_to_the_room_for_it();
     notification_reaches_its_subscriber();
-    roaming_is_switched();
-    answer_that_is_no_success_fails_the_request();
-    CHECK_INT(send_request(IPC_MODULE_MM, TELL_STOP, NULL, 0), 1);
-    CHECK_INT(exit_status(manager), 0);
+    stop_module(WAN_MANAGER, manager);
     nothing_is_left_after_the_end();
     return check_end();
 }

@@ -25,6 +25,22 @@ FIXED = {
         ("dns1", 72, 18), ("dns2", 90, 18), ("mask", 108, 18), ("reserved3", 126, 530)]),
     "lct_iface_status": (688, [("reserved1", 0, 4), ("readiness", 4, 4), ("reserved2", 8, 680)]),
     "lct_value_rsp": (8, [("result", 0, 4), ("value", 4, 4)]),
+    "lct_pin": (16, [("pin", 0, 16)]),
+    "lct_pin_change": (32, [("old_pin", 0, 16), ("new_pin", 16, 16)]),
+    "lct_operator": (40, [("name", 0, 16), ("first", 16, 2), ("second", 18, 2), ("numbers", 20, 20)]),
+    "lct_netlist_rsp": (408, [("result", 0, 4), ("reserved", 4, 4), ("operators", 8, 400)]),
+    "apn_item": (580, [
+        ("key", 0, 16), ("apn", 16, 65), ("text1", 81, 65), ("text2", 146, 65), ("text3", 211, 65),
+        ("text4", 276, 20), ("number1", 296, 4), ("number2", 300, 4), ("number3", 304, 4),
+        ("reserved1", 308, 264), ("enabled", 572, 4), ("reserved2", 576, 4)]),
+    "if_stats": (112, [
+        ("rx_packets", 0, 8), ("tx_packets", 8, 8), ("rx_bytes", 16, 8), ("tx_bytes", 24, 8),
+        ("rx_errors", 32, 4), ("tx_errors", 36, 4), ("rx_dropped", 40, 4), ("tx_dropped", 44, 4),
+        ("rx_multicast", 48, 4), ("rx_compressed", 52, 4), ("tx_compressed", 56, 4), ("collisions", 60, 4),
+        ("rx_length_errors", 64, 4), ("rx_over_errors", 68, 4), ("rx_crc_errors", 72, 4),
+        ("rx_frame_errors", 76, 4), ("rx_fifo_errors", 80, 4), ("rx_missed_errors", 84, 4),
+        ("tx_aborted_errors", 88, 4), ("tx_carrier_errors", 92, 4), ("tx_fifo_errors", 96, 4),
+        ("tx_heartbeat_errors", 100, 4), ("tx_window_errors", 104, 4), ("uptime", 108, 4)]),
     "ipc_mq_usg": (12, [("capacity", 0, 4), ("high_count", 4, 4), ("normal_count", 8, 4)]),
     "logconfig": (40, [("id", 0, 4), ("letter", 4, 1), ("name", 5, 33)]),
 }

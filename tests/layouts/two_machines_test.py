@@ -215,10 +215,10 @@ class Events(TwoMachines):
 
     def test_words_are_swapped_and_texts_are_not(self):
         printed, traces = zip(*(self.monitor(machine) for machine in machines))
-        self.assertEqual(printed[0], "interface ready\n"
+        self.assertEqual(printed[0], "interface ready name=WM_READY\n"
                          "link connected interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 "
-                         "dns2=10.64.1.53 mask=255.255.255.252\n"
-                         "link disconnected\n")
+                         "dns2=10.64.1.53 mask=255.255.255.252 name=CONN_CONNECTED\n"
+                         "link disconnected name=WM_DISCONNECTED\n")
         self.assertEqual(printed[0], printed[1])
         self.assertIn(b"]mask:255.255.255.252\n\n", traces[0])
         self.assertEqual(traces[0], traces[1])

@@ -3,15 +3,13 @@
 
 #include "lc_ipc_msg.h"
 #include "lc_mem.h"
+#include "support/bytes.h"
 
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace testing_support {
-
-using Bytes = std::vector<uint8_t>;
 
 struct FreeMessage {
     void operator()(void *msg) const { mem_free_ex(0, 0, MEM_OWNER_IPC, msg); }
@@ -35,16 +33,6 @@ inline uint32_t word_at(const Bytes &bytes, size_t offset)
 }
 
 inline Bytes text(const std::string &value) { return {value.begin(), value.end()}; }
-
-// size bytes, each different from its neighbours.
-inline Bytes pattern(size_t size)
-{
-    Bytes bytes(size);
-    for (size_t i = 0; i < size; ++i) {
-        bytes[i] = static_cast<uint8_t>(i * 7 + 1);
-    }
-    return bytes;
-}
 
 inline Bytes datagram(const ipc_msg_hdr &header, const Bytes &body = {})
 {

@@ -21,6 +21,7 @@
 namespace testing_support {
 
 inline constexpr char kWanManagerSocket[] = "lc_socket_mm_common";
+inline constexpr char kSmsStoreSocket[] = "lc_socket_sms_pb_common";
 
 // The per-process name under which the client's endpoint is bound.
 inline std::string client_socket_name(pid_t pid)
@@ -113,19 +114,19 @@ private:
     int fd_;
 };
 
-// The WAN manager's socket with a thread that answers every synchronous request: registrations with 0,
-// the rest as `answer` says (null: not at all). Keeps what it received, which may be read after stop.
-class WanManagerPeer {
+// A module's socket with a thread that answers every synchronous request: registrations with 0, the
+// rest as `answer` says (null: not at all). Keeps what it received, which may be read after stop.
+class AnsweringPeer {
 public:
     using Answer = std::function<void(ModulePeer &, const WireMessage &)>;
 
-    explicit WanManagerPeer(Answer answer = nullptr)
-        : peer_(kWanManagerSocket), answer_(std::move(answer)), thread_([this] { serve(); })
+    explicit AnsweringPeer(const std::string &name, Answer answer = nullptr)
+        : peer_(name), answer_(std::move(answer)), thread_([this] { serve(); })
     {
     }
-    ~WanManagerPeer() { stop(); }
-    WanManagerPeer(const WanManagerPeer &) = delete;
-    WanManagerPeer &operator=(const WanManagerPeer &) = delete;
+    ~AnsweringPeer() { stop(); }
+    AnsweringPeer(const AnsweringPeer &) = delete;
+    AnsweringPeer &operator=(const AnsweringPeer &) = delete;
 
     // Ends the thread once all that was sent so far has been received.
     std::vector<WireMessage> &stop()
@@ -168,6 +169,14 @@ private:
     std::atomic<bool> stopping_{false};
     std::vector<WireMessage> received_;
     std::thread thread_;
+};
+
+class WanManagerPeer : public AnsweringPeer {
+public:
+    explicit WanManagerPeer(Answer answer = nullptr)
+        : AnsweringPeer(kWanManagerSocket, std::move(answer))
+    {
+    }
 };
 
 } // namespace testing_support

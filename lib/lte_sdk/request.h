@@ -1,0 +1,34 @@
+// A synchronous request as a row of data, and the ways to make one.
+#pragma once
+
+#include "lte_sdk/core.h"
+
+namespace lterouter {
+
+// What tells one request from another.
+struct Request {
+    uint32_t msg_id;
+    uint32_t body_len;
+    uint32_t room; // for the response
+    uint32_t timeout_ms;
+};
+
+// What a response record holds as its result until an answer comes: a failure.
+constexpr int32_t kUnanswered = 1;
+
+struct Answer {
+    bool delivered;
+    uint32_t length;
+};
+
+// Sends a request to the WAN manager and waits for the response. When nothing comes back, response
+// keeps what it holds.
+Answer deliver(const Request &request, const void *body, void *response);
+
+// Makes a request whose response starts with the result word, on behalf of the function that the trace
+// is to name: 0 when it is delivered and the result is 0, else -1. A response that does not fill its
+// record is no success.
+int32_t ask(const char *function, const Request &request, const void *body, void *response,
+            int line = __builtin_LINE());
+
+} // namespace lterouter

@@ -1,0 +1,124 @@
+// Requests of short-lived tools that have not started the client: they bring up a bare endpoint for the
+// duration of the call, and ask for nothing while the SIM cannot be used.
+
+#include "lte_sdk/request.h"
+
+#include "lc_nv.h"
+#include "lct_trace/trace.h"
+
+using namespace lterouter;
+
+namespace {
+
+constexpr Request kStateChange{SC_STATE_CHANGE_REQ, 0, sizeof(int32_t), 400000};
+constexpr uint32_t kSmsDeleteTimeoutMs = 50000;
+
+// The endpoint of the call; stopped with the scope.
+class BareEndpoint {
+public:
+    BareEndpoint() : started_(lct_ipc_init_for_sc_msg() == IPC_SUCCESS) {}
+    ~BareEndpoint()
+    {
+        if (started_) {
+            ipc_msg_fin();
+        }
+    }
+    BareEndpoint(const BareEndpoint &) = delete;
+    BareEndpoint &operator=(const BareEndpoint &) = delete;
+
+    explicit operator bool() const { return started_; }
+
+private:
+    const bool started_;
+};
+
+bool sim_is_ready() { return lct_check_sim_card_ready() == 0; }
+
+// Answers of the network to a USSD code, as the modem reports them. The SMS store takes a whole slot,
+// padding included.
+constexpr char kMenu[400] = // UCS-2: "Choose:", "1 Balance", "2 Data left", "3 Top up", "0 Back"
+    "+CUSD: 1,\""
+    "00430068006F006F00730065003A000A0031002000420061006C0061006E00630065000A"
+    "0032002000440061007400610020006C006500660074000A"
+    "003300200054006F0070002000750070000A00300020004200610063006B\",72";
+constexpr char kPacked[400] = // 7-bit: "Your data bundle ends on the last day of this month."
+    ":+CUSD: 0,\""            // with the colon, as modems have been seen to report it
+    "D9775D0E2287E96190B8EE26B3CBA0B29B3C07BDDD203ABA"
+    "0C6287E77410399C07BDCD203A3A3D07B5DF6E3ADA05\",15";
+constexpr char kBalance[200] = "+CUSD: 0,\"The balance of 070 555 0142 is 12.34.\",15";
+
+} // namespace
+
+int32_t lct_check_sim_card_ready()
+{
+    constexpr char kStatus[] = "wm_wcdma_modem_status_tmp";
+    // A SIM that asks for its PIN at every start is usable once it has been given.
+    if (nvram_match(kStatus, "sim_ready") == NV_SUCCESS ||
+        nvram_match(kStatus, "pin_enable") == NV_SUCCESS) {
+        return 0;
+    }
+    return LCT_TRACE(-1, "nv match error\n\n");
+}
+
+int32_t lct_ipc_init_for_sc_msg()
+{
+    const uint32_t result = ipc_msg_init(IPC_MODULE_CLI1, nullptr, nullptr, nullptr, 1);
+    if (result != IPC_SUCCESS) {
+        return LCT_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
+    }
+    return 0;
+}
+
+int32_t lct_state_change_req()
+{
+    const BareEndpoint endpoint;
+    if (!endpoint) {
+        return LCT_TRACE(-1, "ipc init failure.\n\n");
+    }
+    if (!sim_is_ready()) {
+        return 0;
+    }
+    int32_t result = kUnanswered;
+    return ask(__func__, kStateChange, nullptr, &result);
+}
+
+int32_t lct_sms_del_dev_all_msg()
+{
+    const BareEndpoint endpoint;
+    if (!endpoint) {
+        return LCT_TRACE(-1, "ipc init failure.\n\n");
+    }
+    if (send_request(IPC_MODULE_MM, SC_STATE_CHANGE_REQ, nullptr, 0) == 0) {
+        LCT_TRACE(void(), "ipc msg send failure.\n\n"); // the messages can be deleted all the same
+    }
+    if (!sim_is_ready()) {
+        return 0;
+    }
+    int32_t result = -1;
+    uint32_t length = sizeof(result);
+    if (send_request_syn(IPC_MODULE_SMS_PB, WM_MSG_SMS_DEL_ALL_REQ, nullptr, 0, kSmsDeleteTimeoutMs,
+                         &result, &length) == 0 ||
+        length != sizeof(result) || result != 0) {
+        return LCT_TRACE(-1, "ipc msg del failure.\n\n");
+    }
+    return LCT_TRACE(0, "ipc msg del ok\n\n");
+}
+
+int32_t lct_test_ussd_notify_req()
+{
+    struct Slot {
+        const char *text;
+        uint32_t size;
+    };
+    constexpr Slot kSlots[] = {
+        {kMenu, sizeof(kMenu)}, {kPacked, sizeof(kPacked)}, {kBalance, sizeof(kBalance)}};
+
+    char flag[32];
+    const int number =
+        nvmram_readnv("test_ussd_flg", flag, sizeof(flag)) == NV_SUCCESS ? number_at(flag) : 1;
+    const Slot &slot = kSlots[number == 2 || number == 3 ? number - 1 : 0];
+    if (send_request(IPC_MODULE_SMS_PB, WM_MSG_MODEM_NOTIFY, slot.text, slot.size) == 0) {
+        return LCT_TRACE(-1, "ipc msg send failure.\n\n");
+    }
+    return 0;
+}

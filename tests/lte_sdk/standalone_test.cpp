@@ -1,0 +1,561 @@
+// Requests of tools that have not started the client, against the sockets of the WAN manager and of the
+// SMS store; and the answers for tests that the SMS store is sent.
+#include "lc_ipc_msg.h"
+#include "support/ram_store.h"
+#include "support/sync_requests.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <vector>
+
+using namespace testing_support;
+
+namespace {
+
+constexpr char kSimStatus[] = "wm_wcdma_modem_status_tmp";
+constexpr uint32_t kStateChange = 0x10000001;
+constexpr uint32_t kModemNotify = 0x104000b3;
+constexpr uint32_t kSmsDeleteAll = 0x104000d1;
+
+const std::string kSimNotReady = trace_entry("lct_check_sim_card_ready", "nv match error\n\n");
+const std::string kInitFailed = trace_entry("lct_ipc_init_for_sc_msg", "ipc init failled, ret=11\n\n");
+
+std::string own_socket() { return client_socket_name(getpid()); }
+
+// What a peer answers, and what it sees when it is asked.
+class Answers {
+public:
+    explicit Answers(Bytes body) : body_(std::move(body)) {}
+    explicit Answers(int32_t result) : Answers(bytes_of(result)) {}
+
+    AnsweringPeer::Answer operator()()
+    {
+        return [this](ModulePeer &peer, const WireMessage &request) {
+            endpoint_was_up = socket_exists(own_socket());
+            peer.respond(request, body_);
+        };
+    }
+
+    std::atomic<bool> endpoint_was_up{false};
+
+private:
+    Bytes body_;
+};
+
+// Both calls, with the SIM ready.
+class Standalone : public RamStore {
+protected:
+    Standalone() { set_sim("sim_ready"); }
+    ~Standalone() override
+    {
+        EXPECT_FALSE(socket_exists(own_socket())) << "the endpoint outlived the call";
+    }
+
+    static void set_sim(const std::string &status) { put(kSimStatus, stored(status)); }
+
+    static void expect_message(const WireMessage &message, uint32_t type, uint32_t msg_id)
+    {
+        expect_header(message, type, msg_id, 0);
+    }
+};
+
+const std::vector<std::string> kUnusable = {
+    "",         "0",         "sim_not_ready", "sim_ready ", "sim_read",          "SIM_READY",
+    "sim_busy", "pin_enabl", "pin_enabled",   "puk_locked", "pin_enable\nagain",
+};
+
+} // namespace
+
+using StateChange = Standalone;
+using SmsClear = Standalone;
+
+// ---- The endpoint ----
+
+TEST(BareEndpoint, is_the_clients_without_a_trace)
+{
+    EXPECT_EQ(lct_ipc_init_for_sc_msg(), 0);
+    EXPECT_TRUE(socket_exists(own_socket()));
+    EXPECT_EQ(trace_text(), "");
+    ipc_msg_fin();
+    EXPECT_FALSE(socket_exists(own_socket()));
+}
+
+TEST(BareEndpoint, has_no_handler)
+{
+    ASSERT_EQ(lct_ipc_init_for_sc_msg(), 0);
+    ModulePeer wan_manager(kWanManagerSocket);
+    const sockaddr_un client = module_address(own_socket());
+    wan_manager.send(client, {IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY, 0, 1}, {});
+    // The answer to this comes after the notification has been dealt with.
+    wan_manager.send(client, {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 0, 2}, bytes_of(uint32_t{9}));
+    receive_from(wan_manager);
+    EXPECT_EQ(trace_text(), "");
+    ipc_msg_fin();
+}
+
+TEST(BareEndpoint, failure_is_traced_with_its_code)
+{
+    const ModulePeer squatter(own_socket());
+    EXPECT_EQ(lct_ipc_init_for_sc_msg(), 11);
+    EXPECT_EQ(trace_text(), kInitFailed);
+}
+
+TEST(BareEndpoint, that_is_up_already_is_good)
+{
+    ASSERT_EQ(lct_ipc_init_for_sc_msg(), 0);
+    EXPECT_EQ(lct_ipc_init_for_sc_msg(), 0);
+    EXPECT_EQ(trace_text(), "");
+    ipc_msg_fin();
+}
+
+// ---- State change ----
+
+TEST_F(StateChange, asks_the_wan_manager_over_an_endpoint_of_the_call)
+{
+    Answers answers(0);
+    WanManagerPeer wan_manager(answers());
+    const ModulePeer sms_store(kSmsStoreSocket);
+    EXPECT_EQ(lct_state_change_req(), 0);
+    EXPECT_TRUE(answers.endpoint_was_up);
+    EXPECT_FALSE(socket_exists(own_socket()));
+    const std::vector<WireMessage> &received = wan_manager.stop();
+    ASSERT_EQ(received.size(), 1U);
+    expect_message(received[0], IPC_MSG_TYPE_REQUEST, kStateChange);
+    EXPECT_EQ(trace_text(), "");
+}
+
+TEST_F(StateChange, can_be_asked_for_again)
+{
+    Answers answers(0);
+    WanManagerPeer wan_manager(answers());
+    for (int i = 0; i < 3; ++i) {
+        answers.endpoint_was_up = false;
+        EXPECT_EQ(lct_state_change_req(), 0);
+        EXPECT_TRUE(answers.endpoint_was_up);
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+    EXPECT_EQ(wan_manager.stop().size(), 3U);
+}
+
+TEST_F(StateChange, waits_400_seconds_for_a_result)
+{
+    Answers answers(0);
+    WanManagerPeer wan_manager(answers());
+    EXPECT_EQ(lct_state_change_req(), 0);
+    EXPECT_EQ(g_exchange.timeout, 400000U);
+    EXPECT_EQ(g_exchange.room, 4U);
+}
+
+TEST_F(StateChange, without_an_answer_in_time_fails)
+{
+    EXPECT_EQ(timed_out(lct_state_change_req), -1);
+    EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
+}
+
+TEST_F(StateChange, sim_that_cannot_be_used_is_success_and_nothing_is_sent)
+{
+    ModulePeer wan_manager(kWanManagerSocket);
+    ModulePeer sms_store(kSmsStoreSocket);
+    for (const std::string &status : kUnusable) {
+        unlink(kTraceFile);
+        set_sim(status);
+        EXPECT_EQ(lct_state_change_req(), 0) << status;
+        EXPECT_EQ(trace_text(), kSimNotReady) << status;
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(sms_store.nothing_arrives(0));
+}
+
+TEST_F(StateChange, unknown_sim_status_is_success_and_nothing_is_sent)
+{
+    ModulePeer wan_manager(kWanManagerSocket);
+    unlink(file_of(kSimStatus).c_str());
+    EXPECT_EQ(lct_state_change_req(), 0);
+    EXPECT_EQ(trace_text(), kSimNotReady);
+    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+}
+
+TEST_F(StateChange, sim_that_asks_for_its_pin_at_every_start_can_be_used)
+{
+    set_sim("pin_enable");
+    Answers answers(0);
+    WanManagerPeer wan_manager(answers());
+    EXPECT_EQ(lct_state_change_req(), 0);
+    EXPECT_EQ(wan_manager.stop().size(), 1U);
+    EXPECT_EQ(trace_text(), "");
+}
+
+TEST_F(StateChange, without_a_wan_manager_fails)
+{
+    EXPECT_EQ(lct_state_change_req(), -1);
+    EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
+}
+
+TEST_F(StateChange, non_zero_result_fails)
+{
+    for (const int32_t result : {1, -1, 256, INT32_MIN}) {
+        unlink(kTraceFile);
+        Answers answers(result);
+        WanManagerPeer wan_manager(answers());
+        EXPECT_EQ(lct_state_change_req(), -1);
+        EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "result error.\n\n"));
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+}
+
+TEST_F(StateChange, answer_without_a_whole_result_is_a_result_error)
+{
+    for (const size_t size : {0U, 1U, 3U}) {
+        unlink(kTraceFile);
+        Answers answers(Bytes(size, 0));
+        WanManagerPeer wan_manager(answers());
+        EXPECT_EQ(lct_state_change_req(), -1) << size;
+        EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "result error.\n\n")) << size;
+    }
+}
+
+TEST_F(StateChange, answer_of_more_than_4_bytes_is_a_send_failure)
+{
+    Answers answers(Bytes(5, 0));
+    WanManagerPeer wan_manager(answers());
+    EXPECT_EQ(lct_state_change_req(), -1);
+    EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
+}
+
+TEST_F(StateChange, endpoint_that_cannot_start_fails_before_the_sim_is_looked_at)
+{
+    set_sim("sim_busy");
+    ModulePeer wan_manager(kWanManagerSocket);
+    {
+        const ModulePeer squatter(own_socket());
+        EXPECT_EQ(lct_state_change_req(), -1);
+    }
+    EXPECT_EQ(trace_text(), kInitFailed + trace_entry("lct_state_change_req", "ipc init failure.\n\n"));
+    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+}
+
+TEST_F(StateChange, takes_the_endpoint_of_a_started_client_with_it)
+{
+    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
+    Answers answers(0);
+    WanManagerPeer wan_manager(answers());
+    EXPECT_EQ(lct_state_change_req(), 0);
+    EXPECT_FALSE(socket_exists(own_socket()));
+    EXPECT_EQ(trace_text(), "");
+    EXPECT_EQ(lct_module_fin(), 0);
+}
+
+// ---- SMS clear ----
+
+namespace {
+
+std::string sms_trace(const std::string &text)
+{
+    return trace_entry("lct_sms_del_dev_all_msg", text + "\n\n");
+}
+
+const std::string kDeleted = sms_trace("ipc msg del ok");
+const std::string kNotDeleted = sms_trace("ipc msg del failure.");
+const std::string kNotAnnounced = sms_trace("ipc msg send failure.");
+
+} // namespace
+
+TEST_F(SmsClear, announces_a_state_change_and_has_the_store_delete)
+{
+    Answers answers(0);
+    ModulePeer wan_manager(kWanManagerSocket);
+    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_TRUE(answers.endpoint_was_up);
+    EXPECT_FALSE(socket_exists(own_socket()));
+    expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
+    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    const std::vector<WireMessage> &received = sms_store.stop();
+    ASSERT_EQ(received.size(), 1U);
+    expect_message(received[0], IPC_MSG_TYPE_REQUEST, kSmsDeleteAll);
+    EXPECT_EQ(trace_text(), kDeleted);
+}
+
+TEST_F(SmsClear, announces_before_it_deletes)
+{
+    ModulePeer wan_manager(kWanManagerSocket);
+    std::atomic<bool> announced = false;
+    AnsweringPeer sms_store(kSmsStoreSocket, [&](ModulePeer &peer, const WireMessage &request) {
+        announced = !wan_manager.nothing_arrives(0);
+        peer.respond(request, bytes_of(int32_t{0}));
+    });
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_TRUE(announced);
+}
+
+TEST_F(SmsClear, can_be_asked_for_again)
+{
+    Answers answers(0);
+    WanManagerPeer wan_manager;
+    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+    EXPECT_EQ(wan_manager.stop().size(), 3U);
+    EXPECT_EQ(sms_store.stop().size(), 3U);
+}
+
+TEST_F(SmsClear, waits_50_seconds_for_a_result)
+{
+    Answers answers(0);
+    WanManagerPeer wan_manager;
+    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_EQ(g_exchange.timeout, 50000U);
+    EXPECT_EQ(g_exchange.room, 4U);
+}
+
+TEST_F(SmsClear, without_an_answer_in_time_fails)
+{
+    ModulePeer sms_store(kSmsStoreSocket);
+    EXPECT_EQ(timed_out(lct_sms_del_dev_all_msg), -1);
+    EXPECT_EQ(trace_text(), kNotDeleted);
+    expect_message(receive_from(sms_store), IPC_MSG_TYPE_REQUEST, kSmsDeleteAll);
+}
+
+TEST_F(SmsClear, deletes_although_nobody_took_the_announcement)
+{
+    Answers answers(0);
+    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_EQ(sms_store.stop().size(), 1U);
+    EXPECT_EQ(trace_text(), kNotAnnounced + kDeleted);
+}
+
+TEST_F(SmsClear, sim_that_cannot_be_used_is_success_and_only_the_announcement_is_sent)
+{
+    ModulePeer wan_manager(kWanManagerSocket);
+    ModulePeer sms_store(kSmsStoreSocket);
+    for (const std::string &status : kUnusable) {
+        unlink(kTraceFile);
+        set_sim(status);
+        EXPECT_EQ(lct_sms_del_dev_all_msg(), 0) << status;
+        EXPECT_EQ(trace_text(), kSimNotReady) << status;
+        expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(sms_store.nothing_arrives(0));
+}
+
+TEST_F(SmsClear, unknown_sim_status_is_success_also_when_the_announcement_fails)
+{
+    unlink(file_of(kSimStatus).c_str());
+    ModulePeer sms_store(kSmsStoreSocket);
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_EQ(trace_text(), kNotAnnounced + kSimNotReady);
+    EXPECT_TRUE(sms_store.nothing_arrives(0));
+}
+
+TEST_F(SmsClear, sim_that_asks_for_its_pin_at_every_start_can_be_used)
+{
+    set_sim("pin_enable");
+    Answers answers(0);
+    WanManagerPeer wan_manager;
+    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_EQ(trace_text(), kDeleted);
+}
+
+TEST_F(SmsClear, without_a_store_fails)
+{
+    ModulePeer wan_manager(kWanManagerSocket);
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
+    EXPECT_EQ(trace_text(), kNotDeleted);
+    expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
+}
+
+TEST_F(SmsClear, non_zero_result_fails)
+{
+    WanManagerPeer wan_manager;
+    for (const int32_t result : {1, -1, 256, INT32_MIN}) {
+        unlink(kTraceFile);
+        Answers answers(result);
+        AnsweringPeer sms_store(kSmsStoreSocket, answers());
+        EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
+        EXPECT_EQ(trace_text(), kNotDeleted);
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+}
+
+TEST_F(SmsClear, answer_of_other_than_4_bytes_fails)
+{
+    WanManagerPeer wan_manager;
+    for (const size_t size : {0U, 1U, 3U, 5U, 8U}) {
+        unlink(kTraceFile);
+        Answers answers(Bytes(size, 0));
+        AnsweringPeer sms_store(kSmsStoreSocket, answers());
+        EXPECT_EQ(lct_sms_del_dev_all_msg(), -1) << size;
+        EXPECT_EQ(trace_text(), kNotDeleted) << size;
+    }
+}
+
+TEST_F(SmsClear, endpoint_that_cannot_start_fails_and_nothing_is_sent)
+{
+    ModulePeer wan_manager(kWanManagerSocket);
+    ModulePeer sms_store(kSmsStoreSocket);
+    {
+        const ModulePeer squatter(own_socket());
+        EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
+    }
+    EXPECT_EQ(trace_text(), kInitFailed + sms_trace("ipc init failure."));
+    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(sms_store.nothing_arrives(0));
+}
+
+TEST_F(SmsClear, takes_the_endpoint_of_a_started_client_with_it)
+{
+    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
+    Answers answers(0);
+    WanManagerPeer wan_manager;
+    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_FALSE(socket_exists(own_socket()));
+    EXPECT_EQ(trace_text(), kDeleted);
+    EXPECT_EQ(lct_module_fin(), 0);
+}
+
+// ---- USSD answers for tests ----
+
+namespace {
+
+constexpr char kUssdFlag[] = "test_ussd_flg";
+const std::string kUssdFailed = trace_entry("lct_test_ussd_notify_req", "ipc msg send failure.\n\n");
+
+// What the SMS store gets with the flag at a value; without one when it is null.
+std::string ussd_slot(const char *flag)
+{
+    unlink((NVMRAM_DIR + std::string(kUssdFlag)).c_str());
+    if (flag != nullptr) {
+        EXPECT_EQ(nvmram_writenv(kUssdFlag, flag, 256), NV_SUCCESS);
+    }
+    ModulePeer sms_store(kSmsStoreSocket);
+    EXPECT_EQ(lct_test_ussd_notify_req(), 0);
+    const WireMessage message = receive_from(sms_store);
+    EXPECT_TRUE(sms_store.nothing_arrives(0));
+    EXPECT_EQ(message.header.type, IPC_MSG_TYPE_ASYNC);
+    EXPECT_EQ(message.header.msg_id, kModemNotify);
+    EXPECT_EQ(message.sender_name(), own_socket());
+    return {message.body.begin(), message.body.end()};
+}
+
+// The answer in a slot: what stands in quotes behind a start and in front of an end, up to which the
+// slot must be full, and padded with NULs from there on.
+std::string quoted(const std::string &slot, const std::string &start, const std::string &end)
+{
+    const std::string text = slot.c_str();
+    EXPECT_EQ(slot, text + std::string(slot.size() - text.size(), '\0'));
+    EXPECT_LT(text.size(), slot.size()) << "not terminated";
+    if (!text.starts_with(start + '"') || !text.ends_with('"' + end)) {
+        ADD_FAILURE() << text;
+        return "";
+    }
+    return text.substr(start.size() + 1, text.size() - start.size() - end.size() - 2);
+}
+
+std::vector<uint32_t> hexadecimal(const std::string &digits, size_t width)
+{
+    EXPECT_EQ(digits.size() % width, 0U);
+    EXPECT_EQ(digits.find_first_not_of("0123456789ABCDEF"), std::string::npos);
+    std::vector<uint32_t> numbers;
+    for (size_t i = 0; i < digits.size(); i += width) {
+        numbers.push_back(static_cast<uint32_t>(std::stoul(digits.substr(i, width), nullptr, 16)));
+    }
+    return numbers;
+}
+
+std::string from_ucs2(const std::string &digits)
+{
+    std::string text;
+    for (const uint32_t unit : hexadecimal(digits, 4)) {
+        EXPECT_LT(unit, 0x80U);
+        text += static_cast<char>(unit);
+    }
+    return text;
+}
+
+// The 7-bit alphabet has letters, digits, space and full stop where ASCII has them.
+std::string from_packed(const std::string &digits)
+{
+    std::string text;
+    uint32_t bits = 0;
+    unsigned count = 0;
+    for (const uint32_t octet : hexadecimal(digits, 2)) {
+        bits |= octet << count;
+        for (count += 8; count >= 7; count -= 7) {
+            text += static_cast<char>(bits & 0x7FU);
+            bits >>= 7;
+        }
+    }
+    return text;
+}
+
+class UssdTest : public Client {
+protected:
+    ~UssdTest() override { EXPECT_EQ(trace_text(), ""); }
+};
+
+} // namespace
+
+TEST_F(UssdTest, slot_1_is_a_menu_of_400_bytes_in_ucs2)
+{
+    const std::string slot = ussd_slot("1");
+    EXPECT_EQ(slot.size(), 400U);
+    EXPECT_EQ(from_ucs2(quoted(slot, "+CUSD: 1,", ",72")),
+              "Choose:\n1 Balance\n2 Data left\n3 Top up\n0 Back");
+}
+
+TEST_F(UssdTest, slot_2_is_an_answer_of_400_bytes_in_packed_7_bit_behind_a_colon)
+{
+    const std::string slot = ussd_slot("2");
+    EXPECT_EQ(slot.size(), 400U);
+    EXPECT_EQ(from_packed(quoted(slot, ":+CUSD: 0,", ",15")),
+              "Your data bundle ends on the last day of this month.");
+}
+
+TEST_F(UssdTest, slot_3_is_a_balance_of_200_bytes_in_plain_text)
+{
+    const std::string slot = ussd_slot("3");
+    EXPECT_EQ(slot.size(), 200U);
+    EXPECT_EQ(quoted(slot, "+CUSD: 0,", ",15"), "The balance of 070 555 0142 is 12.34.");
+}
+
+TEST_F(UssdTest, any_other_flag_selects_slot_1)
+{
+    const std::string slot_1 = ussd_slot("1");
+    EXPECT_EQ(ussd_slot(nullptr), slot_1);
+    for (const char *flag : {"", "0", "4", "x", "-2", "20", "258", "x2"}) {
+        EXPECT_EQ(ussd_slot(flag), slot_1) << flag;
+    }
+}
+
+TEST_F(UssdTest, flag_of_up_to_31_characters_can_be_read)
+{
+    const std::string flag = std::string(30, '0') + '3';
+    EXPECT_EQ(ussd_slot(flag.c_str()), ussd_slot("3"));
+    EXPECT_EQ(ussd_slot(('0' + flag).c_str()), ussd_slot("1"));
+}
+
+using UssdTestFailure = Client;
+
+TEST_F(UssdTestFailure, without_a_store_is_traced)
+{
+    EXPECT_EQ(lct_test_ussd_notify_req(), -1);
+    EXPECT_EQ(trace_text(), kUssdFailed);
+}
+
+TEST(UssdTestNotStarted, fails_and_is_traced)
+{
+    ModulePeer sms_store(kSmsStoreSocket);
+    EXPECT_EQ(lct_test_ussd_notify_req(), -1);
+    EXPECT_EQ(trace_text(), kUssdFailed);
+    EXPECT_TRUE(sms_store.nothing_arrives(0));
+}
