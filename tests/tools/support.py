@@ -16,13 +16,20 @@ import stranger  # noqa: E402
 
 DONE, FAILED, USAGE, NOBODY = range(4)
 SOCKET = stranger.SERVER
+SMS_SOCKET = "lc_socket_sms_pb_common"
 STORE = "/tmp/nv/"
 TIMEOUT = 60
 
 CONNECT, DISCONNECT = 0x10400001, 0x10400003
 LINK_STATUS, IFACE_STATUS, MODEM = 0x10400016, 0x10400017, 0x104000B3
 GET_ROAMING, SET_ROAMING = 0x1040006A, 0x1040006C
+GET_NETTYPE, GET_IMSI, SEARCH = 0x1040005A, 0x104000BD, 0x10400086
+ENABLE_PIN, DISABLE_PIN, MODIFY_PIN, SET_PIN_ASKING = 0x1040009C, 0x10400070, 0x10400080, 0x10400082
+DELETE_ALL = 0x104000D1
 DISCONNECTED, DISCONNECTING, CONNECTED, CONNECTING = range(4)
+
+REFUSED = stranger.pack("i", -1)
+SUCCESS = stranger.pack("i", 0)
 
 LINK_BODY, IFACE_BODY = 656, 688
 LINK_FIELDS = struct.Struct(stranger.ORDER + "5I16s18s18s18s18s18s")
@@ -134,7 +141,7 @@ class ToolTest(unittest.TestCase):
     def start_wansim(self, *options):
         simulator = Background(self, wansim_program, *options)
         if "--quiet" not in options:
-            self.assertIn(SOCKET, simulator.out.next())
+            self.assertIn(SMS_SOCKET if "--sms-store" in options else SOCKET, simulator.out.next())
         return simulator
 
     def start_monitor(self, *options):
@@ -199,3 +206,66 @@ class FakeManager(stranger.Stranger):
 
     def publish(self, client, msg_id, body):
         self.send(stranger.message(stranger.ASYNC, msg_id, body), client)
+
+
+# What wansim publishes of a connected link: address, gateway, name servers, mask.
+LINK_ADDRESSES = ("10.64.0.2", "10.64.0.1", "10.64.0.53", "10.64.1.53", "255.255.255.252")
+
+
+def parameter(name):
+    with open(STORE + name, "rb") as file:
+        return file.read()
+
+
+class WansimTest(ToolTest):
+    """wansim as its clients see it, through plain sockets."""
+
+    def start(self, *options):
+        self.wansim = self.start_wansim(*options)
+        self.peer = self.start_peer()
+
+    def end(self):
+        """Ends wansim, in order; the rest of its output."""
+        status, out, errors = self.wansim.end()
+        self.assertEqual((status, errors), (DONE, ""))
+        self.peer.close()
+        return out
+
+    def subscribe(self, *notifications, peer=None):
+        for notification in notifications or (IFACE_STATUS, LINK_STATUS, MODEM):
+            self.assertEqual((peer or self.peer).register(notification), 0)
+
+    def tell(self, msg_id, body=b"", kind=stranger.ASYNC):
+        self.peer.send(stranger.message(kind, msg_id, body))
+
+    def notification(self):
+        """(id, body) of the next notification."""
+        received = self.peer.receive()
+        self.assertIsNotNone(received, "no notification")
+        kind, msg_id, _, body = stranger.parse(received[0])
+        self.assertEqual(kind, stranger.ASYNC)
+        return msg_id, body
+
+    def assert_interface(self, readiness):
+        msg_id, body = self.notification()
+        self.assertEqual((msg_id, len(body)), (IFACE_STATUS, IFACE_BODY))
+        self.assertEqual(stranger.unpack("2I", body[:8])[1], readiness)
+
+    def assert_link(self, status, interface="wwan0", addresses=None):
+        msg_id, body = self.notification()
+        self.assertEqual((msg_id, len(body)), (LINK_STATUS, LINK_BODY))
+        if addresses is None:
+            addresses = LINK_ADDRESSES if status == CONNECTED else ("",) * 5
+        ip_status = 1 if status == CONNECTED else 0
+        self.assertEqual(parse_link(body), (2, status, ip_status, interface, *addresses))
+
+    def assert_modem(self, report):
+        msg_id, body = self.notification()
+        self.assertEqual((msg_id, body.rstrip(b"\0")), (MODEM, report))
+
+    def assert_quiet(self):
+        """Nothing more was sent: the answer to a request is the next thing that comes."""
+        self.peer.session += 1
+        self.peer.send(stranger.message(stranger.REQUEST, GET_ROAMING, b"", self.peer.session))
+        kind, _, session, _ = stranger.parse(self.peer.receive()[0])
+        self.assertEqual((kind, session), (stranger.RESPONSE, self.peer.session))

@@ -8,63 +8,8 @@ import time
 
 import support
 from support import (CONNECT, CONNECTED, CONNECTING, DISCONNECT, DISCONNECTED, DISCONNECTING, DONE,
-                     FAILED, GET_ROAMING, IFACE_BODY, IFACE_STATUS, LINK_BODY, LINK_STATUS, MODEM,
-                     SET_ROAMING, SOCKET, STORE, ToolTest, ltectl, parse_link, stranger, wansim)
-
-REFUSED = stranger.pack("i", -1)
-SUCCESS = stranger.pack("i", 0)
-DEFAULTS = ("10.64.0.2", "10.64.0.1", "10.64.0.53", "10.64.1.53", "255.255.255.252")
-NOTHING = ("", "", "", "", "")
-
-
-def parameter(name):
-    with open(STORE + name, "rb") as file:
-        return file.read()
-
-
-class WansimTest(ToolTest):
-    def start(self, *options):
-        self.wansim = self.start_wansim(*options)
-        self.peer = self.start_peer()
-
-    def subscribe(self, *notifications, peer=None):
-        for notification in notifications or (IFACE_STATUS, LINK_STATUS, MODEM):
-            self.assertEqual((peer or self.peer).register(notification), 0)
-
-    def tell(self, msg_id, body=b"", kind=stranger.ASYNC):
-        self.peer.send(stranger.message(kind, msg_id, body))
-
-    def notification(self):
-        """(id, body) of the next notification."""
-        received = self.peer.receive()
-        self.assertIsNotNone(received, "no notification")
-        kind, msg_id, _, body = stranger.parse(received[0])
-        self.assertEqual(kind, stranger.ASYNC)
-        return msg_id, body
-
-    def assert_interface(self, readiness):
-        msg_id, body = self.notification()
-        self.assertEqual((msg_id, len(body)), (IFACE_STATUS, IFACE_BODY))
-        self.assertEqual(stranger.unpack("2I", body[:8])[1], readiness)
-
-    def assert_link(self, status, interface="wwan0", addresses=None):
-        msg_id, body = self.notification()
-        self.assertEqual((msg_id, len(body)), (LINK_STATUS, LINK_BODY))
-        if addresses is None:
-            addresses = DEFAULTS if status == CONNECTED else NOTHING
-        ip_status = 1 if status == CONNECTED else 0
-        self.assertEqual(parse_link(body), (2, status, ip_status, interface, *addresses))
-
-    def assert_modem(self, report):
-        msg_id, body = self.notification()
-        self.assertEqual((msg_id, body.rstrip(b"\0")), (MODEM, report))
-
-    def assert_quiet(self):
-        """Nothing more was sent: the answer to a request is the next thing that comes."""
-        self.peer.session += 1
-        self.peer.send(stranger.message(stranger.REQUEST, GET_ROAMING, b"", self.peer.session))
-        kind, _, session, _ = stranger.parse(self.peer.receive()[0])
-        self.assertEqual((kind, session), (stranger.RESPONSE, self.peer.session))
+                     FAILED, GET_ROAMING, IFACE_STATUS, LINK_STATUS, MODEM, REFUSED, SET_ROAMING, SOCKET,
+                     STORE, SUCCESS, WansimTest, ltectl, parameter, stranger, wansim)
 
 
 class Link(WansimTest):
@@ -186,12 +131,12 @@ class Requests(WansimTest):
 
     def test_an_unknown_synchronous_request_is_refused(self):
         self.start()
-        for msg_id in (0x104000BD, 0x10000001, 0, 4, 0xFFFFFFFF):
+        for msg_id in (support.LINK_STATUS, 0x104000D1, 0, 4, 0xFFFFFFFF):
             self.assertEqual(self.peer.ask(msg_id, b"body"), REFUSED)
 
     def test_what_asks_for_no_answer_gets_none(self):
         self.start()
-        self.tell(0x104000BF, b"\0" * 688)
+        self.tell(0x50000001, b"\0" * 688)
         self.tell(SET_ROAMING, stranger.pack("I", 1))
         self.assert_quiet()
         self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 1))
@@ -337,7 +282,7 @@ class Life(WansimTest):
         second = wansim()
         self.assertEqual((second.returncode, second.stdout, second.stderr), (
             FAILED, "", f"wansim: cannot listen at {SOCKET} (code 11): "
-                        "end the WAN manager that is running first\n"))
+                        "end the one that is running first\n"))
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
         self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 0))
 
@@ -378,7 +323,7 @@ class Output(WansimTest):
         self.peer.ask(CONNECT)
         self.peer.ask(DISCONNECT)
         self.peer.ask(SET_ROAMING, stranger.pack("I", 1))
-        self.peer.ask(0x104000BD)
+        self.peer.ask(0x104000D1)
         status, out, errors = self.wansim.end()
         self.assertEqual((status, errors), (DONE, ""))
         return out
@@ -386,22 +331,22 @@ class Output(WansimTest):
     def test_one_line_for_each_thing_it_does(self):
         peer = "from=lc_socket_cgi_common"
         addresses = " ".join(f"{name}={value}" for name, value in zip(
-            ("ip", "gateway", "dns1", "dns2", "mask"), DEFAULTS))
+            ("ip", "gateway", "dns1", "dns2", "mask"), support.LINK_ADDRESSES))
         self.assertEqual(self.served().splitlines(), [f"wansim: {line}" for line in (
             f"request connect id=0x10400001 {peer}",
-            "interface ready",
-            "link connecting",
+            "interface ready name=WM_READY",
+            "link connecting name=WM_CONNECTING",
             "modem +CSQ: 23,99",
-            f"link connected interface=wwan0 {addresses}",
+            f"link connected interface=wwan0 {addresses} name=CONN_CONNECTED",
             f"request disconnect id=0x10400003 {peer}",
-            "link disconnecting",
+            "link disconnecting name=WM_DISCONNECTING",
             "modem +CSQ: 18,99",
-            "link disconnected",
-            "interface not ready",
+            "link disconnected name=WM_DISCONNECTED",
+            "interface not ready name=WM_NOT_READY",
             f"request set-roaming id=0x1040006c {peer}",
             "roaming on",
-            f"request unknown id=0x104000bd {peer}",
-            "refused unknown",
+            f"request unknown id=0x104000d1 {peer}",
+            "refused unknown result=-1",
             "ended")])
 
     def test_as_json(self):
@@ -412,7 +357,7 @@ class Output(WansimTest):
         self.assertEqual(events[0], {"event": "request", "request": "connect", "id": "0x10400001",
                                      "from": "lc_socket_cgi_common"})
         self.assertEqual(events[3], {"event": "modem", "report": "+CSQ: 23,99"})
-        self.assertEqual(events[13], {"event": "refused", "request": "unknown"})
+        self.assertEqual(events[13], {"event": "refused", "request": "unknown", "result": -1})
 
     def test_ready_as_json(self):
         simulator = support.Background(self, support.wansim_program, "--json")

@@ -34,6 +34,16 @@ template <uint32_t Min, uint32_t Max> bool parse_number_in(const char *text, voi
     return parse_number(text, Min, Max, static_cast<uint32_t *>(target));
 }
 
+// min to max digits. text: char[16].
+bool parse_digit_text(const char *digits, size_t min, size_t max, void *text);
+
+// For a ValueType of digits. Target: char[16].
+template <size_t Min, size_t Max> bool parse_digits(const char *text, void *target)
+{
+    static_assert(Max < 16);
+    return parse_digit_text(text, Min, Max, target);
+}
+
 struct Option {
     const char *name = nullptr;
     const char *argument = nullptr; // as the help calls it; none for a switch

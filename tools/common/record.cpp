@@ -13,7 +13,8 @@ namespace {
 
 std::atomic<int> g_output_error{0};
 
-// A value must not break its line nor drive the terminal.
+} // namespace
+
 void put_text(std::string_view text)
 {
     for (const char ch : text) {
@@ -21,8 +22,6 @@ void put_text(std::string_view text)
         fputc(byte < 0x20 || byte == 0x7f ? '?' : ch, stdout);
     }
 }
-
-} // namespace
 
 int output_error() { return g_output_error; }
 

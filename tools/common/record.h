@@ -31,6 +31,9 @@ private:
     bool empty_ = true;
 };
 
+// Prints a text that may hold anything: it must not break its line nor drive the terminal.
+void put_text(std::string_view text);
+
 // The error that kept output from being written, as an errno value; 0 when there was none.
 int output_error();
 

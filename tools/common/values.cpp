@@ -87,4 +87,14 @@ bool parse_number(const char *text, uint32_t min, uint32_t max, uint32_t *value)
     return true;
 }
 
+bool parse_digit_text(const char *digits, size_t min, size_t max, void *text)
+{
+    const size_t length = strspn(digits, "0123456789");
+    if (digits[length] != '\0' || length < min || length > max) {
+        return false;
+    }
+    store_text(digits, text, 16);
+    return true;
+}
+
 } // namespace lterouter::tools

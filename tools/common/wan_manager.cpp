@@ -21,10 +21,10 @@ void add_named(Record &record, const char *name, const char *const (&names)[Coun
 
 } // namespace
 
-ipc_addr wan_manager_address()
+ipc_addr module_address(uint32_t module_id)
 {
     ipc_addr address;
-    ipc_get_addr_by_id(IPC_MODULE_MM, IPC_PRIORITY_COMMON, &address);
+    ipc_get_addr_by_id(module_id, IPC_PRIORITY_COMMON, &address);
     return address;
 }
 
@@ -48,13 +48,15 @@ void print_link(const lct_link_status &link)
             .field("dns2", bounded(link.dns2))
             .field("mask", bounded(link.mask));
     }
+    record.field("name", get_link_str(link.link_status));
 }
 
 void print_interface(const lct_iface_status &interface)
 {
     Record()
         .word("event", "interface")
-        .word("status", interface.readiness == kReady ? "ready" : "not ready");
+        .word("status", interface.readiness == kReady ? "ready" : "not ready")
+        .field("name", get_iface_status_str(interface.readiness));
 }
 
 void print_roaming(uint32_t value)

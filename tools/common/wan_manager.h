@@ -7,8 +7,9 @@
 
 namespace lterouter::tools {
 
-// Where the WAN manager listens.
-ipc_addr wan_manager_address();
+// Where a module listens.
+ipc_addr module_address(uint32_t module_id);
+inline ipc_addr wan_manager_address() { return module_address(IPC_MODULE_MM); }
 
 // The name of a socket, for people: without the mark of the abstract namespace.
 std::string_view socket_name(const ipc_addr &address);

@@ -37,14 +37,14 @@ Message make_message(uint32_t type, uint32_t msg_id, uint32_t body_len)
     return message;
 }
 
-uint32_t open_mailbox()
+uint32_t open_mailbox(uint32_t module_id)
 {
     ipc_mq_init();
     const uint32_t created = ipc_mq_create(0, &g_queue);
     if (created != IPC_SUCCESS) {
         return created;
     }
-    const uint32_t started = ipc_msg_init(IPC_MODULE_MM, g_queue, queue_requests, is_published, 0);
+    const uint32_t started = ipc_msg_init(module_id, g_queue, queue_requests, is_published, 0);
     if (started != IPC_SUCCESS) {
         ipc_mq_destroy();
     }

@@ -1,4 +1,4 @@
-// The endpoint of module 1 and the queue behind it. The receive thread only decides what to queue; the
+// The endpoint of a module and the queue behind it. The receive thread only decides what to queue; the
 // worker takes messages out, one after the other.
 #pragma once
 
@@ -22,7 +22,7 @@ constexpr uint32_t kMsgEnd = 0xffff0002;
 Message make_message(uint32_t type, uint32_t msg_id, uint32_t body_len);
 
 // Starts queue and endpoint. Returns a code of the messaging layer.
-uint32_t open_mailbox();
+uint32_t open_mailbox(uint32_t module_id);
 void close_mailbox();
 
 // Puts one of the messages above into the queue; false when out of memory.

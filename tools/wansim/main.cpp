@@ -1,9 +1,15 @@
 // wansim: stands in for the WAN manager and its modem, so that clients can be tried on any machine.
 //
-//   main      options, signals, start and end
-//   mailbox   endpoint and queue
-//   requests  the table of requests and the worker that serves them
-//   modem     link, signal, notifications, parameters
+//   main         options, signals, start and end
+//   mailbox      endpoint and queue
+//   requests     the worker that serves requests, and misbehaves where it is told to
+//   wan_manager  the WAN manager's requests, a table
+//   sms_store    the SMS store's
+//   fault        which request is to go wrong, and how
+//   modem        link, signal, notifications, parameters
+//   sim          the SIM card and its PIN
+//   at           AT commands
+//   ending       waiting that the end cuts short
 //
 // Threads: the library's receive thread fills the queue; one worker empties it and owns all state, so
 // there is nothing to lock; the main thread turns signals into messages to the worker.
@@ -13,6 +19,7 @@
 #include "common/wan_manager.h"
 #include "lc_log.h"
 #include "lc_pthread.h"
+#include "wansim/ending.h"
 #include "wansim/mailbox.h"
 #include "wansim/requests.h"
 #include "wansim/settings.h"
@@ -33,6 +40,34 @@ Settings g_settings;
 
 constexpr ValueType kDelay = {"a number of milliseconds from 0 to 600000", parse_number_in<0, 600000>};
 
+constexpr ValueType kPin = {"4 to 8 digits", parse_digits<4, 8>};
+constexpr ValueType kPuk = {"8 digits", parse_digits<8, 8>};
+constexpr ValueType kIdentity = {"15 digits", parse_digits<15, 15>};
+constexpr ValueType kMessages = {"a number from 0 to 1000", parse_number_in<0, 1000>};
+
+struct SimName {
+    const char *name;
+    SimState state;
+};
+
+constexpr SimName kSimNames[] = {{"ready", SimState::kUsable},
+                                 {"pin", SimState::kPinLocked},
+                                 {"puk", SimState::kPukLocked},
+                                 {"absent", SimState::kAbsent}};
+
+bool parse_sim(const char *text, void *target)
+{
+    for (const SimName &known : kSimNames) {
+        if (strcmp(known.name, text) == 0) {
+            *static_cast<SimState *>(target) = known.state;
+            return true;
+        }
+    }
+    return false;
+}
+
+constexpr ValueType kSim = {"ready, pin, puk or absent", parse_sim};
+
 constexpr Option kOptions[] = {
     {"interface", "NAME", "interface of the link", &kInterfaceName, g_settings.link.interface_name},
     {"ip", "ADDRESS", "its address", &kIpv4Address, g_settings.link.ip},
@@ -42,6 +77,17 @@ constexpr Option kOptions[] = {
     {"mask", "ADDRESS", "its network mask", &kIpv4Address, g_settings.link.mask},
     {"roaming", "on|off", "roaming switch at the start (off)", &kOnOff, &g_settings.roaming},
     {"delay", "MS", "time to connect in milliseconds (200)", &kDelay, &g_settings.delay_ms},
+    {"search-delay", "MS", "time that an operator search takes (500)", &kDelay, &g_settings.search_ms},
+    {"sim", "STATE", "ready, pin, puk or absent at the start (ready)", &kSim, &g_settings.sim},
+    {"pin", "DIGITS", "the SIM's PIN (1234)", &kPin, g_settings.pin},
+    {"puk", "DIGITS", "the SIM's PUK (12345678)", &kPuk, g_settings.puk},
+    {"imsi", "DIGITS", "the SIM's IMSI (001010123456789)", &kIdentity, g_settings.imsi},
+    {"imei", "DIGITS", "the modem's IMEI (490154203237518)", &kIdentity, g_settings.imei},
+    {"fault", "REQUEST=FAULT", "what goes wrong with a request, or with all; can be repeated",
+     &kFaultRule, &g_settings.faults},
+    {"requests", nullptr, "list the requests and end", &kSwitch, &g_settings.list_requests},
+    {"sms-store", nullptr, "stand in for the SMS store instead", &kSwitch, &g_settings.sms_store},
+    {"messages", "N", "messages in the SMS store at the start (3)", &kMessages, &g_settings.messages},
     {"quiet", nullptr, "print nothing but errors", &kSwitch, &g_settings.quiet},
     {},
 };
@@ -63,6 +109,7 @@ bool await_end(const sigset_t &awaited)
         int signal = 0;
         sigwait(&awaited, &signal);
         if (signal != SIGALRM) {
+            announce_end();
             return post(kMsgEnd);
         }
         if (!post(kMsgAlarm)) {
@@ -98,6 +145,10 @@ int run_worker(const sigset_t &awaited)
 
 int run(char *const *)
 {
+    if (g_settings.list_requests) {
+        list_requests();
+        return kDone;
+    }
     if (g_settings.quiet && freopen("/dev/null", "w", stdout) == nullptr) {
         return fail(kFailed, "cannot open /dev/null");
     }
@@ -106,12 +157,12 @@ int run(char *const *)
     pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
     log_init(kLogModule);
 
-    const ipc_addr address = wan_manager_address();
+    const uint32_t module_id = module_of(g_settings);
+    const ipc_addr address = module_address(module_id);
     const std::string_view name = socket_name(address);
-    const uint32_t opened = open_mailbox();
+    const uint32_t opened = open_mailbox(module_id);
     if (opened != IPC_SUCCESS) {
-        return fail(kFailed,
-                    "cannot listen at %.*s (code %u): end the WAN manager that is running first",
+        return fail(kFailed, "cannot listen at %.*s (code %u): end the one that is running first",
                     static_cast<int>(name.size()), name.data(), opened);
     }
     const int code = run_worker(awaited);
@@ -126,7 +177,9 @@ constexpr Command kRoot = {
     .name = "wansim",
     .help =
         "Stands in for the WAN manager of an LTE router: answers its clients, connects when asked,\n"
-        "publishes link and interface events. SIGINT or SIGTERM ends it.",
+        "publishes link and interface events. SIGINT or SIGTERM ends it.\n"
+        "Faults: refuse, late[:MS], short, long, twice, silent, die. A late answer holds up every "
+        "other.",
     .run = run,
     .options = kOptions,
 };

@@ -15,9 +15,11 @@ namespace {
 constexpr uint32_t kParameterSize = 128;
 constexpr char kSignalParameter[] = "wm_wcdma_rssi_tmp";
 constexpr char kStatusParameter[] = "wm_wcdma_modem_status_tmp";
+constexpr char kLinkParameter[] = "wm_wcdma_link_tmp";
 
 constexpr char kIdleSignal[] = "18";
 constexpr char kConnectedSignal[] = "23";
+constexpr char kNoSignal[] = "99";
 
 // As a modem reports its signal.
 struct SignalReport {
@@ -62,12 +64,13 @@ void set_alarm(uint32_t delay_ms)
 
 } // namespace
 
-Modem::Modem(const Settings &settings) : settings_(settings)
+Modem::Modem(const Settings &settings)
+    : settings_(settings), sim_(settings.sim, bounded(settings.pin), bounded(settings.puk))
 {
     nvmram_init();
-    store(kStatusParameter, "sim_ready");
-    store(kSignalParameter, kIdleSignal);
-    store("wm_wcdma_imei_nv", "490154203237518");
+    store(kStatusParameter, sim_.status());
+    store(kSignalParameter, signal());
+    store("wm_wcdma_imei_nv", imei());
     store("wm_syslog_switch_flg", "0");
 }
 
@@ -75,13 +78,17 @@ Modem::~Modem()
 {
     remove_parameter(kSignalParameter);
     remove_parameter(kStatusParameter);
+    remove_parameter(kLinkParameter);
 }
 
-void Modem::connect()
+bool Modem::connect()
 {
+    if (!sim_.usable() || !radio_on_) {
+        return false;
+    }
     if (link_status_ != LCT_LINK_DISCONNECTED) {
         become(link_status_);
-        return;
+        return true;
     }
     publish_interface(kReady);
     become(LCT_LINK_CONNECTING);
@@ -90,6 +97,7 @@ void Modem::connect()
     } else {
         set_alarm(settings_.delay_ms);
     }
+    return true;
 }
 
 void Modem::disconnect()
@@ -99,7 +107,8 @@ void Modem::disconnect()
         return;
     }
     become(LCT_LINK_DISCONNECTING);
-    change_signal(kIdleSignal);
+    link_status_ = LCT_LINK_DISCONNECTED;
+    publish_signal();
     become(LCT_LINK_DISCONNECTED);
     publish_interface(0);
 }
@@ -111,8 +120,45 @@ void Modem::alarm()
         return;
     }
     // The signal first: "connected" is the last word on a connection.
-    change_signal(kConnectedSignal);
+    link_status_ = LCT_LINK_CONNECTED;
+    publish_signal();
     become(LCT_LINK_CONNECTED);
+}
+
+void Modem::switch_interface(bool up)
+{
+    if (up) {
+        publish_interface(kReady);
+    } else if (link_status_ == LCT_LINK_DISCONNECTED) {
+        publish_interface(0);
+    } else {
+        disconnect();
+    }
+}
+
+void Modem::switch_radio(bool on)
+{
+    if (!on && link_status_ != LCT_LINK_DISCONNECTED) {
+        disconnect();
+    }
+    radio_on_ = on;
+    publish_signal();
+}
+
+const char *Modem::signal() const
+{
+    if (!radio_on_) {
+        return kNoSignal;
+    }
+    return link_status_ == LCT_LINK_CONNECTED ? kConnectedSignal : kIdleSignal;
+}
+
+void Modem::publish_sim()
+{
+    if (nvram_match(kStatusParameter, sim_.status()) != NV_SUCCESS) {
+        store(kStatusParameter, sim_.status());
+        Record().word("event", "sim").word("status", sim_.status());
+    }
 }
 
 // Addresses are published only while they are valid.
@@ -126,18 +172,22 @@ void Modem::become(uint32_t link_status)
         memcpy(status.interface_name, settings_.link.interface_name, sizeof(status.interface_name));
     }
     status.link_status = link_status;
+    char number[16];
+    snprintf(number, sizeof(number), "%u", link_status);
+    store(kLinkParameter, number);
     print_link(status);
     publish(WM_MSG_LINK_STATUS_NOTIFY, status);
 }
 
-void Modem::change_signal(const char *level)
+// When it has changed.
+void Modem::publish_signal()
 {
-    if (nvram_match(kSignalParameter, level) == NV_SUCCESS) {
+    if (nvram_match(kSignalParameter, signal()) == NV_SUCCESS) {
         return;
     }
-    store(kSignalParameter, level);
+    store(kSignalParameter, signal());
     SignalReport report = {};
-    snprintf(report.text, sizeof(report.text), "+CSQ: %s,99", level);
+    snprintf(report.text, sizeof(report.text), "+CSQ: %s,99", signal());
     Record().word("event", "modem").word("report", report.text);
     publish(WM_MSG_MODEM_NOTIFY, report);
 }

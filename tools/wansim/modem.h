@@ -2,6 +2,7 @@
 #pragma once
 
 #include "wansim/settings.h"
+#include "wansim/sim.h"
 
 namespace lterouter::tools {
 
@@ -15,17 +16,33 @@ public:
     Modem(const Modem &) = delete;
     Modem &operator=(const Modem &) = delete;
 
-    // Connects after the delay; a link that is up or on its way is only announced again.
-    void connect();
+    // Connects after the delay; a link that is up or on its way is only announced again. False without
+    // a SIM that can be used, or with the radio off.
+    bool connect();
     void disconnect();
     // The delay is over.
     void alarm();
 
+    // Publishes that the interface is up or down; a link ends with its interface.
+    void switch_interface(bool up);
+    void switch_radio(bool on);
+
+    Sim &sim() { return sim_; }
+    // To be called after what may have changed the SIM.
+    void publish_sim();
+
+    const char *imei() const { return settings_.imei; }
+    const char *imsi() const { return settings_.imsi; }
+    const char *signal() const;
+    const char *operator_name() const { return settings_.operator_name; }
+
 private:
     void become(uint32_t link_status);
-    void change_signal(const char *level);
+    void publish_signal();
 
     const Settings &settings_;
+    Sim sim_;
+    bool radio_on_ = true;
     uint32_t link_status_ = LCT_LINK_DISCONNECTED;
 };
 

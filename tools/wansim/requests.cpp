@@ -1,80 +1,34 @@
 #include "wansim/requests.h"
 
 #include "common/wan_manager.h"
+#include "wansim/ending.h"
 #include "wansim/mailbox.h"
-#include "wansim/modem.h"
+#include "wansim/request.h"
 
 #include <cinttypes>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <optional>
 
 namespace lterouter::tools {
 namespace {
 
-constexpr int32_t kRefused = -1;
-
-// All there is to know; the worker's alone.
-struct State {
-    Modem modem;
-    uint32_t roaming;
-};
-
-// What tells one request from another. A request that came synchronously is answered with the result,
-// and the value where it has one.
-struct Request {
-    const char *name;
-    uint32_t msg_id;
-    uint32_t body_len;
-    uint32_t answer_len;
-    int32_t (*run)(State &state, const void *body, uint32_t *value);
-};
-
-int32_t connect(State &state, const void *, uint32_t *)
-{
-    state.modem.connect();
-    return 0;
-}
-
-int32_t disconnect(State &state, const void *, uint32_t *)
-{
-    state.modem.disconnect();
-    return 0;
-}
-
-int32_t get_roaming(State &state, const void *, uint32_t *value)
-{
-    *value = state.roaming;
-    return 0;
-}
-
-int32_t set_roaming(State &state, const void *body, uint32_t *)
-{
-    uint32_t value;
-    memcpy(&value, body, sizeof(value));
-    if (value > 1) {
-        return kRefused;
-    }
-    state.roaming = value;
-    print_roaming(value);
-    return 0;
-}
-
-constexpr uint32_t kResult = sizeof(lct_value_rsp::result);
-constexpr uint32_t kResultAndValue = sizeof(lct_value_rsp);
-
-constexpr Request kRequests[] = {
-    {"connect", WM_MSG_CONNECT_REQ, 0, kResult, connect},
-    {"disconnect", WM_MSG_DISCONNECT_REQ, 0, kResult, disconnect},
-    {"get-roaming", WM_MSG_ROAM_SWITCH_GET_REQ, 0, kResultAndValue, get_roaming},
-    {"set-roaming", WM_MSG_ROAM_SWITCH_SET_REQ, 4, kResult, set_roaming},
-};
+// More than any client has room for.
+constexpr uint32_t kTooLong = 600;
 
 // Whatever is not in the table.
-constexpr Request kUnknown = {"unknown", 0, 0, kResult, nullptr};
+constexpr Request kUnknown = {"unknown", 0, 0, 0, sizeof(int32_t), nullptr};
 
-const Request &find_request(uint32_t msg_id)
+const RequestTable &table_of(const Settings &settings)
 {
-    for (const Request &request : kRequests) {
+    return settings.sms_store ? kSmsStoreRequests : kWanManagerRequests;
+}
+
+const Request &find_request(const RequestTable &table, uint32_t msg_id)
+{
+    for (const Request &request : table) {
         if (request.msg_id == msg_id) {
             return request;
         }
@@ -82,14 +36,47 @@ const Request &find_request(uint32_t msg_id)
     return kUnknown;
 }
 
-void answer(ipc_msg_hdr *message, const lct_value_rsp &body, uint32_t length)
+bool fits(const Request &request, uint32_t length)
 {
-    const Message response = make_message(IPC_MSG_TYPE_RESPONSE, message->msg_id, length);
+    return request.run != nullptr && length >= request.body_least && length <= request.body_most;
+}
+
+void send_answer(ipc_msg_hdr *message, const Answer &answer)
+{
+    const Message response = make_message(IPC_MSG_TYPE_RESPONSE, message->msg_id, answer.length);
     if (response != nullptr) {
         response->session_id = message->session_id;
-        memcpy(ipc_msg_body(response.get()), &body, length);
-        ipc_msg_send_asy(ipc_msg_sender(message), response.get(), length);
+        memcpy(ipc_msg_body(response.get()), answer.body, answer.length);
+        ipc_msg_send_asy(ipc_msg_sender(message), response.get(), answer.length);
     }
+}
+
+// The answer as the fault makes it.
+void send_faulty(ipc_msg_hdr *message, Answer *answer, const FaultRule &rule)
+{
+    switch (rule.fault) {
+    case Fault::kSilent:
+        return;
+    case Fault::kDie:
+        raise(SIGKILL);
+        return;
+    case Fault::kLate:
+        wait_unless_ending(rule.late_ms);
+        break;
+    case Fault::kShort:
+        answer->length = sizeof(int32_t) - 1;
+        break;
+    case Fault::kLong:
+        answer->length = kTooLong;
+        break;
+    case Fault::kTwice:
+        send_answer(message, *answer);
+        break;
+    case Fault::kNone:
+    case Fault::kRefuse:
+        break;
+    }
+    send_answer(message, *answer);
 }
 
 void print_request(ipc_msg_hdr *message, const Request &request)
@@ -103,41 +90,92 @@ void print_request(ipc_msg_hdr *message, const Request &request)
         .field("from", socket_name(*ipc_msg_sender(message)));
 }
 
-void print_refusal(const Request &request)
+void print_refusal(const Request &request, int32_t result)
 {
-    Record().word("event", "refused").word("request", request.name);
+    Record().word("event", "refused").word("request", request.name).number("result", result);
 }
 
 void serve_request(State &state, ipc_msg_hdr *message)
 {
-    const Request &request = find_request(message->msg_id);
+    const Request &request = find_request(table_of(state.settings), message->msg_id);
+    const FaultRule rule = state.settings.faults.of(request.name);
     print_request(message, request);
-    lct_value_rsp body = {kRefused, 0};
-    if (request.run != nullptr && message->length == request.body_len) {
-        body.result = request.run(state, ipc_msg_body(message), &body.value);
+    Answer answer;
+    answer.length = request.answer_len;
+    int32_t result = kRefused;
+    if (fits(request, message->length) && rule.fault != Fault::kRefuse) {
+        const Call call = {static_cast<const uint8_t *>(ipc_msg_body(message)), message->length};
+        result = request.run(state, call, &answer);
     }
-    if (body.result != 0) {
-        print_refusal(request);
+    answer.put_result(result);
+    if (result != 0) {
+        print_refusal(request, result);
     }
-    if (message->type == IPC_MSG_TYPE_REQUEST) {
-        answer(message, body, request.answer_len);
+    if (state.modem != nullptr) {
+        state.modem->publish_sim();
+    }
+    if (message->type == IPC_MSG_TYPE_REQUEST || rule.fault == Fault::kDie) {
+        send_faulty(message, &answer, rule);
     }
 }
 
 } // namespace
 
+bool is_request(std::string_view name)
+{
+    for (const RequestTable *table : {&kWanManagerRequests, &kSmsStoreRequests}) {
+        for (const Request &request : *table) {
+            if (request.name == name) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void list_requests()
+{
+    for (const RequestTable *table : {&kWanManagerRequests, &kSmsStoreRequests}) {
+        for (const Request &request : *table) {
+            char id[11];
+            snprintf(id, sizeof(id), "0x%08" PRIx32, request.msg_id);
+            Record()
+                .word("request", request.name)
+                .field("id", id)
+                .field("module", table == &kWanManagerRequests ? "wan-manager" : "sms-store");
+        }
+    }
+}
+
+uint32_t module_of(const Settings &settings)
+{
+    return settings.sms_store ? IPC_MODULE_SMS_PB : IPC_MODULE_MM;
+}
+
 void *serve(void *settings)
 {
     const auto &given = *static_cast<const Settings *>(settings);
-    State state{Modem(given), given.roaming};
-    Record().word("event", "ready").text("at").word("socket", socket_name(wan_manager_address()));
+    std::optional<Modem> modem;
+    if (!given.sms_store) {
+        modem.emplace(given);
+    }
+    State state = {.settings = given,
+                   .modem = modem ? &*modem : nullptr,
+                   .roaming = given.roaming,
+                   .messages = given.messages};
+    Record()
+        .word("event", "ready")
+        .text("at")
+        .word("socket", socket_name(module_address(module_of(given))));
     for (;;) {
         const Message message = receive();
         switch (message->msg_id) {
         case kMsgEnd:
             return nullptr;
         case kMsgAlarm:
-            state.modem.alarm();
+            if (modem) { // an alarm may come from outside, to the SMS store too
+                modem->alarm();
+            }
             break;
         default:
             serve_request(state, message.get());

@@ -3,7 +3,18 @@
 
 #include "wansim/settings.h"
 
+#include <string_view>
+
 namespace lterouter::tools {
+
+// Whether there is a request of that name, to the WAN manager or to the SMS store.
+bool is_request(std::string_view name);
+
+// Prints one line for each request, by name.
+void list_requests();
+
+// The module that the settings stand in for.
+uint32_t module_of(const Settings &settings);
 
 // Serves message after message until kMsgEnd. settings: const Settings *.
 void *serve(void *settings);

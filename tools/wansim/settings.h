@@ -2,6 +2,8 @@
 #pragma once
 
 #include "lte_sdk.h"
+#include "wansim/fault.h"
+#include "wansim/sim.h"
 
 namespace lterouter::tools {
 
@@ -23,6 +25,17 @@ struct Settings {
     };
     uint32_t roaming = 0;
     uint32_t delay_ms = 200;
+    uint32_t search_ms = 500;
+    SimState sim = SimState::kUsable;
+    char pin[16] = "1234";
+    char puk[16] = "12345678";
+    char imei[16] = "490154203237518";
+    char imsi[16] = "001010123456789";
+    char operator_name[16] = "Northern Cell";
+    uint32_t messages = 3; // in the SMS store
+    FaultRules faults;
+    bool sms_store = false; // stand in for that instead
+    bool list_requests = false;
     bool quiet = false;
 };
 

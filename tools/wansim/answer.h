@@ -1,0 +1,38 @@
+// A request as it came, and the answer while it is made.
+#pragma once
+
+#include "lc_ipc_msg.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace lterouter::tools {
+
+struct Call {
+    const uint8_t *body;
+    uint32_t length;
+
+    // The record at the start of the body; the table has seen to it that there is one.
+    template <typename T> T record() const
+    {
+        T record;
+        memcpy(&record, body, sizeof(record));
+        return record;
+    }
+};
+
+// Starts with the result word; whoever serves the request may put a record in its place.
+struct Answer {
+    alignas(uint32_t) uint8_t body[IPC_MSG_MAX_BODY] = {};
+    uint32_t length;
+
+    template <typename T> void put(const T &record)
+    {
+        memcpy(body, &record, sizeof(record));
+        length = sizeof(record);
+    }
+    void put_value(uint32_t value) { memcpy(body + sizeof(int32_t), &value, sizeof(value)); }
+    void put_result(int32_t result) { memcpy(body, &result, sizeof(result)); }
+};
+
+} // namespace lterouter::tools

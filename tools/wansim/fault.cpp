@@ -1,0 +1,82 @@
+#include "wansim/fault.h"
+
+#include "wansim/requests.h"
+
+#include <cstring>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr uint32_t kLateMs = 2000;
+constexpr uint32_t kLatestMs = 600000;
+
+struct FaultName {
+    std::string_view name;
+    Fault fault;
+};
+
+constexpr FaultName kNames[] = {
+    {"refuse", Fault::kRefuse}, {"late", Fault::kLate},   {"short", Fault::kShort},
+    {"long", Fault::kLong},     {"twice", Fault::kTwice}, {"silent", Fault::kSilent},
+    {"die", Fault::kDie},
+};
+
+bool parse_fault(std::string_view name, FaultRule *rule)
+{
+    for (const FaultName &known : kNames) {
+        if (known.name == name) {
+            rule->fault = known.fault;
+            return true;
+        }
+    }
+    return false;
+}
+
+// KIND, or late:MS.
+bool parse_kind(const char *text, FaultRule *rule)
+{
+    const char *colon = strchr(text, ':');
+    if (colon == nullptr) {
+        rule->late_ms = kLateMs;
+        return parse_fault(text, rule);
+    }
+    return parse_fault({text, static_cast<size_t>(colon - text)}, rule) &&
+           rule->fault == Fault::kLate && parse_number(colon + 1, 0, kLatestMs, &rule->late_ms);
+}
+
+bool parse_rule(const char *text, void *target) { return static_cast<FaultRules *>(target)->add(text); }
+
+} // namespace
+
+const ValueType kFaultRule = {"REQUEST=FAULT, with a request that --requests lists, or all, and one of "
+                              "refuse, late[:MS], short, long, "
+                              "twice, silent, die; at most 32 of them",
+                              parse_rule};
+
+bool FaultRules::add(const char *text)
+{
+    const char *equals = strchr(text, '=');
+    if (equals == nullptr || count_ == kMax) {
+        return false;
+    }
+    FaultRule rule;
+    rule.request = {text, static_cast<size_t>(equals - text)};
+    if ((rule.request != "all" && !is_request(rule.request)) || !parse_kind(equals + 1, &rule)) {
+        return false;
+    }
+    rules_[count_++] = rule;
+    return true;
+}
+
+FaultRule FaultRules::of(std::string_view request) const
+{
+    FaultRule found;
+    for (size_t i = 0; i < count_; ++i) {
+        if (rules_[i].request == "all" || rules_[i].request == request) {
+            found = rules_[i];
+        }
+    }
+    return found;
+}
+
+} // namespace lterouter::tools

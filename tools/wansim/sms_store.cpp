@@ -1,0 +1,33 @@
+// The SMS store's requests.
+
+#include "common/record.h"
+#include "wansim/request.h"
+
+namespace lterouter::tools {
+namespace {
+
+int32_t delete_all(State &state, const Call &, Answer *)
+{
+    Record().word("event", "deleted").number("messages", state.messages);
+    state.messages = 0;
+    return 0;
+}
+
+// What the modem reports, such as the network's answer to a USSD code: text, padded with NULs.
+int32_t report(State &, const Call &call, Answer *)
+{
+    const auto *text = reinterpret_cast<const char *>(call.body);
+    Record().word("event", "modem").word("report", {text, strnlen(text, call.length)});
+    return 0;
+}
+
+constexpr Request kRequests[] = {
+    {"delete-all", WM_MSG_SMS_DEL_ALL_REQ, 0, 0, sizeof(int32_t), delete_all},
+    {"report", WM_MSG_MODEM_NOTIFY, 0, IPC_MSG_MAX_BODY, sizeof(int32_t), report},
+};
+
+} // namespace
+
+const RequestTable kSmsStoreRequests = {kRequests, std::size(kRequests)};
+
+} // namespace lterouter::tools

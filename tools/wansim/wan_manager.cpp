@@ -1,0 +1,250 @@
+// The WAN manager's requests.
+
+#include "common/wan_manager.h"
+#include "common/record.h"
+#include "lc_nv.h"
+#include "wansim/at.h"
+#include "wansim/ending.h"
+#include "wansim/request.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr uint32_t kResult = sizeof(int32_t);
+constexpr uint32_t kValue = sizeof(lct_value_rsp);
+
+constexpr uint32_t kNettypes = 4;
+constexpr uint32_t kRadios = 16;
+constexpr uint32_t kPorts = 8;
+constexpr uint32_t kChannel = 1300;
+
+// ---- Link ----
+
+int32_t connect(State &state, const Call &, Answer *) { return state.modem->connect() ? 0 : kRefused; }
+
+int32_t disconnect(State &state, const Call &, Answer *)
+{
+    state.modem->disconnect();
+    return 0;
+}
+
+int32_t switch_interface(State &state, const Call &call, Answer *)
+{
+    state.modem->switch_interface(call.record<lct_iface_status>().readiness == kReady);
+    return 0;
+}
+
+int32_t switch_radio_off(State &state, const Call &, Answer *)
+{
+    state.modem->switch_radio(false);
+    return 0;
+}
+
+// ---- Values ----
+
+int32_t get(uint32_t value, Answer *answer)
+{
+    answer->put_value(value);
+    return 0;
+}
+
+// Refuses what the modem does not know.
+int32_t set(uint32_t *value, const Call &call, uint32_t count)
+{
+    const auto wanted = call.record<uint32_t>();
+    if (wanted >= count) {
+        return kRefused;
+    }
+    *value = wanted;
+    return 0;
+}
+
+int32_t get_roaming(State &state, const Call &, Answer *answer) { return get(state.roaming, answer); }
+
+int32_t set_roaming(State &state, const Call &call, Answer *)
+{
+    const int32_t result = set(&state.roaming, call, 2);
+    if (result == 0) {
+        print_roaming(state.roaming);
+    }
+    return result;
+}
+
+int32_t get_nettype(State &state, const Call &, Answer *answer) { return get(state.nettype, answer); }
+
+int32_t set_nettype(State &state, const Call &call, Answer *)
+{
+    return set(&state.nettype, call, kNettypes);
+}
+
+int32_t set_preference(State &state, const Call &call, Answer *)
+{
+    return set(&state.preference, call, kRadios);
+}
+
+int32_t set_port(State &state, const Call &call, Answer *) { return set(&state.port, call, kPorts); }
+
+int32_t get_channel(State &, const Call &, Answer *answer) { return get(kChannel, answer); }
+
+// ---- SIM ----
+
+std::string_view text_of(const Call &call, size_t offset)
+{
+    const auto *text = reinterpret_cast<const char *>(call.body) + offset;
+    return {text, strnlen(text, sizeof(lct_pin::pin))};
+}
+
+int32_t enable_pin(State &state, const Call &call, Answer *)
+{
+    return state.modem->sim().set_asking(true, text_of(call, 0));
+}
+
+int32_t disable_pin(State &state, const Call &call, Answer *)
+{
+    return state.modem->sim().set_asking(false, text_of(call, 0));
+}
+
+int32_t modify_pin(State &state, const Call &call, Answer *)
+{
+    return state.modem->sim().change_pin(text_of(call, 0),
+                                         text_of(call, offsetof(lct_pin_change, new_pin)));
+}
+
+// Always with a whole result word, which lct_sim_set_pinen_req has no room for: nothing tells the
+// callers apart.
+int32_t set_pin_asking(State &state, const Call &call, Answer *)
+{
+    return state.modem->sim().set_asking(call.record<uint8_t>() != 0);
+}
+
+struct ImsiAnswer {
+    int32_t result;
+    char imsi[16];
+};
+
+int32_t get_imsi(State &state, const Call &, Answer *answer)
+{
+    if (!state.modem->sim().usable()) {
+        return kRefused;
+    }
+    ImsiAnswer body = {};
+    snprintf(body.imsi, sizeof(body.imsi), "%s", state.modem->imsi());
+    answer->put(body);
+    return 0;
+}
+
+// ---- Operators ----
+
+constexpr lct_operator kOperators[] = {
+    {"Northern Cell", 1, 1, {2, 7, 0, 23, 0}},
+    {"Harbour Mobile", 1, 2, {1, 7, 1, 17, 0}},
+    {"Ridge Telecom", 1, 5, {1, 4, 1, 12, 0}},
+    {"Old Valley", 1, 9, {3, 1, 1, 9, 0}},
+};
+
+// As clients read the list of the last search: the number of entries, then the entries.
+void store_operators()
+{
+    char list[524];
+    int length = snprintf(list, sizeof(list), "%zu>", std::size(kOperators));
+    for (const lct_operator &found : kOperators) {
+        const int32_t *number = found.numbers;
+        length += snprintf(list + length, sizeof(list) - static_cast<size_t>(length),
+                           "%s,%u,%u,%d,%d,%d,%d,%d>", found.name, found.first, found.second, number[0],
+                           number[1], number[2], number[3], number[4]);
+    }
+    nvmram_writenv("wm_search_netlist_nv", list, sizeof(list));
+}
+
+int32_t search(State &state, const Call &, Answer *answer)
+{
+    if (!state.modem->sim().usable() || !wait_unless_ending(state.settings.search_ms)) {
+        return kRefused;
+    }
+    store_operators();
+    lct_netlist_rsp body = {};
+    std::copy(std::begin(kOperators), std::end(kOperators), body.operators);
+    answer->put(body);
+    return 0;
+}
+
+// ---- The rest ----
+
+int32_t diagnose(State &state, const Call &, Answer *)
+{
+    char snapshot[64];
+    snprintf(snapshot, sizeof(snapshot), "csq=%s,earfcn=%u", state.modem->signal(), kChannel);
+    nvmram_writenv("wm_wcdma_diag_tmp", snapshot, sizeof(snapshot));
+    return 0;
+}
+
+int32_t accept(State &, const Call &, Answer *) { return 0; }
+
+// The command of a request for the modem; empty when the request is malformed.
+std::string_view at_command(const Call &call)
+{
+    constexpr uint32_t kHead = 96;
+    const auto length = call.record<uint32_t>();
+    if (length == 0 || length > call.length - kHead) {
+        return {};
+    }
+    const std::string_view command(reinterpret_cast<const char *>(call.body) + kHead, length);
+    return command.back() == '\r' ? std::string_view(command.data(), length - 1) : std::string_view();
+}
+
+int32_t command_modem(State &state, const Call &call, Answer *answer)
+{
+    const std::string_view command = at_command(call);
+    if (command.empty()) {
+        return kRefused;
+    }
+    AtAnswer body;
+    const uint32_t length = answer_at(*state.modem, command, &body);
+    answer->put(body);
+    answer->length = length;
+    return 0;
+}
+
+constexpr uint32_t kWord = 4;
+constexpr uint32_t kPin = sizeof(lct_pin);
+constexpr uint32_t kPinChange = sizeof(lct_pin_change);
+constexpr uint32_t kIface = LCT_IFACE_BODY_SIZE;
+constexpr uint32_t kAtLeast = 97;
+
+// clang-format off
+//   name            message                       body               answer
+constexpr Request kRequests[] = {
+    {"connect",      WM_MSG_CONNECT_REQ,           0, 0,              kResult, connect},
+    {"disconnect",   WM_MSG_DISCONNECT_REQ,        0, 0,              kResult, disconnect},
+    {"get-roaming",  WM_MSG_ROAM_SWITCH_GET_REQ,   0, 0,              kValue,  get_roaming},
+    {"set-roaming",  WM_MSG_ROAM_SWITCH_SET_REQ,   kWord, kWord,      kResult, set_roaming},
+    {"get-nettype",  WM_MSG_NETTYPE_GET_REQ,       0, 0,              kValue,  get_nettype},
+    {"set-nettype",  WM_MSG_NETTYPE_SET_REQ,       kWord, kWord,      kResult, set_nettype},
+    {"set-pref",     WM_MSG_DUALMODE_SET_PREF_REQ, kWord, kWord,      kResult, set_preference},
+    {"enable-pin",   WM_MSG_PIN_ENABLE_REQ,        kPin, kPin,        kResult, enable_pin},
+    {"disable-pin",  WM_MSG_PIN_DISABLE_REQ,       kPin, kPin,        kResult, disable_pin},
+    {"modify-pin",   WM_MSG_PIN_MODIFY_REQ,        kPinChange, kPinChange, kResult, modify_pin},
+    {"set-pin-asking", WM_MSG_PIN_MODIFY_EN_REQ,   1, 1,              kResult, set_pin_asking},
+    {"get-imsi",     WM_MSG_IMSI_GET_REQ,          0, 0,              kResult, get_imsi},
+    {"search",       WM_MSG_NETLIST_SEARCH_REQ,    0, 0,              kResult, search},
+    {"get-channel",  WM_MSG_LTE_CHANNEL_REQ,       0, 0,              kValue,  get_channel},
+    {"set-port",     WM_MSG_SERIAL_PORT_SET_REQ,   kWord, kWord,      kResult, set_port},
+    {"diag",         WM_MSG_DIAG_INFO_REQ,         0, 0,              kResult, diagnose},
+    {"diag-hidden",  WM_MSG_DIAG_HIDE_INFO_REQ,    0, 0,              kResult, diagnose},
+    {"set-apn",      WM_MSG_APN_SET_REQ,           0, 0,              kResult, accept},
+    {"at",           WM_MSG_MODEM_AT_REQ,          kAtLeast, IPC_MSG_MAX_BODY, kResult, command_modem},
+    {"interface",    WM_MSG_IFACE_UPORDOWN_REQ,    kIface, kIface,    kResult, switch_interface},
+    {"radio-off",    WM_MSG_AT_CFUN_OFF_REQ,       0, 0,              kResult, switch_radio_off},
+    {"state-change", SC_STATE_CHANGE_REQ,          0, kWord,          kResult, accept},
+};
+// clang-format on
+
+} // namespace
+
+const RequestTable kWanManagerRequests = {kRequests, std::size(kRequests)};
+
+} // namespace lterouter::tools
