@@ -1,28 +1,37 @@
 """What both tools make of their command lines."""
 
 import os
+import re
 import subprocess
 
 import support
 from support import DONE, FAILED, USAGE, ToolTest, ltectl, wansim
 
-COMMANDS = {
-    (): "usage: ltectl [OPTION...] COMMAND\n",
-    ("connect",): "usage: ltectl connect [OPTION...]\n",
-    ("disconnect",): "usage: ltectl disconnect [OPTION...]\n",
-    ("roam",): "usage: ltectl roam [OPTION...] [on|off]\n",
-    ("monitor",): "usage: ltectl monitor [OPTION...]\n",
-    ("ram",): "usage: ltectl ram [OPTION...] COMMAND\n",
-    ("ram", "get"): "usage: ltectl ram get [OPTION...] NAME\n",
-    ("ram", "set"): "usage: ltectl ram set [OPTION...] NAME VALUE\n",
-    ("ram", "list"): "usage: ltectl ram list [OPTION...]\n",
-    ("ram", "clear"): "usage: ltectl ram clear [OPTION...]\n",
-}
+# The commands with their operands, in the order of the help.
+COMMANDS = [
+    "status", "connect", "disconnect", "roam [on|off]", "nettype [TYPE]", "pref RADIO", "scan",
+    "pin enable PIN", "pin disable PIN", "pin change OLD NEW", "imsi", "channel", "apn match FILE KEY",
+    "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
+    "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "monitor", "ram get NAME",
+    "ram set NAME VALUE", "ram list", "ram clear",
+]
+GROUPS = ["", "pin", "apn", "sms", "ram"]
+
+
+def levels():
+    """Each command's words with the usage line that its help starts with."""
+    for group in GROUPS:
+        path = " ".join(["ltectl", *group.split()])
+        yield group.split(), f"usage: {path} [OPTION...] COMMAND\n"
+    for command in COMMANDS:
+        words = [word for word in command.split() if re.fullmatch("[a-z-]+", word)]
+        operands = command.split()[len(words):]
+        yield words, " ".join(["usage: ltectl", *words, "[OPTION...]", *operands]) + "\n"
 
 
 class Help(ToolTest):
     def test_every_level_shows_its_usage_and_the_common_options(self):
-        for words, usage in COMMANDS.items():
+        for words, usage in levels():
             with self.subTest(words):
                 result = ltectl(*words, "--help")
                 self.assertEqual((result.returncode, result.stderr), (DONE, ""))
@@ -33,8 +42,7 @@ class Help(ToolTest):
     def test_a_group_lists_every_command_below_it_with_its_arguments(self):
         lines = ltectl("--help").stdout.splitlines()
         names = [line.split("  ")[1] for line in lines if line.startswith("  ") and "--" not in line]
-        self.assertEqual(names, ["connect", "disconnect", "roam [on|off]", "monitor", "ram get NAME",
-                                 "ram set NAME VALUE", "ram list", "ram clear"])
+        self.assertEqual(names, COMMANDS)
 
     def test_own_options_are_shown_with_their_arguments(self):
         self.assertIn("\n  --wait SECONDS ", ltectl("connect", "--help").stdout)
@@ -59,7 +67,7 @@ class Help(ToolTest):
 
 class Version(ToolTest):
     def test_every_level_shows_program_and_version(self):
-        for words in COMMANDS:
+        for words, _ in levels():
             with self.subTest(words):
                 result = ltectl(*words, "--version")
                 self.assertEqual((result.returncode, result.stderr), (DONE, ""))

@@ -17,18 +17,18 @@ OPTIONS = [word for name, value in DETAILS.items() for word in (f"--{name}", val
 class WithWansim(ToolTest):
     def test_connect_waits_for_the_link_and_shows_it(self):
         self.start_wansim(*OPTIONS, "--delay", "50")
-        self.assert_ran(ltectl("connect", "--wait", "10"), f"link connected {DETAILS_TEXT}\n")
+        self.assert_ran(ltectl("connect", "--wait", "10"), f"link connected {DETAILS_TEXT} name=CONN_CONNECTED\n")
 
     def test_connect_as_json(self):
         self.start_wansim(*OPTIONS, "--delay", "0")
         result = ltectl("connect", "--wait", "10", "--json")
         self.assertEqual(self.objects(result.stdout),
-                         [{"event": "link", "status": "connected", **DETAILS}])
+                         [{"event": "link", "status": "connected", **DETAILS, "name": "CONN_CONNECTED"}])
 
     def test_connect_when_connected_already(self):
         self.start_wansim(*OPTIONS, "--delay", "0")
         for _ in range(2):
-            self.assert_ran(ltectl("connect", "--wait", "10"), f"link connected {DETAILS_TEXT}\n")
+            self.assert_ran(ltectl("connect", "--wait", "10"), f"link connected {DETAILS_TEXT} name=CONN_CONNECTED\n")
 
     def test_without_waiting_it_says_what_it_asked_for(self):
         simulator = self.start_wansim("--delay", "600000")
@@ -57,9 +57,9 @@ class WithWansim(ToolTest):
     def test_disconnect_waits_for_the_end_of_the_link(self):
         self.start_wansim("--delay", "0")
         ltectl("connect", "--wait", "10")
-        self.assert_ran(ltectl("disconnect", "--wait", "10"), "link disconnected\n")
+        self.assert_ran(ltectl("disconnect", "--wait", "10"), "link disconnected name=WM_DISCONNECTED\n")
         self.assert_ran(ltectl("disconnect", "--wait", "10", "--json"),
-                        '{"event":"link","status":"disconnected"}\n')
+                        '{"event":"link","status":"disconnected","name":"WM_DISCONNECTED"}\n')
 
 
 class Waiting(ToolTest):
@@ -88,7 +88,7 @@ class Waiting(ToolTest):
                              (LINK_STATUS, link_body(CONNECTED, 1, b"lte0"))):
             self.manager.publish(address, msg_id, body)
         self.assertEqual(self.client.finish(), (
-            DONE, "link connected interface=lte0 ip= gateway= dns1= dns2= mask=\n", ""))
+            DONE, "link connected interface=lte0 ip= gateway= dns1= dns2= mask= name=CONN_CONNECTED\n", ""))
 
     def test_only_a_disconnected_link_fulfils_disconnect(self):
         address = self.start("disconnect", "--wait", "30")
@@ -97,7 +97,7 @@ class Waiting(ToolTest):
         for msg_id, body in ((IFACE_STATUS, bytes(IFACE_BODY)), (LINK_STATUS, link_body(CONNECTED)),
                              (LINK_STATUS, link_body(DISCONNECTED))):
             self.manager.publish(address, msg_id, body)
-        self.assertEqual(self.client.finish(), (DONE, "link disconnected\n", ""))
+        self.assertEqual(self.client.finish(), (DONE, "link disconnected name=WM_DISCONNECTED\n", ""))
 
     def test_a_field_without_a_terminator_ends_with_its_width(self):
         address = self.start("connect", "--wait", "30")
@@ -105,7 +105,7 @@ class Waiting(ToolTest):
         self.manager.publish(address, LINK_STATUS, link_body(CONNECTED, 1, b"n" * 16, texts))
         self.assertEqual(self.client.finish()[1], f"link connected interface={'n' * 16} ip={'i' * 18} "
                                            f"gateway={'g' * 18} dns1={'1' * 18} dns2={'2' * 18} "
-                                           f"mask={'m' * 18}\n")
+                                           f"mask={'m' * 18} name=CONN_CONNECTED\n")
 
     def test_a_character_that_its_width_cuts_off_is_not_completed_from_the_next_field(self):
         address = self.start("connect", "--wait", "30", "--json")

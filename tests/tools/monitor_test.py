@@ -8,7 +8,7 @@ from support import (CONNECTED, DONE, IFACE_BODY, IFACE_STATUS, LINK_STATUS, MOD
                      ToolTest, link_body, ltectl, stranger)
 
 CONNECTED_LINE = ("link connected interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 "
-                  "dns2=10.64.1.53 mask=255.255.255.252")
+                  "dns2=10.64.1.53 mask=255.255.255.252 name=CONN_CONNECTED")
 
 
 class WithWansim(ToolTest):
@@ -22,8 +22,9 @@ class WithWansim(ToolTest):
         self.connect_and_disconnect()
         status, out, err = monitor.finish()
         self.assertEqual(out.splitlines(), [
-            "interface ready", "link connecting", CONNECTED_LINE, "link disconnecting",
-            "link disconnected", "interface not ready"])
+            "interface ready name=WM_READY", "link connecting name=WM_CONNECTING", CONNECTED_LINE,
+            "link disconnecting name=WM_DISCONNECTING",
+            "link disconnected name=WM_DISCONNECTED", "interface not ready name=WM_NOT_READY"])
         self.assertEqual((status, err), (DONE, ""))
 
     def test_as_json(self):
@@ -41,7 +42,7 @@ class WithWansim(ToolTest):
         self.start_wansim("--delay", "600000")
         monitor = self.start_monitor()
         ltectl("connect")
-        self.assertEqual([monitor.out.next(), monitor.out.next()], ["interface ready", "link connecting"])
+        self.assertEqual([monitor.out.next(), monitor.out.next()], ["interface ready name=WM_READY", "link connecting name=WM_CONNECTING"])
         self.assertIsNone(monitor.process.poll())
 
     def test_a_signal_ends_it_in_order(self):
@@ -72,13 +73,14 @@ class WithFakeManager(ToolTest):
         self.manager.publish(self.address, MODEM, b"+CSQ: 1,99\0")
         self.manager.publish(self.address, LINK_STATUS, link_body(0))
         self.assertEqual(self.monitor.finish()[1],
-                         "link disconnected\n")
+                         "link disconnected name=WM_DISCONNECTED\n")
 
     def test_states_without_a_name_are_shown_as_numbers(self):
         self.start()
         self.manager.publish(self.address, LINK_STATUS, link_body(4))
-        self.assertEqual(self.monitor.out.next(), "link status=4")
-        for readiness, shown in ((1, "ready"), (0, "not ready"), (2, "not ready")):
+        self.assertEqual(self.monitor.out.next(), "link status=4 name=WM_LINK_STA_CLEAR")
+        for readiness, shown in ((1, "ready name=WM_READY"), (0, "not ready name=WM_NOT_READY"),
+                                 (2, "not ready name=WM_WARNING")):
             body = stranger.pack("2I", 0, readiness).ljust(IFACE_BODY, b"\0")
             self.manager.publish(self.address, IFACE_STATUS, body)
             self.assertEqual(self.monitor.out.next(), f"interface {shown}")
@@ -88,12 +90,13 @@ class WithFakeManager(ToolTest):
         texts = [b"1\n2", b"\x1b[2J", b"\x7f", b"", b""]
         self.manager.publish(self.address, LINK_STATUS, link_body(CONNECTED, 1, b"a\rb", texts))
         self.assertEqual(self.monitor.out.next(),
-                         "link connected interface=a?b ip=1?2 gateway=?[2J dns1=? dns2= mask=")
+                         "link connected interface=a?b ip=1?2 gateway=?[2J dns1=? dns2= mask= name=CONN_CONNECTED")
 
     def test_a_number_too_big_for_a_signed_word(self):
         self.start("--json")
         self.manager.publish(self.address, LINK_STATUS, link_body(0xFFFFFFFF))
-        self.assertEqual(json.loads(self.monitor.out.next()), {"event": "link", "status": 0xFFFFFFFF})
+        self.assertEqual(json.loads(self.monitor.out.next()), {"event": "link", "status": 0xFFFFFFFF,
+                                                              "name": "UNKNOWN LINK STATUS"})
 
     def test_leaves_the_registry_at_its_end(self):
         self.start()

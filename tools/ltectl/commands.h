@@ -14,8 +14,49 @@ int disconnect_link(char *const *operands);
 extern const Option kMonitorOptions[];
 int monitor(char *const *operands);
 
-// roam.cpp
+// settings.cpp
 int roam(char *const *operands);
+int nettype(char *const *operands);
+int pref(char *const *operands);
+int port(char *const *operands);
+
+// pin.cpp
+int pin_enable(char *const *operands);
+int pin_disable(char *const *operands);
+int pin_change(char *const *operands);
+
+// network.cpp
+int scan(char *const *operands);
+int imsi(char *const *operands);
+int channel(char *const *operands);
+
+// modem.cpp
+extern const Option kDiagOptions[];
+int at(char *const *operands);
+int diag(char *const *operands);
+int iface(char *const *operands);
+int cfun_off(char *const *operands);
+
+// apn.cpp
+int apn_match(char *const *operands);
+int apn_set(char *const *operands);
+
+// standalone.cpp
+int state_change(char *const *operands);
+int sms_clear(char *const *operands);
+int ussd_test(char *const *operands);
+
+// status.cpp
+extern const Option kStatusOptions[];
+int show_status(char *const *operands);
+
+// stats.cpp
+extern const Option kStatsOptions[];
+int show_stats(char *const *operands);
+
+// led.cpp
+extern const Option kLedOptions[];
+int led(char *const *operands);
 
 // ram.cpp
 int ram_get(char *const *operands);

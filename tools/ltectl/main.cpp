@@ -2,10 +2,14 @@
 //
 //   main      the table of commands
 //   client    this process as a host of the LTE client
+//   request   a request to the WAN manager, for as long as the user wants to wait
 //   events    notifications, signals and time-outs on their way to the command
+//   captured_output
+//             what the library prints on its own
 //   others    one file for each group of commands
 
 #include "ltectl/commands.h"
+#include "ltectl/request.h"
 
 namespace lterouter::tools {
 namespace {
@@ -18,13 +22,98 @@ constexpr Command kRamCommands[] = {
     {},
 };
 
+constexpr Command kPinCommands[] = {
+    {.name = "enable", .operands = "PIN", .help = "Have the SIM ask for its PIN.", .run = pin_enable},
+    {.name = "disable", .operands = "PIN", .help = "Have it ask no longer.", .run = pin_disable},
+    {.name = "change",
+     .operands = "OLD NEW",
+     .help = "Change the PIN; OLD is the PUK of a SIM that is locked.",
+     .run = pin_change},
+    {},
+};
+
+constexpr Command kApnCommands[] = {
+    {.name = "match",
+     .operands = "FILE KEY",
+     .help = "Look an operator's access point name up in a list.",
+     .run = apn_match},
+    {.name = "set", .help = "Have the stored access point name used.", .run = apn_set},
+    {},
+};
+
+constexpr Command kSmsCommands[] = {
+    {.name = "clear", .help = "Delete every message.", .run = sms_clear, .options = kTimeoutOptions},
+    {},
+};
+
 constexpr Command kCommands[] = {
+    {.name = "status",
+     .help = "Show SIM, modem, network, link and traffic at a glance.",
+     .run = show_status,
+     .options = kStatusOptions},
     {.name = "connect", .help = "Ask for the link.", .run = connect_link, .options = kWaitOptions},
     {.name = "disconnect",
      .help = "Ask for the link's end.",
      .run = disconnect_link,
      .options = kWaitOptions},
-    {.name = "roam", .operands = "[on|off]", .help = "Show or set the roaming switch.", .run = roam},
+    {.name = "roam",
+     .operands = "[on|off]",
+     .help = "Show or set the roaming switch.",
+     .run = roam,
+     .options = kTimeoutOptions},
+    {.name = "nettype",
+     .operands = "[TYPE]",
+     .help = "Show or set the network type: 0 none, 1 2G, 2 3G, 3 4G.",
+     .run = nettype,
+     .options = kTimeoutOptions},
+    {.name = "pref",
+     .operands = "RADIO",
+     .help = "Set the preferred radio technology, by number.",
+     .run = pref,
+     .options = kTimeoutOptions},
+    {.name = "scan",
+     .help = "Search for operators, which can take minutes.",
+     .run = scan,
+     .options = kTimeoutOptions},
+    {.name = "pin", .help = "The SIM's PIN.", .children = kPinCommands},
+    {.name = "imsi", .help = "Show the SIM's identity.", .run = imsi, .options = kTimeoutOptions},
+    {.name = "channel", .help = "Show the LTE channel.", .run = channel, .options = kTimeoutOptions},
+    {.name = "apn", .help = "The access point name.", .children = kApnCommands},
+    {.name = "at",
+     .operands = "COMMAND",
+     .help = "Pass an AT command to the modem.",
+     .run = at,
+     .options = kTimeoutOptions},
+    {.name = "diag",
+     .help = "Have a snapshot for diagnosis taken.",
+     .run = diag,
+     .options = kDiagOptions},
+    {.name = "port",
+     .operands = "N",
+     .help = "Select the modem's serial port.",
+     .run = port,
+     .options = kTimeoutOptions},
+    {.name = "iface", .operands = "up|down", .help = "Bring the interface up or down.", .run = iface},
+    {.name = "cfun-off", .help = "Switch the modem's radio off.", .run = cfun_off},
+    {.name = "state-change",
+     .help = "Ask for a state change.",
+     .run = state_change,
+     .options = kTimeoutOptions},
+    {.name = "sms", .help = "The SMS store.", .children = kSmsCommands},
+    {.name = "ussd-test",
+     .operands = "[1|2|3]",
+     .help = "Send the SMS store an answer to a USSD code.",
+     .run = ussd_test},
+    {.name = "stats",
+     .operands = "IFNAME",
+     .help = "Show an interface's traffic counters.",
+     .run = show_stats,
+     .options = kStatsOptions},
+    {.name = "led",
+     .operands = "LED FLASH",
+     .help = "Set a status LED: signal, internet or sim.",
+     .run = led,
+     .options = kLedOptions},
     {.name = "monitor",
      .help = "Show link and interface events as they come.",
      .run = monitor,

@@ -1,0 +1,369 @@
+"""Every command of ltectl that drives the modem, against wansim."""
+
+import json
+import os
+import pty
+import re
+import socket
+import subprocess
+import time
+import unittest
+
+import support
+from support import DONE, FAILED, NOBODY, USAGE, Background, ToolTest, ltectl
+
+TRACE = "/tmp/ltelog.1"
+OPERATORS = ["Northern Cell", "Harbour Mobile", "Ridge Telecom", "Old Valley"]
+
+
+def refused(what):
+    return f"the WAN manager did not {what}; see {TRACE}"
+
+
+class Settings(ToolTest):
+    def test_network_type_is_shown_and_set_by_its_name(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("nettype"), "nettype value=3 name=WM_REG_4G\n")
+        self.assert_ran(ltectl("nettype", "1"), "nettype value=1 name=WM_REG_2G\n")
+        self.assert_ran(ltectl("nettype"), "nettype value=1 name=WM_REG_2G\n")
+        self.assert_ran(ltectl("nettype", "--json"), '{"event":"nettype","value":1,"name":"WM_REG_2G"}\n')
+
+    def test_radio_technology_is_preferred_by_number(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("pref", "7"), "pref value=7 name=WM_WCDMA_EVDO_PSRAT_LTE\n")
+
+    def test_a_serial_port_that_the_modem_lacks_is_refused(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("port", "2"), "port value=2\n")
+        self.assert_failed(ltectl("port", "200"), FAILED, refused("select the serial port"))
+
+    def test_values_out_of_range_are_no_values(self):
+        for command, text, expects in (("nettype", "4", "a network type from 0 to 3"),
+                                       ("pref", "16", "a radio technology from 0 to 15"),
+                                       ("port", "-1", "a port from 0 to 255"),
+                                       ("iface", "sideways", "up or down"),
+                                       ("ussd-test", "4", "a number from 1 to 3")):
+            arguments = (command, "--", text) if text.startswith("-") else (command, text)
+            self.assert_failed(ltectl(*arguments), USAGE, f'{command} takes {expects}, not "{text}"')
+
+    def test_refusals_are_told(self):
+        self.start_wansim("--fault", "all=refuse")
+        for arguments, what in ((("nettype",), "tell the network type"),
+                                (("nettype", "1"), "set the network type"),
+                                (("port", "1"), "select the serial port"),
+                                (("imsi",), "tell the IMSI"),
+                                (("channel",), "tell the LTE channel"),
+                                (("scan",), "find operators"),
+                                (("diag",), "take a snapshot for diagnosis"),
+                                (("apn", "set"), "use the access point name"),
+                                (("at", "AT"), "pass the command to the modem"),
+                                (("state-change",), "change the state, or is not there")):
+            with self.subTest(arguments):
+                self.assert_failed(ltectl(*arguments), FAILED, refused(what))
+
+
+class Pin(ToolTest):
+    def test_is_asked_for_or_not(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("pin", "enable", "1234"), "pin enabled sim=pin_enable\n")
+        self.assert_ran(ltectl("pin", "disable", "1234"), "pin disabled sim=sim_ready\n")
+
+    def test_is_changed(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("pin", "change", "1234", "87654321"), "pin changed sim=sim_ready\n")
+        self.assertEqual(ltectl("pin", "enable", "1234").returncode, FAILED)
+        self.assert_ran(ltectl("pin", "enable", "87654321"), "pin enabled sim=pin_enable\n")
+
+    def test_wrong_three_times_locks_the_sim_and_the_puk_unlocks_it(self):
+        self.start_wansim()
+        for _ in range(3):
+            self.assert_failed(ltectl("pin", "enable", "0000"), FAILED,
+                               refused("have the SIM ask for its PIN"))
+        self.assertIn("SIM           sim_puk\n", ltectl("status").stdout)
+        self.assertEqual(ltectl("pin", "enable", "1234").returncode, FAILED)
+        self.assert_ran(ltectl("pin", "change", "12345678", "4321"), "pin changed sim=sim_ready\n")
+
+    def test_has_4_to_8_digits(self):
+        for arguments, what, text in ((("enable", "123"), "PIN", "123"),
+                                      (("disable", "123456789"), "PIN", "123456789"),
+                                      (("change", "12a4", "1234"), "OLD", "12a4"),
+                                      (("change", "1234", ""), "NEW", "")):
+            self.assert_failed(ltectl("pin", *arguments), USAGE, f'{what} takes 4 to 8 digits, not "{text}"')
+
+
+class Network(ToolTest):
+    def test_operators_are_listed_without_the_librarys_own_output(self):
+        self.start_wansim("--search-delay", "0")
+        result = ltectl("scan")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        self.assertEqual(re.findall(r"^operator name=(.*?) first=", result.stdout, re.M), OPERATORS)
+        self.assertEqual(len(result.stdout.splitlines()), len(OPERATORS))
+
+    def test_operators_are_one_object_a_line(self):
+        self.start_wansim("--search-delay", "0")
+        found = self.objects(ltectl("scan", "--json").stdout)
+        self.assertEqual([entry["name"] for entry in found], OPERATORS)
+        self.assertEqual(found[1], {"event": "operator", "name": "Harbour Mobile", "first": 1, "second": 2,
+                                    "number1": 1, "number2": 7, "number3": 1, "number4": 17, "number5": 0})
+
+    def test_a_terminal_sees_the_search_go_on(self):
+        self.start_wansim("--search-delay", "1500")
+        terminal, other_end = pty.openpty()
+        result = subprocess.run([support.ltectl_program, "scan"], stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=other_end, timeout=support.TIMEOUT)
+        os.close(other_end)
+        shown = os.read(terminal, 4096).decode()
+        os.close(terminal)
+        self.assertEqual(result.returncode, DONE)
+        self.assertRegex(shown, r"\A\rsearching \.\.\. 0 s(\r)searching \.\.\. 1 s\r.*\Z")
+        self.assertTrue(shown.endswith("\r\033[K"), "the line is wiped at the end")
+
+    def test_the_user_need_not_wait_for_the_end(self):
+        self.start_wansim("--search-delay", "20000")
+        started = time.monotonic()
+        self.assert_failed(ltectl("scan", "--timeout", "1"), FAILED,
+                           "no answer after 1 s; the WAN manager may go on with the request")
+        self.assertLess(time.monotonic() - started, 10)
+
+    def test_nor_for_an_answer_that_does_not_come(self):
+        self.start_wansim("--fault", "all=silent")
+        for arguments in (("nettype",), ("diag", "--hidden"), ("state-change",), ("at", "AT")):
+            with self.subTest(arguments):
+                self.assert_failed(ltectl(*arguments, "--timeout", "1"), FAILED,
+                                   "no answer after 1 s; the WAN manager may go on with the request")
+
+    def test_an_answer_in_time_is_shown_as_ever(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("nettype", "--timeout", "30"), "nettype value=3 name=WM_REG_4G\n")
+
+    def test_identity_and_channel(self):
+        self.start_wansim("--imsi", "001019876543210")
+        self.assert_ran(ltectl("imsi"), "001019876543210\n")
+        self.assert_ran(ltectl("imsi", "--json"), '{"imsi":"001019876543210"}\n')
+        self.assert_ran(ltectl("channel"), "channel value=1300\n")
+
+
+class Modem(ToolTest):
+    def test_answers_commands(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("at", "AT+CSQ"), "+CSQ: 18,99\n\nOK\n")
+        self.assert_ran(ltectl("at", "at"), "OK\n")
+        self.assert_ran(ltectl("at", "AT+NONE"), "ERROR\n")
+
+    def test_a_long_answer_comes_whole(self):
+        self.start_wansim()
+        lines = ltectl("at", "AT+CLAC").stdout.split("\n")
+        self.assertEqual((lines[0], lines[-3:]), ("AT", ["OK", "", ""]))
+        answer = json.loads(ltectl("at", "--json", "AT+CLAC").stdout)
+        self.assertEqual(answer["command"], "AT+CLAC")
+        self.assertEqual(answer["answer"].replace("\r", "").split("\n"), lines[:-1])
+
+    def test_command_of_no_or_too_many_characters(self):
+        for text in ("", "A" * 911):
+            self.assert_failed(ltectl("at", text), USAGE, "a command has 1 to 910 characters")
+        self.start_wansim()
+        self.assert_ran(ltectl("at", "A" * 910), "ERROR\n")
+
+    def test_snapshots(self):
+        self.start_wansim()
+        for arguments in (("diag",), ("diag", "--hidden")):
+            ltectl("ram", "set", "wm_wcdma_diag_tmp", "old")
+            self.assert_ran(ltectl(*arguments), "snapshot taken\n")
+            self.assertEqual(ltectl("ram", "get", "wm_wcdma_diag_tmp").stdout, "csq=18,earfcn=1300\n")
+
+    def test_interface_and_radio(self):
+        simulator = self.start_wansim()
+        self.assert_ran(ltectl("iface", "up"), "iface up requested\n")
+        simulator.lines_to("interface ready")
+        self.assert_ran(ltectl("iface", "down"), "iface down requested\n")
+        simulator.lines_to("interface not ready")
+        self.assert_ran(ltectl("cfun-off"), "cfun-off requested\n")
+        simulator.lines_to("+CSQ: 99,99")
+
+
+class AccessPoint(ToolTest):
+    LIST = "a>00101F>Some name>internet.example>user>secret>13>\n"
+
+    def list_file(self, content):
+        with open("/tmp/apn.list", "w") as file:
+            file.write(content)
+        return file.name
+
+    def test_is_found_by_operator_code(self):
+        path = self.list_file(self.LIST)
+        self.assert_ran(ltectl("apn", "match", path, "00101"),
+                        "internet.example key=00101 text1=Some name text2=user text3=secret number1=3\n")
+        self.assertEqual(json.loads(ltectl("apn", "match", path, "00101", "--json").stdout)["apn"],
+                         "internet.example")
+
+    def test_is_not_found(self):
+        path = self.list_file(self.LIST)
+        self.assert_failed(ltectl("apn", "match", path, "26201"), FAILED,
+                           f'{path} has no "26201", or a line that is malformed; see {TRACE}')
+        self.assert_failed(ltectl("apn", "match", "/no/list", "1"), FAILED,
+                           "cannot read /no/list: No such file or directory")
+
+    def test_is_set(self):
+        self.start_wansim()
+        self.assert_ran(ltectl("apn", "set"), "apn set\n")
+
+
+class Standalone(ToolTest):
+    def start_store(self, *options):
+        store = Background(self, support.wansim_program, "--sms-store", *options)
+        self.assertIn("lc_socket_sms_pb_common", store.out.next())
+        return store
+
+    def test_messages_are_deleted(self):
+        self.start_wansim()
+        store = self.start_store("--messages", "12")
+        self.assert_ran(ltectl("sms", "clear"), "sms-clear done\n")
+        store.lines_to("deleted messages=12")
+
+    def test_without_a_store_they_are_not(self):
+        self.start_wansim()
+        self.assert_failed(ltectl("sms", "clear"), FAILED,
+                           refused("have the SMS store delete its messages"))
+
+    def test_state_change(self):
+        simulator = self.start_wansim()
+        self.assert_ran(ltectl("state-change"), "state-change done\n")
+        simulator.lines_to("request state-change id=0x10000001")
+
+    def test_without_a_usable_sim_nothing_is_done(self):
+        self.start_wansim("--sim", "absent")
+        for arguments in (("sms", "clear"), ("state-change",)):
+            self.assert_failed(ltectl(*arguments), FAILED, "the SIM cannot be used: nothing is done")
+
+    def test_answers_to_ussd_codes_reach_the_store(self):
+        self.start_wansim()
+        store = self.start_store()
+        for slot, start in (("1", "+CUSD: 1,"), ("2", ":+CUSD: 0,"), ("3", "+CUSD: 0,")):
+            self.assert_ran(ltectl("ussd-test", slot), f"ussd answer={slot}\n")
+            self.assertIn(f"modem {start}", store.lines_to("modem")[-1])
+
+    def test_answers_to_ussd_codes_need_a_store(self):
+        self.start_wansim()
+        self.assert_failed(ltectl("ussd-test"), NOBODY,
+                           "no SMS store takes the answer; start wansim --sms-store or the SMS store")
+
+
+class Statistics(ToolTest):
+    def test_are_the_kernels(self):
+        subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+            for _ in range(7):
+                sender.sendto(b"x" * 100, ("127.0.0.1", 4000))
+        shown = json.loads(ltectl("stats", "lo", "--json").stdout)
+        kernel = json.loads(subprocess.run(["ip", "-json", "-statistics", "link", "show", "lo"], check=True,
+                                           capture_output=True).stdout)[0]["stats64"]
+        self.assertGreaterEqual(shown["rx_bytes"], 7 * 128)
+        for way in ("rx", "tx"):
+            for name in ("bytes", "packets", "errors", "dropped"):
+                self.assertEqual(shown[f"{way}_{name}"], kernel[way][name])
+        with open("/proc/uptime") as file:
+            self.assertAlmostEqual(shown["uptime"], float(file.read().split()[0]), delta=2)
+
+    def test_as_text(self):
+        self.assertRegex(ltectl("stats", "lo").stdout, r"\Alo rx_bytes=\d+ tx_bytes=\d+ .* uptime=\d+\n\Z")
+
+    def test_are_shown_every_second_with_rates(self):
+        first, second = self.objects(ltectl("stats", "lo", "--watch", "--count", "2", "--json").stdout)
+        self.assertNotIn("rx_bytes_per_second", first)
+        self.assertEqual(second["rx_bytes_per_second"], second["rx_bytes"] - first["rx_bytes"])
+        self.assertIn(second["uptime"] - first["uptime"], (1, 2))
+
+    def test_of_no_interface(self):
+        self.assert_failed(ltectl("stats", "wwan9"), FAILED,
+                           'there is no interface "wwan9" in /proc/net/dev')
+
+
+class Led(ToolTest):
+    def test_is_set_through_its_file(self):
+        # /proc takes no new files, so it is replaced. Sanitizers look themselves up there; the search for leaks
+        # needs more of it than that.
+        script = ('mkdir /tmp/proc && mount --bind /proc /tmp/proc && mount -t tmpfs none /proc && '
+                  'ln -s /tmp/proc/self /proc/self && '
+                  '"$@"; code=$?; cat /proc/lte_sim_flag; exit $code')
+        result = subprocess.run(["unshare", "--mount", "sh", "-c", script, "sh", support.ltectl_program, "led",
+                                 "sim", "10"], capture_output=True, text=True, timeout=support.TIMEOUT,
+                                env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"})
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, "sim flash=10\n2\n", ""))
+
+    def test_without_its_file(self):
+        result = ltectl("led", "internet", "4")
+        self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
+        self.assertTrue(result.stderr.endswith(
+            "ltectl: the LED's control file under /proc cannot be written\n"), result.stderr)
+
+    def test_of_another_name_pattern_or_colour(self):
+        self.assert_failed(ltectl("led", "power", "4"), USAGE,
+                           'led takes signal, internet or sim, not "power"')
+        for flash in ("5", "7", "13"):
+            self.assert_failed(ltectl("led", "sim", flash), USAGE,
+                               f'led takes a pattern, which is 4, 8, 9, 10, 11 or 12, not "{flash}"')
+        self.assert_failed(ltectl("led", "sim", "4", "--colour", "4"), USAGE,
+                           '--colour takes a colour from 0 to 3, not "4"')
+
+
+class Status(ToolTest):
+    def test_shows_everything_at_a_glance(self):
+        self.start_wansim("--delay", "0", "--roaming", "on")
+        ltectl("connect", "--wait", "10")
+        lines = dict(re.findall(r"^(\w+(?: type)?) +(.*)$", ltectl("status", "--interface", "lo").stdout, re.M))
+        uptime = lines.pop("uptime")
+        interface = lines.pop("interface")
+        self.assertEqual(lines, {"SIM": "sim_ready", "IMEI": "490154203237518", "IMSI": "001010123456789",
+                                 "operator": "Northern Cell", "signal": "23", "network type": "WM_REG_4G",
+                                 "roaming": "on", "link": "CONN_CONNECTED"})
+        self.assertRegex(interface, r"\Alo, \d+ bytes in \d+ packets received, \d+ in \d+ sent\Z")
+        self.assertRegex(uptime, r"\A\d+ d \d+ h \d+ min\Z")
+
+    def test_leaves_out_what_nobody_knows(self):
+        self.start_wansim("--sim", "absent")
+        screen = ltectl("status").stdout
+        self.assertIn("IMSI          -\n", screen)
+        self.assertIn("interface     wwan0, not there\n", screen)
+        status = json.loads(ltectl("status", "--json").stdout)
+        self.assertEqual(set(status), {"sim", "imei", "operator", "signal", "nettype", "roaming", "interface",
+                                       "uptime"})
+
+    def test_needs_a_wan_manager(self):
+        result = ltectl("status")
+        self.assertEqual((result.returncode, result.stdout), (NOBODY, ""))
+
+
+class Completion(unittest.TestCase):
+    """What bash offers behind a command line, by the script that is installed for it."""
+
+    def offered(self, *words):
+        script = ('source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); '
+                  '_lterouter_complete "$1" "${!#}" "${COMP_WORDS[COMP_CWORD - 1]}"; '
+                  'printf "%s\\n" "${COMPREPLY[@]}"')
+        completion = os.path.join(os.path.dirname(__file__), "..", "..", "tools", "completion", "ltectl.bash")
+        result = subprocess.run(["bash", "-c", script, "bash", completion, *words], capture_output=True,
+                                text=True, cwd="/2ndfile", timeout=support.TIMEOUT)
+        self.assertEqual(result.stderr, "")
+        return result.stdout.split()
+
+    def test_commands(self):
+        offered = self.offered(support.ltectl_program, "")
+        self.assertEqual(offered, sorted(set(offered)))
+        self.assertLessEqual({"status", "pin", "scan", "monitor", "ram", "stats"}, set(offered))
+        self.assertEqual(self.offered(support.ltectl_program, "st"), ["state-change", "stats", "status"])
+
+    def test_commands_of_a_group(self):
+        self.assertEqual(self.offered(support.ltectl_program, "pin", ""), ["change", "disable", "enable"])
+
+    def test_options_of_a_command(self):
+        self.assertEqual(self.offered(support.ltectl_program, "scan", "--t"), ["--timeout"])
+        self.assertEqual(self.offered(support.wansim_program, "--fa"), ["--fault"])
+
+    def test_files_elsewhere(self):
+        with open("/2ndfile/apn.list", "w"):
+            pass
+        self.assertEqual(self.offered(support.ltectl_program, "apn", "match", "apn"), ["apn.list"])
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,106 @@
+// roam, nettype, pref, port: values that the WAN manager keeps.
+
+#include "common/program.h"
+#include "common/wan_manager.h"
+#include "lte_sdk.h"
+#include "ltectl/client.h"
+#include "ltectl/commands.h"
+#include "ltectl/request.h"
+
+namespace lterouter::tools {
+namespace {
+
+constexpr ValueType kNettype = {"a network type from 0 to 3", parse_number_in<0, 3>};
+constexpr ValueType kRadio = {"a radio technology from 0 to 15", parse_number_in<0, 15>};
+constexpr ValueType kPort = {"a port from 0 to 255", parse_number_in<0, 255>};
+
+// A value that can be set and, when get is there, shown.
+struct Setting {
+    const char *name;
+    const ValueType &type;
+    int32_t (*get)(lct_value_rsp *out);
+    int32_t (*set)(const uint32_t *value);
+    void (*show)(uint32_t value);
+    const char *tell;   // what the WAN manager did not do
+    const char *change; // likewise
+};
+
+void show_named(const char *name, uint32_t value, const char *text)
+{
+    Record().word("event", name).number("value", value).field("name", text);
+}
+
+void show_nettype(uint32_t value) { show_named("nettype", value, get_net_type_str(value)); }
+
+void show_preference(uint32_t value) { show_named("pref", value, get_radio_str(value)); }
+
+void show_port(uint32_t value) { Record().word("event", "port").number("value", value); }
+
+int32_t set_port(const uint32_t *value) { return lct_set_serial_port(*value); }
+
+constexpr Setting kRoaming = {"roam",
+                              kOnOff,
+                              lct_get_roam_switch,
+                              lct_set_roam_switch,
+                              print_roaming,
+                              "tell the roaming switch",
+                              "set the roaming switch"};
+constexpr Setting kNetworkType = {"nettype",
+                                  kNettype,
+                                  lct_get_nettype,
+                                  lct_set_nettype,
+                                  show_nettype,
+                                  "tell the network type",
+                                  "set the network type"};
+constexpr Setting kPreference = {"pref",
+                                 kRadio,
+                                 nullptr,
+                                 lct_net_set_pref_req,
+                                 show_preference,
+                                 "",
+                                 "set the preferred radio technology"};
+constexpr Setting kSerialPort = {
+    "port", kPort, nullptr, set_port, show_port, "", "select the serial port"};
+
+int get(const Setting &setting)
+{
+    lct_value_rsp answer = {};
+    if (setting.get(&answer) != 0) {
+        return refused(setting.tell);
+    }
+    setting.show(answer.value);
+    return kDone;
+}
+
+int set(const Setting &setting, uint32_t value)
+{
+    if (setting.set(&value) != 0) {
+        return refused(setting.change);
+    }
+    setting.show(value);
+    return kDone;
+}
+
+int get_or_set(const Setting &setting, const char *text)
+{
+    if (text == nullptr) {
+        return with_client([&] { return get(setting); });
+    }
+    uint32_t value = 0;
+    if (!setting.type.parse(text, &value)) {
+        return bad_value(setting.name, setting.type, text);
+    }
+    return with_client([&] { return set(setting, value); });
+}
+
+} // namespace
+
+int roam(char *const *operands) { return get_or_set(kRoaming, operands[0]); }
+
+int nettype(char *const *operands) { return get_or_set(kNetworkType, operands[0]); }
+
+int pref(char *const *operands) { return get_or_set(kPreference, operands[0]); }
+
+int port(char *const *operands) { return get_or_set(kSerialPort, operands[0]); }
+
+} // namespace lterouter::tools
