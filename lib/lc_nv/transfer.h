@@ -2,26 +2,47 @@
 // not use this library, guard the same files with the same record locks.
 #pragma once
 
-#include "lc_pthread/mutex.h"
-
 #include <cstddef>
+#include <cstdint>
 #include <sys/types.h>
-
-namespace lterouter {
-
-// Held from opening a parameter file to closing it. Record locks belong to the process: they do not
-// keep its own threads apart, and closing any descriptor of the file gives them up.
-extern Mutex g_nv_mutex;
-
-// Reads at most size bytes from the start of the file under a shared lock; as read(2) returns.
-ssize_t nv_read_locked(int fd, char *buf, size_t size);
-
-// Writes size bytes to the start of the file under an exclusive lock and cuts the file behind them.
-// Cutting comes last: a longer old value is shortened only when the new bytes are in place.
-void nv_write_locked(int fd, const char *value, size_t size);
-
-} // namespace lterouter
 
 // A whole-file record lock: command F_SETLKW or F_SETLK, type F_RDLCK, F_WRLCK or F_UNLCK; as fcntl(2)
 // returns.
 extern "C" int nv_lock_file(int fd, int command, short type);
+
+namespace lterouter {
+
+// What one read of a parameter file takes at most, the terminator included.
+constexpr size_t kNvReadSize = 4096;
+
+// Holds the whole file, F_RDLCK shared or F_WRLCK exclusive, until the scope is left. A lock that is
+// refused is done without: the stores go on rather than lose a parameter.
+class FileLock {
+public:
+    FileLock(int fd, short type);
+    ~FileLock();
+    FileLock(const FileLock &) = delete;
+    FileLock &operator=(const FileLock &) = delete;
+
+private:
+    const int fd_;
+};
+
+// Reads a text of at most kNvReadSize bytes from where the file stands, under a shared lock. Returns
+// the number of bytes, of which the last, the stored terminator, is made NUL (a file written by other
+// means loses it); 0 or less: there is nothing to read.
+ssize_t nv_read_text(int fd, char *text);
+
+// Writes size bytes where the file stands, under an exclusive lock, and cuts the file behind them.
+// Cutting comes last: a longer old value is shortened only when the new bytes are in place.
+void nv_write_text(int fd, const char *text, size_t size);
+
+// Copies the value in a file into buf. Returns 0, NV_ERR_NAME when there is nothing to read,
+// NV_ERR_BUFFER when the value with its NUL is longer than size.
+uint32_t nv_load(const char *path, char *buf, uint32_t size);
+
+// Writes a value, size bytes with its NUL, into a file; creation: O_CREAT to make a missing one, or 0.
+// false: the file does not open.
+bool nv_store(const char *path, int creation, const char *value, size_t size);
+
+} // namespace lterouter

@@ -1,0 +1,34 @@
+// What every store asks of its callers: names, arguments, comparison.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+namespace lterouter {
+
+constexpr size_t kNvNameMax = 127;
+
+// At most 127 letters, digits, "-", "_" and "."; the empty name passes.
+bool nv_name_valid(const char *name);
+
+// The checks come in the order that callers rely on; each returns 0 or the result code.
+uint32_t nv_check_read(const char *name, const char *buf);
+// length: of the value with its NUL.
+uint32_t nv_check_write(const char *name, const char *value, uint32_t size, size_t *length);
+
+// Compares what `read` yields with an expected value, as nvram_match and nvm_match return it.
+uint32_t nv_match(uint32_t (*read)(const char *, char *, uint32_t), const char *name,
+                  const char *value);
+
+// The file of a parameter in a directory, which ends in a slash. Name has passed nv_name_valid.
+template <size_t DirectorySize> struct NvPath {
+    char text[DirectorySize + kNvNameMax];
+
+    NvPath(const char (&directory)[DirectorySize], const char *name)
+    {
+        snprintf(text, sizeof(text), "%s%s", directory, name);
+    }
+};
+
+} // namespace lterouter

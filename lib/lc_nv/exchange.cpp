@@ -1,0 +1,196 @@
+// Saving parameters to a file, loading them back, and the reset of the router's settings. What takes
+// part is declared in the defaults file and selected there by its attribute bits.
+
+#include "lc_nv.h"
+
+#include "lc_nv/parameter_file.h"
+#include "lc_nv/store.h"
+#include "lc_nv/transfer.h"
+#include "support/fd.h"
+
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lterouter {
+namespace {
+
+// ---- Export ----
+
+void write_line(int fd, const char *text, size_t size) { static_cast<void>(!write(fd, text, size)); }
+
+// Reads the text of a copy; false when it holds none.
+bool read_copy(const char *path, char *text)
+{
+    const Fd file{open(path, O_RDONLY | O_CLOEXEC)};
+    return file && nv_read_text(file.get(), text) > 0;
+}
+
+// Writes a parameter's line, its value straight from the copy into the line; runs the checksum over it.
+// Of its own so that the line is on the stack beside the reader's only while it is needed.
+[[gnu::noinline]] void export_parameter(int output, const NvParameter &parameter, uint32_t *crc)
+{
+    char line[NV_LINE_SIZE];
+    char *const value = line + snprintf(line, sizeof(line), "%s=%lx=", parameter.name,
+                                        static_cast<unsigned long>(parameter.bits));
+    const NvCopies copies(parameter.name);
+    if (!read_copy(copies.current.text, value) && !read_copy(copies.backup.text, value)) {
+        strcpy(value, parameter.value);
+    }
+    char *const end = value + strlen(value);
+    *end = '\n';
+    const size_t size = static_cast<size_t>(end + 1 - line);
+    if (crc != nullptr) {
+        *crc = nv_crc32_update(*crc, line, size);
+    }
+    write_line(output, line, size);
+}
+
+// crc: NULL without a checksum line.
+uint32_t export_parameters(int output, uint32_t mask, uint32_t *crc)
+{
+    NvParameterFile defaults(NVM_DEFAULTS_FILE);
+    if (!defaults) {
+        return NV_ERR_SYSTEM;
+    }
+    NvParameter parameter;
+    NvLine line;
+    while ((line = defaults.next(&parameter)) == NvLine::kParameter) {
+        if ((parameter.bits & mask) != 0) {
+            export_parameter(output, parameter, crc);
+        }
+    }
+    return line == NvLine::kEnd ? NV_SUCCESS : NV_ERR_SYSTEM;
+}
+
+// ---- Import ----
+
+// What tells for which router a file was made.
+struct Identity {
+    bool version = false;
+    bool variant = false;
+
+    bool complete() const { return version && variant; }
+    // Notes the parameter when it names the router's own value.
+    void note(const NvParameter &parameter, const NvParameter &declared);
+};
+
+void Identity::note(const NvParameter &parameter, const NvParameter &declared)
+{
+    if (strcmp(parameter.value, declared.value) != 0) {
+        return;
+    }
+    version = version || strcmp(parameter.name, NV_IDENTITY_VERSION) == 0;
+    variant = variant || strcmp(parameter.name, NV_IDENTITY_VARIANT) == 0;
+}
+
+// The two that follow read the defaults file anew for every line of the input; in functions of their
+// own so that only one more line buffer is on the stack.
+
+[[gnu::noinline]] uint32_t compare_identity(const NvParameter &parameter, Identity *identity)
+{
+    NvDeclaration declaration;
+    const uint32_t result = declaration.find(parameter.name);
+    if (result == NV_SUCCESS) {
+        identity->note(parameter, declaration.parameter);
+    }
+    return result;
+}
+
+[[gnu::noinline]] uint32_t apply(const NvParameter &parameter, uint32_t mask)
+{
+    NvDeclaration declaration;
+    const uint32_t result = declaration.find(parameter.name);
+    if (result == NV_SUCCESS && (declaration.parameter.bits & mask) != 0) {
+        NvCopies(parameter.name).store(parameter.value, strlen(parameter.value) + 1);
+    }
+    return result;
+}
+
+// Without a checksum line the input deliberately stays behind the later of the two parameters: lines up
+// to there only say whom the file is for, and are not applied.
+uint32_t demand_identity(NvParameterFile &input, bool has_crc)
+{
+    Identity identity;
+    while (!identity.complete()) {
+        NvParameter parameter;
+        if (input.next(&parameter) != NvLine::kParameter) {
+            return NV_ERR_FILE;
+        }
+        if (compare_identity(parameter, &identity) == NV_ERR_SYSTEM) {
+            return NV_ERR_SYSTEM;
+        }
+    }
+    return !has_crc || input.rewind_to_lines() ? NV_SUCCESS : NV_ERR_FILE;
+}
+
+uint32_t apply_lines(NvParameterFile &input, uint32_t mask)
+{
+    NvParameter parameter;
+    NvLine line;
+    while ((line = input.next(&parameter)) == NvLine::kParameter) {
+        if (apply(parameter, mask) == NV_ERR_SYSTEM) {
+            return NV_ERR_SYSTEM;
+        }
+    }
+    return line == NvLine::kEnd ? NV_SUCCESS : NV_ERR_FILE;
+}
+
+} // namespace
+} // namespace lterouter
+
+using namespace lterouter;
+
+uint32_t nvm_export(const char *path, uint32_t mask, int with_crc)
+{
+    if (path == nullptr) {
+        return NV_ERR_FILE;
+    }
+    const Fd output{open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
+    if (!output) {
+        return NV_ERR_FILE;
+    }
+    if (with_crc == 0) {
+        return export_parameters(output.get(), mask, nullptr);
+    }
+    // Until the checksum is known its place holds what no import accepts.
+    char checksum[NV_CHECKSUM_SIZE + 1];
+    memset(checksum, 0xFF, sizeof(checksum));
+    write_line(output.get(), checksum, NV_CHECKSUM_SIZE);
+    uint32_t crc = 0;
+    if (const uint32_t failure = export_parameters(output.get(), mask, &crc); failure != NV_SUCCESS) {
+        return failure;
+    }
+    if (lseek(output.get(), 0, SEEK_SET) != 0) {
+        return NV_ERR_FILE;
+    }
+    snprintf(checksum, sizeof(checksum), "%08X\n", static_cast<unsigned>(crc));
+    write_line(output.get(), checksum, NV_CHECKSUM_SIZE);
+    return NV_SUCCESS;
+}
+
+uint32_t nvm_import(const char *path, uint32_t mask, int has_crc, int check_identity)
+{
+    umask(0);
+    if (path == nullptr) {
+        return NV_ERR_FILE;
+    }
+    NvParameterFile input(path);
+    if (!input) {
+        perror("lc_fopen");
+        return NV_ERR_FILE;
+    }
+    if (has_crc != 0 && !input.checksum_matches()) {
+        return NV_ERR_FILE;
+    }
+    if (check_identity != 0) {
+        if (const uint32_t failure = demand_identity(input, has_crc != 0); failure != NV_SUCCESS) {
+            return failure;
+        }
+    }
+    return apply_lines(input, mask);
+}
+
+uint32_t nvm_routerreset() { return nvm_import(NVM_DEFAULTS_FILE, NV_ATTR_RESET, 0, 0); }

@@ -1,0 +1,54 @@
+// Reading a file of parameter lines "NAME=BITS=VALUE", which declares, exports or imports parameters.
+#pragma once
+
+#include "lc_file/stream.h"
+#include "lc_nv.h"
+
+namespace lterouter {
+
+// Points into the file's line buffer: valid until the next line is read.
+struct NvParameter {
+    char *name;
+    uint32_t bits;
+    char *value;
+};
+
+enum class NvLine { kParameter, kEnd, kMalformed };
+
+class NvParameterFile {
+public:
+    explicit NvParameterFile(const char *path) : stream_(lc_fopen(path, "r")), path_(path) {}
+
+    // Whether the file could be opened.
+    explicit operator bool() const { return static_cast<bool>(stream_); }
+
+    // Whether the file begins with the checksum of what follows it; if so, the first line is next.
+    bool checksum_matches();
+    // Goes back to the first line behind the checksum.
+    bool rewind_to_lines();
+
+    // The next parameter; comments and empty lines are passed over.
+    NvLine next(NvParameter *out);
+    // Searches on for a parameter of this name. A malformed line before it ends the search.
+    NvLine find(const char *name, NvParameter *out);
+
+private:
+    bool read_checksum(uint32_t *crc);
+
+    Stream stream_;
+    const char *const path_;
+    uint32_t line_number_ = 0;
+    char line_[NV_LINE_SIZE];
+};
+
+// The defaults file and one parameter that it declares.
+struct NvDeclaration {
+    NvParameterFile file{NVM_DEFAULTS_FILE};
+    NvParameter parameter;
+
+    // Returns 0, NV_ERR_NAME when the name is not declared, NV_ERR_SYSTEM when the file is missing or
+    // malformed.
+    uint32_t find(const char *name);
+};
+
+} // namespace lterouter
