@@ -63,10 +63,10 @@ LC_API uint32_t nvram_match(const char *name, const char *value);
 
 /* ---- Parameter files ----
  *
- * Lines "NAME=BITS=VALUE": BITS hexadecimal, VALUE everything up to the line feed. Lines that begin
- * with
- * "#" and empty lines are skipped; any other line makes the file malformed. A checksum line, eight
- * hexadecimal digits, may come first; it covers every byte behind it. */
+ * Lines "NAME=BITS=VALUE": BITS hexadecimal, VALUE everything up to the line feed. Empty lines and
+ * those that begin with "#" are skipped; any other line makes the file malformed, and so does an error
+ * while reading. A checksum line, eight hexadecimal digits, may come first; it covers every byte behind
+ * it. */
 
 #define NV_VALUE_MAX 4095u  /* bytes of a value, without its terminator */
 #define NV_LINE_SIZE 4256u  /* of the buffer that a line is read into */

@@ -85,7 +85,8 @@ NvLine NvParameterFile::next(NvParameter *out)
             return kind == NV_LINE_PARAMETER ? NvLine::kParameter : NvLine::kMalformed;
         }
     }
-    return NvLine::kEnd;
+    // What cannot be read is not the end: a truncated export must not pass for a whole one.
+    return ferror(stream_.get()) != 0 ? NvLine::kMalformed : NvLine::kEnd;
 }
 
 NvLine NvParameterFile::find(const char *name, NvParameter *out)

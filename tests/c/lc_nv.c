@@ -139,6 +139,214 @@ static void store_is_cleared(void)
     CHECK_INT(nvmram_clear(), NV_SUCCESS); /* nothing is left to remove */
 }
 
+/* ---- Parameter files ---- */
+
+#define FILE_PATH "/tmp/parameters"
+
+static void write_file(const char *path, const char *text)
+{
+    FILE *file = fopen(path, "w");
+    REQUIRE(file != NULL);
+    CHECK(fputs(text, file) >= 0);
+    fclose(file);
+}
+
+/* At most 63 bytes of a file, their number in `size`. */
+static const char *read_file(const char *path, size_t *size)
+{
+    static char bytes[64];
+    FILE *file = fopen(path, "r");
+    memset(bytes, 0, sizeof(bytes));
+    *size = 0;
+    if (file != NULL) {
+        *size = fread(bytes, 1, sizeof(bytes) - 1, file);
+        fclose(file);
+    }
+    return bytes;
+}
+
+static void check_file(const char *path, const char *text)
+{
+    size_t size;
+    CHECK_TEXT(read_file(path, &size), text);
+    CHECK_INT(size, strlen(text));
+}
+
+static int parse(const char *text)
+{
+    char line[64];
+    char *name;
+    char *value;
+    uint32_t bits;
+    strcpy(line, text);
+    return nv_parse_line(line, &name, &bits, &value, FILE_PATH, 1);
+}
+
+static void line_is_parsed_in_place(void)
+{
+    char line[] = "wan.apn=0x1F=b=c\n";
+    char *name = NULL;
+    char *value = NULL;
+    uint32_t bits = 0;
+    CHECK_INT(nv_parse_line(line, &name, &bits, &value, NULL, 1), NV_LINE_PARAMETER);
+    CHECK_TEXT(name, "wan.apn");
+    CHECK_INT(bits, 31);
+    CHECK_TEXT(value, "b=c");
+    CHECK(name == line && value == line + 13);
+    CHECK_INT(parse("=ffffffff=\n"), NV_LINE_PARAMETER);
+    CHECK_INT(parse("# no line feed"), NV_LINE_SKIP);
+    CHECK_INT(parse("\n"), NV_LINE_SKIP);
+    CHECK_INT(parse("a=1=x"), NV_LINE_MALFORMED);
+    CHECK_INT(parse("a=g=x\n"), NV_LINE_MALFORMED);
+    CHECK_INT(parse("a= 1=x\n"), NV_LINE_MALFORMED);
+    CHECK_INT(parse("a=100000000=x\n"), NV_LINE_MALFORMED);
+    CHECK_INT(parse("a b=1=x\n"), NV_LINE_MALFORMED);
+}
+
+static void checksum_is_run_in_pieces(void)
+{
+    CHECK_INT(nv_crc32_update(0, "123456789", 9), 0x2DFD2D88U);
+    CHECK_INT(nv_crc32_update(nv_crc32_update(0, "1234", 4), "56789", 5), 0x2DFD2D88U);
+    CHECK_INT(nv_crc32_update(7, NULL, 0), 7);
+}
+
+static void parameter_is_looked_up_in_a_file(void)
+{
+    char value[8] = "kept";
+    write_file(FILE_PATH, "# comment\n\na=1=b=c\nbroken\n");
+    CHECK_INT(nvm_parsefile(FILE_PATH, "a", value, 3, 0), NV_ERR_BUFFER);
+    CHECK_INT(nvm_parsefile(FILE_PATH, "b", value, 8, 0), NV_ERR_FILE);
+    CHECK_INT(nvm_parsefile(FILE_PATH, "a", value, 8, 1), NV_ERR_FILE);
+    CHECK_INT(nvm_parsefile("/tmp/missing", "a", value, 8, 0), NV_ERR_FILE);
+    CHECK_INT(nvm_parsefile(NULL, "a", value, 8, 0), NV_ERR_FILE);
+    CHECK_INT(nvm_parsefile(NULL, "a", NULL, 8, 0), NV_ERR_BUFFER);
+    CHECK_TEXT(value, "kept");
+    CHECK_INT(nvm_parsefile(FILE_PATH, "a", value, 4, 0), NV_SUCCESS);
+    CHECK_TEXT(value, "b=c");
+    write_file(FILE_PATH, "00000000\n");
+    CHECK_INT(nvm_parsefile(FILE_PATH, "a", value, 8, 1), NV_ERR_NAME);
+}
+
+/* ---- The persistent store ---- */
+
+#define EXPORTED "/tmp/exported"
+
+static void check_copy(const char *path, const char *expected)
+{
+    size_t size;
+    CHECK_TEXT(read_file(path, &size), expected);
+    CHECK_INT(size, strlen(expected) + 1);
+}
+
+/* Both copies of the parameter "p", and what is read. */
+static void check_persistent(const char *expected)
+{
+    char value[64] = "";
+    CHECK_INT(nvm_readnv("p", value, sizeof(value)), NV_SUCCESS);
+    CHECK_TEXT(value, expected);
+    CHECK_INT(nvm_match("p", expected), NV_SUCCESS);
+    check_copy(NVM_CURRENT_DIR "p", expected);
+    check_copy(NVM_BACKUP_DIR "p", expected);
+}
+
+static void persistent_store_needs_its_defaults_file(void)
+{
+    char value[8];
+    CHECK_INT(nvm_init(), NV_ERR_SYSTEM);
+    CHECK_INT(nvm_readnv("p", value, sizeof(value)), NV_ERR_SYSTEM);
+    CHECK_INT(nvm_writenv("p", "x", sizeof(value)), NV_ERR_SYSTEM);
+    CHECK_INT(nvm_match("p", "x"), NV_ERR_SYSTEM);
+    CHECK_INT(nvm_export(EXPORTED, 1, 0), NV_ERR_SYSTEM);
+    CHECK_INT(nvm_routerreset(), NV_ERR_FILE);
+    CHECK(mkdir("/2ndfile/nv", 0755) == 0);
+    write_file(NVM_DEFAULTS_FILE, "# name=bits=value\n"
+                                  "pri_version=2=1.0\nup_dev_sku=2=EU\np=1=default\nq=2=other\n");
+}
+
+static void defaults_fill_the_persistent_store(void)
+{
+    struct stat status;
+    umask(077);
+    CHECK_INT(nvm_match("p", "default"), NV_SUCCESS);
+    CHECK_INT(nvm_init(), NV_SUCCESS);
+    check_persistent("default");
+    CHECK(stat(NVM_CURRENT_DIR "p", &status) == 0 && (status.st_mode & 0777) == 0666);
+    CHECK(stat(NVM_BACKUP_DIR, &status) == 0 && (status.st_mode & 0777) == 0666);
+}
+
+static void persistent_value_is_kept_twice(void)
+{
+    char value[8] = "kept";
+    CHECK_INT(nvm_writenv("p", "a longer value", 64), NV_SUCCESS);
+    check_persistent("a longer value");
+    CHECK_INT(nvm_writenv("p", "short", 6), NV_SUCCESS);
+    check_persistent("short");
+    CHECK_INT(nvm_match("p", "other"), NV_ERR_DIFFER);
+    CHECK_INT(nvm_readnv("p", value, 5), NV_ERR_BUFFER);
+    CHECK_INT(nvm_readnv(NULL, value, 8), NV_ERR_BUFFER);
+    CHECK_INT(nvm_readnv("absent", value, 8), NV_ERR_NAME);
+    CHECK_TEXT(value, "kept");
+    CHECK_INT(nvm_writenv(NULL, "x", 8), NV_ERR_BUFFER);
+    CHECK_INT(nvm_writenv("p", NULL, 8), NV_ERR_VALUE);
+    CHECK_INT(nvm_writenv("p", "short", 5), NV_ERR_VALUE);
+    CHECK_INT(nvm_writenv("p/q", "x", 8), NV_ERR_NAME);
+    CHECK_INT(nvm_writenv("absent", "x", 8), NV_ERR_NAME);
+    CHECK_INT(nvm_match("p", NULL), NV_ERR_VALUE);
+    check_persistent("short");
+}
+
+static void start_repairs_unless_the_last_run_ended_in_order(void)
+{
+    write_file(NVM_BACKUP_DIR "p", "damaged");
+    CHECK_INT(nvm_fin(), NV_SUCCESS);
+    CHECK_INT(nvm_fin(), NV_SUCCESS);
+    CHECK_INT(nvm_init(), NV_SUCCESS);
+    CHECK(access(NVM_SHUTDOWN_MARKER, F_OK) != 0);
+    check_file(NVM_BACKUP_DIR "p", "damaged");
+    CHECK_INT(nvm_init(), NV_SUCCESS);
+    check_persistent("short");
+    CHECK(unlink(NVM_CURRENT_DIR "p") == 0);
+    CHECK_INT(nvm_init(), NV_SUCCESS);
+    check_persistent("short");
+}
+
+static void parameters_are_exported_and_imported(void)
+{
+    CHECK_INT(nvm_export(NULL, 1, 0), NV_ERR_FILE);
+    CHECK_INT(nvm_export(EXPORTED, 0, 1), NV_SUCCESS);
+    check_file(EXPORTED, "00000000\n");
+    CHECK_INT(nvm_export(EXPORTED, 1, 0), NV_SUCCESS);
+    check_file(EXPORTED, "p=1=short\n");
+    CHECK_INT(nvm_import(EXPORTED, 1, 1, 0), NV_ERR_FILE);
+    CHECK_INT(nvm_import(EXPORTED, 1, 0, 1), NV_ERR_FILE);
+    CHECK_INT(nvm_import(NULL, 1, 0, 0), NV_ERR_FILE);
+
+    CHECK_INT(nvm_export(EXPORTED, 3, 1), NV_SUCCESS);
+    CHECK_INT(nvm_writenv("p", "changed", 64), NV_SUCCESS);
+    CHECK_INT(nvm_writenv("q", "changed", 64), NV_SUCCESS);
+    CHECK_INT(nvm_import(EXPORTED, 1, 1, 1), NV_SUCCESS);
+    check_persistent("short");
+    CHECK_INT(nvm_match("q", "changed"), NV_SUCCESS);
+    CHECK_INT(nvm_import(EXPORTED, 2, 1, 1), NV_SUCCESS);
+    CHECK_INT(nvm_match("q", "other"), NV_SUCCESS);
+}
+
+static void reset_gives_the_marked_parameters_their_defaults_back(void)
+{
+    CHECK_INT(nvm_writenv("q", "stays", 64), NV_SUCCESS);
+    CHECK_INT(nvm_routerreset(), NV_SUCCESS);
+    check_persistent("default");
+    CHECK_INT(nvm_match("q", "stays"), NV_SUCCESS);
+}
+
+static void persistent_store_is_cleared(void)
+{
+    CHECK_INT(nvm_clear(), NV_SUCCESS);
+    CHECK(access(NVM_CURRENT_DIR "p", F_OK) != 0 && access(NVM_BACKUP_DIR "p", F_OK) != 0);
+    CHECK_INT(nvm_match("p", "default"), NV_SUCCESS);
+    CHECK_INT(nvm_clear(), NV_SUCCESS); /* nothing is left to remove */
+}
+
 int main(void)
 {
     store_has_a_folder();
@@ -149,5 +357,15 @@ int main(void)
     processes_share_the_store();
     reader_waits_for_the_lock_of_another_process();
     store_is_cleared();
+    line_is_parsed_in_place();
+    checksum_is_run_in_pieces();
+    parameter_is_looked_up_in_a_file();
+    persistent_store_needs_its_defaults_file();
+    defaults_fill_the_persistent_store();
+    persistent_value_is_kept_twice();
+    start_repairs_unless_the_last_run_ended_in_order();
+    parameters_are_exported_and_imported();
+    reset_gives_the_marked_parameters_their_defaults_back();
+    persistent_store_is_cleared();
     return check_end();
 }

@@ -6,24 +6,6 @@
 
 using namespace testing_support;
 
-namespace {
-
-mode_t mode_of(const std::string &path)
-{
-    struct stat status = {};
-    stat(path.c_str(), &status);
-    return status.st_mode & 07777;
-}
-
-mode_t current_umask()
-{
-    const mode_t mask = umask(0);
-    umask(mask);
-    return mask;
-}
-
-} // namespace
-
 using RamWrite = RamStore;
 
 TEST_F(RamWrite, leaves_the_value_and_one_terminator)

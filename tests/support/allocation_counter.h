@@ -1,9 +1,10 @@
-// Counts what the process takes from the heap. Include it in one source file of a test program: it
-// takes over malloc, calloc and realloc, or, under a sanitizer, which has taken them over already,
-// listens to the sanitizer's own hook.
+// Counts what the process takes from the heap, and makes the n-th allocation fail. Include it in one
+// source file of a test program: it takes over malloc, calloc and realloc, or, under a sanitizer, which
+// has taken them over already, listens to the sanitizer's own hook; then nothing can be made to fail.
 #pragma once
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 
 #if defined(__has_feature)
@@ -19,11 +20,27 @@ namespace testing_support {
 struct AllocationCounter {
     static inline std::atomic<int> count{0};
     static inline std::atomic<size_t> last_size{0};
+    static inline std::atomic<int> fail_in{0}; // the n-th from now on fails, once; 0 fails none
 
-    static void note(size_t size)
+    // True when this allocation is to fail.
+    static bool note(size_t size)
     {
         ++count;
         last_size = size;
+        if (fail_in == 0 || --fail_in != 0) {
+            return false;
+        }
+        errno = ENOMEM;
+        return true;
+    }
+    // Whether what is asked to fail does: not where a sanitizer or memcheck owns the heap.
+    static bool can_fail()
+    {
+        fail_in = 1;
+        void *volatile block = malloc(1);
+        fail_in = 0;
+        free(block);
+        return block == nullptr;
     }
 };
 
@@ -56,20 +73,18 @@ void *__libc_realloc(void *block, size_t size);
 
 void *malloc(size_t size)
 {
-    testing_support::AllocationCounter::note(size);
-    return __libc_malloc(size);
+    return testing_support::AllocationCounter::note(size) ? nullptr : __libc_malloc(size);
 }
 
 void *calloc(size_t count, size_t size)
 {
-    testing_support::AllocationCounter::note(count * size);
-    return __libc_calloc(count, size);
+    return testing_support::AllocationCounter::note(count * size) ? nullptr
+                                                                  : __libc_calloc(count, size);
 }
 
 void *realloc(void *block, size_t size)
 {
-    testing_support::AllocationCounter::note(size);
-    return __libc_realloc(block, size);
+    return testing_support::AllocationCounter::note(size) ? nullptr : __libc_realloc(block, size);
 }
 }
 

@@ -14,17 +14,21 @@ namespace testing_support {
 
 class ScopedMount {
 public:
-    explicit ScopedMount(std::string path) : path_(std::move(path)) { do_mount(0); }
+    // options: as tmpfs takes them, such as "size=20k".
+    explicit ScopedMount(std::string path, const char *options = nullptr) : path_(std::move(path))
+    {
+        do_mount(0, options);
+    }
     ~ScopedMount() { umount2(path_.c_str(), MNT_DETACH); }
     ScopedMount(const ScopedMount &) = delete;
     ScopedMount &operator=(const ScopedMount &) = delete;
 
-    void make_read_only() { do_mount(MS_REMOUNT | MS_RDONLY); }
+    void make_read_only() { do_mount(MS_REMOUNT | MS_RDONLY, nullptr); }
 
 private:
-    void do_mount(unsigned long flags)
+    void do_mount(unsigned long flags, const char *options)
     {
-        if (mount("tmpfs", path_.c_str(), "tmpfs", flags, nullptr) != 0) {
+        if (mount("tmpfs", path_.c_str(), "tmpfs", flags, options) != 0) {
             ADD_FAILURE() << "cannot mount over " << path_ << ": " << strerror(errno);
         }
     }

@@ -1,0 +1,291 @@
+// Records the system calls that the library makes on the files of the parameter stores, and makes one
+// of them fail. For the one source file of a program that is linked with the shared library.
+#pragma once
+
+#include "lc_nv.h"
+#include "support/interpose.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <fcntl.h>
+#include <map>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace testing_support {
+
+using Steps = std::vector<std::string>;
+
+struct FileSteps {
+    bool recording = false;
+    Steps steps;
+    std::map<int, std::string> names; // of the descriptors opened while recording
+    std::map<FILE *, std::string> streams;
+    std::optional<ssize_t> write_result; // what the next writes take, or a negative result
+    bool locks_fail = false;
+    size_t failing = 0;          // the step, counted from 1, that fails with EIO; 0: none
+    std::optional<size_t> taken; // if it is a read or a write, it takes so many bytes instead
+
+    // True when this step is to fail.
+    bool note(const std::string &step)
+    {
+        const bool fails = next_fails();
+        if (recording) {
+            steps.push_back(step);
+        }
+        return fails;
+    }
+    bool next_fails() const
+    {
+        if (!recording || steps.size() + 1 != failing) {
+            return false;
+        }
+        errno = EIO;
+        return true;
+    }
+    // What a descriptor that was opened while recording is called; empty for any other.
+    std::string name_of(int fd) const
+    {
+        const auto found = recording ? names.find(fd) : names.end();
+        return found == names.end() ? "" : found->second;
+    }
+};
+
+inline FileSteps g_file_steps;
+
+// What the steps call a file of the stores; empty for any other.
+inline std::string name_of_file(const std::string &path)
+{
+    static const struct {
+        std::string folder;
+        std::string name;
+    } kFolders[] = {{NVMRAM_DIR, ""},
+                    {NVM_CURRENT_DIR, "current "},
+                    {NVM_BACKUP_DIR, "backup "},
+                    {"/2ndfile/nv/", ""},
+                    {"/2ndfile/", ""}};
+    for (const auto &[folder, name] : kFolders) {
+        if (path.starts_with(folder)) {
+            return name + (path == folder ? "folder" : path.substr(folder.size()));
+        }
+    }
+    return "";
+}
+
+inline std::string octal(mode_t mode)
+{
+    char text[16];
+    snprintf(text, sizeof(text), "%04o", mode);
+    return text;
+}
+
+inline std::string open_flags(int flags, mode_t mode)
+{
+    static const std::map<int, std::string> kAccess = {
+        {O_RDONLY, "to read"}, {O_WRONLY, "to write"}, {O_RDWR, "for both"}};
+    std::string text = kAccess.at(flags & O_ACCMODE);
+    if ((flags & O_CREAT) != 0) {
+        text += ", creating " + octal(mode);
+    }
+    if ((flags & O_TRUNC) != 0) {
+        text += ", truncating";
+    }
+    if ((flags & O_APPEND) != 0) {
+        text += ", appending";
+    }
+    return text;
+}
+
+inline std::string lock_step(int command, const struct flock &lock, const std::string &name)
+{
+    const char *type = lock.l_type == F_RDLCK   ? "shared lock of "
+                       : lock.l_type == F_WRLCK ? "exclusive lock of "
+                                                : "unlock ";
+    const bool whole = lock.l_whence == SEEK_SET && lock.l_start == 0 && lock.l_len == 0;
+    return type + name + (whole ? "" : ", in part") + (command == F_SETLKW ? "" : ", not waiting");
+}
+
+// The calls that `action` makes on the stores' files.
+template <typename Action> Steps steps_of(Action action)
+{
+    g_file_steps.steps.clear();
+    g_file_steps.names.clear();
+    g_file_steps.streams.clear();
+    g_file_steps.recording = true;
+    action();
+    g_file_steps.recording = false;
+    return g_file_steps.steps;
+}
+
+} // namespace testing_support
+
+extern "C" {
+
+int taken_open(const char *path, int flags, ...) __asm__("open64");
+int taken_fcntl(int fd, int command, ...) __asm__("fcntl64");
+int taken_ftruncate(int fd, off_t length) __asm__("ftruncate64");
+off_t taken_lseek(int fd, off_t offset, int whence) __asm__("lseek64");
+ssize_t taken_read(int fd, void *bytes, size_t size) __asm__("read");
+FILE *taken_fopen(const char *path, const char *mode) __asm__("fopen64");
+int taken_fclose(FILE *stream) __asm__("fclose");
+
+int taken_open(const char *path, int flags, ...)
+{
+    using namespace testing_support;
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    const std::string name = name_of_file(path);
+    const int fd = !name.empty() && g_file_steps.next_fails()
+                       ? -1
+                       : next_definition<int(const char *, int, ...)>("open64")(path, flags, mode);
+    if (!name.empty()) {
+        g_file_steps.note("open " + name + " " + open_flags(flags, mode) + (fd < 0 ? ": fails" : ""));
+        g_file_steps.names[fd] = name;
+    }
+    return fd;
+}
+
+int taken_fcntl(int fd, int command, ...)
+{
+    using namespace testing_support;
+    va_list arguments;
+    va_start(arguments, command);
+    void *argument = va_arg(arguments, void *);
+    va_end(arguments);
+    const std::string name = g_file_steps.name_of(fd);
+    if (!name.empty()) {
+        if (g_file_steps.note(lock_step(command, *static_cast<struct flock *>(argument), name))) {
+            return -1;
+        }
+        if (g_file_steps.locks_fail) {
+            errno = ENOLCK;
+            return -1;
+        }
+    }
+    return next_definition<int(int, int, ...)>("fcntl64")(fd, command, argument);
+}
+
+int taken_ftruncate(int fd, off_t length)
+{
+    using namespace testing_support;
+    const std::string name = g_file_steps.name_of(fd);
+    if (!name.empty() && g_file_steps.note("cut " + name + " to " + std::to_string(length))) {
+        return -1;
+    }
+    return next_definition<int(int, off_t)>("ftruncate64")(fd, length);
+}
+
+off_t taken_lseek(int fd, off_t offset, int whence)
+{
+    using namespace testing_support;
+    const std::string name = g_file_steps.name_of(fd);
+    if (!name.empty() && g_file_steps.note("seek " + name + " to " + std::to_string(offset) +
+                                           (whence == SEEK_SET ? "" : " from elsewhere"))) {
+        return -1;
+    }
+    return next_definition<off_t(int, off_t, int)>("lseek64")(fd, offset, whence);
+}
+
+ssize_t write(int fd, const void *bytes, size_t size)
+{
+    using namespace testing_support;
+    const std::string name = g_file_steps.name_of(fd);
+    if (!name.empty()) {
+        if (g_file_steps.note("write " + std::to_string(size) + " to " + name)) {
+            if (!g_file_steps.taken.has_value()) {
+                return -1;
+            }
+            size = *g_file_steps.taken;
+        }
+        if (g_file_steps.write_result.has_value()) {
+            if (*g_file_steps.write_result < 0) {
+                errno = ENOSPC;
+                return -1;
+            }
+            size = static_cast<size_t>(*g_file_steps.write_result);
+        }
+    }
+    return next_definition<ssize_t(int, const void *, size_t)>("write")(fd, bytes, size);
+}
+
+ssize_t taken_read(int fd, void *bytes, size_t size)
+{
+    using namespace testing_support;
+    const std::string name = g_file_steps.name_of(fd);
+    if (!name.empty() && g_file_steps.note("read " + std::to_string(size) + " from " + name)) {
+        if (!g_file_steps.taken.has_value()) {
+            return -1;
+        }
+        size = *g_file_steps.taken;
+    }
+    return next_definition<ssize_t(int, void *, size_t)>("read")(fd, bytes, size);
+}
+
+int close(int fd)
+{
+    using namespace testing_support;
+    const std::string name = g_file_steps.name_of(fd);
+    if (!name.empty()) {
+        g_file_steps.note("close " + name);
+        g_file_steps.names.erase(fd);
+    }
+    return next_definition<int(int)>("close")(fd);
+}
+
+FILE *taken_fopen(const char *path, const char *mode)
+{
+    using namespace testing_support;
+    const std::string name = name_of_file(path);
+    FILE *const stream =
+        !name.empty() && g_file_steps.next_fails()
+            ? nullptr
+            : next_definition<FILE *(const char *, const char *)>("fopen64")(path, mode);
+    if (!name.empty()) {
+        g_file_steps.note("open " + name + " as a stream" + (stream == nullptr ? ": fails" : ""));
+        g_file_steps.streams[stream] = name;
+    }
+    return stream;
+}
+
+int taken_fclose(FILE *stream)
+{
+    using namespace testing_support;
+    const auto named = g_file_steps.streams.find(stream);
+    if (named != g_file_steps.streams.end()) {
+        g_file_steps.note("close " + named->second);
+        g_file_steps.streams.erase(named);
+    }
+    return next_definition<int(FILE *)>("fclose")(stream);
+}
+
+int mkdir(const char *path, mode_t mode) noexcept
+{
+    using namespace testing_support;
+    if (g_file_steps.note("make " + name_of_file(path) + " " + octal(mode))) {
+        return -1;
+    }
+    return next_definition<int(const char *, mode_t)>("mkdir")(path, mode);
+}
+
+int rmdir(const char *path) noexcept
+{
+    using namespace testing_support;
+    if (g_file_steps.note("remove " + name_of_file(path))) {
+        return -1;
+    }
+    return next_definition<int(const char *)>("rmdir")(path);
+}
+
+mode_t umask(mode_t mask) noexcept
+{
+    using namespace testing_support;
+    g_file_steps.note("umask " + octal(mask));
+    return next_definition<mode_t(mode_t)>("umask")(mask);
+}
+}
