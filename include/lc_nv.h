@@ -13,7 +13,11 @@
  * others); the persistent store has none: threads that may touch the same parameter bring a lock of
  * their own.
  *
- * Nothing here logs. A failed lock and a write cut short are not detected.
+ * Nothing here logs, but for the debug line of lc_dir_exist in nvm_init. A write cut short and a lock
+ * that is refused are not detected; neither is a wait for a lock that a signal handler without
+ * SA_RESTART breaks off.
+ *
+ * A child forked by a process with threads must not use the volatile store before exec.
  */
 #ifndef LC_NV_H
 #define LC_NV_H
@@ -66,7 +70,7 @@ LC_API uint32_t nvram_match(const char *name, const char *value);
  * Lines "NAME=BITS=VALUE": BITS hexadecimal, VALUE everything up to the line feed. Empty lines and
  * those that begin with "#" are skipped; any other line makes the file malformed, and so does an error
  * while reading. A checksum line, eight hexadecimal digits, may come first; it covers every byte behind
- * it. */
+ * it. The digits are what strtoul takes: blanks, a sign or "0x" may be among the eight. */
 
 #define NV_VALUE_MAX 4095u  /* bytes of a value, without its terminator */
 #define NV_LINE_SIZE 4256u  /* of the buffer that a line is read into */
@@ -105,11 +109,11 @@ LC_API uint32_t nvm_parsefile(const char *path, const char *name, char *buf, uin
 /* ---- Persistent parameters ---- */
 
 /* Opens the store. After an orderly shutdown it only removes the marker; otherwise it makes the store's
- * directories and gives every declared parameter two equal copies: of the current value when there is
- * one, else of the backup's, else of the default. Sets the umask to 0 and leaves it so. Returns 0, or
- * 5: the marker cannot be removed, the defaults file is missing, a directory cannot be made, or a line
- * of the defaults file is malformed (what is declared before it is repaired). Once, before other
- * processes and threads use the store. */
+ * directories and gives every declared parameter two copies of equal value: the current one when there
+ * is one, else the backup's, else the default. Sets the umask to 0 and leaves it so. Returns 0,
+ * or 5: the marker cannot be removed, the defaults file is missing, a directory cannot be made (a name
+ * that is taken passes), or a line of the defaults file is malformed (what is declared before it is
+ * repaired). Once, before other processes and threads use the store. */
 LC_API uint32_t nvm_init(void);
 
 /* Copies the value of a parameter into buf of size bytes: that of the current copy, else of the backup,

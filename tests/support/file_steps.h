@@ -1,11 +1,13 @@
 // Records the system calls that the library makes on the files of the parameter stores, and makes one
-// of them fail. For the one source file of a program that is linked with the shared library.
+// of them fail or kill the process. For the one source file of a program that is linked with the shared
+// library.
 #pragma once
 
 #include "lc_nv.h"
 #include "support/interpose.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <fcntl.h>
@@ -29,6 +31,8 @@ struct FileSteps {
     bool locks_fail = false;
     size_t failing = 0;          // the step, counted from 1, that fails with EIO; 0: none
     std::optional<size_t> taken; // if it is a read or a write, it takes so many bytes instead
+    size_t killed_at = 0;    // the step, counted from 1, before which the process is killed; 0: none
+    size_t killed_after = 0; // if it is a write, so many of its bytes are written first
 
     // True when this step is to fail.
     bool note(const std::string &step)
@@ -39,8 +43,12 @@ struct FileSteps {
         }
         return fails;
     }
+    bool next_kills() const { return recording && steps.size() + 1 == killed_at; }
     bool next_fails() const
     {
+        if (next_kills()) {
+            kill(getpid(), SIGKILL);
+        }
         if (!recording || steps.size() + 1 != failing) {
             return false;
         }
@@ -195,8 +203,12 @@ off_t taken_lseek(int fd, off_t offset, int whence)
 ssize_t write(int fd, const void *bytes, size_t size)
 {
     using namespace testing_support;
+    const auto write_out = next_definition<ssize_t(int, const void *, size_t)>("write");
     const std::string name = g_file_steps.name_of(fd);
     if (!name.empty()) {
+        if (g_file_steps.next_kills()) {
+            write_out(fd, bytes, g_file_steps.killed_after);
+        }
         if (g_file_steps.note("write " + std::to_string(size) + " to " + name)) {
             if (!g_file_steps.taken.has_value()) {
                 return -1;
@@ -211,7 +223,7 @@ ssize_t write(int fd, const void *bytes, size_t size)
             size = static_cast<size_t>(*g_file_steps.write_result);
         }
     }
-    return next_definition<ssize_t(int, const void *, size_t)>("write")(fd, bytes, size);
+    return write_out(fd, bytes, size);
 }
 
 ssize_t taken_read(int fd, void *bytes, size_t size)

@@ -13,9 +13,11 @@ COMMANDS = [
     "pin enable PIN", "pin disable PIN", "pin change OLD NEW", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
     "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "monitor", "ram get NAME",
-    "ram set NAME VALUE", "ram list", "ram clear",
+    "ram set NAME VALUE", "ram list", "ram clear", "nv init", "nv fin", "nv get NAME",
+    "nv set NAME VALUE", "nv list", "nv diff", "nv export FILE", "nv import FILE", "nv reset",
+    "nv verify", "nv clear",
 ]
-GROUPS = ["", "pin", "apn", "sms", "ram"]
+GROUPS = ["", "pin", "apn", "sms", "ram", "nv"]
 
 
 def levels():
@@ -123,6 +125,12 @@ class UsageErrors(ToolTest):
             self.assert_usage(["monitor", "--count", value],
                               f'--count takes a number from 1 to 1000000, not "{value}"')
 
+    def test_bad_mask(self):
+        for value in ("", "g", "0x", "-1", "+1", " 1", "1 ", "100000000", "f" * 20):
+            for command in ("export", "import"):
+                self.assert_usage(["nv", command, "f", f"--mask={value}"],
+                                  f'--mask takes a hexadecimal mask of at most 32 bits, not "{value}"')
+
     def test_bad_roaming_value(self):
         for value in ("1", "ON", "maybe", ""):
             self.assert_usage(["roam", value], f'roam takes on or off, not "{value}"')
@@ -130,6 +138,7 @@ class UsageErrors(ToolTest):
     def test_missing_operand(self):
         self.assert_usage(["ram", "get"], "NAME is missing; see ltectl ram get --help")
         self.assert_usage(["ram", "set"], "NAME is missing; see ltectl ram set --help")
+        self.assert_usage(["nv", "import"], "FILE is missing; see ltectl nv import --help")
         self.assert_usage(["ram", "set", "a"], "VALUE is missing; see ltectl ram set --help")
 
     def test_one_operand_too_many(self):

@@ -354,9 +354,12 @@ class Completion(unittest.TestCase):
 
     def test_commands_of_a_group(self):
         self.assertEqual(self.offered(support.ltectl_program, "pin", ""), ["change", "disable", "enable"])
+        self.assertEqual(self.offered(support.ltectl_program, "nv", "i"), ["import", "init"])
 
     def test_options_of_a_command(self):
         self.assertEqual(self.offered(support.ltectl_program, "scan", "--t"), ["--timeout"])
+        self.assertEqual(self.offered(support.ltectl_program, "nv", "import", "--"),
+                         ["--dry-run", "--help", "--identity", "--json", "--mask", "--no-checksum", "--version"])
         self.assertEqual(self.offered(support.wansim_program, "--fa"), ["--fault"])
 
     def test_files_elsewhere(self):

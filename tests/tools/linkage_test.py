@@ -2,6 +2,7 @@
 
 usage: linkage_test.py BUILD_DIR LTECTL_FILE WANSIM_FILE [EMULATOR...]"""
 
+import os
 import subprocess
 import sys
 import unittest
@@ -28,6 +29,7 @@ class Linkage(ToolTest):
         for tool in (simulator, monitor):
             with open(f"/proc/{tool.process.pid}/maps") as maps:
                 self.assertRegex(maps.read(), r"(?m) /tmp/installed/lib(/.*)?/liblterouter\.so\.1\.\d+\.\d+$")
+        self.assertTrue(os.path.exists("/tmp/installed/share/lterouter/default.cfg"))
 
 
 if __name__ == "__main__":

@@ -112,7 +112,7 @@ class ClientStart(ToolTest):
         self.assert_failed(result, FAILED, f"cannot start the LTE client (code {code}); see {TRACE}")
 
     def test_without_a_store(self):
-        result = support.run_with_readonly_tmp("roam")
+        result = support.run_with_readonly("/tmp", "roam")
         self.assert_cannot_start(result, -1)
 
     def test_without_its_socket(self):

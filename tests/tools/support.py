@@ -9,6 +9,7 @@ import struct
 import subprocess
 import sys
 import unittest
+import zlib
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "peers"))
 import elf  # noqa: E402, F401
@@ -18,6 +19,9 @@ DONE, FAILED, USAGE, NOBODY = range(4)
 SOCKET = stranger.SERVER
 SMS_SOCKET = "lc_socket_sms_pb_common"
 STORE = "/tmp/nv/"
+NV = "/2ndfile/nv/"
+CURRENT, BACKUP, DEFAULTS = NV + "currentnv/", NV + "backupnv/", NV + "default.cfg"
+MARKER = "/2ndfile/nvflage"
 TIMEOUT = 60
 
 CONNECT, DISCONNECT = 0x10400001, 0x10400003
@@ -57,10 +61,10 @@ def wansim(*arguments):
                           timeout=TIMEOUT, text=True)
 
 
-def run_with_readonly_tmp(*arguments):
-    """Runs ltectl where nothing can be made in /tmp."""
-    script = 'mount --rbind /tmp /tmp && mount -o remount,bind,ro /tmp && exec "$@"'
-    return subprocess.run(["unshare", "--mount", "sh", "-c", script, "sh", ltectl_program, *arguments],
+def run_with_readonly(folder, *arguments):
+    """Runs ltectl where nothing can be made in a folder."""
+    script = 'mount --rbind "$0" "$0" && mount -o remount,bind,ro "$0" && exec "$@"'
+    return subprocess.run(["unshare", "--mount", "sh", "-c", script, folder, ltectl_program, *arguments],
                           stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT, text=True)
 
 
@@ -166,6 +170,50 @@ class ToolTest(unittest.TestCase):
     def objects(self, text):
         """The JSON objects of an output: one a line."""
         return [json.loads(line) for line in text.splitlines()]
+
+
+def write_file(path, content):
+    with open(path, "wb") as file:
+        file.write(content)
+
+
+def read_file(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
+def with_checksum(lines):
+    """A parameter file: zlib inverts its register before and after, and neither is wanted."""
+    return b"%08X\n" % (zlib.crc32(lines, 0xFFFFFFFF) ^ 0xFFFFFFFF) + lines
+
+
+class NvTest(ToolTest):
+    """Every test starts with an empty persistent store."""
+
+    def setUp(self):
+        for entry in os.scandir("/2ndfile"):
+            shutil.rmtree(entry.path) if entry.is_dir() else os.unlink(entry.path)
+        os.makedirs(CURRENT)
+        os.makedirs(BACKUP)
+
+    def declare(self, lines):
+        write_file(DEFAULTS, lines)
+
+    def put(self, name, value):
+        """A parameter as the library leaves it."""
+        for directory in CURRENT, BACKUP:
+            write_file(directory + name, value + b"\0")
+
+    def files(self):
+        """Everything below /2ndfile with its content; None for what is no file."""
+        return {path: read_file(path) if os.path.isfile(path) else None
+                for folder, folders, files in os.walk("/2ndfile")
+                for name in folders + files
+                for path in [os.path.join(folder, name)]}
+
+    def assert_copies(self, name, value):
+        self.assertEqual([read_file(directory + name) for directory in (CURRENT, BACKUP)],
+                         [value + b"\0"] * 2, name)
 
 
 def link_body(status, ip_status=0, interface=b"", addresses=(b"",) * 5, size=LINK_BODY, kind=2):

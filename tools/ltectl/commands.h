@@ -64,4 +64,25 @@ int ram_set(char *const *operands);
 int ram_list(char *const *operands);
 int ram_clear(char *const *operands);
 
+// nv.cpp
+extern const Option kNvClearOptions[];
+int nv_init(char *const *operands);
+int nv_fin(char *const *operands);
+int nv_get(char *const *operands);
+int nv_set(char *const *operands);
+int nv_list(char *const *operands);
+int nv_diff(char *const *operands);
+int nv_clear(char *const *operands);
+
+// nv_exchange.cpp
+extern const Option kNvExportOptions[];
+extern const Option kNvImportOptions[];
+extern const Option kNvResetOptions[];
+int nv_export(char *const *operands);
+int nv_import(char *const *operands);
+int nv_reset(char *const *operands);
+
+// nv_verify.cpp
+int nv_verify(char *const *operands);
+
 } // namespace lterouter::tools

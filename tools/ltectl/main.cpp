@@ -6,6 +6,9 @@
 //   events    notifications, signals and time-outs on their way to the command
 //   captured_output
 //             what the library prints on its own
+//   parameter what the commands of the two parameter stores have in common
+//   nv_file, nv_store, nv_import
+//             parameter files, copies and imports beyond what the library tells of them
 //   others    one file for each group of commands
 
 #include "ltectl/commands.h"
@@ -19,6 +22,37 @@ constexpr Command kRamCommands[] = {
     {.name = "set", .operands = "NAME VALUE", .help = "Store a parameter.", .run = ram_set},
     {.name = "list", .help = "Show every parameter.", .run = ram_list},
     {.name = "clear", .help = "Remove every parameter.", .run = ram_clear},
+    {},
+};
+
+constexpr Command kNvCommands[] = {
+    {.name = "init", .help = "Open the store; repair it after a run cut short.", .run = nv_init},
+    {.name = "fin", .help = "Mark an orderly shutdown.", .run = nv_fin},
+    {.name = "get", .operands = "NAME", .help = "Show a parameter.", .run = nv_get},
+    {.name = "set", .operands = "NAME VALUE", .help = "Store a parameter.", .run = nv_set},
+    {.name = "list",
+     .help = "Show every parameter: where its value comes from, its bits, its value.",
+     .run = nv_list},
+    {.name = "diff", .help = "Show every parameter that has not its default.", .run = nv_diff},
+    {.name = "export",
+     .operands = "FILE",
+     .help = "Save parameters to a file.",
+     .run = nv_export,
+     .options = kNvExportOptions},
+    {.name = "import",
+     .operands = "FILE",
+     .help = "Load parameters from a file.",
+     .run = nv_import,
+     .options = kNvImportOptions},
+    {.name = "reset",
+     .help = "Give the router's settings their defaults back.",
+     .run = nv_reset,
+     .options = kNvResetOptions},
+    {.name = "verify", .help = "Look for damage, changing nothing.", .run = nv_verify},
+    {.name = "clear",
+     .help = "Remove both copies of every parameter.",
+     .run = nv_clear,
+     .options = kNvClearOptions},
     {},
 };
 
@@ -119,6 +153,7 @@ constexpr Command kCommands[] = {
      .run = monitor,
      .options = kMonitorOptions},
     {.name = "ram", .help = "The router's volatile parameters.", .children = kRamCommands},
+    {.name = "nv", .help = "The router's persistent parameters.", .children = kNvCommands},
     {},
 };
 

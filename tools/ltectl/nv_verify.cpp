@@ -1,0 +1,128 @@
+// nv verify: looks for what start-up would have to repair, and for what it cannot. Changes nothing.
+
+#include "common/program.h"
+#include "common/record.h"
+#include "ltectl/commands.h"
+#include "ltectl/nv_file.h"
+#include "ltectl/nv_store.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace lterouter::tools {
+namespace {
+
+uint32_t g_declared = 0;
+uint32_t g_problems = 0;
+
+void report(const char *name, const char *copy, const char *problem)
+{
+    ++g_problems;
+    Record().word("name", name).word("copy", copy).word("problem", problem);
+}
+
+void report_line(const char *problem, uint32_t line)
+{
+    ++g_problems;
+    Record().word("file", NVM_DEFAULTS_FILE).word("problem", problem).number("line", line);
+}
+
+void report_path(const char *path, int error)
+{
+    ++g_problems;
+    Record().word("file", path).word("problem", error == ENOENT ? "missing" : "unreadable");
+}
+
+void report_copy(const char *name, const CopyPlace &place, const Copy &copy)
+{
+    if (copy.problem != nullptr) {
+        report(name, place.name, copy.problem);
+    }
+}
+
+// The ones that follow are functions of their own since each brings a copy or a file along on the
+// stack.
+
+[[gnu::noinline]] void verify_backup(const char *name, const Copy &current)
+{
+    const Copy backup(kBackup, name);
+    report_copy(name, kBackup, backup);
+    if (current.usable && backup.usable && strcmp(current.value, backup.value) != 0) {
+        report(name, "both", "differ");
+    }
+}
+
+[[gnu::noinline]] void verify_copies(const char *name)
+{
+    const Copy current(kCurrent, name);
+    report_copy(name, kCurrent, current);
+    verify_backup(name, current);
+}
+
+// Only the first declaration of a name counts.
+[[gnu::noinline]] bool is_first(const ParameterFile &declared)
+{
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
+    defaults.find(declared.name());
+    return defaults.line() == declared.line();
+}
+
+void verify_declared(const ParameterFile &declared)
+{
+    if (!is_first(declared)) {
+        report_line("declared-again", declared.line());
+        return;
+    }
+    ++g_declared;
+    verify_copies(declared.name());
+}
+
+void verify_defaults()
+{
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
+    Line line;
+    while ((line = defaults.next()) == Line::kParameter) {
+        verify_declared(defaults);
+    }
+    if (defaults.error() != 0) {
+        report_path(NVM_DEFAULTS_FILE, defaults.error());
+    } else if (line == Line::kBad) {
+        report_line("malformed", defaults.line());
+    }
+}
+
+// Behind a malformed line nobody knows what is declared.
+[[gnu::noinline]] bool is_undeclared(const char *name)
+{
+    return ParameterFile(NVM_DEFAULTS_FILE).find(name) == Line::kEnd;
+}
+
+void verify_directory(const CopyPlace &place)
+{
+    const Names names(place.directory);
+    if (names.error() != 0) {
+        report_path(place.directory, names.error());
+    }
+    for (int i = 0; i < names.count(); ++i) {
+        if (is_undeclared(names[i])) {
+            report(names[i], place.name, "undeclared");
+        }
+    }
+}
+
+} // namespace
+
+int nv_verify(char *const *)
+{
+    verify_defaults();
+    for (const CopyPlace &place : kCopyPlaces) {
+        verify_directory(place);
+    }
+    if (g_problems != 0) {
+        return fail(kFailed, "problems in the store: %u", g_problems);
+    }
+    Record().text("store").word("store", "sound").number("parameters", g_declared);
+    return kDone;
+}
+
+} // namespace lterouter::tools
