@@ -99,6 +99,18 @@ TEST_F(Identity, later_line_with_the_right_value_makes_up_for_a_wrong_one)
     expect_both("a", "x");
 }
 
+TEST_F(Identity, right_value_counts_also_when_a_later_line_has_a_wrong_one)
+{
+    EXPECT_EQ(import_plain(kVersion + "pri_version=1=99\n" + kVariant + "a=1=x\n"), 0U);
+    EXPECT_EQ(import_plain(kVariant + "up_dev_sku=1=US\n" + kVersion + "b=1=y\n"), 0U);
+    expect_both("a", "x");
+    expect_both("b", "y");
+    EXPECT_EQ(current.files(), (std::set<std::string>{"a", "b"}));
+    // With a checksum line the wrong one is applied like any other.
+    EXPECT_EQ(import_checked(kVersion + "pri_version=1=99\n" + kVariant), 0U);
+    expect_both("pri_version", "99");
+}
+
 TEST_F(Identity, attribute_bits_play_no_part)
 {
     write_text(kPath, "pri_version=0=12.3\nup_dev_sku=ff=EU\na=1=x\n");

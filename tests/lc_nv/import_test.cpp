@@ -187,6 +187,20 @@ TEST_F(Import, file_that_cannot_be_opened_gives_3_and_the_reason_on_standard_err
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "lc_fopen: Not a directory\n");
 }
 
+TEST_F(Import, what_opens_but_cannot_be_read_gives_3_and_prints_nothing)
+{
+    testing::internal::CaptureStderr();
+    // A folder, and a file whose start is mapped nowhere.
+    for (const char *path : {"/2ndfile", "/2ndfile/", "/proc/self/mem"}) {
+        for (const int has_crc : {0, 1}) {
+            EXPECT_EQ(nvm_import(path, kAll, has_crc, 0), 3U) << path;
+            EXPECT_EQ(nvm_import(path, kAll, has_crc, 1), 3U) << path;
+        }
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    expect_nothing_stored();
+}
+
 TEST_F(Import, every_other_failure_prints_nothing)
 {
     testing::internal::CaptureStderr();

@@ -58,6 +58,17 @@ std::string lines_of_size(size_t size)
     return lines + "#" + std::string(size - last.size() - lines.size() - 2, '-') + "\n" + last;
 }
 
+// Lines that declare "a=1=x"; the first two digits of their checksum are 0, so that two bytes are free.
+std::string lines_with_a_sum_of_six_digits()
+{
+    std::string lines;
+    int number = 0;
+    do {
+        lines = "a=1=x\n#" + std::to_string(number++) + "\n";
+    } while (!with_checksum(lines).starts_with("00"));
+    return lines;
+}
+
 } // namespace
 
 TEST(ParseFile, copies_the_value_of_the_parameter)
@@ -142,6 +153,15 @@ TEST(ParseFile, missing_file_gives_3)
     EXPECT_EQ(look_up("/tmp/missing", "a", 1, kSize), refused(3));
 }
 
+TEST(ParseFile, what_opens_but_cannot_be_read_gives_3)
+{
+    // A folder, and a file whose start is mapped nowhere.
+    for (const char *path : {"/tmp", "/tmp/", "/proc/self/mem"}) {
+        EXPECT_EQ(look_up(path, "a", 0, kSize), refused(3)) << path;
+        EXPECT_EQ(look_up(path, "a", 1, kSize), refused(3)) << path;
+    }
+}
+
 TEST(ParseFile, is_not_changed_by_a_lookup)
 {
     const std::string content = with_checksum("# c\na=1=x=y\n");
@@ -180,6 +200,15 @@ TEST(ParseFile, malformed_line_behind_the_parameter_is_not_reached)
     EXPECT_EQ(look_up_in("a=1=x\nbroken\n", "a"), found("x"));
     EXPECT_EQ(look_up_in("a=1=xyz\nbroken\n", "a", 3), refused(2));
     EXPECT_EQ(look_up_in("a=1=x\nbroken\n", "b"), refused(3));
+}
+
+TEST(ParseFile, malformed_line_or_unreadable_file_gives_3_also_for_a_name_that_no_file_can_hold)
+{
+    for (const std::string &name : {std::string(128, 'n'), std::string("a d"), std::string("a=1")}) {
+        EXPECT_EQ(look_up_in("a=1=x\nbroken\n", name), refused(3)) << name;
+        EXPECT_EQ(look_up_checked("00000001\n", name), refused(3)) << name;
+        EXPECT_EQ(look_up("/tmp/missing", name, 0, kSize), refused(3)) << name;
+    }
 }
 
 TEST(ParseFile, last_line_needs_a_line_feed)
@@ -263,6 +292,31 @@ TEST(ParseFileChecksum, has_eight_digits_and_a_line_feed)
     EXPECT_EQ(look_up_checked(std::string("0000000\0\n", 9), "a"), refused(3));
     EXPECT_EQ(look_up_checked(std::string("\0\0\0\0\0\0\0\0\n", 9), "a"), refused(3));
     EXPECT_EQ(look_up_checked(std::string("00000000\0", 9), "a"), refused(3));
+}
+
+TEST(ParseFileChecksum, may_have_blanks_a_sign_or_a_prefix_among_its_eight_bytes)
+{
+    // Nothing follows: the sum is 0.
+    for (const char *header : {" 0000000\n", "+0000000\n", "-0000000\n", "0x000000\n", "0X000000\n",
+                               "\t\n\r 0000\n", "\v\f  +0x0\n", "       0\n"}) {
+        EXPECT_EQ(look_up_checked(header, "a"), refused(1)) << header;
+    }
+    for (const char *header : {" 0000001\n", "+0000001\n", "-0000001\n", "0x000001\n", "      0x\n",
+                               "0x0x0000\n", "+-000000\n", "+ 000000\n", "0000000 \n", "       +\n"}) {
+        EXPECT_EQ(look_up_checked(header, "a"), refused(3)) << header;
+    }
+}
+
+TEST(ParseFileChecksum, with_a_prefix_covers_what_follows)
+{
+    const std::string lines = lines_with_a_sum_of_six_digits();
+    const std::string digits = with_checksum(lines).substr(2);
+    EXPECT_EQ(look_up_checked("0x" + digits, "a"), found("x"));
+    EXPECT_EQ(look_up_checked("0X" + digits, "a"), found("x"));
+    EXPECT_EQ(look_up_checked(" +" + digits, "a"), found("x"));
+    EXPECT_EQ(look_up_checked(" -" + digits, "a"), refused(3));
+    EXPECT_EQ(look_up_checked("0x" + digits + "\n", "a"), refused(3));
+    EXPECT_EQ(look_up_checked("x0" + digits, "a"), refused(3));
 }
 
 TEST(ParseFileChecksum, covers_every_byte_behind_it)

@@ -114,6 +114,22 @@ TEST_F(PersistentFolders, that_are_there_are_kept)
     expect_both("a", "value");
 }
 
+TEST_F(PersistentFolders, files_of_their_names_pass_and_are_left_alone)
+{
+    write_text("/2ndfile/nv/currentnv", "a file");
+    EXPECT_EQ(nvm_init(), 0U);
+    EXPECT_EQ(read_text("/2ndfile/nv/currentnv"), "a file");
+    EXPECT_EQ(backup.content("a"), stored("default"));
+
+    remove(backup.file_of("a").c_str());
+    rmdir(NVM_BACKUP_DIR);
+    write_text("/2ndfile/nv/backupnv", "another");
+    EXPECT_EQ(nvm_init(), 0U);
+    EXPECT_EQ(read_text("/2ndfile/nv/currentnv"), "a file");
+    EXPECT_EQ(read_text("/2ndfile/nv/backupnv"), "another");
+    EXPECT_EQ(read_nv("a"), found("default"));
+}
+
 TEST_F(PersistentFolders, are_not_made_without_a_defaults_file)
 {
     remove_defaults();
@@ -193,6 +209,16 @@ TEST_F(PersistentRepair, backup_that_differs_takes_the_current_value)
     }
 }
 
+TEST_F(PersistentRepair, backup_without_its_terminator_takes_the_current_value)
+{
+    for (const char *bytes : {"value", "valueX", "value\n"}) {
+        current.put("a", stored("value"));
+        backup.put("a", bytes);
+        EXPECT_EQ(nvm_init(), 0U);
+        expect_both("a", "value");
+    }
+}
+
 TEST_F(PersistentRepair, missing_or_empty_backup_takes_the_current_value)
 {
     current.put("a", stored("value"));
@@ -256,6 +282,21 @@ TEST_F(PersistentRepair, value_of_4095_bytes_is_kept)
 {
     const std::string value(4095, 'v');
     current.put("a", stored(value));
+    EXPECT_EQ(nvm_init(), 0U);
+    expect_both("a", value);
+}
+
+TEST_F(PersistentRepair, backup_of_4095_bytes_keeps_what_one_read_does_not_reach)
+{
+    const std::string value(4095, 'v');
+    const std::string longer = stored(value) + "garbage";
+    current.put("a", stored(value));
+    backup.put("a", longer);
+    EXPECT_EQ(nvm_init(), 0U);
+    EXPECT_EQ(current.content("a"), stored(value));
+    EXPECT_EQ(backup.content("a"), longer);
+    // What the read does reach counts.
+    backup.put("a", stored(value.substr(1) + "w") + "garbage");
     EXPECT_EQ(nvm_init(), 0U);
     expect_both("a", value);
 }

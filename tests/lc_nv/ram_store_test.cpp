@@ -49,6 +49,19 @@ TEST(RamInit, makes_the_directory_readable_and_writable_for_all)
     EXPECT_EQ(status.st_mode & 0666U, 0666U);
 }
 
+TEST(RamInit, leaves_the_file_creation_mask_alone)
+{
+    umask(022);
+    EXPECT_EQ(nvmram_init(), 0U);
+    EXPECT_EQ(current_umask(), 022U);
+    EXPECT_EQ(mode_of(NVMRAM_DIR) & 0666U, 0644U);
+    EXPECT_EQ(nvmram_init(), 0U);
+    EXPECT_EQ(current_umask(), 022U);
+    g_mkdir_errno = ENOSPC;
+    EXPECT_EQ(nvmram_init(), 5U);
+    EXPECT_EQ(current_umask(), 022U);
+}
+
 TEST(RamInit, of_a_store_that_is_there_succeeds_and_keeps_its_parameters)
 {
     ASSERT_EQ(nvmram_init(), 0U);

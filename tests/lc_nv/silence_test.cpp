@@ -1,0 +1,284 @@
+// The stores report through their results alone: nothing they do reaches the log, not even at debug
+// level, except that start-up's look for the shutdown marker is noted by the helper that it asks.
+#include "lc_nv/transfer.h"
+
+#include "lc_log.h"
+#include "support/persistent_store.h"
+#include "support/scoped_mount.h"
+#include "support/syslog_listener.h"
+
+#include <cstring>
+#include <fcntl.h>
+#include <vector>
+
+using namespace testing_support;
+
+namespace {
+
+constexpr char kFile[] = "/2ndfile/file";
+constexpr uint32_t kAll = 0xFFFFFFFF;
+const std::string kTooLong(128, 'n'); // for a name
+
+// A process that logs at every level. The persistent store is started, or would be.
+class Silence : public MadeStore {
+protected:
+    Silence()
+    {
+        EXPECT_EQ(log_init(3), 0);
+        switch_all_on();
+        for (const int level : {LC_LOG_DEBUG, LC_LOG_INFO, LC_LOG_ERROR}) {
+            log_print(level, "heard");
+        }
+        EXPECT_EQ(log_.all(), std::vector<std::string>(3, "heard"));
+    }
+
+    static void switch_all_on()
+    {
+        for (const char *level : {"DEBUG", "INFO", "ERROR"}) {
+            switch_log("WanManager", level);
+        }
+    }
+
+    // The result of a call, which must have logged nothing.
+    template <typename Result> Result silent(Result result)
+    {
+        EXPECT_EQ(log_.all(), std::vector<std::string>());
+        return result;
+    }
+
+    // The start of the store, with the note of its look for the marker and nothing else.
+    uint32_t start(bool marker)
+    {
+        const uint32_t result = nvm_init();
+        const std::vector<std::string> lines = log_.all();
+        EXPECT_EQ(lines.size(), 1U);
+        for (const std::string &line : lines) {
+            EXPECT_TRUE(line.starts_with("[LOG][lib/lc_file:")) << line;
+            EXPECT_NE(line.find(marker ? " dir is exist\n" : " dir is not exist\n"), std::string::npos)
+                << line;
+        }
+        return result;
+    }
+
+    char buffer[100] = {};
+
+private:
+    SyslogListener log_;
+};
+
+} // namespace
+
+TEST_F(Silence, of_the_volatile_store)
+{
+    EXPECT_EQ(silent(nvmram_writenv("a", "x", 2)), 5U);
+    EXPECT_EQ(silent(nvmram_readnv("a", buffer, sizeof(buffer))), 1U);
+    EXPECT_EQ(silent(nvmram_init()), 0U);
+    EXPECT_EQ(silent(nvmram_init()), 0U);
+    EXPECT_EQ(silent(nvmram_writenv("a", "new", 4)), 0U);
+    EXPECT_EQ(silent(nvmram_writenv("a", "old", 4)), 0U);
+    EXPECT_EQ(silent(nvmram_readnv("a", buffer, sizeof(buffer))), 0U);
+    EXPECT_EQ(silent(nvram_match("a", "old")), 0U);
+    EXPECT_EQ(silent(nvram_match("a", "new")), 6U);
+    EXPECT_EQ(silent(nvmram_clear()), 0U);
+    EXPECT_EQ(silent(nvmram_clear()), 0U);
+}
+
+TEST_F(Silence, of_the_volatile_store_about_what_it_refuses)
+{
+    ASSERT_EQ(nvmram_init(), 0U);
+    ASSERT_EQ(nvmram_writenv("a", "x", 2), 0U);
+    EXPECT_EQ(silent(nvmram_writenv(nullptr, "x", 2)), 2U);
+    EXPECT_EQ(silent(nvmram_writenv("a", nullptr, 2)), 4U);
+    EXPECT_EQ(silent(nvmram_writenv("a", "x", 1)), 4U);
+    EXPECT_EQ(silent(nvmram_writenv("b d", "x", 2)), 1U);
+    EXPECT_EQ(silent(nvmram_writenv("", "x", 2)), 0U);
+    EXPECT_EQ(silent(nvmram_readnv(nullptr, buffer, 1)), 2U);
+    EXPECT_EQ(silent(nvmram_readnv("a", nullptr, 1)), 2U);
+    EXPECT_EQ(silent(nvmram_readnv("a", buffer, 1)), 2U);
+    EXPECT_EQ(silent(nvmram_readnv("b d", buffer, 1)), 1U);
+    EXPECT_EQ(silent(nvmram_readnv(kTooLong.c_str(), buffer, 1)), 1U);
+    EXPECT_EQ(silent(nvmram_readnv("missing", buffer, 1)), 1U);
+    write_text(NVMRAM_DIR "empty", "");
+    EXPECT_EQ(silent(nvmram_readnv("empty", buffer, 1)), 1U);
+    EXPECT_EQ(silent(nvram_match(nullptr, "x")), 4U);
+    EXPECT_EQ(silent(nvram_match("a", nullptr)), 4U);
+    EXPECT_EQ(silent(nvram_match("missing", "x")), 5U);
+}
+
+TEST_F(Silence, of_the_volatile_store_that_cannot_be_made)
+{
+    ScopedMount tmp("/tmp");
+    switch_all_on();
+    tmp.make_read_only();
+    EXPECT_EQ(silent(nvmram_init()), 5U);
+}
+
+TEST_F(Silence, of_a_lock)
+{
+    EXPECT_EQ(silent(nv_lock_file(-1, F_SETLK, F_WRLCK)), -1);
+    const int file = open(kFile, O_RDWR | O_CREAT, 0600);
+    EXPECT_EQ(silent(nv_lock_file(file, F_SETLKW, F_WRLCK)), 0);
+    close(file);
+}
+
+// ---- Parameter files ----
+
+TEST_F(Silence, of_the_parser)
+{
+    constexpr struct {
+        const char *text;
+        int kind;
+    } kLines[] = {{"a=1=x\n", NV_LINE_PARAMETER}, {"\n", NV_LINE_SKIP},
+                  {"# comment\n", NV_LINE_SKIP},  {"broken\n", NV_LINE_MALFORMED},
+                  {"a=g=x\n", NV_LINE_MALFORMED}, {"b d=1=x\n", NV_LINE_MALFORMED},
+                  {"a=1=x", NV_LINE_MALFORMED}};
+    for (const auto &[text, kind] : kLines) {
+        strcpy(buffer, text);
+        char *name;
+        char *value;
+        uint32_t bits;
+        EXPECT_EQ(silent(nv_parse_line(buffer, &name, &bits, &value, "file", 1)), kind) << text;
+    }
+}
+
+TEST_F(Silence, of_the_checksum) { EXPECT_EQ(silent(nv_crc32_update(0, "123456789", 9)), 0x2DFD2D88U); }
+
+TEST_F(Silence, of_a_lookup)
+{
+    const auto look_up = [this](const char *path, const char *name, uint32_t size, int has_crc) {
+        return silent(nvm_parsefile(path, name, buffer, size, has_crc));
+    };
+    write_text(kFile, with_checksum("a=1=x\nbroken\n"));
+    EXPECT_EQ(look_up(kFile, "a", 2, 1), 0U);
+    EXPECT_EQ(look_up(kFile, "a", 1, 1), 2U);
+    EXPECT_EQ(look_up(kFile, "b", 2, 1), 3U);
+    EXPECT_EQ(look_up(kFile, nullptr, 2, 1), 2U);
+    EXPECT_EQ(silent(nvm_parsefile(kFile, "a", nullptr, 2, 1)), 2U);
+    EXPECT_EQ(look_up(nullptr, "a", 2, 1), 3U);
+    EXPECT_EQ(look_up("/2ndfile/missing", "a", 2, 0), 3U);
+    EXPECT_EQ(look_up("/2ndfile", "a", 2, 0), 3U);
+    write_text(kFile, "00000001\n");
+    EXPECT_EQ(look_up(kFile, "a", 2, 1), 3U);
+    write_text(kFile, "00000000\n");
+    EXPECT_EQ(look_up(kFile, "a", 2, 1), 1U);
+}
+
+// ---- Persistent parameters ----
+
+TEST_F(Silence, of_the_persistent_store)
+{
+    EXPECT_EQ(silent(nvm_readnv("a", buffer, sizeof(buffer))), 0U);
+    EXPECT_EQ(silent(nvm_match("a", "default")), 0U);
+    EXPECT_EQ(silent(nvm_writenv("a", "new", 4)), 0U);
+    EXPECT_EQ(silent(nvm_writenv("a", "old", 4)), 0U);
+    EXPECT_EQ(silent(nvm_readnv("a", buffer, sizeof(buffer))), 0U);
+    EXPECT_EQ(silent(nvm_match("a", "new")), 6U);
+    remove(current.file_of("a").c_str());
+    EXPECT_EQ(silent(nvm_readnv("a", buffer, sizeof(buffer))), 0U);
+    EXPECT_EQ(silent(nvm_writenv("a", "new", 4)), 0U);
+    EXPECT_EQ(silent(nvm_clear()), 0U);
+    EXPECT_EQ(silent(nvm_fin()), 0U);
+    EXPECT_EQ(silent(nvm_fin()), 0U);
+}
+
+TEST_F(Silence, of_the_persistent_store_about_what_it_refuses)
+{
+    EXPECT_EQ(silent(nvm_readnv("a", buffer, 1)), 2U); // the default
+    ASSERT_EQ(nvm_writenv("a", "x", 2), 0U);
+    EXPECT_EQ(silent(nvm_writenv(nullptr, "x", 2)), 2U);
+    EXPECT_EQ(silent(nvm_writenv("a", nullptr, 2)), 4U);
+    EXPECT_EQ(silent(nvm_writenv("a", "x", 1)), 4U);
+    EXPECT_EQ(silent(nvm_writenv("b d", "x", 2)), 1U);
+    EXPECT_EQ(silent(nvm_writenv("undeclared", "x", 2)), 1U);
+    EXPECT_EQ(silent(nvm_readnv(nullptr, buffer, 1)), 2U);
+    EXPECT_EQ(silent(nvm_readnv("a", nullptr, 1)), 2U);
+    EXPECT_EQ(silent(nvm_readnv("a", buffer, 1)), 2U);
+    EXPECT_EQ(silent(nvm_readnv("b d", buffer, 1)), 1U);
+    EXPECT_EQ(silent(nvm_readnv(kTooLong.c_str(), buffer, 1)), 1U);
+    EXPECT_EQ(silent(nvm_readnv("undeclared", buffer, 1)), 1U);
+    EXPECT_EQ(silent(nvm_match(nullptr, "x")), 4U);
+    EXPECT_EQ(silent(nvm_match("a", nullptr)), 4U);
+    EXPECT_EQ(silent(nvm_match("undeclared", "x")), 5U);
+    declare("broken\n");
+    EXPECT_EQ(silent(nvm_readnv("b", buffer, 1)), 5U);
+    EXPECT_EQ(silent(nvm_writenv("b", "x", 2)), 5U);
+    remove_defaults();
+    EXPECT_EQ(silent(nvm_readnv("b", buffer, 1)), 5U);
+    EXPECT_EQ(silent(nvm_writenv("b", "x", 2)), 5U);
+}
+
+TEST_F(Silence, of_the_start_but_for_its_look_for_the_marker)
+{
+    declare("equal=1=x\ndiffers=1=x\nno_current=1=x\nneither=1=x\nempty=1=x\nno_backup=1=x\n");
+    put_both("equal", "x");
+    current.put("differs", stored("x"));
+    backup.put("no_current", stored("x"));
+    current.put("empty", "");
+    current.put("no_backup", stored("x"));
+    mkdir(backup.file_of("no_backup").c_str(), 0755);
+    EXPECT_EQ(start(false), 0U);
+    ASSERT_EQ(nvm_fin(), 0U);
+    EXPECT_EQ(start(true), 0U);
+}
+
+TEST_F(Silence, of_the_start_that_fails_but_for_its_look_for_the_marker)
+{
+    declare("broken\n");
+    EXPECT_EQ(start(false), 5U);
+    remove_defaults();
+    EXPECT_EQ(start(false), 5U);
+    ASSERT_EQ(nvm_fin(), 0U);
+    write_text(NVM_SHUTDOWN_MARKER "/inside", "");
+    EXPECT_EQ(start(true), 5U);
+}
+
+TEST_F(Silence, of_the_persistent_store_on_a_disk_that_cannot_be_written)
+{
+    ScopedMount disk("/2ndfile");
+    mkdir("/2ndfile/nv", 0755);
+    declare("a=1=default\n");
+    disk.make_read_only();
+    EXPECT_EQ(start(false), 5U);
+    EXPECT_EQ(silent(nvm_writenv("a", "x", 2)), 0U);
+    EXPECT_EQ(silent(nvm_fin()), 5U);
+    EXPECT_EQ(silent(nvm_export(kFile, kAll, 1)), 3U);
+}
+
+// ---- Import, export, reset ----
+
+TEST_F(Silence, of_export_import_and_reset)
+{
+    declare("a=1=default\npri_version=1=1\nup_dev_sku=1=EU\n");
+    for (const int with_crc : {0, 1}) {
+        EXPECT_EQ(silent(nvm_export(kFile, kAll, with_crc)), 0U);
+        EXPECT_EQ(silent(nvm_import(kFile, kAll, with_crc, 0)), 0U);
+        EXPECT_EQ(silent(nvm_import(kFile, kAll, with_crc, 1)), 0U);
+    }
+    EXPECT_EQ(silent(nvm_routerreset()), 0U);
+}
+
+TEST_F(Silence, of_export_import_and_reset_that_fail)
+{
+    const auto import = [this](const std::string &content, int has_crc, int check_identity) {
+        write_text(kFile, content);
+        return silent(nvm_import(kFile, kAll, has_crc, check_identity));
+    };
+    EXPECT_EQ(silent(nvm_import(nullptr, kAll, 0, 0)), 3U);
+    EXPECT_EQ(silent(nvm_import("/2ndfile/missing", kAll, 0, 0)), 3U); // told on standard error
+    EXPECT_EQ(silent(nvm_import("/2ndfile", kAll, 0, 0)), 3U);
+    EXPECT_EQ(import("00000001\n", 1, 0), 3U);
+    EXPECT_EQ(import("undeclared=1=x\n", 0, 0), 0U);
+    EXPECT_EQ(import("a=1=x\n", 0, 1), 3U);
+    EXPECT_EQ(import("broken\n", 0, 0), 3U);
+    EXPECT_EQ(silent(nvm_export(nullptr, kAll, 0)), 3U);
+    EXPECT_EQ(silent(nvm_export("/2ndfile", kAll, 1)), 3U);
+    declare("broken\n");
+    EXPECT_EQ(import("a=1=x\n", 0, 0), 5U);
+    EXPECT_EQ(import("a=1=x\n", 0, 1), 5U);
+    EXPECT_EQ(silent(nvm_export(kFile, kAll, 1)), 5U);
+    EXPECT_EQ(silent(nvm_routerreset()), 3U);
+    remove_defaults();
+    EXPECT_EQ(import("a=1=x\n", 0, 0), 5U);
+    EXPECT_EQ(silent(nvm_export(kFile, kAll, 1)), 5U);
+    EXPECT_EQ(silent(nvm_routerreset()), 3U);
+}
