@@ -1,0 +1,71 @@
+#include "lc_up/serial.h"
+
+#include "lct_trace/trace.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/select.h>
+#include <termios.h>
+
+namespace lterouter {
+namespace {
+
+constexpr time_t kReadTimeoutSeconds = 5;
+
+} // namespace
+
+int open_port(const char *path) { return open(path, O_RDWR | O_NOCTTY | O_CLOEXEC); }
+
+void configure_port(int fd)
+{
+    // All zero but the speed: no flow control, no translation, and reads that wait for no minimum.
+    termios settings = {};
+    cfsetspeed(&settings, B115200);
+    tcflush(fd, TCIOFLUSH);
+    tcsetattr(fd, TCSANOW, &settings);
+}
+
+} // namespace lterouter
+
+using namespace lterouter;
+
+int lc_open_tty()
+{
+    LCT_TRACE(void(), "enter\n\n");
+    const int fd = open_port(LC_UP_DATA_PORT);
+    if (fd < 0) {
+        return LCT_TRACE(-1, "open %s error\n\n", LC_UP_DATA_PORT);
+    }
+    configure_port(fd);
+    return LCT_TRACE(fd, "end\n\n");
+}
+
+int32_t lc_read_tty(int fd, void *buf, size_t len)
+{
+    if (buf == nullptr) {
+        return LCT_TRACE(-1, "param is NULL\n\n");
+    }
+    if (fd < 0 || fd >= FD_SETSIZE) {
+        return LCT_TRACE(-1, "FD_ISSET error\n\n"); // a set cannot hold it
+    }
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(fd, &readable);
+    timeval timeout = {.tv_sec = kReadTimeoutSeconds, .tv_usec = 0};
+    const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
+    if (ready == 0) {
+        return 0;
+    }
+    if (ready < 0) {
+        return LCT_TRACE(0, "select error:%d %d\n\n", ready, errno);
+    }
+    if (!FD_ISSET(fd, &readable)) {
+        return LCT_TRACE(-1, "FD_ISSET error\n\n");
+    }
+    const ssize_t count = read(fd, buf, len);
+    // A modem that restarts comes back as another device. The data port tells it for either port.
+    if (count == 0 && access(LC_UP_DATA_PORT, F_OK) != 0) {
+        return LCT_TRACE(-1, "tty dev disappear\n\n");
+    }
+    return static_cast<int32_t>(count);
+}

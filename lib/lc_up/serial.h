@@ -1,0 +1,27 @@
+// The modem's serial ports.
+#pragma once
+
+#include "lc_up.h"
+
+#include <unistd.h>
+
+namespace lterouter {
+
+constexpr char kUnit[] = "lib/lc_up";
+
+// Opens a port to read and write, not as the controlling terminal. Returns a descriptor or -1.
+int open_port(const char *path);
+
+// Makes a port raw at 115200 baud and discards what it holds.
+void configure_port(int fd);
+
+// Closes a port, but never descriptor 0, which is not ours even if a host without standard input is
+// given it.
+inline void close_port(int fd)
+{
+    if (fd != 0) {
+        close(fd);
+    }
+}
+
+} // namespace lterouter
