@@ -1,4 +1,4 @@
-# Completion of ltectl and wansim in bash. What there is to complete the programs say themselves, in their help.
+# Completion of ltectl, wansim and modemsim in bash. What there is to complete the programs say themselves, in their help.
 # shellcheck shell=bash
 
 _lterouter_complete()
@@ -19,4 +19,4 @@ _lterouter_complete()
     [ ${#COMPREPLY[@]} -gt 0 ] || mapfile -t COMPREPLY < <(compgen -f -- "$current")
 }
 
-complete -F _lterouter_complete ltectl wansim
+complete -F _lterouter_complete ltectl wansim modemsim

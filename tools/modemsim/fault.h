@@ -1,0 +1,63 @@
+// Misbehaviour on demand, at a place of the upgrade, so that an application can be seen to cope with
+// it.
+#pragma once
+
+#include "common/command.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace lterouter::tools {
+
+enum class Fault {
+    kNone,
+    kAgain,      // "RSP_FAILED": send it again
+    kFatal,      // another status: give up
+    kWrongIndex, // the response carries the next index
+    kBehind,     // the response to the frame before comes first
+    kPartial,    // the response is cut off in its header
+    kGarbage,    // bytes that are no response
+    kSilent,     // no answer
+    kLate,       // the answer is held back
+    kVanish,     // no answer: the port is gone and comes back
+    kReboot,     // no answer: the modem restarts and has forgotten the upgrade
+    kStall,      // takes no bytes for a while: flow control
+    kShort,      // takes a part of the bytes, then the port is gone and comes back
+    kError,      // an AT command is answered without "OK"
+};
+
+// Where a fault may happen besides the pieces, which count from 0.
+constexpr int64_t kAtStart = -4;
+constexpr int64_t kAtStatus = -3;
+constexpr int64_t kAtBegin = -2;
+constexpr int64_t kAtEnd = -1;
+
+struct FaultRule {
+    int64_t place = 0;
+    Fault fault = Fault::kNone;
+    uint32_t times = 0; // that it still happens
+    uint32_t ms = 0;
+};
+
+// What the command line asks for, PLACE=FAULT[:N] each time.
+class FaultRules {
+public:
+    bool add(const char *text);
+    // The next fault of this place, which is used up by taking it.
+    FaultRule take(int64_t place);
+    // Whether taking it would yield this fault.
+    bool pending(int64_t place, Fault fault) const;
+
+private:
+    static constexpr size_t kMax = 32;
+
+    const FaultRule *find(int64_t place) const;
+
+    FaultRule rules_[kMax];
+    size_t count_ = 0;
+};
+
+// Target: FaultRules.
+extern const ValueType kFaultRule;
+
+} // namespace lterouter::tools

@@ -1,0 +1,142 @@
+// modemsim: stands in for a modem whose firmware is upgraded, on machines without one.
+//
+//   main      options, signals, the loop
+//   port      a serial port that can be unplugged
+//   modem     ports, restarts, AT commands
+//   receiver  the frames of an image
+//   fault     what is to go wrong, and where
+//
+// One thread: a modem does one thing at a time.
+
+#include "common/command.h"
+#include "common/program.h"
+#include "common/record.h"
+#include "modemsim/modem.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+// How long the rest of a frame may take.
+constexpr int kFrameMs = 1000;
+
+Settings g_settings;
+bool g_quiet = false;
+int g_signals = -1;
+bool g_ending = false;
+
+template <size_t Size> bool parse_path(const char *text, void *target)
+{
+    const size_t length = strlen(text);
+    if (length == 0 || length >= Size) {
+        return false;
+    }
+    memcpy(target, text, length + 1);
+    return true;
+}
+
+constexpr ValueType kPort = {"a path of at most 127 characters",
+                             parse_path<sizeof(Settings::data_port)>};
+constexpr ValueType kFile = {"a path of at most 255 characters", parse_path<sizeof(Settings::image)>};
+constexpr ValueType kSize = {"a number from 2049 to 2147483647", parse_number_in<2049, 2147483647>};
+constexpr ValueType kDelay = {"a number of milliseconds from 0 to 600000", parse_number_in<0, 600000>};
+constexpr ValueType kCount = {"a number from 0 to 1000", parse_number_in<0, 1000>};
+
+constexpr Option kOptions[] = {
+    {"data-port", "PATH", "link to the port for the image (/dev/ttyUSB1)", &kPort,
+     g_settings.data_port},
+    {"at-port", "PATH", "link to the port for AT commands (/dev/ttyUSB3)", &kPort, g_settings.at_port},
+    {"image", "FILE", "where to write the image that is received", &kFile, g_settings.image},
+    {"size", "BYTES", "the image's own length; the last piece's header may overstate it", &kSize,
+     &g_settings.size},
+    {"echo", "on|off", "echo of AT commands (on)", &kOnOff, &g_settings.echo},
+    {"restart", "MS", "time that the modem is gone after an upgrade (1000)", &kDelay,
+     &g_settings.restart_ms},
+    {"busy", "N", "status commands after an upgrade before it is done (0)", &kCount, &g_settings.busy},
+    {"fault", "PLACE=FAULT[:N]", "what goes wrong, and where; can be repeated", &kFaultRule,
+     &g_settings.faults},
+    {"quiet", nullptr, "print nothing but errors", &kSwitch, &g_quiet},
+    {},
+};
+
+// Serves until a signal asks for the end; false when the modem cannot go on.
+bool serve(Modem &modem)
+{
+    while (!g_ending) {
+        pollfd watched[] = {
+            {g_signals, POLLIN, 0}, {modem.at().fd(), POLLIN, 0}, {modem.data().fd(), POLLIN, 0}};
+        const int ready = poll(watched, 3, modem.frame_is_partial() ? kFrameMs : -1);
+        if (ready == 0) {
+            modem.drop_partial_frame();
+        }
+        g_ending = g_ending || watched[0].revents != 0;
+        if (!g_ending && ((watched[1].revents != 0 && !modem.serve_at()) ||
+                          (watched[2].revents != 0 && !modem.serve_data()))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int run(char *const *)
+{
+    if (g_quiet && freopen("/dev/null", "w", stdout) == nullptr) {
+        return fail(kFailed, "cannot open /dev/null");
+    }
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    g_signals = signalfd(-1, &ending, SFD_CLOEXEC);
+    if (g_signals < 0) {
+        return fail(kFailed, "cannot wait for signals: %s", strerror(errno));
+    }
+    Modem modem(&g_settings);
+    if (!modem.start()) {
+        return kFailed;
+    }
+    Record().word("event", "ready").field("data", g_settings.data_port).field("at", g_settings.at_port);
+    if (!serve(modem)) {
+        return kFailed;
+    }
+    Record().word("event", "ended");
+    return kDone;
+}
+
+constexpr Command kRoot = {
+    .name = "modemsim",
+    .help =
+        "Stands in for a modem whose firmware is upgraded: makes its two serial ports, takes an\n"
+        "image and restarts. SIGINT or SIGTERM ends it.\n"
+        "Places of a fault: start and status (the AT commands), begin, a piece's number, end.\n"
+        "Faults, N being times: failed, fatal, wrong-index, behind, partial, garbage, silent, error\n"
+        "(AT commands only); N being milliseconds: late, vanish, reboot, stall, short.",
+    .run = run,
+    .options = kOptions,
+};
+
+} // namespace
+
+bool pause_ms(uint32_t ms)
+{
+    pollfd signals = {g_signals, POLLIN, 0};
+    g_ending = g_ending || poll(&signals, 1, static_cast<int>(ms)) > 0;
+    return !g_ending;
+}
+
+} // namespace lterouter::tools
+
+int main(int argc, char **argv)
+{
+    using namespace lterouter::tools;
+    g_program.prefixes_text = true;
+    return run_program(kRoot, argc, argv);
+}

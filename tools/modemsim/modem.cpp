@@ -1,0 +1,184 @@
+// Ports, restarts and AT commands; the frames are in receiver.
+
+#include "modemsim/modem.h"
+
+#include "common/program.h"
+#include "common/record.h"
+#include "lc_string.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+// A hung-up port loses what the host has not read yet.
+constexpr uint32_t kDeliveryMs = 200;
+
+struct AtCommand {
+    const char *text;
+    int64_t place;
+};
+
+constexpr AtCommand kUpgradeCommands[] = {{LC_UP_AT_START, kAtStart}, {LC_UP_AT_STATUS, kAtStatus}};
+
+// Whether a command as it arrived, without its line ending, is this complete line.
+bool is_command(const char *arrived, const char *line)
+{
+    const size_t length = strcspn(line, "\r\n");
+    return strlen(arrived) == length &&
+           lc_strncasecmp(arrived, line, static_cast<uint32_t>(length)) == 0;
+}
+
+} // namespace
+
+Modem::Modem(Settings *settings)
+    : settings_(*settings), at_(settings->at_port), data_(settings->data_port)
+{
+}
+
+Modem::~Modem()
+{
+    if (image_ >= 0) {
+        close(image_);
+    }
+}
+
+bool Modem::start() { return appear(at_) && appear(data_); }
+
+bool Modem::appear(Port &port)
+{
+    if (port.appear()) {
+        return true;
+    }
+    const char *hint = errno == EEXIST ? ": a device or file is there already" : "";
+    fail(kFailed, "cannot make the port %s: %s%s", port.link(), strerror(errno), hint);
+    return false;
+}
+
+bool Modem::unplug(uint32_t ms, bool both)
+{
+    data_.disappear();
+    if (both) {
+        at_.disappear();
+    }
+    Record().word("event", "ports").word("status", "gone");
+    filled_ = command_length_ = 0;
+    if (!pause_ms(ms)) {
+        return true; // the end is near, and nobody needs the ports any more
+    }
+    if (!appear(data_) || (both && !appear(at_))) {
+        return false;
+    }
+    Record().word("event", "ports").word("status", "back");
+    return true;
+}
+
+bool Modem::restart(State state, uint32_t ms)
+{
+    state_ = state;
+    pause_ms(kDeliveryMs);
+    return unplug(ms, true);
+}
+
+bool Modem::serve_at()
+{
+    char bytes[sizeof(command_)];
+    const ssize_t count = read(at_.fd(), bytes, sizeof(bytes));
+    if (count <= 0) {
+        return true; // nobody is at the other end any more
+    }
+    if (settings_.echo != 0) {
+        at_.write(bytes, static_cast<size_t>(count));
+    }
+    for (ssize_t i = 0; i < count; ++i) {
+        const char ch = bytes[i];
+        if (ch != '\r' && ch != '\n') {
+            // What no command is as long as is cut: it is unknown anyway.
+            command_[command_length_] = ch;
+            command_length_ += command_length_ < sizeof(command_) - 1 ? 1 : 0;
+            continue;
+        }
+        command_[command_length_] = '\0';
+        if (command_length_ != 0 && !run_command(command_)) {
+            return false;
+        }
+        command_length_ = 0;
+    }
+    return true;
+}
+
+bool Modem::run_command(const char *command)
+{
+    Record().word("event", "at").field("command", command);
+    int64_t place = 0;
+    for (const AtCommand &known : kUpgradeCommands) {
+        place = is_command(command, known.text) ? known.place : place;
+    }
+    const FaultRule rule = place < 0 ? settings_.faults.take(place) : FaultRule{};
+    switch (rule.fault) {
+    case Fault::kError:
+        return answer_at("ERROR");
+    case Fault::kSilent:
+        return true;
+    case Fault::kVanish:
+        return unplug(rule.ms, true);
+    case Fault::kReboot:
+        return restart(State::kNormal, rule.ms);
+    case Fault::kLate:
+        if (!pause_ms(rule.ms)) {
+            return true;
+        }
+        break;
+    default:
+        break;
+    }
+    if (place == kAtStart) {
+        return answer_start();
+    }
+    if (place == kAtStatus) {
+        return answer_status();
+    }
+    if (is_command(command, "ate0") || is_command(command, "ate1")) {
+        settings_.echo = command[3] == '1' ? 1 : 0;
+        return answer_at("OK");
+    }
+    return answer_at(is_command(command, "at") ? "OK" : "ERROR");
+}
+
+bool Modem::answer_start()
+{
+    state_ = State::kUpgrade;
+    next_piece_ = 0;
+    return answer_at("OK");
+}
+
+// "OK" anywhere counts as done, so it must not be in what tells of anything else.
+bool Modem::answer_status()
+{
+    if (state_ != State::kUpgraded) {
+        const bool going = state_ == State::kReceiving;
+        char text[64];
+        snprintf(text, sizeof(text), "+UPGRADE: %s\r\n\r\nERROR",
+                 lc_get_status_str(going ? LCT_UP_GO : LCT_UP_NONE));
+        return answer_at(text);
+    }
+    if (settings_.busy != 0) {
+        --settings_.busy;
+        return answer_at("+UPGRADE: LCT_UP_GO\r\n\r\nERROR");
+    }
+    return answer_at("+UPGRADE: LCT_UP_OK\r\n\r\nOK");
+}
+
+bool Modem::answer_at(const char *text)
+{
+    char line[96];
+    const int length = snprintf(line, sizeof(line), "\r\n%s\r\n", text);
+    // A host that is gone does not miss its answer.
+    at_.write(line, static_cast<size_t>(length));
+    return true;
+}
+
+} // namespace lterouter::tools

@@ -1,0 +1,39 @@
+// A serial port as the modem has it: the far end of a pseudo-terminal, whose near end a link names.
+#pragma once
+
+#include <cstddef>
+#include <sys/types.h>
+
+namespace lterouter::tools {
+
+class Port {
+public:
+    explicit Port(const char *link) : link_(link) {}
+    ~Port() { disappear(); }
+    Port(const Port &) = delete;
+    Port &operator=(const Port &) = delete;
+
+    // Makes the port and its link; a link that is there is replaced, anything else is not touched.
+    // False when the system refuses, with errno.
+    bool appear();
+    // As if unplugged: the link is gone, and whoever has the port open finds it hung up.
+    void disappear();
+
+    const char *link() const { return link_; }
+    // To be polled and read; -1 while the port is gone.
+    int fd() const { return far_; }
+
+    bool write(const void *bytes, size_t size) const;
+
+    // Flow control: whoever writes to the port waits until it is let go on.
+    void hold(bool held) const;
+    // Leaves so little room that no whole frame fits.
+    void fill() const;
+
+private:
+    const char *const link_;
+    int far_ = -1;
+    int near_ = -1; // kept open: without anybody at its near end the far end reads as an error
+};
+
+} // namespace lterouter::tools

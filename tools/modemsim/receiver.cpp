@@ -1,0 +1,237 @@
+// The frames of an image: checked, kept, answered.
+
+#include "modemsim/modem.h"
+
+#include "common/program.h"
+#include "common/record.h"
+#include "lc_nv.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <endian.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr uint32_t kPiece = LC_UP_PIECE_SIZE;
+// The last piece counts its bytes twice where the host passed them in one call.
+constexpr uint32_t kLongest = 2 * kPiece;
+
+constexpr char kAccepted[] = "RSP_OK";
+constexpr char kAgain[] = "RSP_FAILED";
+
+// Time for the host to run into a port that is full.
+constexpr uint32_t kShortMs = 300;
+
+constexpr size_t kHeadSize = offsetof(lc_up_response, status);
+
+uint32_t bytes_in(uint32_t length) { return std::min(length, kPiece); }
+
+} // namespace
+
+bool Modem::serve_data()
+{
+    auto *const bytes = reinterpret_cast<char *>(&frame_);
+    const ssize_t count = read(data_.fd(), bytes + filled_, sizeof(frame_) - filled_);
+    if (count <= 0) {
+        return true; // nobody is at the other end any more
+    }
+    filled_ += static_cast<size_t>(count);
+    if (filled_ < sizeof(frame_)) {
+        return true;
+    }
+    filled_ = 0;
+    return handle_frame();
+}
+
+void Modem::drop_partial_frame()
+{
+    Record().word("event", "dropped").number("bytes", static_cast<int64_t>(filled_));
+    filled_ = 0;
+}
+
+bool Modem::handle_frame()
+{
+    const uint32_t index = le32toh(frame_.index);
+    const uint32_t type = le32toh(frame_.type);
+    const bool ended_before = state_ == State::kUpgraded;
+    const char *const status = judge_frame(index, type);
+    int64_t place = index;
+    if (type == UPGRADE_TLV_TYPE_COMMAND_REQ) {
+        place = index == UPGRADE_TLV_TYPE_CMD_BEGIN ? kAtBegin : kAtEnd;
+        Record()
+            .word("event", "command")
+            .field("name", lc_get_tlv_type_str(index))
+            .field("status", status);
+    } else {
+        Record()
+            .word("event", "piece")
+            .number("index", index)
+            .number("length", le32toh(frame_.length))
+            .field("status", status);
+    }
+    if (!answer_frame(place, index, type, status)) {
+        return false;
+    }
+    const bool ends = state_ == State::kUpgraded && !ended_before;
+    return !ends || restart(State::kUpgraded, settings_.restart_ms);
+}
+
+const char *Modem::judge_frame(uint32_t index, uint32_t type)
+{
+    if (type == UPGRADE_TLV_TYPE_DATA_REQ) {
+        return state_ == State::kReceiving ? take_piece(index) : "RSP_NOT_READY";
+    }
+    if (type != UPGRADE_TLV_TYPE_COMMAND_REQ) {
+        return "RSP_TYPE";
+    }
+    if (frame_.length != 0 || frame_.checksum != 0) {
+        return "RSP_LENGTH";
+    }
+    if (index == UPGRADE_TLV_TYPE_CMD_BEGIN) {
+        return begin();
+    }
+    return index == UPGRADE_TLV_TYPE_CMD_END ? end() : "RSP_COMMAND";
+}
+
+const char *Modem::begin()
+{
+    const bool again = state_ == State::kReceiving && next_piece_ == 0;
+    if (state_ != State::kUpgrade && !again) {
+        return "RSP_NOT_READY";
+    }
+    if (settings_.image[0] != '\0' && image_ < 0) {
+        image_ = open(settings_.image, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (image_ < 0) {
+            note("cannot write %s: %s", settings_.image, strerror(errno));
+            return "RSP_STORE";
+        }
+    }
+    state_ = State::kReceiving;
+    return kAccepted;
+}
+
+const char *Modem::take_piece(uint32_t index)
+{
+    if (nv_crc32_update(0, frame_.payload, kPiece) != le32toh(frame_.checksum)) {
+        return kAgain;
+    }
+    const bool next = index == next_piece_;
+    if (!next && index + 1 != next_piece_) {
+        return "RSP_INDEX";
+    }
+    const uint32_t length = le32toh(frame_.length);
+    // Only the last piece may be anything but full.
+    if (length == 0 || length > kLongest || (next && index != 0 && last_length_ != kPiece)) {
+        return "RSP_LENGTH";
+    }
+    const off_t offset = static_cast<off_t>(index) * kPiece;
+    if (image_ >= 0 && pwrite(image_, frame_.payload, kPiece, offset) != kPiece) {
+        note("cannot write %s: %s", settings_.image, strerror(errno));
+        return "RSP_STORE";
+    }
+    next_piece_ = index + 1;
+    last_length_ = length;
+    received_ = static_cast<uint64_t>(offset) + bytes_in(length);
+    return kAccepted;
+}
+
+const char *Modem::end()
+{
+    if (state_ == State::kUpgraded) {
+        return kAccepted; // asked again
+    }
+    if (state_ != State::kReceiving || next_piece_ == 0) {
+        return "RSP_NOT_READY";
+    }
+    const uint64_t size =
+        settings_.size != 0 ? std::min<uint64_t>(settings_.size, received_) : received_;
+    if (settings_.size > received_) {
+        note("the image is incomplete: %llu of %u bytes", static_cast<unsigned long long>(received_),
+             settings_.size);
+        return "RSP_INCOMPLETE";
+    }
+    if (image_ >= 0) {
+        static_cast<void>(!ftruncate(image_, static_cast<off_t>(size)));
+        close(image_);
+        image_ = -1;
+    }
+    state_ = State::kUpgraded;
+    return kAccepted;
+}
+
+bool Modem::answer_frame(int64_t place, uint32_t index, uint32_t type, const char *status)
+{
+    const FaultRule rule = settings_.faults.take(place);
+    if (rule.fault != Fault::kNone) {
+        return misbehave(rule, index, type, status);
+    }
+    // What is to go wrong with the next frame's bytes must be so before the host may send it.
+    const bool last = place >= 0 && le32toh(frame_.length) != kPiece;
+    const int64_t next = place == kAtBegin ? 0 : last ? kAtEnd : place + 1;
+    if (place != kAtEnd && settings_.faults.pending(next, Fault::kStall)) {
+        const FaultRule stall = settings_.faults.take(next);
+        data_.hold(true);
+        respond(index, type, status);
+        pause_ms(stall.ms);
+        data_.hold(false);
+        return true;
+    }
+    if (place != kAtEnd && settings_.faults.pending(next, Fault::kShort)) {
+        const FaultRule cut = settings_.faults.take(next);
+        data_.fill();
+        respond(index, type, status);
+        pause_ms(kShortMs);
+        return unplug(cut.ms, false);
+    }
+    return respond(index, type, status);
+}
+
+bool Modem::misbehave(const FaultRule &rule, uint32_t index, uint32_t type, const char *status)
+{
+    switch (rule.fault) {
+    case Fault::kAgain:
+        return respond(index, type, kAgain);
+    case Fault::kFatal:
+        return respond(index, type, "RSP_FLASH_ERROR");
+    case Fault::kWrongIndex:
+        return respond(index + 1, type, status);
+    case Fault::kBehind:
+        respond(index - 1, type, status);
+        pause_ms(kShortMs); // so that the two are read apart
+        return respond(index, type, status);
+    case Fault::kPartial:
+        return data_.write(&frame_, kHeadSize / 2), true;
+    case Fault::kGarbage: {
+        char garbage[64];
+        memset(garbage, 0xA5, sizeof(garbage));
+        return data_.write(garbage, sizeof(garbage)), true;
+    }
+    case Fault::kLate:
+        return !pause_ms(rule.ms) || respond(index, type, status);
+    case Fault::kVanish:
+        return unplug(rule.ms, false);
+    case Fault::kReboot:
+        return restart(State::kNormal, rule.ms);
+    default:
+        return true; // silent
+    }
+}
+
+bool Modem::respond(uint32_t index, uint32_t type, const char *status)
+{
+    lc_up_response response = {};
+    response.index = htole32(index);
+    response.type = htole32(type == UPGRADE_TLV_TYPE_DATA_REQ ? UPGRADE_TLV_TYPE_DATA_RSP
+                                                              : UPGRADE_TLV_TYPE_COMMAND_RSP);
+    const size_t length = strlen(status);
+    memcpy(response.status, status, length);
+    // A host that is gone does not miss its answer.
+    data_.write(&response, kHeadSize + length);
+    return true;
+}
+
+} // namespace lterouter::tools
