@@ -58,6 +58,10 @@ int show_stats(char *const *operands);
 extern const Option kLedOptions[];
 int led(char *const *operands);
 
+// upgrade.cpp
+extern const Option kUpgradeOptions[];
+int upgrade(char *const *operands);
+
 // ram.cpp
 int ram_get(char *const *operands);
 int ram_set(char *const *operands);

@@ -9,6 +9,10 @@
 //   parameter what the commands of the two parameter stores have in common
 //   nv_file, nv_store, nv_import
 //             parameter files, copies and imports beyond what the library tells of them
+//   progress_bar
+//             how far long work is
+//   upgrade_trace
+//             what the trace file tells of an upgrade
 //   others    one file for each group of commands
 
 #include "ltectl/commands.h"
@@ -148,6 +152,11 @@ constexpr Command kCommands[] = {
      .help = "Set a status LED: signal, internet or sim.",
      .run = led,
      .options = kLedOptions},
+    {.name = "upgrade",
+     .operands = "IMAGE",
+     .help = "Upgrade the modem's firmware.",
+     .run = upgrade,
+     .options = kUpgradeOptions},
     {.name = "monitor",
      .help = "Show link and interface events as they come.",
      .run = monitor,

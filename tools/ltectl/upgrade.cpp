@@ -1,0 +1,322 @@
+// upgrade: new firmware for the modem. Needs no WAN manager, only the modem's serial ports.
+
+#include "common/program.h"
+#include "common/record.h"
+#include "lc_nv.h"
+#include "lc_up.h"
+#include "ltectl/commands.h"
+#include "ltectl/events.h"
+#include "ltectl/progress_bar.h"
+#include "ltectl/upgrade_trace.h"
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr char kLockFile[] = "/tmp/ltectl-upgrade.lock";
+constexpr const char *kPorts[] = {LC_UP_DATA_PORT, LC_UP_AT_PORT};
+constexpr unsigned kPollSeconds = 1;
+
+uint32_t g_timeout = 300;
+bool g_dry_run = false;
+
+constexpr ValueType kSeconds = {"a number of seconds from 1 to 86400", parse_number_in<1, 86400>};
+
+// ---- The image ----
+
+struct Image {
+    const char *path;
+    int fd = -1;
+    int32_t size = 0;
+
+    int32_t pieces() const { return (size + LC_UP_PIECE_SIZE - 1) / LC_UP_PIECE_SIZE; }
+    int32_t last_piece() const { return size - (pieces() - 1) * LC_UP_PIECE_SIZE; }
+};
+
+int open_image(Image *image)
+{
+    image->fd = open(image->path, O_RDONLY | O_CLOEXEC);
+    struct stat status;
+    if (image->fd < 0 || fstat(image->fd, &status) != 0) {
+        return fail(kFailed, "cannot read %s: %s", image->path, strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return fail(kFailed, "%s is no file", image->path);
+    }
+    if (status.st_size <= LC_UP_PIECE_SIZE || status.st_size > INT32_MAX) {
+        return fail(kFailed, "%s cannot be an image: its size is %lld bytes, not 2049 to 2147483647",
+                    image->path, static_cast<long long>(status.st_size));
+    }
+    image->size = static_cast<int32_t>(status.st_size);
+    return kDone;
+}
+
+bool read_piece(const Image &image, int32_t piece, char *bytes, int32_t size)
+{
+    const off_t offset = static_cast<off_t>(piece) * LC_UP_PIECE_SIZE;
+    const ssize_t count = pread(image.fd, bytes, static_cast<size_t>(size), offset);
+    if (count >= 0 && count < size) {
+        errno = ENODATA; // cut short since it was measured
+    }
+    return count == size;
+}
+
+int32_t size_of(const Image &image, int32_t piece)
+{
+    return piece + 1 == image.pieces() ? image.last_piece() : LC_UP_PIECE_SIZE;
+}
+
+// ---- Before anything is sent ----
+
+// NULL when the port can be used.
+const char *obstacle(const char *port)
+{
+    const int fd = open(port, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return errno == EBUSY ? "another program holds it" : strerror(errno);
+    }
+    const bool is_port = isatty(fd) == 1;
+    close(fd);
+    return is_port ? nullptr : "it is no serial port";
+}
+
+int check_ports()
+{
+    for (const char *port : kPorts) {
+        if (const char *reason = obstacle(port); reason != nullptr) {
+            return fail(kFailed,
+                        "cannot use the modem's port %s: %s; is the modem plugged in, and its serial "
+                        "driver loaded?",
+                        port, reason);
+        }
+    }
+    return kDone;
+}
+
+// Held until the process ends. The ports themselves are no place for a lock: a modem that restarts
+// comes back under another name while its old port is held open.
+int lock_upgrade()
+{
+    const int fd = open(kLockFile, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        return fail(kFailed, "cannot make %s: %s", kLockFile, strerror(errno));
+    }
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        return fail(kFailed, "another upgrade is running");
+    }
+    return kDone;
+}
+
+int32_t frames_of(const Image &image) { return image.pieces() + 2; } // begin and end
+
+int show_plan(const Image &image)
+{
+    uint32_t crc = 0;
+    for (int32_t piece = 0; piece < image.pieces(); ++piece) {
+        char bytes[LC_UP_PIECE_SIZE];
+        const int32_t size = size_of(image, piece);
+        if (!read_piece(image, piece, bytes, size)) {
+            return fail(kFailed, "cannot read %s: %s", image.path, strerror(errno));
+        }
+        crc = nv_crc32_update(crc, bytes, static_cast<size_t>(size));
+    }
+    char checksum[9];
+    snprintf(checksum, sizeof(checksum), "%08X", crc);
+    Record()
+        .word("event", "plan")
+        .field("image", image.path)
+        .number("bytes", image.size)
+        .field("checksum", checksum)
+        .number("pieces", image.pieces())
+        .number("last_piece", image.last_piece())
+        .number("frames", frames_of(image))
+        .number("wire_bytes",
+                static_cast<int64_t>(frames_of(image)) * static_cast<int64_t>(sizeof(lc_up_frame)));
+    for (const char *port : kPorts) {
+        const char *reason = obstacle(port);
+        Record()
+            .word("event", "port")
+            .field("port", port)
+            .field("status", reason == nullptr ? "ready" : reason);
+    }
+    return check_ports();
+}
+
+// ---- Signals ----
+
+// Whether the modem is without complete firmware: then one signal is not enough to stop.
+std::atomic<bool> g_critical{false};
+
+void *watch_signals(void *set)
+{
+    int signal = 0;
+    sigwait(static_cast<sigset_t *>(set), &signal);
+    if (g_critical) {
+        note("stopping now can leave the modem without firmware; press Ctrl-C again to stop all the "
+             "same");
+        sigwait(static_cast<sigset_t *>(set), &signal);
+    }
+    // The library's calls cannot be called off: they end with the process.
+    _exit(fail(kFailed, g_critical ? "stopped before the image was complete; start the upgrade again"
+                                   : "stopped"));
+}
+
+// Before the upgrade, so that no signal cuts one of the library's pauses short.
+int start_watching()
+{
+    static sigset_t stopping;
+    sigemptyset(&stopping);
+    sigaddset(&stopping, SIGINT);
+    sigaddset(&stopping, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopping, nullptr);
+    signal(SIGHUP, SIG_IGN); // a terminal that closes is no reason to stop
+    pthread_t watcher;
+    const int error = pthread_create(&watcher, nullptr, watch_signals, &stopping);
+    return error == 0 ? kDone : fail(kFailed, "cannot start a thread: %s", strerror(error));
+}
+
+// ---- The upgrade ----
+
+int fail_at(const char *what, const Attempts &attempts)
+{
+    return fail(kFailed,
+                "the modem did not take %s, after %u %s. It has no complete firmware now: leave it "
+                "powered and start the upgrade again; if its ports are gone, restart it first. The "
+                "trace is in /tmp/ltelog.1",
+                what, attempts.tries, attempts.tries == 1 ? "try" : "tries");
+}
+
+int start(const Image &image)
+{
+    Record()
+        .word("event", "start")
+        .field("image", image.path)
+        .number("bytes", image.size)
+        .number("pieces", image.pieces());
+    const TraceMark mark = mark_trace();
+    if (lc_set_img_size(image.size) == 0 && lc_up_start() == 0) {
+        return kDone;
+    }
+    const Attempts attempts = attempts_since(mark, Frame::kNone);
+    if (attempts.frame == Frame::kBegin) {
+        return fail(kFailed,
+                    "the modem switched to upgrade mode but did not take the begin command, after %u "
+                    "%s. Nothing is changed; restart it and try again. The trace is in /tmp/ltelog.1",
+                    attempts.tries, attempts.tries == 1 ? "try" : "tries");
+    }
+    return fail(kFailed,
+                "the modem did not accept upgrade mode on %s. Nothing is changed; the trace is "
+                "in /tmp/ltelog.1",
+                LC_UP_AT_PORT);
+}
+
+// The call that passes a piece sends the one before it; the last call sends the last one and the end
+// command too.
+int explain_failure(const Image &image, int32_t piece, const Attempts &attempts)
+{
+    if (attempts.frame == Frame::kEnd) {
+        return fail_at("the end command", attempts);
+    }
+    const int32_t failed = attempts.frame == Frame::kLastPiece ? piece : piece - 1;
+    char what[48];
+    snprintf(what, sizeof(what), "piece %d of %d", failed + 1, image.pieces());
+    return fail_at(what, attempts);
+}
+
+int send(const Image &image)
+{
+    ProgressBar progress(static_cast<uint64_t>(image.size));
+    int32_t sent = 0;
+    for (int32_t piece = 0; piece < image.pieces(); ++piece) {
+        char bytes[LC_UP_PIECE_SIZE];
+        const int32_t size = size_of(image, piece);
+        if (!read_piece(image, piece, bytes, size)) {
+            progress.clear();
+            return fail(kFailed,
+                        "cannot read %s: %s. The modem has no complete firmware now: start the "
+                        "upgrade again",
+                        image.path, strerror(errno));
+        }
+        const TraceMark mark = mark_trace();
+        if (lc_up_img(bytes, size) != 0) {
+            progress.clear();
+            return explain_failure(image, piece, attempts_since(mark, Frame::kPiece));
+        }
+        sent += size;
+        progress.show(static_cast<uint64_t>(sent));
+    }
+    return kDone;
+}
+
+int await_modem()
+{
+    Record().word("event", "sent");
+    const int64_t deadline = now_ms() + static_cast<int64_t>(g_timeout) * 1000;
+    while (lc_up_status() != 0) {
+        if (now_ms() >= deadline) {
+            return fail(
+                kFailed,
+                "the image is sent, but the modem does not say within %u s that it is upgraded; "
+                "leave it powered and look again later",
+                g_timeout);
+        }
+        sleep(kPollSeconds); // a missing port is told at once
+    }
+    Record().word("event", "upgraded");
+    return kDone;
+}
+
+int run(const Image &image)
+{
+    if (const int code = start_watching(); code != kDone) {
+        return code;
+    }
+    if (const int code = start(image); code != kDone) {
+        return code;
+    }
+    g_critical = true;
+    if (const int code = send(image); code != kDone) {
+        return code;
+    }
+    g_critical = false;
+    return await_modem();
+}
+
+} // namespace
+
+const Option kUpgradeOptions[] = {
+    {"timeout", "SECONDS", "time that the modem has after the transfer (300)", &kSeconds, &g_timeout},
+    {"dry-run", nullptr, "check image and ports, and say what would be sent", &kSwitch, &g_dry_run},
+    {},
+};
+
+int upgrade(char *const *operands)
+{
+    Image image{.path = operands[0]};
+    if (const int code = open_image(&image); code != kDone) {
+        return code;
+    }
+    if (g_dry_run) {
+        return show_plan(image);
+    }
+    if (const int code = check_ports(); code != kDone) {
+        return code;
+    }
+    if (const int code = lock_upgrade(); code != kDone) {
+        return code;
+    }
+    return run(image);
+}
+
+} // namespace lterouter::tools
