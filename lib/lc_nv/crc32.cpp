@@ -1,23 +1,20 @@
 // The checksum of parameter files and upgrade images: the reflected CRC-32 without the usual inversion
 // before and after, since files and images in the field carry it so.
 //
-// A machine word at a time, one table lookup for each of its bytes: the lookups do not wait for each
-// other, as they would byte by byte.
+// Several bytes at a time, one table lookup for each: the lookups do not wait for each other, as they
+// would byte by byte.
 
 #include "lc_nv.h"
-
-#include <cstring>
-#include <endian.h>
 
 namespace lterouter {
 namespace {
 
-using Word = uintptr_t;
-constexpr size_t kWord = sizeof(Word);
+// Bytes at a time. A router has no room for more than one table, and its serial port no use for it.
+constexpr size_t kBlock = sizeof(uintptr_t) == 8 ? 8 : 1;
 
-// entries[k][b]: what byte b does to the checksum when k more bytes follow it.
+// entries[k][b]: what byte b does to the checksum when k more bytes of the block follow it.
 struct CrcTables {
-    uint32_t entries[kWord][256];
+    uint32_t entries[kBlock][256];
 
     constexpr CrcTables() : entries()
     {
@@ -28,7 +25,7 @@ struct CrcTables {
             }
             entries[0][byte] = crc;
         }
-        for (size_t k = 1; k < kWord; ++k) {
+        for (size_t k = 1; k < kBlock; ++k) {
             for (uint32_t byte = 0; byte < 256; ++byte) {
                 const uint32_t before = entries[k - 1][byte];
                 entries[k][byte] = entries[0][before & 0xFF] ^ (before >> 8);
@@ -40,23 +37,13 @@ struct CrcTables {
 constexpr CrcTables kTables;
 static_assert(kTables.entries[0][1] == 0x77073096U);
 
-Word load_little_endian(const unsigned char *bytes)
+// The first four bytes meet the checksum so far.
+uint32_t update_block(uint32_t crc, const unsigned char *bytes)
 {
-    Word word;
-    memcpy(&word, bytes, kWord);
-    if constexpr (kWord == 8) {
-        return static_cast<Word>(le64toh(word));
-    } else {
-        return static_cast<Word>(le32toh(static_cast<uint32_t>(word)));
-    }
-}
-
-uint32_t update_word(uint32_t crc, const unsigned char *bytes)
-{
-    const Word word = load_little_endian(bytes) ^ crc;
-    uint32_t result = 0;
-    for (size_t i = 0; i < kWord; ++i) {
-        result ^= kTables.entries[kWord - 1 - i][(word >> (8 * i)) & 0xFF];
+    uint32_t result = kBlock < sizeof(crc) ? crc >> (8 * kBlock) : 0;
+    for (size_t i = 0; i < kBlock; ++i) {
+        const uint32_t met = i < sizeof(crc) ? crc >> (8 * i) : 0;
+        result ^= kTables.entries[kBlock - 1 - i][(met ^ bytes[i]) & 0xFF];
     }
     return result;
 }
@@ -69,8 +56,8 @@ using namespace lterouter;
 uint32_t nv_crc32_update(uint32_t crc, const void *data, size_t length)
 {
     const unsigned char *bytes = static_cast<const unsigned char *>(data);
-    for (; length >= kWord; length -= kWord, bytes += kWord) {
-        crc = update_word(crc, bytes);
+    for (; length >= kBlock; length -= kBlock, bytes += kBlock) {
+        crc = update_block(crc, bytes);
     }
     for (; length != 0; --length, ++bytes) {
         crc = kTables.entries[0][(crc ^ *bytes) & 0xFF] ^ (crc >> 8);
