@@ -66,7 +66,7 @@ int32_t send_full_pieces(const uint8_t **data, int32_t *len)
 // The port's number deliberately stays: this process's upgrade is over.
 int32_t abandon(int32_t result)
 {
-    close(g_tty_fd);
+    close_port(g_tty_fd);
     return result;
 }
 

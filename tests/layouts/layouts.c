@@ -5,6 +5,7 @@
 #include "lc_ipc_msg.h"
 #include "lc_list.h"
 #include "lc_log.h"
+#include "lc_up.h"
 #include "lte_sdk.h"
 
 #include <stddef.h>
@@ -128,6 +129,19 @@ static const struct part parts[] = {
     FIELD(logconfig, id),
     FIELD(logconfig, letter),
     FIELD(logconfig, name),
+
+    RECORD(lc_up_frame),
+    FIELD(lc_up_frame, index),
+    FIELD(lc_up_frame, type),
+    FIELD(lc_up_frame, length),
+    FIELD(lc_up_frame, checksum),
+    FIELD(lc_up_frame, payload),
+
+    RECORD(lc_up_response),
+    FIELD(lc_up_response, index),
+    FIELD(lc_up_response, type),
+    FIELD(lc_up_response, reserved),
+    FIELD(lc_up_response, status),
 
     RECORD(lc_list),
     FIELD(lc_list, count),

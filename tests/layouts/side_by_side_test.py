@@ -43,6 +43,9 @@ FIXED = {
         ("tx_heartbeat_errors", 100, 4), ("tx_window_errors", 104, 4), ("uptime", 108, 4)]),
     "ipc_mq_usg": (12, [("capacity", 0, 4), ("high_count", 4, 4), ("normal_count", 8, 4)]),
     "logconfig": (40, [("id", 0, 4), ("letter", 4, 1), ("name", 5, 33)]),
+    "lc_up_frame": (2064, [("index", 0, 4), ("type", 4, 4), ("length", 8, 4), ("checksum", 12, 4),
+                           ("payload", 16, 2048)]),
+    "lc_up_response": (128, [("index", 0, 4), ("type", 4, 4), ("reserved", 8, 8), ("status", 16, 112)]),
 }
 
 # These hold pointers and machine words, and lie so on the router.

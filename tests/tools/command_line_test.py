@@ -12,8 +12,8 @@ COMMANDS = [
     "status", "connect", "disconnect", "roam [on|off]", "nettype [TYPE]", "pref RADIO", "scan",
     "pin enable PIN", "pin disable PIN", "pin change OLD NEW", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
-    "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "monitor", "ram get NAME",
-    "ram set NAME VALUE", "ram list", "ram clear", "nv init", "nv fin", "nv get NAME",
+    "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "upgrade IMAGE", "monitor",
+    "ram get NAME", "ram set NAME VALUE", "ram list", "ram clear", "nv init", "nv fin", "nv get NAME",
     "nv set NAME VALUE", "nv list", "nv diff", "nv export FILE", "nv import FILE", "nv reset",
     "nv verify", "nv clear",
 ]

@@ -360,6 +360,7 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered(support.ltectl_program, "scan", "--t"), ["--timeout"])
         self.assertEqual(self.offered(support.ltectl_program, "nv", "import", "--"),
                          ["--dry-run", "--help", "--identity", "--json", "--mask", "--no-checksum", "--version"])
+        self.assertEqual(self.offered(support.ltectl_program, "upgrade", "--d"), ["--dry-run"])
         self.assertEqual(self.offered(support.wansim_program, "--fa"), ["--fault"])
 
     def test_files_elsewhere(self):

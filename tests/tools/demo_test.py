@@ -1,6 +1,6 @@
 """The demo runs through with the tools as built, and fails as soon as one of them does not do its part.
 
-usage: demo_test.py DEMO BUILD_DIR LTECTL WANSIM"""
+usage: demo_test.py DEMO BUILD_DIR LTECTL WANSIM MODEMSIM"""
 
 import os
 import subprocess
@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 DEMO, BUILD = sys.argv[1:3]
-TOOLS = dict(zip(("ltectl", "wansim"), sys.argv[3:5]))
+TOOLS = dict(zip(("ltectl", "wansim", "modemsim"), sys.argv[3:6]))
 
 
 def run_demo(*arguments):
@@ -25,7 +25,12 @@ class Demo(unittest.TestCase):
                      "link connected interface=wwan7 ip=10.20.30.41 gateway=10.20.30.42 dns1=10.9.8.7 ",
                      "link status:WM_CONNECTED WM_IP_UP WM_WCDMA\n",
                      "wm_wcdma_modem_status_tmp=sim_ready\n",
-                     "ltectl: no WAN manager answers on lc_socket_mm_common"):
+                     "ltectl: no WAN manager answers on lc_socket_mm_common",
+                     "modemsim: ready data=/dev/ttyUSB1 at=/dev/ttyUSB3\n",
+                     "pieces=10 last_piece=1568 frames=12 wire_bytes=24768\n", "sent\nupgraded\n",
+                     "modemsim: piece index=9 length=3136 status=RSP_OK\n", "img file len:20000",
+                     "$ cmp /tmp/firmware.img /tmp/received.img\n\n",
+                     "cannot use the modem's port /dev/ttyUSB1"):
             self.assertIn(text, result.stdout)
 
     def test_usage(self):
@@ -50,29 +55,28 @@ class Demo(unittest.TestCase):
 class BrokenTools(unittest.TestCase):
     """Each tool in turn is replaced by one that is true to the real one but for a single thing."""
 
-    def demo_with(self, tool, script):
-        """Runs the demo with a tool that is a shell script, in which REAL is the tool as built."""
+    def demo_with(self, scripts):
+        """Runs the demo with tools that are shell scripts, in which REAL is the tool as built."""
         with tempfile.TemporaryDirectory(dir=BUILD) as build:
             tools = os.path.join(build, "tools")
             os.mkdir(tools)
             for name, real in TOOLS.items():
-                if name != tool:
+                if name not in scripts:
                     os.symlink(real, os.path.join(tools, name))
                     continue
                 with open(os.path.join(tools, name), "w") as file:
-                    file.write(f"#!/bin/bash\nREAL={real}\n{script}\n")
+                    file.write(f"#!/bin/bash\nREAL={real}\n{scripts[name]}\n")
                 os.chmod(file.name, 0o755)
             return run_demo("--build", build)
 
     def assert_fails(self, tool, script, reason):
-        result = self.demo_with(tool, script)
+        result = self.demo_with({tool: script})
         self.assertEqual(result.returncode, 1, result.stdout)
         self.assertRegex(result.stderr, rf"\Ademo: FAILED: .*{reason}")
 
     def test_the_replacement_itself_breaks_nothing(self):
-        for tool in TOOLS:
-            result = self.demo_with(tool, 'exec "$REAL" "$@"')
-            self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
+        result = self.demo_with(dict.fromkeys(TOOLS, 'exec "$REAL" "$@"'))
+        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
 
     def test_roaming_that_does_not_change(self):
         self.assert_fails("ltectl", 'case $1 in roam) echo "roaming off" ;; *) exec "$REAL" "$@" ;; esac',
@@ -117,6 +121,20 @@ class BrokenTools(unittest.TestCase):
     def test_a_manager_that_does_not_end_in_order(self):
         self.assert_fails("wansim", '"$REAL" "$@" & trap "kill $!; wait $!; exit 7" TERM; wait $!',
                           "wansim ended with 7, not 0")
+
+    def test_a_modem_that_does_not_start(self):
+        self.assert_fails("modemsim", "exit 1", "modemsim: ready")
+
+    def test_a_modem_that_takes_every_piece_at_once(self):
+        self.assert_fails("modemsim", 'exec "$REAL" "${@/3=failed:2/3=failed:0}"', "fault=failed. is missing")
+
+    def test_a_modem_that_damages_the_image(self):
+        self.assert_fails("modemsim", 'exec "$REAL" "${@/20000/19999}"', "cmp .* ended with 1, not 0")
+
+    def test_an_upgrade_that_only_pretends(self):
+        self.assert_fails("ltectl", 'case "$*" in *dry-run) exec "$REAL" "$@" ;;\n'
+                                    'upgrade*) echo "progress percent=100 bytes=20000 total=20000"; echo upgraded ;;\n'
+                                    '*) exec "$REAL" "$@" ;; esac', "CMD_BEGIN status=RSP_OK. is missing")
 
 
 if __name__ == "__main__":

@@ -1,6 +1,6 @@
 """What the tools need to run: the library and libc, nothing else.
 
-usage: linkage_test.py BUILD_DIR LTECTL_FILE WANSIM_FILE [EMULATOR...]"""
+usage: linkage_test.py BUILD_DIR LTECTL_FILE WANSIM_FILE MODEMSIM_FILE [EMULATOR...]"""
 
 import os
 import subprocess
@@ -10,8 +10,8 @@ import unittest
 import support
 from support import ToolTest, elf
 
-BUILD, *TOOLS = sys.argv[1:4]
-EMULATOR = sys.argv[4:]
+BUILD, *TOOLS = sys.argv[1:5]
+EMULATOR = sys.argv[5:]
 
 
 class Linkage(ToolTest):

@@ -1,4 +1,6 @@
-"""The sessions that the README shows are what happens. usage: session_test.py LTECTL WANSIM README SAMPLE"""
+"""The sessions that the README shows are what happens.
+
+usage: session_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL README SAMPLE"""
 
 import re
 import subprocess
@@ -7,23 +9,30 @@ import unittest
 
 import support
 
-README, SAMPLE = sys.argv[3:]
+MODEMSIM, HURRIED, README, SAMPLE = sys.argv[3:]
 del sys.argv[3:]
 
 
-def session(heading):
-    """[(command, output)], as the README has them."""
+def whole():
     with open(README) as file:
-        section = file.read().split(f"## {heading}\n", 1)[1]
-    block = re.search(r"```text\n(.*?)```", section, re.S).group(1)
+        return file.read()
+
+
+def section(title):
+    return whole().split(f"## {title}\n", 1)[1].split("\n## ", 1)[0]
+
+
+def session(title):
+    """[(command, output)], as a section of the README has them."""
+    block = re.search(r"```text\n(.*?)```", section(title), re.S).group(1)
     parts = re.split(r"^\$ (.*)\n", block, flags=re.M)
     return list(zip(parts[1::2], parts[2::2]))
 
 
-def run(command):
+def run(ltectl, command):
     """Runs a command line as a user types it."""
     script = 'ltectl() { "$0" "$@"; }; ' + command
-    return subprocess.run(["bash", "-c", script, support.ltectl_program], stdin=subprocess.DEVNULL,
+    return subprocess.run(["bash", "-c", script, ltectl], stdin=subprocess.DEVNULL,
                           capture_output=True, timeout=support.TIMEOUT, text=True)
 
 
@@ -33,29 +42,48 @@ def comparable(output):
 
 
 class Session(support.NvTest):
-    def assert_happens(self, commands):
-        self.assertGreater(len(commands), 5)
-        for command, output in commands:
+    REQUESTS = "What the modem can be asked for"
+    PARAMETERS = "Parameters that survive"
+    UPGRADE = "Upgrading the modem's firmware"
+
+    def assert_happens(self, title, ltectl):
+        self.assertGreater(len(session(title)), 2)
+        for command, output in session(title):
             with self.subTest(command):
-                result = run(command)
+                result = run(ltectl, command)
                 self.assertEqual((result.returncode, result.stderr), (support.DONE, ""))
                 self.assertEqual(comparable(result.stdout), comparable(output))
 
-    def test_of_the_modem(self):
+    def background(self, title, program):
+        """The options of the program that the section has running."""
+        return re.search(rf"`{program}( [^`]*) &`", section(title)).group(1).split()
+
+    def faults(self, program):
+        options = re.findall(rf"{program}[^`]*?((?: --fault \S+=[\w:]+)+)", whole())
+        self.assertTrue(options)
+        return " ".join(options).split()
+
+    def test_requests(self):
         self.start_wansim()
         store = support.Background(self, support.wansim_program, "--sms-store")
         store.out.next()
-        self.assert_happens(session("What the modem can be asked for"))
+        self.assert_happens(self.REQUESTS, support.ltectl_program)
 
-    def test_of_the_persistent_parameters(self):
+    def test_parameters(self):
         self.declare(support.read_file(SAMPLE))
-        self.assert_happens(session("Parameters that survive"))
+        self.assert_happens(self.PARAMETERS, support.ltectl_program)
 
-    def test_its_faults_are_faults(self):
-        with open(README) as file:
-            options = re.findall(r"--fault \S+=[\w:]+", file.read())
-        self.assertTrue(options)
-        self.start_wansim(*" ".join(options).split())
+    def test_an_upgrade(self):
+        subprocess.run(["sh", "-c", re.search(r"`(.*>/tmp/firmware.img)`", section(self.UPGRADE)).group(1)],
+                       check=True)
+        modem = support.Background(self, MODEMSIM, *self.background(self.UPGRADE, "modemsim"))
+        modem.out.next()
+        self.assert_happens(self.UPGRADE, HURRIED)
+
+    def test_faults_are_faults(self):
+        self.start_wansim(*self.faults("wansim"))
+        modem = support.Background(self, MODEMSIM, *self.faults("modemsim"))
+        self.assertIn("ready", modem.out.next())
 
 
 if __name__ == "__main__":

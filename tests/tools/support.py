@@ -49,16 +49,19 @@ def main():
     unittest.main(argv=sys.argv[:1], verbosity=2)
 
 
+def run(*command, **options):
+    """Runs a tool to its end."""
+    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT, text=True,
+                          errors="surrogateescape", **options)
+
+
 def ltectl(*arguments, **options):
-    """Runs ltectl to its end."""
-    return subprocess.run([ltectl_program, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
-                          timeout=TIMEOUT, text=True, errors="surrogateescape", **options)
+    return run(ltectl_program, *arguments, **options)
 
 
 def wansim(*arguments):
     """Runs a wansim that is to end by itself."""
-    return subprocess.run([wansim_program, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
-                          timeout=TIMEOUT, text=True)
+    return run(wansim_program, *arguments)
 
 
 def run_with_readonly(folder, *arguments):

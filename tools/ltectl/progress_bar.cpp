@@ -32,6 +32,9 @@ void ProgressBar::clear()
 
 void ProgressBar::show(uint64_t done)
 {
+    if (done == 0) {
+        return; // nothing is known of the rate
+    }
     if (!terminal_) {
         print(done);
         return;
@@ -48,7 +51,7 @@ void ProgressBar::draw(uint64_t done, int64_t now)
     char bar[kWidth + 1];
     const uint64_t filled = done * kWidth / total_;
     memset(bar, '-', kWidth);
-    memset(bar, '#', filled);
+    memset(bar, '#', static_cast<size_t>(filled));
     bar[kWidth] = '\0';
     const double seconds = static_cast<double>(std::max<int64_t>(now - started_ms_, 1)) / 1000;
     const double rate = static_cast<double>(done) / seconds;

@@ -46,7 +46,7 @@ struct Image {
 
 int open_image(Image *image)
 {
-    image->fd = open(image->path, O_RDONLY | O_CLOEXEC);
+    image->fd = open(image->path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); // a pipe must not block it
     struct stat status;
     if (image->fd < 0 || fstat(image->fd, &status) != 0) {
         return fail(kFailed, "cannot read %s: %s", image->path, strerror(errno));
@@ -62,14 +62,15 @@ int open_image(Image *image)
     return kDone;
 }
 
-bool read_piece(const Image &image, int32_t piece, char *bytes, int32_t size)
+// NULL when the piece was read.
+const char *read_piece(const Image &image, int32_t piece, char *bytes, int32_t size)
 {
     const off_t offset = static_cast<off_t>(piece) * LC_UP_PIECE_SIZE;
     const ssize_t count = pread(image.fd, bytes, static_cast<size_t>(size), offset);
-    if (count >= 0 && count < size) {
-        errno = ENODATA; // cut short since it was measured
+    if (count == size) {
+        return nullptr;
     }
-    return count == size;
+    return count < 0 ? strerror(errno) : "it has become shorter meanwhile";
 }
 
 int32_t size_of(const Image &image, int32_t piece)
@@ -108,7 +109,7 @@ int check_ports()
 // comes back under another name while its old port is held open.
 int lock_upgrade()
 {
-    const int fd = open(kLockFile, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    const int fd = open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (fd < 0) {
         return fail(kFailed, "cannot make %s: %s", kLockFile, strerror(errno));
     }
@@ -126,8 +127,8 @@ int show_plan(const Image &image)
     for (int32_t piece = 0; piece < image.pieces(); ++piece) {
         char bytes[LC_UP_PIECE_SIZE];
         const int32_t size = size_of(image, piece);
-        if (!read_piece(image, piece, bytes, size)) {
-            return fail(kFailed, "cannot read %s: %s", image.path, strerror(errno));
+        if (const char *reason = read_piece(image, piece, bytes, size); reason != nullptr) {
+            return fail(kFailed, "cannot read %s: %s", image.path, reason);
         }
         crc = nv_crc32_update(crc, bytes, static_cast<size_t>(size));
     }
@@ -155,21 +156,36 @@ int show_plan(const Image &image)
 
 // ---- Signals ----
 
-// Whether the modem is without complete firmware: then one signal is not enough to stop.
-std::atomic<bool> g_critical{false};
+enum class Phase { kStarting, kSending, kSent };
+
+std::atomic<Phase> g_phase{Phase::kStarting};
+
+const char *what_stopping_leaves(Phase phase)
+{
+    switch (phase) {
+    case Phase::kStarting:
+        return "stopped before anything was changed";
+    case Phase::kSending:
+        return "stopped before the image was complete; start the upgrade again";
+    default:
+        return "stopped waiting; the image is sent, and the modem goes on by itself";
+    }
+}
 
 void *watch_signals(void *set)
 {
+    const char *const behind_bar = isatty(STDERR_FILENO) == 1 ? "\n" : "";
     int signal = 0;
     sigwait(static_cast<sigset_t *>(set), &signal);
-    if (g_critical) {
+    if (g_phase == Phase::kSending) { // without complete firmware: one signal is not enough
+        fputs(behind_bar, stderr);
         note("stopping now can leave the modem without firmware; press Ctrl-C again to stop all the "
              "same");
         sigwait(static_cast<sigset_t *>(set), &signal);
     }
+    fputs(behind_bar, stderr);
     // The library's calls cannot be called off: they end with the process.
-    _exit(fail(kFailed, g_critical ? "stopped before the image was complete; start the upgrade again"
-                                   : "stopped"));
+    _exit(fail(kFailed, "%s", what_stopping_leaves(g_phase)));
 }
 
 // Before the upgrade, so that no signal cuts one of the library's pauses short.
@@ -188,13 +204,29 @@ int start_watching()
 
 // ---- The upgrade ----
 
+const char *plural_of_try(uint32_t tries) { return tries == 1 ? "try" : "tries"; }
+
+// For programs; people read the sentence that follows. piece: counted from 1; 0 when it is none.
+void tell_failure(const char *frame, int32_t piece, uint32_t tries)
+{
+    if (!g_program.json) {
+        return;
+    }
+    Record failure;
+    failure.word("event", "failed").word("frame", frame);
+    if (piece > 0) {
+        failure.number("piece", piece);
+    }
+    failure.number("tries", tries);
+}
+
 int fail_at(const char *what, const Attempts &attempts)
 {
     return fail(kFailed,
                 "the modem did not take %s, after %u %s. It has no complete firmware now: leave it "
                 "powered and start the upgrade again; if its ports are gone, restart it first. The "
                 "trace is in /tmp/ltelog.1",
-                what, attempts.tries, attempts.tries == 1 ? "try" : "tries");
+                what, attempts.tries, plural_of_try(attempts.tries));
 }
 
 int start(const Image &image)
@@ -210,11 +242,13 @@ int start(const Image &image)
     }
     const Attempts attempts = attempts_since(mark, Frame::kNone);
     if (attempts.frame == Frame::kBegin) {
+        tell_failure("begin", 0, attempts.tries);
         return fail(kFailed,
                     "the modem switched to upgrade mode but did not take the begin command, after %u "
                     "%s. Nothing is changed; restart it and try again. The trace is in /tmp/ltelog.1",
-                    attempts.tries, attempts.tries == 1 ? "try" : "tries");
+                    attempts.tries, plural_of_try(attempts.tries));
     }
+    tell_failure("start", 0, 1);
     return fail(kFailed,
                 "the modem did not accept upgrade mode on %s. Nothing is changed; the trace is "
                 "in /tmp/ltelog.1",
@@ -226,35 +260,37 @@ int start(const Image &image)
 int explain_failure(const Image &image, int32_t piece, const Attempts &attempts)
 {
     if (attempts.frame == Frame::kEnd) {
+        tell_failure("end", 0, attempts.tries);
         return fail_at("the end command", attempts);
     }
-    const int32_t failed = attempts.frame == Frame::kLastPiece ? piece : piece - 1;
+    const int32_t failed = attempts.frame == Frame::kLastPiece ? piece + 1 : piece;
+    tell_failure("piece", failed, attempts.tries);
     char what[48];
-    snprintf(what, sizeof(what), "piece %d of %d", failed + 1, image.pieces());
+    snprintf(what, sizeof(what), "piece %d of %d", failed, image.pieces());
     return fail_at(what, attempts);
 }
 
 int send(const Image &image)
 {
     ProgressBar progress(static_cast<uint64_t>(image.size));
-    int32_t sent = 0;
     for (int32_t piece = 0; piece < image.pieces(); ++piece) {
         char bytes[LC_UP_PIECE_SIZE];
         const int32_t size = size_of(image, piece);
-        if (!read_piece(image, piece, bytes, size)) {
+        if (const char *reason = read_piece(image, piece, bytes, size); reason != nullptr) {
             progress.clear();
             return fail(kFailed,
                         "cannot read %s: %s. The modem has no complete firmware now: start the "
                         "upgrade again",
-                        image.path, strerror(errno));
+                        image.path, reason);
         }
         const TraceMark mark = mark_trace();
         if (lc_up_img(bytes, size) != 0) {
             progress.clear();
             return explain_failure(image, piece, attempts_since(mark, Frame::kPiece));
         }
-        sent += size;
-        progress.show(static_cast<uint64_t>(sent));
+        // Of what was passed the library keeps the last piece back, unless it is the image's.
+        const bool complete = piece + 1 == image.pieces();
+        progress.show(static_cast<uint64_t>(complete ? image.size : piece * LC_UP_PIECE_SIZE));
     }
     return kDone;
 }
@@ -262,17 +298,21 @@ int send(const Image &image)
 int await_modem()
 {
     Record().word("event", "sent");
+    uint32_t questions = 0;
     const int64_t deadline = now_ms() + static_cast<int64_t>(g_timeout) * 1000;
-    while (lc_up_status() != 0) {
+    do {
         if (now_ms() >= deadline) {
+            tell_failure("status", 0, questions);
             return fail(
                 kFailed,
                 "the image is sent, but the modem does not say within %u s that it is upgraded; "
                 "leave it powered and look again later",
                 g_timeout);
         }
-        sleep(kPollSeconds); // a missing port is told at once
-    }
+        // It restarts first, and a port that is missing is told at once.
+        sleep(kPollSeconds);
+        ++questions;
+    } while (lc_up_status() != 0);
     Record().word("event", "upgraded");
     return kDone;
 }
@@ -285,11 +325,11 @@ int run(const Image &image)
     if (const int code = start(image); code != kDone) {
         return code;
     }
-    g_critical = true;
+    g_phase = Phase::kSending;
     if (const int code = send(image); code != kDone) {
         return code;
     }
-    g_critical = false;
+    g_phase = Phase::kSent;
     return await_modem();
 }
 

@@ -34,6 +34,9 @@ constexpr FaultName kFaults[] = {
     {"short", Fault::kShort, Number::kMilliseconds, 1000},
 };
 
+// The modem cannot know beforehand when the begin command comes, so nothing can be prepared for it.
+constexpr Fault kPreparedFaults[] = {Fault::kStall, Fault::kShort};
+
 // An AT port has no frames.
 constexpr Fault kAtFaults[] = {Fault::kError, Fault::kSilent, Fault::kLate, Fault::kVanish,
                                Fault::kReboot};
@@ -67,13 +70,22 @@ bool parse_place(std::string_view text, int64_t *place)
     return true;
 }
 
+template <size_t Count> bool holds(const Fault (&faults)[Count], Fault fault)
+{
+    for (const Fault known : faults) {
+        if (known == fault) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool suits(int64_t place, Fault fault)
 {
-    bool at_fault = false;
-    for (const Fault known : kAtFaults) {
-        at_fault = at_fault || known == fault;
+    if (place <= kAtStatus) {
+        return holds(kAtFaults, fault);
     }
-    return place <= kAtStatus ? at_fault : fault != Fault::kError;
+    return fault != Fault::kError && (place != kAtBegin || !holds(kPreparedFaults, fault));
 }
 
 // KIND or KIND:N.
@@ -91,6 +103,7 @@ bool parse_kind(const char *text, FaultRule *rule)
             return false;
         }
         rule->fault = known.fault;
+        rule->name = known.name;
         rule->times = known.number == Number::kTimes ? number : 1;
         rule->ms = known.number == Number::kMilliseconds ? number : 0;
         return true;

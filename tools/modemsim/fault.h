@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace lterouter::tools {
 
@@ -35,7 +36,8 @@ constexpr int64_t kAtEnd = -1;
 struct FaultRule {
     int64_t place = 0;
     Fault fault = Fault::kNone;
-    uint32_t times = 0; // that it still happens
+    std::string_view name; // as the command line calls it
+    uint32_t times = 0;    // that it still happens
     uint32_t ms = 0;
 };
 

@@ -117,8 +117,9 @@ constexpr Command kRoot = {
         "Stands in for a modem whose firmware is upgraded: makes its two serial ports, takes an\n"
         "image and restarts. SIGINT or SIGTERM ends it.\n"
         "Places of a fault: start and status (the AT commands), begin, a piece's number, end.\n"
-        "Faults, N being times: failed, fatal, wrong-index, behind, partial, garbage, silent, error\n"
-        "(AT commands only); N being milliseconds: late, vanish, reboot, stall, short.",
+        "Faults, N being times (1): failed, fatal, wrong-index, behind, partial, garbage, silent,\n"
+        "error; N being milliseconds: late (2500), vanish, reboot, stall, short (1000). An AT command\n"
+        "knows error, silent, late, vanish and reboot; the begin command not stall and short.",
     .run = run,
     .options = kOptions,
 };

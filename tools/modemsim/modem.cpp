@@ -14,9 +14,6 @@
 namespace lterouter::tools {
 namespace {
 
-// A hung-up port loses what the host has not read yet.
-constexpr uint32_t kDeliveryMs = 200;
-
 struct AtCommand {
     const char *text;
     int64_t place;
@@ -32,7 +29,21 @@ bool is_command(const char *arrived, const char *line)
            lc_strncasecmp(arrived, line, static_cast<uint32_t>(length)) == 0;
 }
 
+void tell_command(const char *command, const FaultRule &rule)
+{
+    Record told;
+    told.word("event", "at").field("command", command);
+    tell_fault(told, rule);
+}
+
 } // namespace
+
+void tell_fault(Record &told, const FaultRule &rule)
+{
+    if (rule.fault != Fault::kNone) {
+        told.field("fault", rule.name);
+    }
+}
 
 Modem::Modem(Settings *settings)
     : settings_(*settings), at_(settings->at_port), data_(settings->data_port)
@@ -79,7 +90,6 @@ bool Modem::unplug(uint32_t ms, bool both)
 bool Modem::restart(State state, uint32_t ms)
 {
     state_ = state;
-    pause_ms(kDeliveryMs);
     return unplug(ms, true);
 }
 
@@ -112,12 +122,12 @@ bool Modem::serve_at()
 
 bool Modem::run_command(const char *command)
 {
-    Record().word("event", "at").field("command", command);
     int64_t place = 0;
     for (const AtCommand &known : kUpgradeCommands) {
         place = is_command(command, known.text) ? known.place : place;
     }
     const FaultRule rule = place < 0 ? settings_.faults.take(place) : FaultRule{};
+    tell_command(command, rule);
     switch (rule.fault) {
     case Fault::kError:
         return answer_at("ERROR");
@@ -159,7 +169,7 @@ bool Modem::answer_start()
 bool Modem::answer_status()
 {
     if (state_ != State::kUpgraded) {
-        const bool going = state_ == State::kReceiving;
+        const bool going = state_ == State::kReceiving || state_ == State::kComplete;
         char text[64];
         snprintf(text, sizeof(text), "+UPGRADE: %s\r\n\r\nERROR",
                  lc_get_status_str(going ? LCT_UP_GO : LCT_UP_NONE));

@@ -1,6 +1,7 @@
 // The modem: AT commands on one port, frames of an image on the other.
 #pragma once
 
+#include "common/record.h"
 #include "lc_up.h"
 #include "modemsim/fault.h"
 #include "modemsim/port.h"
@@ -37,7 +38,14 @@ public:
     bool frame_is_partial() const { return filled_ != 0; }
 
 private:
-    enum class State { kNormal, kUpgrade, kReceiving, kUpgraded };
+    enum class State {
+        kNormal,
+        kUpgrade, // may begin
+        kReceiving,
+        kComplete, // ended
+        kTold,     // the host has been told so
+        kUpgraded
+    };
 
     bool appear(Port &port);
     bool unplug(uint32_t ms, bool both);
@@ -50,11 +58,14 @@ private:
     bool answer_at(const char *text);
 
     bool handle_frame();
+    void tell_frame(uint32_t index, bool is_command, const char *status, const FaultRule &rule) const;
+    void await_delivery() const;
     const char *judge_frame(uint32_t index, uint32_t type);
     const char *begin();
     const char *take_piece(uint32_t index);
     const char *end();
-    bool answer_frame(int64_t place, uint32_t index, uint32_t type, const char *status);
+    bool answer_frame(const FaultRule &rule, int64_t place, uint32_t index, uint32_t type,
+                      const char *status);
     bool misbehave(const FaultRule &rule, uint32_t index, uint32_t type, const char *status);
     bool respond(uint32_t index, uint32_t type, const char *status);
 
@@ -74,6 +85,9 @@ private:
     uint32_t last_length_ = 0; // the header's
     uint64_t received_ = 0;
 };
+
+// Adds what goes wrong, if anything does.
+void tell_fault(Record &told, const FaultRule &rule);
 
 // Lets time pass; false as soon as the end is asked for.
 bool pause_ms(uint32_t ms);

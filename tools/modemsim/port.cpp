@@ -1,8 +1,13 @@
 #include "modemsim/port.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <fcntl.h>
+#include <poll.h>
+#include <string_view>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -10,8 +15,11 @@
 namespace lterouter::tools {
 namespace {
 
-// What a filled port still takes.
-constexpr size_t kRoom = 1024;
+// What a filled port still takes, and what it is filled by: the system keeps bytes in portions of 256,
+// and takes a whole frame as long as it may begin another portion.
+constexpr size_t kRoom = 128;
+constexpr size_t kPortion = 64;
+constexpr int kRounds = 4;
 
 bool replace_link(const char *target, const char *link)
 {
@@ -22,6 +30,13 @@ bool replace_link(const char *target, const char *link)
     }
     unlink(link);
     return symlink(target, link) == 0;
+}
+
+bool leads_to(const char *target, const char *link)
+{
+    char found[64];
+    const ssize_t length = readlink(link, found, sizeof(found));
+    return length >= 0 && std::string_view(found, static_cast<size_t>(length)) == target;
 }
 
 // Until it is set otherwise a port neither echoes nor translates, as a modem's does not.
@@ -44,17 +59,16 @@ void set_nonblocking(int fd, bool nonblocking)
 bool Port::appear()
 {
     far_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    char name[64];
     if (far_ < 0 || grantpt(far_) != 0 || unlockpt(far_) != 0 ||
-        ptsname_r(far_, name, sizeof(name)) != 0) {
+        ptsname_r(far_, name_, sizeof(name_)) != 0) {
         return false;
     }
-    near_ = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    near_ = open(name_, O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (near_ < 0) {
         return false;
     }
     make_raw(near_);
-    return replace_link(name, link_);
+    return replace_link(name_, link_);
 }
 
 void Port::disappear()
@@ -62,7 +76,9 @@ void Port::disappear()
     if (far_ < 0) {
         return;
     }
-    unlink(link_);
+    if (leads_to(name_, link_)) { // what somebody else has put there stays
+        unlink(link_);
+    }
     close(near_);
     close(far_);
     near_ = far_ = -1;
@@ -73,17 +89,45 @@ bool Port::write(const void *bytes, size_t size) const
     return ::write(far_, bytes, size) == static_cast<ssize_t>(size);
 }
 
+bool Port::holds_unread() const
+{
+    int count = 0;
+    return ioctl(near_, FIONREAD, &count) == 0 && count > 0;
+}
+
 void Port::hold(bool held) const { tcflow(near_, held ? TCOOFF : TCOON); }
 
+size_t Port::add(size_t most) const
+{
+    const char block[kPortion] = {};
+    size_t count = 0;
+    while (count<most && ::write(near_, block, sizeof(block))> 0) {
+        count += sizeof(block);
+    }
+    return count;
+}
+
+void Port::take_until_writable() const
+{
+    pollfd room = {near_, POLLOUT, 0};
+    char taken[4 * kPortion];
+    while (poll(&room, 1, 1) == 0 && read(far_, taken, sizeof(taken)) > 0) {
+    }
+}
+
+// A full port takes bytes again in steps of the system's own, after some rounds in steps of equal size.
 void Port::fill() const
 {
-    const char block[kRoom] = {};
     set_nonblocking(near_, true);
-    while (::write(near_, block, sizeof(block)) > 0) {
+    add(SIZE_MAX);
+    size_t step = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        take_until_writable();
+        step = add(SIZE_MAX);
     }
+    take_until_writable();
+    add(step - std::min(step, kRoom));
     set_nonblocking(near_, false);
-    char taken[kRoom];
-    static_cast<void>(!read(far_, taken, sizeof(taken)));
 }
 
 } // namespace lterouter::tools

@@ -24,6 +24,8 @@ public:
     int fd() const { return far_; }
 
     bool write(const void *bytes, size_t size) const;
+    // Whether the host has not read all of it yet.
+    bool holds_unread() const;
 
     // Flow control: whoever writes to the port waits until it is let go on.
     void hold(bool held) const;
@@ -31,7 +33,12 @@ public:
     void fill() const;
 
 private:
+    // Bytes from the near end, as many as it takes. The near end must not block.
+    size_t add(size_t most) const;
+    void take_until_writable() const;
+
     const char *const link_;
+    char name_[64] = ""; // of the near end
     int far_ = -1;
     int near_ = -1; // kept open: without anybody at its near end the far end reads as an error
 };

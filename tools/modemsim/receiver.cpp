@@ -23,10 +23,25 @@ constexpr uint32_t kLongest = 2 * kPiece;
 constexpr char kAccepted[] = "RSP_OK";
 constexpr char kAgain[] = "RSP_FAILED";
 
+// Time for the host to read one response before the next comes.
+constexpr uint32_t kApartMs = 100;
+
+// A hung-up port loses what the host has not read yet, so it is given this time, and then so often.
+constexpr uint32_t kDeliveryMs = 20;
+constexpr int kDeliveries = 50;
+
 // Time for the host to run into a port that is full.
 constexpr uint32_t kShortMs = 300;
 
 constexpr size_t kHeadSize = offsetof(lc_up_response, status);
+
+int64_t place_of(uint32_t index, bool is_command)
+{
+    if (!is_command) {
+        return index;
+    }
+    return index == UPGRADE_TLV_TYPE_CMD_BEGIN ? kAtBegin : kAtEnd;
+}
 
 uint32_t bytes_in(uint32_t length) { return std::min(length, kPiece); }
 
@@ -57,27 +72,38 @@ bool Modem::handle_frame()
 {
     const uint32_t index = le32toh(frame_.index);
     const uint32_t type = le32toh(frame_.type);
-    const bool ended_before = state_ == State::kUpgraded;
+    const bool is_command = type == UPGRADE_TLV_TYPE_COMMAND_REQ;
+    const int64_t place = place_of(index, is_command);
     const char *const status = judge_frame(index, type);
-    int64_t place = index;
-    if (type == UPGRADE_TLV_TYPE_COMMAND_REQ) {
-        place = index == UPGRADE_TLV_TYPE_CMD_BEGIN ? kAtBegin : kAtEnd;
-        Record()
-            .word("event", "command")
-            .field("name", lc_get_tlv_type_str(index))
-            .field("status", status);
-    } else {
-        Record()
-            .word("event", "piece")
-            .number("index", index)
-            .number("length", le32toh(frame_.length))
-            .field("status", status);
-    }
-    if (!answer_frame(place, index, type, status)) {
+    const FaultRule rule = settings_.faults.take(place);
+    tell_frame(index, is_command, status, rule);
+    if (!answer_frame(rule, place, index, type, status)) {
         return false;
     }
-    const bool ends = state_ == State::kUpgraded && !ended_before;
-    return !ends || restart(State::kUpgraded, settings_.restart_ms);
+    if (state_ != State::kTold) {
+        return true;
+    }
+    await_delivery();
+    return restart(State::kUpgraded, settings_.restart_ms);
+}
+
+void Modem::tell_frame(uint32_t index, bool is_command, const char *status, const FaultRule &rule) const
+{
+    Record told;
+    if (is_command) {
+        told.word("event", "command").field("name", lc_get_tlv_type_str(index));
+    } else {
+        told.word("event", "piece").number("index", index).number("length", le32toh(frame_.length));
+    }
+    told.field("status", status);
+    tell_fault(told, rule);
+}
+
+void Modem::await_delivery() const
+{
+    int left = kDeliveries;
+    while (pause_ms(kDeliveryMs) && data_.holds_unread() && --left > 0) {
+    }
 }
 
 const char *Modem::judge_frame(uint32_t index, uint32_t type)
@@ -141,7 +167,7 @@ const char *Modem::take_piece(uint32_t index)
 
 const char *Modem::end()
 {
-    if (state_ == State::kUpgraded) {
+    if (state_ == State::kComplete || state_ == State::kUpgraded) {
         return kAccepted; // asked again
     }
     if (state_ != State::kReceiving || next_piece_ == 0) {
@@ -159,13 +185,13 @@ const char *Modem::end()
         close(image_);
         image_ = -1;
     }
-    state_ = State::kUpgraded;
+    state_ = State::kComplete;
     return kAccepted;
 }
 
-bool Modem::answer_frame(int64_t place, uint32_t index, uint32_t type, const char *status)
+bool Modem::answer_frame(const FaultRule &rule, int64_t place, uint32_t index, uint32_t type,
+                         const char *status)
 {
-    const FaultRule rule = settings_.faults.take(place);
     if (rule.fault != Fault::kNone) {
         return misbehave(rule, index, type, status);
     }
@@ -201,7 +227,7 @@ bool Modem::misbehave(const FaultRule &rule, uint32_t index, uint32_t type, cons
         return respond(index + 1, type, status);
     case Fault::kBehind:
         respond(index - 1, type, status);
-        pause_ms(kShortMs); // so that the two are read apart
+        pause_ms(kApartMs);
         return respond(index, type, status);
     case Fault::kPartial:
         return data_.write(&frame_, kHeadSize / 2), true;
@@ -229,6 +255,10 @@ bool Modem::respond(uint32_t index, uint32_t type, const char *status)
                                                               : UPGRADE_TLV_TYPE_COMMAND_RSP);
     const size_t length = strlen(status);
     memcpy(response.status, status, length);
+    const bool tells_end = index == UPGRADE_TLV_TYPE_CMD_END && strcmp(status, kAccepted) == 0;
+    if (state_ == State::kComplete && tells_end) {
+        state_ = State::kTold;
+    }
     // A host that is gone does not miss its answer.
     data_.write(&response, kHeadSize + length);
     return true;

@@ -1,0 +1,294 @@
+"""modemsim as its hosts see it, through plain ports. usage: modemsim_test.py HURRIED_LTECTL MODEMSIM"""
+
+import os
+import signal
+import time
+
+import frames
+import support
+import upgrade
+from frames import AT_PORT, BEGIN, DATA_PORT, END, PIECE
+from support import DONE, FAILED, USAGE
+from upgrade import START, STATUS, Port, UpgradeTest, modemsim
+
+
+class CommandLine(UpgradeTest):
+    def assert_refused(self, arguments, sentence, code=USAGE):
+        with self.subTest(arguments):
+            result = modemsim(*arguments)
+            self.assertEqual((result.returncode, result.stdout, result.stderr),
+                             (code, "", f"modemsim: {sentence}\n"))
+
+    def test_help_shows_every_option(self):
+        result = modemsim("--help")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        self.assertTrue(result.stdout.startswith("usage: modemsim [OPTION...]\n"))
+        for option in ("data-port PATH", "at-port PATH", "image FILE", "size BYTES", "echo on|off",
+                       "restart MS", "busy N", "fault PLACE=FAULT[:N]", "quiet", "json", "help", "version"):
+            self.assertIn(f"\n  --{option} ", result.stdout)
+
+    def test_version(self):
+        self.assertRegex(modemsim("--version").stdout, r"\Amodemsim: modemsim \d+\.\d+\.\d+\n\Z")
+
+    def test_bad_values(self):
+        for option, value, expects in (
+                ("--data-port", "", "a path of at most 127 characters"),
+                ("--at-port", "/" + "a" * 127, "a path of at most 127 characters"),
+                ("--image", "/" + "a" * 255, "a path of at most 255 characters"),
+                ("--size", "2048", "a number from 2049 to 2147483647"),
+                ("--echo", "1", "on or off"),
+                ("--restart", "600001", "a number of milliseconds from 0 to 600000"),
+                ("--busy", "1001", "a number from 0 to 1000")):
+            self.assert_refused([option, value], f'{option} takes {expects}, not "{value}"')
+        self.assert_refused(["now"], '"now" is one argument too many; see modemsim --help')
+
+    def test_faults_that_do_not_suit_their_place(self):
+        faults = [f"{place}={fault}" for place in ("start", "status")
+                  for fault in ("failed", "fatal", "wrong-index", "behind", "partial", "garbage", "stall",
+                                "short")]
+        faults += [f"{place}=error" for place in ("begin", "0", "17", "end")]
+        faults += ["begin=stall", "begin=short"]
+        faults += ["", "end", "=failed", "end=", "middle=failed", "-1=failed", "600001=failed", "1x=failed",
+                   "12345678=failed", "end=failure", "end=failed:", "end=failed:x", "end=failed:-1",
+                   "end=failed:600001", "end=failed:1:1"]
+        for fault in faults:
+            self.assert_refused(["--fault", fault], (
+                "--fault takes PLACE=FAULT[:N], with a place and a fault that --help lists, which suit each "
+                f'other; at most 32 of them, not "{fault}"'))
+
+    def test_one_fault_too_many(self):
+        result = modemsim(*33 * ["--fault=1=failed"])
+        self.assertEqual(result.returncode, USAGE)
+        self.start_modem(*32 * ["--fault=1=failed"])
+
+    def test_ports_that_cannot_be_made(self):
+        self.assert_refused(["--data-port=/none/port"], (
+            "cannot make the port /none/port: No such file or directory"), FAILED)
+        self.assertFalse(os.path.lexists(AT_PORT), "the other port is taken away again")
+        for path in ("/tmp/file", "/tmp/folder"):
+            os.mkdir(path) if path.endswith("folder") else open(path, "w").close()
+            self.assert_refused([f"--at-port={path}"], (
+                f"cannot make the port {path}: File exists: a device or file is there already"), FAILED)
+            self.assertTrue(os.path.exists(path))
+
+
+class Ports(UpgradeTest):
+    def test_are_links_that_go_with_it(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            modem = self.start_modem()
+            for port in (DATA_PORT, AT_PORT):
+                self.assertTrue(os.readlink(port).startswith("/dev/pts/"))
+            self.assertEqual(modem.end(number), (DONE, "modemsim: ended\n", ""))
+            for port in (DATA_PORT, AT_PORT):
+                self.assertFalse(os.path.lexists(port))
+
+    def test_can_be_elsewhere(self):
+        modem = self.start_modem("--echo=off", "--data-port=/tmp/data", "--at-port=/tmp/at")
+        self.assertIn("OK", Port(self, "/tmp/at").command("AT"))
+        self.assertFalse(os.path.lexists(DATA_PORT))
+        self.end_modem(modem)
+
+    def test_a_link_that_was_left_behind_is_replaced(self):
+        for port in (DATA_PORT, AT_PORT):
+            os.symlink("/dev/pts/none", port)
+        self.start_modem("--echo=off")
+        self.assertIn("OK", Port(self, AT_PORT).command("AT"))
+
+    def test_what_happens_is_told_as_json(self):
+        modem = support.Background(self, upgrade.modemsim_program, "--json")
+        [ready] = self.objects(modem.out.next())
+        self.assertEqual(ready, {"event": "ready", "data": DATA_PORT, "at": AT_PORT})
+        Port(self, AT_PORT).command("at")
+        [command] = self.objects(modem.out.next())
+        self.assertEqual(command, {"event": "at", "command": "at"})
+
+    def test_quiet(self):
+        modem = self.start_modem("--quiet")
+        Port(self, AT_PORT).command("at")
+        self.assertEqual(modem.end(), (DONE, "", ""))
+
+
+class AtPort(UpgradeTest):
+    def setUp(self):
+        super().setUp()
+        self.modem = self.start_modem("--echo=off")
+        self.port = Port(self, AT_PORT)
+
+    def test_answers_what_it_knows(self):
+        for command, answer in (("AT", "OK"), ("at", "OK"), ("AT+CSQ", "ERROR"), ("a", "ERROR"),
+                                (START, "OK"), (START.upper(), "OK"), (START[:-1], "ERROR"),
+                                (START + "x", "ERROR"), ("x" * 500, "ERROR")):
+            self.assertEqual(self.port.command(command), f"\r\n{answer}\r\n", command)
+
+    def test_echo_can_be_switched(self):
+        self.assertEqual(self.port.command("ATE1"), "\r\nOK\r\n")
+        self.assertEqual(self.port.command("AT"), "AT\r\n\r\nOK\r\n")
+        self.assertEqual(self.port.command("ATE0"), "ATE0\r\n\r\nOK\r\n")
+        self.assertEqual(self.port.command("AT"), "\r\nOK\r\n")
+
+    def test_a_line_may_come_in_parts(self):
+        self.port.send(b"a")
+        time.sleep(0.1)
+        self.assertEqual(self.port.command("t"), "\r\nOK\r\n")
+
+    def test_no_status_before_an_upgrade_counts_as_done(self):
+        answer = self.port.command(STATUS)
+        self.assertEqual(answer, "\r\n+UPGRADE: LCT_UP_NONE\r\n\r\nERROR\r\n")
+        self.assertNotIn("OK", answer)
+
+
+class DataPort(UpgradeTest):
+    def setUp(self):
+        super().setUp()
+        self.modem = self.start_modem("--echo=off")
+        self.at = Port(self, AT_PORT)
+        self.port = Port(self)
+
+    def begin(self):
+        self.at.command(START)
+        self.assert_answer(frames.command(BEGIN), "RSP_OK")
+
+    def assert_answer(self, frame, status):
+        index, kind = frames.parse(frame)[:2]
+        self.assertEqual(self.port.ask(frame), (index, frames.ANSWERS.get(kind, 2), status))
+
+    def piece(self, index, length=PIECE, **fields):
+        return frames.data(index, length, self.image[index * PIECE:][:PIECE], **fields)
+
+    def test_a_response_is_sixteen_bytes_and_the_status(self):
+        self.at.command(START)
+        self.port.send(frames.command(BEGIN))
+        self.assertEqual(self.port.receive(), bytes.fromhex("49474542 02000000 00000000 00000000")
+                         + b"RSP_OK")
+
+    def test_nothing_is_taken_before_its_turn(self):
+        self.assert_answer(frames.command(BEGIN), "RSP_NOT_READY")
+        self.assert_answer(self.piece(0), "RSP_NOT_READY")
+        self.at.command(START)
+        self.assert_answer(self.piece(0), "RSP_NOT_READY")
+        self.assert_answer(frames.command(END), "RSP_NOT_READY")
+        self.assert_answer(frames.command(BEGIN), "RSP_OK")
+        self.assert_answer(frames.command(BEGIN), "RSP_OK")
+        self.assert_answer(frames.command(END), "RSP_NOT_READY")
+        self.assert_answer(self.piece(0), "RSP_OK")
+        self.assert_answer(frames.command(BEGIN), "RSP_NOT_READY")
+
+    def test_commands_are_checked(self):
+        self.at.command(START)
+        self.assert_answer(frames.command(BEGIN, length=1), "RSP_LENGTH")
+        self.assert_answer(frames.command(BEGIN, check=1), "RSP_LENGTH")
+        self.assert_answer(frames.command(7), "RSP_COMMAND")
+        self.assert_answer(frames.command(BEGIN)[:4] + b"\3" + frames.command(BEGIN)[5:], "RSP_TYPE")
+
+    def test_pieces_are_checked(self):
+        self.begin()
+        check = frames.checksum(self.image[:PIECE])
+        for wrong in (0, check ^ 1, check ^ 0x80000000, check ^ 0xFFFFFFFF):
+            self.assert_answer(self.piece(0, check=wrong), "RSP_FAILED")
+        self.assert_answer(self.piece(1), "RSP_INDEX")
+        for length in (0, 2 * PIECE + 1, 0xFFFFFFFF):
+            self.assert_answer(self.piece(0, length), "RSP_LENGTH")
+        self.assert_answer(self.piece(0), "RSP_OK")
+        self.assert_answer(self.piece(0), "RSP_OK")  # it may not have been told
+        self.assert_answer(self.piece(2), "RSP_INDEX")
+        self.assert_answer(self.piece(1, 100), "RSP_OK")
+        self.assert_answer(self.piece(2), "RSP_LENGTH")  # behind the last
+
+    def test_a_whole_image_is_written_and_the_modem_restarts(self):
+        self.begin()
+        self.assertEqual(self.at.command(STATUS), "\r\n+UPGRADE: LCT_UP_GO\r\n\r\nERROR\r\n")
+        self.assert_answer(self.piece(0), "RSP_OK")
+        self.assert_answer(self.piece(1), "RSP_OK")
+        self.assert_answer(self.piece(2, 2 * 904), "RSP_OK")
+        self.assert_answer(frames.command(END), "RSP_OK")
+        told = self.modem.lines_to("ports back")
+        self.assertEqual(told[-3:], ["modemsim: command name=UPGRADE_TLV_TYPE_CMD_END status=RSP_OK",
+                                     "modemsim: ports gone", "modemsim: ports back"])
+        self.assertEqual(upgrade.received(), self.image)
+        self.assertEqual(Port(self, AT_PORT).command(STATUS), "\r\n+UPGRADE: LCT_UP_OK\r\n\r\nOK\r\n")
+
+    def test_an_image_that_is_shorter_than_announced_is_refused(self):
+        self.begin()
+        self.assert_answer(self.piece(0), "RSP_OK")
+        self.assert_answer(self.piece(1), "RSP_OK")
+        self.assert_answer(frames.command(END), "RSP_INCOMPLETE")
+        self.assertEqual(self.modem.err.next(), "modemsim: the image is incomplete: 4096 of 5000 bytes")
+        self.assert_answer(self.piece(2, 904), "RSP_OK")
+        self.assert_answer(frames.command(END), "RSP_OK")
+
+    def test_what_is_left_of_a_frame_is_dropped(self):
+        self.at.command(START)
+        self.port.send(frames.command(BEGIN)[:1000])
+        self.assertEqual(self.modem.lines_to("dropped")[-1], "modemsim: dropped bytes=1000")
+        self.assert_answer(frames.command(BEGIN), "RSP_OK")
+
+    def test_a_frame_may_come_in_parts(self):
+        self.at.command(START)
+        frame = frames.command(BEGIN)
+        self.port.send(frame[:1000])
+        time.sleep(0.1)
+        self.port.send(frame[1000:])
+        self.assertEqual(frames.parse_response(self.port.receive()), (BEGIN, 2, "RSP_OK"))
+
+
+class Storage(UpgradeTest):
+    def test_an_image_that_cannot_be_written_is_told(self):
+        for path, reason in (("/none/image", "No such file or directory"), ("/tmp", "Is a directory")):
+            modem = self.start_modem("--echo=off", f"--image={path}")
+            Port(self, AT_PORT).command(START)
+            self.assertEqual(Port(self).ask(frames.command(BEGIN))[2], "RSP_STORE")
+            self.assertEqual(modem.err.next(), f"modemsim: cannot write {path}: {reason}")
+            modem.end()
+
+    def test_a_full_disk_is_told(self):
+        modem = self.start_modem("--echo=off", "--image=/dev/full")
+        Port(self, AT_PORT).command(START)
+        port = Port(self)
+        self.assertEqual(port.ask(frames.command(BEGIN))[2], "RSP_OK")
+        self.assertEqual(port.ask(frames.data(0, PIECE, self.image[:PIECE]))[2], "RSP_STORE")
+        self.assertEqual(modem.err.next(), "modemsim: cannot write /dev/full: No space left on device")
+
+
+class FaultsUsedUp(UpgradeTest):
+    def test_a_fault_happens_as_often_as_it_is_told_to(self):
+        self.start_modem("--echo=off", "--fault=start=error:2", "--fault=begin=failed", "--fault=begin=fatal")
+        at = Port(self, AT_PORT)
+        self.assertEqual([at.command(START) for _ in range(3)],
+                         ["\r\nERROR\r\n", "\r\nERROR\r\n", "\r\nOK\r\n"])
+        port = Port(self)
+        self.assertEqual([port.ask(frames.command(BEGIN))[2] for _ in range(3)],
+                         ["RSP_FAILED", "RSP_FLASH_ERROR", "RSP_OK"])
+
+    def test_a_fault_is_told(self):
+        modem = self.start_modem("--echo=off", "--fault=start=error", "--fault=begin=failed")
+        at = Port(self, AT_PORT)
+        for suffix in (" fault=error", ""):
+            at.command(START)
+            self.assertEqual(modem.out.next(), f"modemsim: at command={START}{suffix}")
+        port = Port(self)
+        for suffix in (" fault=failed", ""):
+            port.ask(frames.command(BEGIN))
+            self.assertEqual(modem.out.next(), "modemsim: command name=UPGRADE_TLV_TYPE_CMD_BEGIN "
+                                               f"status=RSP_OK{suffix}")
+
+    def test_a_reboot_forgets_the_upgrade(self):
+        modem = self.start_modem("--echo=off", "--fault=0=reboot:1")
+        Port(self, AT_PORT).command(START)
+        port = Port(self)
+        self.assertEqual(port.ask(frames.command(BEGIN))[2], "RSP_OK")
+        port.send(frames.data(0, PIECE, self.image[:PIECE]))
+        modem.lines_to("ports back")
+        self.assertEqual(Port(self).ask(frames.command(BEGIN))[2], "RSP_NOT_READY")
+
+    def test_a_port_that_vanishes_comes_back_with_the_upgrade_as_it_was(self):
+        modem = self.start_modem("--echo=off", "--fault=0=vanish:1")
+        Port(self, AT_PORT).command(START)
+        port = Port(self)
+        self.assertEqual(port.ask(frames.command(BEGIN))[2], "RSP_OK")
+        port.send(frames.data(0, PIECE, self.image[:PIECE]))
+        modem.lines_to("ports back")
+        self.assertEqual(Port(self).ask(frames.data(0, PIECE, self.image[:PIECE]))[2], "RSP_OK")
+
+
+if __name__ == "__main__":
+    upgrade.main()

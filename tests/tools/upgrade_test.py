@@ -1,0 +1,316 @@
+"""ltectl upgrade as its user sees it. usage: upgrade_test.py HURRIED_LTECTL MODEMSIM"""
+
+import fcntl
+import os
+import pty
+import re
+import signal
+import subprocess
+import termios
+import time
+
+import frames
+import support
+import upgrade
+from frames import AT_PORT, DATA_PORT
+from support import DONE, FAILED, USAGE, ltectl
+from upgrade import IMAGE, UpgradeTest
+
+EVENTS = f"""start image={IMAGE} bytes=5000 pieces=3
+progress percent=40 bytes=2048 total=5000
+progress percent=100 bytes=5000 total=5000
+sent
+upgraded
+"""
+
+
+class Success(UpgradeTest):
+    def test_tells_every_step(self):
+        self.start_modem()
+        self.assert_ran(ltectl("upgrade", IMAGE), EVENTS)
+        self.assertEqual(upgrade.received(), self.image)
+
+    def test_tells_a_program_the_same(self):
+        self.start_modem()
+        result = ltectl("upgrade", IMAGE, "--json")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        self.assertEqual(self.objects(result.stdout), [
+            {"event": "start", "image": IMAGE, "bytes": 5000, "pieces": 3},
+            {"event": "progress", "percent": 40, "bytes": 2048, "total": 5000},
+            {"event": "progress", "percent": 100, "bytes": 5000, "total": 5000},
+            {"event": "sent"}, {"event": "upgraded"}])
+
+    def test_progress_is_told_once_for_each_tenth(self):
+        self.image = upgrade.make_image(1000003)
+        self.start_modem("--quiet")
+        result = ltectl("upgrade", IMAGE)
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        tenths = re.findall(r"^progress percent=(\d+)\d bytes=", result.stdout, flags=re.M)
+        self.assertEqual(tenths, [str(tenth) for tenth in range(1, 11)])
+        self.assertEqual(upgrade.received(), self.image)
+
+    def test_images_of_every_kind_of_last_piece_arrive(self):
+        for size in (2049, 3072, 4095, 4096, 4097):
+            with self.subTest(size):
+                self.image = upgrade.make_image(size)
+                modem = self.start_modem("--quiet")
+                self.assertEqual(ltectl("upgrade", IMAGE).returncode, DONE)
+                self.end_modem(modem)
+                self.assertEqual(upgrade.received(), self.image)
+
+    def test_waits_for_a_modem_that_is_busy(self):
+        modem = self.start_modem("--busy=2")
+        self.assert_ran(ltectl("upgrade", IMAGE), EVENTS)
+        self.assertEqual(self.end_modem(modem).count(upgrade.STATUS), 3)
+
+    def test_the_modem_need_not_be_done_in_time(self):
+        self.start_modem("--busy=1000")
+        started = time.monotonic()
+        result = ltectl("upgrade", IMAGE, "--timeout=2")
+        self.assertGreaterEqual(time.monotonic() - started, 2)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            FAILED, EVENTS.removesuffix("upgraded\n"),
+            "ltectl: the image is sent, but the modem does not say within 2 s that it is upgraded; leave "
+            "it powered and look again later\n"))
+
+    def test_an_upgrade_can_follow_another(self):
+        self.start_modem()
+        for _ in range(2):
+            self.assert_ran(ltectl("upgrade", IMAGE), EVENTS)
+
+
+class Settings(UpgradeTest):
+    def stty(self, port, *arguments):
+        return subprocess.run(["stty", "-F", port, *arguments], check=True, capture_output=True,
+                              text=True).stdout
+
+    def assert_raw(self, port):
+        words = re.split(r"[;\s]+", self.stty(port, "-a"))
+        switches = ("icanon", "echo", "echoe", "echok", "isig", "iexten", "opost", "onlcr", "icrnl", "ixon",
+                    "ixoff", "brkint", "imaxbel", "crtscts")
+        self.assertEqual([word for word in words if word.lstrip("-") in switches],
+                         [f"-{word.lstrip('-')}" for word in words if word.lstrip("-") in switches])
+        text = " ".join(words)
+        for setting in ("speed 115200 baud", "intr = <undef>", "min = 0", "time = 0"):
+            self.assertIn(setting, text)
+
+    def test_both_ports_are_raw_at_115200_baud(self):
+        modem = self.start_modem("--fault=start=late:200", "--fault=1=late:1000")
+        for port in (DATA_PORT, AT_PORT):
+            self.stty(port, "sane", "9600", "ixoff", "-icanon", "min", "1", "time", "7")
+            self.assertIn("speed 9600 baud", self.stty(port, "-a"))
+        self.start_upgrade()
+        modem.lines_to(upgrade.START)
+        self.assert_raw(AT_PORT)
+        modem.lines_to("piece index=1 ")
+        self.assert_raw(DATA_PORT)
+
+
+class Refusals(UpgradeTest):
+    def refuse(self, sentence, *options):
+        for dry_run in ([], ["--dry-run"]):
+            result = ltectl("upgrade", *(options or [IMAGE]), *dry_run)
+            self.assertEqual((result.returncode, result.stderr), (FAILED, f"ltectl: {sentence}\n"))
+            if not dry_run:
+                self.assertEqual(result.stdout, "")
+        self.assertFalse(os.path.exists(upgrade.TRACES[0]), "the library was not asked")
+
+    def refuse_image(self, path, sentence):
+        self.refuse(sentence.format(path), path)
+
+    def test_an_image_that_is_too_small(self):
+        for size in (0, 1, 2048):
+            upgrade.make_image(size)
+            self.refuse_image(IMAGE, "{} cannot be an image: its size is " + str(size) +
+                              " bytes, not 2049 to 2147483647")
+
+    def test_an_image_that_is_too_large(self):
+        os.truncate(IMAGE, 2**31)
+        self.refuse_image(IMAGE, "{} cannot be an image: its size is 2147483648 bytes, not 2049 to "
+                                 "2147483647")
+
+    def test_what_is_no_file(self):
+        os.mkfifo("/tmp/fifo")
+        self.addCleanup(os.unlink, "/tmp/fifo")
+        for path in ("/tmp", "/dev/null", "/tmp/fifo"):
+            self.refuse_image(path, "{} is no file")
+        self.refuse_image("/tmp/none", "cannot read {}: No such file or directory")
+
+    def no_port(self, port, reason):
+        return (f"cannot use the modem's port {port}: {reason}; is the modem plugged in, and its serial "
+                "driver loaded?")
+
+    def test_a_modem_that_is_not_there(self):
+        self.refuse(self.no_port(DATA_PORT, "No such file or directory"))
+
+    def test_a_port_that_is_missing(self):
+        self.start_modem()
+        for port in (AT_PORT, DATA_PORT):
+            os.unlink(port)
+            self.refuse(self.no_port(port, "No such file or directory"))
+
+    def test_a_port_that_is_none(self):
+        self.start_modem()
+        os.unlink(AT_PORT)
+        with open(AT_PORT, "w"):
+            self.addCleanup(os.unlink, AT_PORT)
+        self.refuse(self.no_port(AT_PORT, "it is no serial port"))
+
+    def test_a_port_that_another_program_holds(self):
+        self.start_modem()
+        for port in (DATA_PORT, AT_PORT):
+            fd = os.open(port, os.O_RDWR | os.O_NOCTTY)
+            fcntl.ioctl(fd, termios.TIOCEXCL)
+            self.refuse(self.no_port(port, "another program holds it"))
+            fcntl.ioctl(fd, termios.TIOCNXCL)
+            os.close(fd)
+
+    def test_bad_timeouts(self):
+        for value in ("0", "86401", "x", ""):
+            self.assert_failed(ltectl("upgrade", IMAGE, f"--timeout={value}"), USAGE,
+                               f'--timeout takes a number of seconds from 1 to 86400, not "{value}"')
+
+    def test_no_image(self):
+        self.assert_failed(ltectl("upgrade"), USAGE, "IMAGE is missing; see ltectl upgrade --help")
+
+
+class DryRun(UpgradeTest):
+    PLAN = f"plan image={IMAGE} bytes=5000 checksum={{}} pieces=3 last_piece=904 frames=5 wire_bytes=10320\n"
+
+    def plan(self):
+        return self.PLAN.format(f"{frames.checksum(self.image):08X}")
+
+    def test_says_what_would_be_sent_and_sends_nothing(self):
+        modem = self.start_modem()
+        self.assert_ran(ltectl("upgrade", IMAGE, "--dry-run"),
+                        f"{self.plan()}port port={DATA_PORT} status=ready\nport port={AT_PORT} status=ready\n")
+        self.assertEqual(self.end_modem(modem), "modemsim: ended\n")
+        self.assertFalse(os.path.exists(upgrade.TRACES[0]))
+        self.assertFalse(os.path.exists(upgrade.RECEIVED))
+
+    def test_tells_a_program_the_same(self):
+        self.start_modem()
+        result = ltectl("upgrade", IMAGE, "--dry-run", "--json")
+        plan, *ports = self.objects(result.stdout)
+        self.assertEqual(plan, {"event": "plan", "image": IMAGE, "bytes": 5000,
+                                "checksum": f"{frames.checksum(self.image):08X}", "pieces": 3,
+                                "last_piece": 904, "frames": 5, "wire_bytes": 10320})
+        self.assertEqual(ports, [{"event": "port", "port": port, "status": "ready"}
+                                 for port in (DATA_PORT, AT_PORT)])
+
+    def test_without_a_modem_it_is_a_failure_with_a_plan(self):
+        result = ltectl("upgrade", IMAGE, "--dry-run")
+        self.assertEqual(result.returncode, FAILED)
+        self.assertEqual(result.stdout, self.plan() + "".join(
+            f"port port={port} status=No such file or directory\n" for port in (DATA_PORT, AT_PORT)))
+        self.assertTrue(result.stderr.startswith(f"ltectl: cannot use the modem's port {DATA_PORT}: "))
+
+
+class Meanwhile(UpgradeTest):
+    """Something happens while the modem takes long over the second of ten pieces."""
+
+    SIZE = 20000
+    WARNING = ("ltectl: stopping now can leave the modem without firmware; press Ctrl-C again to stop all "
+               "the same")
+
+    def setUp(self):
+        super().setUp()
+        self.modem = self.start_modem("--fault=1=late:1200")
+        self.upgrade = self.start_upgrade()
+        self.modem.lines_to("piece index=1 ")
+
+    def assert_goes_on(self, out_end="upgraded\n"):
+        status, out, errors = self.upgrade.finish()
+        self.assertEqual((status, errors), (DONE, ""))
+        self.assertTrue(out.endswith(out_end), out)
+        self.assertEqual(upgrade.received(), self.image)
+
+    def send_signal(self, number=signal.SIGINT):
+        self.upgrade.process.send_signal(number)
+
+    def test_it_can_be_asked_to_stop(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            self.send_signal(number)
+            if number == signal.SIGINT:
+                self.assertEqual(self.upgrade.err.next(), self.WARNING)
+        status, out, errors = self.upgrade.finish()
+        self.assertEqual((status, errors), (
+            FAILED, "ltectl: stopped before the image was complete; start the upgrade again\n"))
+        self.assertNotIn("sent", out)
+
+    def test_asked_once_it_goes_on(self):
+        self.send_signal()
+        self.assertEqual(self.upgrade.err.next(), self.WARNING)
+        self.assert_goes_on()
+
+    def test_a_terminal_that_closes_does_not_stop_it(self):
+        self.send_signal(signal.SIGHUP)
+        self.assert_goes_on()
+
+    def test_a_reader_that_goes_does_not_stop_it(self):
+        self.upgrade.process.stdout.close()
+        self.assert_goes_on("")
+
+    def test_no_other_upgrade_can_be_started(self):
+        self.assert_failed(ltectl("upgrade", IMAGE), FAILED, "another upgrade is running")
+        self.assert_goes_on()
+
+    def test_an_image_that_is_cut_short_ends_it(self):
+        os.truncate(IMAGE, 6200)  # in the fourth piece
+        status, _, errors = self.upgrade.finish()
+        self.assertEqual((status, errors), (FAILED, (
+            f"ltectl: cannot read {IMAGE}: it has become shorter meanwhile. The modem has no complete "
+            "firmware now: start the upgrade again\n")))
+
+
+class StoppedOutsideTheTransfer(UpgradeTest):
+    def test_before_it_nothing_has_changed(self):
+        modem = self.start_modem("--fault=begin=late:2000")
+        started = self.start_upgrade()
+        modem.lines_to("CMD_BEGIN")
+        status, _, errors = started.end(signal.SIGINT)
+        self.assertEqual((status, errors), (FAILED, "ltectl: stopped before anything was changed\n"))
+
+    def test_behind_it_the_modem_goes_on(self):
+        self.start_modem("--busy=1000")
+        started = self.start_upgrade()
+        started.lines_to("sent")
+        status, _, errors = started.end(signal.SIGINT)
+        self.assertEqual((status, errors), (
+            FAILED, "ltectl: stopped waiting; the image is sent, and the modem goes on by itself\n"))
+
+
+class Terminal(UpgradeTest):
+    def run_on_terminal(self, *faults):
+        """Exit status, what goes to standard output, and what the terminal shows."""
+        self.start_modem("--quiet", *faults)
+        far, near = pty.openpty()
+        process = subprocess.Popen([support.ltectl_program, "upgrade", IMAGE], stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=near, text=True)
+        os.close(near)
+        out = process.communicate(timeout=support.TIMEOUT)[0]
+        screen = b""
+        try:
+            while data := os.read(far, 65536):
+                screen += data
+        except OSError:  # nobody is at the near end any more
+            pass
+        os.close(far)
+        return process.returncode, out, screen.decode()
+
+    def test_shows_a_bar_instead_of_lines(self):
+        status, out, screen = self.run_on_terminal()
+        self.assertEqual((status, out), (DONE, f"start image={IMAGE} bytes=5000 pieces=3\nsent\nupgraded\n"))
+        bars = re.findall(r"\r\x1b\[K\[([#-]{30})\] +(\d+) %  (\d+) of 5 KiB  \d+ KiB/s  (\d+) s left", screen)
+        self.assertEqual(bars[0][:3], ("#" * 12 + "-" * 18, "40", "2"))
+        self.assertEqual(bars[-1], ("#" * 30, "100", "5", "0"))
+        self.assertTrue(screen.endswith("\r\x1b[K"), screen)
+
+    def test_the_bar_goes_before_a_failure_is_explained(self):
+        status, _, screen = self.run_on_terminal("--fault=1=fatal")
+        self.assertEqual(status, FAILED)
+        self.assertIn("\r\x1b[Kltectl: the modem did not take piece 2 of 3, after 1 try. ", screen)
+
+
+if __name__ == "__main__":
+    upgrade.main()
