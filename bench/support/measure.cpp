@@ -118,7 +118,7 @@ void Report::show(const Comparison &comparison, std::vector<double> ours, std::v
     const double ratio = median / bare_median;
     missed_ = missed_ || ratio > comparison.goal;
     printf(json_ ? "{\"operation\":\"%s\",\"median_us\":%.3f,\"p99_us\":%.3f,\"bare_median_us\":%.3f,"
-                   "\"bare_p99_us\":%.3f,\"ratio\":%.3f,\"goal\":%.1f}\n"
+                   "\"bare_p99_us\":%.3f,\"ratio\":%.3f,\"goal\":%.2f}\n"
                  : "%-32s %10.2f %10.2f %10.2f %10.2f %7.2f %5.1f",
            comparison.name.c_str(), microseconds(median), microseconds(quantile(ours, 0.99)),
            microseconds(bare_median), microseconds(quantile(bare, 0.99)), ratio, comparison.goal);

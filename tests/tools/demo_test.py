@@ -1,6 +1,6 @@
 """The demo runs through with the tools as built, and fails as soon as one of them does not do its part.
 
-usage: demo_test.py DEMO BUILD_DIR LTECTL WANSIM MODEMSIM"""
+usage: demo_test.py DEMO BUILD_DIR HURRIED_LTECTL WANSIM MODEMSIM"""
 
 import os
 import subprocess
@@ -53,7 +53,8 @@ class Demo(unittest.TestCase):
 
 
 class BrokenTools(unittest.TestCase):
-    """Each tool in turn is replaced by one that is true to the real one but for a single thing."""
+    """Each tool in turn is replaced by one that is true to the real one but for a single thing; the waits of
+    an upgrade are cut short, for the demo's own run has them."""
 
     def demo_with(self, scripts):
         """Runs the demo with tools that are shell scripts, in which REAL is the tool as built."""
