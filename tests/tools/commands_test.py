@@ -112,8 +112,7 @@ class Network(ToolTest):
         result = subprocess.run([support.ltectl_program, "scan"], stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=other_end, timeout=support.TIMEOUT)
         os.close(other_end)
-        shown = os.read(terminal, 4096).decode()
-        os.close(terminal)
+        shown = support.read_terminal(terminal)
         self.assertEqual(result.returncode, DONE)
         self.assertRegex(shown, r"\A\rsearching \.\.\. 0 s(\r)searching \.\.\. 1 s\r.*\Z")
         self.assertTrue(shown.endswith("\r\033[K"), "the line is wiped at the end")

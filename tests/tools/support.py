@@ -1,5 +1,6 @@
 """Running the tools under test, and playing the WAN manager against them."""
 
+import contextlib
 import json
 import os
 import select
@@ -69,6 +70,16 @@ def run_with_readonly(folder, *arguments):
     script = 'mount --rbind "$0" "$0" && mount -o remount,bind,ro "$0" && exec "$@"'
     return subprocess.run(["unshare", "--mount", "sh", "-c", script, folder, ltectl_program, *arguments],
                           stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT, text=True)
+
+
+def read_terminal(terminal):
+    """What was shown on a terminal whose other end nobody has open any more; closes it."""
+    shown = b""
+    with os.fdopen(terminal, "rb", buffering=0) as stream:
+        with contextlib.suppress(OSError):  # so ends what a terminal has to say
+            while data := stream.read(4096):
+                shown += data
+    return shown.decode()
 
 
 class Lines:

@@ -289,14 +289,7 @@ class Terminal(UpgradeTest):
                                    stdout=subprocess.PIPE, stderr=near, text=True)
         os.close(near)
         out = process.communicate(timeout=support.TIMEOUT)[0]
-        screen = b""
-        try:
-            while data := os.read(far, 65536):
-                screen += data
-        except OSError:  # nobody is at the near end any more
-            pass
-        os.close(far)
-        return process.returncode, out, screen.decode()
+        return process.returncode, out, support.read_terminal(far)
 
     def test_shows_a_bar_instead_of_lines(self):
         status, out, screen = self.run_on_terminal()
