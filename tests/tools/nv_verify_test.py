@@ -71,6 +71,12 @@ class Verify(NvTest):
         self.declare(b"sound=1=x\na=1=x\n")
         self.assertIn("\nstray current undeclared\n", ltectl("nv", "verify").stdout)
 
+    def test_what_is_no_file_is_not_waited_for(self):
+        self.put_copies(None, b"v\0")
+        os.mkfifo(CURRENT + "a")
+        result = ltectl("nv", "verify")
+        self.assertEqual((result.returncode, result.stdout), (FAILED, "a current unreadable\n"))
+
     def test_every_pair_of_copies(self):
         for current, current_problem in CONTENTS:
             for backup, backup_problem in CONTENTS:

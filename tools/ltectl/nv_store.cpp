@@ -47,7 +47,8 @@ Copy::Copy(const CopyPlace &place, const char *name)
 {
     char path[sizeof(NVM_CURRENT_DIR) + 128];
     snprintf(path, sizeof(path), "%s%s", place.directory, name);
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    // What is no file is not waited for.
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         problem = errno == ENOENT ? "missing" : "unreadable";
         return;
@@ -63,8 +64,11 @@ const char *Copy::read_file(int fd)
     lock.l_whence = SEEK_SET;
     fcntl(fd, F_SETLKW, &lock);
     struct stat status;
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return "unreadable";
+    }
     const ssize_t count = read(fd, value, sizeof(value));
-    if (count < 0 || fstat(fd, &status) != 0) {
+    if (count < 0) {
         return "unreadable";
     }
     if (count == 0) {
