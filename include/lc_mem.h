@@ -16,8 +16,10 @@ LC_BEGIN_DECLS
 
 /* Owner tags: which subsystem an allocation belongs to. */
 #define MEM_OWNER_LIST 0x01000000u     /* list records */
+#define MEM_OWNER_HASHTAB 0x02000000u  /* hash tables */
 #define MEM_OWNER_IPC 0x03000000u      /* queues, message buffers */
 #define MEM_OWNER_IPC_SYNC 0x03000001u /* receive thread, received messages, waiters, registrations */
+#define MEM_OWNER_TIMER 0x07000000u    /* timers */
 #define MEM_OWNER_LCT 0x84080000u      /* messages of the LTE client */
 
 /* Allocates size bytes, uninitialised; NULL when out of memory.

@@ -17,16 +17,6 @@ namespace {
 
 constexpr time_t kSelectSeconds = 10;
 
-// Buffers of the receive thread; queued ones go on to the module, which frees them.
-using Received = mem::Ptr<ipc_msg_hdr, MEM_OWNER_IPC_SYNC>;
-
-struct Datagram {
-    Received bytes;
-    uint32_t size = 0;
-    ipc_addr sender = {};
-    bool from_self = false;
-};
-
 uint32_t padded(uint32_t size) { return (size + 3U) & ~3U; }
 
 // The sizes are compared without a sign: a datagram shorter than a header has no length to agree with.
@@ -35,7 +25,8 @@ bool is_whole(const ipc_msg_hdr &header, size_t size)
     return size >= sizeof(header) && size <= IPC_MSG_MAX_SIZE && size - sizeof(header) == header.length;
 }
 
-// Reads one datagram and checks its length.
+} // namespace
+
 uint32_t read_datagram(Datagram *datagram)
 {
     datagram->bytes.reset(
@@ -68,6 +59,8 @@ uint32_t read_datagram(Datagram *datagram)
     datagram->from_self = sender_size == sizeof(sender) && same_socket(sender, g_endpoint.common.sock);
     return IPC_SUCCESS;
 }
+
+namespace {
 
 // Only this endpoint itself may stop it.
 uint32_t handle_stop(const Datagram &datagram, uint32_t *running)

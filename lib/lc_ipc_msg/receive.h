@@ -1,4 +1,4 @@
-// The receive thread.
+// The receive thread, and the reading of a datagram that it shares with diagnostic clients.
 #pragma once
 
 #include "lc_ipc_msg/message.h"
@@ -11,6 +11,19 @@ struct ReceiveArgs {
     ipc_msg_handler_fn msg_handler;
     ipc_reg_check_fn reg_check;
 };
+
+// Buffers of received messages; queued ones go on to the module, which frees them.
+using Received = mem::Ptr<ipc_msg_hdr, MEM_OWNER_IPC_SYNC>;
+
+struct Datagram {
+    Received bytes;
+    uint32_t size = 0;
+    ipc_addr sender = {};
+    bool from_self = false;
+};
+
+// Reads one datagram and checks its length.
+uint32_t read_datagram(Datagram *datagram);
 
 using ReceiveArgsPtr = mem::Ptr<ReceiveArgs, MEM_OWNER_IPC_SYNC>;
 

@@ -1,0 +1,46 @@
+// Reading the endpoint's socket past the receive thread, for diagnostic clients that drive it
+// themselves.
+
+#include "lc_ipc_msg.h"
+
+#include "lc_ipc_msg/receive.h"
+#include "lc_ipc_msg/socket.h"
+#include "lc_log/print.h"
+
+#include <cstring>
+
+using namespace lterouter;
+
+uint32_t ipc_diag_msg_receive(void *out_buff, uint32_t *out_len, ipc_addr *src_addr)
+{
+    if (!g_endpoint.initialised) {
+        return IPC_ERR_NOT_INIT;
+    }
+    if (out_buff == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_buff is NULL.\n");
+    }
+    if (out_len == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_len is NULL.\n");
+    }
+    if (src_addr == nullptr) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para src_addr is NULL.\n");
+    }
+    Datagram datagram;
+    const uint32_t result = read_datagram(&datagram);
+    if (result == IPC_ERR_RESOURCE) {
+        return result;
+    }
+    *src_addr = datagram.sender;
+    src_addr->priority = IPC_PRIORITY_COMMON;
+    if (result != IPC_SUCCESS) {
+        return result;
+    }
+    const uint32_t body_len = datagram.bytes->length;
+    if (body_len > *out_len) {
+        memcpy(out_buff, datagram.bytes.get(), sizeof(ipc_msg_hdr) + *out_len);
+        return IPC_ERR_TOO_SMALL;
+    }
+    memcpy(out_buff, datagram.bytes.get(), datagram.size);
+    *out_len = body_len;
+    return IPC_SUCCESS;
+}

@@ -1,0 +1,110 @@
+// Interfaces and addresses.
+
+#include "lc_network.h"
+
+#include "lc_network/note.h"
+#include "support/fd.h"
+
+#include <arpa/inet.h>
+#include <cstdio>
+#include <cstring>
+#include <net/if.h>
+#include <sys/ioctl.h>
+
+namespace lterouter {
+namespace {
+
+constexpr int kYes = -1;
+constexpr int kNo = 0;
+
+// What the three functions below refuse. It deliberately takes every interface that exists, by
+// comparing the yes of lc_is_interface_exist as if it were a failure: the router's processes rely on
+// what follows.
+bool is_refused(const char *name)
+{
+    return name == nullptr || *name == '\0' || lc_is_interface_exist(name) == -1;
+}
+
+ifreq request_for(const char *name)
+{
+    ifreq request = {};
+    strncpy(request.ifr_name, name, sizeof(request.ifr_name) - 1);
+    return request;
+}
+
+int open_socket() { return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0); }
+
+} // namespace
+} // namespace lterouter
+
+using namespace lterouter;
+
+int is_valid_ip(const char *text)
+{
+    int a;
+    int b;
+    int c;
+    int d;
+    in_addr addr;
+    return text != nullptr && sscanf(text, "%d.%d.%d.%d", &a, &b, &c, &d) == 4 &&
+                   inet_aton(text, &addr) != 0
+               ? 1
+               : 0;
+}
+
+int lc_is_interface_exist(const char *name)
+{
+    return name != nullptr && if_nametoindex(name) != 0 ? kYes : kNo;
+}
+
+int lc_is_interface_up(const char *name)
+{
+    if (is_refused(name)) {
+        return NOTE(-1, "Parameter error");
+    }
+    const Fd fd{open_socket()};
+    if (!fd) {
+        return NOTE(-1, "Open socket error");
+    }
+    ifreq request = request_for(name);
+    return ioctl(fd.get(), SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_UP) != 0 ? kYes
+                                                                                             : kNo;
+}
+
+int lc_get_ip_by_ifname(const char *name, in_addr *addr)
+{
+    if (addr == nullptr || is_refused(name)) {
+        return NOTE(-1, "Parameter error.");
+    }
+    const Fd fd{open_socket()};
+    if (!fd) {
+        return NOTE(-1, "Open socket error.");
+    }
+    ifreq request = request_for(name);
+    request.ifr_addr.sa_family = AF_INET;
+    if (ioctl(fd.get(), SIOCGIFADDR, &request) != 0) {
+        return NOTE(-1, "IOCTL operation error.");
+    }
+    sockaddr_in found;
+    memcpy(&found, &request.ifr_addr, sizeof(found));
+    *addr = found.sin_addr;
+    return 0;
+}
+
+int lc_get_mac_by_ifname(const char *name, uint8_t *mac)
+{
+    if (mac == nullptr || is_refused(name)) {
+        return -1;
+    }
+    const Fd fd{open_socket()};
+    if (!fd) {
+        return -1;
+    }
+    ifreq request = request_for(name);
+    if (ioctl(fd.get(), SIOCGIFHWADDR, &request) != 0) {
+        return NOTE(-1, "IOCTL operation error.");
+    }
+    memcpy(mac, request.ifr_hwaddr.sa_data, LC_MAC_SIZE);
+    return NOTE(0, "The mac address of interface %s is[%02hhx:%02hhx:%02hhx:%02hhx:%02hhx:%02hhx]",
+                name, mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+}

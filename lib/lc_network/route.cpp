@@ -1,0 +1,95 @@
+// Routes, by the kernel's ioctls.
+
+#include "lc_network.h"
+
+#include "support/fd.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <net/route.h>
+#include <sys/ioctl.h>
+
+namespace lterouter {
+namespace {
+
+constexpr char kAny[] = "0.0.0.0";
+
+void set_address(sockaddr *target, const char *text)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    if (text != nullptr) {
+        inet_aton(text, &address.sin_addr);
+    }
+    memcpy(target, &address, sizeof(address));
+}
+
+in_addr_t address_in(const sockaddr &address)
+{
+    sockaddr_in copy;
+    memcpy(&copy, &address, sizeof(copy));
+    return copy.sin_addr.s_addr;
+}
+
+int change_route(unsigned long request, const char *dev, int metric, const char *dst, const char *gw,
+                 const char *mask)
+{
+    const Fd fd{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    if (!fd) {
+        return errno;
+    }
+    rtentry route = {};
+    set_address(&route.rt_dst, dst);
+    set_address(&route.rt_gateway, gw);
+    set_address(&route.rt_genmask, mask);
+    route.rt_flags = RTF_UP;
+    if (address_in(route.rt_gateway) != 0) {
+        route.rt_flags |= RTF_GATEWAY;
+    }
+    if (address_in(route.rt_genmask) == INADDR_BROADCAST) { // all ones in either byte order
+        route.rt_flags |= RTF_HOST;
+    }
+    route.rt_metric = static_cast<short>(metric);
+    route.rt_dev = const_cast<char *>(dev); // the kernel only reads it
+    return ioctl(fd.get(), request, &route) == 0 ? 0 : errno;
+}
+
+int change_defaults(unsigned long request, const char *dev, char *gateways)
+{
+    if (gateways == nullptr || *gateways == '\0') {
+        return -1;
+    }
+    while (const char *gateway = strsep(&gateways, " ")) {
+        if (*gateway == '\0') {
+            break;
+        }
+        change_route(request, dev, 0, kAny, gateway, kAny);
+    }
+    return 0;
+}
+
+} // namespace
+} // namespace lterouter
+
+using namespace lterouter;
+
+int lc_route_add(const char *dev, int metric, const char *dst, const char *gw, const char *mask)
+{
+    return change_route(SIOCADDRT, dev, metric, dst, gw, mask);
+}
+
+int lc_route_del(const char *dev, int metric, const char *dst, const char *gw, const char *mask)
+{
+    return change_route(SIOCDELRT, dev, metric, dst, gw, mask);
+}
+
+int lc_route_add_default(const char *dev, char *gateways)
+{
+    return change_defaults(SIOCADDRT, dev, gateways);
+}
+
+int lc_route_del_default(const char *dev, char *gateways)
+{
+    return change_defaults(SIOCDELRT, dev, gateways);
+}

@@ -1,0 +1,363 @@
+// Timers in one delta list: each entry holds its ticks relative to the entry before it, so that a tick
+// touches only the first. Entries are never freed but parked for the next start: an id of a timer that
+// is gone can always be looked at.
+//
+// One mutex guards both lists and the counters; it is held while callbacks run.
+
+#include "sdk_timer.h"
+
+#include "lc_list.h"
+#include "lc_log/print.h"
+#include "lc_mem/alloc.h"
+#include "lc_pthread/mutex.h"
+
+#include <algorithm>
+#include <cstring>
+#include <sys/select.h>
+#include <sys/time.h>
+
+namespace lterouter {
+namespace {
+
+constexpr char kUnit[] = "lib/sdk_timer";
+constexpr suseconds_t kTickMicroseconds = TIMER_TICK_MS * 1000;
+
+// Logs an error with its source position and yields the result.
+#define TIMER_FAIL(result, text, ...) \
+    (log_print(LC_LOG_ERROR, "[%s:%d]" text, kUnit, __LINE__ __VA_OPT__(, ) __VA_ARGS__), (result))
+
+struct Entry {
+    lc_list_node *node; // null while parked
+    uint32_t stamp;
+    int32_t remaining; // ticks
+    timer descriptor;
+};
+
+using NodePtr = mem::Ptr<lc_list_node, MEM_OWNER_TIMER>;
+using EntryPtr = mem::Ptr<Entry, MEM_OWNER_TIMER>;
+
+struct FreeList {
+    void operator()(lc_list *list) const { lc_list_destroy(list, nullptr); }
+};
+using ListPtr = std::unique_ptr<lc_list, FreeList>;
+
+// Control block of the service.
+struct TimerList {
+    uint32_t repeating;
+    uint32_t one_shot;
+    lc_list *list; // begins with an entry that is no timer, for the others to hang on
+};
+
+Mutex g_mutex;
+TimerList *gp_timer_list GUARDED_BY(g_mutex) = nullptr;
+lc_list *g_deleted GUARDED_BY(g_mutex) = nullptr;
+
+Entry &entry_of(const lc_list_node *node) { return *static_cast<Entry *>(node->data); }
+
+lc_list_node *first_timer() REQUIRES(g_mutex) { return gp_timer_list->list->head->next; }
+
+bool is_empty() REQUIRES(g_mutex) { return first_timer() == gp_timer_list->list->head; }
+
+int32_t ticks_of(const timer &descriptor)
+{
+    return static_cast<int32_t>(descriptor.interval / TIMER_TICK_MS);
+}
+
+uint32_t &counter_of(const timer &descriptor) REQUIRES(g_mutex)
+{
+    return descriptor.repeat == 1 ? gp_timer_list->repeating : gp_timer_list->one_shot;
+}
+
+// Whether these words name a timer that runs. A parked entry has no node, one in use again another
+// stamp.
+bool runs(uintptr_t id, uint32_t stamp) REQUIRES(g_mutex)
+{
+    const auto *node = reinterpret_cast<const lc_list_node *>(id);
+    return node->data != nullptr && entry_of(node).node == node && entry_of(node).stamp == stamp;
+}
+
+// ---- The delta list ----
+
+// Links a node where it expires after `ticks`, behind those that expire then too.
+bool insert_timer(lc_list_node *node, int32_t ticks) REQUIRES(g_mutex)
+{
+    lc_list *const list = gp_timer_list->list;
+    lc_list_node *current = list->head;
+    int32_t sum = 0;
+    while (current->next != list->head && ticks >= sum) {
+        current = current->next;
+        sum += entry_of(current).remaining;
+    }
+    Entry &entry = entry_of(node);
+    uint32_t result;
+    if (sum > ticks) {
+        int32_t &behind = entry_of(current).remaining;
+        entry.remaining = ticks - (sum - behind);
+        behind -= entry.remaining;
+        result = lc_list_add_before(list, current, node);
+    } else {
+        entry.remaining = ticks - sum;
+        result = lc_list_add_at_tail(list, node);
+    }
+    if (result != LC_LIST_SUCCESS) {
+        return false;
+    }
+    ++counter_of(entry.descriptor);
+    printf_timerlist();
+    return true;
+}
+
+bool remove_timer(lc_list_node *node) REQUIRES(g_mutex)
+{
+    lc_list *const list = gp_timer_list->list;
+    const Entry &entry = entry_of(node);
+    if (node->next != list->head) {
+        entry_of(node->next).remaining += entry.remaining;
+    }
+    if (lc_list_del_node(list, node) != LC_LIST_SUCCESS) {
+        return TIMER_FAIL(false, "remove list node from gp_timer_list failure");
+    }
+    --counter_of(entry.descriptor);
+    printf_timerlist();
+    return true;
+}
+
+// Removes a timer and parks its entry; every id of it is then stale.
+bool del_timer(lc_list_node *node) REQUIRES(g_mutex)
+{
+    if (!remove_timer(node)) {
+        return TIMER_FAIL(false, "remove node error\n");
+    }
+    entry_of(node).node = nullptr;
+    if (lc_list_add_at_head(g_deleted, node) != LC_LIST_SUCCESS) {
+        return TIMER_FAIL(false, "add deleted node into delete list error\n");
+    }
+    return true;
+}
+
+// ---- Starting ----
+
+// A parked node, its entry cleared; null on failure.
+lc_list_node *reuse_node() REQUIRES(g_mutex)
+{
+    uint32_t error;
+    lc_list_node *node = lc_list_del_from_head(g_deleted, &error);
+    if (node == nullptr || error != LC_LIST_SUCCESS) {
+        return TIMER_FAIL(nullptr, "get node from delete list error errorno=%ld\n",
+                          static_cast<long>(error));
+    }
+    if (node->data == nullptr || entry_of(node).node != nullptr) {
+        return TIMER_FAIL(nullptr, "deleted node is not validate\n");
+    }
+    entry_of(node) = {};
+    return node;
+}
+
+// A new node with a zeroed entry; null when out of memory.
+lc_list_node *build_node(const char *no_entry, const char *no_node)
+{
+    EntryPtr entry = mem::make<Entry, MEM_OWNER_TIMER>();
+    if (entry == nullptr) {
+        return TIMER_FAIL(nullptr, "%s", no_entry);
+    }
+    NodePtr node = mem::make<lc_list_node, MEM_OWNER_TIMER>();
+    if (node == nullptr) {
+        return TIMER_FAIL(nullptr, "%s", no_node);
+    }
+    node->data = entry.release();
+    return node.release();
+}
+
+uint32_t creation_stamp()
+{
+    timeval now;
+    gettimeofday(&now, nullptr);
+    return static_cast<uint32_t>(now.tv_sec) + static_cast<uint32_t>(now.tv_usec);
+}
+
+int32_t add_timer(timer *descriptor, timer_id *id) REQUIRES(g_mutex)
+{
+    descriptor->interval -= descriptor->interval % TIMER_TICK_MS;
+    lc_list_node *node = lc_list_query_num(g_deleted) != 0
+                             ? reuse_node()
+                             : build_node("init timer node error\n", "init list node error\n");
+    if (node == nullptr) {
+        return TIMER_ERR_INTERNAL;
+    }
+    Entry &entry = entry_of(node);
+    entry.descriptor = *descriptor;
+    entry.node = node;
+    entry.stamp = creation_stamp();
+    *id = {reinterpret_cast<uintptr_t>(node), entry.stamp};
+    if (!insert_timer(node, ticks_of(entry.descriptor))) {
+        *id = {};
+        return TIMER_FAIL(TIMER_ERR_INTERNAL, "init list node error\n");
+    }
+    return TIMER_SUCCESS;
+}
+
+// ---- The thread ----
+
+// A repeating timer without a whole tick comes at every one.
+bool restart(lc_list_node *node) REQUIRES(g_mutex)
+{
+    if (!remove_timer(node)) {
+        return TIMER_FAIL(false, "remove timer node from gp_timer_list error\n");
+    }
+    if (!insert_timer(node, std::max(ticks_of(entry_of(node).descriptor), 1))) {
+        return TIMER_FAIL(false, "insert timer node into gp_timer_list error\n");
+    }
+    return true;
+}
+
+bool fire(lc_list_node *node) REQUIRES(g_mutex)
+{
+    const timer &descriptor = entry_of(node).descriptor;
+    if (descriptor.callback != nullptr) {
+        descriptor.callback(descriptor.arg);
+    }
+    if (descriptor.repeat == 1) {
+        return restart(node);
+    }
+    return del_timer(node) || TIMER_FAIL(false, "delete timer node from gp_timer_list error\n");
+}
+
+// One tick. False ends the service: its list cannot be trusted any more.
+bool tick()
+{
+    const MutexLock guard(g_mutex);
+    if (is_empty() || --entry_of(first_timer()).remaining >= 1) {
+        return true;
+    }
+    do {
+        if (!fire(first_timer())) {
+            return false;
+        }
+    } while (!is_empty() && entry_of(first_timer()).remaining == 0);
+    return true;
+}
+
+void *timer_thread(void *)
+{
+    do {
+        timeval duration = {.tv_sec = 0, .tv_usec = kTickMicroseconds};
+        select(0, nullptr, nullptr, nullptr, &duration);
+    } while (tick());
+    return nullptr;
+}
+
+// What init_timer makes; given back unless the service starts.
+struct Service {
+    mem::Ptr<TimerList, MEM_OWNER_TIMER> control;
+    ListPtr timers;
+    ListPtr deleted;
+};
+
+int32_t make_service(Service *service)
+{
+    service->control = mem::make<TimerList, MEM_OWNER_TIMER>();
+    if (service->control == nullptr) {
+        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "create gp_timer_list error\n");
+    }
+    service->timers.reset(lc_list_create());
+    if (service->timers == nullptr) {
+        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "create timer header error\n");
+    }
+    service->deleted.reset(lc_list_create());
+    if (service->deleted == nullptr) {
+        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "create deleted list header error\n");
+    }
+    lc_list_node *head = build_node("init first timer node error\n", "init first list node error\n");
+    if (head == nullptr) {
+        return TIMER_ERR_INTERNAL;
+    }
+    if (lc_list_add_at_head(service->timers.get(), head) != LC_LIST_SUCCESS) {
+        return TIMER_FAIL(TIMER_ERR_INTERNAL, "add first list node error\n");
+    }
+    service->control->list = service->timers.get();
+    return TIMER_SUCCESS;
+}
+
+} // namespace
+} // namespace lterouter
+
+using namespace lterouter;
+
+int32_t init_timer()
+{
+    const MutexLock guard(g_mutex);
+    if (gp_timer_list != nullptr || g_deleted != nullptr) {
+        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "timer_list has been inited\n");
+    }
+    Service service;
+    if (const int32_t failure = make_service(&service); failure != TIMER_SUCCESS) {
+        return failure;
+    }
+    pthread_t thread; // never joined: the service has no end
+    gp_timer_list = service.control.get();
+    g_deleted = service.deleted.get();
+    if (lc_pthread_create(&thread, nullptr, timer_thread, nullptr) != 0) {
+        gp_timer_list = nullptr;
+        g_deleted = nullptr;
+        return TIMER_FAIL(TIMER_ERR_THREAD, "create thread failed.\n");
+    }
+    static_cast<void>(service.control.release());
+    static_cast<void>(service.timers.release());
+    static_cast<void>(service.deleted.release());
+    return TIMER_SUCCESS;
+}
+
+int32_t start_timer(timer *descriptor, timer_id *id)
+{
+    *id = {};
+    if (strnlen(descriptor->name, sizeof(descriptor->name)) > TIMER_NAME_MAX) {
+        return TIMER_FAIL(TIMER_ERR_PARAM, "timer's name error\n");
+    }
+    if (descriptor->repeat > 1) {
+        return TIMER_FAIL(TIMER_ERR_PARAM, "timer's repeat error\n");
+    }
+    const MutexLock guard(g_mutex);
+    if (gp_timer_list == nullptr) {
+        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "gp_timer_list is NULL\n");
+    }
+    return add_timer(descriptor, id);
+}
+
+int32_t stop_timer(uintptr_t node, uint32_t stamp)
+{
+    if (const int32_t result = exist_timer(node, stamp); result != TIMER_SUCCESS) {
+        return result;
+    }
+    const MutexLock guard(g_mutex);
+    if (!runs(node, stamp)) {
+        return TIMER_ERR_NO_TIMER; // expired in between
+    }
+    return del_timer(reinterpret_cast<lc_list_node *>(node)) ? TIMER_SUCCESS : TIMER_ERR_INTERNAL;
+}
+
+int32_t exist_timer(uintptr_t node, uint32_t stamp)
+{
+    if (node == 0 || stamp == 0) {
+        return TIMER_FAIL(TIMER_ERR_PARAM, "exclusive id is invalid\n");
+    }
+    const MutexLock guard(g_mutex);
+    if (gp_timer_list == nullptr) {
+        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "gp_timer_list is NULL\n");
+    }
+    return runs(node, stamp) ? TIMER_SUCCESS : TIMER_ERR_NO_TIMER;
+}
+
+int32_t query_timer(uint32_t counts[2])
+{
+    const MutexLock guard(g_mutex);
+    if (gp_timer_list == nullptr) {
+        return TIMER_ERR_NOT_INIT;
+    }
+    counts[0] = gp_timer_list->repeating;
+    counts[1] = gp_timer_list->one_shot;
+    return TIMER_SUCCESS;
+}
+
+int32_t printf_list() { return 0; }
+
+void printf_timerlist() {}
