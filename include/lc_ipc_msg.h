@@ -143,9 +143,10 @@ LC_API uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len);
 /* Reads one datagram from the endpoint's socket, whatever it is, waiting for it without end; the
  * receive thread reads the same socket, and whichever comes first has it. out_buff: at least *out_len +
  * 16 bytes; receives header and body. out_len: in, room for the body; out, bytes of body received.
- * src_addr: receives the sender. Returns 0, 1 NULL argument, 2 not started, 4 the header's length is
- * not that of the datagram, 5 the body is longer than *out_len (its beginning is in out_buff, *out_len
- * stays), 10 socket error or a datagram without a byte, 11 memory. Any thread. */
+ * src_addr: receives the sender, also with 4 and 5; it is cleared with 10. Returns 0, 1 NULL argument,
+ * 2 not started, 4 the header's length is not that of the datagram, 5 the body is longer than *out_len
+ * (its beginning is in out_buff, *out_len stays), 10 socket error or a datagram without a byte, 11
+ * memory. Any thread. */
 LC_API uint32_t ipc_diag_msg_receive(void *out_buff, uint32_t *out_len, ipc_addr *src_addr);
 
 /* Frees one registration record with its addresses. Always 0; NULL is allowed. */

@@ -1,9 +1,12 @@
 /* sdk_timer: one-shot and repeating timers on one thread that ticks every 50 ms.
  *
- * Ticks are counted, not measured: what callbacks and a busy machine cost lengthens every timer.
+ * Ticks are counted, not measured: what callbacks and a busy machine cost lengthens every timer, and a
+ * signal that the timer thread handles shortens them by a tick. Of timers shorter than a tick only one
+ * expires at each, and what stands behind them waits.
  *
  * Threads: any. Callbacks run on the timer thread with the service's mutex held: a callback must not
- * call a function of this family, and a slow one delays every timer. */
+ * call a function of this family, and a slow one delays every timer. A forked child has no timer
+ * thread and must not use this family before exec. */
 #ifndef SDK_TIMER_H
 #define SDK_TIMER_H
 

@@ -7,11 +7,13 @@
 #include "sdk_timer.h"
 
 #include "lc_list.h"
-#include "lc_log/print.h"
+#include "lc_log.h"
 #include "lc_mem/alloc.h"
 #include "lc_pthread/mutex.h"
+#include "support/layout.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <sys/select.h>
 #include <sys/time.h>
@@ -21,6 +23,10 @@ namespace {
 
 constexpr char kUnit[] = "lib/sdk_timer";
 constexpr suseconds_t kTickMicroseconds = TIMER_TICK_MS * 1000;
+
+static_assert(on_32_bits(offsetof(timer, interval) == 24 && offsetof(timer, repeat) == 28 &&
+                         offsetof(timer, callback) == 32 && offsetof(timer, arg) == 36));
+static_assert(on_32_bits(sizeof(timer_id) == 8 && offsetof(timer_id, stamp) == 4));
 
 // Logs an error with its source position and yields the result.
 #define TIMER_FAIL(result, text, ...) \
@@ -137,7 +143,7 @@ bool del_timer(lc_list_node *node) REQUIRES(g_mutex)
 
 // ---- Starting ----
 
-// A parked node, its entry cleared; null on failure.
+// A parked node, its entry cleared but for the last stamp; null on failure.
 lc_list_node *reuse_node() REQUIRES(g_mutex)
 {
     uint32_t error;
@@ -149,7 +155,7 @@ lc_list_node *reuse_node() REQUIRES(g_mutex)
     if (node->data == nullptr || entry_of(node).node != nullptr) {
         return TIMER_FAIL(nullptr, "deleted node is not validate\n");
     }
-    entry_of(node) = {};
+    entry_of(node) = {.node = nullptr, .stamp = entry_of(node).stamp, .remaining = 0, .descriptor = {}};
     return node;
 }
 
@@ -168,11 +174,16 @@ lc_list_node *build_node(const char *no_entry, const char *no_node)
     return node.release();
 }
 
-uint32_t creation_stamp()
+// Never 0, which no id has, nor the entry's last one, which would bring a stale id back to life.
+uint32_t creation_stamp(uint32_t last)
 {
     timeval now;
     gettimeofday(&now, nullptr);
-    return static_cast<uint32_t>(now.tv_sec) + static_cast<uint32_t>(now.tv_usec);
+    uint32_t stamp = static_cast<uint32_t>(now.tv_sec) + static_cast<uint32_t>(now.tv_usec);
+    while (stamp == 0 || stamp == last) {
+        ++stamp;
+    }
+    return stamp;
 }
 
 int32_t add_timer(timer *descriptor, timer_id *id) REQUIRES(g_mutex)
@@ -187,7 +198,7 @@ int32_t add_timer(timer *descriptor, timer_id *id) REQUIRES(g_mutex)
     Entry &entry = entry_of(node);
     entry.descriptor = *descriptor;
     entry.node = node;
-    entry.stamp = creation_stamp();
+    entry.stamp = creation_stamp(entry.stamp);
     *id = {reinterpret_cast<uintptr_t>(node), entry.stamp};
     if (!insert_timer(node, ticks_of(entry.descriptor))) {
         *id = {};

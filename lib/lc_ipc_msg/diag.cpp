@@ -30,8 +30,7 @@ uint32_t ipc_diag_msg_receive(void *out_buff, uint32_t *out_len, ipc_addr *src_a
     if (result == IPC_ERR_RESOURCE) {
         return result;
     }
-    *src_addr = datagram.sender;
-    src_addr->priority = IPC_PRIORITY_COMMON;
+    *src_addr = datagram.sender; // of the common priority
     if (result != IPC_SUCCESS) {
         return result;
     }

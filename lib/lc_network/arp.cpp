@@ -41,6 +41,7 @@ struct __attribute__((packed)) ArpFrame {
     in_addr target_ip;
     uint8_t padding[18];
 };
+constexpr size_t kShortestPacket = offsetof(ArpFrame, padding);
 static_assert(sizeof(ArpFrame) == 60 && offsetof(ArpFrame, operation) == 20 &&
               offsetof(ArpFrame, sender_ip) == 28 && offsetof(ArpFrame, target_ip) == 38);
 
@@ -71,17 +72,18 @@ bool is_answer(const ArpFrame &frame, in_addr asked, const uint8_t *our_mac,
 
 bool send_frame(int fd, const ArpFrame &frame, const char *ifname)
 {
-    // This kind of packet socket is told the interface by its name.
+    // This kind of packet socket is told the interface by its name, which the kernel would cut.
     sockaddr to = {};
-    memcpy(to.sa_data, ifname, strnlen(ifname, sizeof(to.sa_data)));
+    const size_t length = strlen(ifname);
+    if (length >= sizeof(to.sa_data)) {
+        return false;
+    }
+    memcpy(to.sa_data, ifname, length);
     return sendto(fd, &frame, sizeof(frame), 0, &to, sizeof(to)) >= 0;
 }
 
 bool await_packet(int fd, int timeout_ms)
 {
-    if (fd >= FD_SETSIZE) {
-        return false; // a set cannot hold it
-    }
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(fd, &readable);
@@ -144,12 +146,13 @@ int lc_arp_check(in_addr target_ip, in_addr our_ip, const uint8_t *our_mac, cons
 {
     const Fd fd{socket(AF_PACKET, SOCK_PACKET | SOCK_CLOEXEC, htons(ETHERTYPE_ARP))};
     const int on = 1;
-    if (!fd || setsockopt(fd.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof(on)) != 0) {
+    if (!fd || fd.get() >= FD_SETSIZE ||
+        setsockopt(fd.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof(on)) != 0) {
         return -1;
     }
     ArpFrame frame = make_request(target_ip, our_ip, our_mac);
     if (!send_frame(fd.get(), frame, ifname) || !await_packet(fd.get(), timeout_ms) ||
-        recv(fd.get(), &frame, sizeof(frame), 0) < 0) {
+        recv(fd.get(), &frame, sizeof(frame), 0) < static_cast<ssize_t>(kShortestPacket)) {
         return -1;
     }
     // Only the first packet is looked at.
@@ -169,17 +172,15 @@ int lc_arp_update(const char *target_ip, const char *source_ip, const char *ifna
     if (inet_aton(source_ip, &source) == 0) {
         return NOTE_ARP(-1, "transfer source address fail");
     }
-    uint8_t our_mac[LC_MAC_SIZE] = {};
-    char found[LC_MAC_TEXT_SIZE] = "";
-    if (!parse_mac(mac, our_mac) && lc_get_climac_by_ip(target_ip, found) != 0) {
-        return NOTE_ARP(-1, "get target mac by ip failed");
-    }
-    uint8_t ignored[LC_MAC_SIZE] = {};
-    if (parse_mac(found, ignored)) {
-        return 0;
+    uint8_t our_mac[LC_MAC_SIZE];
+    if (!parse_mac(mac, our_mac)) {
+        char found[LC_MAC_TEXT_SIZE];
+        return lc_get_climac_by_ip(target_ip, found) == 0 ? 0
+                                                          : NOTE_ARP(-1, "get target mac by ip failed");
     }
     // What counts is that the target hears the request; its answer does not matter.
-    lc_arp_check(target, source, our_mac, ignored, ifname, kUpdateMs);
+    const uint8_t any_mac[LC_MAC_SIZE] = {};
+    lc_arp_check(target, source, our_mac, any_mac, ifname, kUpdateMs);
     return 0;
 }
 
@@ -196,7 +197,10 @@ int lc_arp_update2(const char *ifname)
     char text[INET_ADDRSTRLEN];
     inet_ntop(AF_INET, &addr, text, sizeof(text));
     char command[128];
-    snprintf(command, sizeof(command), "arping -U -c 1 -I %s %s", ifname, text);
+    const int length = snprintf(command, sizeof(command), "arping -U -c 1 -I %s %s", ifname, text);
+    if (length >= static_cast<int>(sizeof(command))) {
+        return NOTE(-1, "Parameter error."); // no interface has such a name
+    }
     NOTE(void(), "Will exec comand: %s", command);
     return system(command) < 0 ? NOTE(-1, "Call function system error.") : 0;
 }

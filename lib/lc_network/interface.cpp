@@ -28,7 +28,10 @@ bool is_refused(const char *name)
 ifreq request_for(const char *name)
 {
     ifreq request = {};
-    strncpy(request.ifr_name, name, sizeof(request.ifr_name) - 1);
+    // A name that is too long stays out: cut, it could be another interface's.
+    if (const size_t length = strlen(name); length < sizeof(request.ifr_name)) {
+        memcpy(request.ifr_name, name, length);
+    }
     return request;
 }
 

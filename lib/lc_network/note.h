@@ -14,7 +14,7 @@ constexpr char kUnit[] = "lib/lc_network";
                __LINE__ __VA_OPT__(, ) __VA_ARGS__),                                                \
      (result))
 
-// Logs and yields the result. Two spellings of the prefix are in use, of the interface and of the ARP
-// functions; scripts that read the log know both.
+// Logs and yields the result. The prefix is spelled in two ways: the messages about the ARP table and
+// of lc_arp_update have no blank in it.
 #define NOTE(result, ...) LC_NETWORK_NOTE("cos, ", result, __VA_ARGS__)
 #define NOTE_ARP(result, ...) LC_NETWORK_NOTE("cos,", result, __VA_ARGS__)

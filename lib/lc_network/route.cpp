@@ -15,14 +15,14 @@ namespace {
 
 constexpr char kAny[] = "0.0.0.0";
 
-void set_address(sockaddr *target, const char *text)
+// False for a text that is no address: taken for 0.0.0.0 it could become a default route.
+bool set_address(sockaddr *target, const char *text)
 {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
-    if (text != nullptr) {
-        inet_aton(text, &address.sin_addr);
-    }
+    const bool valid = text == nullptr || inet_aton(text, &address.sin_addr) != 0;
     memcpy(target, &address, sizeof(address));
+    return valid;
 }
 
 in_addr_t address_in(const sockaddr &address)
@@ -40,9 +40,10 @@ int change_route(unsigned long request, const char *dev, int metric, const char 
         return errno;
     }
     rtentry route = {};
-    set_address(&route.rt_dst, dst);
-    set_address(&route.rt_gateway, gw);
-    set_address(&route.rt_genmask, mask);
+    if (!set_address(&route.rt_dst, dst) || !set_address(&route.rt_gateway, gw) ||
+        !set_address(&route.rt_genmask, mask)) {
+        return EINVAL;
+    }
     route.rt_flags = RTF_UP;
     if (address_in(route.rt_gateway) != 0) {
         route.rt_flags |= RTF_GATEWAY;
