@@ -16,6 +16,7 @@ using Lines = std::vector<std::string>;
 // How ErrorLog shows a line of each family: its whole text, with N for the source line's number.
 inline std::string from_mq(const std::string &text) { return "[ERR][lib/lc_ipc_mq:N]" + text; }
 inline std::string from_msg(const std::string &text) { return "[ERR][lib/lc_ipc_msg:N]" + text; }
+inline std::string from_timer(const std::string &text) { return "[lib/sdk_timer:N]" + text; }
 
 // The same for a text that ends with the number of an error, which differs from machine to machine.
 inline std::string from_msg(const std::string &text, int error)
@@ -56,15 +57,16 @@ public:
     }
 
 private:
-    // "[ERR][unit:123]text" with N for the number; any other line as it is.
+    // "[ERR][unit:123]text" or "[unit:123]text" with N for the number; any other line as it is.
     static std::string without_number(std::string line)
     {
         const std::string digits = "0123456789";
         const size_t colon = line.find(':');
         const size_t end =
             colon == std::string::npos ? colon : line.find_first_not_of(digits, colon + 1);
-        if (line.rfind("[ERR][lib/", 0) == 0 && end != std::string::npos && end > colon + 1 &&
-            line[colon + 1] != '0' && line[end] == ']') {
+        const bool is_from_library = line.rfind("[ERR][lib/", 0) == 0 || line.rfind("[lib/", 0) == 0;
+        if (is_from_library && end != std::string::npos && end > colon + 1 && line[colon + 1] != '0' &&
+            line[end] == ']') {
             line.replace(colon + 1, end - colon - 1, "N");
         }
         return line;

@@ -23,7 +23,9 @@ private:
 struct ListFaults {
     ListFault add_at_head;
     ListFault add_at_tail;
+    ListFault add_before;
     ListFault del_node;
+    ListFault del_from_head;
     // Called with each node before it is added at a tail; set while no other thread adds.
     std::function<void(lc_list_node *)> before_add_at_tail;
 };
@@ -53,6 +55,15 @@ uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node)
     return next_definition<decltype(lc_list_add_at_tail)>("lc_list_add_at_tail")(list, node);
 }
 
+uint32_t lc_list_add_before(lc_list *list, lc_list_node *ref, lc_list_node *node)
+{
+    using namespace testing_support;
+    if (g_list_faults.add_before.fails()) {
+        return LC_LIST_ERR_NULL;
+    }
+    return next_definition<decltype(lc_list_add_before)>("lc_list_add_before")(list, ref, node);
+}
+
 uint32_t lc_list_del_node(lc_list *list, lc_list_node *node)
 {
     using namespace testing_support;
@@ -60,4 +71,14 @@ uint32_t lc_list_del_node(lc_list *list, lc_list_node *node)
         return LC_LIST_ERR_EMPTY;
     }
     return next_definition<decltype(lc_list_del_node)>("lc_list_del_node")(list, node);
+}
+
+lc_list_node *lc_list_del_from_head(lc_list *list, uint32_t *error)
+{
+    using namespace testing_support;
+    if (g_list_faults.del_from_head.fails()) {
+        *error = LC_LIST_ERR_EMPTY;
+        return nullptr;
+    }
+    return next_definition<decltype(lc_list_del_from_head)>("lc_list_del_from_head")(list, error);
 }

@@ -1,0 +1,211 @@
+// Interfaces and their addresses: the inverted tests, and what is behind them.
+#include "lc_network.h"
+#include "support/network_calls.h"
+#include "support/network_notes.h"
+#include "support/shell.h"
+#include "support/text_file.h"
+
+#include <arpa/inet.h>
+#include <array>
+
+using namespace testing_support;
+
+namespace {
+
+using Mac = std::array<uint8_t, LC_MAC_SIZE>;
+
+constexpr in_addr kUntouchedIp = {0xA5A5A5A5};
+constexpr Mac kUntouchedMac = {9, 9, 9, 9, 9, 9};
+constexpr char kUp[] = "up0";
+constexpr char kDown[] = "a-name-of-15-ch";
+constexpr char kCutToDown[] = "a-name-of-15-char"; // its first 15 characters are the one above
+
+// Two interfaces of which one is up and has an address.
+class Interfaces : public NetworkNotes {
+protected:
+    Interfaces()
+    {
+        shell("/sbin/ip link add up0 address 02:03:0a:0b:fe:ff type veth peer name a-name-of-15-ch");
+        shell("/sbin/ip address add 10.9.0.1/24 dev up0");
+        shell("/sbin/ip link set up0 up");
+        g_network_calls = {};
+        descriptors_ = count_descriptors();
+    }
+    ~Interfaces() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
+
+    int get_ip(const char *name)
+    {
+        ip = kUntouchedIp;
+        return lc_get_ip_by_ifname(name, &ip);
+    }
+    int get_mac(const char *name)
+    {
+        mac = kUntouchedMac;
+        return lc_get_mac_by_ifname(name, mac.data());
+    }
+
+    in_addr ip = {};
+    Mac mac = {};
+
+private:
+    int descriptors_ = 0;
+};
+
+// The same, unknown to if_nametoindex: only so the requests to the kernel succeed.
+class HiddenInterfaces : public Interfaces {
+protected:
+    HiddenInterfaces() { g_network_calls.interfaces_are_hidden = true; }
+};
+
+} // namespace
+
+// ---- As the router's processes see them ----
+
+TEST_F(Interfaces, existing_one_is_answered_with_minus_1_and_any_other_with_0)
+{
+    for (const char *name : {"lo", kUp, kDown}) {
+        EXPECT_EQ(lc_is_interface_exist(name), -1) << name;
+    }
+    for (const char *name : {"none0", "", "LO", "lo ", kCutToDown}) {
+        EXPECT_EQ(lc_is_interface_exist(name), 0) << name;
+    }
+    EXPECT_EQ(lc_is_interface_exist(nullptr), 0);
+    EXPECT_EQ(lc_is_interface_exist(std::string(5000, 'x').c_str()), 0);
+    expect_silence();
+}
+
+TEST_F(Interfaces, existing_one_is_refused_as_a_parameter_and_so_counts_as_up)
+{
+    for (const char *name : {"lo", kUp, kDown}) {
+        EXPECT_EQ(lc_is_interface_up(name), -1) << name;
+        expect_note("lc_is_interface_up", "Parameter error");
+    }
+    expect_silence();
+    EXPECT_EQ(g_network_calls.ioctls, 0);
+}
+
+TEST_F(Interfaces, missing_one_is_not_up)
+{
+    for (const char *name : {"none0", kCutToDown}) {
+        EXPECT_EQ(lc_is_interface_up(name), 0) << name;
+    }
+    EXPECT_EQ(lc_is_interface_up(std::string(5000, 'x').c_str()), 0);
+    expect_silence();
+    EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFFLAGS));
+}
+
+TEST_F(Interfaces, without_a_name_count_as_up)
+{
+    for (const char *name : {static_cast<const char *>(nullptr), ""}) {
+        EXPECT_EQ(lc_is_interface_up(name), -1);
+        expect_note("lc_is_interface_up", "Parameter error");
+    }
+    expect_silence();
+}
+
+TEST_F(Interfaces, address_of_an_existing_one_is_refused)
+{
+    for (const char *name : {"lo", kUp, kDown, static_cast<const char *>(nullptr), ""}) {
+        EXPECT_EQ(get_ip(name), -1);
+        EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
+        expect_note("lc_get_ip_by_ifname", "Parameter error.");
+    }
+    EXPECT_EQ(lc_get_ip_by_ifname("none0", nullptr), -1);
+    expect_note("lc_get_ip_by_ifname", "Parameter error.");
+    expect_silence();
+    EXPECT_EQ(g_network_calls.ioctls, 0);
+}
+
+TEST_F(Interfaces, address_of_a_missing_one_cannot_be_had)
+{
+    const std::string endless(5000, 'x');
+    for (const char *name : {"none0", kCutToDown, endless.c_str()}) {
+        EXPECT_EQ(get_ip(name), -1) << name;
+        EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
+        expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
+    }
+    expect_silence();
+}
+
+TEST_F(Interfaces, hardware_address_of_an_existing_one_is_refused_without_a_word)
+{
+    for (const char *name : {"lo", kUp, kDown, static_cast<const char *>(nullptr), ""}) {
+        EXPECT_EQ(get_mac(name), -1);
+        EXPECT_EQ(mac, kUntouchedMac);
+    }
+    EXPECT_EQ(lc_get_mac_by_ifname("none0", nullptr), -1);
+    expect_silence();
+    EXPECT_EQ(g_network_calls.ioctls, 0);
+}
+
+TEST_F(Interfaces, hardware_address_of_a_missing_one_cannot_be_had)
+{
+    const std::string endless(5000, 'x');
+    for (const char *name : {"none0", kCutToDown, endless.c_str()}) {
+        EXPECT_EQ(get_mac(name), -1) << name;
+        EXPECT_EQ(mac, kUntouchedMac);
+        expect_note("lc_get_mac_by_ifname", "IOCTL operation error.");
+    }
+    expect_silence();
+}
+
+// ---- Behind the tests ----
+
+TEST_F(HiddenInterfaces, are_up_when_the_kernel_says_so)
+{
+    EXPECT_EQ(lc_is_interface_up(kUp), -1);
+    EXPECT_EQ(lc_is_interface_up(kDown), 0);
+    expect_silence();
+    EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
+    EXPECT_EQ(g_network_calls.socket_type & SOCK_STREAM, SOCK_STREAM);
+}
+
+TEST_F(HiddenInterfaces, have_the_address_that_the_kernel_says)
+{
+    EXPECT_EQ(get_ip(kUp), 0);
+    EXPECT_STREQ(inet_ntoa(ip), "10.9.0.1");
+    expect_silence();
+    EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFADDR));
+    EXPECT_EQ(get_ip(kDown), -1) << "has none";
+    EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
+    expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
+}
+
+TEST_F(HiddenInterfaces, have_the_hardware_address_that_the_kernel_says)
+{
+    EXPECT_EQ(get_mac(kUp), 0);
+    EXPECT_EQ(mac, (Mac{0x02, 0x03, 0x0A, 0x0B, 0xFE, 0xFF}));
+    expect_note("lc_get_mac_by_ifname", "The mac address of interface up0 is[02:03:0a:0b:fe:ff]");
+    expect_silence();
+    EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFHWADDR));
+}
+
+TEST_F(HiddenInterfaces, without_a_socket_count_as_up_and_have_no_addresses)
+{
+    g_network_calls.fail.socket = EMFILE;
+    EXPECT_EQ(lc_is_interface_up(kDown), -1);
+    expect_note("lc_is_interface_up", "Open socket error");
+    g_network_calls.fail.socket = EMFILE;
+    EXPECT_EQ(get_ip(kUp), -1);
+    expect_note("lc_get_ip_by_ifname", "Open socket error.");
+    g_network_calls.fail.socket = EMFILE;
+    EXPECT_EQ(get_mac(kUp), -1);
+    expect_silence();
+    EXPECT_EQ(g_network_calls.ioctls, 0);
+}
+
+TEST_F(HiddenInterfaces, of_which_the_kernel_tells_nothing_are_down_and_have_no_addresses)
+{
+    g_network_calls.fail.ioctl = EIO;
+    EXPECT_EQ(lc_is_interface_up(kUp), 0);
+    expect_silence();
+    g_network_calls.fail.ioctl = EIO;
+    EXPECT_EQ(get_ip(kUp), -1);
+    EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
+    expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
+    g_network_calls.fail.ioctl = EIO;
+    EXPECT_EQ(get_mac(kUp), -1);
+    EXPECT_EQ(mac, kUntouchedMac);
+    expect_note("lc_get_mac_by_ifname", "IOCTL operation error.");
+    expect_silence();
+}

@@ -1,0 +1,155 @@
+#include "support/counted_memory.h"
+#include "support/error_log.h"
+#include "support/list_faults.h"
+#include "support/timers.h"
+
+#include <set>
+
+using namespace testing_support;
+
+namespace {
+
+// What init_timer gives, and says, when its n-th allocation or list operation fails.
+struct Failure {
+    int32_t result;
+    const char *line;
+};
+
+class FailingInit : public testing::Test {
+protected:
+    // After a failure that was asked for: nothing is left, and the next attempt has all it needs.
+    void expect_failure_that_can_be_tried_again(const Failure &failure)
+    {
+        EXPECT_EQ(init_timer(), failure.result);
+        EXPECT_EQ(log_.lines(), Lines{from_timer(failure.line)});
+        EXPECT_EQ(memory().blocks_in_use(), 0U);
+        uint32_t words[2];
+        EXPECT_EQ(query_timer(words), TIMER_ERR_NOT_INIT);
+    }
+
+    ErrorLog log_;
+};
+
+} // namespace
+
+TEST(TimerInit, service_starts_without_timers)
+{
+    EXPECT_EQ(init_timer(), TIMER_SUCCESS);
+    EXPECT_EQ(counts(), Counts(0, 0));
+    EXPECT_EQ(running_nodes(), Nodes{});
+    EXPECT_EQ(parked_nodes(), Nodes{});
+    EXPECT_TRUE(ticks().pass(3));
+    EXPECT_FALSE(g_service_thread.slept_otherwise);
+}
+
+TEST(TimerInit, thread_has_default_attributes)
+{
+    ASSERT_EQ(init_timer(), TIMER_SUCCESS);
+    EXPECT_FALSE(g_service_thread.has_attributes);
+}
+
+TEST(TimerInit, lists_begin_with_an_entry_of_zeros)
+{
+    ASSERT_EQ(init_timer(), TIMER_SUCCESS);
+    ASSERT_EQ(g_service_lists.timers->count, 1U);
+    const TimerEntry zeros = {};
+    const lc_list_node *head = g_service_lists.timers->head;
+    EXPECT_EQ(memcmp(head->data, &zeros, sizeof(zeros)), 0);
+    EXPECT_EQ(head->reserved, 0U);
+}
+
+TEST(TimerInit, second_time_gives_1_and_a_line)
+{
+    ErrorLog log;
+    ASSERT_EQ(init_timer(), TIMER_SUCCESS);
+    const timer_id id = started(100);
+    EXPECT_EQ(init_timer(), TIMER_ERR_NOT_INIT);
+    EXPECT_EQ(log.lines(), Lines{from_timer("timer_list has been inited\n")});
+    EXPECT_EQ(exists(id), TIMER_SUCCESS);
+    EXPECT_EQ(counts(), Counts(0, 1));
+}
+
+TEST(TimerInit, before_it_start_gives_1)
+{
+    ErrorLog log;
+    timer descriptor = described(120);
+    timer_id id = {1, 1};
+    EXPECT_EQ(start_timer(&descriptor, &id), TIMER_ERR_NOT_INIT);
+    EXPECT_EQ(id.node, 0U);
+    EXPECT_EQ(id.stamp, 0U);
+    EXPECT_EQ(log.lines(), Lines{from_timer("gp_timer_list is NULL\n")});
+}
+
+TEST(TimerInit, before_it_a_bad_descriptor_gives_2)
+{
+    timer descriptor = described(100, 2);
+    timer_id id;
+    EXPECT_EQ(start_timer(&descriptor, &id), TIMER_ERR_PARAM);
+}
+
+TEST(TimerInit, before_it_stop_and_exist_give_1)
+{
+    ErrorLog log;
+    const Lines line = {from_timer("gp_timer_list is NULL\n")};
+    EXPECT_EQ(exist_timer(1, 1), TIMER_ERR_NOT_INIT);
+    EXPECT_EQ(log.lines(), line);
+    EXPECT_EQ(stop_timer(1, 1), TIMER_ERR_NOT_INIT);
+    EXPECT_EQ(log.lines(), line);
+    EXPECT_EQ(exist_timer(0, 1), TIMER_ERR_PARAM);
+}
+
+TEST(TimerInit, before_it_query_gives_1_and_leaves_the_counts)
+{
+    uint32_t words[2] = {7, 8};
+    EXPECT_EQ(query_timer(words), TIMER_ERR_NOT_INIT);
+    EXPECT_EQ(words[0], 7U);
+    EXPECT_EQ(words[1], 8U);
+}
+
+TEST(TimerInit, memory_belongs_to_the_timer_service_and_its_lists)
+{
+    ASSERT_EQ(init_timer(), TIMER_SUCCESS);
+    std::multiset<uint32_t> owners;
+    for (const MemoryCall &call : memory().take_allocations()) {
+        owners.insert(call.owner);
+        EXPECT_EQ(call.thread_tag, current_thread_tag());
+        EXPECT_GT(call.line, 0U);
+    }
+    EXPECT_EQ(owners, (std::multiset<uint32_t>{0x1000000, 0x1000000, 0x7000000, 0x7000000, 0x7000000}));
+}
+
+TEST_F(FailingInit, each_allocation_gives_its_code_and_line_and_can_be_tried_again)
+{
+    const Failure failures[] = {
+        {TIMER_ERR_NOT_INIT, "create gp_timer_list error\n"},
+        {TIMER_ERR_NOT_INIT, "create timer header error\n"},
+        {TIMER_ERR_NOT_INIT, "create deleted list header error\n"},
+        {TIMER_ERR_INTERNAL, "init first timer node error\n"},
+        {TIMER_ERR_INTERNAL, "init first list node error\n"},
+    };
+    int nth = 0;
+    for (const Failure &failure : failures) {
+        memory().fail_nth(++nth);
+        expect_failure_that_can_be_tried_again(failure);
+    }
+    memory().fail_nth(++nth);
+    EXPECT_EQ(init_timer(), TIMER_SUCCESS);
+    EXPECT_FALSE(memory().failed());
+    EXPECT_EQ(counts(), Counts(0, 0));
+}
+
+TEST_F(FailingInit, head_that_cannot_be_linked_gives_minus_1)
+{
+    g_list_faults.add_at_head.fail_nth(1);
+    expect_failure_that_can_be_tried_again({TIMER_ERR_INTERNAL, "add first list node error\n"});
+    EXPECT_EQ(init_timer(), TIMER_SUCCESS);
+}
+
+TEST_F(FailingInit, thread_that_cannot_be_started_gives_4)
+{
+    g_service_thread.fault.arm(1);
+    expect_failure_that_can_be_tried_again({TIMER_ERR_THREAD, "create thread failed.\n"});
+    EXPECT_EQ(init_timer(), TIMER_SUCCESS);
+    started(100, kOnce, 5);
+    EXPECT_EQ(fired_in_ticks(2), (std::vector<Fired>{{}, {5}}));
+}

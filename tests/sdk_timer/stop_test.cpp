@@ -1,0 +1,150 @@
+#include "support/counted_memory.h"
+#include "support/error_log.h"
+#include "support/timers.h"
+
+using namespace testing_support;
+
+namespace {
+
+class TimerStop : public Timers {};
+
+class TimerExist : public Timers {};
+
+// Called before this thread takes the service's mutex for the n-th time.
+struct BeforeLock {
+    int nth = 0;
+    pthread_t thread;
+    void (*act)();
+};
+BeforeLock g_before_lock;
+
+} // namespace
+
+int lc_pthread_mutex_lock(pthread_mutex_t *mutex)
+{
+    if (g_before_lock.nth > 0 && pthread_equal(pthread_self(), g_before_lock.thread) != 0 &&
+        --g_before_lock.nth == 0) {
+        g_before_lock.act();
+    }
+    return pthread_mutex_lock(mutex);
+}
+
+TEST_F(TimerExist, running_timer_gives_0)
+{
+    const timer_id once = started(100);
+    const timer_id repeating = started(100, kRepeating);
+    EXPECT_EQ(exists(once), TIMER_SUCCESS);
+    EXPECT_EQ(exists(repeating), TIMER_SUCCESS);
+}
+
+TEST_F(TimerExist, word_that_is_0_gives_2_and_a_line)
+{
+    ErrorLog log;
+    const timer_id id = started(100);
+    const Lines line = {from_timer("exclusive id is invalid\n")};
+    EXPECT_EQ(exist_timer(id.node, 0), TIMER_ERR_PARAM);
+    EXPECT_EQ(log.lines(), line);
+    EXPECT_EQ(exist_timer(0, id.stamp), TIMER_ERR_PARAM);
+    EXPECT_EQ(log.lines(), line);
+    EXPECT_EQ(stop_timer(id.node, 0), TIMER_ERR_PARAM);
+    EXPECT_EQ(log.lines(), line);
+    EXPECT_EQ(stop_timer(0, id.stamp), TIMER_ERR_PARAM);
+    EXPECT_EQ(log.lines(), line);
+    EXPECT_EQ(exists(id), TIMER_SUCCESS);
+}
+
+TEST_F(TimerExist, other_stamp_gives_3_without_a_line)
+{
+    ErrorLog log;
+    const timer_id id = started(100);
+    EXPECT_EQ(exist_timer(id.node, id.stamp + 1), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(stop_timer(id.node, id.stamp + 1), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(log.lines(), Lines{});
+    EXPECT_EQ(exists(id), TIMER_SUCCESS);
+}
+
+TEST_F(TimerExist, repeating_timer_keeps_its_id)
+{
+    const timer_id id = started(50, kRepeating);
+    EXPECT_TRUE(ticks().pass(5));
+    EXPECT_EQ(exists(id), TIMER_SUCCESS);
+    EXPECT_EQ(stop(id), TIMER_SUCCESS);
+}
+
+TEST_F(TimerStop, stopped_timer_does_not_fire)
+{
+    ErrorLog log;
+    const timer_id once = started(50, kOnce, 1);
+    const timer_id repeating = started(50, kRepeating, 2);
+    EXPECT_EQ(stop(once), TIMER_SUCCESS);
+    EXPECT_EQ(counts(), Counts(1, 0));
+    EXPECT_EQ(fired_in_ticks(1), (std::vector<Fired>{{2}}));
+    EXPECT_EQ(stop(repeating), TIMER_SUCCESS);
+    EXPECT_EQ(counts(), Counts(0, 0));
+    EXPECT_EQ(fired_in_ticks(3), (std::vector<Fired>{{}, {}, {}}));
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(TimerStop, second_time_gives_3)
+{
+    const timer_id id = started(100);
+    EXPECT_EQ(stop(id), TIMER_SUCCESS);
+    EXPECT_EQ(stop(id), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(exists(id), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(parked_nodes(), Nodes{id.node});
+}
+
+TEST_F(TimerStop, after_a_one_shot_timer_fired_gives_3)
+{
+    const timer_id id = started(100, kOnce, 1);
+    EXPECT_EQ(fired_in_ticks(2), (std::vector<Fired>{{}, {1}}));
+    EXPECT_EQ(stop(id), TIMER_ERR_NO_TIMER);
+}
+
+TEST_F(TimerStop, timers_behind_keep_their_time)
+{
+    started(100, kOnce, 1);
+    const timer_id id = started(150, kOnce, 2);
+    started(250, kOnce, 3);
+    EXPECT_EQ(stop(id), TIMER_SUCCESS);
+    EXPECT_EQ(deltas(), (Deltas{2, 3}));
+    EXPECT_EQ(fired_in_ticks(5), (std::vector<Fired>{{}, {1}, {}, {}, {3}}));
+}
+
+TEST_F(TimerStop, first_timer_leaves_its_ticks_to_the_next)
+{
+    const timer_id id = started(100);
+    started(100);
+    started(250);
+    EXPECT_TRUE(ticks().pass());
+    EXPECT_EQ(stop(id), TIMER_SUCCESS);
+    EXPECT_EQ(deltas(), (Deltas{1, 3}));
+}
+
+TEST_F(TimerStop, last_timer_changes_no_other)
+{
+    started(100);
+    const timer_id id = started(250);
+    EXPECT_EQ(stop(id), TIMER_SUCCESS);
+    EXPECT_EQ(deltas(), (Deltas{2}));
+}
+
+TEST_F(TimerStop, memory_is_kept)
+{
+    const timer_id id = started(100);
+    memory().take();
+    EXPECT_EQ(stop(id), TIMER_SUCCESS);
+    EXPECT_EQ(memory().take().size(), 0U);
+}
+
+TEST_F(TimerStop, timer_that_expires_between_its_two_looks_gives_3)
+{
+    const timer_id id = started(50, kOnce, 1);
+    started(100, kOnce, 2);
+    g_before_lock = {2, pthread_self(), [] { EXPECT_TRUE(ticks().pass()); }};
+    EXPECT_EQ(stop(id), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(take_fired(), Fired{1});
+    EXPECT_EQ(parked_nodes(), Nodes{id.node});
+    EXPECT_EQ(deltas(), Deltas{1});
+    EXPECT_EQ(counts(), Counts(0, 1));
+}
