@@ -164,6 +164,7 @@ static void nothing_is_sent_before_the_start(void)
     CHECK_INT(ipc_register_notify(&manager, NEWS, LONG), IPC_ERR_NOT_INIT);
     CHECK_INT(ipc_deregister_notify(&manager, NEWS), IPC_ERR_NOT_INIT);
     CHECK_INT(ipc_msg_notify(&msg, 0), IPC_ERR_NOT_INIT);
+    CHECK_INT(ipc_diag_msg_receive(out, &room, &self), IPC_ERR_NOT_INIT);
 }
 
 /* On the receive thread. Leaves the length that it is told in the message, for who takes it out of the
@@ -433,6 +434,59 @@ static void subscribers_of_this_process_are_notified(void)
     CHECK_INT(ipc_msg_notify(NULL, 0), IPC_ERR_PARAM);
 }
 
+/* ---- Diagnosis ---- */
+
+static int held[2];
+static int released[2];
+
+/* On the receive thread, which does nothing else until it is released. */
+static uint32_t hold(ipc_msg_hdr *msg, uint32_t len)
+{
+    char byte = 'x';
+    (void)msg;
+    (void)len;
+    return write(held[1], &byte, 1) != 1 || read(released[0], &byte, 1) != 1;
+}
+
+static void datagram_is_read_past_the_receive_thread(void)
+{
+    answer out;
+    ipc_addr sender;
+    char byte = 'x';
+    REQUIRE(pipe(held) == 0 && pipe(released) == 0);
+    REQUIRE(ipc_msg_init(IPC_MODULE_CLI1, NULL, hold, NULL, 0) == IPC_SUCCESS);
+    plain_tells(UNWANTED, "");
+    REQUIRE(read(held[0], &byte, 1) == 1);
+
+    plain_tells(TEXT, "hello");
+    memset(&out, 0, sizeof(out));
+    memset(&sender, 0xFF, sizeof(sender));
+    out.length = sizeof(out.body);
+    CHECK_INT(ipc_diag_msg_receive(&out, &out.length, &sender), IPC_SUCCESS);
+    CHECK_INT(out.length, 5);
+    CHECK_INT(out.header.msg_id, TEXT);
+    CHECK_TEXT(out.body, "hello");
+    CHECK_INT(sender.priority, 0);
+    CHECK(same_address(&sender.sock, &plain.sock));
+
+    plain_tells(TEXT, "0123456789");
+    memset(&out, 0, sizeof(out));
+    out.length = 4;
+    CHECK_INT(ipc_diag_msg_receive(&out, &out.length, &sender), IPC_ERR_TOO_SMALL);
+    CHECK_INT(out.length, 4);
+    CHECK_TEXT(out.body, "0123");
+    CHECK_INT(ipc_diag_msg_receive(NULL, &out.length, &sender), IPC_ERR_PARAM);
+    CHECK_INT(ipc_diag_msg_receive(&out, NULL, &sender), IPC_ERR_PARAM);
+    CHECK_INT(ipc_diag_msg_receive(&out, &out.length, NULL), IPC_ERR_PARAM);
+
+    CHECK_INT(write(released[1], &byte, 1), 1);
+    ipc_msg_fin();
+    close(held[0]);
+    close(held[1]);
+    close(released[0]);
+    close(released[1]);
+}
+
 int main(void)
 {
     pid_t child;
@@ -464,6 +518,7 @@ int main(void)
     tell_manager(TELL_STOP, "");
     CHECK_INT(exit_status(child), 0);
     name_is_free_after_the_end();
+    datagram_is_read_past_the_receive_thread();
     ipc_mq_destroy();
     close(plain_fd);
     return check_end();
