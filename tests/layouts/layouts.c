@@ -1,12 +1,14 @@
 /* Prints how this machine lays out the records of the public headers. First the machine: bytes of a
  * word and the order of bytes; then "RECORD 0 SIZE" and, for each of its fields, "RECORD.FIELD OFFSET
  * SIZE". */
+#include "lc_hashtab.h"
 #include "lc_ipc_mq.h"
 #include "lc_ipc_msg.h"
 #include "lc_list.h"
 #include "lc_log.h"
 #include "lc_up.h"
 #include "lte_sdk.h"
+#include "sdk_timer.h"
 
 #include <stddef.h>
 #include <stdio.h>
@@ -153,6 +155,29 @@ static const struct part parts[] = {
     FIELD(lc_list_node, data),
     FIELD(lc_list_node, next),
     FIELD(lc_list_node, prev),
+
+    RECORD(lc_hashtab),
+    FIELD(lc_hashtab, buckets),
+    FIELD(lc_hashtab, size),
+    FIELD(lc_hashtab, count),
+    FIELD(lc_hashtab, hash),
+    FIELD(lc_hashtab, compare),
+
+    RECORD(lc_hashtab_entry),
+    FIELD(lc_hashtab_entry, key),
+    FIELD(lc_hashtab_entry, value),
+    FIELD(lc_hashtab_entry, next),
+
+    RECORD(timer),
+    FIELD(timer, name),
+    FIELD(timer, interval),
+    FIELD(timer, repeat),
+    FIELD(timer, callback),
+    FIELD(timer, arg),
+
+    RECORD(timer_id),
+    FIELD(timer_id, node),
+    FIELD(timer_id, stamp),
 
     RECORD(lct_config),
     FIELD(lct_config, reserved),

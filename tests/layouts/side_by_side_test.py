@@ -52,6 +52,12 @@ FIXED = {
 ON_THE_ROUTER = {
     "lc_list": (12, [("count", 0, 4), ("head", 4, 4), ("tail", 8, 4)]),
     "lc_list_node": (16, [("reserved", 0, 4), ("data", 4, 4), ("next", 8, 4), ("prev", 12, 4)]),
+    "lc_hashtab": (20, [("buckets", 0, 4), ("size", 4, 4), ("count", 8, 4), ("hash", 12, 4),
+                        ("compare", 16, 4)]),
+    "lc_hashtab_entry": (12, [("key", 0, 4), ("value", 4, 4), ("next", 8, 4)]),
+    "timer": (40, [("name", 0, 24), ("interval", 24, 4), ("repeat", 28, 4), ("callback", 32, 4),
+                   ("arg", 36, 4)]),
+    "timer_id": (8, [("node", 0, 4), ("stamp", 4, 4)]),
     "lct_config": (40, [("reserved", 0, 36), ("callback", 36, 4)]),
     "lct_event": (16, [("event", 0, 4), ("data", 4, 4), ("len", 8, 4), ("reserved", 12, 4)]),
 }
@@ -60,6 +66,10 @@ ON_THE_ROUTER = {
 WORDS = {
     "lc_list.head": 1, "lc_list.tail": 1,
     "lc_list_node.data": 1, "lc_list_node.next": 1, "lc_list_node.prev": 1,
+    "lc_hashtab.buckets": 1, "lc_hashtab.hash": 1, "lc_hashtab.compare": 1,
+    "lc_hashtab_entry.key": 1, "lc_hashtab_entry.value": 1, "lc_hashtab_entry.next": 1,
+    "timer.callback": 1, "timer.arg": 1,
+    "timer_id.node": 1,
     "lct_config.reserved": 9, "lct_config.callback": 1,
     "lct_event.data": 1,
 }
