@@ -1,7 +1,8 @@
 /* lc_network: routes, interfaces and ARP, and the socket calls under this library's names.
  *
  * Interface predicates answer -1 for yes and 0 for no. Names of interfaces and devices have at most 15
- * characters. Diagnostics are logged at debug level.
+ * characters. Diagnostics are logged at debug level. Pointers must not be NULL unless it is said what
+ * NULL does.
  *
  * Threads: any; only lc_inet_ntoa shares a buffer. */
 #ifndef LC_NETWORK_H
@@ -24,7 +25,7 @@ LC_BEGIN_DECLS
 
 /* Adds or deletes an IPv4 route. dst, gw, mask: dotted quads, each may be NULL for 0.0.0.0. A gateway
  * makes it a route over that, the mask 255.255.255.255 a host's. Returns 0, the errno of the
- * failed call, or EINVAL for a text that is no address. */
+ * failed call, EINVAL for a text that is no address, or ENODEV for a name that is too long. */
 LC_API int lc_route_add(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 LC_API int lc_route_del(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 
@@ -58,22 +59,19 @@ LC_API int lc_get_climac_by_ip(const char *ip, char *mac);
 
 /* Asks who has target_ip and looks at the first ARP packet that comes within timeout_ms. Addresses in
  * network order, hardware addresses of 6 bytes. Returns 0 when it is the answer, to our_mac, of
- * expected_mac; else -1. Needs the right to open packet sockets. ifname has at most 13 characters here.
- */
+ * expected_mac; else -1. Needs the right to open packet sockets. ifname has at most 13 characters. */
 LC_API int lc_arp_check(struct in_addr target_ip, struct in_addr our_ip, const uint8_t *our_mac,
                         const uint8_t *expected_mac, const char *ifname, int timeout_ms);
 
 /* Has the neighbour target_ip note that source_ip is at mac, by asking for it in that name: takes 500
- * ms when it is silent. A mac that is none is looked up instead, and nothing is
- * sent. Returns 0, also when the request could not be sent, -1 an address cannot be read or looked up,
- * -2 a NULL argument. */
+ * ms when it is silent. A mac that is none is looked up instead, and nothing is sent. Returns 0, also
+ * when the request could not be sent, -1 an address cannot be read or looked up, -2 a NULL argument. */
 LC_API int lc_arp_update(const char *target_ip, const char *source_ip, const char *ifname,
                          const char *mac);
 
 /* Announces an interface by running "arping" in a shell, with the address that lc_get_ip_by_ifname
- * left: 0.0.0.0. ifname goes to the shell as it is. Returns 0
- * whatever the command gave, or -1 for a NULL, empty or over-long name and when no shell can be
- * started. */
+ * left: 0.0.0.0. ifname goes to the shell as it is. Returns 0 whatever the command gave, or -1 for a
+ * NULL, empty or over-long name and when no shell can be started. */
 LC_API int lc_arp_update2(const char *ifname);
 
 /* ---- Sockets: each as the call after lc_ ---- */

@@ -2,13 +2,13 @@
 
 #include "lc_network.h"
 
+#include "lc_network/ifname.h"
 #include "lc_network/note.h"
 #include "support/fd.h"
 
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstring>
-#include <net/if.h>
 #include <sys/ioctl.h>
 
 namespace lterouter {
@@ -28,10 +28,7 @@ bool is_refused(const char *name)
 ifreq request_for(const char *name)
 {
     ifreq request = {};
-    // A name that is too long stays out: cut, it could be another interface's.
-    if (const size_t length = strlen(name); length < sizeof(request.ifr_name)) {
-        memcpy(request.ifr_name, name, length);
-    }
+    copy_ifname(request.ifr_name, name);
     return request;
 }
 

@@ -2,6 +2,7 @@
 
 #include "lc_network.h"
 
+#include "lc_network/ifname.h"
 #include "support/fd.h"
 
 #include <arpa/inet.h>
@@ -52,7 +53,13 @@ int change_route(unsigned long request, const char *dev, int metric, const char 
         route.rt_flags |= RTF_HOST;
     }
     route.rt_metric = static_cast<short>(metric);
-    route.rt_dev = const_cast<char *>(dev); // the kernel only reads it
+    char name[IFNAMSIZ] = {}; // the kernel reads all of it
+    if (dev != nullptr) {
+        if (!copy_ifname(name, dev)) {
+            return ENODEV;
+        }
+        route.rt_dev = name;
+    }
     return ioctl(fd.get(), request, &route) == 0 ? 0 : errno;
 }
 

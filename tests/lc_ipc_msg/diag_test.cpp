@@ -42,6 +42,12 @@ struct Received {
     ipc_addr sender;
 
     bool is_untouched() const { return bytes == Bytes(bytes.size(), kFill); }
+    bool sender_is(const Bytes &record) const
+    {
+        const auto *bytes_of_sender = reinterpret_cast<const uint8_t *>(&sender);
+        return Bytes(bytes_of_sender, bytes_of_sender + sizeof(sender)) == record;
+    }
+    bool sender_is_untouched() const { return sender_is(Bytes(sizeof(sender), kFill)); }
 };
 
 Received receive(uint32_t room)
@@ -103,7 +109,9 @@ TEST(DiagWithoutEndpoint, is_not_initialised_whatever_its_arguments)
     ErrorLog log;
     const Received received = receive(16);
     EXPECT_EQ(received.result, IPC_ERR_NOT_INIT);
+    EXPECT_EQ(received.length, 16U);
     EXPECT_TRUE(received.is_untouched());
+    EXPECT_TRUE(received.sender_is_untouched());
     EXPECT_EQ(ipc_diag_msg_receive(nullptr, nullptr, nullptr), IPC_ERR_NOT_INIT);
     {
         const Endpoint endpoint;
@@ -142,9 +150,26 @@ TEST_F(Diag, gives_the_whole_datagram_its_body_length_and_its_sender)
 TEST_F(Diag, reads_with_room_for_1024_bytes_and_the_whole_address)
 {
     send(message({}));
+    memory().take();
     EXPECT_EQ(receive(0).result, IPC_SUCCESS);
     EXPECT_EQ(g_socket_calls.receive_size, 1024U);
     EXPECT_EQ(g_socket_calls.receive_address_size, 110U);
+    const std::vector<MemoryCall> allocations = memory().take_allocations();
+    ASSERT_EQ(allocations.size(), 1U);
+    EXPECT_EQ(allocations[0].size, 1024U);
+}
+
+TEST_F(Diag, gives_a_sender_with_a_short_name_or_none_with_zeros_behind_it)
+{
+    EXPECT_TRUE(RawPeer().send(kMmName, message({})));
+    Bytes record(sizeof(ipc_addr), 0);
+    EXPECT_TRUE(receive(0).sender_is(record));
+
+    const sockaddr_un address = abstract_address("short");
+    const size_t size = offsetof(sockaddr_un, sun_path) + sizeof("short");
+    memcpy(record.data() + offsetof(ipc_addr, sock), &address, size);
+    EXPECT_TRUE(RawPeer(address, size).send(kMmName, message({})));
+    EXPECT_TRUE(receive(0).sender_is(record));
 }
 
 TEST_F(Diag, room_may_be_just_enough)
@@ -156,6 +181,21 @@ TEST_F(Diag, room_may_be_just_enough)
         EXPECT_EQ(received.result, IPC_SUCCESS) << size;
         EXPECT_EQ(received.length, size);
         expect_bytes(received, sent);
+    }
+}
+
+TEST_F(Diag, room_may_be_whatever_32_bits_hold)
+{
+    for (const uint32_t room : {0xFFFFFFFFU, 0xFFFFFFF0U, 0x80000000U}) {
+        const Bytes sent = message(text("hello"));
+        send(sent);
+        Bytes bytes(1024, kFill);
+        uint32_t length = room;
+        ipc_addr sender;
+        EXPECT_EQ(ipc_diag_msg_receive(bytes.data(), &length, &sender), IPC_SUCCESS);
+        EXPECT_EQ(length, 5U);
+        EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 21), sent);
+        EXPECT_EQ(Bytes(bytes.begin() + 21, bytes.end()), Bytes(1024 - 21, kFill));
     }
 }
 
@@ -241,7 +281,7 @@ TEST_F(Diag, datagram_without_a_byte_gives_10)
     const Received received = receive(16);
     EXPECT_EQ(received.result, IPC_ERR_SOCKET);
     EXPECT_EQ(received.length, 16U);
-    EXPECT_EQ(received.sender.priority, 0U);
+    EXPECT_TRUE(is_from(received, kPeerName));
     EXPECT_TRUE(received.is_untouched());
     EXPECT_EQ(log.lines(), Lines{from_msg("Orderly shutdown occured!\n")});
 }
@@ -267,6 +307,7 @@ TEST_F(Diag, without_memory_gives_11_and_the_datagram_stays)
     EXPECT_EQ(received.result, IPC_ERR_RESOURCE);
     EXPECT_EQ(received.length, 16U);
     EXPECT_TRUE(received.is_untouched());
+    EXPECT_TRUE(received.sender_is_untouched());
     EXPECT_EQ(log.lines(), Lines{from_msg("Assign memory failed!\n")});
     expect_bytes(receive(16), sent);
 }

@@ -9,6 +9,8 @@
 #include <arpa/inet.h>
 #include <chrono>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/resource.h>
 
 using namespace testing_support;
 
@@ -66,7 +68,10 @@ protected:
     int probe_answered_with(const std::vector<std::string> &frames)
     {
         const ArpPeer peer(neighbour, frames);
-        return probe(kSilentIp, kPatience);
+        g_network_calls.receive_size = 0;
+        const int result = probe(kSilentIp, kPatience);
+        EXPECT_EQ(g_network_calls.receive_size, 60U) << "nothing came";
+        return result;
     }
 
     const Neighbour neighbour;
@@ -166,7 +171,6 @@ TEST_F(ArpProbe, is_sent_to_the_name_of_the_interface_through_a_packet_socket_fo
 TEST_F(ArpProbe, takes_the_right_answer_with_and_without_padding)
 {
     EXPECT_EQ(probe_answered_with({Answer().frame()}), 0);
-    EXPECT_EQ(g_network_calls.receive_size, 60U);
     EXPECT_EQ(probe_answered_with({Answer().frame() + std::string(2 * 18, '0')}), 0);
     EXPECT_EQ(probe_answered_with({Answer().frame() + std::string(2 * 500, 'f')}), 0);
 }
@@ -202,9 +206,18 @@ TEST_F(ArpProbe, does_not_look_at_the_other_fields)
 
 TEST_F(ArpProbe, looks_at_the_first_packet_alone)
 {
-    const std::string wrong = Answer{.sender_mac = "020000000099"}.frame();
-    EXPECT_EQ(probe_answered_with({wrong, Answer().frame()}), -1);
-    EXPECT_EQ(probe_answered_with({Answer().frame(), wrong}), 0);
+    const Answer wrong{.sender_mac = "020000000099"};
+    const Answer unrelated{.destination = "ffffffffffff", // one neighbour asks for another
+                           .source = "020000000004",
+                           .operation = "0001",
+                           .sender_mac = "020000000004",
+                           .sender_ip = "0a090004",
+                           .target_mac = "000000000000",
+                           .target_ip = "0a090005"};
+    for (const Answer &other : {wrong, unrelated}) {
+        EXPECT_EQ(probe_answered_with({other.frame(), Answer().frame()}), -1);
+        EXPECT_EQ(probe_answered_with({Answer().frame(), other.frame()}), 0);
+    }
 }
 
 TEST_F(ArpProbe, refuses_an_answer_that_is_cut)
@@ -236,6 +249,27 @@ TEST_F(ArpProbe, names_an_interface_with_13_characters_at_most)
     EXPECT_TRUE(eventually([] { return probe(kFarIp, 200, kPeerMac, "near-of-13-ch") == 0; }));
     EXPECT_EQ(probe(kFarIp, kShort, kPeerMac, "near-of-13-chr"), -1) << "cut, it would be the other";
     shell("/sbin/ip link set near-of-13-ch down && /sbin/ip link set near-of-13-ch name near0");
+}
+
+TEST_F(ArpProbe, needs_a_descriptor_that_can_be_waited_for)
+{
+    rlimit limit = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = FD_SETSIZE + 16;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    std::vector<int> taken;
+    do {
+        taken.push_back(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+        ASSERT_NE(taken.back(), -1);
+    } while (taken.back() < FD_SETSIZE - 1);
+    EXPECT_EQ(probe(kFarIp, kPatience), -1);
+    EXPECT_TRUE(g_network_calls.sent.empty());
+    close(taken.back());
+    taken.pop_back();
+    EXPECT_EQ(probe(kFarIp, kPatience), 0) << "with the last that can be";
+    for (const int fd : taken) {
+        close(fd);
+    }
 }
 
 TEST_F(ArpProbe, fails_with_any_of_its_calls)

@@ -194,6 +194,14 @@ TEST_F(SampleArpTable, may_be_empty)
     miss(kHeading, "10.9.0.2");
 }
 
+TEST_F(SampleArpTable, that_opens_but_cannot_be_read_has_nothing)
+{
+    const ScopedMount proc("/proc");
+    mkdir("/proc/net", 0755);
+    mkdir("/proc/net/arp", 0755);
+    expect_failure("10.9.0.2", -1, kNone);
+}
+
 TEST_F(SampleArpTable, lines_with_less_than_six_fields_are_skipped)
 {
     const std::string good = entry("10.9.0.2", "02:00:00:00:00:02");
@@ -227,6 +235,10 @@ TEST_F(SampleArpTable, lines_of_more_than_100_bytes_are_read_in_pieces)
         miss(heading + std::string(size, '1') + " 0x1 0x2 " + std::string(size, 'm') + " * near0\n",
              "10.9.0.2");
     }
+    // The sixth field is the 100th byte, or comes too late.
+    const std::string five = "10.9.0.2 0x1 0x2 02:00:00:00:00:02 *";
+    find(heading + five + std::string(99 - five.size(), ' ') + "n\n", "10.9.0.2", "02:00:00:00:00:02");
+    miss(heading + five + std::string(100 - five.size(), ' ') + "n\n", "10.9.0.2");
     // The rest of a line is a line: behind 100 bytes of another entry comes this one.
     find(heading + "10.9.0.1 0x1 0x2 m * near0" + std::string(74, ' ') + good, "10.9.0.2",
          "02:00:00:00:00:02");

@@ -3,11 +3,13 @@
 #include "support/arp_peer.h"
 #include "support/network_calls.h"
 #include "support/network_notes.h"
+#include "support/scoped_mount.h"
 #include "support/standard_output.h"
 #include "support/text_file.h"
 
 #include <arpa/inet.h>
 #include <functional>
+#include <sys/stat.h>
 
 using namespace testing_support;
 
@@ -136,12 +138,25 @@ TEST_F(ArpUpdate, that_cannot_be_sent_is_not_told)
 TEST_F(ArpUpdate, without_a_hardware_address_looks_the_targets_up_and_sends_nothing)
 {
     shell("/sbin/ip neigh add 10.9.0.25 lladdr 02:aa:bb:cc:dd:ee dev near0");
-    for (const char *mac : {"", "x", "02:00:00:00:00", "02-00-00-00-00-01", "0200.0000.0001"}) {
+    for (const char *mac : {"", "x", "02:00:00:00:00", "02:00:00:00:00:", "002:00:00:00:00:01",
+                            "02-00-00-00-00-01", "0200.0000.0001"}) {
         EXPECT_EQ(lc_arp_update("10.9.0.25", kRoamingIp, kNear, mac), 0) << mac;
         expect_arp_note("lc_get_climac_by_ip",
                         "open the ip is exist in arp table and corresponding mac is 02:aa:bb:cc:dd:ee");
         expect_silence();
     }
+    EXPECT_TRUE(g_network_calls.sent.empty());
+}
+
+TEST_F(ArpUpdate, without_a_hardware_address_does_not_mind_what_the_table_has_for_one)
+{
+    const ScopedMount proc("/proc");
+    mkdir("/proc/net", 0755);
+    write_text("/proc/net/arp", "heading\n10.9.0.2 0x1 0x0 * * near0\n");
+    EXPECT_EQ(lc_arp_update(kFarIp, kRoamingIp, kNear, "x"), 0);
+    expect_arp_note("lc_get_climac_by_ip",
+                    "open the ip is exist in arp table and corresponding mac is *");
+    expect_silence();
     EXPECT_TRUE(g_network_calls.sent.empty());
 }
 
@@ -223,6 +238,23 @@ TEST_F(Announcement, refuses_an_endless_name)
     expect_note("lc_arp_update2", "Parameter error.");
     expect_silence();
     EXPECT_EQ(g_network_calls.command.find("xxx"), std::string::npos);
+}
+
+TEST_F(Announcement, takes_a_name_with_which_its_command_has_127_characters)
+{
+    const std::string longest(101, 'x');
+    const std::string command = "arping -U -c 1 -I " + longest + " 0.0.0.0";
+    ASSERT_EQ(command.size(), 127U);
+    EXPECT_EQ(lc_arp_update2(longest.c_str()), 0);
+    expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
+    expect_note("lc_arp_update2", "Will exec comand: " + command);
+    EXPECT_EQ(g_network_calls.command, command);
+    g_network_calls.command.clear();
+    EXPECT_EQ(lc_arp_update2((longest + "x").c_str()), -1);
+    expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
+    expect_note("lc_arp_update2", "Parameter error.");
+    expect_silence();
+    EXPECT_EQ(g_network_calls.command, "");
 }
 
 TEST_F(Announcement, fails_when_no_command_can_be_run)

@@ -7,6 +7,8 @@
 
 #include <arpa/inet.h>
 #include <array>
+#include <cstring>
+#include <utility>
 
 using namespace testing_support;
 
@@ -157,7 +159,7 @@ TEST_F(HiddenInterfaces, are_up_when_the_kernel_says_so)
     EXPECT_EQ(lc_is_interface_up(kDown), 0);
     expect_silence();
     EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
-    EXPECT_EQ(g_network_calls.socket_type & SOCK_STREAM, SOCK_STREAM);
+    EXPECT_EQ(g_network_calls.socket_type & ~SOCK_CLOEXEC, SOCK_STREAM);
 }
 
 TEST_F(HiddenInterfaces, have_the_address_that_the_kernel_says)
@@ -166,6 +168,7 @@ TEST_F(HiddenInterfaces, have_the_address_that_the_kernel_says)
     EXPECT_STREQ(inet_ntoa(ip), "10.9.0.1");
     expect_silence();
     EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFADDR));
+    EXPECT_EQ(g_network_calls.interface.ifr_addr.sa_family, AF_INET) << "as it was asked for";
     EXPECT_EQ(get_ip(kDown), -1) << "has none";
     EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
     expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
@@ -178,6 +181,29 @@ TEST_F(HiddenInterfaces, have_the_hardware_address_that_the_kernel_says)
     expect_note("lc_get_mac_by_ifname", "The mac address of interface up0 is[02:03:0a:0b:fe:ff]");
     expect_silence();
     EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFHWADDR));
+}
+
+TEST_F(HiddenInterfaces, are_asked_for_by_names_of_up_to_15_characters)
+{
+    const std::string endless(5000, 'x');
+    const struct {
+        const char *name;
+        const char *asked;
+    } kNames[] = {{kUp, kUp},         {kDown, kDown},
+                  {"none0", "none0"}, {"a-name-of-16-cha", ""}, // cut, it could be another's
+                  {kCutToDown, ""},   {endless.c_str(), ""}};
+    const auto asked = [] {
+        const ifreq request = std::exchange(g_network_calls.interface, {});
+        return std::string(request.ifr_name, strnlen(request.ifr_name, sizeof(request.ifr_name)));
+    };
+    for (const auto &[name, in_request] : kNames) {
+        lc_is_interface_up(name);
+        EXPECT_EQ(asked(), in_request);
+        get_ip(name);
+        EXPECT_EQ(asked(), in_request);
+        get_mac(name);
+        EXPECT_EQ(asked(), in_request);
+    }
 }
 
 TEST_F(HiddenInterfaces, without_a_socket_count_as_up_and_have_no_addresses)

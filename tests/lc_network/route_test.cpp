@@ -140,8 +140,12 @@ TEST_F(Routes, without_an_address_are_not_asked_for)
         EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", text, kClassC), EINVAL) << text;
         EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, text), EINVAL) << text;
         EXPECT_EQ(lc_route_del("wan0", 0, text, nullptr, kClassC), EINVAL) << text;
+        EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", text, kClassC), EINVAL) << text;
+        EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", nullptr, text), EINVAL) << text;
     }
     EXPECT_EQ(g_network_calls.ioctls, 0);
+    g_network_calls.fail.socket = EMFILE;
+    EXPECT_EQ(lc_route_add("wan0", 0, "x", nullptr, kClassC), EMFILE) << "what failed first";
     EXPECT_EQ(routes(), Lines{});
 }
 
@@ -215,8 +219,9 @@ TEST_F(Routes, over_a_device_with_a_name_of_15_characters)
     EXPECT_EQ(routes(), Lines{"192.168.2.0/24 dev a-name-of-15-ch scope link"});
 }
 
-TEST_F(Routes, over_a_device_with_an_endless_name_are_refused)
+TEST_F(Routes, over_a_device_with_a_longer_name_are_refused)
 {
+    EXPECT_EQ(lc_route_add("a-name-of-15-chx", 0, "192.168.2.0", nullptr, kClassC), ENODEV) << "cut";
     EXPECT_EQ(lc_route_add(std::string(5000, 'x').c_str(), 0, "192.168.2.0", nullptr, kClassC), ENODEV);
     EXPECT_EQ(routes(), Lines{});
 }
@@ -272,6 +277,7 @@ TEST_F(Routes, by_default_lead_over_each_gateway_of_a_list)
     EXPECT_EQ(routes(), defaults({"10.9.0.2", "10.9.0.3"}));
     char deleted[] = "10.9.0.3 10.9.0.2";
     EXPECT_EQ(lc_route_del_default("wan0", deleted), 0);
+    EXPECT_EQ(requested(), "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway");
     EXPECT_EQ(routes(), Lines{});
 }
 
@@ -295,6 +301,9 @@ TEST_F(Routes, by_default_end_at_a_blank_at_either_end)
     char trailing[] = "10.9.0.2 ";
     EXPECT_EQ(lc_route_add_default("wan0", trailing), 0);
     EXPECT_EQ(routes(), defaults({"10.9.0.2"}));
+    char blank[] = " ";
+    EXPECT_EQ(lc_route_del_default("wan0", blank), 0);
+    EXPECT_EQ(routes(), defaults({"10.9.0.2"}));
 }
 
 TEST_F(Routes, by_default_leave_their_list_split)
@@ -303,6 +312,10 @@ TEST_F(Routes, by_default_leave_their_list_split)
     EXPECT_EQ(lc_route_add_default("wan0", gateways), 0);
     EXPECT_EQ(std::string(gateways, sizeof(gateways) - 1),
               std::string("10.9.0.2\00010.9.0.3\0\00010.9.0.4 10.9.0.5", sizeof(gateways) - 1));
+    char deleted[] = "10.9.0.2 10.9.0.3";
+    EXPECT_EQ(lc_route_del_default("wan0", deleted), 0);
+    EXPECT_EQ(std::string(deleted, sizeof(deleted) - 1),
+              std::string("10.9.0.2\00010.9.0.3", sizeof(deleted) - 1));
 }
 
 TEST_F(Routes, by_default_that_cannot_be_made_do_not_end_the_list)

@@ -1,5 +1,6 @@
 // The calls of libc under the library's names, and what counts as an address.
 #include "lc_network.h"
+#include "support/interpose.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,8 @@
 #include <unistd.h>
 
 namespace {
+
+int g_backlog = -1; // that was asked for last
 
 sockaddr_in loopback(in_port_t port)
 {
@@ -25,13 +28,20 @@ const sockaddr *as_socket_address(const sockaddr_in &address)
 
 } // namespace
 
+int listen(int fd, int backlog) noexcept
+{
+    g_backlog = backlog;
+    return testing_support::next_definition<int(int, int)>("listen")(fd, backlog);
+}
+
 TEST(Socket, is_bound_listens_accepts_and_connects)
 {
     const int listener = lc_socket(AF_INET, SOCK_STREAM, 0);
     ASSERT_GE(listener, 0);
     sockaddr_in address = loopback(0);
     ASSERT_EQ(lc_bind(listener, as_socket_address(address), sizeof(address)), 0);
-    ASSERT_EQ(lc_listen(listener, 1), 0);
+    ASSERT_EQ(lc_listen(listener, 17), 0);
+    EXPECT_EQ(g_backlog, 17);
     socklen_t size = sizeof(address);
     ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr *>(&address), &size), 0);
 
@@ -72,6 +82,8 @@ TEST(Socket, calls_give_the_systems_own_errors)
     errno = 0;
     EXPECT_EQ(lc_socket(-1, SOCK_STREAM, 0), -1);
     EXPECT_EQ(errno, EAFNOSUPPORT);
+    EXPECT_EQ(lc_socket(AF_INET, SOCK_DGRAM, IPPROTO_TCP), -1);
+    EXPECT_EQ(errno, EPROTONOSUPPORT);
     EXPECT_EQ(lc_bind(-1, as_socket_address(nobody), sizeof(nobody)), -1);
     EXPECT_EQ(errno, EBADF);
     errno = 0;
@@ -83,6 +95,8 @@ TEST(Socket, calls_give_the_systems_own_errors)
 
     const int fd = lc_socket(AF_INET, SOCK_STREAM, 0);
     EXPECT_EQ(lc_bind(fd, as_socket_address(nobody), 3), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(lc_connect(fd, as_socket_address(nobody), 3), -1);
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(lc_connect(fd, as_socket_address(nobody), sizeof(nobody)), -1);
     EXPECT_EQ(errno, ECONNREFUSED);
@@ -142,8 +156,9 @@ TEST(ValidIp, begins_with_four_numbers_and_is_an_address_to_libc)
     for (const char *text : {"1.2.3.4", "0.0.0.0", "255.255.255.255", "10.9.0.02"}) {
         EXPECT_EQ(is_valid_ip(text), 1) << text;
     }
-    for (const char *text : {"", "1.2.3", "1", "1.2.3.", ".1.2.3", "300.1.1.1", "1.2.3.256", "-1.2.3.4",
-                             "1.2.3.4.5", "1.2.3.-4", "a.b.c.d", "0x1.2.3.4", "::1", "localhost"}) {
+    for (const char *text :
+         {"", "1.2.3", "1", "1.2.3.", ".1.2.3", "300.1.1.1", "1.2.3.256", "-1.2.3.4", "1.2.3.4.5",
+          "1.2.3.-4", " 1.2.3.4", "1. 2.3.4", "a.b.c.d", "0x1.2.3.4", "::1", "localhost"}) {
         EXPECT_EQ(is_valid_ip(text), 0) << text;
     }
     EXPECT_EQ(is_valid_ip(nullptr), 0);

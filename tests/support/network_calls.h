@@ -44,7 +44,8 @@ struct NetworkCalls {
     unsigned long request = 0;
     int ioctls = 0;
     rtentry route = {};
-    std::string command; // of the last system
+    ifreq interface = {}; // as the last of the other requests had it
+    std::string command;  // of the last system
 };
 
 inline NetworkCalls g_network_calls;
@@ -130,6 +131,8 @@ int ioctl(int fd, unsigned long request, ...) noexcept
     g_network_calls.request = request;
     if (request == SIOCADDRT || request == SIOCDELRT) {
         g_network_calls.route = *static_cast<const rtentry *>(argument);
+    } else {
+        g_network_calls.interface = *static_cast<const ifreq *>(argument);
     }
     return takes_place(g_network_calls.fail.ioctl)
                ? next_definition<int(int, unsigned long, ...)>("ioctl")(fd, request, argument)
