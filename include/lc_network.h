@@ -24,8 +24,9 @@ LC_BEGIN_DECLS
 /* ---- Routes ---- */
 
 /* Adds or deletes an IPv4 route. dst, gw, mask: dotted quads, each may be NULL for 0.0.0.0. A gateway
- * makes it a route over that, the mask 255.255.255.255 a host's. Returns 0, the errno of the
- * failed call, EINVAL for a text that is no address, or ENODEV for a name that is too long. */
+ * makes it a route over that, the mask 255.255.255.255 a host's. metric: as the kernel's call counts,
+ * one more than is shown; 0 for none and, when deleting, for any. Returns 0, the errno of the failed
+ * call, EINVAL for a text that is no address, or ENODEV for a name that is too long. */
 LC_API int lc_route_add(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 LC_API int lc_route_del(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 

@@ -33,7 +33,9 @@ in_addr_t address_in(const sockaddr &address)
     return copy.sin_addr.s_addr;
 }
 
-int change_route(unsigned long request, const char *dev, int metric, const char *dst, const char *gw,
+enum class Change { kAdd, kDelete };
+
+int change_route(Change change, const char *dev, int metric, const char *dst, const char *gw,
                  const char *mask)
 {
     const Fd fd{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
@@ -60,10 +62,10 @@ int change_route(unsigned long request, const char *dev, int metric, const char 
         }
         route.rt_dev = name;
     }
-    return ioctl(fd.get(), request, &route) == 0 ? 0 : errno;
+    return ioctl(fd.get(), change == Change::kAdd ? SIOCADDRT : SIOCDELRT, &route) == 0 ? 0 : errno;
 }
 
-int change_defaults(unsigned long request, const char *dev, char *gateways)
+int change_defaults(Change change, const char *dev, char *gateways)
 {
     if (gateways == nullptr || *gateways == '\0') {
         return -1;
@@ -72,7 +74,7 @@ int change_defaults(unsigned long request, const char *dev, char *gateways)
         if (*gateway == '\0') {
             break;
         }
-        change_route(request, dev, 0, kAny, gateway, kAny);
+        change_route(change, dev, 0, kAny, gateway, kAny);
     }
     return 0;
 }
@@ -84,20 +86,20 @@ using namespace lterouter;
 
 int lc_route_add(const char *dev, int metric, const char *dst, const char *gw, const char *mask)
 {
-    return change_route(SIOCADDRT, dev, metric, dst, gw, mask);
+    return change_route(Change::kAdd, dev, metric, dst, gw, mask);
 }
 
 int lc_route_del(const char *dev, int metric, const char *dst, const char *gw, const char *mask)
 {
-    return change_route(SIOCDELRT, dev, metric, dst, gw, mask);
+    return change_route(Change::kDelete, dev, metric, dst, gw, mask);
 }
 
 int lc_route_add_default(const char *dev, char *gateways)
 {
-    return change_defaults(SIOCADDRT, dev, gateways);
+    return change_defaults(Change::kAdd, dev, gateways);
 }
 
 int lc_route_del_default(const char *dev, char *gateways)
 {
-    return change_defaults(SIOCDELRT, dev, gateways);
+    return change_defaults(Change::kDelete, dev, gateways);
 }

@@ -450,6 +450,7 @@ static uint32_t hold(ipc_msg_hdr *msg, uint32_t len)
 
 static void datagram_is_read_past_the_receive_thread(void)
 {
+    const ipc_msg_hdr wrong_length = {IPC_MSG_TYPE_ASYNC, TEXT, 5, 0};
     answer out;
     ipc_addr sender;
     char byte = 'x';
@@ -473,6 +474,13 @@ static void datagram_is_read_past_the_receive_thread(void)
     memset(&out, 0, sizeof(out));
     out.length = 4;
     CHECK_INT(ipc_diag_msg_receive(&out, &out.length, &sender), IPC_ERR_TOO_SMALL);
+    CHECK_INT(out.length, 4);
+    CHECK_TEXT(out.body, "0123");
+
+    CHECK_INT(
+        sendto(plain_fd, &wrong_length, 16, 0, (const struct sockaddr *)&self.sock, sizeof(self.sock)),
+        16);
+    CHECK_INT(ipc_diag_msg_receive(&out, &out.length, &sender), IPC_ERR_LENGTH);
     CHECK_INT(out.length, 4);
     CHECK_TEXT(out.body, "0123");
     CHECK_INT(ipc_diag_msg_receive(NULL, &out.length, &sender), IPC_ERR_PARAM);

@@ -1,4 +1,5 @@
 #include "support/counted_memory.h"
+#include "support/error_log.h"
 
 #include "lc_hashtab.h"
 
@@ -13,7 +14,10 @@ namespace {
 struct Calls {
     int hashes = 0;
     int compares = 0;
-    const lc_hashtab *table = nullptr; // that the last of them was given
+    // What the last of them was given.
+    const lc_hashtab *table = nullptr;
+    const void *key = nullptr;
+    const void *entry_key = nullptr;
 };
 Calls g_calls;
 
@@ -30,6 +34,8 @@ int by_text(lc_hashtab *table, const void *key, const void *entry_key)
 {
     ++g_calls.compares;
     g_calls.table = table;
+    g_calls.key = key;
+    g_calls.entry_key = entry_key;
     return strcmp(static_cast<const char *>(key), static_cast<const char *>(entry_key));
 }
 
@@ -237,16 +243,36 @@ TEST_F(HashTable, refusal_allocates_nothing)
     EXPECT_TRUE(memory().take().empty());
 }
 
+TEST_F(HashTable, refusal_says_nothing_in_the_log)
+{
+    ErrorLog log;
+    make(2);
+    ASSERT_EQ(insert("a"), 0);
+    EXPECT_EQ(insert("a"), -1);
+    memory().fail_nth(1);
+    EXPECT_EQ(insert("b"), -1);
+    ASSERT_EQ(insert("b"), 0);
+    EXPECT_EQ(insert("c"), -1);
+    EXPECT_EQ(lc_hashtab_insert(nullptr, word("a"), word("a")), -1);
+    EXPECT_EQ(lc_hashtab_create(length, by_text, 0), nullptr);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
 TEST_F(HashTable, functions_are_given_the_table_and_the_key_first)
 {
     make(4);
     ASSERT_EQ(insert("b"), 0);
     EXPECT_EQ(g_calls.table, table_);
     g_calls = {};
-    ASSERT_EQ(insert("a"), 0); // in front: "a" sorts before the entry's key, not the other way round
+    ASSERT_EQ(insert("a"), 0);
     EXPECT_EQ(g_calls.hashes, 1);
     EXPECT_EQ(g_calls.compares, 1);
     EXPECT_EQ(g_calls.table, table_);
+    EXPECT_STREQ(text(g_calls.key), "a");
+    EXPECT_STREQ(text(g_calls.entry_key), "b");
+    EXPECT_EQ(lc_hashtab_search(table_, "0"), nullptr);
+    EXPECT_STREQ(text(g_calls.key), "0");
+    EXPECT_STREQ(text(g_calls.entry_key), "a");
     EXPECT_EQ(content(table_), (Visits{"a=a", "b=b"}));
 }
 

@@ -54,7 +54,7 @@ TEST_F(TimerExpiry, timer_shorter_than_a_tick_goes_before_others_and_delays_none
 
 TEST_F(TimerExpiry, timers_shorter_than_a_tick_fire_one_a_tick)
 {
-    for (const uintptr_t arg : {1, 2, 3}) {
+    for (const uintptr_t arg : {1U, 2U, 3U}) {
         started(0, kOnce, arg);
     }
     started(50, kOnce, 4);

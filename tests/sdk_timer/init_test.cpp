@@ -77,6 +77,7 @@ TEST(TimerInit, before_it_start_gives_1)
     EXPECT_EQ(start_timer(&descriptor, &id), TIMER_ERR_NOT_INIT);
     EXPECT_EQ(id.node, 0U);
     EXPECT_EQ(id.stamp, 0U);
+    EXPECT_EQ(descriptor.interval, 120U);
     EXPECT_EQ(log.lines(), Lines{from_timer("gp_timer_list is NULL\n")});
 }
 
@@ -100,10 +101,12 @@ TEST(TimerInit, before_it_stop_and_exist_give_1)
 
 TEST(TimerInit, before_it_query_gives_1_and_leaves_the_counts)
 {
+    ErrorLog log;
     uint32_t words[2] = {7, 8};
     EXPECT_EQ(query_timer(words), TIMER_ERR_NOT_INIT);
     EXPECT_EQ(words[0], 7U);
     EXPECT_EQ(words[1], 8U);
+    EXPECT_EQ(log.lines(), Lines{});
 }
 
 TEST(TimerInit, memory_belongs_to_the_timer_service_and_its_lists)

@@ -165,6 +165,17 @@ TEST_F(TimerStart, within_the_same_microsecond_old_ids_stay_stale)
     EXPECT_EQ(exists(id), TIMER_SUCCESS);
 }
 
+TEST_F(TimerStart, stamp_that_is_not_0_is_not_the_last_one_either)
+{
+    g_clock.stop_at(0xFFFFFFFF, 1);
+    const timer_id old = started(100);
+    ASSERT_EQ(stop(old), TIMER_SUCCESS);
+    const timer_id id = started(100);
+    EXPECT_EQ(id.node, old.node);
+    EXPECT_EQ(exists(old), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(exists(id), TIMER_SUCCESS);
+}
+
 TEST_F(TimerStart, node_parked_last_is_taken_first)
 {
     const timer_id one = started(100);
