@@ -16,6 +16,9 @@ constexpr int kWarmUp = 2000;
 constexpr int kSamples = 50000;
 constexpr double kGrowthSeconds = 0.5; // spent on each size; at least one run
 constexpr size_t kGrowthRuns = 100;
+constexpr double kRaceSeconds = 1; // spent on each size, by all together
+constexpr size_t kLeastRounds = 30;
+constexpr size_t kMostRounds = 500;
 
 double seconds_of(const Operation &operation)
 {
@@ -147,6 +150,61 @@ void Report::grow(const std::string &name, const std::vector<unsigned> &sizes,
         }
         fflush(stdout);
         before = seconds;
+    }
+}
+
+void Report::race(const Race &race)
+{
+    if (!json_) {
+        printf("%-32s %10s %10s %10s %10s %7s\n", (race.name + ", us").c_str(), "size", "median",
+               "99 %", "growth", "ratio");
+    }
+    const double clock = clock_seconds();
+    std::vector<Lap> laps(race.contenders.size());
+    for (const unsigned size : race.sizes) {
+        race.prepare(size);
+        const double batch = race.batch(size);
+        double total = 0;
+        for (size_t round = 0; round < kLeastRounds || (total < kRaceSeconds && round < kMostRounds);
+             ++round) {
+            for (size_t i = 0; i < laps.size(); ++i) {
+                const Contender &contender = race.contenders[i];
+                contender.reset();
+                const double timed = seconds_of(contender.operation) - clock;
+                const double seconds = contender.seconds ? contender.seconds() : timed;
+                total += seconds;
+                laps[i].seconds.push_back(seconds / batch);
+            }
+        }
+        show(race, size, &laps);
+    }
+}
+
+// Leaves the laps ready for the next size.
+void Report::show(const Race &race, unsigned size, std::vector<Lap> *laps)
+{
+    const double ours = quantile(laps->front().seconds, 0.5);
+    for (size_t i = 0; i < laps->size(); ++i) {
+        auto &[seconds, before] = (*laps)[i];
+        const char *const name = race.contenders[i].name.c_str();
+        const double median = quantile(seconds, 0.5);
+        const double high = quantile(seconds, 0.99);
+        const double ratio = ours / median;
+        const bool missed = race.goal > 0 && ratio > race.goal;
+        missed_ = missed_ || missed;
+        if (json_) {
+            printf("{\"operation\":\"%s\",\"by\":\"%s\",\"size\":%u,\"median_us\":%.4f,"
+                   "\"p99_us\":%.4f,\"ratio\":%.3f,\"goal\":%.2f}\n",
+                   race.name.c_str(), name, size, microseconds(median), microseconds(high), ratio,
+                   race.goal);
+        } else {
+            printf("  %-30s %10u %10.4f %10.4f %9.1fx %7.2f%s\n", name, size, microseconds(median),
+                   microseconds(high), before > 0 ? median / before : 1, ratio,
+                   missed ? "  missed" : "");
+        }
+        fflush(stdout);
+        before = median;
+        seconds.clear();
     }
 }
 

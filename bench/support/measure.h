@@ -1,8 +1,8 @@
 // Measuring operations of the library: how much longer one takes than the same system calls made by
-// hand, and how the time of one grows.
+// hand or another library, and how the time of one grows.
 //
-// The process is pinned to one CPU. The two sides of a comparison are timed one operation at a time in
-// turns, so that whatever else the machine does meets both; the clock's own time is taken off.
+// The process is pinned to one CPU. The sides of a comparison are timed in turns, so that whatever else
+// the machine does meets all of them; the clock's own time is taken off.
 #pragma once
 
 #include <functional>
@@ -21,10 +21,22 @@ struct Comparison {
     double goal; // for the ratio of the medians
 };
 
-// What was done size times took so many seconds.
-struct Step {
-    unsigned size;
-    double seconds;
+// One of several that do the same.
+struct Contender {
+    std::string name;
+    Operation operation;
+    Operation reset = [] {}; // before each operation; not timed
+    // What the last operation took, where timing it would time changes of the thread too.
+    std::function<double()> seconds = nullptr;
+};
+
+struct Race {
+    std::string name;
+    std::vector<unsigned> sizes;
+    std::function<unsigned(unsigned size)> batch; // what one operation does so many times
+    std::function<void(unsigned size)> prepare;   // not timed
+    std::vector<Contender> contenders;            // the library first
+    double goal;                                  // for its ratio to each other; 0 for none
 };
 
 // Collects what a benchmark measures: a table on standard output, or with --json an object a line.
@@ -39,11 +51,21 @@ public:
     void grow(const std::string &name, const std::vector<unsigned> &sizes,
               const std::function<void(unsigned size)> &prepare, const Operation &operation);
 
+    // The time of one thing done, beside others, at each size.
+    void race(const Race &race);
+
     // For main: 1 when a goal was missed.
     int status() const { return missed_ ? 1 : 0; }
 
 private:
+    // What a contender took at one size, and at the size before: 0 at the first.
+    struct Lap {
+        std::vector<double> seconds;
+        double median_before;
+    };
+
     void show(const Comparison &comparison, std::vector<double> ours, std::vector<double> bare);
+    void show(const Race &race, unsigned size, std::vector<Lap> *laps);
 
     bool json_ = false;
     bool missed_ = false;
