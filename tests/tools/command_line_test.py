@@ -13,11 +13,14 @@ COMMANDS = [
     "pin enable PIN", "pin disable PIN", "pin change OLD NEW", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
     "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "upgrade IMAGE", "monitor",
+    "net route add DEV DST/LEN [via GATEWAY]", "net route del DEV DST/LEN [via GATEWAY]",
+    "net route default add DEV GATEWAY...", "net route default del DEV GATEWAY...", "net arp IP",
+    "net probe IP DEV", "net iface NAME",
     "ram get NAME", "ram set NAME VALUE", "ram list", "ram clear", "nv init", "nv fin", "nv get NAME",
     "nv set NAME VALUE", "nv list", "nv diff", "nv export FILE", "nv import FILE", "nv reset",
     "nv verify", "nv clear",
 ]
-GROUPS = ["", "pin", "apn", "sms", "ram", "nv"]
+GROUPS = ["", "pin", "apn", "sms", "net", "net route", "net route default", "ram", "nv"]
 
 
 def levels():

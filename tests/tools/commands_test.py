@@ -354,6 +354,7 @@ class Completion(unittest.TestCase):
     def test_commands_of_a_group(self):
         self.assertEqual(self.offered(support.ltectl_program, "pin", ""), ["change", "disable", "enable"])
         self.assertEqual(self.offered(support.ltectl_program, "nv", "i"), ["import", "init"])
+        self.assertEqual(self.offered(support.ltectl_program, "net", "route", ""), ["add", "default", "del"])
 
     def test_options_of_a_command(self):
         self.assertEqual(self.offered(support.ltectl_program, "scan", "--t"), ["--timeout"])

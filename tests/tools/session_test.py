@@ -7,6 +7,7 @@ import subprocess
 import sys
 import unittest
 
+import cable
 import support
 
 MODEMSIM, HURRIED, README, SAMPLE = sys.argv[3:]
@@ -41,11 +42,7 @@ def comparable(output):
     return re.sub(r"^uptime .*$", "uptime", output, flags=re.M)
 
 
-class Session(support.NvTest):
-    REQUESTS = "What the modem can be asked for"
-    PARAMETERS = "Parameters that survive"
-    UPGRADE = "Upgrading the modem's firmware"
-
+class Session(support.ToolTest):
     def assert_happens(self, title, ltectl):
         self.assertGreater(len(session(title)), 2)
         for command, output in session(title):
@@ -53,6 +50,12 @@ class Session(support.NvTest):
                 result = run(ltectl, command)
                 self.assertEqual((result.returncode, result.stderr), (support.DONE, ""))
                 self.assertEqual(comparable(result.stdout), comparable(output))
+
+
+class Router(Session, support.NvTest):
+    REQUESTS = "What the modem can be asked for"
+    PARAMETERS = "Parameters that survive"
+    UPGRADE = "Upgrading the modem's firmware"
 
     def background(self, title, program):
         """The options of the program that the section has running."""
@@ -84,6 +87,12 @@ class Session(support.NvTest):
         self.start_wansim(*self.faults("wansim"))
         modem = support.Background(self, MODEMSIM, *self.faults("modemsim"))
         self.assertIn("ready", modem.out.next())
+
+
+class Network(Session, cable.CableTest):
+    def test_routes_and_neighbours(self):
+        self.meet()
+        self.assert_happens("Routes and neighbours", support.ltectl_program)
 
 
 if __name__ == "__main__":

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <getopt.h>
+#include <string_view>
 
 namespace lterouter::tools {
 namespace {
@@ -68,7 +69,7 @@ void print_commands(const Command *command, const char *group)
         snprintf(left, sizeof(left), "%s%s%s%s", group, command->name,
                  *command->operands == '\0' ? "" : " ", command->operands);
         if (command->children == nullptr) {
-            printf("  %-24s %s\n", left, command->help);
+            printf("  %-23s  %s\n", left, command->help);
         } else {
             snprintf(left, sizeof(left), "%s%s ", group, command->name);
             print_commands(command->children, left);
@@ -176,11 +177,16 @@ int parse_options(const Level &level, int argc, char **argv)
 
 // ---- Operands ----
 
+bool repeats_last(std::string_view summary) { return summary.ends_with("..."); }
+
 int check_operands(const Level &level, char *const *operands)
 {
     const char *summary = level.command.operands;
     for (; *operands != nullptr; ++operands) {
         if (*summary == '\0') {
+            if (repeats_last(level.command.operands)) {
+                return kDone;
+            }
             return fail(kUsage, "\"%s\" is one argument too many; see %s --help", *operands,
                         level.path);
         }
@@ -188,7 +194,7 @@ int check_operands(const Level &level, char *const *operands)
         summary += strspn(summary, " ");
     }
     if (*summary != '\0' && *summary != '[') {
-        const int length = static_cast<int>(strcspn(summary, " "));
+        const int length = static_cast<int>(strcspn(summary, " ].")); // without what marks it
         return fail(kUsage, "%.*s is missing; see %s --help", length, summary, level.path);
     }
     return kDone;

@@ -57,7 +57,8 @@ using Run = int (*)(char *const *operands);
 
 struct Command {
     const char *name = nullptr;
-    // As the usage line shows them, optional ones in brackets: "NAME [VALUE]". They fix the number.
+    // As the usage line shows them, optional ones in brackets: "NAME [VALUE]". They fix the number,
+    // unless the last one may be repeated: "NAME...".
     const char *operands = "";
     const char *help = nullptr;
     Run run = nullptr;

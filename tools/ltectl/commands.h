@@ -62,6 +62,19 @@ int led(char *const *operands);
 extern const Option kUpgradeOptions[];
 int upgrade(char *const *operands);
 
+// net.cpp
+extern const Option kNetProbeOptions[];
+int net_arp(char *const *operands);
+int net_probe(char *const *operands);
+int net_iface(char *const *operands);
+
+// net_route.cpp
+extern const Option kNetRouteOptions[];
+int net_route_add(char *const *operands);
+int net_route_del(char *const *operands);
+int net_default_add(char *const *operands);
+int net_default_del(char *const *operands);
+
 // ram.cpp
 int ram_get(char *const *operands);
 int ram_set(char *const *operands);

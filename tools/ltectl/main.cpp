@@ -7,6 +7,7 @@
 //   captured_output
 //             what the library prints on its own
 //   parameter what the commands of the two parameter stores have in common
+//   interface an interface as the kernel has it
 //   nv_file, nv_store, nv_import
 //             parameter files, copies and imports beyond what the library tells of them
 //   progress_bar
@@ -20,6 +21,51 @@
 
 namespace lterouter::tools {
 namespace {
+
+constexpr Command kNetDefaultCommands[] = {
+    {.name = "add",
+     .operands = "DEV GATEWAY...",
+     .help = "Add a default route over each gateway.",
+     .run = net_default_add},
+    {.name = "del",
+     .operands = "DEV GATEWAY...",
+     .help = "Delete the default route over each.",
+     .run = net_default_del},
+    {},
+};
+
+constexpr Command kNetRouteCommands[] = {
+    {.name = "add",
+     .operands = "DEV DST/LEN [via GATEWAY]",
+     .help = "Add a route.",
+     .run = net_route_add,
+     .options = kNetRouteOptions},
+    {.name = "del",
+     .operands = "DEV DST/LEN [via GATEWAY]",
+     .help = "Delete a route.",
+     .run = net_route_del,
+     .options = kNetRouteOptions},
+    {.name = "default", .help = "Default routes.", .children = kNetDefaultCommands},
+    {},
+};
+
+constexpr Command kNetCommands[] = {
+    {.name = "route", .help = "IPv4 routes.", .children = kNetRouteCommands},
+    {.name = "arp",
+     .operands = "IP",
+     .help = "Show a neighbour's hardware address, by the kernel's table.",
+     .run = net_arp},
+    {.name = "probe",
+     .operands = "IP DEV",
+     .help = "Ask a neighbour, over an interface, whether it is there.",
+     .run = net_probe,
+     .options = kNetProbeOptions},
+    {.name = "iface",
+     .operands = "NAME",
+     .help = "Show an interface's state and addresses.",
+     .run = net_iface},
+    {},
+};
 
 constexpr Command kRamCommands[] = {
     {.name = "get", .operands = "NAME", .help = "Show a parameter.", .run = ram_get},
@@ -161,6 +207,7 @@ constexpr Command kCommands[] = {
      .help = "Show link and interface events as they come.",
      .run = monitor,
      .options = kMonitorOptions},
+    {.name = "net", .help = "Routes, neighbours and interfaces.", .children = kNetCommands},
     {.name = "ram", .help = "The router's volatile parameters.", .children = kRamCommands},
     {.name = "nv", .help = "The router's persistent parameters.", .children = kNvCommands},
     {},

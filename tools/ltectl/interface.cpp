@@ -1,0 +1,77 @@
+#include "ltectl/interface.h"
+
+#include "common/program.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <net/if.h>
+#include <net/if_arp.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+// What the kernel is asked about one interface.
+class Questions {
+public:
+    explicit Questions(const char *name) : fd_(socket(AF_INET, SOCK_DGRAM, 0))
+    {
+        snprintf(request_.ifr_name, sizeof(request_.ifr_name), "%s", name);
+    }
+    ~Questions()
+    {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    Questions(const Questions &) = delete;
+    Questions &operator=(const Questions &) = delete;
+
+    // The answer stands in the request; null, with errno, when there is none. The question is a
+    // constant since each libc has its own type for it.
+    template <unsigned long Question> const ifreq *ask()
+    {
+        return ioctl(fd_, Question, &request_) == 0 ? &request_ : nullptr;
+    }
+
+private:
+    int fd_;
+    ifreq request_ = {};
+};
+
+} // namespace
+
+void format_mac(const uint8_t *mac, MacText &text)
+{
+    snprintf(text, sizeof(text), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3],
+             mac[4], mac[5]);
+}
+
+int read_interface(const char *name, Interface *interface)
+{
+    *interface = {};
+    Questions questions(name);
+    const ifreq *answer = questions.ask<SIOCGIFFLAGS>();
+    if (answer == nullptr) {
+        return errno == ENODEV ? fail(kFailed, "there is no interface \"%s\"", name)
+                               : fail(kFailed, "cannot read \"%s\": %s", name, strerror(errno));
+    }
+    interface->up = (answer->ifr_flags & IFF_UP) != 0;
+    answer = questions.ask<SIOCGIFHWADDR>();
+    if (answer != nullptr && answer->ifr_hwaddr.sa_family == ARPHRD_ETHER) {
+        interface->has_mac = true;
+        memcpy(interface->mac, answer->ifr_hwaddr.sa_data, sizeof(interface->mac));
+    }
+    answer = questions.ask<SIOCGIFADDR>();
+    if (answer != nullptr) {
+        interface->has_ip = true;
+        sockaddr_in address;
+        memcpy(&address, &answer->ifr_addr, sizeof(address));
+        interface->ip = address.sin_addr;
+    }
+    return kDone;
+}
+
+} // namespace lterouter::tools
