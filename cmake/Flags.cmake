@@ -1,14 +1,18 @@
 # What every target of the project is compiled and linked with, and the extra rules for code that
 # must run without the C++ run time.
 
+option(LTEROUTER_WERROR "Warnings are errors" ON)
+if(LTEROUTER_WERROR)
+    set(lterouter_werror -Werror)
+endif()
 add_compile_options(
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow ${lterouter_werror}
     -fstack-protector-strong)
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 add_link_options(-Wl,-z,relro,-z,now)
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    add_compile_options(-Wthread-safety)
+    add_compile_options(-Wthread-safety -Wthread-safety-beta) # beta: the order of locks
 endif()
 
 if(LTEROUTER_SANITIZE)

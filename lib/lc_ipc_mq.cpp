@@ -42,7 +42,7 @@ struct mq_mgt {
     Mutex lock;
     Condition not_full;
     Condition not_empty;
-    lc_list *mq_head PT_GUARDED_BY(lock);     // oldest first, high priority before ordinary
+    lc_list *mq_head GUARDED_BY(lock);        // oldest first, high priority before ordinary
     lc_list_node *last_high GUARDED_BY(lock); // the last high-priority node in mq_head, or null
 };
 
@@ -149,7 +149,8 @@ uint32_t message_id(const lc_list_node &node)
 }
 
 // Makes a queue record with its empty message list, and the node that is to carry it; empty on failure.
-Node make_queue(uint32_t capacity)
+// Nobody else has the record yet.
+Node make_queue(uint32_t capacity) NO_THREAD_SAFETY_ANALYSIS
 {
     Queue queue = mem::make<mq_mgt, MEM_OWNER_IPC>();
     if (queue == nullptr) {
@@ -344,7 +345,8 @@ void ipc_mq_destroy()
     g_mq_mgt_list = nullptr;
 }
 
-uint32_t mq_mgt_node_destroy(void *record)
+// Nobody else has the record any more.
+uint32_t mq_mgt_node_destroy(void *record) NO_THREAD_SAFETY_ANALYSIS
 {
     if (record == nullptr) {
         return IPC_SUCCESS;

@@ -18,7 +18,7 @@ Mutex g_registry_mutex;
 
 extern "C" {
 // Registrations in the order of their first subscriber. One stays when its last subscriber leaves.
-lc_list *g_reg_notify_list PT_GUARDED_BY(lterouter::g_registry_mutex) = nullptr;
+lc_list *g_reg_notify_list GUARDED_BY(lterouter::g_registry_mutex) = nullptr;
 }
 
 namespace lterouter {
@@ -155,13 +155,14 @@ Message make_word_message(uint32_t msg_id, uint32_t word)
 
 } // namespace
 
-bool create_registry()
+// Before the receive thread starts, and after it has ended.
+bool create_registry() NO_THREAD_SAFETY_ANALYSIS
 {
     g_reg_notify_list = lc_list_create();
     return g_reg_notify_list != nullptr || LC_FAIL(false, "Create list failed!\n");
 }
 
-void destroy_registry()
+void destroy_registry() NO_THREAD_SAFETY_ANALYSIS
 {
     lc_list_destroy(g_reg_notify_list, reg_notify_node_destroy);
     g_reg_notify_list = nullptr;

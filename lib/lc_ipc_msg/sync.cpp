@@ -19,7 +19,7 @@ Mutex g_waiters_mutex;
 } // namespace lterouter
 
 extern "C" {
-lc_list *g_sync_waitor_list PT_GUARDED_BY(lterouter::g_waiters_mutex) = nullptr;
+lc_list *g_sync_waitor_list GUARDED_BY(lterouter::g_waiters_mutex) = nullptr;
 }
 
 namespace lterouter {
@@ -27,11 +27,12 @@ namespace {
 
 struct sync_waitor {
     uint32_t session_id; // first: msg_id_match compares it
-    Mutex lock;
+    Mutex lock ACQUIRED_AFTER(g_waiters_mutex);
     Condition done;
     void *out_buff;
     uint32_t capacity; // of out_buff, header included
-    uint32_t received; // size of the response, 0 until it arrives; written under both locks
+    // Size of the response, 0 until it arrives. Written under both locks, read under either.
+    uint32_t received GUARDED_BY(lock);
 };
 static_assert(offsetof(sync_waitor, session_id) == 0);
 
@@ -86,6 +87,7 @@ uint32_t exchange(sync_waitor &waiter, const ipc_addr &to, const ipc_msg_hdr &re
 }
 
 uint32_t judge(const sync_waitor &waiter, uint32_t exchanged, uint32_t *out_len)
+    REQUIRES(g_waiters_mutex) NO_THREAD_SAFETY_ANALYSIS
 {
     if (exchanged == IPC_ERR_TIMEOUT) {
         return LC_FAIL(IPC_ERR_TIMEOUT, "Sending sync message timeout occured!\n");
@@ -102,13 +104,14 @@ uint32_t judge(const sync_waitor &waiter, uint32_t exchanged, uint32_t *out_len)
 
 } // namespace
 
-bool create_waiters()
+// Before the receive thread starts, and after it has ended.
+bool create_waiters() NO_THREAD_SAFETY_ANALYSIS
 {
     g_sync_waitor_list = lc_list_create();
     return g_sync_waitor_list != nullptr || LC_FAIL(false, "Create list failed!\n");
 }
 
-void destroy_waiters()
+void destroy_waiters() NO_THREAD_SAFETY_ANALYSIS
 {
     lc_list_destroy(g_sync_waitor_list, nullptr);
     g_sync_waitor_list = nullptr;

@@ -23,7 +23,7 @@ Mutex g_nv_mutex;
 // writable descriptor. Nothing depends on it, since creation neither excludes nor truncates and the
 // transfer has a lock of its own. A parameter that cannot be created is not reported: callers rely on 0
 // whenever the directory is there.
-uint32_t create_parameter(const char *path, const char *value, size_t size)
+uint32_t create_parameter(const char *path, const char *value, size_t size) REQUIRES(g_nv_mutex)
 {
     const Fd directory{open(NVMRAM_DIR, O_RDONLY | O_CLOEXEC)};
     if (!directory) {

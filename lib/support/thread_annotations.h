@@ -13,6 +13,7 @@
 #define PT_GUARDED_BY(mutex) LC_THREAD_ATTRIBUTE(pt_guarded_by(mutex))
 #define REQUIRES(...) LC_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) LC_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
+#define ACQUIRED_AFTER(...) LC_THREAD_ATTRIBUTE(acquired_after(__VA_ARGS__))
 #define ACQUIRE(...) LC_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) LC_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define NO_THREAD_SAFETY_ANALYSIS LC_THREAD_ATTRIBUTE(no_thread_safety_analysis)

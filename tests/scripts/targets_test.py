@@ -48,7 +48,7 @@ class UnknownTarget(unittest.TestCase):
                 self.assertRegex(result.stdout, rf"(?m)^  {target} ")
 
     def test_unknown_options_end_with_2(self):
-        for name in ("test", "build", "demo", "footprint", "cross-musl", "fuzz", "bench"):
+        for name in ("test", "build", "demo", "footprint", "cross-musl", "fuzz", "bench", "mutate"):
             result = script(name, "--no-such-option")
             self.assertEqual((name, result.returncode), (name, 2), result.stderr)
 
@@ -102,7 +102,7 @@ class MissingPackages(unittest.TestCase):
     def test_are_named(self):
         for target, package in (("mips", "qemu-user"), ("mips", "g++-mips-linux-gnu"), ("musl", "musl-tools"),
                                 ("mips-musl", "qemu-user"), ("valgrind", "valgrind"), ("native", "g++"),
-                                ("fuzz", "libclang-rt-14-dev")):
+                                ("fuzz", "libclang-rt-14-dev"), ("native", "spin"), ("lint", "cppcheck")):
             result = self.setup_without_rights(target)
             self.assertEqual((result.returncode, result.stdout), (1, ""))
             self.assertIn("setup: missing here, and only root can install them: ", result.stderr)
