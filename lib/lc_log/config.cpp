@@ -31,7 +31,7 @@ constexpr logconfig g_code_config[] = {
 char g_identity[sizeof("-2147483648") + LC_LOG_NAME_SIZE];
 
 // Reads one line as a text without its newline; what does not fit is read and dropped. False at the end
-// of file.
+// of file, and when reading fails: the part of a line could name another module.
 bool read_line(FILE *file, char (&line)[kLineSize])
 {
     size_t length = 0;
@@ -45,7 +45,7 @@ bool read_line(FILE *file, char (&line)[kLineSize])
         }
     }
     line[length] = '\0';
-    return true;
+    return ferror(file) == 0;
 }
 
 static_assert(sizeof(logconfig) == 40 && offsetof(logconfig, id) == 0);

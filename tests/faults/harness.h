@@ -1,0 +1,407 @@
+// Each call that a function of the library makes fails once.
+//
+// A scenario runs once untouched, which shows what it calls; then once for every one of these calls and
+// every way in which it can fail. Each run is a process of its own, so that what a failure damages is
+// seen in that run alone. What must come of a failure stands in the scenario's rules; where none
+// applies, the failure must not be seen: the same result, and no line that is not there otherwise.
+// After each run nothing may be left that was not there before it, and the same must work when another
+// thread does it, to which a lock that is still held would show.
+//
+// With FAULTS_PLAN in the environment nothing fails; a line for each scenario says what would.
+#pragma once
+
+#include "calls.h"
+
+#include "lc_log.h"
+#include "support/eventually.h"
+#include "support/syslog_listener.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <functional>
+#include <set>
+#include <sstream>
+#include <thread>
+
+namespace faults {
+
+using Lines = std::vector<std::string>;
+
+// What comes of a call that fails. In the result and the lines "%e" stands for the error's number, "%w"
+// for the wait status of a process that exits with it.
+struct Rule {
+    std::string call;
+    std::string result;       // one of several if divided by "|"; empty: as if it had not failed
+    Lines said = {};          // log and trace lines beside the usual
+    std::string subject = ""; // of the call: part of the file's name
+    int nth = 0;              // counted from 1; 0: any
+    std::vector<std::string> how = {}; // the names of the faults; none: any
+};
+
+struct Scenario {
+    std::string function;
+    std::string story = "";           // tells it from others of the same function
+    std::function<std::string()> act; // calls the function, and shows its result
+    std::vector<Rule> rules = {};     // the first that applies holds
+    std::function<void()> setup = [] {};
+    std::function<void()> undo = [] {};          // gives back what act was given
+    std::function<std::string()> next = nullptr; // in the place of a second setup, act and undo
+    Role role = Role::kCaller;
+    bool threads_count = false;
+    bool heap_counts = false;
+    bool unlogged = false; // without a log
+    bool stays = false;    // it leaves something for good
+    bool calls_nothing = false;
+    std::set<std::string> only = {}; // the calls that fail; none: all
+    bool calls_vary = false;         // in number, with time: only the first of each kind fails
+};
+
+inline std::string shown(const void *pointer) { return pointer == nullptr ? "null" : "set"; }
+template <typename Number> std::string shown(Number number) requires std::is_integral_v<Number>
+{
+    return std::to_string(number);
+}
+
+// ---- A run ----
+
+struct Resources {
+    std::multiset<std::string> descriptors;
+    size_t threads = 0;
+    int blocks = 0;
+
+    static Resources now()
+    {
+        Resources resources;
+        for (const std::string &fd : entries_of("/proc/self/fd")) {
+            resources.descriptors.insert(Subject(atoi(fd.c_str())).text);
+        }
+        resources.threads = entries_of("/proc/self/task").size();
+        resources.blocks = Blocks::count();
+        return resources;
+    }
+
+private:
+    static Lines entries_of(const char *path)
+    {
+        Lines names;
+        DIR *directory = opendir(path);
+        while (const dirent *entry = readdir(directory)) {
+            if (entry->d_name[0] != '.' && atoi(entry->d_name) != dirfd(directory)) {
+                names.push_back(entry->d_name);
+            }
+        }
+        closedir(directory);
+        return names;
+    }
+};
+
+// What was not given back; empty when all was.
+inline std::string left_since(const Resources &before)
+{
+    // A thread that has been joined or has ended may still be listed for a moment.
+    Resources now = Resources::now();
+    for (int tries = 0; now.threads > before.threads && tries < 100; ++tries) {
+        usleep(2000);
+        now = Resources::now();
+    }
+    std::ostringstream left;
+    for (const std::string &descriptor : before.descriptors) {
+        if (const auto found = now.descriptors.find(descriptor); found != now.descriptors.end()) {
+            now.descriptors.erase(found);
+        }
+    }
+    for (const std::string &descriptor : now.descriptors) {
+        left << "descriptor of " << descriptor << "; ";
+    }
+    if (now.threads > before.threads) {
+        left << now.threads - before.threads << " threads; ";
+    }
+    if (now.blocks > before.blocks) {
+        left << now.blocks - before.blocks << " blocks; ";
+    }
+    return left.str();
+}
+
+template <size_t Size> void leave(char (&to)[Size], const std::string &text)
+{
+    snprintf(to, Size, "%s", text.c_str());
+}
+
+// Its calls count, and what it says is kept.
+template <size_t Size> void watch(const std::function<std::string()> &act, char (&result)[Size])
+{
+    t_role = Role::kCaller;
+    g_open = true;
+    {
+        const std::string text = act();
+        const Quiet quiet;
+        leave(result, text);
+    }
+    g_open = false;
+    t_role = Role::kNone;
+}
+
+// For what a setup or undo makes the library do where its threads are to be known and hooks to work.
+template <typename Action> void inside(Action action)
+{
+    t_role = Role::kCaller;
+    g_open = true;
+    action();
+    g_open = false;
+    t_role = Role::kNone;
+}
+
+// The first thread that a sanitizer sees makes it start one of its own.
+inline void start_a_thread()
+{
+    std::thread([] {}).join();
+}
+
+inline void run_here(const Scenario &scenario)
+{
+    alarm(60);
+    dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+    start_a_thread();
+    g_counted_role = scenario.role;
+    g_threads_count = scenario.threads_count;
+    g_heap_counts = scenario.heap_counts;
+    for (const char *level : {"DEBUG", "ERROR"}) {
+        testing_support::switch_log("SC", level, !scenario.unlogged);
+    }
+    if (!scenario.unlogged) {
+        log_init(0);
+    }
+    Resources before = Resources::now();
+    scenario.setup();
+    if (scenario.stays) {
+        before = Resources::now();
+    }
+    g_said.clear();
+    g_record->counting = true;
+    watch(scenario.act, g_record->result);
+    g_record->counting = false;
+    std::ostringstream said;
+    for (const std::string &line : g_said) {
+        said << line << '\n';
+    }
+    leave(g_record->said, said.str());
+    scenario.undo();
+    leave(g_record->left, left_since(before));
+
+    std::thread([&scenario] {
+        if (scenario.next) {
+            watch(scenario.next, g_record->next);
+            return;
+        }
+        scenario.setup();
+        watch(scenario.act, g_record->next);
+        scenario.undo();
+    }).join();
+    g_record->complete = true;
+}
+
+struct Outcome {
+    std::string result;
+    Lines said;
+    std::string left;
+    std::string next;
+    std::string broken; // how the run ended, when not in order
+    bool fired = false;
+    std::vector<Event> events;
+};
+
+inline Outcome run(const Scenario &scenario, const Armed &armed)
+{
+    g_record->reset();
+    fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        g_armed = armed;
+        run_here(scenario);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    Outcome outcome = {g_record->result, {}, g_record->left, g_record->next, "", g_record->fired, {}};
+    if (WIFSIGNALED(status)) {
+        outcome.broken = WTERMSIG(status) == SIGALRM ? "it hangs" : strsignal(WTERMSIG(status));
+    } else if (status != 0 || !g_record->complete) {
+        outcome.broken = "it exits with " + std::to_string(WEXITSTATUS(status));
+    }
+    std::istringstream said(g_record->said);
+    for (std::string line; std::getline(said, line);) {
+        outcome.said.push_back(line);
+    }
+    const int events = g_record->event_count;
+    EXPECT_LE(events, static_cast<int>(std::size(g_record->events)));
+    outcome.events.assign(g_record->events, g_record->events + events);
+    return outcome;
+}
+
+// ---- Judging it ----
+
+inline std::string with_error(std::string text, const Fault &fault)
+{
+    const std::pair<const char *, int> numbers[] = {{"%e", fault.error}, {"%w", fault.error << 8}};
+    for (const auto &[mark, number] : numbers) {
+        for (size_t at; (at = text.find(mark)) != std::string::npos;) {
+            text.replace(at, 2, std::to_string(number));
+        }
+    }
+    return text;
+}
+
+// The lines beside the usual.
+inline Lines unusual(const Lines &said, Lines usual)
+{
+    Lines result;
+    for (const std::string &line : said) {
+        if (const auto found = std::find(usual.begin(), usual.end(), line); found != usual.end()) {
+            usual.erase(found);
+        } else {
+            result.push_back(line);
+        }
+    }
+    return result;
+}
+
+inline bool applies(const Rule &rule, const Armed &armed, const char *subject)
+{
+    return rule.call == armed.call->name &&
+           std::string(subject).find(rule.subject) != std::string::npos &&
+           (rule.nth == 0 || rule.nth == armed.nth) &&
+           (rule.how.empty() ||
+            std::find(rule.how.begin(), rule.how.end(), armed.fault.name()) != rule.how.end());
+}
+
+inline void judge(const Scenario &scenario, const Outcome &usual, const Armed &armed,
+                  const char *subject)
+{
+    const Outcome outcome = run(scenario, armed);
+    ASSERT_EQ(outcome.broken, "");
+    ASSERT_TRUE(outcome.fired) << "the call was not made again";
+
+    const auto rule = std::find_if(scenario.rules.begin(), scenario.rules.end(),
+                                   [&](const Rule &one) { return applies(one, armed, subject); });
+    const bool ruled = rule != scenario.rules.end();
+    Lines results;
+    std::istringstream allowed((ruled && !rule->result.empty() ? rule->result : usual.result) + "|");
+    for (std::string result; std::getline(allowed, result, '|');) {
+        results.push_back(with_error(result, armed.fault));
+    }
+    EXPECT_TRUE(std::find(results.begin(), results.end(), outcome.result) != results.end())
+        << "result " << outcome.result << " instead of " << results.at(0);
+    Lines said;
+    for (const std::string &line : ruled ? rule->said : Lines()) {
+        said.push_back(with_error(line, armed.fault));
+    }
+    EXPECT_EQ(unusual(outcome.said, usual.said), said);
+    EXPECT_EQ(outcome.left, outcome.result == usual.result ? usual.left : "");
+    EXPECT_EQ(outcome.next, usual.next) << "afterwards";
+}
+
+// The test of one scenario.
+class EveryCall : public testing::Test {
+public:
+    explicit EveryCall(const Scenario &scenario) : scenario_(scenario) {}
+
+private:
+    void TestBody() override
+    {
+        const Outcome usual = run(scenario_, {});
+        ASSERT_EQ(usual.broken, "") << "without a fault";
+        if (!scenario_.stays) {
+            EXPECT_EQ(usual.left, "") << "without a fault";
+        }
+        if (!scenario_.next) {
+            EXPECT_EQ(usual.next, usual.result) << "it is not the same twice";
+        }
+        EXPECT_EQ(usual.events.empty(), scenario_.calls_nothing);
+        const size_t faults = inject(usual, getenv("FAULTS_PLAN") == nullptr);
+        printf("FAULTS %s: %zu in %zu calls, usually \"%s\"\n", scenario_.function.c_str(), faults,
+               usual.events.size(), usual.result.c_str());
+    }
+
+    // How many faults there are; true: each takes place.
+    size_t inject(const Outcome &usual, bool really)
+    {
+        size_t faults = 0;
+        std::map<int, int> counts;
+        for (const Event &event : usual.events) {
+            const Call &call = *Call::all().at(static_cast<size_t>(event.call));
+            const int nth = ++counts[event.call];
+            if ((scenario_.calls_vary && nth > 1) ||
+                (!scenario_.only.empty() && scenario_.only.count(call.name) == 0)) {
+                continue;
+            }
+#ifdef SANITIZER_OWNS_HEAP
+            if (&call == &g_malloc) {
+                continue;
+            }
+#endif
+            for (const Fault &fault : call.faults) {
+                ++faults;
+                if (really) {
+                    SCOPED_TRACE(std::string(call.name) + " no. " + std::to_string(nth) + " (" +
+                                 event.subject + ") fails: " + fault.name());
+                    judge(scenario_, usual, {&call, nth, fault}, event.subject);
+                }
+            }
+        }
+        return faults;
+    }
+
+    const Scenario scenario_;
+};
+
+// Makes a test of each scenario, before main does its work.
+inline bool enlist(const std::vector<Scenario> &scenarios)
+{
+    for (const Scenario &scenario : scenarios) {
+        const std::string name =
+            scenario.function + (scenario.story.empty() ? "" : "_") + scenario.story;
+        testing::RegisterTest("every_call_of", name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                              [scenario]() -> testing::Test * { return new EveryCall(scenario); });
+    }
+    return true;
+}
+
+// A function that neither allocates nor calls the kernel, which is what its test says.
+inline Scenario calls_nothing(const char *function, std::function<std::string()> act)
+{
+    Scenario scenario{.function = function, .act = std::move(act)};
+    scenario.calls_nothing = true;
+    return scenario;
+}
+
+using Rules = std::vector<Rule>;
+
+inline Rules operator+(Rules some, const Rules &more)
+{
+    some.insert(some.end(), more.begin(), more.end());
+    return some;
+}
+
+// Says what the harness takes over and what it leaves alone, for the check against the library.
+class CallNames : public testing::Environment {
+    void TearDown() override
+    {
+        if (getenv("FAULTS_PLAN") == nullptr) {
+            return;
+        }
+        for (const Call *call : Call::all()) {
+            printf("KNOWN %s\n", call->name);
+        }
+        for (const char *name : kOtherNames) {
+            printf("KNOWN %s\n", name);
+        }
+        for (const char *name : kCannotFail) {
+            printf("KNOWN %s\n", name);
+        }
+    }
+};
+inline testing::Environment *const g_call_names = testing::AddGlobalTestEnvironment(new CallNames);
+
+} // namespace faults

@@ -1,0 +1,117 @@
+// Counts the blocks that a run takes from the heap and does not give back, and makes an allocation
+// fail. Under a sanitizer, which owns the heap, blocks are counted by its hooks and nothing fails.
+#pragma once
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <mutex>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define SANITIZER_OWNS_HEAP
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SANITIZER_OWNS_HEAP
+#endif
+
+namespace faults {
+
+// Whether what this thread takes now is to be counted; true where it is to fail. Neither may allocate.
+bool heap_is_watched();
+bool heap_fails(const char *call);
+
+// The blocks taken while watched and not freed since. No memory of its own: it is called by malloc.
+class Blocks {
+public:
+    static void took(const volatile void *block)
+    {
+        if (block == nullptr || !heap_is_watched()) {
+            return;
+        }
+        const Lock lock;
+        for (const volatile void *&slot : blocks_) {
+            if (slot == nullptr) {
+                slot = block;
+                ++used_;
+                count_ = used_;
+                return;
+            }
+        }
+    }
+    static void gave(const volatile void *block)
+    {
+        if (block == nullptr || used_ == 0) {
+            return;
+        }
+        const Lock lock;
+        for (const volatile void *&slot : blocks_) {
+            if (slot == block) {
+                slot = nullptr;
+                --used_;
+                count_ = used_;
+                return;
+            }
+        }
+    }
+    static int count() { return used_; }
+    __attribute__((no_sanitize("thread"))) static bool any() { return count_ != 0; }
+
+private:
+    struct Lock {
+        Lock()
+        {
+            while (busy_.test_and_set(std::memory_order_acquire)) {
+            }
+        }
+        ~Lock() { busy_.clear(std::memory_order_release); }
+    };
+    static inline std::atomic_flag busy_;
+    static inline std::atomic<int> used_{0};
+    static inline volatile int count_ = 0; // the same, to be looked at without a check
+    static inline const volatile void *blocks_[256] = {};
+};
+
+} // namespace faults
+
+#ifndef SANITIZER_OWNS_HEAP
+
+extern "C" {
+void *__libc_malloc(size_t size);
+void *__libc_calloc(size_t count, size_t size);
+void *__libc_realloc(void *block, size_t size);
+void __libc_free(void *block);
+
+void *malloc(size_t size)
+{
+    void *const block = faults::heap_fails("malloc") ? nullptr : __libc_malloc(size);
+    faults::Blocks::took(block);
+    return block;
+}
+
+void *calloc(size_t count, size_t size)
+{
+    void *const block = __libc_calloc(count, size);
+    faults::Blocks::took(block);
+    return block;
+}
+
+void *realloc(void *block, size_t size)
+{
+    if (faults::heap_fails("realloc")) {
+        return nullptr;
+    }
+    faults::Blocks::gave(block);
+    void *const grown = __libc_realloc(block, size);
+    faults::Blocks::took(grown);
+    return grown;
+}
+
+void free(void *block)
+{
+    faults::Blocks::gave(block);
+    __libc_free(block);
+}
+}
+
+#endif
