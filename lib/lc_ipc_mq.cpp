@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <sys/time.h>
 
 using namespace lterouter;
@@ -363,9 +364,13 @@ uint32_t mq_mgt_node_destroy(void *record) NO_THREAD_SAFETY_ANALYSIS
 
 void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms)
 {
-    timeval now;
+    // A time_t of 32 bits ends in 2038. Where libc then gives no time, a deadline is one that has passed;
+    // what comes shortly before is no later than its end.
+    timeval now = {};
     gettimeofday(&now, nullptr);
-    abstime->tv_sec = now.tv_sec + static_cast<time_t>(timeout_ms / 1000);
+    if (__builtin_add_overflow(now.tv_sec, timeout_ms / 1000, &abstime->tv_sec)) {
+        abstime->tv_sec = std::numeric_limits<time_t>::max();
+    }
     // Without now.tv_usec, on purpose: the router's modules are tuned to deadlines of whole seconds.
     abstime->tv_nsec = static_cast<long>(timeout_ms % 1000) * 1'000'000L;
 }

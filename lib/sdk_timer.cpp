@@ -187,8 +187,10 @@ lc_list_node *build_node(const char *no_entry, const char *no_node)
 uint32_t creation_stamp(uint32_t last)
 {
     timeval now;
-    gettimeofday(&now, nullptr);
-    uint32_t stamp = static_cast<uint32_t>(now.tv_sec) + static_cast<uint32_t>(now.tv_usec);
+    uint32_t stamp = last + 1; // libc gives no time when time_t has too few bits for it
+    if (gettimeofday(&now, nullptr) == 0) {
+        stamp = static_cast<uint32_t>(now.tv_sec) + static_cast<uint32_t>(now.tv_usec);
+    }
     while (stamp == 0 || stamp == last) {
         ++stamp;
     }

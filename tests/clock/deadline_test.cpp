@@ -1,0 +1,62 @@
+// Deadlines when the wall clock is at its end, or past it: on a machine whose time_t has 32 bits, libc
+// gives no time from 2038 on.
+
+#include "lc_ipc_mq.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <sys/time.h>
+
+namespace {
+
+std::optional<time_t> g_now; // nothing: libc has no time to give
+
+// What is called next finds a stack full of what somebody else left there.
+[[gnu::noinline]] void leave_remains()
+{
+    volatile unsigned char remains[4096];
+    for (volatile unsigned char &byte : remains) {
+        byte = 0x5A;
+    }
+}
+
+timespec deadline_after(uint32_t timeout_ms)
+{
+    timespec deadline = {-1, -1};
+    leave_remains();
+    mkcondtimeout(&deadline, timeout_ms);
+    return deadline;
+}
+
+} // namespace
+
+extern "C" int gettimeofday(timeval *__restrict now, void *__restrict) noexcept
+{
+    if (!g_now) {
+        errno = EOVERFLOW;
+        return -1;
+    }
+    *now = {*g_now, 999'999};
+    return 0;
+}
+
+TEST(Deadline, has_passed_when_the_clock_gives_no_time)
+{
+    g_now.reset();
+    const timespec deadline = deadline_after(400'500);
+    EXPECT_EQ(deadline.tv_sec, 400);
+    EXPECT_EQ(deadline.tv_nsec, 500'000'000);
+}
+
+TEST(Deadline, that_the_clock_cannot_show_is_the_last_that_it_can)
+{
+    constexpr time_t kLast = std::numeric_limits<time_t>::max();
+    g_now = kLast - 400;
+    EXPECT_EQ(deadline_after(400'000).tv_sec, kLast);
+    EXPECT_EQ(deadline_after(401'000).tv_sec, kLast);
+    EXPECT_EQ(deadline_after(UINT32_MAX).tv_sec, kLast);
+}
