@@ -4,9 +4,6 @@
 #include "parameter_text.h"
 #include "support.h"
 
-#include <algorithm>
-#include <memory>
-
 using namespace fuzzing;
 
 namespace {
@@ -23,9 +20,7 @@ struct Lookup {
 Lookup look_up(std::string_view lines, const std::string &name, uint32_t size)
 {
     while (!lines.empty()) {
-        // What one read takes: up to the line feed, or as much as its buffer holds.
-        std::string line(lines.substr(0, std::min<size_t>(lines.find('\n'), NV_LINE_SIZE - 2) + 1));
-        lines.remove_prefix(line.size());
+        std::string line = take_line(&lines, NV_LINE_SIZE);
         char *line_name;
         char *value;
         uint32_t bits;
@@ -54,9 +49,9 @@ Lookup expected_lookup(std::string_view file, const std::string &name, uint32_t 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const Input input(data, size);
-    const std::string_view first = input.rest.substr(0, input.rest.find('\n'));
-    const std::string name(first.substr(0, first.find('\0')));
-    std::string file(input.rest.substr(std::min(first.size() + 1, input.rest.size())));
+    std::string_view rest = input.rest;
+    const std::string name = take_first_line(&rest);
+    std::string file(rest);
     if (input.chooses(kRightChecksum)) {
         file = with_checksum(file);
     }
@@ -64,7 +59,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     const bool has_checksum = input.chooses(kHasChecksum);
     const uint32_t room = input.chooses(kSmallBuffer) ? 4 : NV_VALUE_MAX + 1;
-    const std::unique_ptr<char[]> buffer(new char[room]);
+    const Copy buffer(new char[room]);
     const Lookup expected = expected_lookup(file, name, room, has_checksum);
     require(nvm_parsefile(kPath, name.c_str(), buffer.get(), room, has_checksum) == expected.result,
             "the result is that of the lookup in memory");

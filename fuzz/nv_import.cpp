@@ -5,7 +5,6 @@
 #include "support.h"
 
 #include <array>
-#include <dirent.h>
 #include <sys/stat.h>
 
 using namespace fuzzing;
@@ -27,15 +26,6 @@ constexpr std::array<Declared, 4> kDeclared = {
     {{NV_IDENTITY_VERSION, 1, "1"}, {NV_IDENTITY_VARIANT, 1, "m"}, {"a", 1, "x"}, {"b", 2, "y"}}};
 
 std::string path_in(const char *folder, const char *name) { return std::string(folder) + name; }
-
-void empty_folder(const char *folder)
-{
-    DIR *directory = opendir(folder);
-    while (const dirent *entry = readdir(directory)) {
-        unlink(path_in(folder, entry->d_name).c_str());
-    }
-    closedir(directory);
-}
 
 size_t count_files(const char *folder)
 {

@@ -2,8 +2,6 @@
 #include "lc_nv.h"
 #include "support.h"
 
-#include <memory>
-
 using namespace fuzzing;
 
 namespace {
@@ -40,10 +38,7 @@ void check_parameter(std::string_view text, const char *line, const char *name, 
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    // To the byte, so that reading or writing beyond it is noticed.
-    const std::unique_ptr<char[]> line(new char[size + 1]);
-    memcpy(line.get(), data, size);
-    line[size] = '\0';
+    const Copy line = text_copy_of({reinterpret_cast<const char *>(data), size});
     const std::string text = line.get();
 
     char *name = nullptr;

@@ -4,7 +4,6 @@
 #include "lc_up.h"
 #include "support.h"
 
-#include <algorithm>
 #include <endian.h>
 #include <poll.h>
 #include <pty.h>
@@ -123,8 +122,6 @@ std::string_view answer_in(std::string_view script)
     }
     return {};
 }
-
-std::string text_of(std::string_view bytes) { return std::string(bytes.substr(0, bytes.find('\0'))); }
 
 std::string reply_in(std::string_view script)
 {
