@@ -265,15 +265,15 @@ uint32_t judge_size(const Bytes &bytes)
     return whole ? IPC_SUCCESS : IPC_ERR_LENGTH;
 }
 
-// from_self: by its socket, whoever else has the name.
-uint32_t expect_step(const Datagram &datagram, bool from_self)
+// sender: by its socket, whoever else has the name.
+uint32_t expect_step(const Datagram &datagram, int sender)
 {
     if (const uint32_t refusal = judge_size(datagram.bytes); refusal != IPC_SUCCESS) {
         return refusal;
     }
     const uint32_t id = word_at(datagram.bytes, 4);
     if (id == IPC_MSG_ID_STOP) {
-        const bool valid = from_self && datagram.bytes.size() == kHeader;
+        const bool valid = sender == kSelf && datagram.bytes.size() == kHeader;
         g_model.running = !valid;
         return valid ? IPC_SUCCESS : IPC_ERR_LENGTH;
     }
@@ -283,9 +283,9 @@ uint32_t expect_step(const Datagram &datagram, bool from_self)
     }
     switch (id) {
     case IPC_MSG_ID_REGISTER:
-        return expect_registered(datagram);
+        return sender != kLookalike ? expect_registered(datagram) : IPC_ERR_LENGTH;
     case IPC_MSG_ID_DEREGISTER:
-        return expect_deregistered(datagram);
+        return sender != kLookalike ? expect_deregistered(datagram) : IPC_ERR_LENGTH;
     default:
         return expect_queued(datagram);
     }
@@ -356,13 +356,13 @@ void check_registry()
     }
 }
 
-void run_step(const Datagram &datagram, bool from_self)
+void run_step(const Datagram &datagram, int sender)
 {
     g_current = &datagram;
     const ReceiveArgs args = {g_model.has_queue ? g_queue : nullptr,
                               g_model.has_handler ? handle : nullptr,
                               g_model.has_check ? accept : nullptr};
-    const uint32_t expected = expect_step(datagram, from_self);
+    const uint32_t expected = expect_step(datagram, sender);
     uint32_t running = 1;
     require(receive_message(args, &running) == expected, "a step has the right result");
     require((running == 1) == g_model.running, "only the endpoint stops itself");
@@ -399,7 +399,7 @@ void run_own()
     for (int round = 0; round < 4 && !g_model.own_socket.empty(); ++round) {
         const Datagram datagram = g_model.own_socket.front();
         g_model.own_socket.pop_front();
-        run_step(datagram, true);
+        run_step(datagram, kSelf);
     }
     for (; !g_model.own_socket.empty(); g_model.own_socket.pop_front()) {
         require(receive(g_parties[kSelf]) == g_model.own_socket.front().bytes,
@@ -430,7 +430,7 @@ void run_next()
     if ((how >> kToDiagnosis & 1) != 0) {
         run_diagnosis(datagram, high);
     } else {
-        run_step(datagram, sender == kSelf);
+        run_step(datagram, sender);
     }
     run_own();
 }

@@ -25,6 +25,14 @@ bool is_whole(const ipc_msg_hdr &header, size_t size)
     return size >= sizeof(header) && size <= IPC_MSG_MAX_SIZE && size - sizeof(header) == header.length;
 }
 
+// Whether the sender's name, in the abstract namespace, is bound without its padding. What is sent to
+// its record then reaches another socket, or none: answers would come back as requests.
+bool is_lookalike(const sockaddr_un &sender, socklen_t size)
+{
+    return size > offsetof(sockaddr_un, sun_path) && size < sizeof(sender) &&
+           sender.sun_path[0] == '\0';
+}
+
 } // namespace
 
 uint32_t read_datagram(Datagram *datagram)
@@ -56,6 +64,7 @@ uint32_t read_datagram(Datagram *datagram)
                        static_cast<unsigned long>(header.length));
     }
     datagram->size = static_cast<uint32_t>(size);
+    datagram->from_lookalike = is_lookalike(sender, sender_size);
     datagram->from_self = sender_size == sizeof(sender) && same_socket(sender, g_endpoint.common.sock);
     return IPC_SUCCESS;
 }
@@ -115,6 +124,16 @@ uint32_t hand_to_module(const ReceiveArgs &args, Received msg, uint32_t wanted)
     return IPC_SUCCESS;
 }
 
+// Neither registers another nor has it answered.
+uint32_t handle_registry_request(const ReceiveArgs &args, const Datagram &datagram, ipc_msg_hdr *msg)
+{
+    if (datagram.from_lookalike) {
+        return IPC_ERR_LENGTH;
+    }
+    return datagram.bytes->msg_id == IPC_MSG_ID_REGISTER ? handle_register(msg, args.reg_check)
+                                                         : handle_deregister(msg);
+}
+
 uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received msg)
 {
     uint32_t wanted = 0;
@@ -127,13 +146,13 @@ uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received ms
         return deliver_response(*datagram.bytes, datagram.size);
     }
     if (datagram.bytes->msg_id == IPC_MSG_ID_REGISTER) {
-        const uint32_t result = handle_register(msg.get(), args.reg_check);
+        const uint32_t result = handle_registry_request(args, datagram, msg.get());
         return result == IPC_SUCCESS ? result
                                      : LC_FAIL(result, "Handle register request failed!, sret=%lu.\n",
                                                static_cast<unsigned long>(result));
     }
     if (datagram.bytes->msg_id == IPC_MSG_ID_DEREGISTER) {
-        const uint32_t result = handle_deregister(msg.get());
+        const uint32_t result = handle_registry_request(args, datagram, msg.get());
         return result == IPC_SUCCESS ? result
                                      : LC_FAIL(result, "Handle deregister request failed!, sret=%lu.\n",
                                                static_cast<unsigned long>(result));

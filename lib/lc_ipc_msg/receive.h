@@ -20,6 +20,7 @@ struct Datagram {
     uint32_t size = 0;
     ipc_addr sender = {};
     bool from_self = false;
+    bool from_lookalike = false;
 };
 
 // Reads one datagram and checks its length.

@@ -16,6 +16,7 @@ namespace {
 
 constexpr uint32_t kTopic = 20;
 constexpr uint32_t kOtherTopic = 21;
+constexpr size_t kUnpaddedSize = offsetof(sockaddr_un, sun_path) + sizeof("peer"); // a zero before it
 
 std::atomic<uint32_t> g_checked{0}; // the identifier that was checked last
 std::atomic<uint32_t> g_accept{1};
@@ -302,6 +303,27 @@ TEST_F(Registry, a_request_from_a_socket_without_a_name_cannot_be_answered)
     deliver(nameless, register_request(kTopic, 77));
     EXPECT_EQ(log.lines(), (Lines{from_msg("Send failed!", EINVAL),
                                   from_msg("Send register response to client failed! sret=10.\n")}));
+}
+
+// The kernel takes a module's name without its padding for another name, while its record is the
+// module's: the answer, itself a request, would go to and fro between two modules for good.
+TEST_F(Registry, a_lookalike_of_a_module_neither_registers_it_nor_has_it_answered)
+{
+    for (const uint32_t type : {0U, 1U}) {
+        deliver(RawPeer(abstract_address("peer"), kUnpaddedSize), register_request(kTopic, 77, type));
+        notify();
+        EXPECT_EQ(received(peer), kNothing);
+        EXPECT_EQ(log.lines(), failed("register", IPC_ERR_LENGTH));
+    }
+}
+
+TEST_F(Registry, a_lookalike_of_a_subscriber_cannot_deregister_it)
+{
+    ASSERT_EQ(subscribe(peer), 0U);
+    deliver(RawPeer(abstract_address("peer"), kUnpaddedSize), deregister_request(kTopic));
+    EXPECT_EQ(log.lines(), failed("deregister", IPC_ERR_LENGTH));
+    notify();
+    EXPECT_EQ(received(peer), kOnce);
 }
 
 TEST_F(Registry, without_memory_for_the_answer_there_is_none)
