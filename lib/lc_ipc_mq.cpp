@@ -364,8 +364,8 @@ uint32_t mq_mgt_node_destroy(void *record) NO_THREAD_SAFETY_ANALYSIS
 
 void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms)
 {
-    // A time_t of 32 bits ends in 2038. Where libc then gives no time, a deadline is one that has passed;
-    // what comes shortly before is no later than its end.
+    // A time_t of 32 bits ends in 2038. Where libc then gives no time, a deadline is one that has
+    // passed; what comes shortly before is no later than its end.
     timeval now = {};
     gettimeofday(&now, nullptr);
     if (__builtin_add_overflow(now.tv_sec, timeout_ms / 1000, &abstime->tv_sec)) {
