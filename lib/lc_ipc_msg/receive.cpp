@@ -124,16 +124,6 @@ uint32_t hand_to_module(const ReceiveArgs &args, Received msg, uint32_t wanted)
     return IPC_SUCCESS;
 }
 
-// Neither registers another nor has it answered.
-uint32_t handle_registry_request(const ReceiveArgs &args, const Datagram &datagram, ipc_msg_hdr *msg)
-{
-    if (datagram.from_lookalike) {
-        return IPC_ERR_LENGTH;
-    }
-    return datagram.bytes->msg_id == IPC_MSG_ID_REGISTER ? handle_register(msg, args.reg_check)
-                                                         : handle_deregister(msg);
-}
-
 uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received msg)
 {
     uint32_t wanted = 0;
@@ -145,14 +135,16 @@ uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received ms
         msg.reset();
         return deliver_response(*datagram.bytes, datagram.size);
     }
+    // A lookalike neither registers or deregisters the other nor has it answered.
     if (datagram.bytes->msg_id == IPC_MSG_ID_REGISTER) {
-        const uint32_t result = handle_registry_request(args, datagram, msg.get());
+        const uint32_t result =
+            datagram.from_lookalike ? IPC_ERR_LENGTH : handle_register(msg.get(), args.reg_check);
         return result == IPC_SUCCESS ? result
                                      : LC_FAIL(result, "Handle register request failed!, sret=%lu.\n",
                                                static_cast<unsigned long>(result));
     }
     if (datagram.bytes->msg_id == IPC_MSG_ID_DEREGISTER) {
-        const uint32_t result = handle_registry_request(args, datagram, msg.get());
+        const uint32_t result = datagram.from_lookalike ? IPC_ERR_LENGTH : handle_deregister(msg.get());
         return result == IPC_SUCCESS ? result
                                      : LC_FAIL(result, "Handle deregister request failed!, sret=%lu.\n",
                                                static_cast<unsigned long>(result));
