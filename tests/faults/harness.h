@@ -74,7 +74,7 @@ struct Resources {
     static Resources now()
     {
         Resources resources;
-        for (const std::string &fd : entries_of("/proc/self/fd")) {
+        for (const std::string &fd : entries_of("/proc/self/fd", true)) {
             resources.descriptors.insert(Subject(atoi(fd.c_str())).text);
         }
         resources.threads = entries_of("/proc/self/task").size();
@@ -83,12 +83,14 @@ struct Resources {
     }
 
 private:
-    static Lines entries_of(const char *path)
+    // The descriptors' folder lists also the one that it is read by.
+    static Lines entries_of(const char *path, bool lists_itself = false)
     {
         Lines names;
         DIR *directory = opendir(path);
         while (const dirent *entry = readdir(directory)) {
-            if (entry->d_name[0] != '.' && atoi(entry->d_name) != dirfd(directory)) {
+            const bool is_itself = lists_itself && atoi(entry->d_name) == dirfd(directory);
+            if (entry->d_name[0] != '.' && !is_itself) {
                 names.push_back(entry->d_name);
             }
         }
