@@ -70,8 +70,10 @@ class SystemCalls(unittest.TestCase):
         requests = MANY - FEW
         for name in expected:
             self.assertEqual(calls[name], requests, f"{name} per {requests} requests")
+        # Whether the last thread's stack is unmapped before the end makes one call more or less.
+        spread = {"munmap": 1}
         others = {name: count for name, count in calls.items()
-                  if count and name not in expected and name not in UNCOUNTED}
+                  if name not in expected and name not in UNCOUNTED and abs(count) > spread.get(name, 0)}
         self.assertEqual(others, {})
 
     def test_the_client_sends_once_and_receives_once(self):
