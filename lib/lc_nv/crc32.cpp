@@ -1,51 +1,139 @@
 // The checksum of parameter files and upgrade images: the reflected CRC-32 without the usual inversion
 // before and after, since files and images in the field carry it so.
 //
-// Several bytes at a time, one table lookup for each: the lookups do not wait for each other, as they
-// would byte by byte.
+// Byte after byte, each look-up waits for the one before. Where memory for tables is no concern a word
+// is looked up at once, a table for each of its bytes, and of long data the words of several columns
+// side by side: each column has a checksum of its own until the last row, where they meet.
 
 #include "lc_nv.h"
+
+#include <array>
+#include <cstring>
+#include <endian.h>
 
 namespace lterouter {
 namespace {
 
-// Bytes at a time. A router has no room for more than one table, and its serial port no use for it.
-constexpr size_t kBlock = sizeof(uintptr_t) == 8 ? 8 : 1;
+// A router has no room for more than one table, and its serial port no use for it.
+constexpr bool kSideBySide = sizeof(uintptr_t) == 8;
 
-// entries[k][b]: what byte b does to the checksum when k more bytes of the block follow it.
-struct CrcTables {
-    uint32_t entries[kBlock][256];
+using Word = uint64_t;
+constexpr size_t kColumns = 4;
+constexpr size_t kRow = kColumns * sizeof(Word);
 
-    constexpr CrcTables() : entries()
+using Table = std::array<uint32_t, 256>;
+using Tables = std::array<Table, sizeof(Word)>; // for the bytes of a word, first to last
+
+// What a byte does to the checksum.
+constexpr Table make_table()
+{
+    Table table = {};
+    for (uint32_t byte = 0; byte < 256; ++byte) {
+        uint32_t crc = byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320U : 0);
+        }
+        table[byte] = crc;
+    }
+    return table;
+}
+
+constexpr Table kByte = make_table();
+static_assert(kByte[1] == 0x77073096U);
+
+// A byte taken into the checksum.
+constexpr uint32_t step(uint32_t crc, uint8_t byte) { return kByte[(crc ^ byte) & 0xFF] ^ (crc >> 8); }
+
+// What each byte of a word does to the checksum after so many bytes from the start of the word.
+constexpr Tables make_tables(size_t bytes)
+{
+    Tables tables = {};
+    Table table = kByte;
+    for (size_t after = 1; after <= bytes; ++after) {
+        if (bytes - after < sizeof(Word)) {
+            tables[bytes - after] = table;
+        }
+        for (uint32_t &crc : table) {
+            crc = step(crc, 0);
+        }
+    }
+    return tables;
+}
+
+constexpr Tables kWordTables = make_tables(sizeof(Word));
+constexpr Tables kRowTables = make_tables(kRow);
+
+// Its lowest byte is the first.
+Word load(const unsigned char *bytes)
+{
+    Word word;
+    memcpy(&word, bytes, sizeof(word));
+    return le64toh(word);
+}
+
+uint32_t look_up(const Tables &tables, Word word)
+{
+    uint32_t crc = 0;
+#pragma GCC unroll 8
+    for (size_t i = 0; i < sizeof(word); ++i) {
+        crc ^= tables[i][(word >> (8 * i)) & 0xFF];
+    }
+    return crc;
+}
+
+struct Rest {
+    const unsigned char *bytes;
+    size_t length;
+
+    const unsigned char *take(size_t count)
     {
-        for (uint32_t byte = 0; byte < 256; ++byte) {
-            uint32_t crc = byte;
-            for (int bit = 0; bit < 8; ++bit) {
-                crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320U : 0);
-            }
-            entries[0][byte] = crc;
-        }
-        for (size_t k = 1; k < kBlock; ++k) {
-            for (uint32_t byte = 0; byte < 256; ++byte) {
-                const uint32_t before = entries[k - 1][byte];
-                entries[k][byte] = entries[0][before & 0xFF] ^ (before >> 8);
-            }
-        }
+        length -= count;
+        bytes += count;
+        return bytes - count;
     }
 };
 
-constexpr CrcTables kTables;
-static_assert(kTables.entries[0][1] == 0x77073096U);
+using Row = std::array<Word, kColumns>;
 
-// The first four bytes meet the checksum so far.
-uint32_t update_block(uint32_t crc, const unsigned char *bytes)
+Row load_row(const unsigned char *bytes)
 {
-    uint32_t result = kBlock < sizeof(crc) ? crc >> (8 * kBlock) : 0;
-    for (size_t i = 0; i < kBlock; ++i) {
-        const uint32_t met = i < sizeof(crc) ? crc >> (8 * i) : 0;
-        result ^= kTables.entries[kBlock - 1 - i][(met ^ bytes[i]) & 0xFF];
+    Row row;
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kColumns; ++i) {
+        row[i] = load(bytes + i * sizeof(Word));
     }
-    return result;
+    return row;
+}
+
+// Byte by byte of all words: none of a row's look-ups waits for another.
+void update_columns(std::array<uint32_t, kColumns> &columns, Row row)
+{
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kColumns; ++i) {
+        row[i] ^= columns[i];
+        columns[i] = 0;
+    }
+#pragma GCC unroll 8
+    for (size_t k = 0; k < sizeof(Word); ++k) {
+#pragma GCC unroll 8
+        for (size_t i = 0; i < kColumns; ++i) {
+            columns[i] ^= kRowTables[k][(row[i] >> (8 * k)) & 0xFF];
+        }
+    }
+}
+
+// The rest is two rows at least.
+uint32_t update_rows(uint32_t crc, Rest &rest)
+{
+    std::array<uint32_t, kColumns> columns = {crc};
+    while (rest.length >= 2 * kRow) {
+        update_columns(columns, load_row(rest.take(kRow)));
+    }
+    crc = 0;
+    for (const uint32_t column : columns) {
+        crc = look_up(kWordTables, load(rest.take(sizeof(Word))) ^ column ^ crc);
+    }
+    return crc;
 }
 
 } // namespace
@@ -55,12 +143,17 @@ using namespace lterouter;
 
 uint32_t nv_crc32_update(uint32_t crc, const void *data, size_t length)
 {
-    const unsigned char *bytes = static_cast<const unsigned char *>(data);
-    for (; length >= kBlock; length -= kBlock, bytes += kBlock) {
-        crc = update_block(crc, bytes);
+    Rest rest = {static_cast<const unsigned char *>(data), length};
+    if (kSideBySide) {
+        if (rest.length >= 2 * kRow) {
+            crc = update_rows(crc, rest);
+        }
+        while (rest.length >= sizeof(Word)) {
+            crc = look_up(kWordTables, load(rest.take(sizeof(Word))) ^ crc);
+        }
     }
-    for (; length != 0; --length, ++bytes) {
-        crc = kTables.entries[0][(crc ^ *bytes) & 0xFF] ^ (crc >> 8);
+    while (rest.length != 0) {
+        crc = step(crc, *rest.take(1));
     }
     return crc;
 }

@@ -62,3 +62,19 @@ TEST(Checksum, may_be_run_in_pieces_and_from_any_address)
         EXPECT_EQ(nv_crc32_update(crc, bytes.data() + first, bytes.size() - first), whole) << first;
     }
 }
+
+TEST(Checksum, of_any_length)
+{
+    std::string bytes;
+    for (uint32_t i = 0; i < 400; ++i) {
+        bytes += static_cast<char>(i * i * 7 + i / 3);
+    }
+    for (size_t start = 0; start < sizeof(uintptr_t); ++start) {
+        for (size_t length = 0; start + length <= bytes.size(); ++length) {
+            const std::string part = bytes.substr(start, length);
+            ASSERT_EQ(nv_crc32_update(0x12345678, bytes.data() + start, length),
+                      bit_by_bit(0x12345678, part))
+                << length << " bytes from " << start;
+        }
+    }
+}
