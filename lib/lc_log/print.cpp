@@ -13,7 +13,7 @@
 namespace lterouter {
 namespace {
 
-constexpr char kFlagPrefix[] = "/tmp/.LC_DEBUG_FLAG";
+#define FLAG_PREFIX "/tmp/.LC_DEBUG_FLAG"
 
 struct Level {
     const char *name;
@@ -26,28 +26,15 @@ constexpr Level kLevels[] = {
     {"ERROR", LOG_ERR},
 };
 
-// Empty until the process has named its module; written before other threads start, then only read.
-char g_module_name[LC_LOG_NAME_SIZE];
+// The flag file of each level, named once: every message looks for one. Empty until the process has
+// named its module; written before other threads start, then only read.
+char g_flag_files[std::size(kLevels)][sizeof(FLAG_PREFIX) + LC_LOG_NAME_SIZE + sizeof("_DEBUG")];
 
 // Leaves errno as it was: the message may print it with %m.
 bool exists(const char *path)
 {
     const ErrnoGuard keep_errno;
     return access(path, F_OK) == 0;
-}
-
-bool switched_on(const Level &level)
-{
-    char path[sizeof(kFlagPrefix) + sizeof(g_module_name) + sizeof("_DEBUG")];
-    snprintf(path, sizeof(path), "%s_%s_%s", kFlagPrefix, g_module_name, level.name);
-    return exists(path);
-}
-
-bool time_wanted()
-{
-    char path[sizeof(kFlagPrefix) + sizeof("_TIME")];
-    snprintf(path, sizeof(path), "%s_TIME", kFlagPrefix);
-    return exists(path);
 }
 
 // First field of /proc/uptime. Not through stdio, whose buffer would be an allocation per message.
@@ -76,9 +63,15 @@ const char *with_uptime(const char *format, char (&buffer)[512])
 
 } // namespace
 
-bool log_has_module() { return g_module_name[0] != '\0'; }
+bool log_has_module() { return g_flag_files[0][0] != '\0'; }
 
-void log_set_module(const char *name) { snprintf(g_module_name, sizeof(g_module_name), "%s", name); }
+void log_set_module(const char *name)
+{
+    for (size_t level = 0; level < std::size(kLevels); ++level) {
+        snprintf(g_flag_files[level], sizeof(g_flag_files[level]), FLAG_PREFIX "_%s_%s", name,
+                 kLevels[level].name);
+    }
+}
 
 } // namespace lterouter
 
@@ -89,11 +82,11 @@ void log_print(int32_t level, const char *format, ...)
         return;
     }
     const ErrnoGuard keep_errno;
-    if (!switched_on(kLevels[level])) {
+    if (!exists(g_flag_files[level])) {
         return;
     }
     char buffer[512];
-    if (time_wanted()) {
+    if (exists(FLAG_PREFIX "_TIME")) {
         format = with_uptime(format, buffer);
     }
     va_list arguments;
