@@ -32,11 +32,13 @@ static_assert(on_32_bits(sizeof(timer_id) == 8 && offsetof(timer_id, stamp) == 4
 #define TIMER_FAIL(result, text, ...) \
     (log_print(LC_LOG_ERROR, "[%s:%d]" text, kUnit, __LINE__ __VA_OPT__(, ) __VA_ARGS__), (result))
 
+Mutex g_mutex;
+
 struct Entry {
-    lc_list_node *node; // null while parked
-    uint32_t stamp;
-    int32_t remaining; // ticks
-    timer descriptor;
+    lc_list_node *node GUARDED_BY(g_mutex); // null while parked
+    uint32_t stamp GUARDED_BY(g_mutex);
+    int32_t remaining GUARDED_BY(g_mutex); // ticks
+    timer descriptor GUARDED_BY(g_mutex);
 };
 
 using NodePtr = mem::Ptr<lc_list_node, MEM_OWNER_TIMER>;
@@ -58,12 +60,11 @@ using ListPtr = std::unique_ptr<lc_list, FreeList>;
 
 // Control block of the service.
 struct TimerList {
-    uint32_t repeating;
-    uint32_t one_shot;
+    uint32_t repeating GUARDED_BY(g_mutex);
+    uint32_t one_shot GUARDED_BY(g_mutex);
     lc_list *list; // begins with an entry that is no timer, for the others to hang on
 };
 
-Mutex g_mutex;
 TimerList *gp_timer_list GUARDED_BY(g_mutex) = nullptr;
 lc_list *g_deleted GUARDED_BY(g_mutex) = nullptr;
 

@@ -27,8 +27,8 @@ namespace {
 constexpr uint32_t kWordSize = sizeof(uint32_t);
 
 struct reg_notify {
-    uint32_t notify_id; // first: notify_id_match compares it
-    lc_list *addr_list; // an ipc_addr each, in order of registration
+    uint32_t notify_id;                              // first: notify_id_match compares it
+    lc_list *addr_list GUARDED_BY(g_registry_mutex); // an ipc_addr each, in order of registration
 };
 static_assert(offsetof(reg_notify, notify_id) == 0);
 static_assert(on_32_bits(sizeof(reg_notify) == 8 && offsetof(reg_notify, addr_list) == 4));
@@ -80,7 +80,7 @@ template <typename T> struct Entry {
     }
 };
 
-uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber)
+uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber) REQUIRES(g_registry_mutex)
 {
     Entry<ipc_addr> entry;
     if (!entry.complete()) {
@@ -285,7 +285,8 @@ uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len)
     return IPC_SUCCESS;
 }
 
-uint32_t reg_notify_node_destroy(void *record)
+// With its list, when nobody looks at that any more.
+uint32_t reg_notify_node_destroy(void *record) NO_THREAD_SAFETY_ANALYSIS
 {
     if (record != nullptr) {
         lc_list_destroy(static_cast<reg_notify *>(record)->addr_list, nullptr);

@@ -20,7 +20,9 @@ static_assert(offsetof(SocketRecord, sock) == offsetof(ipc_addr, sock));
 
 struct Endpoint {
     std::atomic<bool> initialised{false};
-    SocketRecord common; // written before the receive thread starts and after it has ended
+    // Written by who starts and ends the endpoint, before the receive thread starts and after it has
+    // ended, and by nobody in between: no lock.
+    SocketRecord common;
     pthread_t receiver;
 };
 

@@ -29,7 +29,7 @@ struct sync_waitor {
     uint32_t session_id; // first: msg_id_match compares it
     Mutex lock ACQUIRED_AFTER(g_waiters_mutex);
     Condition done;
-    void *out_buff;
+    void *out_buff PT_GUARDED_BY(lock);
     uint32_t capacity; // of out_buff, header included
     // Size of the response, 0 until it arrives. Written under both locks, read under either.
     uint32_t received GUARDED_BY(lock);

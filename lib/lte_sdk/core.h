@@ -40,7 +40,7 @@ extern "C" {
 // The host's record. Written before the endpoint exists, then only read.
 extern const lct_config *g_sdk_config;
 
-// The client's queue; the endpoint is never given it, so it stays empty.
+// The client's queue; the endpoint is never given it, so it stays empty. Only start and end touch it.
 extern mq_cb g_sdk_mq;
 
 // Handler of the client's endpoint: 1 when the host has a callback, else 0.
