@@ -374,6 +374,13 @@ TEST_F(DispatcherWithoutCallback, every_message_writes_one_line_with_one_line_fe
     EXPECT_EQ(trace_text(), expected);
 }
 
+TEST_F(DispatcherWithoutCallback, is_as_one_without_a_configuration)
+{
+    g_sdk_config = nullptr;
+    EXPECT_EQ(Message(WM_MSG_LINK_STATUS_NOTIFY, Bytes(688)).handle(), 0U);
+    EXPECT_EQ(trace_text(), trace_entry("sdk_msg_handler", "sdk callback func is NULL\n"));
+}
+
 TEST_F(DispatcherWithoutCallback, callback_is_the_tenth_word_of_the_record)
 {
     uintptr_t words[10] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 0};
