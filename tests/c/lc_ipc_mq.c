@@ -1,24 +1,13 @@
 #include "lc_ipc_mq.h"
 
 #include "check.h"
-#include "lc_mem.h"
+#include "messages.h"
 
 #include <pthread.h>
 #include <sys/time.h>
 
 #define NOW 1 /* milliseconds; the deadline has passed: it loses the fraction of its second */
 #define FOR_EVER (-1)
-
-static ipc_msg_hdr *new_message(uint32_t msg_id)
-{
-    ipc_msg_hdr *msg = mem_malloc_ex(0, __LINE__, MEM_OWNER_IPC, sizeof(*msg));
-    REQUIRE(msg != NULL);
-    memset(msg, 0, sizeof(*msg));
-    msg->msg_id = msg_id;
-    return msg;
-}
-
-static void free_message(ipc_msg_hdr *msg) { mem_free_ex(0, __LINE__, MEM_OWNER_IPC, msg); }
 
 static mq_cb new_queue(uint32_t capacity)
 {
@@ -29,7 +18,7 @@ static mq_cb new_queue(uint32_t capacity)
 
 static void check_sent(mq_cb queue, uint32_t msg_id)
 {
-    CHECK_INT(ipc_mq_send(queue, new_message(msg_id), 0, 0), IPC_SUCCESS);
+    CHECK_INT(ipc_mq_send(queue, new_message(msg_id, 0), 0, 0), IPC_SUCCESS);
 }
 
 static void check_received(mq_cb queue, int32_t timeout, uint32_t msg_id)
@@ -67,7 +56,7 @@ static void messages_come_out_in_the_order_they_went_in(void)
 static void full_queue_takes_no_more(void)
 {
     mq_cb queue = new_queue(1);
-    ipc_msg_hdr *msg = new_message(11);
+    ipc_msg_hdr *msg = new_message(11, 0);
     check_sent(queue, 10);
     CHECK_INT(ipc_mq_send(queue, msg, 0, 0), IPC_ERR_FULL);
     CHECK_INT(ipc_mq_send(queue, msg, 0, NOW), IPC_ERR_TIMEOUT);
@@ -89,7 +78,7 @@ static void empty_queue_has_none_to_give(void)
 static void bad_arguments_are_refused(void)
 {
     mq_cb queue = new_queue(1);
-    ipc_msg_hdr *msg = new_message(10);
+    ipc_msg_hdr *msg = new_message(10, 0);
     ipc_msg_hdr *received = NULL;
     ipc_mq_usg usage;
     uint32_t count = 1;

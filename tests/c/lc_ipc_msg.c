@@ -4,7 +4,7 @@
 
 #include "check.h"
 #include "child.h"
-#include "lc_mem.h"
+#include "messages.h"
 #include "plain_socket.h"
 
 #define ASK_ECHO 0x50000001u     /* the answer is the body */
@@ -28,20 +28,13 @@ static ipc_addr self;
 static mq_cb queue;
 static int plain_fd;
 
-static ipc_msg_hdr *new_message(uint32_t type, uint32_t msg_id, const char *text)
+static ipc_msg_hdr *text_message(uint32_t type, uint32_t msg_id, const char *text)
 {
-    const uint32_t length = (uint32_t)strlen(text);
-    ipc_msg_hdr *msg = ipc_memory_assign(length, type);
-    if (msg != NULL) {
-        msg->msg_id = msg_id;
-        msg->length = length;
-        ipc_gen_seesion_id(msg);
-        memcpy(ipc_msg_body(msg), text, length);
-    }
+    ipc_msg_hdr *const msg = new_message(msg_id, (uint32_t)strlen(text));
+    msg->type = type;
+    memcpy(ipc_msg_body(msg), text, msg->length);
     return msg;
 }
-
-static void free_message(ipc_msg_hdr *msg) { mem_free_ex(0, __LINE__, MEM_OWNER_IPC, msg); }
 
 static int has_text(ipc_msg_hdr *msg, const char *text)
 {
@@ -208,7 +201,7 @@ static void name_is_free_after_the_end(void)
 
 static void check_arrives(uint32_t type, uint32_t arriving_type)
 {
-    ipc_msg_hdr *msg = new_message(type, TEXT, "some text");
+    ipc_msg_hdr *msg = text_message(type, TEXT, "some text");
     plain_message received;
     REQUIRE(msg != NULL);
     CHECK_INT(ipc_msg_send_asy(&plain, msg, msg->length), IPC_SUCCESS);
@@ -230,7 +223,7 @@ static void message_arrives_as_it_was_sent(void)
 
 static void message_that_cannot_be_sent_is_refused(void)
 {
-    ipc_msg_hdr *msg = new_message(IPC_MSG_TYPE_ASYNC, TEXT, "text");
+    ipc_msg_hdr *msg = text_message(IPC_MSG_TYPE_ASYNC, TEXT, "text");
     ipc_addr nobody;
     REQUIRE(msg != NULL && ipc_get_addr_by_id(IPC_MODULE_UPTEST, 0, &nobody) == IPC_SUCCESS);
     CHECK_INT(ipc_msg_send_asy(NULL, msg, 4), IPC_ERR_PARAM);
@@ -304,7 +297,7 @@ typedef struct answer {
 
 static uint32_t ask(const ipc_addr *to, uint32_t msg_id, uint32_t timeout, uint32_t room, answer *out)
 {
-    ipc_msg_hdr *msg = new_message(IPC_MSG_TYPE_ASYNC, msg_id, "what is this?");
+    ipc_msg_hdr *msg = text_message(IPC_MSG_TYPE_ASYNC, msg_id, "what is this?");
     uint32_t result;
     REQUIRE(msg != NULL);
     memset(out, 0, sizeof(*out));
@@ -363,8 +356,7 @@ static void request_with_bad_arguments_is_refused(void)
 
 static void tell_manager(uint32_t msg_id, const char *text)
 {
-    ipc_msg_hdr *msg = new_message(IPC_MSG_TYPE_ASYNC, msg_id, text);
-    REQUIRE(msg != NULL);
+    ipc_msg_hdr *msg = text_message(IPC_MSG_TYPE_ASYNC, msg_id, text);
     CHECK_INT(ipc_msg_send_asy(&manager, msg, msg->length), IPC_SUCCESS);
     free_message(msg);
 }
@@ -399,8 +391,7 @@ static void subscription_fails(void)
 
 static void publish(const char *text, uint32_t length)
 {
-    ipc_msg_hdr *msg = new_message(IPC_MSG_TYPE_ASYNC, NEWS, text);
-    REQUIRE(msg != NULL);
+    ipc_msg_hdr *msg = text_message(IPC_MSG_TYPE_ASYNC, NEWS, text);
     CHECK_INT(ipc_msg_notify(msg, length), IPC_SUCCESS);
     free_message(msg);
 }

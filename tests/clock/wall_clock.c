@@ -2,16 +2,18 @@
  * one that is made for it: tests/clock/own_machine.
  *
  * In each case three threads wait with a time-out at once: for the response to a request, for a message
- * in an empty queue, and for room in a full one. Then the clock is set. The deadline of such a wait is
+ * in an empty queue, and for room in a full one; a fourth waits for a message without a limit. Then the
+ * clock is set. The deadline of such a wait is
  * a moment of the wall clock: where libc has the kernel wait for it, a jump forward ends the wait, and
  * a jump back leaves it waiting long after its time, until what it waits for comes. Time is measured by
  * the monotonic clock. */
 #define _GNU_SOURCE /* syscall */
 #include "c/check.h"
+#include "c/messages.h"
+#include "c/milliseconds.h"
 #include "c/plain_socket.h"
 
 #include "lc_ipc_mq.h"
-#include "lc_mem.h"
 #include "sdk_timer.h"
 
 #include <pthread.h>
@@ -24,6 +26,7 @@
 
 enum {
     WAITS = 3,
+    CAPACITY = 8,
     SETTLE_MS = 300,
     TIMEOUT_MS = 2000,
     LONG_MS = 600000,
@@ -32,6 +35,9 @@ enum {
 };
 
 #define HONEST_PEER "lc_socket_wm_common"
+#define ENDPOINT "lc_socket_mm_common"
+#define REQUEST 50u
+#define NEWS 51u
 
 /* Seconds of the wall clock; always of 64 bits, whatever time_t is. */
 #define HOUR INT64_C(3600)
@@ -50,13 +56,6 @@ static const bool jumps_reach_waits = true;
 #else
 static const bool jumps_reach_waits = false;
 #endif
-
-static long milliseconds(void)
-{
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (long)now.tv_sec * 1000 + now.tv_nsec / 1000000;
-}
 
 static void pause_ms(long duration)
 {
@@ -101,45 +100,48 @@ typedef struct waiting {
     int over;
 } waiting;
 
-static mq_cb empty_queue, full_queue;
+static mq_cb module_queue, quiet_queue, empty_queue, full_queue;
 static int honest_peer;
-
-static ipc_msg_hdr *new_message(uint32_t msg_id)
-{
-    ipc_msg_hdr *const msg = ipc_memory_assign(0, IPC_MSG_TYPE_ASYNC);
-    memset(msg, 0, sizeof(*msg));
-    msg->msg_id = msg_id;
-    ipc_gen_seesion_id(msg);
-    return msg;
-}
-
-static void free_message(ipc_msg_hdr *msg) { mem_free_ex(0, 0, MEM_OWNER_IPC, msg); }
 
 static uint32_t wait_for_response(uint32_t timeout)
 {
-    ipc_msg_hdr *const request = new_message(50);
+    ipc_msg_hdr *const request = new_message(REQUEST, 0);
     ipc_msg_hdr response;
     uint32_t length = 0, result;
     ipc_addr to;
     ipc_get_addr_by_id(IPC_MODULE_WM, IPC_PRIORITY_COMMON, &to);
     result = ipc_msg_send_syn(&to, request, 0, timeout, &response, &length);
+    if (result == IPC_SUCCESS && response.session_id != request->session_id) {
+        result = IPC_ERR_LENGTH; /* what no caller expects */
+    }
     free_message(request);
     return result;
 }
 
-static uint32_t wait_for_message(uint32_t timeout)
+static uint32_t take_message(mq_cb queue, int32_t timeout)
 {
     ipc_msg_hdr *msg;
-    const uint32_t result = ipc_mq_recv(empty_queue, &msg, (int32_t)timeout);
+    const uint32_t result = ipc_mq_recv(queue, &msg, timeout);
     if (result == IPC_SUCCESS) {
         free_message(msg);
     }
     return result;
 }
 
+static uint32_t wait_for_message(uint32_t timeout)
+{
+    return take_message(empty_queue, (int32_t)timeout);
+}
+
+static uint32_t wait_without_limit(uint32_t timeout)
+{
+    (void)timeout;
+    return take_message(quiet_queue, -1);
+}
+
 static uint32_t wait_for_room(uint32_t timeout)
 {
-    ipc_msg_hdr *const msg = new_message(51);
+    ipc_msg_hdr *const msg = new_message(NEWS, 0);
     const uint32_t result = ipc_mq_send(full_queue, msg, 0, (int32_t)timeout);
     if (result != IPC_SUCCESS) {
         free_message(msg);
@@ -160,15 +162,35 @@ static void *run_wait(void *argument)
 static waiting waits[WAITS] = {{wait_for_response, "response", 0, 0, 0, 0, 0},
                                {wait_for_message, "message", 0, 0, 0, 0, 0},
                                {wait_for_room, "room", 0, 0, 0, 0, 0}};
+static waiting unlimited = {wait_without_limit, "no limit", 0, 0, 0, 0, 0};
+static plain_message request; /* that the first of them waits for the response to */
+
+static void begin_wait(waiting *wait, uint32_t timeout)
+{
+    wait->timeout = timeout;
+    wait->over = 0;
+    REQUIRE(pthread_create(&wait->thread, NULL, run_wait, wait) == 0);
+}
+
+static int is_over(const waiting *wait) { return __atomic_load_n(&wait->over, __ATOMIC_ACQUIRE); }
+
+/* How long it took, beyond what had passed before. */
+static void end_wait(waiting *wait, uint32_t result, long from, long to)
+{
+    pthread_join(wait->thread, NULL);
+    printf("    %-8s result %u after %ld ms\n", wait->what, (unsigned)wait->result, wait->took);
+    CHECK_INT(wait->result, result);
+    CHECK(wait->took >= from && wait->took <= to);
+}
 
 static void begin_waits(uint32_t timeout)
 {
     int i;
+    begin_wait(&unlimited, 0);
     for (i = 0; i < WAITS; ++i) {
-        waits[i].timeout = timeout;
-        waits[i].over = 0;
-        REQUIRE(pthread_create(&waits[i].thread, NULL, run_wait, &waits[i]) == 0);
+        begin_wait(&waits[i], timeout);
     }
+    REQUIRE(plain_receive(honest_peer, &request, PROMPT_MS));
     pause_ms(SETTLE_MS);
 }
 
@@ -176,54 +198,103 @@ static int waits_that_are_over(void)
 {
     int i, over = 0;
     for (i = 0; i < WAITS; ++i) {
-        over += __atomic_load_n(&waits[i].over, __ATOMIC_ACQUIRE);
+        over += is_over(&waits[i]);
     }
     return over;
 }
 
-/* How long they took, beyond what had passed before. */
+static void send_news(mq_cb queue)
+{
+    CHECK_INT(ipc_mq_send(queue, new_message(NEWS, 0), 0, 0), IPC_SUCCESS);
+}
+
 static void end_waits(uint32_t result, long from, long to)
 {
     int i;
     for (i = 0; i < WAITS; ++i) {
-        pthread_join(waits[i].thread, NULL);
-        printf("    %-8s result %u after %ld ms\n", waits[i].what, (unsigned)waits[i].result,
-               waits[i].took);
-        CHECK_INT(waits[i].result, result);
-        CHECK(waits[i].took >= from && waits[i].took <= to);
+        end_wait(&waits[i], result, from, to);
     }
+    CHECK(!is_over(&unlimited));
+    send_news(quiet_queue);
+    end_wait(&unlimited, IPC_SUCCESS, from, to + SETTLE_MS + PROMPT_MS);
 }
 
-static void answer_request(void)
+static void respond(plain_message *to)
 {
-    plain_message msg;
-    while (plain_receive(honest_peer, &msg, 0)) {
-        msg.header.type = IPC_MSG_TYPE_RESPONSE;
-        plain_send(honest_peer, &msg.sender, &msg);
-    }
+    to->header.type = IPC_MSG_TYPE_RESPONSE;
+    CHECK(plain_send(honest_peer, &to->sender, to));
 }
 
 /* What each waits for. */
 static void satisfy_waits(void)
 {
-    ipc_msg_hdr *msg;
-    answer_request();
-    CHECK_INT(ipc_mq_send(empty_queue, new_message(51), 0, 0), IPC_SUCCESS);
-    if (CHECK_INT(ipc_mq_recv(full_queue, &msg, 0), IPC_SUCCESS)) {
-        free_message(msg);
+    respond(&request);
+    send_news(empty_queue);
+    CHECK_INT(take_message(full_queue, 0), IPC_SUCCESS);
+}
+
+/* The module gets what comes behind it, and nothing else. */
+static void late_response_is_dropped(void)
+{
+    plain_message behind = {{IPC_MSG_TYPE_ASYNC, NEWS, 0, 0}, {0}, plain_address(ENDPOINT)};
+    ipc_msg_hdr *msg = NULL;
+    respond(&request);
+    CHECK(plain_send(honest_peer, &behind.sender, &behind));
+    REQUIRE(ipc_mq_recv(module_queue, &msg, -1) == IPC_SUCCESS);
+    CHECK_INT(msg->msg_id, NEWS);
+    free_message(msg);
+    CHECK_INT(take_message(module_queue, 0), IPC_ERR_EMPTY);
+}
+
+static void waits_time_out(long from, long to)
+{
+    end_waits(IPC_ERR_TIMEOUT, from, to);
+    late_response_is_dropped();
+}
+
+/* ---- What goes on meanwhile ---- */
+
+static void other_request_is_answered(void)
+{
+    waiting other = {wait_for_response, "other", 0, 0, 0, 0, 0};
+    plain_message received;
+    begin_wait(&other, TIMEOUT_MS);
+    if (CHECK(plain_receive(honest_peer, &received, PROMPT_MS))) {
+        respond(&received);
     }
+    end_wait(&other, IPC_SUCCESS, 0, PROMPT_MS);
+}
+
+static void subscriber_is_notified(void)
+{
+    const struct sockaddr_un endpoint = plain_address(ENDPOINT);
+    const ipc_msg_hdr registration = {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 4, 77};
+    ipc_msg_hdr *const news = new_message(NEWS, 0);
+    plain_message received;
+    CHECK(plain_send_word(honest_peer, &endpoint, registration, NEWS));
+    CHECK(plain_receive(honest_peer, &received, PROMPT_MS) && received.header.session_id == 77 &&
+          word_at(received.body, 0) == IPC_SUCCESS);
+    CHECK_INT(ipc_msg_notify(news, 0), IPC_SUCCESS);
+    CHECK(plain_receive(honest_peer, &received, PROMPT_MS) && received.header.msg_id == NEWS);
+    free_message(news);
+}
+
+static void others_are_not_affected(void)
+{
+    other_request_is_answered();
+    subscriber_is_notified();
+    CHECK(!is_over(&unlimited));
 }
 
 /* ---- The cases ---- */
 
+/* A deadline drops the fraction of its second. */
 static void waits_end_in_time(const char *name, int64_t now)
 {
     printf("%s\n", name);
     set_wall_clock(now);
     begin_waits(TIMEOUT_MS);
-    /* A deadline drops the fraction of its second. */
-    end_waits(IPC_ERR_TIMEOUT, TIMEOUT_MS - 1100, TIMEOUT_MS + PROMPT_MS);
-    answer_request(); /* too late */
+    waits_time_out(TIMEOUT_MS - 1100, TIMEOUT_MS + PROMPT_MS);
 }
 
 static void waits_end_at_once(const char *name, int64_t now)
@@ -231,8 +302,7 @@ static void waits_end_at_once(const char *name, int64_t now)
     printf("%s\n", name);
     set_wall_clock(now);
     begin_waits(TIMEOUT_MS);
-    end_waits(IPC_ERR_TIMEOUT, 0, PROMPT_MS);
-    answer_request(); /* too late */
+    waits_time_out(0, PROMPT_MS);
 }
 
 static void jump_ends_waits(int64_t from, int64_t to)
@@ -241,8 +311,7 @@ static void jump_ends_waits(int64_t from, int64_t to)
     begin_waits(LONG_MS);
     CHECK_INT(waits_that_are_over(), 0);
     set_wall_clock(to);
-    end_waits(IPC_ERR_TIMEOUT, SETTLE_MS - 100, SETTLE_MS + PROMPT_MS);
-    answer_request(); /* too late */
+    waits_time_out(SETTLE_MS - 100, SETTLE_MS + PROMPT_MS);
 }
 
 static void begin_and_set_back(int64_t from, int64_t to)
@@ -257,8 +326,10 @@ static void begin_and_set_back(int64_t from, int64_t to)
 static void jump_prolongs_waits(int64_t from, int64_t to)
 {
     begin_and_set_back(from, to);
+    others_are_not_affected();
+    CHECK_INT(waits_that_are_over(), 0);
     satisfy_waits();
-    end_waits(IPC_SUCCESS, TIMEOUT_MS + BEHIND_MS, TIMEOUT_MS + BEHIND_MS + SETTLE_MS + PROMPT_MS);
+    end_waits(IPC_SUCCESS, TIMEOUT_MS + BEHIND_MS, TIMEOUT_MS + BEHIND_MS + SETTLE_MS + 2 * PROMPT_MS);
 }
 
 static void jump_is_not_noticed(int64_t from, int64_t to)
@@ -266,8 +337,8 @@ static void jump_is_not_noticed(int64_t from, int64_t to)
     set_wall_clock(from);
     begin_waits(TIMEOUT_MS);
     set_wall_clock(to);
-    end_waits(IPC_ERR_TIMEOUT, TIMEOUT_MS - 1100, TIMEOUT_MS + PROMPT_MS);
-    answer_request(); /* too late */
+    others_are_not_affected();
+    waits_time_out(TIMEOUT_MS - 1100, TIMEOUT_MS + PROMPT_MS);
 }
 
 static void jump(const char *name, int64_t from, int64_t to)
@@ -286,9 +357,8 @@ static void jump_forth_ends_what_a_jump_back_prolonged(int64_t from, int64_t to)
 {
     puts("back by a year and forth again");
     begin_and_set_back(from, to);
-    set_wall_clock(from + TIMEOUT_MS);
-    end_waits(IPC_ERR_TIMEOUT, TIMEOUT_MS + BEHIND_MS, TIMEOUT_MS + BEHIND_MS + SETTLE_MS + PROMPT_MS);
-    answer_request(); /* too late */
+    set_wall_clock(from + TIMEOUT_MS / 1000 + 1);
+    waits_time_out(TIMEOUT_MS + BEHIND_MS, TIMEOUT_MS + BEHIND_MS + SETTLE_MS + PROMPT_MS);
 }
 
 static long fired_at;
@@ -318,21 +388,31 @@ static void timers_keep_their_pace(int64_t from, int64_t to)
     CHECK_INT(exist_timer(id.node, id.stamp), TIMER_ERR_NO_TIMER);
 }
 
+static void start_endpoint(void)
+{
+    REQUIRE(ipc_msg_init(IPC_MODULE_MM, module_queue, NULL, NULL, 0) == IPC_SUCCESS);
+}
+
+static void endpoint_stops_promptly(int64_t now)
+{
+    long began;
+    set_wall_clock(now);
+    began = milliseconds();
+    ipc_msg_fin();
+    CHECK(milliseconds() - began <= PROMPT_MS);
+}
+
 static void start(void)
 {
     ipc_mq_init();
-    REQUIRE(ipc_mq_create(1, &empty_queue) == IPC_SUCCESS &&
+    REQUIRE(ipc_mq_create(CAPACITY, &module_queue) == IPC_SUCCESS &&
+            ipc_mq_create(1, &quiet_queue) == IPC_SUCCESS &&
+            ipc_mq_create(1, &empty_queue) == IPC_SUCCESS &&
             ipc_mq_create(1, &full_queue) == IPC_SUCCESS);
-    CHECK_INT(ipc_mq_send(full_queue, new_message(51), 0, 0), IPC_SUCCESS);
+    send_news(full_queue);
     honest_peer = open_socket(plain_address(HONEST_PEER));
     REQUIRE(honest_peer >= 0 && init_timer() == TIMER_SUCCESS);
-    REQUIRE(ipc_msg_init(IPC_MODULE_MM, NULL, NULL, NULL, 0) == IPC_SUCCESS);
-}
-
-static void stop(void)
-{
-    ipc_msg_fin();
-    ipc_mq_destroy();
+    start_endpoint();
 }
 
 int main(void)
@@ -359,8 +439,13 @@ int main(void)
         jump("back from 2100", IN_2100, IN_2026);
     }
     timers_keep_their_pace(IN_2100, IN_2026);
-    set_wall_clock(IN_2026);
+    puts("the endpoint stops in 2100, and when the clock has gone back since it started");
+    endpoint_stops_promptly(IN_2100);
+    start_endpoint();
+    endpoint_stops_promptly(IN_2026);
+    start_endpoint();
     waits_end_in_time("no jump", IN_2026);
-    stop();
+    endpoint_stops_promptly(IN_2026);
+    ipc_mq_destroy();
     return check_end();
 }

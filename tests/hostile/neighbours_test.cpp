@@ -76,6 +76,18 @@ public:
     {
         return last_.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready;
     }
+    // Does not hold when it ends instead.
+    bool comes_to_be_held()
+    {
+        size_t before;
+        do {
+            before = done;
+            if (!is_held()) {
+                return false;
+            }
+        } while (done != before);
+        return true;
+    }
     uint32_t last() { return last_.get(); }
 
     std::atomic<size_t> done{0};
@@ -273,8 +285,7 @@ TEST(Neighbours, that_never_read_use_up_together_what_the_endpoint_may_have_unde
                     kCount * each);
     ASSERT_TRUE(eventually([&] { return sender.done >= 2 * each; }));
     EXPECT_TRUE(receives(endpoint));
-    while (!sender.is_held()) {
-    }
+    ASSERT_TRUE(sender.comes_to_be_held());
     const size_t under_way = sender.done;
     EXPECT_LT(under_way, kCount * each);
     RecordProperty("datagrams_under_way", static_cast<int>(under_way));
@@ -327,10 +338,8 @@ TEST(Module, that_subscribes_to_itself_and_publishes_faster_than_it_receives_wai
     ASSERT_TRUE(other.send(kMmName, register_request(kNews, 1)));
     Repeated publisher([] { return g_is_enough ? IPC_ERR_TIMEOUT : publish(); });
     ASSERT_TRUE(eventually([&] { return publisher.done > room_of_a_socket(); }));
-    size_t done;
-    do {
-        done = publisher.done;
-    } while (!publisher.is_held() || publisher.done != done);
+    ASSERT_TRUE(publisher.comes_to_be_held());
+    const size_t done = publisher.done;
     g_gate_is_open = true;
     EXPECT_TRUE(publisher.is_held());
     EXPECT_EQ(publisher.done, done);

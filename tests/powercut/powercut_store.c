@@ -11,6 +11,7 @@
  * check prints "PARAMETER NUMBER" for a value as it was written (0: the default), or "PARAMETER torn"
  * and the first bytes of what is there. */
 #define _GNU_SOURCE /* syncfs */
+#include "c/random.h"
 #include "lc_nv.h"
 
 #include <fcntl.h>
@@ -38,12 +39,6 @@ static int fail(const char *what)
 static void name_of(unsigned parameter, char *name) { snprintf(name, NAME_SIZE, "p%u", parameter); }
 
 /* ---- Values ---- */
-
-static uint32_t next_random(uint32_t *state)
-{
-    *state = *state * 1664525u + 1013904223u;
-    return *state >> 16;
-}
 
 /* Half of the values are short, a quarter longer, a quarter takes several blocks of the file system.
  * The bytes depend on the number everywhere, so that no mixture of two values looks like a third. */
@@ -170,7 +165,7 @@ static void wait_us(uint32_t microseconds)
 /* From nothing to twice the average. */
 static void wait_about_us(uint32_t average, uint32_t *random)
 {
-    wait_us((uint32_t)((uint64_t)average * next_random(random) / 32768));
+    wait_us((uint32_t)((uint64_t)average * next_random(random) >> 31));
 }
 
 /* As other programs of a router make the kernel write out data, at moments that nobody chose. */
