@@ -1,6 +1,7 @@
 // The sender never holds both locks: it lists its waiter under the list mutex, lets that go, and holds
 // the waiter's own lock from before the request leaves until it sleeps, so that no response can be
-// signalled before someone waits. The receive thread delivers under both, list mutex first.
+// signalled before someone waits. The receive thread delivers under both, list mutex first, and signals
+// under the first alone.
 
 #include "lc_ipc_msg/sync.h"
 
@@ -125,9 +126,13 @@ uint32_t deliver_response(const ipc_msg_hdr &response, uint32_t size)
         return IPC_ERR_LENGTH;
     }
     auto &waiter = *static_cast<sync_waitor *>(node->data);
-    const MutexLock guard(waiter.lock);
-    memcpy(waiter.out_buff, &response, size < waiter.capacity ? size : waiter.capacity);
-    waiter.received = size;
+    {
+        const MutexLock guard(waiter.lock);
+        memcpy(waiter.out_buff, &response, size < waiter.capacity ? size : waiter.capacity);
+        waiter.received = size;
+    }
+    // The sender wakes into its lock: it finds it free. The list mutex keeps the waiter from being
+    // freed.
     waiter.done.signal();
     return IPC_SUCCESS;
 }

@@ -288,15 +288,15 @@ inline deliver_response()
 #else
         take_lock(found);
         copy(found);
-        signal(found);
-#ifdef LIST_MUTEX_GIVEN_BEFORE_LOCK
+        give_lock(found);
+#ifdef LIST_MUTEX_GIVEN_BEFORE_SIGNAL
         give_list_mutex();
 #endif
-        give_lock(found);
         USE(found); /* who unlocks a mutex may still touch it when the next one has it */
+        signal(found);
 #endif
     fi;
-#if defined(LIST_MUTEX_GIVEN_UP_ONCE_FOUND) || defined(LIST_MUTEX_GIVEN_BEFORE_LOCK)
+#if defined(LIST_MUTEX_GIVEN_UP_ONCE_FOUND) || defined(LIST_MUTEX_GIVEN_BEFORE_SIGNAL)
     if
     :: found == 0 -> give_list_mutex()
     :: else
