@@ -54,7 +54,7 @@ static_assert(offsetof(logconfig, letter) == 4 && offsetof(logconfig, name) == 5
 // "id,letter,name"; false for a comment or a malformed line.
 bool parse_line(std::string_view line, logconfig *out)
 {
-    if (line.empty() || line.front() == '#') {
+    if (line.starts_with('#')) {
         return false;
     }
     const size_t id_length = line.find(',');

@@ -127,7 +127,7 @@ int _eval(char *const argv[], const char *redirect, int timeout, int *ppid)
         return 0;
     }
     int status = 0;
-    while (waitpid(pid, &status, 0) < 0) {
+    while (waitpid(pid, &status, 0) == -1) {
         if (errno != EINTR) {
             return errno;
         }

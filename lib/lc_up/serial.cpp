@@ -56,7 +56,7 @@ int32_t lc_read_tty(int fd, void *buf, size_t len)
     if (ready == 0) {
         return 0;
     }
-    if (ready < 0) {
+    if (ready == -1) {
         return LCT_TRACE(0, "select error:%d %d\n\n", ready, errno);
     }
     if (!FD_ISSET(fd, &readable)) {
