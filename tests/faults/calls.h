@@ -34,10 +34,10 @@ struct Hooks {
     std::function<int(const std::string &)> open; // a descriptor for a path, or -1 to open the path
     std::function<int(int)> socket;               // a descriptor for a family, or -1
     std::function<bool(const void *, size_t)> sendto; // true: sent
-    std::function<void()> after_sendto;
     std::function<void(int, const void *, size_t)> after_write;
     std::function<void()> pause; // in the place of a sleep
     std::function<void()> join;  // before a thread is waited for
+    std::function<void()> wait;  // before a condition is, with the mutex held
     bool hide_interfaces = false;
 };
 inline Hooks g_hooks;
@@ -48,11 +48,11 @@ struct LibraryThread {
     std::atomic<int> fd{-1};
     std::atomic<bool> blind{false}; // sees nothing of what comes
 
-    // Asleep, and nothing there to wake it.
+    // Nothing there to wake it, and asleep: the other way round it could take what is there in between.
     bool rests() const
     {
         pollfd poller = {fd, POLLIN, 0};
-        return in_select && poll(&poller, 1, 0) == 0;
+        return poll(&poller, 1, 0) == 0 && in_select;
     }
 };
 inline LibraryThread g_library_thread;
@@ -87,10 +87,9 @@ inline bool heap_fails(const char *call)
     return (grows || g_heap_counts) && due(grows ? g_realloc : g_malloc, "") != nullptr;
 }
 
-#ifdef SANITIZER_OWNS_HEAP
+#ifdef WITH_ADDRESS_SANITIZER
 
-// A sanitizer calls these also on threads that it has yet to set up, where nothing may be checked.
-__attribute__((no_sanitize("thread"))) inline void note_taken(const volatile void *block, size_t)
+inline void note_taken(const volatile void *block, size_t)
 {
     if (t_role != Role::kNone) {
         heap_fails("malloc"); // counted, though it cannot be refused
@@ -98,12 +97,7 @@ __attribute__((no_sanitize("thread"))) inline void note_taken(const volatile voi
     }
 }
 
-__attribute__((no_sanitize("thread"))) inline void note_given(const volatile void *block)
-{
-    if (Blocks::any()) {
-        Blocks::gave(block);
-    }
-}
+inline void note_given(const volatile void *block) { Blocks::gave(block); }
 
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void *, size_t),
                                                          void (*)(const volatile void *));
@@ -165,21 +159,32 @@ inline const char *in_place_of(const char *path)
 #define TAKE(name, Result, parameters, arguments, subject, failure, ...) \
     TAKE_AS(name, #name, Result, parameters, arguments, subject, failure, __VA_ARGS__)
 
-// Takes over a thread call: its result is the error number. The families' own locks cannot fail.
-// A sanitizer makes some of these calls on threads that it has yet to set up, where nothing may be
-// checked, not even that a pointer is initialised once.
-#define TAKE_THREAD(name, parameters, arguments, ...)                                   \
-    CALL(name, #name, __VA_ARGS__)                                                      \
-    extern "C" int taken_##name parameters __asm__(#name);                              \
-    __attribute__((no_sanitize("thread"))) int taken_##name parameters                  \
-    {                                                                                   \
-        static int(*real) parameters = nullptr;                                         \
-        if (real == nullptr) {                                                          \
-            real = reinterpret_cast<int(*) parameters>(dlsym(RTLD_NEXT, #name));        \
-        }                                                                               \
-        const faults::Fault *fault = faults::g_threads_count ? DUE(name, "") : nullptr; \
-        return fault == nullptr ? real arguments : fault->error;                        \
+// Takes over a thread call: its result is the error number. The families' own locks cannot fail. What
+// stands before is done by a call that does not fail.
+#define TAKE_WAIT(name, parameters, arguments, before, ...)                              \
+    CALL(name, #name, __VA_ARGS__)                                                       \
+    extern "C" int taken_##name parameters __asm__(#name);                               \
+    int taken_##name parameters                                                          \
+    {                                                                                    \
+        static int(*real) parameters = nullptr; /* without a lock, which may be taken */ \
+        if (real == nullptr) {                                                           \
+            real = reinterpret_cast<int(*) parameters>(dlsym(RTLD_NEXT, #name));         \
+        }                                                                                \
+        const faults::Fault *fault = faults::g_threads_count ? DUE(name, "") : nullptr;  \
+        if (fault != nullptr) {                                                          \
+            return fault->error;                                                         \
+        }                                                                                \
+        before;                                                                          \
+        return real arguments;                                                           \
     }
+// ThreadSanitizer makes all of these calls but the waits itself, also on threads on which nothing of
+// the program's may run yet: there they cannot fail.
+#ifdef WITH_THREAD_SANITIZER
+#define TAKE_THREAD(name, ...) CALL(name, #name)
+#else
+#define TAKE_THREAD(name, parameters, arguments, ...) \
+    TAKE_WAIT(name, parameters, arguments, , __VA_ARGS__)
+#endif
 
 using faults::Form;
 using faults::kNothing;
@@ -196,7 +201,16 @@ TAKE(mkdir, int, (const char *path, mode_t mode), (path, mode), path, -1, EACCES
 TAKE(rmdir, int, (const char *path), (path), path, -1, EBUSY, ENOTEMPTY)
 TAKE(rename, int, (const char *from, const char *to), (from, to), from, -1, EACCES, ENOSPC)
 TAKE(opendir, DIR *, (const char *path), (path), path, nullptr, EMFILE, ENOMEM)
-TAKE(readdir64, dirent *, (DIR * directory), (directory), "", nullptr, EBADF)
+
+// About what it would give: an entry, or the end.
+CALL(readdir64, "readdir64", EBADF)
+extern "C" dirent *taken_readdir64(DIR *directory) __asm__("readdir64");
+dirent *taken_readdir64(DIR *directory)
+{
+    REAL("readdir64", dirent *, (DIR *));
+    dirent *const entry = real(directory);
+    return DUE(readdir64, entry == nullptr ? "the end" : entry->d_name) != nullptr ? nullptr : entry;
+}
 
 CALL(open64, "open64", EINTR, EACCES, EMFILE, ENOENT)
 extern "C" int taken_open64(const char *path, int flags, ...) __asm__("open64");
@@ -392,7 +406,7 @@ inline int print_to(FILE *stream, const char *format, va_list arguments)
     if (strcmp(subject, "/tmp/ltelog.1") == 0) {
         va_list copy;
         va_copy(copy, arguments);
-        say(format, copy);
+        say("", format, copy);
         va_end(copy);
     }
     return real(stream, format, arguments);
@@ -449,13 +463,16 @@ int taken_printf_chk(int, const char *format, ...)
 // ---- The log: it has no result to fail with ----
 
 extern "C" void taken_vsyslog(int priority, const char *format, va_list arguments) __asm__("vsyslog");
-void taken_vsyslog(int, const char *format, va_list arguments) { faults::say(format, arguments); }
+void taken_vsyslog(int priority, const char *format, va_list arguments)
+{
+    faults::say("<" + std::to_string(priority) + ">", format, arguments);
+}
 
 extern "C" void taken_vsyslog_chk(int priority, int flag, const char *format,
                                   va_list arguments) __asm__("__vsyslog_chk");
-void taken_vsyslog_chk(int, int, const char *format, va_list arguments)
+void taken_vsyslog_chk(int priority, int, const char *format, va_list arguments)
 {
-    faults::say(format, arguments);
+    taken_vsyslog(priority, format, arguments);
 }
 
 extern "C" void taken_perror(const char *text) __asm__("perror");
@@ -507,12 +524,7 @@ ssize_t taken_sendto(int fd, const void *bytes, size_t size, int flags, const so
             return static_cast<ssize_t>(size);
         }
     }
-    const ssize_t sent = real(fd, bytes, size, flags, address, address_size);
-    if (faults::on_caller() && faults::g_hooks.after_sendto) {
-        const faults::Quiet quiet;
-        faults::g_hooks.after_sendto();
-    }
-    return sent;
+    return real(fd, bytes, size, flags, address, address_size);
 }
 
 CALL(recv, "recv", EINTR, EAGAIN, ENETDOWN, kShort, kNothing)
@@ -595,6 +607,7 @@ TAKE(signal, sighandler_t, (int sig, sighandler_t handler), (sig, handler), "", 
 TAKE(sigprocmask, int, (int how, const sigset_t *set, sigset_t *old), (how, set, old), "", -1, EINVAL)
 TAKE(system, int, (const char *command), (faults::in_place_of(command)), command,
      fault->form == Form::kStatus ? 127 << 8 : -1, EAGAIN, ECHILD, kStatus)
+TAKE(gettimeofday, int, (timeval * now, void *zone), (now, zone), "", -1, EOVERFLOW)
 TAKE(sysinfo, int, (struct sysinfo * info), (info), "", -1, EFAULT)
 
 // No test waits for what the library waits for.
@@ -691,10 +704,29 @@ TAKE_THREAD(pthread_cond_init, (pthread_cond_t * cond, const pthread_condattr_t 
 TAKE_THREAD(pthread_cond_destroy, (pthread_cond_t * cond), (cond), EBUSY)
 TAKE_THREAD(pthread_cond_broadcast, (pthread_cond_t * cond), (cond), EINVAL)
 TAKE_THREAD(pthread_cond_signal, (pthread_cond_t * cond), (cond), EINVAL)
-TAKE_THREAD(pthread_cond_wait, (pthread_cond_t * cond, pthread_mutex_t *mutex), (cond, mutex), EPERM)
-TAKE_THREAD(pthread_cond_timedwait,
-            (pthread_cond_t * cond, pthread_mutex_t *mutex, const timespec *deadline),
-            (cond, mutex, deadline), ETIMEDOUT, EPERM)
+
+namespace faults {
+
+// What somebody does for a caller that waits, unless its time is over.
+inline void begin_wait(const timespec *deadline = nullptr)
+{
+    if (!on_caller() || !g_hooks.wait) {
+        return;
+    }
+    const Quiet quiet;
+    if (deadline == nullptr || deadline->tv_sec >= time(nullptr)) {
+        g_hooks.wait();
+    }
+}
+
+} // namespace faults
+
+// A wait that comes to nothing has ended without a signal.
+TAKE_WAIT(pthread_cond_wait, (pthread_cond_t * cond, pthread_mutex_t *mutex), (cond, mutex),
+          faults::begin_wait(), kNothing, EPERM)
+TAKE_WAIT(pthread_cond_timedwait,
+          (pthread_cond_t * cond, pthread_mutex_t *mutex, const timespec *deadline),
+          (cond, mutex, deadline), faults::begin_wait(deadline), kNothing, ETIMEDOUT, EPERM)
 
 // ---- The allocation layer ----
 
@@ -755,7 +787,6 @@ inline constexpr const char *kCannotFail[] = {
     "_exit",
     "alarm",
     "getpid",
-    "gettimeofday",
     "syscall",
     "umask",
     "pthread_exit",

@@ -9,8 +9,9 @@ using namespace faults;
 namespace {
 
 constexpr char kPath[] = "/tmp/text";
-const Lines kMissing = {"file is not exist"};
-const Lines kNoFolder = {"dir is not exist"};
+const std::string kThere = note("file exist");
+const std::string kMissing = note("file is not exist");
+const std::string kRejected = note("input parameter is null");
 
 FILE *g_stream = nullptr;
 
@@ -37,20 +38,25 @@ template <typename Result> std::string with_errno(Result result, bool failed)
 }
 std::string with_errno(int result) { return with_errno(result, result < 0); }
 
+constexpr int kStreamBuffer = 1;
+
 // A wrapper of a stream's function.
 Scenario of_stream(const char *function, const char *call, const char *failure,
                    std::function<std::string()> act)
 {
-    return {
-        .function = function,
-        .act = std::move(act),
-        .rules = {{.call = call, .result = "1", .how = {"short"}}, {.call = call, .result = failure}},
-        .setup = open_file,
-        .undo = close_file};
+    return {.function = function,
+            .act = std::move(act),
+            .rules = {{.call = call, .result = "1", .how = {"short"}, .keeps = kStreamBuffer},
+                      {.call = call, .result = failure}},
+            .setup = open_file,
+            .undo = close_file};
 }
 
-// One that asks for the state of a path: line is what it says when it is not there.
-Rules not_there(const Lines &said) { return {{.call = "stat64", .result = "-1", .said = said}}; }
+// One that asks for the state of a path says whether it is there.
+Rules not_there(const std::string &there, const std::string &missing)
+{
+    return {{.call = "stat64", .result = "-1", .said = {missing}, .unsaid = {there}}};
+}
 
 std::string read_line(uint32_t number)
 {
@@ -60,25 +66,39 @@ std::string read_line(uint32_t number)
     return shown(result) + " " + std::string(line, strcspn(line, "\n"));
 }
 
-// Whatever line is asked for.
-const Rules kUnreadable = {
-    {.call = "access", .result = "-2 ", .said = {"input parameter is null"}, .subject = kPath},
-    {.call = "stat64", .result = "-2 ", .said = {"file is not exist", "path is not normal file"}},
-};
+std::string line_read(const char *line) { return note("the line string : ") + line; }
 
+// What cannot be read, whatever line is asked for; usually found is said last.
+Rules unreadable(const std::string &usual)
+{
+    return {{.call = "access",
+             .result = "-2 ",
+             .said = {kRejected},
+             .unsaid = {kThere, usual},
+             .subject = kPath},
+            {.call = "stat64",
+             .result = "-2 ",
+             .said = {kMissing, note("path is not normal file")},
+             .unsaid = {kThere, usual}}};
+}
+
+const std::string kFirst = line_read("first");
 const Rules kFirstLine =
-    kUnreadable + Rules{
-                      {.call = "fopen64", .result = "-2 ", .said = {"input parameter is null"}},
-                      {.call = "fgets", .result = "-2 "},
-                  };
+    unreadable(kFirst) +
+    Rules{
+        {.call = "fopen64", .result = "-2 ", .said = {kRejected}, .unsaid = {kFirst}, .subject = kPath},
+        {.call = "fgets", .result = "-2 ", .unsaid = {kFirst}},
+    };
 
 // Where reading ends is the end of the file, and the line before it the last.
+const std::string kLast = line_read("last");
+const std::string kNone = line_read("");
 const Rules kLastLine =
-    kUnreadable +
+    unreadable(kLast) +
     Rules{
-        {.call = "fopen64", .result = "0 ", .said = {"input parameter is null", "the line string : "}},
-        {.call = "fgets", .result = "0 ", .said = {"the line string : "}, .nth = 1},
-        {.call = "fgets", .result = "0 first", .said = {"the line string : first"}, .nth = 2},
+        {.call = "fopen64", .result = "0 ", .said = {kRejected, kNone}, .unsaid = {kLast}},
+        {.call = "fgets", .result = "0 ", .said = {kNone}, .unsaid = {kLast}, .nth = 1},
+        {.call = "fgets", .result = "0 first", .said = {kFirst}, .unsaid = {kLast}, .nth = 2},
     };
 
 const bool g_enlisted = enlist({
@@ -90,11 +110,13 @@ const bool g_enlisted = enlist({
          },
      .rules = {{.call = "fopen64", .result = "null %e"}},
      .setup = write_file,
-     .undo = close_file},
+     .undo = close_file,
+     .once = true},
     {.function = "lc_fclose",
      .act = [] { return with_errno(lc_fclose(std::exchange(g_stream, nullptr))); },
      .rules = {{.call = "fclose", .result = "-1 %e"}},
-     .setup = open_file},
+     .setup = open_file,
+     .once = true},
     of_stream("lc_fputc", "putc", "-1 %e", [] { return with_errno(lc_fputc('x', g_stream)); }),
     of_stream("lc_fgetc", "getc", "-1 %e", [] { return with_errno(lc_fgetc(g_stream)); }),
     of_stream("lc_fputs", "fputs", "-1 %e", [] { return with_errno(lc_fputs("x", g_stream)); }),
@@ -136,14 +158,13 @@ const bool g_enlisted = enlist({
      .act = [] { return with_errno(lc_access(kPath, 4)); },
      .rules = {{.call = "access", .result = "-1 %e"}},
      .setup = write_file},
-    // They say on success too what they found; a flag that cannot be asked for takes the line away.
     {.function = "lc_file_exist",
      .act = [] { return shown(lc_file_exist(kPath)); },
-     .rules = not_there(kMissing),
+     .rules = not_there(kThere, kMissing),
      .setup = write_file},
     {.function = "lc_dir_exist",
      .act = [] { return shown(lc_dir_exist("/tmp")); },
-     .rules = not_there(kNoFolder)},
+     .rules = not_there(note("dir is exist"), note("dir is not exist"))},
     {.function = "lc_strread_fileline",
      .act = [] { return read_line(1); },
      .rules = kFirstLine,

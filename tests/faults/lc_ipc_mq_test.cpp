@@ -9,8 +9,8 @@ using namespace testing_support;
 
 namespace {
 
-const Lines kNoMemory = {"Assign memory failed!"};
-const Lines kNoList = {"Create list failed!"};
+const Lines kNoMemory = {err("Assign memory failed!")};
+const Lines kNoList = {err("Create list failed!")};
 
 mq_cb g_queue = nullptr;
 
@@ -36,36 +36,101 @@ Scenario of_queue(const char *function, std::function<std::string()> act)
     return scenario;
 }
 
+// ---- Waiting ----
+
+std::string sent(int32_t timeout)
+{
+    MessagePtr message;
+    {
+        const Quiet quiet;
+        message = make_message(7);
+    }
+    const uint32_t result = ipc_mq_send(g_queue, message.get(), 0, timeout);
+    if (result == IPC_SUCCESS) {
+        static_cast<void>(message.release());
+    }
+    return shown(result);
+}
+
+std::string received(int32_t timeout)
+{
+    ipc_msg_hdr *message = nullptr;
+    const uint32_t result = ipc_mq_recv(g_queue, &message, timeout);
+    mem_free_ex(0, 0, 0, message);
+    return shown(result);
+}
+
+void fill_queue()
+{
+    make_queue();
+    while (put(g_queue, 7) == IPC_SUCCESS) {
+    }
+}
+
+void put_one() { put(g_queue, 7); }
+void take_one() { take(g_queue); }
+
+// A wait that ends without a signal, as one that fails does, is not begun anew: a sender overfills the
+// queue, and a receiver finds nothing. Without a time it is over at once.
+const Rules kTimeOut = {{.call = "pthread_cond_timedwait", .result = "7", .how = {"ETIMEDOUT"}},
+                        {.call = "gettimeofday", .result = "7"}};
+const Rules kSendWaits = kTimeOut + Rules{memory(1, kNoMemory)};
+const Lines kNothingThere = {err("Delete from list mgt->mq_head failed! sret=3")};
+const Rules kRecvWaits =
+    kTimeOut + Rules{{.call = "pthread_cond_timedwait", .result = "11", .said = kNothingThere},
+                     {.call = "pthread_cond_wait", .result = "11", .said = kNothingThere}};
+
+// Another thread does what is waited for.
+Scenario waiting(const char *function, const char *story, std::function<std::string()> act,
+                 const Rules &rules, std::function<void()> setup, std::function<void()> other)
+{
+    return {.function = function,
+            .story = story,
+            .act =
+                [act, other] {
+                    std::thread thread;
+                    {
+                        const Quiet quiet;
+                        g_hooks.wait = [&thread, other] { thread = std::thread(other); };
+                    }
+                    const std::string result = act();
+                    const Quiet quiet;
+                    if (thread.joinable()) {
+                        thread.join();
+                    }
+                    return result;
+                },
+            .rules = rules,
+            .setup = std::move(setup),
+            .undo = ipc_mq_destroy,
+            .threads_count = true,
+            .only = {"gettimeofday", "mem_malloc_ex", "pthread_cond_wait", "pthread_cond_timedwait"}};
+}
+
 const bool g_enlisted = enlist({
     {.function = "ipc_mq_create",
      .act = [] { return shown(ipc_mq_create(4, &g_queue)); },
-     .rules = {memory(1, kNoList), memory(2, kNoMemory), memory(3, kNoList), memory(4, kNoMemory)},
+     // The list of the queues, which is made with the first of them, stays.
+     .rules = Rules{memory(1, kNoList)} +
+              keeping(1, {memory(2, kNoMemory), memory(3, kNoList), memory(4, kNoMemory)}),
      .setup = ipc_mq_init,
      .undo = ipc_mq_destroy},
     {.function = "ipc_mq_send",
-     .act =
-         [] {
-             MessagePtr message;
-             {
-                 const Quiet quiet;
-                 message = make_message(7);
-             }
-             const uint32_t result = ipc_mq_send(g_queue, message.get(), 0, 0);
-             if (result == IPC_SUCCESS) {
-                 static_cast<void>(message.release());
-             }
-             return shown(result);
-         },
+     .act = [] { return sent(0); },
      .rules = {memory(1, kNoMemory)},
      .setup = make_queue,
      .undo = ipc_mq_destroy},
-    of_queue("ipc_mq_recv",
-             [] {
-                 ipc_msg_hdr *message = nullptr;
-                 const uint32_t result = ipc_mq_recv(g_queue, &message, 0);
-                 mem_free_ex(0, 0, 0, message);
-                 return shown(result);
-             }),
+    waiting(
+        "ipc_mq_send", "waits", [] { return sent(-1); }, kSendWaits, fill_queue, take_one),
+    waiting(
+        "ipc_mq_send", "waits_for_a_time", [] { return sent(20000); }, kSendWaits, fill_queue,
+        take_one),
+    of_queue("ipc_mq_recv", [] { return received(0); }),
+    waiting(
+        "ipc_mq_recv", "waits", [] { return received(-1); }, kRecvWaits, make_queue, put_one),
+    waiting(
+        "ipc_mq_recv", "waits_for_a_time", [] { return received(20000); }, kRecvWaits, make_queue,
+        put_one),
     of_queue("ipc_mq_remove", [] { return shown(ipc_mq_remove(g_queue, 7)); }),
     of_queue("ipc_mq_usg_state",
              [] {
@@ -84,12 +149,15 @@ const bool g_enlisted = enlist({
                       return std::string();
                   }),
     calls_nothing("mq_mgt_node_destroy", [] { return shown(mq_mgt_node_destroy(nullptr)); }),
-    calls_nothing("mkcondtimeout",
-                  [] {
-                      timespec deadline;
-                      mkcondtimeout(&deadline, 1500);
-                      return shown(deadline.tv_nsec);
-                  }),
+    // Without the time a deadline has passed.
+    {.function = "mkcondtimeout",
+     .act =
+         [] {
+             timespec deadline;
+             mkcondtimeout(&deadline, 1500);
+             return std::string(deadline.tv_sec > time(nullptr) - 60 ? "to come" : "passed");
+         },
+     .rules = {{.call = "gettimeofday", .result = "passed"}}},
 });
 
 } // namespace

@@ -1,5 +1,5 @@
 // What comes of failing calls in the messaging endpoint.
-#include "harness.h"
+#include "receive.h"
 
 #include "lc_ipc_msg.h"
 #include "support/module_peer.h"
@@ -15,8 +15,9 @@ constexpr char kOwnName[] = "lc_socket_mm_common";
 constexpr uint32_t kNotification = 0x77;
 constexpr uint32_t kMessage = 0x88;
 
-const std::string kNoMemory = "Assign memory failed!";
-const std::string kNoSend = "Send failed! errno is %e.";
+const std::string &kNoMemory = kNoMessage;
+const std::string kTimeout = err("Sending sync message timeout occured!");
+const std::string kNoSend = err("Send failed! errno is %e.");
 
 Rule memory(int nth, const std::string &result, const Lines &said)
 {
@@ -30,11 +31,6 @@ std::unique_ptr<ModulePeer> g_peer;
 std::unique_ptr<RawPeer> g_subscribers[2];
 
 uint32_t start() { return ipc_msg_init(IPC_MODULE_MM, g_queue, nullptr, nullptr, 0); }
-
-bool rests()
-{
-    return eventually([] { return g_library_thread.rests(); });
-}
 
 void start_endpoint()
 {
@@ -72,15 +68,14 @@ void stop_endpoint()
     }
 }
 
-// A module that answers what it is sent at once.
+// A module that answers who waits for it.
 void start_endpoint_and_module()
 {
     start_endpoint();
     g_peer = std::make_unique<ModulePeer>(kSmsStoreSocket);
-    g_hooks.after_sendto = [] {
+    g_hooks.wait = [] {
         WireMessage request;
-        if (g_peer != nullptr && g_peer->receive(&request, 0) &&
-            request.header.type == IPC_MSG_TYPE_REQUEST) {
+        while (g_peer->receive(&request, 0)) {
             g_peer->respond(request, testing_support::bytes_of(uint32_t{0}));
         }
     };
@@ -126,15 +121,22 @@ std::string registered()
     return answer.empty() ? "no answer" : "answer " + shown(word_at(answer, 16));
 }
 
+void subscribe(size_t i)
+{
+    g_subscribers[i] = std::make_unique<RawPeer>("subscriber" + std::to_string(i));
+    g_subscribers[i]->send(
+        kOwnName, datagram({IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 4, 5}, word(kNotification)));
+    g_subscribers[i]->receive();
+    EXPECT_TRUE(rests());
+}
+
 void subscribe_two()
 {
     start_endpoint();
-    for (size_t i = 0; i < std::size(g_subscribers); ++i) {
-        g_subscribers[i] = std::make_unique<RawPeer>("subscriber" + std::to_string(i));
-        g_subscribers[i]->send(
-            kOwnName, datagram({IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 4, 5}, word(kNotification)));
-        g_subscribers[i]->receive();
-    }
+    inside([] {
+        subscribe(0);
+        subscribe(1);
+    });
 }
 
 std::string notified()
@@ -146,6 +148,15 @@ std::string notified()
         got += subscriber->receive(0).empty() ? " no" : " yes";
     }
     return shown(result) + got;
+}
+
+// The first leaves; who is notified then?
+std::string deregistered()
+{
+    g_subscribers[0]->send(
+        kOwnName, datagram({IPC_MSG_TYPE_ASYNC, IPC_MSG_ID_DEREGISTER, 4, 0}, word(kNotification)));
+    rests();
+    return notified();
 }
 
 std::string diagnosed()
@@ -161,41 +172,12 @@ std::string diagnosed()
     return shown(ipc_diag_msg_receive(message, &length, &sender));
 }
 
-// A step that fails before the datagram is taken from the socket is made again; one that fails later
-// has lost it, which somebody else may say too.
-Rules receive_fails(const std::string &as_ever, const std::string &lost, const Lines &said = {})
-{
-    const std::string step = "Receive common priority message failed! sret=";
-    const auto with = [&said](Lines lines) {
-        lines.insert(lines.end(), said.begin(), said.end());
-        return lines;
-    };
-    return {
-        memory(1, as_ever, {kNoMemory, step + "11."}),
-        memory(2, lost, with({kNoMemory, step + "11."})),
-        {.call = "recvfrom",
-         .result = lost,
-         .said = with({"Orderly shutdown occured!", step + "10."}),
-         .how = {"nothing"}},
-        {.call = "recvfrom",
-         .result = lost,
-         .said =
-             with({"Message length mismatched! Received length is 8, but length in message header is 4",
-                   step + "4."}),
-         .how = {"short"}},
-        {.call = "recvfrom",
-         .result = as_ever,
-         .said = {"Receive message failed! errno is %e.", step + "10."}},
-        {.call = "select", .result = as_ever, .said = {"Call select failed. errno is %e."}},
-    };
-}
-
 // A registration that fails at its n-th allocation, answered with 11.
 Rule registration(int nth, const std::string &line, const std::string &result = "answer 11")
 {
     return memory(nth, result,
-                  {line, "Handle register request failed!, sret=11.",
-                   "Receive common priority message failed! sret=11."});
+                  {line, err("Handle register request failed!, sret=11."),
+                   err("Receive common priority message failed! sret=11.")});
 }
 
 template <typename Use> Scenario plain(const char *function, Use use)
@@ -203,174 +185,202 @@ template <typename Use> Scenario plain(const char *function, Use use)
     return calls_nothing(function, [use] { return shown(use()); });
 }
 
-const bool g_enlisted =
-    enlist({
-        {.function = "ipc_memory_assign",
-         .act =
-             [] {
-                 void *message = ipc_memory_assign(4, 0);
-                 const std::string result = shown(message);
-                 mem_free_ex(0, 0, 0, message);
-                 return result;
-             },
-         .rules = {memory(1, "null", {})}},
-        {.function = "ipc_msg_init",
-         .act = [] { return shown(start()); },
-         .rules =
-             {memory(1, "11", {"Create list failed!"}),
-              memory(2, "11", {"Create list failed!"}),
-              memory(3, "11", {"Start message receiving thread failed! ret=12."}),
-              {.call = "socket", .result = "11", .said = {"Create socket common failed! errno is %e."}},
-              {.call = "bind", .result = "11", .said = {"Bind socket common failed! errno is %e."}},
-              {.call = "pthread_create",
-               .result = "11",
-               .said = {"Start message receiving thread failed! ret=%e."}}},
-         .undo = stop_endpoint},
-        {.function = "ipc_msg_init",
-         .story = "receives_a_message",
-         .act =
-             [] {
-                 return queued_after(datagram({0, kMessage, 4, 0}, word(1)));
-             },
-         .rules = receive_fails("1 queued", "0 queued") +
-                  Rules{memory(3, "0 queued",
-                               {kNoMemory, "Send to message queue failed!, sret=11.",
-                                "Receive common priority message failed! sret=11."})},
-         .setup = start_endpoint_with_queue,
-         .undo = stop_endpoint,
-         .role = Role::kLibrary},
-        {.function = "ipc_msg_init",
-         .story = "receives_a_registration",
-         .act = registered,
-         .rules = receive_fails("answer 0", "no answer") +
-                  Rules{registration(3, kNoMemory, "no answer"),
-                        registration(4, kNoMemory),
-                        registration(5, kNoMemory),
-                        registration(6, "Create list failed!"),
-                        registration(7, kNoMemory),
-                        registration(8, kNoMemory),
-                        {.call = "sendto",
-                         .result = "no answer",
-                         .said = {kNoSend, "Send register response to client failed! sret=10."}}},
-         .setup = start_endpoint,
-         .undo = stop_endpoint,
-         .role = Role::kLibrary},
-        {.function = "ipc_msg_fin",
-         .act =
-             [] {
-                 ipc_msg_fin();
-                 return std::string();
-             },
-         .rules = {memory(1, "", {}), {.call = "sendto", .result = "", .said = {kNoSend}}},
-         .setup =
-             [] {
-                 start_endpoint();
-                 g_hooks.join = stop_again;
-             },
-         .undo = stop_endpoint},
-        {.function = "ipc_msg_send_asy",
-         .act =
-             [] {
-                 ipc_msg_hdr message = {0, kMessage, 0, 0};
-                 const ipc_addr to = module_record();
-                 return shown(ipc_msg_send_asy(&to, &message, 0));
-             },
-         .rules = {{.call = "sendto", .result = "10", .said = {kNoSend}}},
-         .setup = start_endpoint_and_module,
-         .undo = stop_endpoint},
-        {.function = "ipc_msg_send_syn",
-         .act = [] { return request_answered(); },
-         .rules = {memory(1, "11 4", {kNoMemory}),
-                   memory(2, "11 4", {kNoMemory}),
-                   {.call = "sendto", .result = "10 4", .said = {kNoSend}}},
-         .setup = start_endpoint_and_module,
-         .undo = stop_endpoint},
-        // The answer that the receive thread loses does not come, and the waiter's time runs out.
-        {.function = "ipc_msg_send_syn",
-         .story = "gets_its_answer",
-         .act =
-             [] {
-                 // A deadline may come a second early.
-                 const std::string result = request_answered(2000);
-                 rests();
-                 return result;
-             },
-         .rules = receive_fails("0 4", "7 4", {"Sending sync message timeout occured!"}),
-         .setup = start_endpoint_and_module,
-         .undo = stop_endpoint,
-         .role = Role::kLibrary},
-        {.function = "ipc_register_notify",
-         .act =
-             [] {
-                 const ipc_addr to = module_record();
-                 return shown(ipc_register_notify(&to, kNotification, 20000));
-             },
-         .rules = {memory(1, "11", {kNoMemory}),
-                   memory(2, "11", {kNoMemory}),
-                   memory(0, "11", {kNoMemory, "Send notify register failed! sret=11."}),
-                   {.call = "sendto",
-                    .result = "10",
-                    .said = {kNoSend, "Send notify register failed! sret=10."}}},
-         .setup = start_endpoint_and_module,
-         .undo = stop_endpoint},
-        {.function = "ipc_deregister_notify",
-         .act =
-             [] {
-                 const ipc_addr to = module_record();
-                 return shown(ipc_deregister_notify(&to, kNotification));
-             },
-         .rules = {memory(1, "11", {kNoMemory}),
-                   {.call = "sendto",
-                    .result = "10",
-                    .said = {kNoSend, "Send notify deregister failed! sret=10."}}},
-         .setup = start_endpoint_and_module,
-         .undo = stop_endpoint},
-        // One subscriber that cannot be reached keeps nothing from the others.
-        {.function = "ipc_msg_notify",
-         .act = notified,
-         .rules = {{.call = "sendto", .result = "0 no yes", .said = {kNoSend}, .nth = 1},
-                   {.call = "sendto", .result = "0 yes no", .said = {kNoSend}, .nth = 2}},
-         .setup = subscribe_two,
-         .undo = stop_endpoint},
-        {.function = "ipc_diag_msg_receive",
-         .act = diagnosed,
-         .rules =
-             {memory(1, "11", {kNoMemory}),
-              {.call = "recvfrom",
-               .result = "10",
-               .said = {"Orderly shutdown occured!"},
-               .how = {"nothing"}},
-              {.call = "recvfrom",
-               .result = "4",
-               .said =
-                   {"Message length mismatched! Received length is 8, but length in message header "
-                    "is 4"},
-               .how = {"short"}},
-              {.call = "recvfrom", .result = "10", .said = {"Receive message failed! errno is %e."}}},
-         .setup =
-             [] {
-                 g_library_thread.blind = true;
-                 inside([] { start(); });
-             },
-         .undo = stop_endpoint},
-        plain("ipc_gen_seesion_id",
-              [] {
-                  ipc_msg_hdr message = {};
-                  ipc_gen_seesion_id(&message);
-                  return message.session_id != 0 ? 1 : 0;
-              }),
-        plain("ipc_get_addr_by_id",
-              [] {
-                  ipc_addr addr;
-                  return ipc_get_addr_by_id(1, 0, &addr);
-              }),
-        plain("msg_id_match",
-              [] {
-                  const ipc_msg_hdr message = {};
-                  return msg_id_match(&message, &message);
-              }),
-        plain("notify_id_match", [] { return notify_id_match(&kNotification, &kNotification); }),
-        plain("reg_notify_node_destroy", [] { return reg_notify_node_destroy(nullptr); }),
-    });
+const bool g_endpoint = enlist({
+    {.function = "ipc_memory_assign",
+     .act =
+         [] {
+             void *message = ipc_memory_assign(4, 0);
+             const std::string result = shown(message);
+             mem_free_ex(0, 0, 0, message);
+             return result;
+         },
+     .rules = {memory(1, "null", {})}},
+    {.function = "ipc_msg_init",
+     .act = [] { return shown(start()); },
+     .rules =
+         {memory(1, "11", {err("Create list failed!")}),
+          memory(2, "11", {err("Create list failed!")}),
+          memory(3, "11", {err("Start message receiving thread failed! ret=12.")}),
+          {.call = "socket",
+           .result = "11",
+           .said = {err("Create socket common failed! errno is %e.")}},
+          {.call = "bind", .result = "11", .said = {err("Bind socket common failed! errno is %e.")}},
+          {.call = "pthread_create",
+           .result = "11",
+           .said = {err("Start message receiving thread failed! ret=%e.")}}},
+     .undo = stop_endpoint},
+    {.function = "ipc_msg_fin",
+     .act =
+         [] {
+             ipc_msg_fin();
+             return std::string();
+         },
+     .rules = {memory(1, "", {}), {.call = "sendto", .result = "", .said = {kNoSend}}},
+     .setup =
+         [] {
+             start_endpoint();
+             g_hooks.join = stop_again;
+         },
+     .undo = stop_endpoint},
+});
+
+const bool g_receiving = enlist({
+    {.function = "ipc_msg_init",
+     .story = "receives_a_message",
+     .act =
+         [] {
+             return queued_after(datagram({0, kMessage, 4, 0}, word(1)));
+         },
+     .rules = receive_fails(4, "0 queued") +
+              Rules{memory(3, "0 queued",
+                           {kNoMemory, err("Send to message queue failed!, sret=11."),
+                            err("Receive common priority message failed! sret=11.")})},
+     .setup = start_endpoint_with_queue,
+     .undo = stop_endpoint,
+     .role = Role::kLibrary},
+    {.function = "ipc_msg_init",
+     .story = "receives_a_registration",
+     .act = registered,
+     .rules = receive_fails(4, "no answer") +
+              Rules{registration(3, kNoMemory, "no answer"),
+                    registration(4, kNoMemory),
+                    registration(5, kNoMemory),
+                    registration(6, err("Create list failed!")),
+                    registration(7, kNoMemory),
+                    registration(8, kNoMemory),
+                    {.call = "sendto",
+                     .result = "no answer",
+                     .said = {kNoSend, err("Send register response to client failed! sret=10.")},
+                     .keeps = 5}},
+     .setup = start_endpoint,
+     .undo = stop_endpoint,
+     .role = Role::kLibrary},
+    {.function = "ipc_msg_init",
+     .story = "receives_a_deregistration",
+     .act = [] { return deregistered(); },
+     .rules = receive_fails(4, "0 yes yes"),
+     .setup = subscribe_two,
+     .undo = stop_endpoint,
+     .role = Role::kLibrary},
+});
+
+const bool g_sending =
+    enlist(
+        {
+            {.function = "ipc_msg_send_asy",
+             .act =
+                 [] {
+                     ipc_msg_hdr message = {0, kMessage, 0, 0};
+                     const ipc_addr to = module_record();
+                     return shown(ipc_msg_send_asy(&to, &message, 0));
+                 },
+             .rules = {{.call = "sendto", .result = "10", .said = {kNoSend}}},
+             .setup = start_endpoint_and_module,
+             .undo = stop_endpoint},
+            {.function = "ipc_msg_send_syn",
+             .act = [] { return request_answered(); },
+             .rules = {memory(1, "11 4", {kNoMemory}),
+                       memory(2, "11 4", {kNoMemory}),
+                       {.call = "sendto", .result = "10 4", .said = {kNoSend}},
+                       {.call = "gettimeofday", .result = "7 4", .said = {kTimeout}}},
+             .setup = start_endpoint_and_module,
+             .undo = stop_endpoint},
+            // A wait that ends without an answer begins anew, one that fails has timed out.
+            {.function = "ipc_msg_send_syn",
+             .story = "waits",
+             .act = [] { return request_answered(); },
+             .rules = {{.call = "pthread_cond_timedwait", .how = {"nothing"}},
+                       {.call = "pthread_cond_timedwait", .result = "7 4", .said = {kTimeout}}},
+             .setup = start_endpoint_and_module,
+             .undo = stop_endpoint,
+             .threads_count = true,
+             .only = {"pthread_cond_timedwait"}},
+            // The answer that the receive thread loses does not come, and the waiter's time runs
+            // out.
+            {.function = "ipc_msg_send_syn",
+             .story = "gets_its_answer",
+             .act =
+                 [] {
+                     // A deadline may come a second early.
+                     const std::string result = request_answered(2000);
+                     rests();
+                     return result;
+                 },
+             .rules = receive_fails(4, "7 4", {kTimeout}),
+             .setup = start_endpoint_and_module,
+             .undo = stop_endpoint,
+             .role = Role::kLibrary},
+            {.function = "ipc_register_notify",
+             .act =
+                 [] {
+                     const ipc_addr to = module_record();
+                     return shown(ipc_register_notify(&to, kNotification, 20000));
+                 },
+             .rules = {memory(1, "11", {kNoMemory}),
+                       memory(2, "11", {kNoMemory}),
+                       memory(0, "11", {kNoMemory, err("Send notify register failed! sret=11.")}),
+                       {.call = "sendto",
+                        .result = "10",
+                        .said = {kNoSend, err("Send notify register failed! sret=10.")}},
+                       {.call = "gettimeofday",
+                        .result = "7",
+                        .said = {kTimeout, err("Send notify register failed! sret=7.")}}},
+             .setup = start_endpoint_and_module,
+             .undo = stop_endpoint},
+            {.function = "ipc_deregister_notify",
+             .act =
+                 [] {
+                     const ipc_addr to = module_record();
+                     return shown(ipc_deregister_notify(&to, kNotification));
+                 },
+             .rules = {memory(1, "11", {kNoMemory}),
+                       {.call = "sendto",
+                        .result = "10",
+                        .said = {kNoSend, err("Send notify deregister failed! sret=10.")}}},
+             .setup = start_endpoint_and_module,
+             .undo = stop_endpoint},
+            // One subscriber that cannot be reached keeps nothing from the others.
+            {.function = "ipc_msg_notify",
+             .act = notified,
+             .rules = {{.call = "sendto", .result = "0 no yes", .said = {kNoSend}, .nth = 1},
+                       {.call = "sendto", .result = "0 yes no", .said = {kNoSend}, .nth = 2}},
+             .setup = subscribe_two,
+             .undo = stop_endpoint},
+            {.function = "ipc_diag_msg_receive",
+             .act = diagnosed,
+             .rules = {memory(1, "11", {kNoMemory}),
+                       {.call = "recvfrom",
+                        .result = "10",
+                        .said = {err("Orderly shutdown occured!")},
+                        .how = {"nothing"}},
+                       {.call = "recvfrom", .result = "4", .said = {mismatch(4)}, .how = {"short"}},
+                       {.call = "recvfrom",
+                        .result = "10",
+                        .said = {err("Receive message failed! errno is %e.")}}},
+             .setup =
+                 [] {
+                     g_library_thread.blind = true;
+                     inside([] { start(); });
+                 },
+             .undo = stop_endpoint},
+            plain("ipc_gen_seesion_id",
+                  [] {
+                      ipc_msg_hdr message = {};
+                      ipc_gen_seesion_id(&message);
+                      return message.session_id != 0 ? 1 : 0;
+                  }),
+            plain("ipc_get_addr_by_id",
+                  [] {
+                      ipc_addr addr;
+                      return ipc_get_addr_by_id(1, 0, &addr);
+                  }),
+            plain("msg_id_match",
+                  [] {
+                      const ipc_msg_hdr message = {};
+                      return msg_id_match(&message, &message);
+                  }),
+            plain("notify_id_match", [] { return notify_id_match(&kNotification, &kNotification); }),
+            plain("reg_notify_node_destroy", [] { return reg_notify_node_destroy(nullptr); }),
+        });
 
 } // namespace

@@ -10,8 +10,8 @@ using namespace faults;
 
 namespace {
 
-const Lines kNoSocket = {"Open socket error."};
-const Lines kNoAnswer = {"IOCTL operation error."};
+const Lines kNoSocket = {note("Open socket error.")};
+const Lines kNoAnswer = {note("IOCTL operation error.")};
 constexpr char kNet[] = "10.9.0.0";
 constexpr char kMask[] = "255.255.255.0";
 
@@ -65,12 +65,14 @@ void put_up_neighbour()
     };
 }
 
-void take_down_neighbour()
+// The result of what the neighbour was asked, which it does not outlive.
+std::string with_neighbour(int result)
 {
+    const Quiet quiet;
     if (g_neighbour >= 0) {
-        close(g_neighbour);
+        close(std::exchange(g_neighbour, -1));
     }
-    g_neighbour = -1;
+    return shown(result);
 }
 
 // ---- The kernel's table ----
@@ -85,12 +87,21 @@ void write_arp_table()
 }
 
 const Rules kTableFails = {
-    {.call = "fopen64", .result = "-1", .said = {"open the arp file error"}, .subject = "arp"},
-    {.call = "fgets", .result = "-1", .said = {"open the ip is not exist in arp table"}, .nth = 2},
-    {.call = "fgets", .result = "-1", .said = {"open the ip is not exist in arp table"}, .nth = 3},
+    {.call = "fopen64", .result = "-1", .said = {note("open the arp file error")}, .subject = "arp"},
+    {.call = "fgets",
+     .result = "-1",
+     .said = {note("open the ip is not exist in arp table")},
+     .nth = 2},
+    {.call = "fgets",
+     .result = "-1",
+     .said = {note("open the ip is not exist in arp table")},
+     .nth = 3},
 };
 
-Rules with(Rules rules, const char *line)
+const std::string kFound =
+    note("open the ip is exist in arp table and corresponding mac is 02:00:00:00:00:02");
+
+Rules with(Rules rules, const std::string &line)
 {
     for (Rule &rule : rules) {
         rule.said.push_back(line);
@@ -153,7 +164,7 @@ const bool g_enlisted = enlist({
      .rules = {{.call = "if_nametoindex", .result = "0"}}},
     {.function = "lc_is_interface_up",
      .act = [] { return shown(lc_is_interface_up("lo")); },
-     .rules = {{.call = "socket", .result = "-1", .said = {"Open socket error"}},
+     .rules = {{.call = "socket", .result = "-1", .said = {note("Open socket error")}},
                {.call = "ioctl", .result = "0"}},
      .setup = hide_interfaces},
     {.function = "lc_get_ip_by_ifname",
@@ -172,8 +183,9 @@ const bool g_enlisted = enlist({
              uint8_t mac[LC_MAC_SIZE];
              return shown(lc_get_mac_by_ifname("lo", mac));
          },
-     .rules = {{.call = "socket", .result = "-1"},
-               {.call = "ioctl", .result = "-1", .said = kNoAnswer}},
+     .rules = losing(
+         {{.call = "socket", .result = "-1"}, {.call = "ioctl", .result = "-1", .said = kNoAnswer}},
+         {note("The mac address of interface lo is[00:00:00:00:00:00]")}),
      .setup = hide_interfaces},
     {.function = "lc_get_climac_by_ip",
      .act =
@@ -182,15 +194,20 @@ const bool g_enlisted = enlist({
              const int result = lc_get_climac_by_ip("10.9.0.2", mac);
              return shown(result) + " " + mac;
          },
-     .rules = {{.call = "fopen64", .result = "-1 ", .said = {"open the arp file error"}},
-               // the heading is not missed
-               {.call = "fgets", .result = "", .nth = 1},
-               {.call = "fgets", .result = "-1 ", .said = {"open the ip is not exist in arp table"}}},
+     .rules = Rules{{.call = "fgets", .nth = 1}} + // the heading is not missed
+              losing({{.call = "fopen64",
+                       .result = "-1 ",
+                       .said = {note("open the arp file error")},
+                       .subject = "arp"},
+                      {.call = "fgets",
+                       .result = "-1 ",
+                       .said = {note("open the ip is not exist in arp table")}}},
+                     {kFound}),
      .setup = write_arp_table},
     {.function = "lc_arp_check",
      .act =
          [] {
-             return shown(
+             return with_neighbour(
                  lc_arp_check(address("10.9.0.2"), address("10.9.0.1"), kOurMac, kTheirMac, "lo", 500));
          },
      .rules = {{.call = "socket", .result = "-1"},
@@ -198,17 +215,18 @@ const bool g_enlisted = enlist({
                {.call = "sendto", .result = "-1"},
                {.call = "select", .result = "-1"},
                {.call = "recv", .result = "-1"}},
-     .setup = put_up_neighbour,
-     .undo = take_down_neighbour},
+     .setup = put_up_neighbour},
     // Whatever comes of the request.
     {.function = "lc_arp_update",
-     .act = [] { return shown(lc_arp_update("10.9.0.2", "10.9.0.1", "lo", "02:00:00:00:00:01")); },
-     .setup = put_up_neighbour,
-     .undo = take_down_neighbour},
+     .act =
+         [] {
+             return with_neighbour(lc_arp_update("10.9.0.2", "10.9.0.1", "lo", "02:00:00:00:00:01"));
+         },
+     .setup = put_up_neighbour},
     {.function = "lc_arp_update",
      .story = "looks_the_mac_up",
      .act = [] { return shown(lc_arp_update("10.9.0.2", "10.9.0.1", "lo", "none")); },
-     .rules = with(kTableFails, "get target mac by ip failed"),
+     .rules = losing(with(kTableFails, note("get target mac by ip failed")), {kFound}),
      .setup = write_arp_table},
     // The address is found to be missing when the interface is not there, and that is taken for
     // success, so only the command itself can fail.
@@ -216,9 +234,9 @@ const bool g_enlisted = enlist({
      .act = [] { return shown(lc_arp_update2("nosuch0")); },
      .rules = {{.call = "system",
                 .result = "-1",
-                .said = {"Call function system error."},
+                .said = {note("Call function system error.")},
                 .how = {"EAGAIN", "ECHILD"}},
-               {.call = "socket", .result = "", .said = kNoSocket}},
+               {.call = "socket", .said = kNoSocket, .unsaid = kNoAnswer}},
      .setup = [] { g_hooks.instead["arping -U -c 1 -I nosuch0 0.0.0.0"] = "true"; }},
     {.function = "lc_socket",
      .act =
@@ -227,7 +245,8 @@ const bool g_enlisted = enlist({
              return with_errno(g_other);
          },
      .rules = passes_on("socket"),
-     .undo = close_sockets},
+     .undo = close_sockets,
+     .once = true},
     {.function = "lc_bind",
      .act =
          [] {
@@ -260,7 +279,8 @@ const bool g_enlisted = enlist({
              open_sockets();
              connect(g_other, place(), sizeof(g_place));
          },
-     .undo = close_sockets},
+     .undo = close_sockets,
+     .once = true},
     calls_nothing("is_valid_ip", [] { return shown(is_valid_ip("1.2.3.4")); }),
     calls_nothing("lc_htons", [] { return shown(lc_htons(1)); }),
     calls_nothing("lc_ntohs", [] { return shown(lc_ntohs(1)); }),

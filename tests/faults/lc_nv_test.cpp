@@ -235,13 +235,17 @@ const bool g_persistent_store = enlist({
      .act =
          [] { return shown(nvm_init()) + (access(NVM_SHUTDOWN_MARKER, F_OK) == 0 ? " marked" : ""); },
      // A marker that is not seen costs a repair that was not needed.
-     .rules = {{.call = "stat64", .result = "0 marked", .said = {"dir is not exist"}},
+     .rules = {{.call = "stat64",
+                .result = "0 marked",
+                .said = {note("dir is not exist")},
+                .unsaid = {note("dir is exist")}},
                {.call = "rmdir", .result = "5 marked"}},
      .setup =
          [] {
              make_store("new", "new");
              mkdir(NVM_SHUTDOWN_MARKER, 0777);
          },
+     .once = true,
      .only = {"stat64", "rmdir"}},
     // The current copy counts unless it cannot be opened or read; then the backup does.
     {.function = "nvm_init",
@@ -260,7 +264,8 @@ const bool g_persistent_store = enlist({
                of("lseek64", 1, "0 new/old"),
                of("write", 1, "0 new/nld", {"short"}),
                of("write", 1, "0 new/old")},
-     .setup = one_parameter("new", "old")},
+     .setup = one_parameter("new", "old"),
+     .once = true},
     {.function = "nvm_init",
      .story = "with_the_backup_alone",
      .act = and_copies(nvm_init),
@@ -275,7 +280,8 @@ const bool g_persistent_store = enlist({
                of("open64", 3, "0 default/default"),
                of("write", 1, "0 o/old", {"short"}),
                of("write", 1, "0 /old")},
-     .setup = one_parameter(nullptr, "old")},
+     .setup = one_parameter(nullptr, "old"),
+     .once = true},
     {.function = "nvm_init",
      .story = "with_no_copy",
      .act = and_copies(nvm_init),
@@ -290,7 +296,8 @@ const bool g_persistent_store = enlist({
                of("write", 1, "0 /default"),
                of("write", 2, "0 default/d", {"short"}),
                of("write", 2, "0 default/")},
-     .setup = one_parameter(nullptr, nullptr)},
+     .setup = one_parameter(nullptr, nullptr),
+     .once = true},
 });
 
 const bool g_exchange =

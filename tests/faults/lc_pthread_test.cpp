@@ -42,7 +42,7 @@ std::string command_run(const char *redirect)
     char *const argv[] = {echo, word, nullptr};
     const int result = _eval(argv, redirect, 0, nullptr);
     const Quiet quiet;
-    while (waitpid(-1, nullptr, WNOHANG) > 0) {
+    while (waitpid(-1, nullptr, 0) > 0) {
     }
     return shown(result) + " " + testing_support::read_text("/tmp/out");
 }
@@ -83,6 +83,7 @@ void start_victim()
     }
     char byte;
     EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    snprintf(g_varying_path, sizeof(g_varying_path), "/proc/%d/stat", g_child);
     close(ready[0]);
     close(ready[1]);
 }
@@ -121,14 +122,36 @@ std::string found()
     return pid == g_child ? "found" : shown(pid);
 }
 
-// The process is not found when its name cannot be read; of the other entries' nothing is seen.
-Rules search_fails(const char *missing, const char *either)
+// The process, which is the latest, is not found when its entry or its name cannot be read; of the
+// other entries' names, and behind it, nothing is seen.
+Rules search_fails(const char *missing)
 {
     return {{.call = "opendir", .result = missing},
             {.call = "realloc", .result = missing},
-            {.call = "readdir64", .result = either},
-            {.call = "open64", .result = either},
-            {.call = "read", .result = either}};
+            {.call = "readdir64", .subject = "the end"},
+            {.call = "readdir64", .result = missing},
+            {.call = "open64", .result = missing, .subject = kVarying},
+            {.call = "read", .result = missing, .subject = kVarying}};
+}
+
+// What is said before a pause, when so many are left.
+std::string doing(const char *what, int left)
+{
+    return note(std::string(":lc_killall_tk: ") + what + " name=" + kName + " n=" + shown(left));
+}
+
+// Of the signals, each that fails ends the work: the first, and those before and after each pause.
+Rules kills_fail()
+{
+    Lines unsaid = {doing("SIGKILL", 4)};
+    Rules rules = {{.call = "kill", .result = "-1", .unsaid = unsaid, .nth = 8},
+                   {.call = "kill", .result = "-1", .unsaid = unsaid, .nth = 7}};
+    for (int left = 0; left < 5; ++left) {
+        unsaid.insert(unsaid.begin(), doing("waiting", left));
+        rules.push_back({.call = "kill", .result = "-1", .unsaid = unsaid, .nth = 6 - left});
+    }
+    rules.push_back({.call = "kill", .result = "-1", .unsaid = unsaid, .nth = 1});
+    return rules;
 }
 
 // ---- Files ----
@@ -184,6 +207,13 @@ Scenario of_threads(
             .threads_count = true};
 }
 
+// One that uses up what it is given.
+Scenario once(Scenario scenario)
+{
+    scenario.once = true;
+    return scenario;
+}
+
 // The first thread that is ended makes libc load what it needs for that.
 void end_a_thread()
 {
@@ -225,14 +255,15 @@ const bool g_processes = enlist({
     {.function = "lc_fork",
      .act = forked,
      .rules = {{.call = "fork", .result = "-1 %e"}},
-     .undo = reap},
+     .undo = reap,
+     .once = true},
     {.function = "_eval",
      .act = [] { return command_run(">/tmp/out"); },
      .rules = {{.call = "fork", .result = "%e "},
                {.call = "execvp", .result = "%w "},
                // An interrupted wait is taken up again.
                {.call = "waitpid", .result = "0 word\n", .how = {"EINTR"}},
-               {.call = "waitpid", .result = "%e word\n|%e "},
+               {.call = "waitpid", .result = "%e word\n"},
                // Without its file the command's output goes nowhere.
                {.call = "open64", .result = "0 ", .subject = "/tmp/out"},
                {.call = "dup2", .result = "0 "}},
@@ -270,29 +301,35 @@ const bool g_processes = enlist({
      .setup = name_this_process},
     {.function = "lc_pidof",
      .act = found,
-     .rules = search_fails("-1", "-1|found"),
+     .rules = search_fails("-1"),
      .setup = start_victim,
      .undo = end_victim},
     {.function = "lc_killall",
      .act = [] { return shown(lc_killall(kName, 0)); },
-     .rules = search_fails("-2", "-2|0") + Rules{{.call = "kill", .result = "-1"}},
+     .rules = search_fails("-2") + Rules{{.call = "kill", .result = "-1"}},
      .setup = start_victim,
      .undo = end_victim},
     // Whatever hides the process from a search ends the work: it is as if none were left.
     {.function = "lc_killall_tk",
      .act = [] { return shown(lc_killall_tk(kName)); },
-     .rules = {{.call = "kill", .result = "-1"}},
+     .rules = Rules{{.call = "opendir", .nth = 3}} + // it has gone by then
+              losing({{.call = "opendir"},
+                      {.call = "realloc"},
+                      {.call = "open64", .subject = kVarying},
+                      {.call = "read", .subject = kVarying},
+                      {.call = "kill", .result = "-1"}},
+                     {doing("waiting", 4)}),
      .setup = start_obedient_victim,
      .undo = end_victim,
+     .once = true,
      .only = {"opendir", "realloc", "open64", "read", "kill", "sleep"}},
     {.function = "lc_killall_tk",
      .story = "kills_in_the_end",
      .act = [] { return shown(lc_killall_tk(kName)); },
-     .rules = {{.call = "kill", .result = "-1"},
-               // what cannot be waited for long enough has time to go all the same
-               {.call = "sleep", .result = "-2"}},
+     .rules = kills_fail(),
      .setup = start_stubborn_victim,
      .undo = end_victim,
+     .once = true,
      .only = {"kill", "sleep"}}, // the searches fail above
 });
 
@@ -308,7 +345,7 @@ const bool g_threads = enlist({
                    }
                    return result;
                }),
-    of_threads(
+    once(of_threads(
         "lc_pthread_join", "pthread_join",
         [] {
             const int result = lc_pthread_join(g_thread, nullptr);
@@ -316,23 +353,23 @@ const bool g_threads = enlist({
             return result;
         },
         [] {
-            start_thread();
-            pthread_cancel(g_thread);
+            g_joined = pthread_create(
+                           &g_thread, nullptr, [](void *p) { return p; }, nullptr) != 0;
         },
-        join_thread),
-    of_threads(
+        join_thread)),
+    once(of_threads(
         "lc_pthread_cancle", "pthread_cancel", [] { return lc_pthread_cancle(g_thread); },
         [] {
             end_a_thread();
             start_thread();
         },
-        join_thread),
+        join_thread)),
     of_threads(
         "lc_pthread_attr_init", "pthread_attr_init", [] { return lc_pthread_attr_init(&g_attr); },
         [] {}, destroy_attributes),
-    of_threads(
+    once(of_threads(
         "lc_pthread_attr_destroy", "pthread_attr_destroy",
-        [] { return lc_pthread_attr_destroy(&g_attr); }, make_attributes),
+        [] { return lc_pthread_attr_destroy(&g_attr); }, make_attributes)),
     of_attributes("lc_pthread_attr_getscope", "pthread_attr_getscope",
                   [] {
                       int scope;

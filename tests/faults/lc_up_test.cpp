@@ -81,6 +81,14 @@ void close_port()
     drop_modem();
 }
 
+// The result of what the modem was asked, which it does not outlive.
+std::string with_modem(int result)
+{
+    const Quiet quiet;
+    drop_modem();
+    return shown(result);
+}
+
 // ---- What is sent ----
 
 const Bytes kImage(2049, 'i'); // two pieces
@@ -100,6 +108,14 @@ std::string sent()
 {
     make_frame();
     return shown(lc_data_snd(&g_frame));
+}
+
+// What comes of the modem's answer to a frame.
+int checked(const Bytes &frame)
+{
+    const auto request = record_of<lc_up_frame>(frame);
+    const auto response = record_of<lc_up_response>(testing_support::answer(frame));
+    return lc_data_chk(&request, &response);
 }
 
 const std::string kNoData = std::string("open ") + LC_UP_DATA_PORT + " error";
@@ -145,7 +161,7 @@ Rules exchange_fails(const Frame &frame, const std::string &failed, const std::s
             of("select", "", {"select error:-1 %e", silence(frame)}),
             of("read", cut, after_cut, {"short"}),
             of("read", "", {silence(frame)}, {"nothing"}),
-            of("read", cut, Lines{"read tty dev failed"} + after_failed)};
+            of("read", failed, Lines{"read tty dev failed"} + after_failed)};
 }
 
 // A frame is sent again until it is accepted, through a port that is opened anew.
@@ -207,9 +223,10 @@ const bool g_enlisted = enlist({
              g_port = lc_open_tty();
              return std::string(g_port >= 0 ? "open" : "-1");
          },
-     .rules = {{.call = "open64", .result = "-1", .said = {kNoData}}},
+     .rules = {{.call = "open64", .result = "-1", .said = {kNoData}, .unsaid = {"end"}}},
      .setup = plug_in,
-     .undo = close_port},
+     .undo = close_port,
+     .once = true},
     {.function = "lc_read_tty",
      .act =
          [] {
@@ -226,50 +243,51 @@ const bool g_enlisted = enlist({
              open_port();
              answer("at", 2);
          },
-     .undo = close_port},
+     .undo = close_port,
+     .once = true},
     {.function = "lc_data_trans",
      .act = exchanged,
-     .rules = exchange_fails(kBegin, "-1", "-1|1", {}, {}),
+     .rules = exchange_fails(kBegin, "-1", "1", {}, {}),
      .setup = open_port,
      .undo = close_port},
     {.function = "lc_data_snd",
      .act = sent,
-     .rules = port_fails("-1") + frame_fails(kBegin),
+     .rules = losing(port_fails("-1"), {"end"}) + frame_fails(kBegin),
      .setup = plug_in,
      .undo = drop_modem,
      .stays = true},
     {.function = "lc_at_snd",
-     .act = [] { return shown(lc_at_snd(kCommand)); },
-     .rules = command_fails(without_line_feed(kCommand)) +
-              Rules{{.call = "select", .result = "", .said = {"select error:-1 %e"}},
-                    {.call = "read", .result = "", .how = {"nothing"}},
+     .act = [] { return with_modem(lc_at_snd(kCommand)); },
+     .rules = losing(command_fails(without_line_feed(kCommand)), {"ok"}) +
+              Rules{{.call = "select", .said = {"select error:-1 %e"}},
+                    {.call = "read", .how = {"nothing"}},
                     {.call = "read",
                      .result = "-1",
-                     .said = {std::string("read AT PORT:") + LC_UP_AT_PORT + " failed"}}},
-     .setup = plug_in,
-     .undo = drop_modem},
+                     .said = {std::string("read AT PORT:") + LC_UP_AT_PORT + " failed"},
+                     .unsaid = {"ok"}}},
+     .setup = plug_in},
     {.function = "lc_at_snd_wait",
-     .act = [] { return shown(lc_at_snd_wait(kCommand)); },
-     .rules = answer_fails(without_line_feed(kCommand)),
-     .setup = plug_in,
-     .undo = drop_modem},
+     .act = [] { return with_modem(lc_at_snd_wait(kCommand)); },
+     .rules = losing(answer_fails(without_line_feed(kCommand)), {"ok"}),
+     .setup = plug_in},
     {.function = "lc_up_status",
-     .act = [] { return shown(lc_up_status()); },
-     .rules = answer_fails(without_line_feed(LC_UP_AT_STATUS)),
-     .setup = plug_in,
-     .undo = drop_modem},
+     .act = [] { return with_modem(lc_up_status()); },
+     .rules = losing(answer_fails(without_line_feed(LC_UP_AT_STATUS)), {"ok"}),
+     .setup = plug_in},
     {.function = "lc_up_start",
-     .act = [] { return shown(lc_up_start()); },
-     .rules =
-         answer_fails(without_line_feed(LC_UP_AT_START), {"send at cmd of sys_upgrade_start error"}) +
-         port_fails("-1", {"send img data failure"}) + frame_fails({1, "1", "1111836489", "73"}) +
-         frame_fails({2, "1", "1111836489", "73"}),
+     .act = [] { return with_modem(lc_up_start()); },
+     .rules = losing(answer_fails(without_line_feed(LC_UP_AT_START),
+                                  {"send at cmd of sys_upgrade_start error"}),
+                     {"ok", "send transfer begin cmd", "enter", "end"}) +
+              losing(port_fails("-1", {"send img data failure"}), {"end"}) +
+              frame_fails({1, "1", "1111836489", "73"}) + frame_fails({2, "1", "1111836489", "73"}),
      .setup = plug_in,
      .undo = drop_modem,
      .stays = true},
     {.function = "lc_up_img",
      .act = [] { return shown(lc_up_img(kImage.data(), 2049)); },
-     .rules = port_fails("-1", {"send img data failure", "update img failure"}) +
+     .rules = losing(port_fails("-1", {"send img data failure", "update img failure"}),
+                     {"end", "send last img data", "send transfer end cmd"}) +
               frame_fails({1, "16", "0", "0"}) + frame_fails({2, "16", "1", "1"}) +
               frame_fails({3, "1", "1162757196", "76"}),
      .setup =
@@ -281,8 +299,16 @@ const bool g_enlisted = enlist({
      .next = sent, // a process makes one upgrade, but the port can be used
      .stays = true},
     {.function = "lc_set_img_size", .act = [] { return shown(lc_set_img_size(4096)); }},
-    {.function = "lc_fill_head", .act = [] { return shown(lc_fill_head(nullptr, 1, 1, 0)); }},
-    {.function = "lc_data_chk", .act = [] { return shown(lc_data_chk(nullptr, nullptr)); }},
+    calls_nothing("lc_fill_head",
+                  [] { return shown(lc_fill_head(&g_frame, 1, UPGRADE_TLV_TYPE_COMMAND_REQ, 0)); }),
+    {.function = "lc_fill_head",
+     .story = "rejects",
+     .act = [] { return shown(lc_fill_head(nullptr, 1, 1, 0)); }},
+    calls_nothing("lc_data_chk",
+                  [] { return shown(checked(command_frame(UPGRADE_TLV_TYPE_CMD_BEGIN))); }),
+    {.function = "lc_data_chk",
+     .story = "rejects",
+     .act = [] { return shown(lc_data_chk(nullptr, nullptr)); }},
     calls_nothing("lc_get_status_str", [] { return std::string(lc_get_status_str(1)); }),
     calls_nothing("lc_get_tlv_type_str", [] { return std::string(lc_get_tlv_type_str(1)); }),
 });

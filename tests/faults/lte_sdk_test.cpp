@@ -1,5 +1,5 @@
 // What comes of failing calls in the client of the WAN manager.
-#include "harness.h"
+#include "receive.h"
 
 #include "lc_nv.h"
 #include "lte_sdk.h"
@@ -15,8 +15,8 @@ using testing_support::write_text;
 namespace {
 
 constexpr char kNoMemory[] = "Malloc memory failed.";
-constexpr char kNoWaiter[] = "Assign memory failed!";
-constexpr char kNoSend[] = "Send failed! errno is %e.";
+const std::string &kNoWaiter = kNoMessage;
+const std::string kNoSend = err("Send failed! errno is %e.");
 constexpr char kNotSent[] = "ipc msg send failure.";
 constexpr char kAtFile[] = "/tmp/answer";
 
@@ -31,11 +31,19 @@ Rule sending(const std::string &result, Lines said, int nth = 0)
     return {.call = "sendto", .result = result, .said = std::move(said), .nth = nth};
 }
 
-// ---- The other modules: they answer at once ----
+// Without the time every deadline has passed.
+Rule timing_out(const std::string &result, Lines said, int nth = 0)
+{
+    said.insert(said.begin(), err("Sending sync message timeout occured!"));
+    return {.call = "gettimeofday", .result = result, .said = std::move(said), .nth = nth};
+}
+
+// ---- The other modules: they answer who waits for it ----
 
 std::unique_ptr<ModulePeer> g_wan_manager;
 std::unique_ptr<ModulePeer> g_sms_store;
 bool g_answer_is_file = false;
+size_t g_pin_answer_size = 4;
 
 template <typename Word> void put_word(std::vector<uint8_t> *body, size_t index, Word word)
 {
@@ -60,6 +68,8 @@ std::vector<uint8_t> answer_to(uint32_t msg_id)
         memcpy(body.data() + 12, text, strlen(text));
         return body;
     }
+    case WM_MSG_PIN_MODIFY_EN_REQ:
+        return std::vector<uint8_t>(g_pin_answer_size);
     case WM_MSG_NETLIST_SEARCH_REQ:
         return std::vector<uint8_t>(408);
     case WM_MSG_IMSI_GET_REQ:
@@ -83,7 +93,7 @@ void start_modules()
 {
     g_wan_manager = std::make_unique<ModulePeer>(testing_support::kWanManagerSocket);
     g_sms_store = std::make_unique<ModulePeer>(testing_support::kSmsStoreSocket);
-    g_hooks.after_sendto = [] {
+    g_hooks.wait = [] {
         answer(g_wan_manager.get());
         answer(g_sms_store.get());
     };
@@ -129,6 +139,65 @@ void put_parameter(const char *name, const char *value)
     write_text(std::string(NVMRAM_DIR) + name, value + std::string(1, '\0'));
 }
 
+bool g_started = false;
+
+// A client that runs is not started again.
+std::string started()
+{
+    if (g_started) {
+        const Quiet quiet;
+        lct_module_fin();
+    }
+    const int32_t result = lct_module_init(&kConfig);
+    g_started = result == 0;
+    return shown(result);
+}
+
+// ---- The host ----
+
+std::atomic<int> g_events{0};
+
+const lct_config kHost = {{}, [](const lct_event *) {
+                              ++g_events;
+                              return uint32_t{0};
+                          }};
+
+void start_client_of_host()
+{
+    start_modules();
+    inside([] { EXPECT_EQ(lct_module_init(&kHost), 0); });
+    EXPECT_TRUE(rests());
+    write_text("/tmp/ltelog.1", std::string(262144, 'x'));
+}
+
+lct_link_status link()
+{
+    lct_link_status status = {};
+    status.iface_type = LCT_IFACE_TYPE_WCDMA;
+    status.link_status = LCT_LINK_CONNECTED;
+    status.ip_status = 1;
+    strcpy(status.interface_name, "wwan0");
+    return status;
+}
+
+const Lines kHeard = {"WM_MSG_LINK_STATUS_NOTIFY",
+                      "link status:WM_CONNECTED WM_IP_UP WM_WCDMA",
+                      "interface:wwan0",
+                      "ip:",
+                      "gateway:",
+                      "dns1:",
+                      "dns2:",
+                      "mask:"};
+
+std::string events_after(uint32_t msg_id, const std::vector<uint8_t> &body)
+{
+    g_events = 0;
+    g_wan_manager->send(testing_support::module_address(testing_support::client_socket_name(getpid())),
+                        {IPC_MSG_TYPE_ASYNC, msg_id, 0, 0}, body);
+    rests();
+    return shown(g_events.load()) + " events";
+}
+
 // ---- Scenarios ----
 
 // A request of the started client.
@@ -145,20 +214,25 @@ Scenario of_client(const char *function, std::function<std::string()> act, Rules
 // own.
 Rules not_delivered(const std::string &result, const Lines &last)
 {
-    const auto with = [&last](const char *line) {
+    const auto with = [&last](const std::string &line) {
         Lines lines = {line};
         lines.insert(lines.end(), last.begin(), last.end());
         return lines;
     };
-    return {memory(1, result, with(kNoMemory)), memory(2, result, with(kNoMemory)),
-            memory(3, result, with(kNoWaiter)), memory(4, result, with(kNoWaiter)),
-            sending(result, last)};
+    return {memory(1, result, with(kNoMemory)),
+            memory(2, result, with(kNoMemory)),
+            memory(3, result, with(kNoWaiter)),
+            memory(4, result, with(kNoWaiter)),
+            sending(result, last),
+            timing_out(result, last)};
 }
 
-template <typename Act> Scenario request(const char *function, Act act, const char *line = kNotSent)
+// Of the answer it says so much, if anything.
+template <typename Act>
+Scenario request(const char *function, Act act, const char *line = kNotSent, const Lines &answer = {})
 {
     return of_client(
-        function, [act] { return shown(act()); }, not_delivered("-1", {line}));
+        function, [act] { return shown(act()); }, losing(not_delivered("-1", {line}), answer));
 }
 
 // A value that the WAN manager keeps in the RAM store.
@@ -199,27 +273,34 @@ Rules endpoint_fails(int nth, const std::string &result, const Lines &said)
         lines.insert(lines.end(), said.begin(), said.end());
         return lines;
     };
-    return {
-        memory(nth, result, with("Create list failed!")),
-        memory(nth + 1, result, with("Create list failed!")),
-        memory(nth + 2, result, with("Start message receiving thread failed! ret=12.")),
-        {.call = "socket", .result = result, .said = with("Create socket common failed! errno is %e.")},
-        {.call = "bind", .result = result, .said = with("Bind socket common failed! errno is %e.")},
-        {.call = "pthread_create",
-         .result = result,
-         .said = with("Start message receiving thread failed! ret=%e.")}};
+    return {memory(nth, result, with(err("Create list failed!"))),
+            memory(nth + 1, result, with(err("Create list failed!"))),
+            memory(nth + 2, result, with(err("Start message receiving thread failed! ret=12."))),
+            {.call = "socket",
+             .result = result,
+             .said = with(err("Create socket common failed! errno is %e."))},
+            {.call = "bind",
+             .result = result,
+             .said = with(err("Bind socket common failed! errno is %e."))},
+            {.call = "pthread_create",
+             .result = result,
+             .said = with(err("Start message receiving thread failed! ret=%e."))}};
 }
 
 // Three registrations, whose failures are only said.
 Rules registrations_fail(int nth)
 {
-    const Lines lost = {kNoWaiter, "Send notify register failed! sret=11."};
+    const Lines lost = {kNoWaiter, err("Send notify register failed! sret=11.")};
     Rules rules;
     for (int i = nth; i < nth + 12; i += 4) {
         rules = rules + Rules{memory(i, "", {kNoWaiter}), memory(i + 1, "", {kNoWaiter}),
                               memory(i + 2, "", lost), memory(i + 3, "", lost)};
     }
-    rules.push_back(sending("", {"Send notify register failed! sret=10."}));
+    rules.push_back(sending("", {err("Send notify register failed! sret=10.")}));
+    // The answer to one that was given up comes during the next, and is dropped.
+    const std::string late = err("Receive common priority message failed! sret=4.");
+    rules.push_back(timing_out("", {err("Send notify register failed! sret=7.")}, 3));
+    rules.push_back(timing_out("", {err("Send notify register failed! sret=7."), late}));
     return rules;
 }
 
@@ -227,16 +308,26 @@ std::string nothing() { return ""; }
 
 const bool g_core = enlist({
     {.function = "lct_module_init",
-     .act = [] { return shown(lct_module_init(&kConfig)); },
+     .act = started,
+     // What was made before a step that fails stays: the list of the queues, the queue.
      .rules = Rules{{.call = "mkdir", .result = "0", .how = {"EEXIST"}},
                     {.call = "mkdir", .result = "-1", .said = {"init radom nv failed"}},
-                    memory(1, "-1", {"Create list failed!", "ipc_mq_create err"}),
-                    memory(2, "-1", {kNoWaiter, "ipc_mq_create err"}),
-                    memory(3, "-1", {"Create list failed!", "ipc_mq_create err"}),
-                    memory(4, "-1", {kNoWaiter, "ipc_mq_create err"})} +
-              endpoint_fails(5, "11", {"ipc init failled, ret=11"}) + registrations_fail(8),
+                    memory(1, "-1", {err("Create list failed!"), "ipc_mq_create err"})} +
+              keeping(1, Rules{memory(2, "-1", {kNoWaiter, "ipc_mq_create err"}),
+                            memory(3, "-1", {err("Create list failed!"), "ipc_mq_create err"}),
+                            memory(4, "-1", {kNoWaiter, "ipc_mq_create err"})}) +
+              keeping(4, endpoint_fails(5, "11", {"ipc init failled, ret=11"})) +
+              registrations_fail(8),
      .setup = start_modules,
      .undo = stop_client},
+    // The first line turns the trace over. One that fails keeps nothing from the host.
+    {.function = "lct_module_init",
+     .story = "tells_the_host",
+     .act = [] { return events_after(WM_MSG_LINK_STATUS_NOTIFY, testing_support::bytes_of(link())); },
+     .rules = receive_fails(sizeof(lct_link_status), "0 events", {}, kHeard),
+     .setup = start_client_of_host,
+     .undo = stop_client,
+     .role = Role::kLibrary},
     {.function = "lct_module_fin",
      .act = [] { return shown(lct_module_fin()); },
      .rules = {memory(1, "0", {}), sending("0", {})},
@@ -281,7 +372,8 @@ const bool g_requests = enlist({
     request("lct_set_nettype", [] { return lct_set_nettype(&kWord); }),
     request("lct_get_nettype", [] { return lct_get_nettype(&g_value); }),
     request("lct_set_roam_switch", [] { return lct_set_roam_switch(&kWord); }),
-    request("lct_get_roam_switch", [] { return lct_get_roam_switch(&g_value); }),
+    request("lct_get_roam_switch", [] { return lct_get_roam_switch(&g_value); }, kNotSent,
+            {"get roam switch value:5"}),
     request("lct_set_serial_port", [] { return lct_set_serial_port(1); }),
     request(
         "lct_get_diag_info", [] { return lct_get_diag_info(); }, "result error."),
@@ -298,13 +390,17 @@ const bool g_requests = enlist({
     request(
         "lct_net_imsi_get_req", [] { return lct_net_imsi_get_req(g_text, 16); },
         "need more length buffer to put."),
-    request(
-        "lct_ext_at_req", [] { return lct_ext_at_req("AT\n", g_text, sizeof(g_text)); },
-        "call WM_MSG_MODEM_AT_REQ failed. ret=0 rsp->err_code=3"),
-    // One byte is too little for the answer's result, which is not looked at.
-    request(
-        "lct_sim_set_pinen_req", [] { return lct_sim_set_pinen_req(&kOn); },
-        "call WM_MSG_PIN_MODIFY_EN_REQ failed ret:0 rsp:1"),
+    request("lct_ext_at_req", [] { return lct_ext_at_req("AT\n", g_text, sizeof(g_text)); },
+            "call WM_MSG_MODEM_AT_REQ failed. ret=0 rsp->err_code=3", {"rsp_len:0", "type:0", "OK"}),
+    {.function = "lct_sim_set_pinen_req",
+     .act = [] { return shown(lct_sim_set_pinen_req(&kOn)); },
+     .rules = not_delivered("-1", {"call WM_MSG_PIN_MODIFY_EN_REQ failed ret:0 rsp:1"}),
+     .setup =
+         [] {
+             g_pin_answer_size = 1;
+             start_client();
+         },
+     .undo = stop_client},
     of_client(
         "lct_lte_channel_req",
         [] {
@@ -332,7 +428,8 @@ const bool g_requests = enlist({
     {.function = "lct_ext_at_req",
      .story = "shows_a_file",
      .act = [] { return shown(lct_ext_at_req("AT\n", g_text, sizeof(g_text))); },
-     .rules = not_delivered("-1", {"call WM_MSG_MODEM_AT_REQ failed. ret=0 rsp->err_code=3"}),
+     .rules = losing(not_delivered("-1", {"call WM_MSG_MODEM_AT_REQ failed. ret=0 rsp->err_code=3"}),
+                     {"rsp_len:0", "type:1", kAtFile}),
      .setup =
          [] {
              write_text(kAtFile, std::string(200, 'x'));
@@ -348,6 +445,8 @@ const bool g_requests = enlist({
      .rules = {{.call = "open64", .result = "0"}, {.call = "read", .result = "0"}},
      .setup = [] { put_parameter("wm_syslog_switch_flg", "1"); }},
 });
+
+constexpr char kNotDeleted[] = "ipc msg del failure.";
 
 void ready_sim()
 {
@@ -366,7 +465,8 @@ const bool g_standalone = enlist({
     {.function = "lct_state_change_req",
      .act = [] { return shown(lct_state_change_req()); },
      .rules = endpoint_fails(1, "-1", {"ipc init failled, ret=11", "ipc init failure."}) +
-              Rules{memory(4, "-1", {kNoMemory, kNotSent}),
+              Rules{timing_out("-1", {kNotSent}),
+                    memory(4, "-1", {kNoMemory, kNotSent}),
                     memory(5, "-1", {kNoMemory, kNotSent}),
                     memory(6, "-1", {kNoWaiter, kNotSent}),
                     memory(7, "-1", {kNoWaiter, kNotSent}),
@@ -379,17 +479,18 @@ const bool g_standalone = enlist({
      .undo = stop_client},
     {.function = "lct_sms_del_dev_all_msg",
      .act = [] { return shown(lct_sms_del_dev_all_msg()); },
-     .rules = endpoint_fails(1, "-1", {"ipc init failled, ret=11", "ipc init failure."}) +
-              Rules{memory(4, "0", {kNoMemory, kNotSent}),
-                    memory(5, "-1", {kNoMemory, "ipc msg del failure."}),
-                    memory(6, "-1", {kNoMemory, "ipc msg del failure."}),
-                    memory(7, "-1", {kNoWaiter, "ipc msg del failure."}),
-                    memory(8, "-1", {kNoWaiter, "ipc msg del failure."}),
-                    sending("0", {kNotSent}, 1),
-                    sending("-1", {"ipc msg del failure."}, 2),
-                    sending("0", {}, 3),
-                    {.call = "open64", .result = "0", .said = {"nv match error"}},
-                    {.call = "read", .result = "0", .said = {"nv match error"}}},
+     .rules = Rules{memory(4, "0", {kNoMemory, kNotSent}), sending("0", {kNotSent}, 1),
+                    sending("0", {}, 3)} +
+              losing(endpoint_fails(1, "-1", {"ipc init failled, ret=11", "ipc init failure."}) +
+                         Rules{memory(5, "-1", {kNoMemory, kNotDeleted}),
+                               memory(6, "-1", {kNoMemory, kNotDeleted}),
+                               memory(7, "-1", {kNoWaiter, kNotDeleted}),
+                               memory(8, "-1", {kNoWaiter, kNotDeleted}),
+                               sending("-1", {kNotDeleted}, 2),
+                               timing_out("-1", {kNotDeleted}),
+                               {.call = "open64", .result = "0", .said = {"nv match error"}},
+                               {.call = "read", .result = "0", .said = {"nv match error"}}},
+                     {"ipc msg del ok"}),
      .setup = ready_sim,
      .undo = stop_client},
     // Without the flag it is the first text.
@@ -420,7 +521,11 @@ const bool g_others = enlist({
     // The trace fails; the work does not.
     {.function = "parse_apn_list",
      .act = [] { return shown(parse_apn_list("a&1&b&c&d&apn&1&e&2&3>", &g_apn)) + " " + g_apn.apn; }},
-    {.function = "get_split_str", .act = [] { return shown(get_split_str(nullptr, "/", g_text, 8)); }},
+    calls_nothing("get_split_str",
+                  [] { return shown(get_split_str("a/b/c", "/", g_text, 8)) + " " + g_text; }),
+    {.function = "get_split_str",
+     .story = "rejects",
+     .act = [] { return shown(get_split_str(nullptr, "/", g_text, 8)); }},
     {.function = "get_split_str",
      .story = "turns_the_trace_over",
      .act = [] { return shown(get_split_str(nullptr, "/", g_text, 8)); },

@@ -12,6 +12,7 @@
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace faults {
@@ -83,20 +84,23 @@ struct Record {
     std::atomic<int> event_count;
     Event events[4096];
     char result[256];
-    char said[16384]; // log and trace, a line each
-    char left[256];   // what was not given back
-    char next[256];   // what the same gives afterwards
-    bool counting;    // the first time, not what is done afterwards
+    char said[16384];           // log and trace, a line each
+    char kept[256];             // what was taken and not given back when it had ended
+    char next[256];             // what the same gives then
+    char left[256];             // what has not been given back in the end
+    std::atomic<bool> counting; // the first time, not what is done afterwards
     bool complete;
 
     void reset()
     {
-        fired = counting = complete = false;
+        fired = false;
+        counting = false;
+        complete = false;
         event_count = 0;
         for (std::atomic<int> &count : counts) {
             count = 0;
         }
-        result[0] = said[0] = left[0] = next[0] = '\0';
+        result[0] = said[0] = kept[0] = next[0] = left[0] = '\0';
     }
 };
 
@@ -139,6 +143,10 @@ inline bool counted()
 }
 inline bool on_caller() { return t_role == Role::kCaller && !t_quiet && g_open; }
 
+// A path that is another in each run, and what stands for it where subjects are compared.
+inline char g_varying_path[32] = "none";
+inline constexpr char kVarying[] = "the varying path";
+
 // Counts a call; the fault when it is the one that is to fail, with errno set. Allocates nothing.
 inline const Fault *due(const Call &call, const char *subject)
 {
@@ -150,7 +158,9 @@ inline const Fault *due(const Call &call, const char *subject)
     if (event < static_cast<int>(std::size(g_record->events))) {
         g_record->events[event].call = call.id;
         snprintf(g_record->events[event].subject, sizeof(Event::subject), "%s",
-                 subject == nullptr ? "null" : subject);
+                 subject == nullptr                     ? "null"
+                 : strcmp(subject, g_varying_path) == 0 ? kVarying
+                                                        : subject);
     }
     if (g_armed.call != &call || g_armed.nth != nth) {
         return nullptr;
@@ -160,21 +170,19 @@ inline const Fault *due(const Call &call, const char *subject)
     return &g_armed.fault;
 }
 
-inline bool heap_is_watched() { return counted(); }
+inline bool heap_is_watched() { return t_role != Role::kNone && !t_quiet && g_open; }
 
 // ---- What the library says ----
 
 inline std::mutex g_said_mutex;
 inline std::vector<std::string> g_said;
 
-// The text of a line behind its source position.
+// A line without its source position, which stands behind its tag.
 inline std::string without_position(std::string line)
 {
-    for (const char *prefix : {"[ERR]", "[LOG]"}) {
-        if (line.rfind(prefix, 0) == 0) {
-            line.erase(0, strlen(prefix));
-        }
-    }
+    const size_t tag = line.rfind("[ERR]", 0) == 0 || line.rfind("[LOG]", 0) == 0 ? strlen("[ERR]") : 0;
+    const std::string begin = line.substr(0, tag);
+    line.erase(0, tag);
     if (line.rfind("[lib/", 0) == 0) {
         line.erase(0, line.find(']') + 1);
     }
@@ -183,10 +191,15 @@ inline std::string without_position(std::string line)
         line.erase(0, text == std::string::npos ? text : text + 1);
     }
     line.erase(line.find_last_not_of('\n') + 1);
-    return line;
+    return begin + line;
 }
 
-inline void say(const char *format, va_list arguments)
+// How lines of the log begin that are errors or notes; those of the trace have neither.
+inline const std::string kError = "<11>";
+inline std::string err(const std::string &text) { return kError + "[ERR]" + text; }
+inline std::string note(const std::string &text) { return "<15>[LOG]" + text; }
+
+inline void say(const std::string &begin, const char *format, va_list arguments)
 {
     if (!g_open) {
         return;
@@ -195,7 +208,14 @@ inline void say(const char *format, va_list arguments)
     char text[4096];
     vsnprintf(text, sizeof(text), format, arguments);
     const std::lock_guard guard(g_said_mutex);
-    g_said.push_back(without_position(text));
+    g_said.push_back(begin + without_position(text));
+}
+
+// What has been said since the last time.
+inline std::vector<std::string> take_said()
+{
+    const std::lock_guard guard(g_said_mutex);
+    return std::exchange(g_said, {});
 }
 
 } // namespace faults

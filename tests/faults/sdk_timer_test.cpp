@@ -43,7 +43,7 @@ void start_service_and_timer()
 
 Rule memory(int nth, const char *result, const char *line)
 {
-    return {.call = "mem_malloc_ex", .result = result, .said = {line}, .nth = nth};
+    return {.call = "mem_malloc_ex", .result = result, .said = {kError + line}, .nth = nth};
 }
 
 const bool g_enlisted = enlist({
@@ -54,7 +54,7 @@ const bool g_enlisted = enlist({
                memory(3, "1", "create deleted list header error"),
                memory(4, "-1", "init first timer node error"),
                memory(5, "-1", "init first list node error"),
-               {.call = "pthread_create", .result = "4", .said = {"create thread failed."}}},
+               {.call = "pthread_create", .result = "4", .said = {kError + "create thread failed."}}},
      // It runs then, whether it ran already or not.
      .next =
          [] {

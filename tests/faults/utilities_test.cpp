@@ -100,6 +100,7 @@ const bool g_memory = enlist({
          },
      .rules = {{.call = "malloc", .result = "null"}},
      .undo = release_block,
+     .once = true,
      .heap_counts = true},
     {.function = "mem_free_ex",
      .act = [] { return shown(mem_free_ex(0, 0, 0, std::exchange(g_block, nullptr))); },
@@ -134,14 +135,19 @@ const bool g_lists = enlist({
              return shown(g_list);
          },
      .rules = {{.call = "mem_malloc_ex", .result = "null"}},
-     .undo = [] { lc_list_destroy(std::exchange(g_list, nullptr), nullptr); }},
+     .undo = [] { lc_list_destroy(std::exchange(g_list, nullptr), nullptr); },
+     .once = true},
     {.function = "lc_list_destroy",
      .act = [] { return shown(lc_list_destroy(g_list, nullptr)); },
      .setup = [] { g_list = lc_list_create(); },
+     .once = true,
      .calls_nothing = true},
     of_list("lc_list_query_num", [](ThreeNodes &it) { return lc_list_query_num(&it.list); }),
     of_list("lc_list_add_at_head",
-            [](ThreeNodes &it) { return lc_list_add_at_head(&it.list, nullptr); }),
+            [](ThreeNodes &it) {
+                lc_list_node node = {};
+                return lc_list_add_at_head(&it.list, &node);
+            }),
     of_list("lc_list_add_at_tail",
             [](ThreeNodes &) {
                 lc_list list = {};
@@ -188,7 +194,8 @@ const bool g_hash_tables = enlist({
              return shown(g_table);
          },
      .rules = {{.call = "mem_malloc_ex", .result = "null"}},
-     .undo = destroy_table},
+     .undo = destroy_table,
+     .once = true},
     {.function = "lc_hashtab_insert",
      .act =
          [] {

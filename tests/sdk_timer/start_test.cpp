@@ -176,6 +176,28 @@ TEST_F(TimerStart, stamp_that_is_not_0_is_not_the_last_one_either)
     EXPECT_EQ(exists(id), TIMER_SUCCESS);
 }
 
+TEST_F(TimerStart, without_the_time_a_node_is_stamped_with_what_follows_its_last_stamp)
+{
+    g_clock.stop_at(1000, 5);
+    const timer_id old = started(100);
+    ASSERT_EQ(stop(old), TIMER_SUCCESS);
+    g_clock.fails = true;
+    const timer_id id = started(100);
+    EXPECT_EQ(id.node, old.node);
+    EXPECT_EQ(id.stamp, old.stamp + 1);
+    EXPECT_EQ(exists(old), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(exists(id), TIMER_SUCCESS);
+}
+
+TEST_F(TimerStart, without_the_time_a_stamp_is_not_0_either)
+{
+    g_clock.stop_at(0xFFFFFFFF, 0);
+    ASSERT_EQ(stop(started(100)), TIMER_SUCCESS);
+    g_clock.fails = true;
+    EXPECT_EQ(started(100).stamp, 1U);
+    EXPECT_EQ(started(100).stamp, 1U); // of a node that had none
+}
+
 TEST_F(TimerStart, node_parked_last_is_taken_first)
 {
     const timer_id one = started(100);

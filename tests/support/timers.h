@@ -29,6 +29,7 @@ struct ServiceClock {
     std::atomic<uint32_t> seconds{1000};
     std::atomic<uint32_t> microseconds{0};
     std::atomic<bool> stopped{false};
+    std::atomic<bool> fails{false}; // as where the time has come to need more bits than time_t has
 
     void stop_at(uint32_t at_seconds, uint32_t at_microseconds)
     {
@@ -200,6 +201,10 @@ int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, t
 int gettimeofday(timeval *__restrict now, void *__restrict) noexcept
 {
     auto &clock = testing_support::g_clock;
+    if (clock.fails) {
+        errno = EOVERFLOW;
+        return -1;
+    }
     now->tv_sec = static_cast<time_t>(clock.seconds);
     now->tv_usec = static_cast<suseconds_t>(clock.microseconds.fetch_add(clock.stopped ? 0 : 1));
     return 0;
