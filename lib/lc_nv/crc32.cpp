@@ -18,7 +18,7 @@ namespace {
 constexpr bool kSideBySide = sizeof(uintptr_t) == 8;
 
 using Word = uint64_t;
-constexpr size_t kColumns = 4;
+constexpr size_t kColumns = 5;
 constexpr size_t kRow = kColumns * sizeof(Word);
 
 using Table = std::array<uint32_t, 256>;
