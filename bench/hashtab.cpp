@@ -163,23 +163,27 @@ public:
 
     bench::Contender insertions(const char *name)
     {
-        return {name, [this] { fill(); }, [this] { clear(); }};
+        return {name, [this] { fill(); }, 1, [this] { clear(); }};
     }
     bench::Contender searches(const char *name)
     {
-        return {name, [this] {
+        return {name,
+                [this] {
                     for (const std::string &key : g_sought) {
                         bench::require(table_.search(key) != nullptr, "a search");
                     }
-                }};
+                },
+                1};
     }
     bench::Contender vain_searches(const char *name)
     {
-        return {name, [this] {
+        return {name,
+                [this] {
                     for (const std::string &key : g_missing) {
                         bench::require(table_.search(key) == nullptr, "a search in vain");
                     }
-                }};
+                },
+                1};
     }
 
 private:
@@ -219,7 +223,7 @@ void fill_all(unsigned count)
 
 int main(int argc, char **argv)
 {
-    bench::Report report("hash tables", argc, argv);
+    const bench::Report report(argc, argv);
     const std::vector<unsigned> sizes = {10, 100, 1000, 10000};
     const auto all_keys = [](unsigned size) { return size; };
     const auto race = [&](const char *name, const std::function<void(unsigned)> &prepare,
@@ -229,15 +233,14 @@ int main(int argc, char **argv)
              sizes,
              all_keys,
              prepare,
-             {contend(g_ours, "lterouter"), contend(g_ut, "uthash"), contend(g_glib, "GHashTable")},
-             1});
+             {contend(g_ours, "lterouter"), contend(g_ut, "uthash"), contend(g_glib, "GHashTable")}});
     };
-    race("insertion until full", make_keys,
+    race("hash table: insertion until full", make_keys,
          [](auto &bench, const char *name) { return bench.insertions(name); });
-    race("search in a full table", fill_all,
+    race("hash table: search when full", fill_all,
          [](auto &bench, const char *name) { return bench.searches(name); });
-    race("search in vain", fill_all,
+    race("hash table: search in vain", fill_all,
          [](auto &bench, const char *name) { return bench.vain_searches(name); });
     clear_all();
-    return report.status();
+    return 0;
 }

@@ -169,12 +169,12 @@ public:
     }
     bench::Contender ticks(const char *name)
     {
-        return {name, [this] { service_.idle(kTicksAtOnce); }};
+        return {name, [this] { service_.idle(kTicksAtOnce); }, 1};
     }
 
 private:
-    // Anywhere among the live ones; longer than all ticks together.
-    uint32_t any_interval() { return 2000000000 + static_cast<uint32_t>(random_() % 2000000000); }
+    // Anywhere among the live ones; longer than all ticks of a size together.
+    uint32_t any_interval() { return 3000000000 + static_cast<uint32_t>(random_() % 1000000000); }
 
     Service service_;
     std::minstd_rand random_;
@@ -187,7 +187,7 @@ private:
 
 int main(int argc, char **argv)
 {
-    bench::Report report("timers", argc, argv);
+    const bench::Report report(argc, argv);
     start_service();
     static Bench<OurService> ours;
     static Bench<UvService> uv;
@@ -198,19 +198,20 @@ int main(int argc, char **argv)
         event.set_live(count);
     };
     const std::vector<unsigned> sizes = {10, 100, 1000, kMostLive};
-    report.race({"start and stop",
+    report.race({"timer: start and stop",
                  sizes,
                  [](unsigned) { return kStartsAtOnce; },
                  set_live,
-                 {ours.starts("lterouter"), uv.starts("libuv"), event.starts("libevent")},
-                 0});
+                 {ours.starts("lterouter"), uv.starts("libuv"), event.starts("libevent")}});
     bench::Contender our_ticks = ours.ticks("lterouter");
     our_ticks.seconds = [] { return g_ticks.seconds; };
-    report.race({"idle tick",
+    report.race({"timer: idle tick",
                  sizes,
                  [](unsigned) { return kTicksAtOnce; },
-                 set_live,
-                 {our_ticks, uv.ticks("libuv"), event.ticks("libevent")},
-                 1});
-    return report.status();
+                 [&](unsigned count) {
+                     set_live(0);
+                     set_live(count);
+                 },
+                 {our_ticks, uv.ticks("libuv"), event.ticks("libevent")}});
+    return 0;
 }

@@ -6,19 +6,20 @@
 #include <cstdlib>
 #include <cstring>
 #include <sched.h>
+#include <valgrind/callgrind.h>
 
 namespace bench {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Seconds = std::vector<double>;
 
-constexpr int kWarmUp = 2000;
-constexpr int kSamples = 50000;
-constexpr double kGrowthSeconds = 0.5; // spent on each size; at least one run
-constexpr size_t kGrowthRuns = 100;
-constexpr double kRaceSeconds = 1; // spent on each size, by all together
-constexpr size_t kLeastRounds = 30;
-constexpr size_t kMostRounds = 500;
+// Spent on each size, by all together, resets included.
+constexpr double kWarmUpSeconds = 0.1;
+constexpr double kRaceSeconds = 2;
+constexpr size_t kLeastRounds = 5;
+constexpr size_t kMostRounds = 50000;
+constexpr int kCountedTurns = 3;
 
 double seconds_of(const Operation &operation)
 {
@@ -28,7 +29,7 @@ double seconds_of(const Operation &operation)
 }
 
 // fraction: 0.5 for the median.
-double quantile(std::vector<double> &samples, double fraction)
+double quantile(Seconds &samples, double fraction)
 {
     const auto at =
         samples.begin() + static_cast<ptrdiff_t>(fraction * static_cast<double>(samples.size() - 1));
@@ -39,173 +40,110 @@ double quantile(std::vector<double> &samples, double fraction)
 // What timing nothing takes.
 double clock_seconds()
 {
-    std::vector<double> samples(10000);
+    Seconds samples(10000);
     for (double &sample : samples) {
         sample = seconds_of([] {});
     }
     return quantile(samples, 0.5);
 }
 
-double median_seconds(const Operation &operation)
+double take_turn(const Contender &contender)
 {
-    std::vector<double> samples;
-    double total = 0;
-    while (samples.empty() || (total < kGrowthSeconds && samples.size() < kGrowthRuns)) {
-        samples.push_back(seconds_of(operation));
-        total += samples.back();
-    }
-    return quantile(samples, 0.5);
+    contender.reset();
+    const double timed = seconds_of(contender.operation);
+    return contender.seconds ? contender.seconds() : timed;
 }
 
-int pin_to_this_cpu()
+// What each contender took, round by round.
+std::vector<Seconds> run(const std::vector<Contender> &contenders, double seconds, size_t least_rounds)
 {
-    const int cpu = sched_getcpu();
+    std::vector<Seconds> laps(contenders.size());
+    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+    for (size_t round = 0; round < least_rounds || (Clock::now() < end && round < kMostRounds);
+         ++round) {
+        for (size_t i = 0; i < contenders.size(); ++i) {
+            laps[i].push_back(take_turn(contenders[i]));
+        }
+    }
+    return laps;
+}
+
+void count_instructions(const Race &race, unsigned size)
+{
+    const Contender &ours = race.contenders.front();
+    take_turn(ours); // what is done on first use only
+    const std::string what =
+        race.name + "|" + std::to_string(size) + "|" + std::to_string(race.batch(size));
+    // More than once: threads that meet do not always do so in the same order.
+    for (int turn = 0; turn < kCountedTurns; ++turn) {
+        ours.reset();
+        CALLGRIND_DUMP_STATS_AT("what was before"); // zeroing the counts would leave some
+        ours.operation();
+        CALLGRIND_DUMP_STATS_AT(what.c_str());
+    }
+}
+
+void pin_to_this_cpu()
+{
     cpu_set_t set;
     CPU_ZERO(&set);
-    CPU_SET(static_cast<size_t>(cpu), &set);
+    CPU_SET(static_cast<size_t>(sched_getcpu()), &set);
     require(sched_setaffinity(0, sizeof(set), &set) == 0, "pinning the process to a CPU");
-    return cpu;
 }
-
-double microseconds(double seconds) { return seconds * 1e6; }
 
 } // namespace
 
-void require(bool done, const char *what)
+void fail(const char *what)
 {
-    if (!done) {
-        fprintf(stderr, "bench: failed: %s\n", what);
-        exit(3);
-    }
+    fprintf(stderr, "bench: failed: %s\n", what);
+    exit(3);
 }
 
-Report::Report(const char *what, int argc, char **argv)
+unsigned once(unsigned) { return 1; }
+
+void nothing(unsigned) {}
+
+Report::Report(int argc, char **argv)
 {
-    json_ = argc == 2 && strcmp(argv[1], "--json") == 0;
-    if (argc > 1 && !json_) {
-        fprintf(stderr, "usage: %s [--json]\n", argv[0]);
+    counts_instructions_ = argc == 2 && strcmp(argv[1], "--instructions") == 0;
+    if (argc > 1 && !counts_instructions_) {
+        fprintf(stderr, "usage: %s [--instructions]\n", argv[0]);
         exit(2);
     }
-    const int cpu = pin_to_this_cpu();
-    if (!json_) {
-        printf("== %s (pinned to CPU %d)\n", what, cpu);
-    }
+    pin_to_this_cpu();
 }
 
-void Report::compare(const std::vector<Comparison> &comparisons)
+void Report::race(const Race &race) const
 {
-    if (!json_) {
-        printf("%-32s %10s %10s %10s %10s %7s %5s\n", "microseconds", "median", "99 %", "by hand",
-               "99 %", "ratio", "goal");
-    }
     const double clock = clock_seconds();
-    for (const Comparison &comparison : comparisons) {
-        std::vector<double> ours;
-        std::vector<double> bare;
-        for (int i = -kWarmUp; i < kSamples; ++i) {
-            const double our_seconds = seconds_of(comparison.ours) - clock;
-            const double bare_seconds = seconds_of(comparison.bare) - clock;
-            if (i >= 0) {
-                ours.push_back(our_seconds);
-                bare.push_back(bare_seconds);
-            }
-        }
-        show(comparison, ours, bare);
-    }
-}
-
-void Report::show(const Comparison &comparison, std::vector<double> ours, std::vector<double> bare)
-{
-    const double median = quantile(ours, 0.5);
-    const double bare_median = quantile(bare, 0.5);
-    const double ratio = median / bare_median;
-    missed_ = missed_ || ratio > comparison.goal;
-    printf(json_ ? "{\"operation\":\"%s\",\"median_us\":%.3f,\"p99_us\":%.3f,\"bare_median_us\":%.3f,"
-                   "\"bare_p99_us\":%.3f,\"ratio\":%.3f,\"goal\":%.2f}\n"
-                 : "%-32s %10.2f %10.2f %10.2f %10.2f %7.2f %5.1f",
-           comparison.name.c_str(), microseconds(median), microseconds(quantile(ours, 0.99)),
-           microseconds(bare_median), microseconds(quantile(bare, 0.99)), ratio, comparison.goal);
-    if (!json_) {
-        puts(ratio > comparison.goal ? "  missed" : "");
-    }
-}
-
-void Report::grow(const std::string &name, const std::vector<unsigned> &sizes,
-                  const std::function<void(unsigned size)> &prepare, const Operation &operation)
-{
-    if (!json_) {
-        printf("%-32s %10s %10s %10s\n", name.c_str(), "ms", "us each", "growth");
-    }
-    double before = 0;
-    for (const unsigned size : sizes) {
-        prepare(size);
-        const double seconds = median_seconds(operation);
-        const double each = microseconds(seconds) / size;
-        if (json_) {
-            printf("{\"operation\":\"%s\",\"size\":%u,\"seconds\":%.6f,\"us_each\":%.3f}\n",
-                   name.c_str(), size, seconds, each);
-        } else {
-            printf("%32u %10.2f %10.2f", size, seconds * 1e3, each);
-            printf(before > 0 ? " %9.1fx\n" : "\n", seconds / before);
-        }
-        fflush(stdout);
-        before = seconds;
-    }
-}
-
-void Report::race(const Race &race)
-{
-    if (!json_) {
-        printf("%-32s %10s %10s %10s %10s %7s\n", (race.name + ", us").c_str(), "size", "median",
-               "99 %", "growth", "ratio");
-    }
-    const double clock = clock_seconds();
-    std::vector<Lap> laps(race.contenders.size());
     for (const unsigned size : race.sizes) {
         race.prepare(size);
-        const double batch = race.batch(size);
-        double total = 0;
-        for (size_t round = 0; round < kLeastRounds || (total < kRaceSeconds && round < kMostRounds);
-             ++round) {
-            for (size_t i = 0; i < laps.size(); ++i) {
-                const Contender &contender = race.contenders[i];
-                contender.reset();
-                const double timed = seconds_of(contender.operation) - clock;
-                const double seconds = contender.seconds ? contender.seconds() : timed;
-                total += seconds;
-                laps[i].seconds.push_back(seconds / batch);
-            }
+        if (counts_instructions_) {
+            count_instructions(race, size);
+            continue;
         }
-        show(race, size, &laps);
+        run(race.contenders, kWarmUpSeconds, 1);
+        std::vector<Seconds> laps = run(race.contenders, kRaceSeconds, kLeastRounds);
+        const double microseconds = 1e6 / race.batch(size);
+        for (size_t i = 0; i < laps.size(); ++i) {
+            const auto &[name, operation, goal, reset, seconds] = race.contenders[i];
+            printf("{\"work\":\"%s\",\"size\":%u,\"by\":\"%s\",\"unit\":\"us\",\"median\":%.4f,"
+                   "\"p99\":%.4f,\"goal\":%.2f}\n",
+                   race.name.c_str(), size, name.c_str(),
+                   (quantile(laps[i], 0.5) - clock) * microseconds,
+                   (quantile(laps[i], 0.99) - clock) * microseconds, goal);
+        }
+        fflush(stdout);
     }
 }
 
-// Leaves the laps ready for the next size.
-void Report::show(const Race &race, unsigned size, std::vector<Lap> *laps)
+void Report::needs(const std::string &name, const char *unit, const std::vector<Need> &needs) const
 {
-    const double ours = quantile(laps->front().seconds, 0.5);
-    for (size_t i = 0; i < laps->size(); ++i) {
-        auto &[seconds, before] = (*laps)[i];
-        const char *const name = race.contenders[i].name.c_str();
-        const double median = quantile(seconds, 0.5);
-        const double high = quantile(seconds, 0.99);
-        const double ratio = ours / median;
-        const bool missed = race.goal > 0 && ratio > race.goal;
-        missed_ = missed_ || missed;
-        if (json_) {
-            printf("{\"operation\":\"%s\",\"by\":\"%s\",\"size\":%u,\"median_us\":%.4f,"
-                   "\"p99_us\":%.4f,\"ratio\":%.3f,\"goal\":%.2f}\n",
-                   race.name.c_str(), name, size, microseconds(median), microseconds(high), ratio,
-                   race.goal);
-        } else {
-            printf("  %-30s %10u %10.4f %10.4f %9.1fx %7.2f%s\n", name, size, microseconds(median),
-                   microseconds(high), before > 0 ? median / before : 1, ratio,
-                   missed ? "  missed" : "");
-        }
-        fflush(stdout);
-        before = median;
-        seconds.clear();
+    for (const Need &need : needs) {
+        printf("{\"work\":\"%s\",\"by\":\"%s\",\"unit\":\"%s\",\"median\":%.1f,\"goal\":%.2f}\n",
+               name.c_str(), need.name.c_str(), unit, need.amount, need.goal);
     }
+    fflush(stdout);
 }
 
 } // namespace bench

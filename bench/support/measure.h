@@ -1,8 +1,12 @@
-// Measuring operations of the library: how much longer one takes than the same system calls made by
-// hand or another library, and how the time of one grows.
+// Measuring the library beside the same work done by hand and beside what its users would take instead.
 //
-// The process is pinned to one CPU. The sides of a comparison are timed in turns, so that whatever else
-// the machine does meets all of them; the clock's own time is taken off.
+// The process, and what it starts, is pinned to one CPU. The contenders of a race do their work in
+// turns, so that whatever else the machine does meets all of them; the clock's own time is taken off.
+// What was measured goes to standard output, an object a line; scripts/bench makes tables and plots of
+// it.
+//
+// With --instructions only the library's own work is done, once for each race and size, for callgrind
+// to count its instructions.
 #pragma once
 
 #include <functional>
@@ -13,18 +17,11 @@ namespace bench {
 
 using Operation = std::function<void()>;
 
-// The library's operation and what it is held against.
-struct Comparison {
-    std::string name;
-    Operation ours;
-    Operation bare;
-    double goal; // for the ratio of the medians
-};
-
 // One of several that do the same.
 struct Contender {
     std::string name;
     Operation operation;
+    double goal = 0;         // for the library's median divided by this one's; 0 for none
     Operation reset = [] {}; // before each operation; not timed
     // What the last operation took, where timing it would time changes of the thread too.
     std::function<double()> seconds = nullptr;
@@ -32,46 +29,47 @@ struct Contender {
 
 struct Race {
     std::string name;
-    std::vector<unsigned> sizes;
+    std::vector<unsigned> sizes;                  // how many things there are: see prepare and batch
     std::function<unsigned(unsigned size)> batch; // what one operation does so many times
-    std::function<void(unsigned size)> prepare;   // not timed
+    std::function<void(unsigned size)> prepare;   // before the operations of a size; not timed
     std::vector<Contender> contenders;            // the library first
-    double goal;                                  // for its ratio to each other; 0 for none
 };
 
-// Collects what a benchmark measures: a table on standard output, or with --json an object a line.
+// For a race in which one operation is one thing done.
+unsigned once(unsigned size);
+void nothing(unsigned size);
+
+// What one of several needs of something that is not time.
+struct Need {
+    std::string name;
+    double amount;
+    double goal = 0; // for the library's divided by this one's; 0 for none
+};
+
 class Report {
 public:
     // Pins the process. Ends it with 2 when the arguments are wrong.
-    Report(const char *what, int argc, char **argv);
-
-    void compare(const std::vector<Comparison> &comparisons);
-    // The time of an operation on so many things. prepare: what it needs, not timed; once for each
-    // size.
-    void grow(const std::string &name, const std::vector<unsigned> &sizes,
-              const std::function<void(unsigned size)> &prepare, const Operation &operation);
+    Report(int argc, char **argv);
 
     // The time of one thing done, beside others, at each size.
-    void race(const Race &race);
+    void race(const Race &race) const;
+    // The library first.
+    void needs(const std::string &name, const char *unit, const std::vector<Need> &needs) const;
 
-    // For main: 1 when a goal was missed.
-    int status() const { return missed_ ? 1 : 0; }
+    bool counts_instructions() const { return counts_instructions_; }
 
 private:
-    // What a contender took at one size, and at the size before: 0 at the first.
-    struct Lap {
-        std::vector<double> seconds;
-        double median_before;
-    };
-
-    void show(const Comparison &comparison, std::vector<double> ours, std::vector<double> bare);
-    void show(const Race &race, unsigned size, std::vector<Lap> *laps);
-
-    bool json_ = false;
-    bool missed_ = false;
+    bool counts_instructions_ = false;
 };
 
+[[noreturn]] void fail(const char *what);
+
 // Ends the program: what is not done is not to be measured.
-void require(bool done, const char *what);
+inline void require(bool done, const char *what)
+{
+    if (!done) {
+        fail(what);
+    }
+}
 
 } // namespace bench
