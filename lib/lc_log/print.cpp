@@ -26,8 +26,9 @@ constexpr Level kLevels[] = {
     {"ERROR", LOG_ERR},
 };
 
-// The flag file of each level, named once: every message looks for one. Empty until the process has
-// named its module; written before other threads start, then only read.
+// Both written before other threads start, then only read.
+char g_module_name[LC_LOG_NAME_SIZE]; // empty until the process has named its module
+// Of that module, by level: every message looks for one.
 char g_flag_files[std::size(kLevels)][sizeof(FLAG_PREFIX) + LC_LOG_NAME_SIZE + sizeof("_DEBUG")];
 
 // Leaves errno as it was: the message may print it with %m.
@@ -63,10 +64,11 @@ const char *with_uptime(const char *format, char (&buffer)[512])
 
 } // namespace
 
-bool log_has_module() { return g_flag_files[0][0] != '\0'; }
+bool log_has_module() { return g_module_name[0] != '\0'; }
 
 void log_set_module(const char *name)
 {
+    snprintf(g_module_name, sizeof(g_module_name), "%s", name);
     for (size_t level = 0; level < std::size(kLevels); ++level) {
         snprintf(g_flag_files[level], sizeof(g_flag_files[level]), FLAG_PREFIX "_%s_%s", name,
                  kLevels[level].name);
