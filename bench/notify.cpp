@@ -3,7 +3,8 @@
 //
 //   publishing   the publisher's call alone. The subscribers run with a policy that does not let them
 //                take the CPU from it; before the next call it waits until all have been told. Beside
-//                a loop of sendto over the subscribers' addresses.
+//                a loop of sendto over the subscribers' addresses, and beside sd-bus, which writes one
+//                message, whoever gets it.
 //   telling all  from the call until the last subscriber has been told, all with the same policy.
 //                Beside the same loop, to subscribers that do select and recvfrom, and beside a signal
 //                that a dbus-daemon passes on to those who asked for it, with sd-bus on both sides.
@@ -255,7 +256,8 @@ int main(int argc, char **argv)
         report.race({name, kSizes, bench::once, set_size, contenders});
     };
     race("notification: the publisher's call, subscribers", SCHED_BATCH,
-         {publishing("lterouter", publish, 0), publishing("by hand", publish_by_hand, 1.15)});
+         {publishing("lterouter", publish, 0), publishing("by hand", publish_by_hand, 1.15),
+          publishing("sd-bus", publish_on_bus, 0.3)});
     race("notification: until all have it, subscribers", SCHED_OTHER,
          {telling_all("lterouter", publish, 0), telling_all("by hand", publish_by_hand, 1.15),
           telling_all("sd-bus", publish_on_bus, 0.3)});

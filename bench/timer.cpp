@@ -1,5 +1,6 @@
 // Timers beside those of libuv and libevent. What waits for time to pass is taken over in all three:
-// what is measured is their own work.
+// what is measured is their own work. At each tick the loops of the others are entered and left, as by
+// a program that has its own; the library's goes on in its thread.
 #include "sdk_timer.h"
 #include "support/measure.h"
 
@@ -72,7 +73,7 @@ namespace {
 
 constexpr size_t kMostLive = 10000;
 constexpr unsigned kStartsAtOnce = 100;
-constexpr unsigned kTicksAtOnce = 10000;
+constexpr unsigned kTicksAtOnce = 1000;
 
 void never_expires() { bench::require(false, "a timer expired"); }
 
@@ -169,7 +170,7 @@ public:
     }
     bench::Contender ticks(const char *name)
     {
-        return {name, [this] { service_.idle(kTicksAtOnce); }, 1};
+        return {name, [this] { service_.idle(kTicksAtOnce); }};
     }
 
 private:

@@ -2,12 +2,22 @@
 
 #include "support/measure.h"
 
+#include <chrono>
 #include <cstring>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace bench::by_hand {
+namespace {
+
+// Any datagram fits.
+struct Room {
+    Note note;
+    char rest[IPC_MSG_MAX_SIZE - sizeof(Note)];
+};
+
+} // namespace
 
 sockaddr_un address_of(const std::string &name)
 {
@@ -58,8 +68,9 @@ void serve(int fd)
     for (;;) {
         wait_for_datagram(fd);
         sockaddr_un sender;
-        Note note;
-        receive(fd, &note, sizeof(note), &sender);
+        Room room;
+        receive(fd, &room, sizeof(room), &sender);
+        Note &note = room.note;
         ++note.value;
         send(fd, sender, &note, sizeof(note));
     }
@@ -82,7 +93,8 @@ uint64_t Client::ask(const sockaddr_un &server, uint64_t value)
     has_answer_ = false;
     const Note note = {{IPC_MSG_TYPE_REQUEST, 0, kNoteBody, 0}, value};
     send(fd_, server, &note, sizeof(note));
-    arrived_.wait(lock, [this] { return has_answer_; });
+    const auto deadline = std::chrono::system_clock::now() + std::chrono::minutes(1);
+    require(arrived_.wait_until(lock, deadline, [this] { return has_answer_; }), "an answer");
     return answer_;
 }
 
@@ -99,8 +111,9 @@ void Client::receive_all()
     for (;;) {
         wait_for_datagram(fd_);
         sockaddr_un sender;
-        Note note;
-        receive(fd_, &note, sizeof(note), &sender);
+        Room room;
+        receive(fd_, &room, sizeof(room), &sender);
+        const Note &note = room.note;
         if (note.header.msg_id == IPC_MSG_ID_STOP) {
             return;
         }

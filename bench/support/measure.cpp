@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
+#include <random>
 #include <sched.h>
 #include <valgrind/callgrind.h>
 
@@ -19,6 +22,10 @@ constexpr double kWarmUpSeconds = 0.1;
 constexpr double kRaceSeconds = 2;
 constexpr size_t kLeastRounds = 5;
 constexpr size_t kMostRounds = 50000;
+// A turn shorter than this would be measured in steps of the clock.
+constexpr double kLeastTurnSeconds = 10e-6;
+// Fewer samples say nothing about the slowest of a hundred.
+constexpr size_t kLeastForPercentile = 100;
 constexpr int kCountedTurns = 3;
 
 double seconds_of(const Operation &operation)
@@ -28,11 +35,11 @@ double seconds_of(const Operation &operation)
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// fraction: 0.5 for the median.
+// What a fraction of the samples does not exceed: 0.5 for the median.
 double quantile(Seconds &samples, double fraction)
 {
-    const auto at =
-        samples.begin() + static_cast<ptrdiff_t>(fraction * static_cast<double>(samples.size() - 1));
+    const double rank = std::ceil(fraction * static_cast<double>(samples.size()));
+    const auto at = samples.begin() + static_cast<ptrdiff_t>(rank) - 1;
     std::nth_element(samples.begin(), at, samples.end());
     return *at;
 }
@@ -47,36 +54,67 @@ double clock_seconds()
     return quantile(samples, 0.5);
 }
 
-double take_turn(const Contender &contender)
+double take_turn(const Contender &contender, size_t times)
 {
-    contender.reset();
-    const double timed = seconds_of(contender.operation);
+    if (contender.reset) {
+        contender.reset();
+    }
+    const double timed = seconds_of([&] {
+        for (size_t i = 0; i < times; ++i) {
+            contender.operation();
+        }
+    });
     return contender.seconds ? contender.seconds() : timed;
 }
 
-// What each contender took, round by round.
-std::vector<Seconds> run(const std::vector<Contender> &contenders, double seconds, size_t least_rounds)
+struct Effort {
+    double seconds;
+    size_t least_rounds;
+    size_t times; // that an operation is done in a turn
+};
+
+// What each contender took, turn by turn.
+std::vector<Seconds> run(const std::vector<Contender> &contenders, const Effort &effort)
 {
+    static std::minstd_rand random;
+    std::vector<size_t> order(contenders.size());
+    std::iota(order.begin(), order.end(), 0);
     std::vector<Seconds> laps(contenders.size());
-    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-    for (size_t round = 0; round < least_rounds || (Clock::now() < end && round < kMostRounds);
+    const auto end = Clock::now() + std::chrono::duration<double>(effort.seconds);
+    for (size_t round = 0; round < effort.least_rounds || (Clock::now() < end && round < kMostRounds);
          ++round) {
-        for (size_t i = 0; i < contenders.size(); ++i) {
-            laps[i].push_back(take_turn(contenders[i]));
+        std::shuffle(order.begin(), order.end(), random);
+        for (const size_t i : order) {
+            laps[i].push_back(take_turn(contenders[i], effort.times));
         }
     }
     return laps;
 }
 
+// How often an operation is to be done in a turn, by what turns of one took.
+size_t times_in_a_turn(const std::vector<Contender> &contenders, std::vector<Seconds> laps)
+{
+    double quickest = kLeastTurnSeconds;
+    for (size_t i = 0; i < laps.size(); ++i) {
+        if (contenders[i].reset || contenders[i].seconds) {
+            return 1;
+        }
+        quickest = std::min(quickest, quantile(laps[i], 0.5));
+    }
+    return static_cast<size_t>(std::ceil(kLeastTurnSeconds / quickest));
+}
+
 void count_instructions(const Race &race, unsigned size)
 {
     const Contender &ours = race.contenders.front();
-    take_turn(ours); // what is done on first use only
+    take_turn(ours, 1); // what is done on first use only
     const std::string what =
         race.name + "|" + std::to_string(size) + "|" + std::to_string(race.batch(size));
     // More than once: threads that meet do not always do so in the same order.
     for (int turn = 0; turn < kCountedTurns; ++turn) {
-        ours.reset();
+        if (ours.reset) {
+            ours.reset();
+        }
         CALLGRIND_DUMP_STATS_AT("what was before"); // zeroing the counts would leave some
         ours.operation();
         CALLGRIND_DUMP_STATS_AT(what.c_str());
@@ -122,16 +160,19 @@ void Report::race(const Race &race) const
             count_instructions(race, size);
             continue;
         }
-        run(race.contenders, kWarmUpSeconds, 1);
-        std::vector<Seconds> laps = run(race.contenders, kRaceSeconds, kLeastRounds);
-        const double microseconds = 1e6 / race.batch(size);
+        const size_t times =
+            times_in_a_turn(race.contenders, run(race.contenders, {kWarmUpSeconds, 1, 1}));
+        std::vector<Seconds> laps = run(race.contenders, {kRaceSeconds, kLeastRounds, times});
+        const double microseconds = 1e6 / (static_cast<double>(times) * race.batch(size));
         for (size_t i = 0; i < laps.size(); ++i) {
-            const auto &[name, operation, goal, reset, seconds] = race.contenders[i];
+            const Contender &contender = race.contenders[i];
+            const double median = (quantile(laps[i], 0.5) - clock) * microseconds;
+            const double p99 = (quantile(laps[i], 0.99) - clock) * microseconds;
+            require(median > 0, "measuring what takes no longer than to look at the clock");
             printf("{\"work\":\"%s\",\"size\":%u,\"by\":\"%s\",\"unit\":\"us\",\"median\":%.4f,"
                    "\"p99\":%.4f,\"goal\":%.2f}\n",
-                   race.name.c_str(), size, name.c_str(),
-                   (quantile(laps[i], 0.5) - clock) * microseconds,
-                   (quantile(laps[i], 0.99) - clock) * microseconds, goal);
+                   race.name.c_str(), size, contender.name.c_str(), median,
+                   laps[i].size() < kLeastForPercentile ? 0 : p99, contender.goal);
         }
         fflush(stdout);
     }

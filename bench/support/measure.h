@@ -1,12 +1,12 @@
 // Measuring the library beside the same work done by hand and beside what its users would take instead.
 //
 // The process, and what it starts, is pinned to one CPU. The contenders of a race do their work in
-// turns, so that whatever else the machine does meets all of them; the clock's own time is taken off.
-// What was measured goes to standard output, an object a line; scripts/bench makes tables and plots of
-// it.
+// turns, in another order each round, so that whatever else the machine does, and what one leaves to be
+// done, meets all of them; the clock's own time is taken off. What was measured goes to standard
+// output, an object a line; scripts/bench makes tables and plots of it.
 //
-// With --instructions only the library's own work is done, once for each race and size, for callgrind
-// to count its instructions.
+// With --instructions only the library's own work is done, a few times for each race and size, for
+// callgrind to count the instructions of this process.
 #pragma once
 
 #include <functional>
@@ -21,8 +21,8 @@ using Operation = std::function<void()>;
 struct Contender {
     std::string name;
     Operation operation;
-    double goal = 0;         // for the library's median divided by this one's; 0 for none
-    Operation reset = [] {}; // before each operation; not timed
+    double goal = 0;           // for the library's median divided by this one's; 0 for none
+    Operation reset = nullptr; // before each operation, if it needs one; not timed
     // What the last operation took, where timing it would time changes of the thread too.
     std::function<double()> seconds = nullptr;
 };
