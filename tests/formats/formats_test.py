@@ -10,8 +10,6 @@ import select
 import socket
 import subprocess
 import sys
-import threading
-import tty
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools"))
@@ -466,33 +464,19 @@ class Trace(FormatsTest):
             self.assertEqual([path for path in TRACES if os.path.exists(path)], list(files))
 
 
-class AtPort:
+class AtPort(frames.ServedPort):
     """A modem's AT port that answers whole lines."""
 
     def __init__(self, answers):
         self.answers, self.commands = answers, []
-        self.far, self.near = os.openpty()
-        tty.setraw(self.near)
-        os.symlink(os.ttyname(self.near), AT_PORT)
-        self.waking, self.wake = os.pipe()
-        self.thread = threading.Thread(target=self._serve)
-        self.thread.start()
+        super().__init__(AT_PORT)
 
-    def _serve(self):
-        line = b""
-        while self.waking not in select.select([self.far, self.waking], [], [])[0]:
-            line += os.read(self.far, 4096)
-            if line.endswith(b"\r\n"):
-                self.commands.append(line)
-                os.write(self.far, self.answers[line])
-                line = b""
-
-    def close(self):
-        os.write(self.wake, b"x")
-        self.thread.join()
-        os.unlink(AT_PORT)
-        for fd in (self.far, self.near, self.waking, self.wake):
-            os.close(fd)
+    def answer(self, received):
+        if not received.endswith(b"\r\n"):
+            return received
+        self.commands.append(received)
+        os.write(self.far, self.answers[received])
+        return b""
 
 
 class Upgrade(upgrade.UpgradeTest):

@@ -42,31 +42,46 @@ def parse_response(answer):
     return (*struct.unpack("<2I", answer[:8]), answer[16:].rstrip(b"\0").decode())
 
 
-class RecordingModem:
-    """Accepts every frame that comes to the data port."""
+class ServedPort:
+    """A serial port whose far end a thread serves until it is closed."""
 
-    def __init__(self):
-        self.frames = []
+    def __init__(self, path):
+        self.path = path
         self.far, self.near = os.openpty()
         tty.setraw(self.near)
-        os.symlink(os.ttyname(self.near), DATA_PORT)
+        os.symlink(os.ttyname(self.near), path)
         self.waking, self.wake = os.pipe()
         self.thread = threading.Thread(target=self._serve)
         self.thread.start()
 
     def _serve(self):
-        frame = b""
+        received = b""
         while self.waking not in select.select([self.far, self.waking], [], [])[0]:
-            frame += os.read(self.far, FRAME - len(frame))
-            if len(frame) == FRAME:
-                self.frames.append(frame)
-                index, kind = parse(frame)[:2]
-                frame = b""
-                os.write(self.far, response(index, ANSWERS[kind], "RSP_OK"))
+            received = self.answer(received + os.read(self.far, 4096))
+
+    def answer(self, received):
+        """Answers what is complete and returns the rest."""
+        raise NotImplementedError
 
     def close(self):
         os.write(self.wake, b"x")
         self.thread.join()
-        os.unlink(DATA_PORT)
+        os.unlink(self.path)
         for fd in (self.far, self.near, self.waking, self.wake):
             os.close(fd)
+
+
+class RecordingModem(ServedPort):
+    """Accepts every frame that comes to the data port."""
+
+    def __init__(self):
+        self.frames = []
+        super().__init__(DATA_PORT)
+
+    def answer(self, received):
+        while len(received) >= FRAME:
+            frame, received = received[:FRAME], received[FRAME:]
+            self.frames.append(frame)
+            index, kind = parse(frame)[:2]
+            os.write(self.far, response(index, ANSWERS[kind], "RSP_OK"))
+        return received
