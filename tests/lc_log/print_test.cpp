@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <thread>
 
 using namespace testing_support;
@@ -126,6 +127,14 @@ TEST_F(Print, errno_is_kept_whether_or_not_the_message_is_sent)
     log_print(LC_LOG_ERROR, "on");
     EXPECT_EQ(errno, 77);
     EXPECT_EQ(log.all(), Lines{"on"});
+}
+
+TEST_F(Print, message_may_tell_the_error_of_the_call_before)
+{
+    switch_all(kModule); // but not the uptime, whose flag file is looked for in vain
+    errno = EACCES;
+    log_print(LC_LOG_ERROR, std::string("%m%s").c_str(), "!");
+    EXPECT_EQ(log.next(), std::string(strerror(EACCES)) + "!");
 }
 
 TEST_F(Print, errno_is_kept_when_nobody_listens)

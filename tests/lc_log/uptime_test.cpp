@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <sys/stat.h>
 
 using namespace testing_support;
@@ -115,6 +116,14 @@ TEST_F(Uptime, is_0_00_when_the_file_cannot_be_opened)
     log_print(LC_LOG_INFO, "text");
     EXPECT_EQ(errno, 77);
     EXPECT_EQ(log.next(), "[0.00]text");
+}
+
+TEST_F(Uptime, does_not_hide_the_error_that_a_message_tells)
+{
+    const ScopedMount proc("/proc");
+    errno = EACCES;
+    log_print(LC_LOG_INFO, std::string("%m%s").c_str(), "!");
+    EXPECT_EQ(log.next(), std::string("[0.00]") + strerror(EACCES) + "!");
 }
 
 TEST_F(Uptime, is_0_00_when_the_file_cannot_be_read)
