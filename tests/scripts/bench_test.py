@@ -1,8 +1,6 @@
 """What scripts/bench makes of figures and counts. usage: bench_test.py PROJECT"""
 
 import contextlib
-import importlib.machinery
-import importlib.util
 import io
 import json
 import pathlib
@@ -10,18 +8,10 @@ import sys
 import tempfile
 import unittest
 
+import program  # beside this file
+
 PROJECT = pathlib.Path(sys.argv.pop(1))
-
-
-def load(path):
-    loader = importlib.machinery.SourceFileLoader(path.name, str(path))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(path.name, loader))
-    sys.dont_write_bytecode = True
-    loader.exec_module(module)
-    return module
-
-
-bench = load(PROJECT / "scripts" / "bench")
+bench = program.load(PROJECT / "scripts" / "bench")
 
 
 def line(by, median, size=1, goal=0.0, work="work"):

@@ -1,0 +1,156 @@
+"""The installed copy: every file in the place that the GNU directory conventions name; and projects outside,
+in C and in C++, find it with pkg-config and with CMake, also after it was moved.
+
+usage: installed_test.py INSTALLED_PREFIX SOURCE_DIR VERSION CMAKE_CACHE [EMULATOR...]
+  CMAKE_CACHE  of the build that was installed: outside projects take its compilers"""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PREFIX, SOURCE = (pathlib.Path(path) for path in sys.argv[1:3])
+VERSION, CACHE = sys.argv[3], pathlib.Path(sys.argv[4]).read_text()
+EMULATOR = sys.argv[5:]
+OUTSIDE = pathlib.Path(__file__).parent / "outside"
+PRINTS = {"c": "message 42 of an outside project\n", "cxx": "a list of 1 in an outside project\n"}
+
+
+def cached(name):
+    found = re.search(rf"^{name}:\w+=(.*)$", CACHE, re.M)
+    return found.group(1) if found else ""
+
+
+def names(pattern):
+    return {path.name for path in SOURCE.glob(pattern)}
+
+
+def places():
+    """Each folder below the prefix with the files that belong there."""
+    lib = cached("CMAKE_INSTALL_LIBDIR")
+    soname = f"liblterouter.so.{VERSION.split('.')[0]}"
+    return {
+        "bin": {"ltectl", "modemsim", "wansim"},
+        "include/lterouter": names("include/*.h"),
+        lib: {"liblterouter.a", "liblterouter.so", soname, f"liblterouter.so.{VERSION}"},
+        f"{lib}/pkgconfig": {"lterouter.pc"},
+        f"{lib}/cmake/lterouter": {"lterouterConfig.cmake", "lterouterConfigVersion.cmake", "lterouterTargets.cmake",
+                                   f"lterouterTargets-{cached('CMAKE_BUILD_TYPE').lower()}.cmake"},
+        "share/bash-completion/completions": {"ltectl", "modemsim", "wansim"},
+        "share/doc/lterouter": {"README.md", "CHANGELOG.md", "CONTRIBUTING.md"},
+        "share/doc/lterouter/docs": names("docs/*.md") | names("docs/*.svg"),
+        "share/lterouter": {"default.cfg"},
+        "share/man/man1": names("docs/man/*.1"),
+        "share/man/man3": names("docs/man/*.3"),
+    }
+
+
+class Layout(unittest.TestCase):
+    maxDiff = None
+
+    def test_every_file_is_where_the_conventions_want_it(self):
+        found = {}
+        for path in PREFIX.rglob("*"):
+            if not path.is_dir() or path.is_symlink():
+                found.setdefault(str(path.parent.relative_to(PREFIX)), set()).add(path.name)
+        self.assertEqual(found, places())
+
+    def test_links_lead_from_the_developers_name_to_the_soname_to_the_library(self):
+        folder = PREFIX / cached("CMAKE_INSTALL_LIBDIR")
+        soname = f"liblterouter.so.{VERSION.split('.')[0]}"
+        self.assertEqual(os.readlink(folder / "liblterouter.so"), soname)
+        self.assertEqual(os.readlink(folder / soname), f"liblterouter.so.{VERSION}")
+
+    def test_every_tool_and_every_header_has_its_page(self):
+        pages = {path.name for path in PREFIX.rglob("man?/*")}
+        self.assertLessEqual({"ltectl.1", "modemsim.1", "wansim.1"}, pages)
+        families = {f"{path.stem}.3" for path in SOURCE.glob("include/*.h")} - {"lc_api.3"}
+        self.assertLessEqual(families, pages)
+
+    def test_the_files_for_builders_name_no_place_of_the_build(self):
+        for pattern in ("*.pc", "*.cmake"):
+            for path in PREFIX.rglob(pattern):
+                self.assertNotIn(str(SOURCE), path.read_text(), path)
+
+    def test_the_document_links_of_the_readme_lead_somewhere(self):
+        folder = PREFIX / "share/doc/lterouter"
+        for document in [folder / "README.md", *folder.glob("docs/*.md")]:
+            for link in re.findall(r"\]\(([^)#:]+)\)", document.read_text()):
+                self.assertTrue((document.parent / link).exists(), f"{document}: {link}")
+
+
+class Outside(unittest.TestCase):
+    """A copy of the project builds against a moved copy of what was installed."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.prefix = self.folder / "elsewhere"
+        shutil.copytree(PREFIX, self.prefix, symlinks=True)
+        self.libraries = self.prefix / cached("CMAKE_INSTALL_LIBDIR")
+
+    def project(self, language):
+        return shutil.copytree(OUTSIDE / language, self.folder / language)
+
+    def call(self, *command, **more):
+        result = subprocess.run(command, capture_output=True, text=True, env={**os.environ, **more})
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+        return result.stdout
+
+    def with_pkg_config(self, language):
+        project = self.project(language)
+        self.call("make", "-C", project, f"CC={cached('CMAKE_C_COMPILER')} {cached('CMAKE_C_FLAGS')}",
+                  f"CXX={cached('CMAKE_CXX_COMPILER')} {cached('CMAKE_CXX_FLAGS')}",
+                  PKG_CONFIG_PATH=str(self.libraries / "pkgconfig"))
+        printed = self.call(*EMULATOR, project / "main", LD_LIBRARY_PATH=str(self.libraries))
+        self.assertEqual(printed, PRINTS[language])
+
+    def configure(self, language, *options):
+        found_in = "lterouter_DIR" if cached("CMAKE_TOOLCHAIN_FILE") else "CMAKE_PREFIX_PATH"
+        where = self.libraries / "cmake/lterouter" if found_in == "lterouter_DIR" else self.prefix
+        project = self.project(language)
+        build = project / "build"
+        tools = [f"-D{name}={cached(name)}" for name in
+                 ("CMAKE_C_COMPILER", "CMAKE_CXX_COMPILER", "CMAKE_TOOLCHAIN_FILE") if cached(name)]
+        self.call("cmake", "-S", project, "-B", build, *tools, f"-D{found_in}={where}", *options)
+        return build
+
+    def with_cmake(self, language):
+        build = self.configure(language)
+        self.call("cmake", "--build", build)
+        for library in ("lterouter", "lterouter_static"):
+            program = build / f"outside_{library}"
+            self.assertEqual(self.call(*EMULATOR, program), PRINTS[language])
+            needed = self.call("readelf", "--dynamic", program)
+            self.assertEqual("[liblterouter.so." in needed, library == "lterouter", needed)
+
+    def test_a_c_project_with_pkg_config(self):
+        self.with_pkg_config("c")
+
+    def test_a_cxx_project_with_pkg_config(self):
+        self.with_pkg_config("cxx")
+
+    def test_a_c_project_with_cmake(self):
+        self.with_cmake("c")
+
+    def test_a_cxx_project_with_cmake(self):
+        self.with_cmake("cxx")
+
+    def test_cmake_refuses_a_copy_of_another_major_version(self):
+        major = VERSION.split(".")[0]
+        listfile = OUTSIDE / "c/CMakeLists.txt"
+        wants = re.sub(r"(?<=find_package\(lterouter )\S+", str(int(major) + 1), listfile.read_text())
+        with self.assertRaisesRegex(AssertionError, rf"lterouterConfig.cmake, version: {re.escape(VERSION)}"):
+            project = self.folder / "newer"
+            project.mkdir()
+            (project / "CMakeLists.txt").write_text(wants)
+            self.call("cmake", "-S", project, "-B", project / "build", f"-DCMAKE_PREFIX_PATH={self.prefix}")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
