@@ -1,9 +1,48 @@
-/* lc_hashtab: hash table of key and value pointers with a fixed number of buckets.
+/** @file
+ * Hash table of key and value pointers with a fixed number of buckets.
  *
  * It holds at most as many entries as it has buckets, each key once. The chain of a bucket is sorted,
  * so a search ends early.
  *
- * Threads: no operation takes a lock; guard each table with a mutex of your own. */
+ * @par Threads
+ * No operation takes a lock; guard each table with a mutex of your own.
+ *
+ * @par Example
+ * Texts as keys and values, none of which the table is to free.
+ * @code
+ * #include <lc_hashtab.h>
+ * #include <stdio.h>
+ * #include <string.h>
+ *
+ * static uint32_t hash(struct lc_hashtab *table, const void *key)
+ * {
+ *     const char *text = key;
+ *     uint32_t sum = 0;
+ *     (void)table;
+ *     while (*text)
+ *         sum = sum * 31u + (unsigned char)*text++;
+ *     return sum;
+ * }
+ *
+ * static int compare(struct lc_hashtab *table, const void *key,
+ *                    const void *entry_key)
+ * {
+ *     (void)table;
+ *     return strcmp(key, entry_key);
+ * }
+ *
+ * static void keep(void *object) { (void)object; }
+ *
+ * int main(void)
+ * {
+ *     char apn[] = "apn", internet[] = "internet";
+ *     lc_hashtab *table = lc_hashtab_create(hash, compare, 16);
+ *     if (lc_hashtab_insert(table, apn, internet) == 0)
+ *         puts(lc_hashtab_search(table, "apn"));
+ *     lc_hashtab_destroy(table, keep, keep);
+ *     return 0;
+ * }
+ * @endcode */
 #ifndef LC_HASHTAB_H
 #define LC_HASHTAB_H
 
@@ -15,52 +54,87 @@ LC_BEGIN_DECLS
 
 struct lc_hashtab;
 
-/* Any number; equal keys have equal ones. */
+/** Gives a key's number, which modulo the number of buckets is its bucket.
+ * @param[in] table the table
+ * @param[in] key   a key
+ * @return any number; equal keys have equal ones */
 typedef uint32_t (*lc_hashtab_hash_fn)(struct lc_hashtab *table, const void *key);
-/* 0 when the keys are equal, positive when key sorts after entry_key, else negative. */
+
+/** Compares two keys.
+ * @param[in] table     the table
+ * @param[in] key       the key that is looked for
+ * @param[in] entry_key the key of an entry
+ * @return 0 when the keys are equal, positive when key sorts after entry_key, else negative */
 typedef int (*lc_hashtab_compare_fn)(struct lc_hashtab *table, const void *key, const void *entry_key);
-/* Frees a key or a value. */
+
+/** Frees a key or a value.
+ * @param[in] object the key or value; NULL where that was inserted */
 typedef void (*lc_hashtab_free_fn)(void *object);
-/* Visits an entry; non-zero stops the walk. Must not change the table. */
+
+/** Visits an entry. It must not change the table.
+ * @param[in]     key   of the entry
+ * @param[in,out] value of the entry
+ * @param[in,out] arg   as given to lc_hashtab_map()
+ * @return non-zero to stop the walk */
 typedef int (*lc_hashtab_visit_fn)(void *key, void *value, void *arg);
 
+/** An entry, which belongs to its table. */
 typedef struct lc_hashtab_entry {
-    void *key;
-    void *value;
-    struct lc_hashtab_entry *next;
+    void *key;                     /**< as inserted */
+    void *value;                   /**< as inserted */
+    struct lc_hashtab_entry *next; /**< the next of the chain, with a greater key; NULL at its end */
 } lc_hashtab_entry;
 
+/** A table. Its fields may be read; only the operations change them. */
 typedef struct lc_hashtab {
-    lc_hashtab_entry **buckets; /* heads of the chains; NULL where there is none */
-    uint32_t size;              /* buckets */
-    uint32_t count;             /* entries */
-    lc_hashtab_hash_fn hash;
-    lc_hashtab_compare_fn compare;
+    lc_hashtab_entry **buckets;    /**< heads of the chains; NULL where there is none */
+    uint32_t size;                 /**< buckets */
+    uint32_t count;                /**< entries */
+    lc_hashtab_hash_fn hash;       /**< as given to lc_hashtab_create() */
+    lc_hashtab_compare_fn compare; /**< as given to lc_hashtab_create() */
 } lc_hashtab;
 
-/* A new, empty table of size buckets, or NULL when out of memory or size is 0. Give it back with
- * lc_hashtab_destroy. */
+/** Makes a new, empty table.
+ * @param[in] hash    the numbers of keys
+ * @param[in] compare the order of keys
+ * @param[in] size    number of buckets
+ * @return the table, which lc_hashtab_destroy() takes back; NULL when out of memory or size is 0 */
 LC_API lc_hashtab *lc_hashtab_create(lc_hashtab_hash_fn hash, lc_hashtab_compare_fn compare,
                                      uint32_t size);
 
-/* Adds an entry; key and value stay the caller's until lc_hashtab_destroy. Returns 0, or -1 when the
- * table is NULL or full, the key is there already (its value is kept) or memory is short. */
+/** Adds an entry.
+ * @param[in,out] table the table
+ * @param[in]     key   not copied: must last, unchanged, until lc_hashtab_destroy() frees it
+ * @param[in]     value not copied: freed by lc_hashtab_destroy() too
+ * @retval 0  added
+ * @retval -1 the table is NULL or full, the key is there already (its value is kept) or memory is
+ *            short; key and value stay the caller's */
 LC_API int32_t lc_hashtab_insert(lc_hashtab *table, void *key, void *value);
 
-/* The value of a key; NULL when there is none or the table is NULL. */
+/** Looks a key up.
+ * @param[in] table the table
+ * @param[in] key   the key
+ * @return its value, still the table's; NULL when there is none or the table is NULL */
 LC_API void *lc_hashtab_search(lc_hashtab *table, const void *key);
 
-/* Frees each key and value, with mem_free_ex where no function is given, and the table. NULL is
- * ignored. */
+/** Frees each key and value, and the table.
+ * @param[in] table      NULL is ignored
+ * @param[in] key_free   frees a key; NULL for mem_free_ex()
+ * @param[in] value_free frees a value; NULL for mem_free_ex() */
 LC_API void lc_hashtab_destroy(lc_hashtab *table, lc_hashtab_free_fn key_free,
                                lc_hashtab_free_fn value_free);
 
-/* Visits every entry, bucket by bucket, each in ascending order of its keys. Returns 0, also for a NULL
- * table, or what the visitor stopped the walk with. */
+/** Visits every entry, bucket by bucket, each in ascending order of its keys.
+ * @param[in]     table the table
+ * @param[in]     visit the visitor
+ * @param[in,out] arg   for the visitor
+ * @return 0, also for a NULL table, or what the visitor stopped the walk with */
 LC_API int32_t lc_hashtab_map(lc_hashtab *table, lc_hashtab_visit_fn visit, void *arg);
 
-/* How well the hash spreads. out[0]: buckets that are not empty; out[1]: length of the longest chain,
- * which is also returned. table must not be NULL. */
+/** Tells how well the hash spreads.
+ * @param[in]  table not NULL
+ * @param[out] out   [0]: buckets that are not empty; [1]: length of the longest chain
+ * @return the length of the longest chain */
 LC_API uint32_t lc_hashtab_stat(const lc_hashtab *table, uint32_t out[2]);
 
 LC_END_DECLS

@@ -1,15 +1,69 @@
-/* lc_ipc_mq: bounded, blocking queues of message buffers between the threads of one process.
+/** @file
+ * Bounded, blocking queues of message buffers between the threads of one process.
  *
- * A producer hands a buffer over with ipc_mq_send; a consumer takes it with ipc_mq_recv and frees it
- * with mem_free_ex. Call ipc_mq_init first. At most 64 queues per process.
+ * A producer hands a buffer over with ipc_mq_send(); a consumer takes it with ipc_mq_recv() and frees
+ * it with mem_free_ex(). Call ipc_mq_init() first. At most 64 queues per process.
  *
- * Threads: every function but ipc_mq_init, ipc_mq_destroy and mq_mgt_node_destroy may be called from
- * any thread; any number of producers and consumers may share a queue. The two destroying calls must
- * find no one using what they destroy. A thread must not be cancelled inside a call.
+ * A waiting call wakes at most once: after the wake-up a sender queues its buffer even if the queue has
+ * filled again, and a receiver that finds the queue emptied by another gets 11. A wake-up is given only
+ * when a queue stops being empty or stops being full.
  *
- * A waiting call wakes at most once: after the wake-up a sender queues its buffer even if the queue
- * has filled again, and a receiver that finds the queue emptied by another gets 11. A wake-up is given
- * only when a queue stops being empty or stops being full. */
+ * @par Threads
+ * Every function but ipc_mq_init(), ipc_mq_destroy() and mq_mgt_node_destroy() may be called from any
+ * thread; any number of producers and consumers may share a queue. The two destroying calls must find
+ * no one using what they destroy. A thread must not be cancelled inside a call.
+ *
+ * @par Example
+ * A worker that carries out what is queued for it, one message after the other, up to the last. A wait
+ * that ends without a message is begun anew.
+ * @code
+ * #include <lc_ipc_mq.h>
+ * #include <lc_mem.h>
+ * #include <lc_pthread.h>
+ * #include <stdio.h>
+ * #include <string.h>
+ *
+ * enum { FIRST = 100, LAST = 109 };
+ *
+ * static void *work(void *queue)
+ * {
+ *     uint32_t id = 0;
+ *     while (id != LAST) {
+ *         ipc_msg_hdr *message;
+ *         if (ipc_mq_recv((mq_cb)queue, &message, -1) != IPC_SUCCESS)
+ *             continue;
+ *         id = message->msg_id;
+ *         printf("message %u\n", (unsigned)id);
+ *         mem_free_ex(0, __LINE__, MEM_OWNER_IPC, message);
+ *     }
+ *     return NULL;
+ * }
+ *
+ * int main(void)
+ * {
+ *     pthread_t worker;
+ *     mq_cb queue;
+ *     ipc_mq_init();
+ *     if (ipc_mq_create(8, &queue) != IPC_SUCCESS ||
+ *         lc_pthread_create(&worker, NULL, work, queue) != 0)
+ *         return 1;
+ *     for (uint32_t id = FIRST; id <= LAST; ++id) {
+ *         ipc_msg_hdr *message = mem_malloc_ex(0, __LINE__, MEM_OWNER_IPC,
+ *                                              sizeof *message);
+ *         if (message == NULL)
+ *             return 1;
+ *         memset(message, 0, sizeof *message);
+ *         message->msg_id = id;
+ *         if (ipc_mq_send(queue, message, 0, -1) != IPC_SUCCESS) {
+ *             mem_free_ex(0, __LINE__, MEM_OWNER_IPC, message);
+ *             return 1;
+ *         }
+ *     }
+ *     lc_pthread_join(worker, NULL);
+ *     ipc_mq_destroy();
+ *     return 0;
+ * }
+ * @endcode */
 #ifndef LC_IPC_MQ_H
 #define LC_IPC_MQ_H
 
@@ -23,80 +77,117 @@ LC_BEGIN_DECLS
 
 struct timespec; /* strict C99 leaves it out of time.h */
 
-/* Result codes of the messaging families (ipc_mq_ and ipc_msg_). */
-#define IPC_SUCCESS 0u
-#define IPC_ERR_PARAM 1u     /* parameter check failed */
-#define IPC_ERR_NOT_INIT 2u  /* not initialised */
-#define IPC_ERR_LENGTH 4u    /* length mismatch or unexpected message */
-#define IPC_ERR_TOO_SMALL 5u /* the caller's buffer or array is too small */
-#define IPC_ERR_REFUSED 6u   /* registration refused by the publisher */
-#define IPC_ERR_TIMEOUT 7u   /* timed out */
-#define IPC_ERR_FULL 8u      /* queue full and the caller would not wait */
-#define IPC_ERR_EMPTY 9u     /* queue empty and the caller would not wait */
-#define IPC_ERR_SOCKET 10u   /* socket error */
-#define IPC_ERR_RESOURCE 11u /* out of memory, list failure, or a limit reached */
+/** @name Result codes of the messaging families (ipc_mq_ and ipc_msg_)
+ * @{ */
+#define IPC_SUCCESS 0u       /**< done */
+#define IPC_ERR_PARAM 1u     /**< parameter check failed */
+#define IPC_ERR_NOT_INIT 2u  /**< not initialised */
+#define IPC_ERR_LENGTH 4u    /**< length mismatch or unexpected message */
+#define IPC_ERR_TOO_SMALL 5u /**< the caller's buffer or array is too small */
+#define IPC_ERR_REFUSED 6u   /**< registration refused by the publisher */
+#define IPC_ERR_TIMEOUT 7u   /**< timed out */
+#define IPC_ERR_FULL 8u      /**< queue full and the caller would not wait */
+#define IPC_ERR_EMPTY 9u     /**< queue empty and the caller would not wait */
+#define IPC_ERR_SOCKET 10u   /**< socket error */
+#define IPC_ERR_RESOURCE 11u /**< out of memory, list failure, or a limit reached */
+/** @} */
 
-/* What every message begins with; `length` body bytes follow. Host byte order. */
+/** What every message begins with; its body follows. Host byte order. */
 typedef struct ipc_msg_hdr {
-    uint32_t type;       /* IPC_MSG_TYPE_... */
-    uint32_t msg_id;     /* 1, 2 and 3 are reserved by the messaging layer */
-    uint32_t length;     /* body bytes */
-    uint32_t session_id; /* ties a response to its request; set by ipc_gen_seesion_id */
+    uint32_t type;       /**< IPC_MSG_TYPE_... */
+    uint32_t msg_id;     /**< 1, 2 and 3 are reserved by the messaging layer */
+    uint32_t length;     /**< body bytes */
+    uint32_t session_id; /**< ties a response to its request; set by ipc_gen_seesion_id() */
 } ipc_msg_hdr;
 
-#define IPC_MSG_TYPE_ASYNC 0u    /* no reply expected */
-#define IPC_MSG_TYPE_REQUEST 1u  /* synchronous request */
-#define IPC_MSG_TYPE_RESPONSE 2u /* response to a synchronous request */
-#define IPC_MSG_TYPE_SHORT 3u    /* 8-byte header, body at offset 8 */
+/** @name Types of messages
+ * @{ */
+#define IPC_MSG_TYPE_ASYNC 0u    /**< no reply expected */
+#define IPC_MSG_TYPE_REQUEST 1u  /**< synchronous request */
+#define IPC_MSG_TYPE_RESPONSE 2u /**< response to a synchronous request */
+#define IPC_MSG_TYPE_SHORT 3u    /**< 8-byte header, body at offset 8; endpoints do not send it */
+/** @} */
 
-/* Handle of a queue, opaque to its users. */
+/** Handle of a queue, opaque to its users. */
 typedef lc_list_node *mq_cb;
 
-/* Usage of one queue, in messages. */
+/** Usage of one queue, in messages. */
 typedef struct ipc_mq_usg {
-    uint32_t capacity;
-    uint32_t high_count;
-    uint32_t normal_count;
+    uint32_t capacity;     /**< the queue's room */
+    uint32_t high_count;   /**< queued with high priority */
+    uint32_t normal_count; /**< queued with ordinary priority */
 } ipc_mq_usg;
 
-/* Starts the family. Once, before any other call; later calls do nothing. */
+/** Starts the family. Once, before any other call; later calls do nothing. */
 LC_API void ipc_mq_init(void);
 
-/* Creates a queue for `capacity` messages (0 means 256) and stores its handle in *cb. The queue lives
- * until ipc_mq_destroy.
- * Returns 0, 1 cb is NULL, 2 not initialised, 11 out of memory or 64 queues exist. */
+/** Creates a queue, which lives until ipc_mq_destroy().
+ * @param[in]  capacity its room in messages; 0 means 256
+ * @param[out] cb       its handle
+ * @retval 0  created
+ * @retval 1  cb is NULL
+ * @retval 2  not initialised
+ * @retval 11 out of memory, or 64 queues exist */
 LC_API uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb);
 
-/* Queues the buffer msg_hdr, which belongs to the queue on success and to the caller otherwise.
- * priority: 0. timeout: milliseconds; 0 does not wait for room, -1 waits without limit; the deadline
- * is cut to a whole second before the fraction of timeout is added, so it can fall up to 1 s early.
- * Returns 0, 1 bad argument, 7 timed out, 8 full and timeout 0, 11 out of memory. */
+/** Queues a buffer.
+ * @param[in] cb       the queue
+ * @param[in] msg_hdr  the buffer; the queue's on success, else still the caller's
+ * @param[in] priority 0
+ * @param[in] timeout  milliseconds; 0 does not wait for room, -1 waits without limit. The deadline is
+ *                     cut to a whole second before the fraction of timeout is added, so it can fall up
+ *                     to 1 s early
+ * @retval 0  queued
+ * @retval 1  an argument is NULL, priority not 0 or timeout below -1
+ * @retval 7  timed out
+ * @retval 8  full and timeout 0
+ * @retval 11 out of memory */
 LC_API uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t timeout);
 
-/* Takes the oldest buffer and stores it in *msg_hdr; it belongs to the caller, who frees it with
- * mem_free_ex. timeout as above. Returns 0, 1 bad argument, 7 timed out, 9 empty and timeout 0,
- * 11 woken but another consumer was faster. */
+/** Takes the oldest buffer.
+ * @param[in]  cb      the queue
+ * @param[out] msg_hdr the buffer; the caller's, who frees it with mem_free_ex(). Untouched on failure
+ * @param[in]  timeout milliseconds; 0 does not wait for a buffer, -1 waits without limit. The deadline
+ *                     is that of ipc_mq_send()
+ * @retval 0  taken
+ * @retval 1  an argument is NULL or timeout below -1
+ * @retval 7  timed out
+ * @retval 9  empty and timeout 0
+ * @retval 11 woken, but there is none: another consumer was faster, or the wake-up was spurious */
 LC_API uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout);
 
-/* Removes and frees every queued message with identifier msg_id. Returns 0 (also when there is none),
- * 1 cb is NULL, 11 list failure. */
+/** Removes and frees every queued message of one identifier.
+ * @param[in] cb     the queue
+ * @param[in] msg_id the identifier
+ * @retval 0  done, also when there was none
+ * @retval 1  cb is NULL
+ * @retval 11 list failure */
 LC_API uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id);
 
-/* Fills usg_stat with one entry per queue, newest queue first. num: in, entries of room; out, entries
- * written. Returns 0, 1 bad argument, 2 not initialised, 5 more queues than room (the entries that
- * fit are written, *num stays). */
+/** Tells the usage of every queue, newest queue first.
+ * @param[out]    usg_stat one entry per queue
+ * @param[in,out] num      in: entries of room; out: entries written
+ * @retval 0 done
+ * @retval 1 an argument is NULL
+ * @retval 2 not initialised
+ * @retval 5 more queues than room: the entries that fit are written, *num stays */
 LC_API uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num);
 
-/* Destroys every queue and frees what is queued. Queues can be created again afterwards. */
+/** Destroys every queue and frees what is queued; the handles are void. Queues can be created again
+ * afterwards. */
 LC_API void ipc_mq_destroy(void);
 
-/* Destroys one queue record (the data of a queue's node) and what it holds. Always 0; NULL is allowed.
- * It leaves the record's node in place: for the tear-down of a whole list of queues. */
+/** Destroys one queue record and what it holds. It leaves the record's node in place: for the tear-down
+ * of a whole list of queues.
+ * @param[in] record the data of a queue's node; NULL is allowed
+ * @retval 0 always */
 LC_API uint32_t mq_mgt_node_destroy(void *record);
 
-/* Fills *abstime with the wall-clock deadline of a wait of timeout_ms: whole seconds of now, plus
- * timeout_ms. The fraction of the current second is dropped on purpose, so a deadline falls up to one
- * second early; the router's modules are tuned to it. */
+/** Gives the wall-clock deadline of a wait: whole seconds of now, plus the wait. The fraction of the
+ * current second is dropped on purpose, so a deadline falls up to one second early; the router's
+ * modules are tuned to it.
+ * @param[out] abstime    the deadline
+ * @param[in]  timeout_ms length of the wait in milliseconds */
 LC_API void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms);
 
 LC_END_DECLS

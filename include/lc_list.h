@@ -1,9 +1,49 @@
-/* lc_list: circular doubly linked list of caller-allocated nodes, one data pointer each.
+/** @file
+ * Circular doubly linked list of caller-allocated nodes, one data pointer each.
  *
- * The tail's next is the head and the head's prev is the tail; an empty list has neither.
- * Walk it from head along next until tail has been visited.
+ * The tail's next is the head and the head's prev is the tail; an empty list has neither. Walk it from
+ * head along next until tail has been visited.
  *
- * Threads: no operation takes a lock; guard each list with a mutex of your own. */
+ * @par Threads
+ * No operation takes a lock; guard each list with a mutex of your own.
+ *
+ * @par Example
+ * A list of the program's arguments. Its end frees the nodes; the texts are not its own.
+ * @code
+ * #include <lc_list.h>
+ * #include <lc_mem.h>
+ * #include <stdio.h>
+ * #include <string.h>
+ *
+ * static uint32_t keep(void *data)
+ * {
+ *     (void)data;
+ *     return 0;
+ * }
+ *
+ * int main(int count, char **arguments)
+ * {
+ *     lc_list *list = lc_list_create();
+ *     const lc_list_node *node;
+ *     if (list == NULL)
+ *         return 1;
+ *     for (int i = 0; i < count; ++i) {
+ *         lc_list_node *added = mem_malloc_ex(0, __LINE__, MEM_OWNER_LIST,
+ *                                             sizeof *added);
+ *         if (added == NULL)
+ *             break;
+ *         memset(added, 0, sizeof *added);
+ *         added->data = arguments[i];
+ *         lc_list_add_at_tail(list, added);
+ *     }
+ *     node = list->head;
+ *     for (uint32_t left = list->count; left > 0; --left) {
+ *         puts(node->data);
+ *         node = node->next;
+ *     }
+ *     return (int)lc_list_destroy(list, keep);
+ * }
+ * @endcode */
 #ifndef LC_LIST_H
 #define LC_LIST_H
 
@@ -13,75 +53,171 @@
 
 LC_BEGIN_DECLS
 
-/* Result codes of the list operations. */
-#define LC_LIST_SUCCESS 0u
-#define LC_LIST_ERR_NULL 1u    /* a required pointer argument is NULL */
-#define LC_LIST_ERR_EMPTY 3u   /* the list is empty */
-#define LC_LIST_ERR_SINGLE 4u  /* only one node: nothing before or after it to remove */
-#define LC_LIST_ERR_STOPPED 9u /* a traversal was stopped by its visitor */
-#define LC_LIST_ERR_INDEX 12u  /* index out of range */
+/** @name Result codes of the list operations
+ * @{ */
+#define LC_LIST_SUCCESS 0u     /**< done */
+#define LC_LIST_ERR_NULL 1u    /**< a required pointer argument is NULL */
+#define LC_LIST_ERR_EMPTY 3u   /**< the list is empty */
+#define LC_LIST_ERR_SINGLE 4u  /**< only one node: nothing before or after it to remove */
+#define LC_LIST_ERR_STOPPED 9u /**< a traversal was stopped by its visitor */
+#define LC_LIST_ERR_INDEX 12u  /**< index out of range */
+/** @} */
 
-/* Allocated and zeroed by the caller (mem_malloc_ex); linked and unlinked, never freed, by the list
- * operations, except by lc_list_destroy. */
+/** A node. Allocated and zeroed by the caller (mem_malloc_ex()); linked and unlinked, never freed, by
+ * the list operations, except by lc_list_destroy(). */
 typedef struct lc_list_node {
-    uint32_t reserved; /* not used by the list; leave it zero */
-    void *data;        /* the caller's object */
-    struct lc_list_node *next;
-    struct lc_list_node *prev;
+    uint32_t reserved;         /**< not used by the list; leave it zero */
+    void *data;                /**< the caller's object */
+    struct lc_list_node *next; /**< the node behind it; of the tail the head */
+    struct lc_list_node *prev; /**< the node before it; of the head the tail */
 } lc_list_node;
 
+/** A list. Its fields may be read; only the operations change them. */
 typedef struct lc_list {
-    uint32_t count;
-    lc_list_node *head; /* NULL when empty */
-    lc_list_node *tail; /* NULL when empty */
+    uint32_t count;     /**< nodes */
+    lc_list_node *head; /**< NULL when empty */
+    lc_list_node *tail; /**< NULL when empty */
 } lc_list;
 
-/* Frees the data of one node; the result is ignored. */
+/** Frees the data of one node.
+ * @param[in] data not NULL
+ * @return ignored */
 typedef uint32_t (*lc_list_free_fn)(void *data);
-/* 0 when data is what key asks for. */
+
+/** Tells whether a node's data is what is looked for.
+ * @param[in] data of a node, not NULL
+ * @param[in] key  as given to lc_list_find()
+ * @return 0 when data is what key asks for */
 typedef uint32_t (*lc_list_match_fn)(const void *data, const void *key);
-/* Visits a node (not its data); non-zero stops the walk. May unlink and free the node it is given. */
+
+/** Visits a node (not its data). It may unlink and free the node it is given.
+ * @param[in,out] node     the node
+ * @param[in,out] argument as given to lc_list_tarverse()
+ * @return non-zero to stop the walk */
 typedef uint32_t (*lc_list_visit_fn)(lc_list_node *node, void *argument);
 
-/* A new, empty list, or NULL when out of memory. Give it back with lc_list_destroy. */
+/** Makes a new, empty list.
+ * @return the list, which lc_list_destroy() takes back; NULL when out of memory */
 LC_API lc_list *lc_list_create(void);
 
-/* Frees each node's non-NULL data with free_data, or with mem_free_ex when free_data is NULL, then
- * the node, at last the list. Returns 0, or 1 for a NULL list. The list is gone afterwards. */
+/** Frees each node's non-NULL data, the nodes and the list, which is gone afterwards.
+ * @param[in] list      the list
+ * @param[in] free_data frees a node's data, before the node; NULL for mem_free_ex()
+ * @retval 0 done
+ * @retval 1 list is NULL */
 LC_API uint32_t lc_list_destroy(lc_list *list, lc_list_free_fn free_data);
 
-/* Number of nodes; 0xFFFFFFFF for a NULL list. */
+/** Counts the nodes.
+ * @param[in] list the list
+ * @return the number of nodes; 0xFFFFFFFF for a NULL list */
 LC_API uint32_t lc_list_query_num(const lc_list *list);
 
-/* Insertion: links a node that is in no list. Returns 0, or 1 when an argument is NULL;
- * the two relative forms also return 3 on an empty list. ref must be in the list. */
+/** @name Insertion
+ * Each links a node that is in no list; it stays the caller's memory.
+ * @{ */
+
+/** Links a node before the head.
+ * @param[in,out] list the list
+ * @param[in,out] node in no list
+ * @retval 0 done
+ * @retval 1 an argument is NULL */
 LC_API uint32_t lc_list_add_at_head(lc_list *list, lc_list_node *node);
+
+/** Links a node behind the tail.
+ * @param[in,out] list the list
+ * @param[in,out] node in no list
+ * @retval 0 done
+ * @retval 1 an argument is NULL */
 LC_API uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node);
+
+/** Links a node before another.
+ * @param[in,out] list the list
+ * @param[in,out] ref  in the list
+ * @param[in,out] node in no list
+ * @retval 0 done
+ * @retval 1 an argument is NULL
+ * @retval 3 the list is empty */
 LC_API uint32_t lc_list_add_before(lc_list *list, lc_list_node *ref, lc_list_node *node);
+
+/** Links a node behind another.
+ * @param[in,out] list the list
+ * @param[in,out] ref  in the list
+ * @param[in,out] node in no list
+ * @retval 0 done
+ * @retval 1 an argument is NULL
+ * @retval 3 the list is empty */
 LC_API uint32_t lc_list_add_next(lc_list *list, lc_list_node *ref, lc_list_node *node);
 
-/* Removal: unlinks a node and returns it; the caller then owns it and its data.
- * err must not be NULL: it is set to 0, or, with NULL returned, to 1 (an argument is NULL),
- * 3 (empty list) or, for del_prev and del_next, 4 (only one node). */
+/** @}
+ * @name Removal
+ * Each unlinks a node, which the caller then owns, with its data.
+ * @{ */
+
+/** Unlinks the head.
+ * @param[in,out] list the list
+ * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (list is NULL) or 3 (empty list)
+ * @return the node, or NULL */
 LC_API lc_list_node *lc_list_del_from_head(lc_list *list, uint32_t *err);
+
+/** Unlinks the tail.
+ * @param[in,out] list the list
+ * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (list is NULL) or 3 (empty list)
+ * @return the node, or NULL */
 LC_API lc_list_node *lc_list_del_from_tail(lc_list *list, uint32_t *err);
-/* The node before (after) ref; the list is circular, so before the head comes the tail. */
+
+/** Unlinks the node before another; the list is circular, so before the head comes the tail.
+ * @param[in,out] list the list
+ * @param[in,out] ref  in the list
+ * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (an argument is NULL), 3 (empty
+ *                     list) or 4 (only one node)
+ * @return the node, or NULL */
 LC_API lc_list_node *lc_list_del_prev(lc_list *list, lc_list_node *ref, uint32_t *err);
+
+/** Unlinks the node behind another; the list is circular, so behind the tail comes the head.
+ * @param[in,out] list the list
+ * @param[in,out] ref  in the list
+ * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (an argument is NULL), 3 (empty
+ *                     list) or 4 (only one node)
+ * @return the node, or NULL */
 LC_API lc_list_node *lc_list_del_next(lc_list *list, lc_list_node *ref, uint32_t *err);
-/* Unlinks node, which must belong to list (not checked). Returns 0, 1 (NULL) or 3 (empty list). */
+
+/** Unlinks one node.
+ * @param[in,out] list the list
+ * @param[in,out] node must belong to list; this is not checked
+ * @retval 0 done
+ * @retval 1 an argument is NULL
+ * @retval 3 the list is empty */
 LC_API uint32_t lc_list_del_node(lc_list *list, lc_list_node *node);
 
-/* First node, from the head, whose non-NULL data satisfies match(data, key) == 0; NULL when there
- * is none or an argument is NULL. */
+/** @}
+ * @name Looking
+ * @{ */
+
+/** Finds the first node, from the head, whose non-NULL data matches.
+ * @param[in] list  the list
+ * @param[in] match 0 when a node's data is what is looked for
+ * @param[in] key   for match
+ * @return the node, which stays linked; NULL when there is none or an argument is NULL */
 LC_API lc_list_node *lc_list_find(lc_list *list, lc_list_match_fn match, const void *key);
 
-/* Calls visit(node, argument) for each node from head to tail. Returns 0, 1 for a NULL list, or 9
- * when the visitor stopped the walk. A NULL visitor visits nothing and gives 0. */
+/** Calls visit(node, argument) for each node from head to tail.
+ * @param[in,out] list     the list
+ * @param[in]     visit    NULL visits nothing and gives 0
+ * @param[in,out] argument for visit
+ * @retval 0 every node was visited
+ * @retval 1 list is NULL
+ * @retval 9 the visitor stopped the walk */
 LC_API uint32_t lc_list_tarverse(lc_list *list, lc_list_visit_fn visit, void *argument);
 
-/* Node at a zero-based index from the head. err must not be NULL: 0, or with NULL returned 1 (NULL
- * list), 3 (empty list) or 12 (index negative or not below the count). */
+/** Gives the node at an index.
+ * @param[in]  list  the list
+ * @param[in]  index from the head, which is 0
+ * @param[out] err   never NULL; gets 0 or, with NULL returned, 1 (list is NULL), 3 (empty list) or 12
+ *                   (index negative or not below the count)
+ * @return the node, which stays linked, or NULL */
 LC_API lc_list_node *lc_list_get_node(lc_list *list, int32_t index, uint32_t *err);
+
+/** @} */
 
 LC_END_DECLS
 

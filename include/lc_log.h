@@ -1,9 +1,30 @@
-/* lc_log: syslog output of a module, switched at run time by flag files.
+/** @file
+ * Syslog output of a module, switched at run time by flag files.
  *
- * A message of level L of module NAME reaches syslog only while the file
- * /tmp/.LC_DEBUG_FLAG_NAME_L exists (L is DEBUG, INFO or ERROR): create it to switch on, remove it to
- * switch off; errors are off by default too. While /tmp/.LC_DEBUG_FLAG_TIME exists each message is
- * prefixed with the system's uptime in brackets. */
+ * A message of level L of module NAME reaches syslog only while the file /tmp/.LC_DEBUG_FLAG_NAME_L
+ * exists (L is DEBUG, INFO or ERROR): create it to switch on, remove it to switch off; errors are off
+ * by default too. While /tmp/.LC_DEBUG_FLAG_TIME exists each message is prefixed with the system's
+ * uptime in brackets.
+ *
+ * @see syslog(3), ltectl(1)
+ *
+ * @par Threads
+ * log_init() once, at start-up, before other threads start; the others from any thread.
+ *
+ * @par Example
+ * The log lines of built-in module 0; this one is seen while /tmp/.LC_DEBUG_FLAG_SC_INFO exists.
+ * @code
+ * #include <lc_log.h>
+ *
+ * int main(int count, char **arguments)
+ * {
+ *     if (log_init(0) != 0)
+ *         return 1;
+ *     log_print(LC_LOG_INFO, "%s has %d arguments\n", arguments[0],
+ *               count - 1);
+ *     return 0;
+ * }
+ * @endcode */
 #ifndef LC_LOG_H
 #define LC_LOG_H
 
@@ -13,32 +34,44 @@
 
 LC_BEGIN_DECLS
 
-#define LC_LOG_DEBUG 0
-#define LC_LOG_INFO 1
-#define LC_LOG_ERROR 2
+/** @name Levels
+ * @{ */
+#define LC_LOG_DEBUG 0 /**< details, for finding a fault */
+#define LC_LOG_INFO 1  /**< what happens */
+#define LC_LOG_ERROR 2 /**< what went wrong */
+/** @} */
 
-#define LC_LOG_NAME_SIZE 33
+#define LC_LOG_NAME_SIZE 33 /**< bytes of a module's name, its terminator included */
 
-/* A log module: 0 to 15 are built in, others stand in /usr/bin/logid.cfg as lines "id,letter,name". */
+/** A log module: 0 to 15 are built in, others stand in /usr/bin/logid.cfg as lines "id,letter,name". */
 typedef struct logconfig {
-    int32_t id;
-    char letter;
-    char name[LC_LOG_NAME_SIZE];
+    int32_t id;                  /**< the module's number */
+    char letter;                 /**< its letter */
+    char name[LC_LOG_NAME_SIZE]; /**< its name, as in the names of its flag files */
 } logconfig;
 
-/* Fills *out (when out is not NULL) with module id's record. Returns 0, 3 when the configuration
- * file has no such module, 4 when it cannot be opened. Any thread. */
+/** Looks a module up. Any thread.
+ * @param[out] out the module's record; NULL when it is not wanted
+ * @param[in]  id  the module's number
+ * @retval 0 found
+ * @retval 3 the configuration file has no such module
+ * @retval 4 the configuration file cannot be opened */
 LC_API int get_logconfig_by_ID(logconfig *out, int32_t id);
 
-/* Names the calling process's module for all its log lines, which carry the identity "%02ld%s" of id
- * and name. Call it once, at start-up, before other threads start. Returns 0, also when a module was
- * named before (nothing changes then), or 1 when the module is not known: log_print stays silent. */
+/** Names the calling process's module for all its log lines. Their identity is the module's number, in
+ * at least two digits, and its name, such as "03WanManager". Call it once, at start-up, before other
+ * threads start.
+ * @param[in] id the module's number
+ * @retval 0 done, also when a module was named before (nothing changes then)
+ * @retval 1 the module is not known: log_print() stays silent */
 LC_API int log_init(int32_t id);
 
-/* Sends one message to syslog (facility user) at level LC_LOG_DEBUG, LC_LOG_INFO or LC_LOG_ERROR; any
- * other level is dropped, and so is everything before log_init. Allocates nothing, keeps errno. Any
- * thread. A format too long to be prefixed with the uptime in 512 bytes goes out without it. The libc's
- * syslog may cut lines: musl's keeps 31 bytes of the identity and 1024 of the whole message. */
+/** Sends one message to syslog (facility user). Everything before log_init() is dropped. Allocates
+ * nothing, keeps errno. Any thread. A format too long to be prefixed with the uptime in 512 bytes goes
+ * out without it. The libc's syslog may cut lines: musl's keeps 31 bytes of the identity and 1024 of
+ * the whole message.
+ * @param[in] level  LC_LOG_DEBUG, LC_LOG_INFO or LC_LOG_ERROR; any other is dropped
+ * @param[in] format of printf, followed by its arguments */
 LC_API void log_print(int32_t level, const char *format, ...) LC_PRINTF(2, 3);
 
 LC_END_DECLS

@@ -1,7 +1,30 @@
-/* lc_pthread: process helpers, and the POSIX thread calls under the library's names.
+/** @file
+ * Process helpers, and the POSIX thread calls under the library's names.
  *
- * Threads: no state of their own; any thread may call them. A thread must not be cancelled, nor end
- * itself, inside a call of this library: what the call holds would stay held. */
+ * @see pthreads(7), fork(2), exec(3)
+ *
+ * @par Threads
+ * No state of their own; any thread may call them. A thread must not be cancelled, nor end itself,
+ * inside a call of this library: what the call holds would stay held.
+ *
+ * @par Example
+ * The routing table into a file, within five seconds.
+ * @code
+ * #include <lc_pthread.h>
+ * #include <signal.h>
+ * #include <stdio.h>
+ * #include <sys/wait.h>
+ *
+ * int main(void)
+ * {
+ *     char ip[] = "ip", route[] = "route";
+ *     char *const command[] = {ip, route, NULL};
+ *     const int status = _eval(command, ">/tmp/routes", 5, NULL);
+ *     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
+ *         puts("took too long");
+ *     return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+ * }
+ * @endcode */
 #ifndef LC_PTHREAD_H
 #define LC_PTHREAD_H
 
@@ -13,72 +36,216 @@
 
 LC_BEGIN_DECLS
 
+/** @name Processes
+ * @{ */
+
+/** Forks, as fork.
+ * @return 0 in the child, the child's process id in the parent; -1 on failure, errno tells which */
 LC_API pid_t lc_fork(void);
 
-/* Runs argv[0] (searched in PATH) with the NULL-terminated arguments argv, in a session of its own,
- * with default signal handlers, none blocked, and its three standard descriptors on /dev/null.
- * redirect: NULL, or where standard output goes (mode 0644): ">FILE" truncates, ">>FILE" appends,
- *   "FILE" overwrites from the start and keeps a longer file's tail; if it cannot be opened, output
- *   stays on /dev/null.
- * timeout: seconds after which the command gets SIGALRM; 0 for none.
- * ppid: NULL to wait for the command: the result is its raw wait status (its exit status is errno if
- *   it could not be executed). Otherwise *ppid gets its process id and the result is 0 at once; the
- *   caller reaps it. Returns errno when fork or the wait fails (ECHILD when SIGCHLD is ignored), which
- *   cannot be told from a wait status. */
+/** Runs a command, in a session of its own, with default signal handlers, no signal blocked, and its
+ * three standard descriptors on /dev/null.
+ * @param[in]  argv     NULL-terminated; argv[0] is searched in PATH
+ * @param[in]  redirect NULL, or where standard output goes (mode 0644): ">FILE" truncates, ">>FILE"
+ *                      appends, "FILE" overwrites from the start and keeps a longer file's tail; if it
+ *                      cannot be opened, output stays on /dev/null
+ * @param[in]  timeout  seconds after which the command gets SIGALRM; 0 for none
+ * @param[out] ppid     NULL to wait for the command; else it gets the process id, and the caller reaps
+ * @return having waited, the command's raw wait status (its exit status is errno if it could not be
+ *         executed), else 0 at once; errno when fork or the wait fails (ECHILD when SIGCHLD is
+ *         ignored), which cannot be told from a wait status */
 LC_API int _eval(char *const argv[], const char *redirect, int timeout, int *ppid);
 
-/* One read of at most len bytes from the start of path. Bytes read, or -1 (also for a negative len). */
+/** Reads from the start of a file, with one read.
+ * @param[in]  path of the file
+ * @param[out] buf  receives the bytes
+ * @param[in]  len  bytes at most
+ * @return bytes read; -1 on failure, also for a negative len */
 LC_API int f_read(const char *path, void *buf, int len);
 
-/* The same of at most size - 1 bytes; buf is always terminated. -1 also when size is below 1. */
+/** Reads a text from the start of a file, with one read.
+ * @param[in]  path of the file
+ * @param[out] buf  receives at most size - 1 bytes; always terminated, unless size is below 1
+ * @param[in]  size capacity of buf
+ * @return bytes read; -1 on failure, also for a size below 1 */
 LC_API int f_read_string(const char *path, char *buf, int size);
 
-/* Puts the command name of process pid, or an empty text, into buf of size bytes and returns buf;
- * NULL when size is below 1. A name that fills buf is not terminated: 16 bytes hold the name of every
- * ordinary process, kernel threads may have longer ones. */
+/** Gives the command name of a process. A name that fills buf is not terminated: 16 bytes hold the name
+ * of every ordinary process, kernel threads may have longer ones.
+ * @param[in]  pid  the process
+ * @param[out] buf  receives the name; an empty text when it cannot be told
+ * @param[in]  size capacity of buf
+ * @return buf; NULL when size is below 1 */
 LC_API char *psname(int pid, char *buf, int size);
 
-/* A process whose command name is name (what follows its first slash), in the order of /proc.
- * Its process id, or -1 (none, or out of memory). */
+/** Finds the first process of a name, in the order of /proc.
+ * @param[in] name the command name; of one with a slash only what follows the first slash counts
+ * @return its process id; -1 when there is none, or out of memory */
 LC_API int lc_pidof(const char *name);
 
-/* Sends sig to every process of that name. 0, -1 when a kill failed (also when one ended meanwhile), -2
- * when there is no process, or out of memory. A child that nobody has reaped still counts. */
+/** Sends a signal to every process of a name. A child that nobody has reaped still counts.
+ * @param[in] name as for lc_pidof()
+ * @param[in] sig  the signal
+ * @retval 0  sent
+ * @retval -1 a kill failed, also when a process ended meanwhile; the others are tried all the same
+ * @retval -2 there is no process, or out of memory */
 LC_API int lc_killall(const char *name, int sig);
 
-/* SIGTERM to every process of that name, then up to 5 seconds of waiting, then SIGKILL up to six
- * times, 2 seconds apart. -2 when none is left (the good end), -1 when one could not be signalled,
- * 0 when they could still be signalled after the last SIGKILL. */
+/** Ends every process of a name: SIGTERM, then up to 5 seconds of waiting, then SIGKILL up to six
+ * times, 2 seconds apart.
+ * @param[in] name as for lc_pidof()
+ * @retval -2 none is left (the good end), or out of memory
+ * @retval -1 one could not be signalled
+ * @retval 0  the last SIGKILL still found them */
 LC_API int lc_killall_tk(const char *name);
 
-/* Arguments and results exactly as the pthread_ call of the same name
- * (lc_pthread_cancle is pthread_cancel). */
+/** @}
+ * @name Threads
+ * Arguments and results exactly as those of the pthread call that is named.
+ * @{ */
+
+/** Starts a thread, as pthread_create.
+ * @param[out] thread   its handle
+ * @param[in]  attr     NULL for the defaults
+ * @param[in]  start    what it runs
+ * @param[in]  argument for start
+ * @return 0 or an error number */
 LC_API int lc_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*start)(void *),
                              void *argument);
+
+/** Ends the calling thread, as pthread_exit.
+ * @param[in] result for who joins it */
 LC_API void lc_pthread_exit(void *result) LC_NORETURN;
+
+/** Waits for a thread's end, as pthread_join.
+ * @param[in]  thread the thread
+ * @param[out] result what it ended with; NULL when it is not wanted
+ * @return 0 or an error number */
 LC_API int lc_pthread_join(pthread_t thread, void **result);
+
+/** Asks a thread to end, as pthread_cancel.
+ * @param[in] thread the thread
+ * @return 0 or an error number */
 LC_API int lc_pthread_cancle(pthread_t thread);
+
+/** @}
+ * @name Attributes of threads
+ * Arguments and results exactly as those of the pthread call that is named.
+ * @{ */
+
+/** Makes default attributes, as pthread_attr_init.
+ * @param[out] attr the attributes
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_init(pthread_attr_t *attr);
+
+/** Gives attributes back, as pthread_attr_destroy.
+ * @param[in,out] attr the attributes
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_destroy(pthread_attr_t *attr);
+
+/** Tells the contention scope, as pthread_attr_getscope.
+ * @param[in]  attr  the attributes
+ * @param[out] scope PTHREAD_SCOPE_...
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_getscope(const pthread_attr_t *attr, int *scope);
+
+/** Sets the contention scope, as pthread_attr_setscope.
+ * @param[in,out] attr  the attributes
+ * @param[in]     scope PTHREAD_SCOPE_...
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_setscope(pthread_attr_t *attr, int scope);
+
+/** Tells whether a thread is to be joined, as pthread_attr_getdetachstate.
+ * @param[in]  attr  the attributes
+ * @param[out] state PTHREAD_CREATE_...
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_getdetachstate(const pthread_attr_t *attr, int *state);
+
+/** Sets whether a thread is to be joined, as pthread_attr_setdetachstate.
+ * @param[in,out] attr  the attributes
+ * @param[in]     state PTHREAD_CREATE_...
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_setdetachstate(pthread_attr_t *attr, int state);
+
+/** Tells the size of a thread's stack, as pthread_attr_getstacksize.
+ * @param[in]  attr the attributes
+ * @param[out] size in bytes
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_getstacksize(const pthread_attr_t *attr, size_t *size);
+
+/** Sets the size of a thread's stack, as pthread_attr_setstacksize.
+ * @param[in,out] attr the attributes
+ * @param[in]     size in bytes
+ * @return 0 or an error number */
 LC_API int lc_pthread_attr_setstacksize(pthread_attr_t *attr, size_t size);
+
+/** @}
+ * @name Mutexes and conditions
+ * Arguments and results exactly as those of the pthread call that is named.
+ * @{ */
+
+/** Makes a mutex, as pthread_mutex_init.
+ * @param[out] mutex the mutex
+ * @param[in]  attr  NULL for the defaults
+ * @return 0 or an error number */
 LC_API int lc_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
+
+/** Gives a mutex back, as pthread_mutex_destroy.
+ * @param[in,out] mutex held by nobody
+ * @return 0 or an error number */
 LC_API int lc_pthread_mutex_destroy(pthread_mutex_t *mutex);
+
+/** Takes a mutex, waiting for it, as pthread_mutex_lock.
+ * @param[in,out] mutex the mutex
+ * @return 0 or an error number */
 LC_API int lc_pthread_mutex_lock(pthread_mutex_t *mutex);
+
+/** Takes a mutex if it is free, as pthread_mutex_trylock.
+ * @param[in,out] mutex the mutex
+ * @return 0, EBUSY or another error number */
 LC_API int lc_pthread_mutex_trylock(pthread_mutex_t *mutex);
+
+/** Lets a mutex go, as pthread_mutex_unlock.
+ * @param[in,out] mutex held by the calling thread
+ * @return 0 or an error number */
 LC_API int lc_pthread_mutex_unlock(pthread_mutex_t *mutex);
+
+/** Makes a condition, as pthread_cond_init.
+ * @param[out] cond the condition
+ * @param[in]  attr NULL for the defaults
+ * @return 0 or an error number */
 LC_API int lc_pthread_cond_init(pthread_cond_t *cond, const pthread_condattr_t *attr);
+
+/** Gives a condition back, as pthread_cond_destroy.
+ * @param[in,out] cond waited for by nobody
+ * @return 0 or an error number */
 LC_API int lc_pthread_cond_destroy(pthread_cond_t *cond);
+
+/** Wakes all who wait, as pthread_cond_broadcast.
+ * @param[in,out] cond the condition
+ * @return 0 or an error number */
 LC_API int lc_pthread_cond_broadcast(pthread_cond_t *cond);
+
+/** Wakes one of those who wait, as pthread_cond_signal.
+ * @param[in,out] cond the condition
+ * @return 0 or an error number */
 LC_API int lc_pthread_cond_signal(pthread_cond_t *cond);
+
+/** Waits for a wake-up, as pthread_cond_wait.
+ * @param[in,out] cond  the condition
+ * @param[in,out] mutex held by the calling thread; let go while it waits
+ * @return 0 or an error number */
 LC_API int lc_pthread_cond_wait(pthread_cond_t *cond, pthread_mutex_t *mutex);
-/* deadline: absolute, on the clock of cond (the wall clock by default). */
+
+/** Waits for a wake-up until a deadline, as pthread_cond_timedwait.
+ * @param[in,out] cond     the condition
+ * @param[in,out] mutex    held by the calling thread; let go while it waits
+ * @param[in]     deadline absolute, on the clock of cond (the wall clock by default)
+ * @return 0, ETIMEDOUT or another error number */
 LC_API int lc_pthread_cond_timedwait(pthread_cond_t *cond, pthread_mutex_t *mutex,
                                      const struct timespec *deadline);
+
+/** @} */
 
 LC_END_DECLS
 

@@ -1,13 +1,47 @@
-/* lc_up: upgrading the modem's firmware over its USB serial ports.
+/** @file
+ * Upgrading the modem's firmware over its USB serial ports.
  *
  * The image goes to LC_UP_DATA_PORT in pieces of 2048 bytes, one frame a piece, each acknowledged
- * before the next is sent; AT commands go to LC_UP_AT_PORT. An application calls lc_set_img_size,
- * lc_up_start, lc_up_img until the whole image is passed, then lc_up_status to poll.
+ * before the next is sent; AT commands go to LC_UP_AT_PORT. An application calls lc_set_img_size(),
+ * lc_up_start(), lc_up_img() until the whole image is passed, then lc_up_status() to poll.
  *
  * A process performs one upgrade: nothing is reset after it has ended or failed. Every call blocks its
- * thread, a failing one for minutes, and a signal handler cuts its pauses short. No call is
- * thread-safe. What happens is told in the trace file /tmp/ltelog.1.
- */
+ * thread, a failing one for minutes, and a signal handler cuts its pauses short. What happens is told
+ * in the trace file /tmp/ltelog.1.
+ *
+ * @see ltectl(1), modemsim(1)
+ *
+ * @par Threads
+ * No call is thread-safe.
+ *
+ * @par Example
+ * Passes an image file to the modem.
+ * @code
+ * #include <lc_up.h>
+ * #include <stdio.h>
+ *
+ * int main(int count, char **arguments)
+ * {
+ *     char chunk[4096];
+ *     int32_t failed = -1;
+ *     size_t bytes;
+ *     FILE *image = count == 2 ? fopen(arguments[1], "rb") : NULL;
+ *     if (image != NULL && fseek(image, 0, SEEK_END) == 0 &&
+ *         lc_set_img_size((int32_t)ftell(image)) == 0)
+ *         failed = lc_up_start();
+ *     if (failed == 0)
+ *         rewind(image);
+ *     while (failed == 0 &&
+ *            (bytes = fread(chunk, 1, sizeof chunk, image)) > 0)
+ *         failed = lc_up_img(chunk, (int32_t)bytes);
+ *     if (failed == 0)
+ *         failed = ferror(image) ? -1 : lc_up_status();
+ *     if (image != NULL)
+ *         fclose(image);
+ *     puts(failed == 0 ? "upgraded" : "failed");
+ *     return failed != 0;
+ * }
+ * @endcode */
 #ifndef LC_UP_H
 #define LC_UP_H
 
@@ -18,105 +52,166 @@
 
 LC_BEGIN_DECLS
 
-#define LC_UP_DATA_PORT "/dev/ttyUSB1"
-#define LC_UP_AT_PORT "/dev/ttyUSB3"
+/** @name Ports
+ * @{ */
+#define LC_UP_DATA_PORT "/dev/ttyUSB1" /**< takes the image */
+#define LC_UP_AT_PORT "/dev/ttyUSB3"   /**< takes AT commands */
+/** @} */
 
-#define LC_UP_PIECE_SIZE 2048
+#define LC_UP_PIECE_SIZE 2048 /**< bytes of image in a frame */
 
-/* Frame types. */
-#define UPGRADE_TLV_TYPE_COMMAND_REQ 1u
-#define UPGRADE_TLV_TYPE_COMMAND_RSP 2u
-#define UPGRADE_TLV_TYPE_DATA_REQ 0x10u
-#define UPGRADE_TLV_TYPE_DATA_RSP 0x20u
+/** @name Frame types
+ * @{ */
+#define UPGRADE_TLV_TYPE_COMMAND_REQ 1u /**< a command */
+#define UPGRADE_TLV_TYPE_COMMAND_RSP 2u /**< the response to a command */
+#define UPGRADE_TLV_TYPE_DATA_REQ 0x10u /**< a piece of the image */
+#define UPGRADE_TLV_TYPE_DATA_RSP 0x20u /**< the response to a piece */
+/** @} */
 
-/* Indexes of command frames. */
-#define UPGRADE_TLV_TYPE_CMD_BEGIN 0x42454749u
-#define UPGRADE_TLV_TYPE_CMD_END 0x454E444Cu
+/** @name Indexes of command frames
+ * @{ */
+#define UPGRADE_TLV_TYPE_CMD_BEGIN 0x42454749u /**< the image begins */
+#define UPGRADE_TLV_TYPE_CMD_END 0x454E444Cu   /**< the image is complete */
+/** @} */
 
-/* The commands that an upgrade needs. */
-#define LC_UP_AT_START "at+syscmd=sys_upgrade_start\r\n"
-#define LC_UP_AT_STATUS "at+syscmd=sys_upgrader_get\r\n"
+/** @name The AT commands that an upgrade needs
+ * @{ */
+#define LC_UP_AT_START "at+syscmd=sys_upgrade_start\r\n" /**< switches into upgrade mode */
+#define LC_UP_AT_STATUS "at+syscmd=sys_upgrader_get\r\n" /**< asks how the upgrade stands */
+/** @} */
 
-/* Status of an upgrade, for an application's own reports. */
-#define LCT_UP_FAIL (-1)
-#define LCT_UP_NONE 0
-#define LCT_UP_OK 1
-#define LCT_UP_GO 2
-#define LCT_UP_CHKOK 3
+/** @name Status of an upgrade, for an application's own reports
+ * @{ */
+#define LCT_UP_FAIL (-1) /**< failed */
+#define LCT_UP_NONE 0    /**< none */
+#define LCT_UP_OK 1      /**< succeeded */
+#define LCT_UP_GO 2      /**< under way */
+#define LCT_UP_CHKOK 3   /**< image checked */
+/** @} */
 
-/* A request as it is sent. Numbers are little-endian on every machine. */
+/** A request as it is sent. Numbers are little-endian on every machine. */
 typedef struct {
-    uint32_t index;    /* of a data frame the piece, from 0; of a command frame the command */
-    uint32_t type;     /* UPGRADE_TLV_TYPE_..._REQ */
-    uint32_t length;   /* bytes of payload that count; 0 in a command frame */
-    uint32_t checksum; /* nv_crc32_update(0, payload, 2048); 0 in a command frame */
-    uint8_t payload[LC_UP_PIECE_SIZE]; /* zero-filled */
+    uint32_t index;    /**< of a data frame the piece, from 0; of a command frame the command */
+    uint32_t type;     /**< UPGRADE_TLV_TYPE_..._REQ */
+    uint32_t length;   /**< bytes of payload that count, but see lc_up_img(); 0 in a command frame */
+    uint32_t checksum; /**< nv_crc32_update(0, payload, 2048); 0 in a command frame */
+    uint8_t payload[LC_UP_PIECE_SIZE]; /**< zero-filled */
 } lc_up_frame;
 
-/* A response; at least its first 16 bytes arrive. Numbers are little-endian on every machine. */
+/** A response; at least its first 16 bytes arrive. Numbers are little-endian on every machine. */
 typedef struct {
-    uint32_t index; /* of the request that is answered */
-    uint32_t type;  /* UPGRADE_TLV_TYPE_..._RSP */
-    uint32_t reserved[2];
-    char status[112]; /* "RSP_OK", "RSP_FAILED" (send again) or anything else (give up); any ending */
+    uint32_t index;       /**< of the request that is answered */
+    uint32_t type;        /**< UPGRADE_TLV_TYPE_..._RSP */
+    uint32_t reserved[2]; /**< of no meaning */
+    char status[112]; /**< "RSP_OK", "RSP_FAILED" (send again) or anything else (give up); any ending */
 } lc_up_response;
 
-/* ---- An upgrade ---- */
+/** @name An upgrade
+ * @{ */
 
-/* Announces the image's length in bytes. Returns 0, or -1 when it is not more than one piece. */
+/** Announces the image.
+ * @param[in] size its length in bytes
+ * @retval 0  done
+ * @retval -1 it is not more than one piece */
 LC_API int32_t lc_set_img_size(int32_t size);
 
-/* Switches the modem into upgrade mode and opens the transfer; takes 12 s and more. Returns 0, or -1
- * when the modem or a port fails. */
+/** Switches the modem into upgrade mode and opens the transfer; takes 12 s or more.
+ * @retval 0  done
+ * @retval -1 the modem or a port fails */
 LC_API int32_t lc_up_start(void);
 
-/* Passes the next len bytes of the image, in chunks of any size; data stays the caller's. The call that
- * reaches the last piece also ends the transfer. Returns 0, or -1 when data is NULL, len is not
- * positive or a frame is not accepted; the data port is then closed for good. */
+/** Passes the next bytes of the image. The call that begins the last piece also ends the transfer, so
+ * it must bring what is left of the image; chunks of a multiple of 2048 bytes always do. In the length
+ * field of the last piece the bytes that this call leaves for it count twice: modems expect it.
+ * @param[in] data the bytes; stay the caller's
+ * @param[in] len  their number, above 0
+ * @retval 0  passed; the data port stays open
+ * @retval -1 data is NULL, len is not positive or a frame is not accepted; the data port is then
+ *            closed. Pass nothing more: it would go to a descriptor that is no longer the port's */
 LC_API int32_t lc_up_img(const void *data, int32_t len);
 
-/* Asks the modem how the upgrade stands; takes 12 s. Returns 0 when it answers "OK", else -1. */
+/** Asks the modem how the upgrade stands; takes 12 s.
+ * @retval 0  it answers "OK"
+ * @retval -1 anything else */
 LC_API int32_t lc_up_status(void);
 
-/* Sends one complete frame until it is accepted, at most 11 times, opening the data port when needed.
- * Returns 0, or -1 when it is refused or nothing comes back. */
+/** Sends one complete frame until it is accepted, at most 11 times, opening the data port when needed.
+ * @param[in] frame the frame
+ * @retval 0  accepted
+ * @retval -1 it is NULL or refused, nothing comes back, or the data port cannot be opened */
 LC_API int32_t lc_data_snd(const lc_up_frame *frame);
 
-/* The name of an LCT_UP_ status, or "UNKNOWN STATUS". Static storage. */
+/** Names an upgrade's status.
+ * @param[in] status LCT_UP_...
+ * @return its name, or "UNKNOWN STATUS"; static storage */
 LC_API const char *lc_get_status_str(int32_t status);
 
-/* The name of a frame type or command code, or "UNKNOWN COMMD". Static storage. */
+/** Names a frame type or command code.
+ * @param[in] value UPGRADE_TLV_TYPE_...
+ * @return its name, or "UNKNOWN COMMD"; static storage */
 LC_API const char *lc_get_tlv_type_str(uint32_t value);
 
-/* ---- AT commands ---- */
+/** @}
+ * @name AT commands
+ * @{ */
 
-/* Sends a complete command line to the AT port, exactly as given, and reads replies, each for up to 5
- * s, until one comes that is not the echo of the command: 120 reads at most, some ten minutes. Returns
- * 0 when the reply contains "OK", else -1. Unless the port cannot be opened, takes 10 s longer. */
+/** Sends a command line to the AT port and reads replies, each for up to 5 s, until one comes that is
+ * not the echo of the command: 120 reads at most, some ten minutes. What begins with the first 20
+ * characters of the command counts as its echo, even with the answer behind it. Unless the port cannot
+ * be opened, takes 10 s longer.
+ * @param[in] command complete, sent exactly as given
+ * @retval 0  the reply contains "OK"
+ * @retval -1 anything else */
 LC_API int32_t lc_at_snd(const char *command);
 
-/* The same, but takes what there is to read after 2 s as the reply. */
+/** Sends a command line as lc_at_snd() does, but takes what there is to read after 2 s as the reply.
+ * @param[in] command complete, sent exactly as given
+ * @retval 0  the reply contains "OK"
+ * @retval -1 anything else */
 LC_API int32_t lc_at_snd_wait(const char *command);
 
-/* ---- The data port ---- */
+/** @}
+ * @name The data port
+ * @{ */
 
-/* Opens the data port raw at 115200 baud. Returns a descriptor that the caller closes, or -1. */
+/** Opens the data port raw at 115200 baud.
+ * @return a descriptor that the caller closes, or -1 */
 LC_API int lc_open_tty(void);
 
-/* Reads at most len bytes, waiting up to 5 s. Returns their number, 0 when nothing came, or -1 when buf
- * is NULL, reading fails or the data port has disappeared. */
+/** Reads what comes within 5 s.
+ * @param[in]  fd  the data port, or another
+ * @param[out] buf receives the bytes
+ * @param[in]  len bytes at most
+ * @return the number of bytes; 0 when nothing came or waiting failed; -1 when buf is NULL, fd is not
+ *         below FD_SETSIZE, reading fails or the data port has disappeared */
 LC_API int32_t lc_read_tty(int fd, void *buf, size_t len);
 
-/* Fills the first three fields of a frame. Returns 0, or -1 when head is NULL. */
+/** Fills the first three fields of a frame with numbers that are given in host order.
+ * @param[out] head   the frame; the other fields stay
+ * @param[in]  index  of the piece, or the command
+ * @param[in]  type   UPGRADE_TLV_TYPE_..._REQ
+ * @param[in]  length bytes of payload
+ * @retval 0  done
+ * @retval -1 head is NULL */
 LC_API int32_t lc_fill_head(lc_up_frame *head, uint32_t index, uint32_t type, uint32_t length);
 
-/* Judges a response by its request. Returns 0 accepted, 1 send again, -1 give up or a NULL argument. */
+/** Judges a response by its request.
+ * @param[in] request  as sent
+ * @param[in] response as received
+ * @retval 0  accepted
+ * @retval 1  send again: it says so, or it answers another request
+ * @retval -1 give up, or a NULL argument */
 LC_API int32_t lc_data_chk(const lc_up_frame *request, const lc_up_response *response);
 
-/* Writes a frame and reads its response, passing over a late one to the frame before; bytes that do not
- * arrive are zero. fd stays open. Returns the number of bytes read, or -1 when nothing came in ten
- * reads or the port fails. */
+/** Writes a frame and reads its response, passing over a late one to the frame before.
+ * @param[in]  fd       the data port; stays open
+ * @param[in]  request  the frame
+ * @param[out] response bytes that do not arrive are zero
+ * @return the number of bytes read; -1 for a NULL argument, when nothing else came in ten reads or when
+ *         reading fails */
 LC_API int32_t lc_data_trans(int fd, const lc_up_frame *request, lc_up_response *response);
+
+/** @} */
 
 LC_END_DECLS
 

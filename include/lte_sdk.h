@@ -1,13 +1,44 @@
-/* lte_sdk: the client through which a process drives the WAN manager and its modem.
+/** @file
+ * The client through which a process drives the WAN manager and its modem.
  *
- * Call lct_module_init once, then the requests from any thread; the host's callback gets the link and
+ * Call lct_module_init() once, then the requests from any thread; the host's callback gets the link and
  * interface notifications. Diagnostics go to the trace file /tmp/ltelog.1 (/tmp/ltelog.2 is the
  * generation before).
  *
- * Threads: lct_module_init and lct_module_fin belong to one thread. Requests may be made from any
- * thread but the one that runs the callback, the messaging receive thread: the callback must not block
- * for long, a synchronous request could never be answered there, and any send may have to wait for its
- * receiver (see lc_ipc_msg.h). */
+ * @see ltectl(1), wansim(1)
+ *
+ * @par Threads
+ * lct_module_init() and lct_module_fin() belong to one thread. Requests may be made from any thread but
+ * the one that runs the callback, the messaging receive thread: the callback must not block for long, a
+ * synchronous request could never be answered there, and any send may have to wait for its receiver
+ * (see lc_ipc_msg.h).
+ *
+ * @par Example
+ * Asks for the link and tells what becomes of it.
+ * @code
+ * #include <lte_sdk.h>
+ * #include <stdio.h>
+ * #include <unistd.h>
+ *
+ * static uint32_t on_event(const lct_event *event)
+ * {
+ *     if (event->event == LCT_EVENT_LINK_STATUS) {
+ *         const lct_link_status *link = event->data;
+ *         printf("%s %s\n", get_link_str(link->link_status), link->ip);
+ *     }
+ *     return 0;
+ * }
+ *
+ * int main(void)
+ * {
+ *     static const lct_config config = {{0}, on_event};
+ *     if (lct_module_init(&config) != 0)
+ *         return 1;
+ *     lct_connect();
+ *     sleep(10);
+ *     return lct_module_fin();
+ * }
+ * @endcode */
 #ifndef LTE_SDK_H
 #define LTE_SDK_H
 
@@ -17,349 +48,562 @@
 
 LC_BEGIN_DECLS
 
-/* Message identifiers of the WAN manager and, the last, of the SMS store. */
-#define SC_STATE_CHANGE_REQ 0x10000001u
-#define WM_MSG_CONNECT_REQ 0x10400001u
-#define WM_MSG_DISCONNECT_REQ 0x10400003u
-#define WM_MSG_LINK_STATUS_NOTIFY 0x10400016u
-#define WM_MSG_IFACE_STATUS_NOTIFY 0x10400017u
-#define WM_MSG_NETTYPE_GET_REQ 0x1040005au
-#define WM_MSG_NETTYPE_SET_REQ 0x1040005cu
-#define WM_MSG_ROAM_SWITCH_GET_REQ 0x1040006au
-#define WM_MSG_ROAM_SWITCH_SET_REQ 0x1040006cu
-#define WM_MSG_PIN_DISABLE_REQ 0x10400070u
-#define WM_MSG_PIN_MODIFY_REQ 0x10400080u
-#define WM_MSG_PIN_MODIFY_EN_REQ 0x10400082u
-#define WM_MSG_NETLIST_SEARCH_REQ 0x10400086u
-#define WM_MSG_MODEM_AT_REQ 0x1040008fu
-#define WM_MSG_PIN_ENABLE_REQ 0x1040009cu
-#define WM_MSG_DUALMODE_SET_PREF_REQ 0x104000a3u
-#define WM_MSG_APN_SET_REQ 0x104000aau
-#define WM_MSG_MODEM_NOTIFY 0x104000b3u
-#define WM_MSG_IMSI_GET_REQ 0x104000bdu
-#define WM_MSG_IFACE_UPORDOWN_REQ 0x104000bfu
-#define WM_MSG_DIAG_INFO_REQ 0x104000c1u
-#define WM_MSG_DIAG_HIDE_INFO_REQ 0x104000c3u
-#define WM_MSG_LTE_CHANNEL_REQ 0x104000c5u
-#define WM_MSG_SERIAL_PORT_SET_REQ 0x104000c7u
-#define WM_MSG_AT_CFUN_OFF_REQ 0x104000cfu
-#define WM_MSG_SMS_DEL_ALL_REQ 0x104000d1u
+/** @name Message identifiers of the WAN manager and, the last, of the SMS store
+ * @{ */
+#define SC_STATE_CHANGE_REQ 0x10000001u          /**< change the state */
+#define WM_MSG_CONNECT_REQ 0x10400001u           /**< bring the link up */
+#define WM_MSG_DISCONNECT_REQ 0x10400003u        /**< take the link down */
+#define WM_MSG_LINK_STATUS_NOTIFY 0x10400016u    /**< notification: lct_link_status */
+#define WM_MSG_IFACE_STATUS_NOTIFY 0x10400017u   /**< notification: lct_iface_status */
+#define WM_MSG_NETTYPE_GET_REQ 0x1040005au       /**< read the network type */
+#define WM_MSG_NETTYPE_SET_REQ 0x1040005cu       /**< set the network type */
+#define WM_MSG_ROAM_SWITCH_GET_REQ 0x1040006au   /**< read the roaming switch */
+#define WM_MSG_ROAM_SWITCH_SET_REQ 0x1040006cu   /**< set the roaming switch */
+#define WM_MSG_PIN_DISABLE_REQ 0x10400070u       /**< no longer ask for the PIN */
+#define WM_MSG_PIN_MODIFY_REQ 0x10400080u        /**< change the PIN */
+#define WM_MSG_PIN_MODIFY_EN_REQ 0x10400082u     /**< switch by a byte whether the PIN is asked for */
+#define WM_MSG_NETLIST_SEARCH_REQ 0x10400086u    /**< search for operators */
+#define WM_MSG_MODEM_AT_REQ 0x1040008fu          /**< carry out an AT command */
+#define WM_MSG_PIN_ENABLE_REQ 0x1040009cu        /**< ask for the PIN at every start */
+#define WM_MSG_DUALMODE_SET_PREF_REQ 0x104000a3u /**< prefer a radio technology */
+#define WM_MSG_APN_SET_REQ 0x104000aau           /**< use the stored access point name */
+#define WM_MSG_MODEM_NOTIFY 0x104000b3u          /**< notification: what the modem reports */
+#define WM_MSG_IMSI_GET_REQ 0x104000bdu          /**< read the IMSI */
+#define WM_MSG_IFACE_UPORDOWN_REQ 0x104000bfu    /**< bring the interface up or down */
+#define WM_MSG_DIAG_INFO_REQ 0x104000c1u         /**< snapshot for diagnosis, of what is public */
+#define WM_MSG_DIAG_HIDE_INFO_REQ 0x104000c3u    /**< snapshot for diagnosis, of all */
+#define WM_MSG_LTE_CHANNEL_REQ 0x104000c5u       /**< read the LTE channel */
+#define WM_MSG_SERIAL_PORT_SET_REQ 0x104000c7u   /**< select the modem's serial port */
+#define WM_MSG_AT_CFUN_OFF_REQ 0x104000cfu       /**< switch the modem's radio off */
+#define WM_MSG_SMS_DEL_ALL_REQ 0x104000d1u       /**< delete every SMS */
+/** @} */
 
-/* ---- Events ---- */
+/** @name Events
+ * @{ */
+#define LCT_EVENT_LINK_STATUS 0xAF001u  /**< the link changed: lct_link_status */
+#define LCT_EVENT_IFACE_STATUS 0xAF002u /**< the interface changed: lct_iface_status */
 
-#define LCT_EVENT_LINK_STATUS 0xAF001u
-#define LCT_EVENT_IFACE_STATUS 0xAF002u
+#define LCT_LINK_BODY_SIZE 656u  /**< bytes of a lct_link_status */
+#define LCT_IFACE_BODY_SIZE 688u /**< bytes of a lct_iface_status */
+/** @} */
 
-#define LCT_LINK_BODY_SIZE 656u
-#define LCT_IFACE_BODY_SIZE 688u
-
-/* Body of a link status notification. Host byte order; texts are NUL-terminated. */
+/** Body of a link status notification. Host byte order; texts are NUL-terminated. */
 typedef struct lct_link_status {
-    uint32_t iface_type; /* 2: the WCDMA/LTE modem */
-    uint32_t reserved1;
-    uint32_t link_status; /* LCT_LINK_... */
-    uint32_t ip_status;   /* 1: the IP layer is up */
-    uint32_t reserved2;
-    char interface_name[16];
-    char ip[18];
-    char gateway[18];
-    char dns1[18];
-    char dns2[18];
-    char mask[18];
-    uint8_t reserved3[530];
+    uint32_t iface_type;     /**< 2: the WCDMA/LTE modem */
+    uint32_t reserved1;      /**< of no meaning */
+    uint32_t link_status;    /**< LCT_LINK_... */
+    uint32_t ip_status;      /**< 1: the IP layer is up */
+    uint32_t reserved2;      /**< of no meaning */
+    char interface_name[16]; /**< the network interface */
+    char ip[18];             /**< its address */
+    char gateway[18];        /**< its gateway */
+    char dns1[18];           /**< first name server */
+    char dns2[18];           /**< second name server */
+    char mask[18];           /**< its network mask */
+    uint8_t reserved3[530];  /**< of no meaning */
 } lct_link_status;
 
-#define LCT_LINK_DISCONNECTED 0u
-#define LCT_LINK_DISCONNECTING 1u
-#define LCT_LINK_CONNECTED 2u
-#define LCT_LINK_CONNECTING 3u
-#define LCT_LINK_CLEAR 4u
+/** @name States of the link
+ * @{ */
+#define LCT_LINK_DISCONNECTED 0u  /**< down */
+#define LCT_LINK_DISCONNECTING 1u /**< going down */
+#define LCT_LINK_CONNECTED 2u     /**< up */
+#define LCT_LINK_CONNECTING 3u    /**< coming up */
+#define LCT_LINK_CLEAR 4u         /**< cleared */
+/** @} */
 
-#define LCT_IFACE_TYPE_WCDMA 2u
+#define LCT_IFACE_TYPE_WCDMA 2u /**< iface_type of the WCDMA/LTE modem */
 
-/* Body of an interface status notification. */
+/** Body of an interface status notification. */
 typedef struct lct_iface_status {
-    uint32_t reserved1;
-    uint32_t readiness; /* 1: ready */
-    uint8_t reserved2[680];
+    uint32_t reserved1;     /**< of no meaning */
+    uint32_t readiness;     /**< 1: ready */
+    uint8_t reserved2[680]; /**< of no meaning */
 } lct_iface_status;
 
-/* What the callback is given; valid, with its data, only during the call. */
+/** What the callback is given; valid, with its data, only during the call. */
 typedef struct lct_event {
-    uint32_t event;   /* LCT_EVENT_LINK_STATUS or LCT_EVENT_IFACE_STATUS */
-    const void *data; /* const lct_link_status * or const lct_iface_status * */
-    uint32_t len;     /* always 656 or 688; what a short notification lacks reads as zero */
-    uint32_t reserved;
+    uint32_t event;    /**< LCT_EVENT_LINK_STATUS or LCT_EVENT_IFACE_STATUS */
+    const void *data;  /**< const lct_link_status * or const lct_iface_status * */
+    uint32_t len;      /**< always 656 or 688; what a short notification lacks reads as zero */
+    uint32_t reserved; /**< always 0 */
 } lct_event;
 
-/* The result is ignored. */
+/** Gets an event, on the messaging receive thread.
+ * @param[in] event valid during the call
+ * @return ignored */
 typedef uint32_t (*lct_callback)(const lct_event *event);
 
-/* The host's configuration: nine machine words that the client does not read, then the callback, which
- * may be NULL. The host owns it and keeps it alive until lct_module_fin. */
+/** The host's configuration. The host owns it and keeps it alive until lct_module_fin(). */
 typedef struct lct_config {
-    uintptr_t reserved[9];
-    lct_callback callback;
+    uintptr_t reserved[9]; /**< machine words that the client does not read */
+    lct_callback callback; /**< gets the events; may be NULL */
 } lct_config;
 
-/* ---- Start-up and shut-down ---- */
+/** @name Start-up and shut-down
+ * @{ */
 
-/* Starts the client: RAM parameters, queue, endpoint of module 3, subscriptions to the three
+/** Starts the client: RAM parameters, queue, endpoint of module 3, subscriptions to the three
  * notifications of the WAN manager. A WAN manager that does not answer is not an error (each of the
- * three subscriptions waits up to 4 s for one that is there and silent).
- * Returns 0, -1 (config is NULL, no RAM store, no queue) or the code of ipc_msg_init; the steps done
- * before a failed one stay done. */
+ * three subscriptions waits up to 4 s for one that is there and silent). The steps done before a failed
+ * one stay done.
+ * @param[in] config the host's, which keeps it alive until lct_module_fin()
+ * @return 0; -1 when config is NULL or there is no RAM store or no queue; else the code of
+ *         ipc_msg_init() */
 LC_API int32_t lct_module_init(const lct_config *config);
 
-/* Stops the endpoint and destroys the queues of the process. Always 0. */
+/** Stops the endpoint and destroys the queues of the process. No other call may be in progress.
+ * @retval 0 always */
 LC_API int32_t lct_module_fin(void);
 
-/* ---- Send primitives ----
- * module_id: IPC_MODULE_...; body: body_len bytes in host byte order, or NULL with length 0.
- * All return 1 for delivered, 0 for not: send_request when the receiver's socket took the message,
- * send_request_syn when the response is there, send_notify when it was published, to however many. A
- * body of more than IPC_MSG_MAX_BODY bytes is dropped by its receiver. */
+/** @}
+ * @name Send primitives
+ * A body of more than IPC_MSG_MAX_BODY bytes is dropped by its receiver.
+ * @{ */
 
-/* Asynchronous message. */
+/** Sends an asynchronous message.
+ * @param[in] module_id IPC_MODULE_...
+ * @param[in] msg_id    the message's identifier
+ * @param[in] body      body_len bytes in host byte order, or NULL with length 0
+ * @param[in] body_len  bytes of body
+ * @retval 1 the receiver's socket took the message
+ * @retval 0 it did not */
 LC_API uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *body, uint32_t body_len);
 
-/* Synchronous request. timeout: milliseconds. rsp: response body, whose first word is the WAN manager's
- * result (0 = success). rsp_len: in, room in rsp; out, bytes delivered. When nothing came back, rsp and
- * *rsp_len keep the caller's own values; of a response too long for rsp, the beginning is copied and 0
- * returned. */
+/** Sends a request and waits for its response. When nothing came back, rsp and *rsp_len keep the
+ * caller's own values; of a response too long for rsp, the beginning is copied and 0 returned.
+ * @param[in]     module_id IPC_MODULE_...
+ * @param[in]     msg_id    the message's identifier
+ * @param[in]     body      body_len bytes in host byte order, or NULL with length 0
+ * @param[in]     body_len  bytes of body
+ * @param[in]     timeout   milliseconds, not 0; see ipc_msg_send_syn()
+ * @param[out]    rsp       the response's body, whose first word is the WAN manager's result (0 =
+ *                          success)
+ * @param[in,out] rsp_len   in: room in rsp; out: bytes delivered
+ * @retval 1 the response is there
+ * @retval 0 it is not */
 LC_API uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void *body,
                                  uint32_t body_len, uint32_t timeout, void *rsp, uint32_t *rsp_len);
 
-/* Notification to every process that registered for msg_id at this process. */
+/** Sends a notification to every process that registered for it at this process.
+ * @param[in] msg_id   the notification's identifier
+ * @param[in] body     body_len bytes in host byte order, or NULL with length 0
+ * @param[in] body_len bytes of body
+ * @retval 1 it was published, to however many
+ * @retval 0 it was not */
 LC_API uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len);
 
-/* Subscribes to the interface, link and modem notifications; done by lct_module_init. Call it again to
- * resubscribe at a WAN manager that was started later. */
+/** Subscribes to the interface, link and modem notifications; done by lct_module_init(). Call it again
+ * to resubscribe at a WAN manager that was started later. Waits up to 4 s for each. */
 LC_API void regnotify(void);
 
-/* ---- Requests ---- 0 for success, -1 for failure (the trace file tells which).
- * Pointers must not be NULL. After a failure a record for the answer holds what came of it, or what it
- * held before. */
+/** @} */
 
-/* Ask for the link; the outcome arrives as a link status event. Always 0. */
-LC_API int32_t lct_connect(void);
-LC_API int32_t lct_disconnect(void);
-
-/* A response of a result word and one value. */
+/** A response of a result word and one value. */
 typedef struct lct_value_rsp {
-    int32_t result; /* 0 = success */
-    uint32_t value;
+    int32_t result; /**< 0 = success */
+    uint32_t value; /**< what was asked for */
 } lct_value_rsp;
 
-/* The roaming switch: reads it into out->value, or sets it to *value. What the values mean is the WAN
- * manager's business (wansim: 0 off, 1 on). Wait up to 400 s for an answer. */
-LC_API int32_t lct_get_roam_switch(lct_value_rsp *out);
-LC_API int32_t lct_set_roam_switch(const uint32_t *value);
-
-/* The network type: the same for what the modem may register with. Up to 400 s. */
-LC_API int32_t lct_get_nettype(lct_value_rsp *out);
-LC_API int32_t lct_set_nettype(const uint32_t *nettype);
-
-/* The SIM's PIN. The records are the WAN manager's (wansim: texts, NUL-padded). */
+/** The SIM's PIN. The record is the WAN manager's (wansim: text, NUL-padded). */
 typedef struct lct_pin {
-    char pin[16];
+    char pin[16]; /**< the PIN */
 } lct_pin;
 
+/** A change of the SIM's PIN. The record is the WAN manager's (wansim: texts, NUL-padded). */
 typedef struct lct_pin_change {
-    char old_pin[16];
-    char new_pin[16];
+    char old_pin[16]; /**< the PIN so far */
+    char new_pin[16]; /**< the PIN from now on */
 } lct_pin_change;
 
-/* Have the SIM ask for its PIN at every start, or no longer; change the PIN; switch by one byte
- * (wansim: 0 off) whether it is asked for. Up to 5 s. */
-LC_API int32_t lct_enable_pin(const lct_pin *pin);
-LC_API int32_t lct_disenable_pin(const lct_pin *pin);
-LC_API int32_t lct_modify_pin(const lct_pin_change *change);
-LC_API int32_t lct_modify_pin_en(const uint8_t *enable);
-
-/* The same as lct_modify_pin_en for callers that take an answer of one byte, whatever it says, for
- * success; a longer answer is a failure. Up to 20 s. */
-LC_API int32_t lct_sim_set_pinen_req(const uint8_t *enable);
-
-/* An operator that a search has found. What the numbers mean is the WAN manager's business. */
+/** An operator that a search has found. What the numbers mean is the WAN manager's business. */
 typedef struct lct_operator {
-    char name[16];
-    uint16_t first;
-    uint16_t second;
-    int32_t numbers[5];
+    char name[16];      /**< its name */
+    uint16_t first;     /**< a number */
+    uint16_t second;    /**< a number */
+    int32_t numbers[5]; /**< more numbers */
 } lct_operator;
 
+/** The answer to a search for operators. */
 typedef struct lct_netlist_rsp {
-    int32_t result; /* 0 = success */
-    uint32_t reserved;
-    lct_operator operators[10];
+    int32_t result;             /**< 0 = success */
+    uint32_t reserved;          /**< of no meaning */
+    lct_operator operators[10]; /**< those found */
 } lct_netlist_rsp;
 
-/* Searches for operators, up to 400 s, and prints the list that the search left in the RAM store
- * ("wm_search_netlist_nv") to standard output, also when the WAN manager reports an error. An answer
- * may be shorter than out, which then keeps what it had there. */
+/** @name Requests
+ * -1 stands for failure; the trace file tells which. Pointers must not be NULL. After a failure a
+ * record for the answer holds what came of it, or what it held before. The outcome of lct_connect() and
+ * lct_disconnect() arrives as a link status event.
+ * @{ */
+
+/** Asks for the link.
+ * @retval 0 always */
+LC_API int32_t lct_connect(void);
+
+/** Asks for the end of the link.
+ * @retval 0 always */
+LC_API int32_t lct_disconnect(void);
+
+/** Reads the roaming switch. Waits up to 400 s.
+ * @param[out] out the answer; what the value means is the WAN manager's business (wansim: 0 off, 1 on)
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_get_roam_switch(lct_value_rsp *out);
+
+/** Sets the roaming switch. Waits up to 400 s.
+ * @param[in] value as lct_get_roam_switch() gives it
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_set_roam_switch(const uint32_t *value);
+
+/** Reads the network type: what the modem may register with. Waits up to 400 s.
+ * @param[out] out the answer; what the value means is the WAN manager's business
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_get_nettype(lct_value_rsp *out);
+
+/** Sets the network type. Waits up to 400 s.
+ * @param[in] nettype as lct_get_nettype() gives it
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_set_nettype(const uint32_t *nettype);
+
+/** Has the SIM ask for its PIN at every start. Waits up to 5 s.
+ * @param[in] pin the PIN
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_enable_pin(const lct_pin *pin);
+
+/** Has the SIM no longer ask for its PIN. Waits up to 5 s.
+ * @param[in] pin the PIN
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_disenable_pin(const lct_pin *pin);
+
+/** Changes the PIN. Waits up to 5 s.
+ * @param[in] change the PIN so far and the new one
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_modify_pin(const lct_pin_change *change);
+
+/** Switches whether the PIN is asked for. Waits up to 5 s.
+ * @param[in] enable one byte (wansim: 0 off)
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_modify_pin_en(const uint8_t *enable);
+
+/** Switches whether the PIN is asked for, for callers that take an answer of one byte, whatever it
+ * says, for success; a longer answer is a failure. Waits up to 20 s.
+ * @param[in] enable one byte (wansim: 0 off)
+ * @retval 0  success
+ * @retval -1 failure */
+LC_API int32_t lct_sim_set_pinen_req(const uint8_t *enable);
+
+/** Searches for operators and prints the list that the search left in the RAM store
+ * ("wm_search_netlist_nv") to standard output, also when the WAN manager reports an error. Waits up to
+ * 400 s.
+ * @param[in,out] out the answer, which may be shorter than out; the rest keeps what it had there
+ * @retval 0  success
+ * @retval -1 failure */
 LC_API int32_t lct_get_netlist_req(lct_netlist_rsp *out);
 
-/* The SIM's IMSI: buf of len bytes receives the answer, a result word and the text, which need not be
- * terminated: zero buf first. 0 means that an answer came, whatever its result word says. -1 also when
- * the answer is longer than len; buf then holds its beginning. Up to 5 s. */
+/** Reads the SIM's IMSI. Waits up to 5 s.
+ * @param[in,out] buf receives the answer, a result word and the text, which need not be terminated:
+ *                    zero buf first
+ * @param[in]     len bytes of buf
+ * @retval 0  an answer came, whatever its result word says
+ * @retval -1 failure, also when the answer is longer than len; buf then holds its beginning */
 LC_API int32_t lct_net_imsi_get_req(char *buf, uint32_t len);
 
-/* Has the WAN manager use the access point name that the host has stored. Up to 5 s. */
+/** Has the WAN manager use the access point name that the host has stored. Waits up to 5 s.
+ * @retval 0  success
+ * @retval -1 failure */
 LC_API int32_t lct_apn_set_req(void);
 
-/* The preferred radio technology. Success when the request is delivered, or when the result is 0.
- * Up to 20 s. */
+/** Sets the preferred radio technology. Waits up to 20 s.
+ * @param[in] preference what it means is the WAN manager's business
+ * @retval 0  an answer came, whatever its result; of one that is too long the result must be 0
+ * @retval -1 failure */
 LC_API int32_t lct_net_set_pref_req(const uint32_t *preference);
 
-/* Injects a state of 4 bytes into the WAN manager's state machine, for tests. Success when it is
- * delivered, whatever the result. Up to 20 s. */
+/** Injects a state into the WAN manager's state machine, for tests. Waits up to 20 s.
+ * @param[in] state 4 bytes
+ * @retval 0  an answer came, whatever its result
+ * @retval -1 failure */
 LC_API int32_t lct_net_set_status_test_req(const uint32_t *state);
 
-/* The LTE channel in use; 0 on failure. Up to 20 s. */
+/** Reads the LTE channel in use. Waits up to 20 s.
+ * @param[out] channel the channel; 0 on failure
+ * @retval 0  success
+ * @retval -1 failure */
 LC_API int32_t lct_lte_channel_req(uint32_t *channel);
 
-/* Selects the modem's serial port. Up to 400 s. */
+/** Selects the modem's serial port. Waits up to 400 s.
+ * @param[in] port what it means is the WAN manager's business
+ * @retval 0  success
+ * @retval -1 failure */
 LC_API int32_t lct_set_serial_port(uint32_t port);
 
-/* Have the WAN manager take a snapshot for diagnosis, of what is public or of all. Up to 400 s. */
+/** Has the WAN manager take a snapshot for diagnosis, of what is public. Waits up to 400 s.
+ * @retval 0  success
+ * @retval -1 failure */
 LC_API int32_t lct_get_diag_info(void);
+
+/** Has the WAN manager take a snapshot for diagnosis, of all. Waits up to 400 s.
+ * @retval 0  success
+ * @retval -1 failure */
 LC_API int32_t lct_get_diag_hide_info(void);
 
-/* Has the modem carry out an AT command. cmd: the command and one more character, which is replaced by
- * the carriage return that ends a command; at most 911 characters in all. out: receives the answer, at
- * most 116 characters and out_len bytes of it, padded with NULs, without a terminator when the text
- * fills it. A long answer is in a file: out is then its path, and its content is printed to standard
- * output. Up to 20 s. */
+/** Has the modem carry out an AT command. A long answer is in a file: out is then its path, and its
+ * content is printed to standard output. Waits up to 20 s.
+ * @param[in]  cmd     the command and one more character, which is replaced by the carriage return that
+ *                     ends a command; at most 911 characters in all
+ * @param[out] out     the answer, at most 116 characters and out_len bytes of it, padded with NULs,
+ *                     without a terminator when the text fills it
+ * @param[in]  out_len bytes of out
+ * @retval 0  success
+ * @retval -1 failure */
 LC_API int32_t lct_ext_at_req(const char *cmd, char *out, uint32_t out_len);
 
-/* Asynchronous: brings the interface up or down, or switches the modem's radio off. 0 when the request
- * is on its way. */
+/** Brings the interface up or down, without waiting for it.
+ * @param[in] status what is wanted
+ * @retval 0  the request is on its way
+ * @retval -1 failure */
 LC_API int32_t lct_inface_status_req(const lct_iface_status *status);
+
+/** Switches the modem's radio off, without waiting for it.
+ * @retval 0  the request is on its way
+ * @retval -1 failure */
 LC_API int32_t lct_at_cfun_off_req(void);
 
-/* ---- Values that the WAN manager keeps in the RAM store ---- no message is sent.
- * size: capacity of buf, terminator included. 0, or -1 when there is no value or it does not fit. */
+/** @}
+ * @name Values that the WAN manager keeps in the RAM store
+ * No message is sent.
+ * @{ */
 
+/** Reads the signal's level.
+ * @param[out] buf  the value
+ * @param[in]  size capacity of buf, terminator included
+ * @retval 0  read
+ * @retval -1 there is no value or it does not fit */
 LC_API int32_t lct_net_signal_level_get_req(char *buf, uint32_t size);
-LC_API int32_t lct_net_imei_get_req(char *buf, uint32_t size);
-LC_API int32_t lct_sim_status_get_req(char *buf, uint32_t size); /* such as "sim_ready" */
 
-/* 1 when logging to syslog is switched on for the whole router, else 0. */
+/** Reads the modem's IMEI.
+ * @param[out] buf  the value
+ * @param[in]  size capacity of buf, terminator included
+ * @retval 0  read
+ * @retval -1 there is no value or it does not fit */
+LC_API int32_t lct_net_imei_get_req(char *buf, uint32_t size);
+
+/** Reads the SIM's state.
+ * @param[out] buf  the value, such as "sim_ready"
+ * @param[in]  size capacity of buf, terminator included
+ * @retval 0  read
+ * @retval -1 there is no value or it does not fit */
+LC_API int32_t lct_sim_status_get_req(char *buf, uint32_t size);
+
+/** Tells whether logging to syslog is switched on for the whole router.
+ * @retval 1 it is
+ * @retval 0 it is not */
 LC_API int32_t lct_get_syslog_switch_flg(void);
 
-/* ---- For tools that have not called lct_module_init ---- */
+/** @}
+ * @name For tools that have not called lct_module_init()
+ * @{ */
 
-/* Brings up the endpoint of module 3 without a handler; ipc_msg_fin ends it. Returns 0 or the code of
- * ipc_msg_init. */
+/** Brings up the endpoint of module 3 without a handler; ipc_msg_fin() ends it.
+ * @return 0 or the code of ipc_msg_init() */
 LC_API int32_t lct_ipc_init_for_sc_msg(void);
 
-/* Ask the WAN manager for a state change (up to 400 s), or the SMS store to delete every message (up to
- * 50 s), over an endpoint that lives as long as the call: in a process that has started the client they
- * would end the client's. With a SIM that cannot be used they return 0 and nothing is deleted or
- * changed. */
+/** Asks the WAN manager for a state change, over an endpoint that lives as long as the call: in a
+ * process that has started the client it would end the client's. Waits up to 400 s.
+ * @retval 0  success; or the SIM cannot be used, and nothing is changed
+ * @retval -1 failure */
 LC_API int32_t lct_state_change_req(void);
+
+/** Asks the SMS store to delete every message, over an endpoint that lives as long as the call: in a
+ * process that has started the client it would end the client's. Waits up to 50 s. A request for a
+ * state change goes to the WAN manager first, whatever the SIM.
+ * @retval 0  success; or the SIM cannot be used, and nothing is deleted
+ * @retval -1 failure */
 LC_API int32_t lct_sms_del_dev_all_msg(void);
 
-/* ---- For tests ---- */
+/** @}
+ * @name For tests
+ * @{ */
 
-/* Sends the SMS store an answer to a USSD code, as if the modem had reported it; which of the three
- * says the RAM parameter "test_ussd_flg". Needs a started client. 0, or -1 when it cannot be sent. */
+/** Sends the SMS store an answer to a USSD code, as if the modem had reported it: the one of three
+ * that the RAM parameter "test_ussd_flg" numbers (1 to 3), else the first. Needs a started client.
+ * @retval 0  sent
+ * @retval -1 it cannot be sent */
 LC_API int32_t lct_test_ussd_notify_req(void);
 
-/* ---- Names of enumerations ---- constant texts; a fallback for values that have no name. */
+/** @}
+ * @name Names of enumerations
+ * @{ */
 
-LC_API const char *get_radio_str(uint32_t value);          /* radio access technology */
-LC_API const char *get_sim_str(uint32_t value);            /* SIM state */
-LC_API const char *get_link_str(uint32_t value);           /* LCT_LINK_... */
-LC_API const char *get_net_type_str(uint32_t value);       /* registration */
-LC_API const char *get_iface_type_str(uint32_t value);     /* interface type */
-LC_API const char *get_iface_priority_str(uint32_t value); /* its priority */
-LC_API const char *get_iface_conn_str(uint32_t value);     /* connection mode */
-LC_API const char *get_iface_status_str(uint32_t value);   /* readiness */
-LC_API const char *get_roaming_str(uint32_t value);        /* roaming */
-LC_API const char *get_ipmode_str(uint32_t value);         /* IP mode; they start at 1 */
+/** Names a radio access technology.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_radio_str(uint32_t value);
 
-/* ---- Access point names ---- */
+/** Names a SIM state.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_sim_str(uint32_t value);
 
-/* An access point. Texts that are too long for their field are cut. */
+/** Names a state of the link.
+ * @param[in] value LCT_LINK_...
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_link_str(uint32_t value);
+
+/** Names a registration.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_net_type_str(uint32_t value);
+
+/** Names an interface type.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_iface_type_str(uint32_t value);
+
+/** Names an interface's priority.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_iface_priority_str(uint32_t value);
+
+/** Names an interface's connection mode.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_iface_conn_str(uint32_t value);
+
+/** Names an interface's readiness.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_iface_status_str(uint32_t value);
+
+/** Names a roaming state.
+ * @param[in] value as the WAN manager counts
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_roaming_str(uint32_t value);
+
+/** Names an IP mode.
+ * @param[in] value as the WAN manager counts; the modes start at 1
+ * @return a constant text; a fallback for a value that has no name */
+LC_API const char *get_ipmode_str(uint32_t value);
+
+/** @} */
+
+/** An access point. Texts that are too long for their field are cut. What those without a name mean is
+ * the host's business. */
 typedef struct apn_item {
-    char key[16]; /* operator code */
-    char apn[65]; /* the access point name */
-    char text1[65];
-    char text2[65];
-    char text3[65];
-    char text4[20];
-    uint32_t number1;
-    int32_t number2;
-    int32_t number3;
-    uint8_t reserved1[264];
-    int32_t enabled;
-    uint32_t reserved2;
+    char key[16];           /**< operator code */
+    char apn[65];           /**< the access point name */
+    char text1[65];         /**< a text of the list */
+    char text2[65];         /**< a text of the list */
+    char text3[65];         /**< a text of the list */
+    char text4[20];         /**< a text of the list */
+    uint32_t number1;       /**< a number of the list */
+    int32_t number2;        /**< a number of the list */
+    int32_t number3;        /**< a number of the list */
+    uint8_t reserved1[264]; /**< zero */
+    int32_t enabled;        /**< 0: not to be used; auto_match_apn() leaves it 0 */
+    uint32_t reserved2;     /**< zero */
 } apn_item;
 
-/* Looks an operator code up in a list file: lines of seven fields, each ended by ">": one that is not
- * looked at, the code (one "F" at its end is padding), text1, apn, text2, text3, number1 (its last
- * digit counts). The first line with the code wins; a line of other than seven fields ends the search.
- * Returns 0 with *out filled, or -1: NULL or unreadable path, malformed line, no such code. */
+/** @name Access point names
+ * @{ */
+
+/** Looks an operator code up in a list file. Its lines have at most 255 characters and seven fields,
+ * each ended by ">": one that is not looked at, the code (one "F" at its end is padding), text1, apn,
+ * text2, text3, number1 (its last digit counts). The first line with the code wins; a line of other
+ * than seven fields, such as an empty one, ends the search.
+ * @param[in]  path of the file
+ * @param[in]  key  the operator code
+ * @param[out] out  the access point; what the file has no field for, such as enabled, is 0
+ * @retval 0  found
+ * @retval -1 NULL or unreadable path, malformed line, no such code; *out stays as it is */
 LC_API int32_t auto_match_apn(const char *path, const char *key, apn_item *out);
 
-/* Takes the first enabled, complete item of a list. Items are ended by ">" and shorter than 512
+/** Takes the first enabled, complete item of a list. Items are ended by ">" and shorter than 512
  * characters; their ten fields are separated by "&": text1, enabled, one that is not looked at, text2,
- * text3, apn, number1, text4, number2, number3. Returns 0; or -1 when there is none: *out then holds
- * the last item as far as it was read, or what it held before when there is no ">". */
+ * text3, apn, number1, text4, number2, number3.
+ * @param[in]  text the list
+ * @param[out] out  the access point
+ * @retval 0  found
+ * @retval -1 there is none: *out then holds the last item as far as it was read, or what it held before
+ *            when there is no ">" */
 LC_API int32_t parse_apn_list(const char *text, apn_item *out);
 
-/* Copies what stands between the first sep in a text and the next into out of out_size bytes, zeroed
- * before; what is too long is cut. The next sep is looked for one character behind the start of the
- * first. Returns where it starts, in the text given; NULL when a separator or an argument is missing.
- */
+/** Copies what stands between the first separator in a text and the next. Both the copy and the search
+ * for the next begin one character behind the start of the first, however long a separator is.
+ * @param[in]  in       the text
+ * @param[in]  sep      the separator
+ * @param[out] out      is zeroed first; what is too long is cut
+ * @param[in]  out_size bytes of out
+ * @return where the next separator starts, in the text given; NULL, and out as it was, when a
+ *         separator, in or sep is missing */
 LC_API const char *get_split_str(const char *in, const char *sep, char *out, uint32_t out_size);
 
-/* ---- Interface counters ---- */
+/** @} */
 
+/** Counters of a network interface. */
 typedef struct if_stats {
-    uint64_t rx_packets;
-    uint64_t tx_packets;
-    uint64_t rx_bytes;
-    uint64_t tx_bytes;
-    uint32_t rx_errors;
-    uint32_t tx_errors;
-    uint32_t rx_dropped;
-    uint32_t tx_dropped;
-    uint32_t rx_multicast;
-    uint32_t rx_compressed;
-    uint32_t tx_compressed;
-    uint32_t collisions;
-    uint32_t rx_length_errors;
-    uint32_t rx_over_errors;
-    uint32_t rx_crc_errors;
-    uint32_t rx_frame_errors;
-    uint32_t rx_fifo_errors;
-    uint32_t rx_missed_errors;
-    uint32_t tx_aborted_errors;
-    uint32_t tx_carrier_errors;
-    uint32_t tx_fifo_errors;
-    uint32_t tx_heartbeat_errors;
-    uint32_t tx_window_errors;
-    uint32_t uptime; /* seconds since the system started */
+    uint64_t rx_packets;          /**< packets received */
+    uint64_t tx_packets;          /**< packets sent */
+    uint64_t rx_bytes;            /**< bytes received */
+    uint64_t tx_bytes;            /**< bytes sent */
+    uint32_t rx_errors;           /**< errors in receiving */
+    uint32_t tx_errors;           /**< errors in sending */
+    uint32_t rx_dropped;          /**< dropped in receiving */
+    uint32_t tx_dropped;          /**< dropped in sending */
+    uint32_t rx_multicast;        /**< multicast packets received */
+    uint32_t rx_compressed;       /**< compressed packets received */
+    uint32_t tx_compressed;       /**< compressed packets sent */
+    uint32_t collisions;          /**< collisions in sending */
+    uint32_t rx_length_errors;    /**< 0: not listed */
+    uint32_t rx_over_errors;      /**< 0: not listed */
+    uint32_t rx_crc_errors;       /**< 0: not listed */
+    uint32_t rx_frame_errors;     /**< frame errors in receiving */
+    uint32_t rx_fifo_errors;      /**< FIFO overruns in receiving */
+    uint32_t rx_missed_errors;    /**< 0: not listed */
+    uint32_t tx_aborted_errors;   /**< 0: not listed */
+    uint32_t tx_carrier_errors;   /**< carrier losses in sending */
+    uint32_t tx_fifo_errors;      /**< FIFO underruns in sending */
+    uint32_t tx_heartbeat_errors; /**< 0: not listed */
+    uint32_t tx_window_errors;    /**< 0: not listed */
+    uint32_t uptime;              /**< seconds since the system started */
 } if_stats;
 
-/* Reads an interface's counters from /proc/net/dev; those that the kernel does not list there are 0.
- * Returns 0; or -1: NULL ifname, no such file (*stats stays as it is), no such interface (*stats is all
- * zero). */
+/** @name Interface counters
+ * @{ */
+
+/** Reads an interface's counters from /proc/net/dev; those that the kernel does not list there are 0.
+ * @param[in]  ifname the interface
+ * @param[out] stats  its counters
+ * @retval 0  read
+ * @retval -1 NULL ifname or no such file (*stats stays as it is), or no such interface (*stats is then
+ *            all zero) */
 LC_API int32_t lct_readlist_proc(const char *ifname, if_stats *stats);
 
-/* ---- Status LEDs ---- */
+/** @}
+ * @name Status LEDs
+ * @{ */
 
-#define LCT_LED_SIGNAL 1u
-#define LCT_LED_INTERNET 2u
-#define LCT_LED_SIM 3u
+#define LCT_LED_SIGNAL 1u   /**< the signal's */
+#define LCT_LED_INTERNET 2u /**< the link's */
+#define LCT_LED_SIM 3u      /**< the SIM's */
 
-/* Sets a status LED through its control file under /proc, by a shell command (system). colour: 0 to 3,
- * not used yet; flash: 4, 8 and 9, 10, 11 or 12. Returns the shell's status, 0 for done; -1 for a
- * colour or flash that does not exist. */
+/** Sets a status LED through its control file under /proc, by a shell command (system).
+ * @param[in] led    LCT_LED_...
+ * @param[in] colour 0 to 3; not used yet
+ * @param[in] flash  4, 8 or 9 (the same), 10, 11 or 12
+ * @return the shell's status as system gives it, 0 for done; -1 for a colour or flash that does not
+ *         exist */
 LC_API int32_t lte_set_led_status(uint32_t led, uint32_t colour, uint32_t flash);
+
+/** @} */
 
 LC_END_DECLS
 

@@ -1,12 +1,35 @@
-/* sdk_timer: one-shot and repeating timers on one thread that ticks every 50 ms.
+/** @file
+ * One-shot and repeating timers on one thread that ticks every 50 ms.
  *
  * Ticks are counted, not measured: what callbacks and a busy machine cost lengthens every timer, and a
- * signal that the timer thread handles shortens them by a tick. Of timers shorter than a tick only one
- * expires at each, and what stands behind them waits.
+ * signal that the timer thread handles shortens them by up to a tick. Of timers shorter than a tick
+ * only one expires at each, and what stands behind them waits.
  *
- * Threads: any. Callbacks run on the timer thread with the service's mutex held: a callback must not
- * call a function of this family, and a slow one delays every timer. A forked child has no timer
- * thread and must not use this family before exec. */
+ * @par Threads
+ * Any. Callbacks run on the timer thread with the service's mutex held: a callback must not call a
+ * function of this family, and a slow one delays every timer. A forked child has no timer thread and
+ * must not use this family before exec.
+ *
+ * @par Example
+ * A line every second, five times.
+ * @code
+ * #include <sdk_timer.h>
+ * #include <stdio.h>
+ * #include <unistd.h>
+ *
+ * static void on_second(uintptr_t arg) { puts((const char *)arg); }
+ *
+ * int main(void)
+ * {
+ *     timer clock = {"clock", 1000, 1, on_second, (uintptr_t)"tick"};
+ *     timer_id id;
+ *     if (init_timer() != TIMER_SUCCESS ||
+ *         start_timer(&clock, &id) != TIMER_SUCCESS)
+ *         return 1;
+ *     usleep(5500000);
+ *     return stop_timer(id.node, id.stamp) != TIMER_SUCCESS;
+ * }
+ * @endcode */
 #ifndef SDK_TIMER_H
 #define SDK_TIMER_H
 
@@ -16,56 +39,87 @@
 
 LC_BEGIN_DECLS
 
-#define TIMER_TICK_MS 50u
-#define TIMER_NAME_MAX 20u
+#define TIMER_TICK_MS 50u  /**< milliseconds from tick to tick */
+#define TIMER_NAME_MAX 20u /**< characters of a timer's name */
 
-/* Result codes. */
-#define TIMER_SUCCESS 0
-#define TIMER_ERR_NOT_INIT 1 /* init_timer: initialised already, or out of memory */
-#define TIMER_ERR_PARAM 2
-#define TIMER_ERR_NO_TIMER 3
-#define TIMER_ERR_THREAD 4
-#define TIMER_ERR_INTERNAL (-1)
+/** @name Result codes
+ * @{ */
+#define TIMER_SUCCESS 0         /**< done */
+#define TIMER_ERR_NOT_INIT 1    /**< not initialised; init_timer(): already, or out of memory */
+#define TIMER_ERR_PARAM 2       /**< bad argument */
+#define TIMER_ERR_NO_TIMER 3    /**< the timer expired or was stopped */
+#define TIMER_ERR_THREAD 4      /**< the thread cannot be started */
+#define TIMER_ERR_INTERNAL (-1) /**< out of memory, or a list failure */
+/** @} */
 
+/** What a timer does when it expires, on the timer thread.
+ * @param[in] arg as in the descriptor */
 typedef void (*timer_callback_fn)(uintptr_t arg);
 
+/** Describes a timer. */
 typedef struct timer {
-    char name[TIMER_NAME_MAX + 4]; /* at most TIMER_NAME_MAX characters and a terminator */
-    uint32_t interval;             /* milliseconds; a rest below a tick is dropped */
-    uint32_t repeat;               /* 1 repeating, 0 one-shot */
-    timer_callback_fn callback;    /* may be NULL: the timer only expires */
-    uintptr_t arg;                 /* for the callback */
+    char name[TIMER_NAME_MAX + 4]; /**< at most TIMER_NAME_MAX characters and a terminator */
+    uint32_t interval;             /**< milliseconds; a rest below a tick is dropped */
+    uint32_t repeat;               /**< 1 repeating, 0 one-shot */
+    timer_callback_fn callback;    /**< may be NULL: the timer only expires */
+    uintptr_t arg;                 /**< for the callback */
 } timer;
 
-/* Names one start of a timer. Safe to use when the timer is gone, also when its memory is used again.
- */
+/** Names one start of a timer. Safe to use when the timer is gone and when its memory is used again. */
 typedef struct timer_id {
-    uintptr_t node;
-    uint32_t stamp;
+    uintptr_t node; /**< where the timer is kept; 0 for no timer */
+    uint32_t stamp; /**< tells it from others that are kept there */
 } timer_id;
 
-/* Starts the service, once in a process; there is no end to it. Returns 0, 1 started already or out of
- * memory, -1 out of memory, 4 the thread cannot be started. What fails can be tried again. */
+/** Starts the service, once in a process; there is no end to it. What fails can be tried again.
+ * @retval 0  started
+ * @retval 1  started already, or out of memory
+ * @retval -1 out of memory
+ * @retval 4  the thread cannot be started */
 LC_API int32_t init_timer(void);
 
-/* Starts a timer, which first expires after its interval, at the next tick if that is below one. The
- * descriptor is copied; its interval is rounded down to ticks. *id is zero unless the timer runs.
- * Returns 0, 2 bad name or repeat, 1 not initialised, -1 out of memory. */
+/** Starts a timer, which first expires after its interval, at the next tick if that is below one.
+ * @param[in,out] descriptor copied; its interval is rounded down to whole ticks first, here too
+ * @param[out]    id         names the timer; zero unless it runs
+ * @retval 0  started
+ * @retval 1  not initialised
+ * @retval 2  bad name or repeat
+ * @retval -1 out of memory */
 LC_API int32_t start_timer(timer *descriptor, timer_id *id);
 
-/* Stops a running timer. Returns 0, what exist_timer returns when that is not 0, or -1. */
+/** Stops a running timer; its callback is not called any more.
+ * @param[in] node  of the timer's id
+ * @param[in] stamp of the timer's id
+ * @return 0 when it is stopped; what exist_timer() returns when that is not 0; or -1 */
 LC_API int32_t stop_timer(uintptr_t node, uint32_t stamp);
 
-/* Returns 0 running, 3 expired or stopped, 2 a word is zero, 1 not initialised. node must come from
- * start_timer. */
+/** Tells whether a timer runs.
+ * @param[in] node  of the timer's id; must come from start_timer()
+ * @param[in] stamp of the timer's id
+ * @retval 0 it runs
+ * @retval 1 not initialised
+ * @retval 2 a word is zero
+ * @retval 3 it expired or was stopped */
 LC_API int32_t exist_timer(uintptr_t node, uint32_t stamp);
 
-/* Running timers: counts[0] repeating, counts[1] one-shot. Returns 0, or 1 not initialised. */
+/** Counts running timers.
+ * @param[out] counts [0]: repeating; [1]: one-shot
+ * @retval 0 done
+ * @retval 1 not initialised */
 LC_API int32_t query_timer(uint32_t counts[2]);
 
-/* Hooks for a debugger; they do nothing. printf_timerlist is called after every change. */
+/** @name Hooks for a debugger
+ * They do nothing.
+ * @{ */
+
+/** Does nothing.
+ * @retval 0 always */
 LC_API int32_t printf_list(void);
+
+/** Does nothing. Called after every change. */
 LC_API void printf_timerlist(void);
+
+/** @} */
 
 LC_END_DECLS
 

@@ -194,7 +194,7 @@ class Tables(unittest.TestCase):
 
     def test_messages_are_those_of_the_header(self):
         with open(header) as file:
-            defined = dict(re.findall(r"^#define (\w+_(?:REQ|NOTIFY)) 0x([0-9a-f]{8})u$", file.read(), re.M))
+            defined = dict(re.findall(r"^#define (\w+_(?:REQ|NOTIFY)) 0x([0-9a-f]{8})u\b", file.read(), re.M))
         told = {row[0].strip("`"): row[1] for row in page.table("message", "msg_id")}
         for title, name in (("Link", "LINK"), ("Interface", "IFACE")):
             told[f"WM_MSG_{name}_STATUS_NOTIFY"] = re.search(rf"^#+ {title} status, (.*)$", page.page, re.M)[1]
