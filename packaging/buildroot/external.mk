@@ -1,0 +1,1 @@
+include $(BR2_EXTERNAL_LTEROUTER_PATH)/lterouter/lterouter.mk

@@ -1,0 +1,35 @@
+################################################################################
+#
+# lterouter
+#
+################################################################################
+
+LTEROUTER_VERSION = 1.0.0
+LTEROUTER_SITE = $(call qstrip,$(BR2_PACKAGE_LTEROUTER_ARCHIVES))
+LTEROUTER_SITE_METHOD = file
+LTEROUTER_SOURCE = lterouter_$(LTEROUTER_VERSION).orig.tar.gz
+LTEROUTER_INSTALL_STAGING = YES
+LTEROUTER_SUPPORTS_IN_SOURCE_BUILD = NO
+LTEROUTER_CONF_OPTS = \
+	-DLTEROUTER_TESTS=OFF \
+	-DLTEROUTER_WERROR=OFF \
+	-DCMAKE_SKIP_RPATH=ON
+
+ifneq ($(BR2_PACKAGE_LTEROUTER_TOOLS),y)
+define LTEROUTER_REMOVE_TOOLS
+	$(RM) $(foreach tool,ltectl wansim modemsim, \
+		$(TARGET_DIR)/usr/bin/$(tool) \
+		$(TARGET_DIR)/usr/share/bash-completion/completions/$(tool))
+	$(RM) -r $(TARGET_DIR)/usr/share/lterouter
+endef
+LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_TOOLS
+endif
+
+ifeq ($(BR2_PACKAGE_LTEROUTER_STORE),y)
+define LTEROUTER_INSTALL_INIT_SYSV
+	$(INSTALL) -D -m 0755 $(LTEROUTER_PKGDIR)/S12lterouter \
+		$(TARGET_DIR)/etc/init.d/S12lterouter
+endef
+endif
+
+$(eval $(cmake-package))

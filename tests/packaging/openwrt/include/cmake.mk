@@ -1,0 +1,16 @@
+CMAKE_BINARY_DIR = $(PKG_BUILD_DIR)$(addprefix /,$(CMAKE_BINARY_SUBDIR))
+
+define Build/Configure
+	cmake -S $(PKG_BUILD_DIR) -B $(CMAKE_BINARY_DIR) -G Ninja \
+		-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_VERSION=1 -DCMAKE_SYSTEM_PROCESSOR=native \
+		-DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_C_FLAGS_RELEASE=-DNDEBUG \
+		-DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG -DCMAKE_C_FLAGS=-O0 -DCMAKE_CXX_FLAGS=-O0 $(CMAKE_OPTIONS)
+endef
+
+define Build/Compile
+	cmake --build $(CMAKE_BINARY_DIR) -- --quiet
+endef
+
+define Build/Install
+	DESTDIR=$(PKG_INSTALL_DIR) cmake --install $(CMAKE_BINARY_DIR)
+endef
