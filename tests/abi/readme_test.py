@@ -11,12 +11,15 @@ import re
 import shlex
 import subprocess
 import sys
-import time
 import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "documents"))
+import installed  # noqa: E402
 
 README, PREFIX = (pathlib.Path(path) for path in sys.argv[1:3])
 C, CXX = (shlex.split(command) for command in sys.argv[3:5])
 EMULATOR = sys.argv[5:]
+COPY = installed.Installed(PREFIX, EMULATOR)
 
 
 def block_after(heading, language):
@@ -25,19 +28,12 @@ def block_after(heading, language):
     return re.search(rf"```{language}\n(.*?)```", section, re.S).group(1)
 
 
-def environment():
-    pkgconfig = next(PREFIX.rglob("lterouter.pc")).parent
-    return {**os.environ, "PKG_CONFIG_PATH": str(pkgconfig), "LD_LIBRARY_PATH": str(pkgconfig.parent)}
-
-
 def build(compiler, suffix):
     source = pathlib.Path(f"/tmp/link_events{suffix}")
     source.write_text(block_after("## A program of your own", "c"))
-    flags = subprocess.run(["pkg-config", "--cflags", "--libs", "lterouter"], check=True, text=True,
-                           capture_output=True, env=environment()).stdout.split()
     program = source.with_suffix("")
-    subprocess.run([*compiler, "-Wall", "-Wextra", "-Wpedantic", "-Werror", source, *flags, "-o", program],
-                   check=True, env=environment())
+    subprocess.run([*compiler, *installed.STRICT, source, *COPY.flags(), "-o", program], check=True,
+                   env=COPY.environment())
     return program
 
 
@@ -51,7 +47,7 @@ class Readme(unittest.TestCase):
     def start_in_terminal(self, program):
         """What the program prints then reaches us while it runs. Gives it and the terminal."""
         ours, its_own = os.openpty()
-        process = self.start(program, stdout=its_own, env=environment())
+        process = self.start(program, stdout=its_own, env=COPY.environment())
         os.close(its_own)
         terminal = open(ours)
         self.addCleanup(terminal.close)

@@ -1,0 +1,61 @@
+"""The cookbook's programs, built against an installed copy as C, as C++ and with sanitizers, and run as the
+cookbook shows: each prints what stands there.
+
+usage: cookbook_test.py COOKBOOK INSTALLED_PREFIX C_COMPILER CXX_COMPILER SANITIZE [EMULATOR...]
+  C_COMPILER, CXX_COMPILER  each with its options, as one argument
+  SANITIZE                  yes where programs with sanitizers can run"""
+
+import pathlib
+import re
+import shlex
+import sys
+import unittest
+
+import documents
+import installed
+import workplace
+
+COOKBOOK, PREFIX = sys.argv[1:3]
+C, CXX = (shlex.split(command) for command in sys.argv[3:5])
+SANITIZE = sys.argv[5] == "yes"
+COPY = installed.Installed(PREFIX, sys.argv[6:])
+
+RECIPES = [section for section in documents.sections(pathlib.Path(COOKBOOK).read_text(encoding="utf-8"))
+           if re.match(r"\d", section.title)]
+
+
+class Cookbook(unittest.TestCase):
+    maxDiff = None
+
+    def cook(self, compiler):
+        place = workplace.Workplace(self, COPY, compiler)
+        for recipe in RECIPES:
+            with self.subTest(recipe.title):
+                place.follow(recipe.text)
+
+    def test_has_ten_recipes_and_each_program_is_built_and_run(self):
+        self.assertEqual([recipe.title.split(".")[0] for recipe in RECIPES], [str(n) for n in range(1, 11)])
+        for recipe in RECIPES:
+            with self.subTest(recipe.title):
+                steps = workplace.steps(recipe.text)
+                programs = [what[0].removesuffix(".c") for kind, *what in steps
+                            if kind == "file" and what[0].endswith(".c")]
+                commands = [command for kind, *what in steps if kind == "session" for command, _ in what[0]]
+                self.assertTrue(programs)
+                for program in programs:
+                    self.assertIn(f"cc {program}.c $(pkg-config --cflags --libs lterouter) -o {program}", commands)
+                    self.assertTrue(any(f"./{program}" in command for command in commands), program)
+
+    def test_as_c(self):
+        self.cook([*C, "-std=gnu99"])
+
+    def test_as_cxx(self):
+        self.cook([*CXX, "-x", "c++"])
+
+    @unittest.skipUnless(SANITIZE, "what is built here cannot be mixed with sanitizers")
+    def test_as_c_with_sanitizers(self):
+        self.cook([*C, "-g", "-fsanitize=address,undefined", "-fno-sanitize-recover=all"])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
