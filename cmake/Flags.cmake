@@ -19,6 +19,15 @@ if(LTEROUTER_SANITIZE)
     add_compile_options(-fsanitize=${LTEROUTER_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${LTEROUTER_SANITIZE})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        add_compile_options(-fno-sanitize=function,vptr) # they read type information, which is left out
+        if(NOT LTEROUTER_FUZZERS)
+            # The library is linked with the run time too, so that nothing in it is undefined.
+            execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-runtime-dir
+                            OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+            add_link_options(-shared-libsan -Wl,-rpath,${runtime})
+        endif()
+    endif()
 elseif(CMAKE_BUILD_TYPE MATCHES "Rel")
     # The sanitizers intercept what fortification would replace; without optimisation it does nothing.
     add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)

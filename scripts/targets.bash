@@ -7,11 +7,11 @@ targets=(native clang asan tsan valgrind coverage mips musl mips-musl)
 declare -A target_is=(
     [native]="GCC, optimised"
     [clang]="Clang, optimised, with thread-safety analysis"
-    [asan]="AddressSanitizer and UndefinedBehaviorSanitizer"
+    [asan]="Clang with AddressSanitizer and UndefinedBehaviorSanitizer"
     [tsan]="ThreadSanitizer"
     [valgrind]="memcheck"
     [coverage]="which lines of lib/ the tests run"
-    [mips]="32-bit big-endian MIPS with the GNU libc, emulated"
+    [mips]="32-bit big-endian MIPS with the GNU libc, emulated: all but the tools"
     [musl]="musl, a small libc: the C programs, the tools and the demo"
     [mips-musl]="the same on 32-bit big-endian MIPS, emulated: what the router runs"
 )
@@ -19,7 +19,7 @@ declare -A target_is=(
 declare -A target_packages=(
     [native]="" # what every target needs is in setup
     [clang]="clang"
-    [asan]="" [tsan]=""
+    [asan]="clang libclang-rt-14-dev" [tsan]=""
     [valgrind]="valgrind"
     [coverage]="gcovr"
     [mips]="g++-mips-linux-gnu qemu-user googletest"

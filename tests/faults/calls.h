@@ -748,6 +748,7 @@ inline constexpr const char *kCannotFail[] = {
     "snprintf",
     "__snprintf_chk",
     "memchr",
+    "bcmp",
     "memcmp",
     "memcpy",
     "__memcpy_chk",
