@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdarg>
 #include <dlfcn.h>
+#include <poll.h>
 #include <sys/select.h>
 #include <sys/stat.h>
 #include <vector>
@@ -94,7 +95,7 @@ bool may_open(const char *path, bool writes)
     }
     const bool relative = path[0] != '/' && strstr(path, "..") == nullptr;
     return relative || (!writes && !begins(path, "/dev/") && !begins(path, "/proc/")) ||
-           strcmp(path, "/proc/net/dev") == 0;
+           strcmp(path, "/proc/net/dev") == 0 || strcmp(path, "/proc/net/unix") == 0;
 }
 
 void put_folders()
@@ -107,6 +108,18 @@ void put_folders()
     rmdir(NVM_SHUTDOWN_MARKER);
 }
 
+// By which modules are told what to log.
+void remove_flags()
+{
+    DIR *directory = opendir("/tmp");
+    while (const dirent *entry = readdir(directory)) {
+        if (begins(entry->d_name, ".LC_DEBUG_FLAG")) {
+            unlinkat(dirfd(directory), entry->d_name, 0);
+        }
+    }
+    closedir(directory);
+}
+
 // What there is to be read.
 void put_files()
 {
@@ -116,6 +129,8 @@ void put_files()
     g_changes = false;
     constexpr std::string_view kParameters = "a=1=x\nb=2=y\n";
     put_folders();
+    remove_flags();
+    write_file("/tmp/ltelog.2", "[lib/lc_up:lc_up_start:89]modem up start\n\n");
     write_file(NVM_DEFAULTS_FILE, NV_IDENTITY_VERSION "=1=1\na=1=x\nb=2=y\n");
     write_file(NVM_CURRENT_DIR "a", {"new", 4});
     write_file(NVM_BACKUP_DIR "a", {"new", 4});
@@ -333,6 +348,19 @@ unsigned sleep(unsigned seconds)
     }
     dup2(g_full, STDOUT_FILENO);
     return 0;
+}
+
+// Nobody reads, so that nothing is waited for.
+int poll(pollfd *watched, nfds_t count, int timeout)
+{
+    if (!g_runs) {
+        static auto *const next = real<int(pollfd *, nfds_t, int)>("poll");
+        return next(watched, count, timeout);
+    }
+    for (nfds_t i = 0; i < count; ++i) {
+        watched[i].revents = static_cast<short>(watched[i].fd == STDOUT_FILENO ? POLLERR : 0);
+    }
+    return 1;
 }
 
 int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, timeval *timeout)

@@ -13,6 +13,7 @@ COMMANDS = [
     "pin enable PIN", "pin disable PIN", "pin change OLD NEW", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
     "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "upgrade IMAGE", "monitor",
+    "bus list", "bus watch", "trace", "log [MODULE] [LEVEL] [on|off]",
     "net route add DEV DST/LEN [via GATEWAY]", "net route del DEV DST/LEN [via GATEWAY]",
     "net route default add DEV GATEWAY...", "net route default del DEV GATEWAY...", "net arp IP",
     "net probe IP DEV", "net iface NAME",
@@ -20,7 +21,7 @@ COMMANDS = [
     "nv set NAME VALUE", "nv list", "nv diff", "nv export FILE", "nv import FILE", "nv reset",
     "nv verify", "nv clear",
 ]
-GROUPS = ["", "pin", "apn", "sms", "net", "net route", "net route default", "ram", "nv"]
+GROUPS = ["", "pin", "apn", "sms", "bus", "net", "net route", "net route default", "ram", "nv"]
 
 
 def levels():
@@ -52,6 +53,7 @@ class Help(ToolTest):
     def test_own_options_are_shown_with_their_arguments(self):
         self.assertIn("\n  --wait SECONDS ", ltectl("connect", "--help").stdout)
         self.assertIn("\n  --count N ", ltectl("monitor", "--help").stdout)
+        self.assertIn("\n  --follow, -f ", ltectl("trace", "--help").stdout)
 
     def test_help_before_the_command_is_the_help_of_that_level(self):
         self.assertEqual(ltectl("--help", "roam").stdout, ltectl("--help").stdout)
@@ -109,6 +111,8 @@ class UsageErrors(ToolTest):
         self.assert_usage(["--loud"], 'unknown option "--loud"; see ltectl --help')
         self.assert_usage(["roam", "--wait", "1"], 'unknown option "--wait"; see ltectl roam --help')
         self.assert_usage(["connect", "-w"], 'unknown option "-w"; see ltectl connect --help')
+        self.assert_usage(["connect", "-f"], 'unknown option "-f"; see ltectl connect --help')
+        self.assert_usage(["trace", "-fw"], 'unknown option "-w"; see ltectl trace --help')
 
     def test_option_without_its_value(self):
         self.assert_usage(["connect", "--wait"], "--wait needs a value; see ltectl connect --help")
@@ -125,8 +129,9 @@ class UsageErrors(ToolTest):
 
     def test_bad_count(self):
         for value in ("0", "1000001", "many"):
-            self.assert_usage(["monitor", "--count", value],
-                              f'--count takes a number from 1 to 1000000, not "{value}"')
+            for command in (["monitor"], ["bus", "watch"]):
+                self.assert_usage([*command, "--count", value],
+                                  f'--count takes a number from 1 to 1000000, not "{value}"')
 
     def test_bad_mask(self):
         for value in ("", "g", "0x", "-1", "+1", " 1", "1 ", "100000000", "f" * 20):

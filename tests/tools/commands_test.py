@@ -363,6 +363,19 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.offered(support.ltectl_program, "upgrade", "--d"), ["--dry-run"])
         self.assertEqual(self.offered(support.wansim_program, "--fa"), ["--fault"])
 
+    def test_modules_and_levels_of_the_log(self):
+        levels = ["debug", "error", "info"]
+        first = self.offered(support.ltectl_program, "log", "")
+        self.assertEqual(first, sorted(set(first)))
+        self.assertLessEqual({"WanManager", "SC", "CM", "time", "on", "off", *levels}, set(first))
+        self.assertEqual(self.offered(support.ltectl_program, "log", "Wa"), ["WanManager"])
+        self.assertEqual(self.offered(support.ltectl_program, "log", "CM", ""), sorted([*levels, "on", "off"]))
+        self.assertEqual(self.offered(support.ltectl_program, "log", "CM", "error", ""), ["off", "on"])
+        for word in ("time", "error"):
+            self.assertEqual(self.offered(support.ltectl_program, "log", word, ""), ["off", "on"])
+        self.assertEqual(self.offered(support.ltectl_program, "log", "--j"), ["--json"])
+        self.assertEqual(self.offered(support.ltectl_program, "log", "--json", "CM", "d"), ["debug"])
+
     def test_files_elsewhere(self):
         with open("/2ndfile/apn.list", "w"):
             pass

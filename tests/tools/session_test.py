@@ -90,6 +90,11 @@ class Router(Session, support.NvTest):
 
 
 class Network(Session, cable.CableTest):
+    def test_looking_in(self):
+        self.start_wansim()
+        self.start_wansim("--sms-store")
+        self.assert_happens("Looking in", support.ltectl_program)
+
     def test_routes_and_neighbours(self):
         self.meet()
         self.assert_happens("Routes and neighbours", support.ltectl_program)

@@ -48,9 +48,10 @@ struct Level {
 
 void print_option(const Option &option)
 {
+    const char letter[] = {',', ' ', '-', option.letter, '\0'};
     char left[40];
-    snprintf(left, sizeof(left), "--%s%s%s", option.name, option.argument != nullptr ? " " : "",
-             option.argument != nullptr ? option.argument : "");
+    snprintf(left, sizeof(left), "--%s%s%s%s", option.name, option.letter != '\0' ? letter : "",
+             option.argument != nullptr ? " " : "", option.argument != nullptr ? option.argument : "");
     printf("  %-24s %s\n", left, option.help);
 }
 
@@ -113,11 +114,22 @@ class OptionTable {
 public:
     explicit OptionTable(const Level &level)
     {
+        // A group's options end at the first operand: what follows belongs to the command.
+        strcpy(short_options_, level.command.children != nullptr ? "+:" : ":");
         add(level.own_options());
         add(kCommonOptions);
     }
+    const char *short_options() const { return short_options_; }
     const option *long_options() const { return long_options_; }
-    const Option &row(int value) const { return *rows_[value - kFirstOptionValue]; }
+    // value: a letter, or that of a long option.
+    const Option &row(int value) const
+    {
+        size_t i = 0;
+        while (value != rows_[i]->letter && value != kFirstOptionValue + static_cast<int>(i)) {
+            ++i;
+        }
+        return *rows_[i];
+    }
 
 private:
     void add(const Option *row)
@@ -130,9 +142,15 @@ private:
             const int has_argument = row->argument != nullptr ? required_argument : no_argument;
             const int value = kFirstOptionValue + static_cast<int>(count_);
             long_options_[count_++] = {row->name, has_argument, nullptr, value};
+            if (row->letter != '\0') {
+                const char letter[] = {row->letter, has_argument == required_argument ? ':' : '\0',
+                                       '\0'};
+                strcat(short_options_, letter);
+            }
         }
     }
 
+    char short_options_[2 + 2 * kMaxOptions + 1];
     option long_options_[kMaxOptions + 1] = {};
     const Option *rows_[kMaxOptions] = {};
     size_t count_ = 0;
@@ -153,12 +171,11 @@ int unknown_option(const Level &level, const char *word)
 int parse_options(const Level &level, int argc, char **argv)
 {
     const OptionTable table(level);
-    // A group's options end at the first operand: what follows belongs to the command.
-    const char *manner = level.command.children != nullptr ? "+:" : ":";
     opterr = 0;
     optind = 0;
     int value;
-    while ((value = getopt_long(argc, argv, manner, table.long_options(), nullptr)) != -1) {
+    while ((value = getopt_long(argc, argv, table.short_options(), table.long_options(), nullptr)) !=
+           -1) {
         if (value == '?') {
             return unknown_option(level, argv[optind - 1]);
         }

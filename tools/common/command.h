@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace lterouter::tools {
 
@@ -19,6 +20,8 @@ struct ValueType {
 extern const ValueType kSwitch;
 // Target: uint32_t, 1 for on.
 extern const ValueType kOnOff;
+// How often. Target: uint32_t.
+extern const ValueType kCount;
 // A dotted IPv4 address. Target: char[18].
 extern const ValueType kIpv4Address;
 // Target: char[16].
@@ -26,6 +29,7 @@ extern const ValueType kInterfaceName;
 
 // max: below UINT32_MAX.
 bool parse_number(const char *text, uint32_t min, uint32_t max, uint32_t *value);
+bool parse_number(std::string_view text, uint32_t min, uint32_t max, uint32_t *value);
 
 // For a ValueType of numbers. Target: uint32_t.
 template <uint32_t Min, uint32_t Max> bool parse_number_in(const char *text, void *target)
@@ -50,6 +54,7 @@ struct Option {
     const char *help = nullptr;
     const ValueType *type = &kSwitch;
     void *target = nullptr;
+    char letter = '\0'; // the short form, if it has one
 };
 
 // Operands are NULL-terminated.

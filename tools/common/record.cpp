@@ -15,11 +15,11 @@ std::atomic<int> g_output_error{0};
 
 } // namespace
 
-void put_text(std::string_view text)
+void put_text(std::string_view text, FILE *file)
 {
     for (const char ch : text) {
         const auto byte = static_cast<uint8_t>(ch);
-        fputc(byte < 0x20 || byte == 0x7f ? '?' : ch, stdout);
+        fputc(byte < 0x20 || byte == 0x7f ? '?' : ch, file);
     }
 }
 
@@ -109,6 +109,15 @@ void Record::name_in_json(const char *name)
     separate(",");
     put_json_string(stdout, name);
     fputc(':', stdout);
+}
+
+void add_named(Record &record, const char *name, std::span<const char *const> names, uint32_t value)
+{
+    if (value < names.size()) {
+        record.word(name, names[value]);
+    } else {
+        record.number(name, value);
+    }
 }
 
 } // namespace lterouter::tools

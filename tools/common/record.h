@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
+#include <span>
 #include <string_view>
 
 namespace lterouter::tools {
@@ -32,7 +34,7 @@ private:
 };
 
 // Prints a text that may hold anything: it must not break its line nor drive the terminal.
-void put_text(std::string_view text);
+void put_text(std::string_view text, FILE *file = stdout);
 
 // The error that kept output from being written, as an errno value; 0 when there was none.
 int output_error();
@@ -41,6 +43,9 @@ int output_error();
 // once, so the reason for a failure can date from anywhere in between.
 void start_output();
 void flush_output();
+
+// Adds what a value is called, as a word; the value itself when it has no name.
+void add_named(Record &record, const char *name, std::span<const char *const> names, uint32_t value);
 
 // The text of a fixed-width field, which need not be terminated.
 template <size_t Width> std::string_view bounded(const char (&field)[Width])

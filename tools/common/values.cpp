@@ -68,6 +68,7 @@ bool parse_interface(const char *text, void *target)
 
 const ValueType kSwitch = {"no value", parse_switch};
 const ValueType kOnOff = {"on or off", parse_on_off};
+const ValueType kCount = {"a number from 1 to 1000000", parse_number_in<1, 1000000>};
 const ValueType kIpv4Address = {"a dotted IPv4 address", parse_ipv4};
 const ValueType kInterfaceName = {"an interface name of at most 15 characters", parse_interface};
 
@@ -85,6 +86,16 @@ bool parse_number(const char *text, uint32_t min, uint32_t max, uint32_t *value)
     }
     *value = static_cast<uint32_t>(number);
     return true;
+}
+
+bool parse_number(std::string_view text, uint32_t min, uint32_t max, uint32_t *value)
+{
+    char digits[12] = "";
+    if (text.size() >= sizeof(digits)) {
+        return false;
+    }
+    memcpy(digits, text.data(), text.size());
+    return parse_number(digits, min, max, value);
 }
 
 bool parse_digit_text(const char *digits, size_t min, size_t max, void *text)

@@ -8,17 +8,6 @@ namespace {
 constexpr const char *kLinkStates[] = {"disconnected", "disconnecting", "connected", "connecting"};
 constexpr const char *kSwitchStates[] = {"off", "on"};
 
-// What a value is called; the value itself when it has no name.
-template <size_t Count>
-void add_named(Record &record, const char *name, const char *const (&names)[Count], uint32_t value)
-{
-    if (value < Count) {
-        record.word(name, names[value]);
-    } else {
-        record.number(name, value);
-    }
-}
-
 } // namespace
 
 ipc_addr module_address(uint32_t module_id)
@@ -35,9 +24,8 @@ std::string_view socket_name(const ipc_addr &address)
     return {path + mark, strnlen(path + mark, sizeof(address.sock.sun_path) - mark)};
 }
 
-void print_link(const lct_link_status &link)
+void add_link(Record &record, const lct_link_status &link)
 {
-    Record record;
     record.word("event", "link");
     add_named(record, "status", kLinkStates, link.link_status);
     if (link.link_status == LCT_LINK_CONNECTED) {
@@ -51,19 +39,49 @@ void print_link(const lct_link_status &link)
     record.field("name", get_link_str(link.link_status));
 }
 
-void print_interface(const lct_iface_status &interface)
+void add_interface(Record &record, const lct_iface_status &interface)
 {
-    Record()
-        .word("event", "interface")
+    record.word("event", "interface")
         .word("status", interface.readiness == kReady ? "ready" : "not ready")
         .field("name", get_iface_status_str(interface.readiness));
+}
+
+void add_roaming(Record &record, uint32_t value)
+{
+    record.word("event", "roaming");
+    add_named(record, "status", kSwitchStates, value);
+}
+
+void print_link(const lct_link_status &link)
+{
+    Record record;
+    add_link(record, link);
+}
+
+void print_interface(const lct_iface_status &interface)
+{
+    Record record;
+    add_interface(record, interface);
 }
 
 void print_roaming(uint32_t value)
 {
     Record record;
-    record.word("event", "roaming");
-    add_named(record, "status", kSwitchStates, value);
+    add_roaming(record, value);
+}
+
+std::string_view at_command(const uint8_t *body, uint32_t body_len)
+{
+    constexpr uint32_t kHead = 96;
+    uint32_t length = 0;
+    if (body_len > kHead) {
+        memcpy(&length, body, sizeof(length));
+    }
+    if (length == 0 || length > body_len - kHead) {
+        return {};
+    }
+    const std::string_view command(reinterpret_cast<const char *>(body) + kHead, length);
+    return command.back() == '\r' ? std::string_view(command.data(), length - 1) : std::string_view();
 }
 
 } // namespace lterouter::tools

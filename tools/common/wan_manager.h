@@ -14,11 +14,20 @@ inline ipc_addr wan_manager_address() { return module_address(IPC_MODULE_MM); }
 // The name of a socket, for people: without the mark of the abstract namespace.
 std::string_view socket_name(const ipc_addr &address);
 
-// Each prints one line: the link's state and, when it is connected, its addresses; whether the
+// Each adds to a line: the link's state and, when it is connected, its addresses; whether the
 // interface is ready; the roaming switch, on, off or the WAN manager's own value.
+void add_link(Record &record, const lct_link_status &link);
+void add_interface(Record &record, const lct_iface_status &interface);
+void add_roaming(Record &record, uint32_t value);
+
+// The same as a line of its own.
 void print_link(const lct_link_status &link);
 void print_interface(const lct_iface_status &interface);
 void print_roaming(uint32_t value);
+
+// The command in the body of a request for the modem, without the carriage return that ends it; empty
+// when the request is malformed.
+std::string_view at_command(const uint8_t *body, uint32_t body_len);
 
 // Everything the WAN manager publishes.
 constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,

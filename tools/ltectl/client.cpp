@@ -3,6 +3,7 @@
 #include "common/program.h"
 #include "common/wan_manager.h"
 #include "ltectl/events.h"
+#include "ltectl/trace_file.h"
 
 #include <cerrno>
 #include <cstring>
@@ -11,16 +12,15 @@ namespace lterouter::tools {
 namespace {
 
 constexpr uint32_t kAnswerTimeoutMs = 4000;
-constexpr char kTraceFile[] = "/tmp/ltelog.1";
 
 const lct_config g_config = {.reserved = {}, .callback = on_event};
 
-// The client's start does not tell whether its subscriptions were answered. Subscribing once more does,
-// and changes nothing.
-int find_wan_manager()
+} // namespace
+
+int subscribe(uint32_t notification)
 {
     const ipc_addr address = wan_manager_address();
-    const uint32_t result = ipc_register_notify(&address, WM_MSG_LINK_STATUS_NOTIFY, kAnswerTimeoutMs);
+    const uint32_t result = ipc_register_notify(&address, notification, kAnswerTimeoutMs);
     if (result == IPC_SUCCESS) {
         return kDone;
     }
@@ -34,7 +34,6 @@ int find_wan_manager()
                 name.data(), result);
 }
 
-// The client itself never unsubscribes: its name would stay in the WAN manager's registry for good.
 void unsubscribe()
 {
     const ipc_addr address = wan_manager_address();
@@ -42,8 +41,6 @@ void unsubscribe()
         ipc_deregister_notify(&address, notification);
     }
 }
-
-} // namespace
 
 Client::~Client()
 {
@@ -66,7 +63,9 @@ int Client::start(Events events)
         return fail(kFailed, "cannot start the LTE client (code %d); see %s", result, kTraceFile);
     }
     subscribed_ = true;
-    const int found = find_wan_manager();
+    // The client's start does not tell whether its subscriptions were answered. Subscribing once more
+    // does, and changes nothing.
+    const int found = subscribe(WM_MSG_LINK_STATUS_NOTIFY);
     // Who wants no events leaves at once: what the command causes would be sent to a process that is
     // gone before it arrives.
     if (found == kDone && events == Events::kUnwanted) {

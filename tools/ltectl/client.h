@@ -1,6 +1,8 @@
 // This process as a host of the LTE client.
 #pragma once
 
+#include <cstdint>
+
 namespace lterouter::tools {
 
 class Client {
@@ -24,6 +26,13 @@ private:
     bool started_ = false;
     bool subscribed_ = false;
 };
+
+// Subscribes this process at the WAN manager. Returns kDone, or the exit code after saying what is
+// wrong.
+int subscribe(uint32_t notification);
+
+// Takes this process out of the WAN manager's registry, where its name would stay for good.
+void unsubscribe();
 
 // Says that the WAN manager did not do what was asked, and where the reason stands; the exit code.
 int refused(const char *request);

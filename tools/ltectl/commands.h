@@ -62,6 +62,18 @@ int led(char *const *operands);
 extern const Option kUpgradeOptions[];
 int upgrade(char *const *operands);
 
+// bus.cpp
+extern const Option kBusWatchOptions[];
+int bus_list(char *const *operands);
+int bus_watch(char *const *operands);
+
+// trace.cpp
+extern const Option kTraceOptions[];
+int show_trace(char *const *operands);
+
+// log.cpp
+int log_switches(char *const *operands);
+
 // net.cpp
 extern const Option kNetProbeOptions[];
 int net_arp(char *const *operands);

@@ -5,6 +5,8 @@
 
 #include "lte_sdk.h"
 
+#include <climits>
+#include <cstddef>
 #include <optional>
 
 namespace lterouter::tools {
@@ -24,13 +26,28 @@ enum class Arrival { kEvent, kSignal, kReaderGone, kTimeout, kError };
 // of them takes the signals. False when the system refuses, with errno.
 bool open_events();
 
-// The host's callback.
+// Written to the pipe and read from it whole.
+template <typename T> constexpr bool is_passed_whole = sizeof(T) <= PIPE_BUF;
+static_assert(is_passed_whole<Event>);
+
+// Gives an event its number, with which it begins, and passes it on. Only on the receive thread.
+bool pass_on(void *event, size_t size);
+
+// The host's callback: passes Event on.
 uint32_t on_event(const lct_event *event);
 
 // A moment on the monotonic clock, in milliseconds.
 int64_t now_ms();
 
 // Waits for the next event, until the deadline if there is one.
-Arrival next_event(Event *event, std::optional<int64_t> deadline_ms);
+Arrival next_event(void *event, size_t size, std::optional<int64_t> deadline_ms);
+inline Arrival next_event(Event *event, std::optional<int64_t> deadline_ms)
+{
+    return next_event(event, sizeof(*event), deadline_ms);
+}
+
+// Reads event after event and prints each, until there were count of them (0: no limit), a signal comes
+// or nobody reads the output. Says when events were lost. Returns the exit code.
+int print_events(void *event, size_t size, uint32_t count, void (*print)(const void *event));
 
 } // namespace lterouter::tools

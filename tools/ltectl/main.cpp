@@ -4,6 +4,10 @@
 //   client    this process as a host of the LTE client
 //   request   a request to the WAN manager, for as long as the user wants to wait
 //   events    notifications, signals and time-outs on their way to the command
+//   message   a received message, for people
+//   trace_file
+//             where the library traces
+//   array     an array that grows
 //   captured_output
 //             what the library prints on its own
 //   parameter what the commands of the two parameter stores have in common
@@ -130,6 +134,15 @@ constexpr Command kSmsCommands[] = {
     {},
 };
 
+constexpr Command kBusCommands[] = {
+    {.name = "list", .help = "Show which processes can be sent messages.", .run = bus_list},
+    {.name = "watch",
+     .help = "Show every message that comes to this process, which subscribes to all events.",
+     .run = bus_watch,
+     .options = kBusWatchOptions},
+    {},
+};
+
 constexpr Command kCommands[] = {
     {.name = "status",
      .help = "Show SIM, modem, network, link and traffic at a glance.",
@@ -207,6 +220,15 @@ constexpr Command kCommands[] = {
      .help = "Show link and interface events as they come.",
      .run = monitor,
      .options = kMonitorOptions},
+    {.name = "bus", .help = "Messages between processes.", .children = kBusCommands},
+    {.name = "trace",
+     .help = "Show the trace file of the clients and of the upgrade.",
+     .run = show_trace,
+     .options = kTraceOptions},
+    {.name = "log",
+     .operands = "[MODULE] [LEVEL] [on|off]",
+     .help = "Show or set what modules log: debug, info, error, all; and time.",
+     .run = log_switches},
     {.name = "net", .help = "Routes, neighbours and interfaces.", .children = kNetCommands},
     {.name = "ram", .help = "The router's volatile parameters.", .children = kRamCommands},
     {.name = "nv", .help = "The router's persistent parameters.", .children = kNvCommands},

@@ -13,8 +13,6 @@ namespace {
 bool g_watch = false;
 uint32_t g_count = 0; // 0: no limit
 
-constexpr ValueType kCount = {"a number from 1 to 1000000", parse_number_in<1, 1000000>};
-
 // Bytes since the last reading; none at the first.
 struct Rates {
     bool known;

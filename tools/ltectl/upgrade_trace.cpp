@@ -1,5 +1,7 @@
 #include "ltectl/upgrade_trace.h"
 
+#include "ltectl/trace_file.h"
+
 #include <cstdio>
 #include <cstring>
 #include <sys/stat.h>
@@ -7,8 +9,6 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr char kCurrent[] = "/tmp/ltelog.1";
-constexpr char kPrevious[] = "/tmp/ltelog.2";
 constexpr char kUnit[] = "[lib/lc_up:";
 
 struct Milestone {
@@ -59,7 +59,7 @@ void count(const char *path, off_t from, Attempts *attempts)
 TraceMark mark_trace()
 {
     struct stat status;
-    return stat(kCurrent, &status) == 0 ? TraceMark{status.st_ino, status.st_size} : TraceMark{};
+    return stat(kTraceFile, &status) == 0 ? TraceMark{status.st_ino, status.st_size} : TraceMark{};
 }
 
 Attempts attempts_since(const TraceMark &mark, Frame first)
@@ -67,11 +67,11 @@ Attempts attempts_since(const TraceMark &mark, Frame first)
     Attempts attempts{first, 0};
     off_t from = mark.size;
     struct stat status;
-    if (stat(kPrevious, &status) == 0 && status.st_ino == mark.file) {
-        count(kPrevious, from, &attempts); // rotated meanwhile
+    if (stat(kPreviousTraceFile, &status) == 0 && status.st_ino == mark.file) {
+        count(kPreviousTraceFile, from, &attempts); // rotated meanwhile
         from = 0;
     }
-    count(kCurrent, from, &attempts);
+    count(kTraceFile, from, &attempts);
     return attempts;
 }
 

@@ -57,13 +57,8 @@ bool parse_place(std::string_view text, int64_t *place)
             return true;
         }
     }
-    char digits[8] = "";
-    if (text.size() >= sizeof(digits)) {
-        return false;
-    }
-    memcpy(digits, text.data(), text.size());
     uint32_t piece;
-    if (!parse_number(digits, 0, kMost, &piece)) {
+    if (!parse_number(text, 0, kMost, &piece)) {
         return false;
     }
     *place = piece;

@@ -184,21 +184,9 @@ int32_t diagnose(State &state, const Call &, Answer *)
 
 int32_t accept(State &, const Call &, Answer *) { return 0; }
 
-// The command of a request for the modem; empty when the request is malformed.
-std::string_view at_command(const Call &call)
-{
-    constexpr uint32_t kHead = 96;
-    const auto length = call.record<uint32_t>();
-    if (length == 0 || length > call.length - kHead) {
-        return {};
-    }
-    const std::string_view command(reinterpret_cast<const char *>(call.body) + kHead, length);
-    return command.back() == '\r' ? std::string_view(command.data(), length - 1) : std::string_view();
-}
-
 int32_t command_modem(State &state, const Call &call, Answer *answer)
 {
-    const std::string_view command = at_command(call);
+    const std::string_view command = at_command(call.body, call.length);
     if (command.empty()) {
         return kRefused;
     }

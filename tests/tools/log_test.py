@@ -1,0 +1,212 @@
+"""ltectl log: the flag files by which modules are told what to log. """
+
+import glob
+import os
+import shutil
+
+import support
+from support import DONE, FAILED, USAGE, ToolTest, ltectl, stranger
+
+BUILT_IN = ["SC", "DM", "ATPXYD", "WanManager", "NM", "RM", "UI", "UP", "NS", "DIAG", "CGI", "DOG", "MM", "WLAN",
+            "SMSPB", "CM"]
+LEVELS = ["debug", "info", "error"]
+FLAG = "/tmp/.LC_DEBUG_FLAG"
+CONFIG = "/2ndfile/logid.cfg"
+KNOWN = ", ".join(BUILT_IN)
+
+# Programs of /usr/bin are still to be had where a folder of the test's own takes its place.
+WITH_CONFIG = ("mkdir -p /tmp/bin && mount --bind /usr/bin /tmp/bin && mount -t tmpfs none /usr/bin && "
+               f'/tmp/bin/ln -s /tmp/bin/* /usr/bin && cp {CONFIG} /usr/bin/logid.cfg && exec "$@"')
+
+
+def flags():
+    """What follows the prefix in the names of the files that are there."""
+    return {path[len(FLAG) + 1:] for path in glob.glob(FLAG + "*")}
+
+
+def flags_of(modules, levels):
+    return {f"{module}_{level.upper()}" for module in modules for level in levels}
+
+
+def row(module, number, on=()):
+    return " ".join([module, f"id={number}", *(f"{level}={'on' if level in on else 'off'}" for level in LEVELS)]) + "\n"
+
+
+class LogTest(ToolTest):
+    def setUp(self):
+        super().setUp()
+        for name in flags():
+            path = f"{FLAG}_{name}"
+            shutil.rmtree(path) if os.path.isdir(path) else os.unlink(path)
+
+    def configure(self, lines):
+        support.write_file(CONFIG, lines)
+        self.addCleanup(os.unlink, CONFIG)
+
+    def ltectl(self, *arguments):
+        """Runs it with the configuration in its place."""
+        return support.run("unshare", "--mount", "sh", "-c", WITH_CONFIG, "sh", support.ltectl_program, *arguments)
+
+
+class Listing(LogTest):
+    def test_every_module_is_off_at_first(self):
+        rows = "".join(row(module, number) for number, module in enumerate(BUILT_IN))
+        self.assert_ran(ltectl("log"), rows + "time=off\n")
+        self.assertEqual(flags(), set())
+
+    def test_what_is_on(self):
+        for name in ("WanManager_ERROR", "WanManager_DEBUG", "CM_INFO", "TIME", "Nobody_ERROR"):
+            support.write_file(f"{FLAG}_{name}", b"")
+        lines = ltectl("log").stdout.splitlines(keepends=True)
+        self.assertEqual([line for line in lines if "=on" in line],
+                         [row("WanManager", 3, ["debug", "error"]), row("CM", 15, ["info"]), "time=on\n"])
+
+    def test_as_json(self):
+        support.write_file(f"{FLAG}_WanManager_ERROR", b"")
+        answers = self.objects(ltectl("log", "--json").stdout)
+        self.assertEqual(len(answers), len(BUILT_IN) + 1)
+        self.assertEqual(answers[3],
+                         {"module": "WanManager", "id": 3, "debug": "off", "info": "off", "error": "on"})
+        self.assertEqual(answers[-1], {"time": "off"})
+
+    def test_modules_of_the_file(self):
+        self.configure(b"# id,letter,name\n16,x,NEWMOD\n17,y,Another\n\n-5,z,Negative\n300,a,with, comma\n"
+                       b"16,x,Second of its id\n3,w,Not3\n018,o,Octal\n19,xy,TwoLetters\n#20,x,Comment\n21,x,\n"
+                       b"22,x," + b"n" * 33 + b"\n23,x," + b"n" * 32 + b"\n12345678901,x,LongId\nword,x,Zero\n,x,NoId\n"
+                       b"24\n25,x,LastWithoutLineFeed")
+        result = self.ltectl("log")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
+        rest = result.stdout.splitlines(keepends=True)[len(BUILT_IN):]
+        self.assertEqual(rest, [row("NEWMOD", 16), row("Another", 17), row("Negative", -5), row("with, comma", 300),
+                                row("Octal", 18), row("n" * 32, 23), row("LastWithoutLineFeed", 25), "time=off\n"])
+
+    def test_a_name_cannot_drive_the_terminal(self):
+        self.configure(b"16,x,a\x1b[2J\n")
+        self.assertIn("\na?[2J id=16 ", self.ltectl("log").stdout)
+        self.assertTrue(self.ltectl("log", "x", "on").stderr.endswith(", CM, a?[2J\n"))
+
+
+class Switching(LogTest):
+    def test_one_level_of_one_module(self):
+        self.assert_ran(ltectl("log", "WanManager", "error", "on"), row("WanManager", 3, ["error"]))
+        self.assertEqual(flags(), {"WanManager_ERROR"})
+        self.assert_ran(ltectl("log", "WanManager", "DEBUG", "on"), row("WanManager", 3, ["debug", "error"]))
+        self.assert_ran(ltectl("log", "WanManager", "error", "off"), row("WanManager", 3, ["debug"]))
+        self.assertEqual(flags(), {"WanManager_DEBUG"})
+
+    def test_every_level_of_one_module(self):
+        self.assert_ran(ltectl("log", "CM", "on"), row("CM", 15, LEVELS))
+        self.assertEqual(flags(), flags_of(["CM"], LEVELS))
+        self.assert_ran(ltectl("log", "CM", "off"), row("CM", 15))
+        self.assertEqual(flags(), set())
+
+    def test_one_level_of_every_module(self):
+        result = ltectl("log", "info", "on")
+        self.assert_ran(result, "".join(row(module, number, ["info"]) for number, module in enumerate(BUILT_IN)))
+        self.assertEqual(flags(), flags_of(BUILT_IN, ["info"]))
+
+    def test_everything_but_the_time(self):
+        result = ltectl("log", "on")
+        self.assert_ran(result, "".join(row(module, number, LEVELS) for number, module in enumerate(BUILT_IN)))
+        self.assertEqual(flags(), flags_of(BUILT_IN, LEVELS))
+        ltectl("log", "time", "on")
+        self.assert_ran(ltectl("log", "off"), "".join(row(module, number) for number, module in enumerate(BUILT_IN)))
+        self.assertEqual(flags(), {"TIME"})
+
+    def test_the_time(self):
+        self.assert_ran(ltectl("log", "time", "on"), "time=on\n")
+        self.assertEqual(flags(), {"TIME"})
+        self.assert_ran(ltectl("log", "TIME", "off", "--json"), '{"time":"off"}\n')
+        self.assertEqual(flags(), set())
+
+    def test_what_is_so_already(self):
+        support.write_file(f"{FLAG}_CM_INFO", b"somebody's own")
+        self.assert_ran(ltectl("log", "CM", "info", "on"), row("CM", 15, ["info"]))
+        self.assertEqual(support.read_file(f"{FLAG}_CM_INFO"), b"somebody's own")
+        for _ in range(2):
+            self.assert_ran(ltectl("log", "CM", "info", "off"), row("CM", 15))
+
+    def test_flag_files_are_empty_and_anybody_can_see_them(self):
+        ltectl("log", "CM", "info", "on")
+        status = os.stat(f"{FLAG}_CM_INFO")
+        self.assertEqual((status.st_size, status.st_mode & 0o777), (0, 0o644))
+
+    def test_as_json(self):
+        self.assertEqual(self.objects(ltectl("log", "CM", "info", "on", "--json").stdout),
+                         [{"module": "CM", "id": 15, "debug": "off", "info": "on", "error": "off"}])
+
+    def test_modules_of_the_file(self):
+        self.configure(b"16,x,time\n17,x,error\n18,x,Twice\n19,x,Twice\n")
+        for arguments, rows in ((("time", "error", "on"), row("time", 16, ["error"])),
+                                (("error", "info", "on"), row("error", 17, ["info"])),
+                                (("Twice", "on"), row("Twice", 18, LEVELS) + row("Twice", 19, LEVELS))):
+            self.assert_ran(self.ltectl("log", *arguments), rows)
+        self.assertEqual(flags(), {"time_ERROR", "error_INFO", *flags_of(["Twice"], LEVELS)})
+        # The words for the time and for a level come first.
+        self.assert_ran(self.ltectl("log", "time", "on"), "time=on\n")
+        self.assertEqual(len(self.ltectl("log", "error", "on").stdout.splitlines()), len(BUILT_IN) + 4)
+
+    def test_the_library_goes_by_them(self):
+        log = stranger.SyslogListener("CM")
+        self.addCleanup(log.close)
+        self.start_wansim()
+        peer = self.start_peer()
+        peer.send(b"short")
+        self.assertIsNone(log.wait_for("mismatched", 0.5))
+        ltectl("log", "WanManager", "error", "on")
+        peer.send(b"short")
+        self.assertIn("03WanManager: [ERR]", log.wait_for("mismatched")[-1])
+        ltectl("log", "time", "on")
+        log.wait_for("sret=4")
+        peer.send(b"short")
+        self.assertRegex(log.wait_for("mismatched")[-1], r"03WanManager: \[\d+\.\d+\]\[ERR\]")
+        ltectl("log", "WanManager", "off")
+        log.wait_for("sret=4")
+        peer.send(b"short")
+        self.assertIsNone(log.wait_for("mismatched", 0.5))
+
+
+class Refusals(LogTest):
+    def assert_usage(self, arguments, sentence):
+        with self.subTest(arguments):
+            self.assert_failed(ltectl("log", *arguments), USAGE, sentence)
+            self.assertEqual(flags(), set())
+
+    def test_unknown_modules(self):
+        for name in ("Nobody", "wanmanager", "", "on", "time", "error"):
+            self.assert_usage([name, "error", "on"], f'"{name}" is not a module; the modules are {KNOWN}')
+
+    def test_unknown_levels(self):
+        for name in ("warning", "", "TIME", "CM"):
+            self.assert_usage(["CM", name, "on"], f'"{name}" is not a level; the levels are debug, info, error')
+
+    def test_a_word_that_is_neither(self):
+        for name in ("Nobody", "warning", ""):
+            self.assert_usage([name, "off"], f'"{name}" is not a module, a level (debug, info, error) or "time"; '
+                                             f"the modules are {KNOWN}")
+
+    def test_neither_on_nor_off(self):
+        for arguments in (["maybe"], ["CM"], ["CM", "error"], ["CM", "error", "ON"], ["time", ""]):
+            self.assert_usage(arguments, f'log takes on or off, not "{arguments[-1]}"')
+
+    def test_one_argument_too_many(self):
+        self.assert_usage(["CM", "error", "on", "now"], '"now" is one argument too many; see ltectl log --help')
+
+    def test_a_flag_that_cannot_be_made(self):
+        result = support.run_with_readonly("/tmp", "log", "CM", "on")
+        self.assert_failed(result, FAILED, f"cannot make {FLAG}_CM_DEBUG: Read-only file system")
+
+    def test_a_link_of_somebody_elses_is_not_followed(self):
+        os.symlink("/2ndfile/victim", f"{FLAG}_CM_INFO")
+        self.assert_failed(ltectl("log", "CM", "info", "on"), FAILED, f"cannot make {FLAG}_CM_INFO: File exists")
+        self.assertFalse(os.path.exists("/2ndfile/victim"))
+        self.assert_ran(ltectl("log", "CM", "info", "off"), row("CM", 15))
+        self.assertEqual(flags(), set())
+
+    def test_a_flag_that_cannot_be_removed(self):
+        os.mkdir(f"{FLAG}_TIME")
+        self.assert_failed(ltectl("log", "time", "off"), FAILED, f"cannot remove {FLAG}_TIME: Is a directory")
+
+
+if __name__ == "__main__":
+    support.main()

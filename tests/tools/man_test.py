@@ -1,0 +1,137 @@
+"""The manual pages of the tools: well-formed, and neither more nor less than what the programs' helps tell.
+
+usage: man_test.py PAGES LTECTL WANSIM MODEMSIM"""
+
+import os
+import re
+import subprocess
+import sys
+import unittest
+
+import support
+
+PAGES, LTECTL, WANSIM, MODEMSIM = sys.argv[1:]
+PROGRAMS = {"ltectl": LTECTL, "wansim": WANSIM, "modemsim": MODEMSIM}
+SECTIONS = ["NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "FILES", "EXIT STATUS", "EXAMPLES", "SEE ALSO"]
+
+
+def page(program):
+    return os.path.join(PAGES, program + ".1")
+
+
+def lines(program):
+    with open(page(program)) as file:
+        return file.read().splitlines()
+
+
+def flatten(words):
+    """What macros and their arguments are for a reader: Fl -wait Ar SECONDS is --wait SECONDS."""
+    text = []
+    optional = 0
+    for word in words:
+        if word == "Op":
+            optional += 1
+            text.append("[")
+        elif word in ("Oo", "Oc"):
+            text.append("[" if word == "Oo" else "]")
+        elif word == "Fl":
+            text.append("-\b")
+        elif word not in ("Cm", "Ar"):
+            text.append(word)
+    line = " ".join(text + ["]"] * optional)
+    line = line.replace("\b ", "")
+    return re.sub(r"(?<=\[) | (?=\])| (?=\.\.\.)| (?=,)| ?\| ?", lambda space: space.group().strip(), line)
+
+
+def in_page(program):
+    """Commands, each with its options, and the options of all: {command: {option}}, where "" is for all."""
+    found = {"": set()}
+    section = command = ""
+    for line in lines(program):
+        macro, *words = line.split()
+        if macro == ".Sh":
+            section, command = " ".join(words), ""
+        elif macro == ".It" and words[0] == "Cm" and section == "COMMANDS":
+            command = flatten(words)
+            assert command not in found, command
+            found[command] = set()
+        elif macro == ".It" and words[0] == "Fl":
+            found[command].add(flatten(words))
+    return found
+
+
+def summaries(text, title):
+    """What a help lists under a title, without the explanations."""
+    part = re.search(rf"^{title}:\n((?:  .*\n)*)", text, re.M)
+    return [re.split(r"  +", line.strip())[0] for line in part.group(1).splitlines()] if part else []
+
+
+def help_of(program, *words):
+    return support.run(PROGRAMS[program], *words, "--help", check=True).stdout
+
+
+def in_help(program):
+    root = help_of(program)
+    found = {"": set(summaries(root, "options"))}
+    for command in summaries(root, "commands"):
+        words = re.match(r"[a-z-]+(?: [a-z-]+)*(?![|\w])", command).group().split()
+        found[command] = set(summaries(help_of(program, *words), "options")) - found[""]
+    return found
+
+
+class Pages(unittest.TestCase):
+    maxDiff = None
+
+    def test_every_page_is_well_formed(self):
+        for program in PROGRAMS:
+            result = subprocess.run(["mandoc", "-Tlint", "-Wwarning", page(program)], capture_output=True, text=True,
+                                    timeout=support.TIMEOUT)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
+
+    def test_every_page_has_the_usual_sections(self):
+        for program in PROGRAMS:
+            sections = [line[4:] for line in lines(program) if line.startswith(".Sh ")]
+            self.assertEqual([section for section in sections if section in SECTIONS], SECTIONS, program)
+
+    def test_what_a_help_lists_is_in_the_page(self):
+        for program in PROGRAMS:
+            there = in_page(program)
+            for command, options in in_help(program).items():
+                with self.subTest(program=program, command=command):
+                    self.assertIn(command, there)
+                    self.assertEqual(options - there[command], set())
+
+    def test_what_a_page_lists_is_in_the_help(self):
+        for program in PROGRAMS:
+            there = in_help(program)
+            for command, options in in_page(program).items():
+                with self.subTest(program=program, command=command):
+                    self.assertIn(command, there)
+                    self.assertEqual(options - there[command], set())
+
+    def test_the_faults_of_a_page_are_those_of_the_help(self):
+        for program, kind in (("wansim", r"Faults: (.*?)\. "), ("modemsim", r"Faults, .*?: (.*?)\. ")):
+            told = re.search(kind, " ".join(help_of(program).split())).group(1)
+            named = set(re.findall(r"(?<![\w(])[a-z]+(?:-[a-z]+)?\b(?! being)", re.sub(r";.*?:", ",", told)))
+            section = "\n".join(lines(program)).split("\n.Sh FAULTS\n")[1].split("\n.Sh ")[0]
+            self.assertEqual(set(re.findall(r"^\.It Cm ([a-z-]+)", section, re.M)), named)
+
+    def test_every_page_refers_to_pages_that_there_are(self):
+        for program in PROGRAMS:
+            for name, section in re.findall(r"^\.Xr (\S+) (\d)", "\n".join(lines(program)), re.M):
+                with self.subTest(program=program, name=name):
+                    self.assertTrue(name == "syslog" or os.path.exists(os.path.join(PAGES, f"{name}.{section}")))
+
+    def test_the_commands_of_the_examples_are_understood(self):
+        for program in PROGRAMS:
+            examples = "\n".join(lines(program)).split("\n.Sh EXAMPLES\n")[1].split("\n.Sh ")[0]
+            calls = re.findall(r"\$ (ltectl|wansim|modemsim)((?: [^&\n]+)?)", examples)
+            self.assertTrue(calls)
+            for name, arguments in calls:
+                with self.subTest(name + arguments):
+                    result = support.run(PROGRAMS[name], *arguments.split(), "--version")
+                    self.assertEqual((result.returncode, result.stderr), (support.DONE, ""))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)

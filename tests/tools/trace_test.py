@@ -1,0 +1,301 @@
+"""ltectl trace. What is to be seen is written, and renamed, by the library.
+
+usage: trace_test.py LTECTL WANSIM TRACE_WRITER"""
+
+import contextlib
+import json
+import os
+import re
+import signal
+import sys
+import time
+
+import support
+from support import DONE, FAILED, Background, ToolTest, ltectl
+
+WRITER = sys.argv.pop(3)
+CURRENT, PREVIOUS = "/tmp/ltelog.1", "/tmp/ltelog.2"
+LIMIT = 262144
+# Fewer entries than make the file too long, however they come out.
+FEW = 2000
+# What trace_writer traces are sizes, and a size has to be above that of a piece.
+BASE = 1000000
+
+
+def write(first, last):
+    support.run(WRITER, str(BASE + first), str(BASE + last), check=True)
+
+
+def numbers(text):
+    """Of the entries of trace_writer, in their order."""
+    return [int(number) - BASE for number in re.findall(r"img file len:(\d+),", text)]
+
+
+def inode(path):
+    """None when there is no such file."""
+    return os.stat(path).st_ino if os.path.exists(path) else None
+
+
+class TraceTest(ToolTest):
+    def setUp(self):
+        super().setUp()
+        for path in (CURRENT, PREVIOUS):
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(path)
+        self.next = 1
+
+    def write_few(self):
+        """Their numbers."""
+        first, self.next = self.next, self.next + FEW
+        write(first, self.next - 1)
+        return list(range(first, self.next))
+
+    def rotate(self):
+        """Writes until the file has been renamed; the numbers."""
+        before = inode(PREVIOUS)
+        written = self.write_few()
+        while inode(PREVIOUS) == before:
+            written += self.write_few()
+        return written
+
+
+class Whole(TraceTest):
+    def test_the_generation_before_comes_first(self):
+        written = self.rotate() + self.write_few()
+        self.assertGreater(os.path.getsize(PREVIOUS), LIMIT)
+        result = ltectl("trace")
+        self.assertEqual((result.returncode, result.stderr, numbers(result.stdout)), (DONE, "", written))
+        self.assertEqual(result.stdout.encode(), support.read_file(PREVIOUS) + support.read_file(CURRENT))
+
+    def test_only_the_current_one(self):
+        write(7, 7)
+        self.assertRegex(ltectl("trace").stdout,
+                         r"\A\[lib/lc_up:lc_set_img_size:\d+\]img file len:1000007, split into 489 pic\n\n\Z")
+
+    def test_only_the_one_before(self):
+        support.write_file(PREVIOUS, b"just renamed\n\n")
+        self.assert_ran(ltectl("trace"), "just renamed\n\n")
+
+    def test_an_entry_that_was_cut_short(self):
+        support.write_file(PREVIOUS, b"whole\nhalf")
+        support.write_file(CURRENT, b"more\n\nhal")
+        self.assert_ran(ltectl("trace"), "whole\nhalf\nmore\n\nhal\n")
+
+    def test_what_it_holds_cannot_drive_the_terminal(self):
+        support.write_file(CURRENT, b"OK\r\n\x1b[2J\0\r\r\n")
+        self.assert_ran(ltectl("trace"), "OK\n?[2J??\n")
+
+    def test_nothing_there(self):
+        for options in ((), ("--json",)):
+            self.assert_failed(ltectl("trace", *options), FAILED,
+                               "cannot read /tmp/ltelog.1: No such file or directory")
+
+    def test_a_file_that_cannot_be_opened(self):
+        support.write_file(PREVIOUS, b"before\n")
+        os.symlink(CURRENT, CURRENT)
+        for options in ((), ("-f",)):
+            result = ltectl("trace", *options)
+            self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
+            self.assertRegex(result.stderr, r"\Altectl: cannot read /tmp/ltelog\.1: \w.+\n\Z")
+
+    def test_a_pipe_in_its_place_is_not_waited_for(self):
+        os.mkfifo(CURRENT)
+        self.assert_ran(ltectl("trace"))
+
+    def test_as_json(self):
+        write(7, 7)
+        with open(CURRENT, "ab") as file:
+            file.write(b"[lib/a:f:2]one\r\nanother\n\n[a]b\n[a:b]c\n[a:b:c]d\n[a:b:1:2]e\nx[a:b:1]f\n"
+                       b"[::0]\n[a:b:99999999999999]g\n\xff\n")
+        answers = self.objects(ltectl("trace", "--json").stdout)
+        line = answers[0].pop("line")
+        self.assertEqual(answers[0], {"unit": "lib/lc_up", "function": "lc_set_img_size",
+                                      "text": "img file len:1000007, split into 489 pic"})
+        self.assertGreater(line, 1)
+        self.assertEqual(answers[1:], [
+            {"unit": "lib/a", "function": "f", "line": 2, "text": "one"}, {"text": "another"}, {"text": "[a]b"},
+            {"text": "[a:b]c"}, {"text": "[a:b:c]d"}, {"text": "[a:b:1:2]e"}, {"text": "x[a:b:1]f"},
+            {"unit": "", "function": "", "line": 0, "text": ""}, {"text": "[a:b:99999999999999]g"},
+            {"text": "\ufffd"}])
+
+
+class Follow(TraceTest):
+    def start(self, *options):
+        self.trace = Background(self, support.ltectl_program, "trace", *(options or ("-f",)))
+
+    def seen(self, count):
+        """The numbers of so many entries more."""
+        found = []
+        while len(found) < count:
+            found += numbers(self.trace.out.next())
+        return found
+
+    def assert_seen(self, written):
+        self.assertEqual(self.seen(len(written)), written)
+
+    def assert_ends(self, number=signal.SIGINT):
+        """Nothing more is shown."""
+        status, out, err = self.trace.end(number)
+        self.assertEqual((status, out.strip(), err), (DONE, "", ""))
+
+    def pause(self):
+        """Nothing is looked at until its end."""
+        self.trace.process.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, self.trace.process.pid, os.WSTOPPED)
+
+    def go_on(self):
+        self.trace.process.send_signal(signal.SIGCONT)
+
+    def test_what_is_there_then_what_is_added(self):
+        written = self.rotate() + self.write_few()
+        self.start("--follow")
+        self.assert_seen(written)
+        self.assert_seen(self.write_few())
+        self.assert_ends()
+
+    def test_a_signal_ends_it_in_order(self):
+        write(1, 1)
+        for number in (signal.SIGINT, signal.SIGTERM):
+            self.start()
+            self.assert_seen([1])
+            self.assert_ends(number)
+
+    def test_a_reader_that_goes_away_ends_it_without_another_line(self):
+        write(1, 1)
+        self.start()
+        self.assert_seen([1])
+        self.trace.out.close()
+        self.assertEqual(self.trace.finish(), (DONE, "", ""))
+
+    def test_rotation_after_rotation_loses_and_doubles_nothing(self):
+        self.start()
+        self.trace.err.next()
+        files = set()
+        for _ in range(7):
+            self.assert_seen(self.write_few())
+            files.add(inode(CURRENT))
+        self.assertGreater(len(files), 3)
+        self.assert_ends()
+
+    def test_a_rotation_between_two_looks(self):
+        written = self.write_few()
+        self.start()
+        self.assert_seen(written)
+        self.pause()
+        written = self.rotate() + self.write_few()
+        self.go_on()
+        self.assert_seen(written)
+        self.assert_ends()
+
+    def test_a_file_that_was_just_renamed(self):
+        self.start()
+        self.trace.err.next()
+        support.write_file(CURRENT, b"x" * LIMIT + b"\n")
+        write(1, 1)
+        self.assertFalse(os.path.exists(CURRENT))
+        self.assert_seen([1])
+        self.assert_seen(self.write_few())
+        self.assert_ends()
+
+    def test_two_rotations_between_two_looks_are_told(self):
+        written = self.write_few()
+        self.start()
+        self.assert_seen(written)
+        self.pause()
+        self.rotate()
+        self.rotate()
+        self.rotate()
+        left = numbers(ltectl("trace").stdout)
+        self.go_on()
+        shown = self.seen(len(left))
+        while shown[-len(left):] != left:
+            shown += self.seen(1)
+        self.assertEqual(self.trace.err.next(),
+                         "ltectl: the trace file was renamed more than once meanwhile: lines may be lost")
+        # What was written to the file that it had open is shown too, and none of it twice.
+        self.assertEqual(shown, sorted(set(shown)))
+        self.assertGreater(shown[0], written[-1])
+        self.assert_ends()
+
+    def test_who_had_the_file_open_writes_to_the_one_before(self):
+        written = self.write_few()
+        self.start()
+        self.assert_seen(written)
+        with open(CURRENT, "ab", buffering=0) as late:
+            self.assert_seen(self.rotate())
+            self.assert_seen(self.write_few())
+            late.write(b"img file len:-,\nimg file len:9999999,\n")
+            self.assert_seen([8999999])
+        self.assert_seen(self.write_few())
+        self.assert_ends()
+
+    def test_an_entry_is_shown_when_it_is_whole(self):
+        write(1, 1)
+        self.start()
+        self.assert_seen([1])
+        with open(CURRENT, "ab", buffering=0) as file:
+            file.write(b"img file len:100000")
+            self.assertFalse(self.trace.out.more(0.6) and b"len" in self.trace.out.buffer)
+            file.write(b"3,\n")
+            self.assert_seen([3])
+
+    def test_a_file_that_is_not_there_yet_is_waited_for(self):
+        self.start()
+        self.assertEqual(self.trace.err.next(), "ltectl: waiting for /tmp/ltelog.1")
+        write(1, 2)
+        self.assert_seen([1, 2])
+        self.assert_ends()
+
+    def test_a_file_that_somebody_removes(self):
+        written = self.rotate()
+        self.start()
+        self.assert_seen(written)
+        write(1, 2)
+        self.assert_seen([1, 2])
+        self.pause()
+        write(3, 4)
+        os.unlink(CURRENT)
+        write(5, 6)
+        self.go_on()
+        self.assert_seen([3, 4, 5, 6])
+        os.unlink(CURRENT)
+        os.unlink(PREVIOUS)
+        write(7, 7)
+        self.assert_seen([7])
+        self.assert_ends()
+
+    def test_a_file_that_somebody_empties(self):
+        write(100, 110)
+        self.start()
+        self.assert_seen(list(range(100, 111)))
+        os.truncate(CURRENT, 0)
+        write(1, 2)
+        self.assert_seen([1, 2])
+        self.assert_ends()
+
+    def test_waiting_costs_next_to_nothing(self):
+        write(1, 1)
+        self.start()
+        self.assert_seen([1])
+        time.sleep(0.3)  # past what an emulator translates for the first look
+        ticks = self.ticks()
+        time.sleep(2)
+        spent = (self.ticks() - ticks) / os.sysconf("SC_CLK_TCK")
+        self.assertLess(spent, 0.2)
+
+    def ticks(self):
+        """Of processor time that the program has taken."""
+        with open(f"/proc/{self.trace.process.pid}/stat") as file:
+            fields = file.read().rsplit(")", 1)[1].split()
+        return int(fields[11]) + int(fields[12])
+
+    def test_as_json(self):
+        write(1, 1)
+        self.start("-f", "--json")
+        self.assertEqual(json.loads(self.trace.out.next())["text"], "img file len:1000001, split into 489 pic")
+        write(2, 2)
+        self.assertEqual(json.loads(self.trace.out.next())["text"], "img file len:1000002, split into 489 pic")
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,318 @@
+// log: which modules log what. The library looks for a flag file before each message.
+
+#include "lc_log.h"
+
+#include "common/program.h"
+#include "common/record.h"
+#include "ltectl/array.h"
+#include "ltectl/commands.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <iterator>
+#include <strings.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr char kConfig[] = "/usr/bin/logid.cfg";
+constexpr int32_t kBuiltIn = 16;
+constexpr size_t kMaxIdDigits = 10; // the library takes no more, nor has atoi a value for them
+constexpr char kTime[] = "time";
+
+struct Level {
+    const char *name;
+    const char *in_flag;
+};
+
+constexpr Level kLevels[] = {{"debug", "DEBUG"}, {"info", "INFO"}, {"error", "ERROR"}};
+
+constexpr const char *kOffOn[] = {"off", "on"};
+
+// ---- Flag files ----
+
+struct Flag {
+    char path[80];
+
+    Flag(const char *module, const Level &level)
+    {
+        snprintf(path, sizeof(path), "/tmp/.LC_DEBUG_FLAG_%.32s_%s", module, level.in_flag);
+    }
+    Flag() { strcpy(path, "/tmp/.LC_DEBUG_FLAG_TIME"); }
+
+    const char *state() const { return kOffOn[access(path, F_OK) == 0 ? 1 : 0]; }
+
+    // Returns kDone, or the exit code after saying what is wrong.
+    int set(bool on) const
+    {
+        if (on && access(path, F_OK) != 0) {
+            // O_EXCL: no link that a stranger has left leads to another file.
+            const int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+            if (fd < 0) {
+                return fail(kFailed, "cannot make %s: %s", path, strerror(errno));
+            }
+            close(fd);
+        }
+        if (!on && unlink(path) != 0 && errno != ENOENT) {
+            return fail(kFailed, "cannot remove %s: %s", path, strerror(errno));
+        }
+        return kDone;
+    }
+};
+
+// ---- Modules ----
+
+class Modules {
+public:
+    // False when there is no memory.
+    bool read() { return read_built_in() && read_config(); }
+
+    const logconfig *begin() const { return modules_.begin(); }
+    const logconfig *end() const { return modules_.end(); }
+
+    bool has(const char *name) const
+    {
+        for (const logconfig &module : modules_) {
+            if (strcmp(module.name, name) == 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    bool has_id(int32_t id) const
+    {
+        for (const logconfig &module : modules_) {
+            if (module.id == id) {
+                return true;
+            }
+        }
+        return false;
+    }
+    // The library decides whether there is one.
+    bool add(int32_t id)
+    {
+        logconfig module;
+        return has_id(id) || get_logconfig_by_ID(&module, id) != 0 || modules_.add(module);
+    }
+    bool read_built_in()
+    {
+        for (int32_t id = 0; id < kBuiltIn; ++id) {
+            if (!add(id)) {
+                return false;
+            }
+        }
+        return true;
+    }
+    // Only asks the library for whatever may be the id of a line.
+    bool read_config()
+    {
+        FILE *file = fopen(kConfig, "re");
+        if (file == nullptr) {
+            return true;
+        }
+        bool added = true;
+        char *line = nullptr;
+        size_t room = 0;
+        while (added && getline(&line, &room, file) > 0) {
+            const size_t digits = strcspn(line, ",");
+            if (digits <= kMaxIdDigits && line[digits] == ',') {
+                added = add(atoi(line));
+            }
+        }
+        free(line);
+        fclose(file);
+        return added;
+    }
+
+    Array<logconfig> modules_;
+};
+
+// ---- What is asked for ----
+
+struct Wanted {
+    const char *module = nullptr; // all
+    const Level *level = nullptr; // all
+    bool time = false;            // that instead
+    uint32_t on = 0;
+};
+
+const Level *find_level(const char *name)
+{
+    for (const Level &level : kLevels) {
+        if (strcasecmp(level.name, name) == 0) {
+            return &level;
+        }
+    }
+    return nullptr;
+}
+
+// The names of all modules, with commas between them; to be freed.
+char *list_modules(const Modules &modules)
+{
+    char *text = nullptr;
+    size_t size = 0;
+    FILE *file = open_memstream(&text, &size);
+    if (file == nullptr) {
+        return nullptr;
+    }
+    const char *separator = "";
+    for (const logconfig &module : modules) {
+        fputs(separator, file);
+        put_text(module.name, file);
+        separator = ", ";
+    }
+    fclose(file);
+    return text;
+}
+
+// what: "a module" or what else could stand there.
+int unknown(const Modules &modules, const char *what, const char *name)
+{
+    char *known = list_modules(modules);
+    const int code = fail(kUsage, "\"%s\" is not %s; the modules are %s", name, what,
+                          known != nullptr ? known : "too many");
+    free(known);
+    return code;
+}
+
+int parse_level(const char *name, Wanted *wanted)
+{
+    wanted->level = find_level(name);
+    if (wanted->level == nullptr) {
+        return fail(kUsage, "\"%s\" is not a level; the levels are debug, info, error", name);
+    }
+    return kDone;
+}
+
+int parse_module(const Modules &modules, const char *name, Wanted *wanted)
+{
+    wanted->module = name;
+    return modules.has(name) ? kDone : unknown(modules, "a module", name);
+}
+
+// One word, which may be a module, a level or the time.
+int parse_word(const Modules &modules, const char *word, Wanted *wanted)
+{
+    wanted->time = strcasecmp(word, kTime) == 0;
+    wanted->level = find_level(word);
+    if (wanted->time || wanted->level != nullptr) {
+        return kDone;
+    }
+    wanted->module = word;
+    return modules.has(word)
+               ? kDone
+               : unknown(modules, "a module, a level (debug, info, error) or \"time\"", word);
+}
+
+// operands: at least one.
+int parse(const Modules &modules, char *const *operands, Wanted *wanted)
+{
+    size_t count = 1;
+    while (operands[count] != nullptr) {
+        ++count;
+    }
+    const char *state = operands[count - 1];
+    if (!kOnOff.parse(state, &wanted->on)) {
+        return bad_value("log", kOnOff, state);
+    }
+    if (count == 2) {
+        return parse_word(modules, operands[0], wanted);
+    }
+    int code = kDone;
+    if (count == 3) {
+        code = parse_module(modules, operands[0], wanted);
+        if (code == kDone) {
+            code = parse_level(operands[1], wanted);
+        }
+    }
+    return code;
+}
+
+// ---- What is done ----
+
+bool concerns(const Wanted &wanted, const logconfig &module)
+{
+    return wanted.module == nullptr || strcmp(wanted.module, module.name) == 0;
+}
+
+bool concerns(const Wanted &wanted, const Level &level)
+{
+    return wanted.level == nullptr || wanted.level == &level;
+}
+
+int set_module(const logconfig &module, const Wanted &wanted)
+{
+    for (const Level &level : kLevels) {
+        if (concerns(wanted, level)) {
+            const int code = Flag(module.name, level).set(wanted.on != 0);
+            if (code != kDone) {
+                return code;
+            }
+        }
+    }
+    return kDone;
+}
+
+void show_module(const logconfig &module)
+{
+    Record record;
+    record.word("module", module.name).number("id", module.id);
+    for (const Level &level : kLevels) {
+        record.field(level.name, Flag(module.name, level).state());
+    }
+}
+
+void show_time() { Record().field(kTime, Flag().state()); }
+
+int set(const Modules &modules, const Wanted &wanted)
+{
+    if (wanted.time) {
+        const int code = Flag().set(wanted.on != 0);
+        if (code == kDone) {
+            show_time();
+        }
+        return code;
+    }
+    for (const logconfig &module : modules) {
+        if (concerns(wanted, module)) {
+            const int code = set_module(module, wanted);
+            if (code != kDone) {
+                return code;
+            }
+            show_module(module);
+        }
+    }
+    return kDone;
+}
+
+int show_all(const Modules &modules)
+{
+    for (const logconfig &module : modules) {
+        show_module(module);
+    }
+    show_time();
+    return kDone;
+}
+
+} // namespace
+
+int log_switches(char *const *operands)
+{
+    Modules modules;
+    if (!modules.read()) {
+        return fail(kFailed, "cannot list the modules: %s", strerror(errno));
+    }
+    if (operands[0] == nullptr) {
+        return show_all(modules);
+    }
+    Wanted wanted;
+    const int code = parse(modules, operands, &wanted);
+    return code == kDone ? set(modules, wanted) : code;
+}
+
+} // namespace lterouter::tools

@@ -1,0 +1,242 @@
+#include "ltectl/message.h"
+
+#include "common/wan_manager.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr const char *kTypes[] = {"async", "request", "response", "short"};
+static_assert(IPC_MSG_TYPE_ASYNC == 0 && IPC_MSG_TYPE_REQUEST == 1);
+static_assert(IPC_MSG_TYPE_RESPONSE == 2 && IPC_MSG_TYPE_SHORT == 3);
+
+struct Body {
+    const uint8_t *bytes;
+    uint32_t length;
+
+    // The record that it is; its length has been seen to.
+    template <typename T> T record() const
+    {
+        T record;
+        memcpy(&record, bytes, sizeof(record));
+        return record;
+    }
+    std::string_view text() const
+    {
+        const auto *start = reinterpret_cast<const char *>(bytes);
+        return {start, strnlen(start, length)};
+    }
+};
+
+// A number of eight hexadecimal digits.
+struct Hex {
+    char text[11];
+
+    explicit Hex(uint32_t number) { snprintf(text, sizeof(text), "0x%08" PRIx32, number); }
+};
+
+// ---- Bodies ---- each adds what is in one; false when it is malformed.
+
+const char *name_of(uint32_t msg_id);
+
+bool add_value(Record &record, const Body &body)
+{
+    record.number("value", body.record<uint32_t>());
+    return true;
+}
+
+bool add_switch(Record &record, const Body &body)
+{
+    record.number("value", body.record<uint8_t>());
+    return true;
+}
+
+bool add_roaming_switch(Record &record, const Body &body)
+{
+    add_roaming(record, body.record<uint32_t>());
+    return true;
+}
+
+bool add_link_status(Record &record, const Body &body)
+{
+    add_link(record, body.record<lct_link_status>());
+    return true;
+}
+
+bool add_interface_status(Record &record, const Body &body)
+{
+    add_interface(record, body.record<lct_iface_status>());
+    return true;
+}
+
+bool add_report(Record &record, const Body &body)
+{
+    record.field("text", body.text());
+    return true;
+}
+
+bool add_pin(Record &record, const Body &body)
+{
+    record.field("pin", bounded(body.record<lct_pin>().pin));
+    return true;
+}
+
+bool add_pins(Record &record, const Body &body)
+{
+    const auto change = body.record<lct_pin_change>();
+    record.field("old_pin", bounded(change.old_pin)).field("new_pin", bounded(change.new_pin));
+    return true;
+}
+
+bool add_command(Record &record, const Body &body)
+{
+    const std::string_view command = at_command(body.bytes, body.length);
+    if (command.empty()) {
+        return false;
+    }
+    record.field("command", command);
+    return true;
+}
+
+bool add_notification(Record &record, const Body &body)
+{
+    const auto msg_id = body.record<uint32_t>();
+    const char *name = name_of(msg_id);
+    record.field("notification", name != nullptr ? name : Hex(msg_id).text);
+    return true;
+}
+
+// ---- Messages ----
+
+struct Kind {
+    uint32_t msg_id;
+    const char *name;
+    uint32_t body_least = 1;
+    uint32_t body_most = 0;
+    bool (*add_body)(Record &record, const Body &body) = nullptr;
+};
+
+constexpr uint32_t kWord = sizeof(uint32_t);
+constexpr uint32_t kPin = sizeof(lct_pin);
+constexpr uint32_t kPins = sizeof(lct_pin_change);
+constexpr uint32_t kLink = LCT_LINK_BODY_SIZE;
+constexpr uint32_t kIface = LCT_IFACE_BODY_SIZE;
+constexpr uint32_t kMost = IPC_MSG_MAX_BODY;
+
+#define NAMED(id) id, #id
+
+// clang-format off
+//   message                               body          its fields
+constexpr Kind kKinds[] = {
+    {NAMED(IPC_MSG_ID_REGISTER),          kWord, kWord,   add_notification},
+    {NAMED(IPC_MSG_ID_DEREGISTER),        kWord, kWord,   add_notification},
+    {NAMED(SC_STATE_CHANGE_REQ),          kWord, kWord,   add_value},
+    {NAMED(WM_MSG_CONNECT_REQ)},
+    {NAMED(WM_MSG_DISCONNECT_REQ)},
+    {NAMED(WM_MSG_LINK_STATUS_NOTIFY),    kLink, kLink,   add_link_status},
+    {NAMED(WM_MSG_IFACE_STATUS_NOTIFY),   kIface, kIface, add_interface_status},
+    {NAMED(WM_MSG_NETTYPE_GET_REQ)},
+    {NAMED(WM_MSG_NETTYPE_SET_REQ),       kWord, kWord,   add_value},
+    {NAMED(WM_MSG_ROAM_SWITCH_GET_REQ)},
+    {NAMED(WM_MSG_ROAM_SWITCH_SET_REQ),   kWord, kWord,   add_roaming_switch},
+    {NAMED(WM_MSG_PIN_DISABLE_REQ),       kPin, kPin,     add_pin},
+    {NAMED(WM_MSG_PIN_MODIFY_REQ),        kPins, kPins,   add_pins},
+    {NAMED(WM_MSG_PIN_MODIFY_EN_REQ),     1, 1,           add_switch},
+    {NAMED(WM_MSG_NETLIST_SEARCH_REQ)},
+    {NAMED(WM_MSG_MODEM_AT_REQ),          1, kMost,       add_command},
+    {NAMED(WM_MSG_PIN_ENABLE_REQ),        kPin, kPin,     add_pin},
+    {NAMED(WM_MSG_DUALMODE_SET_PREF_REQ), kWord, kWord,   add_value},
+    {NAMED(WM_MSG_APN_SET_REQ)},
+    {NAMED(WM_MSG_MODEM_NOTIFY),          1, kMost,       add_report},
+    {NAMED(WM_MSG_IMSI_GET_REQ)},
+    {NAMED(WM_MSG_IFACE_UPORDOWN_REQ),    kIface, kIface, add_interface_status},
+    {NAMED(WM_MSG_DIAG_INFO_REQ)},
+    {NAMED(WM_MSG_DIAG_HIDE_INFO_REQ)},
+    {NAMED(WM_MSG_LTE_CHANNEL_REQ)},
+    {NAMED(WM_MSG_SERIAL_PORT_SET_REQ),   kWord, kWord,   add_value},
+    {NAMED(WM_MSG_AT_CFUN_OFF_REQ)},
+    {NAMED(WM_MSG_SMS_DEL_ALL_REQ)},
+};
+// clang-format on
+
+// nullptr: whatever is not in the table.
+const Kind *find_kind(uint32_t msg_id)
+{
+    for (const Kind &kind : kKinds) {
+        if (kind.msg_id == msg_id) {
+            return &kind;
+        }
+    }
+    return nullptr;
+}
+
+const char *name_of(uint32_t msg_id)
+{
+    const Kind *kind = find_kind(msg_id);
+    return kind != nullptr ? kind->name : nullptr;
+}
+
+void add_hex(Record &record, const Body &body)
+{
+    if (body.length == 0) {
+        return;
+    }
+    char text[2 * IPC_MSG_MAX_BODY + 1] = "";
+    for (uint32_t i = 0; i < body.length; ++i) {
+        snprintf(text + size_t{2} * i, 3, "%02x", body.bytes[i]);
+    }
+    record.field("body", text);
+}
+
+bool add_fields(Record &record, const Kind *kind, const Body &body)
+{
+    return kind != nullptr && body.length >= kind->body_least && body.length <= kind->body_most &&
+           kind->add_body(record, body);
+}
+
+// Every response begins with a result; what is behind it only its request tells.
+void add_answer(Record &record, Body body)
+{
+    if (body.length >= sizeof(int32_t)) {
+        record.number("result", body.record<int32_t>());
+        body = {body.bytes + sizeof(int32_t), body.length - static_cast<uint32_t>(sizeof(int32_t))};
+    }
+    add_hex(record, body);
+}
+
+} // namespace
+
+void copy_message(ipc_msg_hdr *received, Message *message)
+{
+    // Not where ipc_msg_body says: what travels has the long header, whatever its type.
+    const auto *body = reinterpret_cast<const uint8_t *>(received) + sizeof(*received);
+    message->header = *received;
+    message->sender = *ipc_msg_sender(received);
+    memcpy(message->body, body, std::min<size_t>(received->length, sizeof(message->body)));
+}
+
+void print_message(const Message &message)
+{
+    const ipc_msg_hdr &header = message.header;
+    const Kind *kind = find_kind(header.msg_id);
+    Record record;
+    add_named(record, "type", kTypes, header.type);
+    record.word("message", kind != nullptr ? kind->name : "unknown")
+        .field("id", Hex(header.msg_id).text)
+        .number("session", header.session_id)
+        .number("length", header.length)
+        .field("from", socket_name(message.sender));
+    const Body body = {message.body, std::min<uint32_t>(header.length, sizeof(message.body))};
+    if (header.type == IPC_MSG_TYPE_RESPONSE) {
+        add_answer(record, body);
+    } else if (!add_fields(record, kind, body)) {
+        add_hex(record, body);
+    }
+}
+
+} // namespace lterouter::tools

@@ -1,0 +1,284 @@
+// trace: what the library traces, oldest first. It needs no WAN manager.
+
+#include "common/program.h"
+#include "common/record.h"
+#include "ltectl/commands.h"
+#include "ltectl/events.h"
+#include "ltectl/trace_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace lterouter::tools {
+namespace {
+
+bool g_follow = false;
+
+// Two generations hold far more than a client traces in this time.
+constexpr int64_t kPollMs = 200;
+
+// ---- Lines ----
+
+// What an entry begins with: "[unit:function:line]".
+struct Head {
+    std::string_view unit;
+    std::string_view function;
+    uint32_t line = 0;
+};
+
+// Takes what stands before the mark off the text, with the mark; false when there is none.
+bool take_to(std::string_view *text, char mark, std::string_view *taken)
+{
+    const size_t length = text->find(mark);
+    if (length == std::string_view::npos) {
+        return false;
+    }
+    *taken = {text->data(), length};
+    text->remove_prefix(length + 1);
+    return true;
+}
+
+// Takes the head off a line; false when it begins otherwise, as the further ones of an entry do.
+bool take_head(std::string_view *line, Head *head)
+{
+    std::string_view rest = *line;
+    std::string_view before;
+    std::string_view number;
+    if (!take_to(&rest, '[', &before) || !before.empty() || !take_to(&rest, ':', &head->unit) ||
+        !take_to(&rest, ':', &head->function) || !take_to(&rest, ']', &number) ||
+        !parse_number(number, 0, INT32_MAX, &head->line)) {
+        return false;
+    }
+    *line = rest;
+    return true;
+}
+
+void print_object(std::string_view line)
+{
+    if (line.empty()) { // between two entries
+        return;
+    }
+    Record record;
+    Head head;
+    if (take_head(&line, &head)) {
+        record.word("unit", head.unit).word("function", head.function).number("line", head.line);
+    }
+    record.word("text", line);
+}
+
+// As it stands in the file.
+void print_line(std::string_view line)
+{
+    start_output();
+    put_text(line);
+    putchar('\n');
+    flush_output();
+}
+
+// line: without its line feed.
+void show(std::string_view line)
+{
+    if (line.ends_with('\r')) { // so do the modem's
+        line.remove_suffix(1);
+    }
+    g_program.json ? print_object(line) : print_line(line);
+}
+
+// ---- Files ----
+
+// A generation of the trace file, wherever it has been renamed to.
+class Generation {
+public:
+    Generation() = default;
+    // O_NONBLOCK: whatever else somebody has put in its place is not waited for.
+    explicit Generation(const char *path)
+    {
+        const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        file_ = fd >= 0 ? fdopen(fd, "r") : nullptr;
+        error_ = file_ != nullptr ? 0 : errno;
+    }
+    Generation(Generation &&other) noexcept { *this = std::move(other); }
+    Generation &operator=(Generation &&other) noexcept
+    {
+        std::swap(file_, other.file_);
+        std::swap(error_, other.error_);
+        return *this;
+    }
+    ~Generation()
+    {
+        if (file_ != nullptr) {
+            fclose(file_);
+        }
+    }
+
+    explicit operator bool() const { return file_ != nullptr; }
+    // Why it could not be opened.
+    int error() const { return error_; }
+
+    bool is(const struct stat &other) const
+    {
+        struct stat own;
+        return file_ != nullptr && fstat(fileno(file_), &own) == 0 && own.st_dev == other.st_dev &&
+               own.st_ino == other.st_ino;
+    }
+    bool is(const Generation &other) const
+    {
+        struct stat status;
+        return other.file_ != nullptr && fstat(fileno(other.file_), &status) == 0 && is(status);
+    }
+
+    // Shows the lines that have been added. An entry that is just being written is left for the next
+    // time; finally: there is none.
+    void show_new(bool finally);
+
+private:
+    void begin_again_if_cut();
+
+    FILE *file_ = nullptr;
+    int error_ = ENOENT;
+};
+
+// Somebody has emptied it, to see what comes next.
+void Generation::begin_again_if_cut()
+{
+    struct stat status;
+    if (fstat(fileno(file_), &status) == 0 && status.st_size < ftello(file_)) {
+        // A stream of its own: the old one may hold in its buffer what was there.
+        const int fd = fcntl(fileno(file_), F_DUPFD_CLOEXEC, 0);
+        fclose(file_);
+        lseek(fd, 0, SEEK_SET);
+        file_ = fdopen(fd, "r");
+    }
+}
+
+void Generation::show_new(bool finally)
+{
+    if (file_ != nullptr) {
+        begin_again_if_cut();
+    }
+    if (file_ == nullptr) {
+        return;
+    }
+    char *line = nullptr;
+    size_t room = 0;
+    off_t shown = ftello(file_);
+    ssize_t length;
+    while (output_error() == 0 && (length = getline(&line, &room, file_)) > 0) {
+        const bool whole = line[length - 1] == '\n';
+        if (whole || finally) {
+            show({line, static_cast<size_t>(whole ? length - 1 : length)});
+            shown += length;
+        }
+    }
+    fseeko(file_, shown, SEEK_SET); // forgets the end of the file, too
+    free(line);
+}
+
+// Both generations as they were at one moment.
+struct Trace {
+    Generation current;
+    Generation previous;
+};
+
+// Whether the path still leads to that file, or to none.
+bool leads_to(const char *path, const Generation &generation)
+{
+    struct stat status;
+    return stat(path, &status) == 0 ? generation.is(status) : !generation;
+}
+
+Trace open_trace()
+{
+    for (;;) {
+        // In this order: as long as the current one stands, the other is the one before it.
+        Trace trace{Generation(kTraceFile), Generation(kPreviousTraceFile)};
+        const bool unreadable = !trace.current && trace.current.error() != ENOENT;
+        if (unreadable || leads_to(kTraceFile, trace.current)) {
+            return trace;
+        }
+    }
+}
+
+// ---- Following ----
+
+// Takes up what was renamed since.
+void catch_up(Trace *trace)
+{
+    // A file that has come and gone since the last look is the previous one.
+    if (leads_to(kTraceFile, trace->current) &&
+        (trace->current || leads_to(kPreviousTraceFile, trace->previous))) {
+        return;
+    }
+    Trace now = open_trace();
+    if (now.previous.is(trace->current)) {
+        trace->previous.show_new(true);
+        now.previous = std::move(trace->current); // with what has been shown of it
+    } else if (!now.previous || now.previous.is(trace->previous)) {
+        trace->current.show_new(true); // somebody has removed it
+        now.previous = std::move(trace->previous);
+    } else if (trace->current || trace->previous) {
+        trace->current.show_new(true);
+        note("the trace file was renamed more than once meanwhile: lines may be lost");
+    }
+    *trace = std::move(now);
+}
+
+int follow(Trace *trace)
+{
+    if (!open_events()) {
+        return fail(kFailed, "cannot wait: %s", strerror(errno));
+    }
+    if (!trace->current && !trace->previous) {
+        note("waiting for %s", kTraceFile);
+    }
+    for (;;) {
+        catch_up(trace);
+        // Who had it open when it was renamed writes to the previous one.
+        trace->previous.show_new(false);
+        trace->current.show_new(false);
+        if (output_error() != 0) {
+            return kDone; // whether this is a failure is judged at the program's end
+        }
+        Event none;
+        switch (next_event(&none, now_ms() + kPollMs)) {
+        case Arrival::kTimeout:
+        case Arrival::kEvent:
+            break;
+        case Arrival::kSignal:
+        case Arrival::kReaderGone:
+            return kDone;
+        case Arrival::kError:
+            return fail(kFailed, "cannot wait: %s", strerror(errno));
+        }
+    }
+}
+
+} // namespace
+
+const Option kTraceOptions[] = {
+    {"follow", nullptr, "go on with what is added, until Ctrl-C", &kSwitch, &g_follow, 'f'},
+    {},
+};
+
+int show_trace(char *const *)
+{
+    Trace trace = open_trace();
+    const bool waits = g_follow || trace.previous; // the next entry makes the file again
+    if (!trace.current && (trace.current.error() != ENOENT || !waits)) {
+        return fail(kFailed, "cannot read %s: %s", kTraceFile, strerror(trace.current.error()));
+    }
+    if (g_follow) {
+        return follow(&trace);
+    }
+    trace.previous.show_new(true);
+    trace.current.show_new(true);
+    return kDone;
+}
+
+} // namespace lterouter::tools
