@@ -136,6 +136,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"ltectl (net( route| probe)?|upgrade)", Group()),
     (r"ltectl monitor( --json)?", RunsOn("ltectl: waiting for events")),
     (r"ltectl trace -f", RunsOn("[lib/")),
+    (r"ltectl bus watch", RunsOn("ltectl: waiting for messages")),
     (r"ltectl pin enable 0000", Here(status=1)),
     (r"ltectl nv export FILE (.*)", Here(instead=r"ltectl nv export /tmp/FILE \1")),
     # Here is no file to control a LED by.
@@ -144,9 +145,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"modemsim .*(&|--fault .*)", RunsOn("modemsim: ready")),
     (r"(ltectl|wansim|modemsim) .*", Here()),
 
-    (r"tail -F /tmp/ltelog.1", RunsOn("[lib/")),
     (r"touch /tmp/\.LC_DEBUG_FLAG_.*", Here()),
-    (r"grep lc_socket_ /proc/net/unix", Here()),
     (r"yes firmware \| head -c 5000.*", Here()),
 )]
 
