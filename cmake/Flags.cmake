@@ -1,7 +1,7 @@
 # What every target of the project is compiled and linked with, and the extra rules for code that
 # must run without the C++ run time.
 
-option(LTEROUTER_WERROR "Warnings are errors" ON)
+option(LTEROUTER_WERROR "Warnings are errors" ${PROJECT_IS_TOP_LEVEL})
 if(LTEROUTER_WERROR)
     set(lterouter_werror -Werror)
 endif()

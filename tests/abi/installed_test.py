@@ -1,8 +1,9 @@
 """The installed copy: every file in the place that the GNU directory conventions name; and projects outside,
 in C and in C++, find it with pkg-config and with CMake, also after it was moved.
 
-usage: installed_test.py INSTALLED_PREFIX SOURCE_DIR VERSION CMAKE_CACHE [EMULATOR...]
-  CMAKE_CACHE  of the build that was installed: outside projects take its compilers"""
+usage: installed_test.py INSTALLED_PREFIX SOURCE_DIR VERSION CMAKE_CACHE C_COMPILER CXX_COMPILER [EMULATOR...]
+  CMAKE_CACHE               of the build that was installed
+  C_COMPILER, CXX_COMPILER  each with its options, as one argument"""
 
 import os
 import pathlib
@@ -15,7 +16,8 @@ import unittest
 
 PREFIX, SOURCE = (pathlib.Path(path) for path in sys.argv[1:3])
 VERSION, CACHE = sys.argv[3], pathlib.Path(sys.argv[4]).read_text()
-EMULATOR = sys.argv[5:]
+C, CXX = sys.argv[5:7]
+EMULATOR = sys.argv[7:]
 OUTSIDE = pathlib.Path(__file__).parent / "outside"
 PRINTS = {"c": "message 42 of an outside project\n", "cxx": "a list of 1 in an outside project\n"}
 
@@ -93,35 +95,34 @@ class Outside(unittest.TestCase):
         self.prefix = self.folder / "elsewhere"
         shutil.copytree(PREFIX, self.prefix, symlinks=True)
         self.libraries = self.prefix / cached("CMAKE_INSTALL_LIBDIR")
+        # There is no C++ run time for musl.
+        self.environment = {**os.environ, "CXXFLAGS": "-fno-exceptions" if "musl" in C else ""}
 
     def project(self, language):
         return shutil.copytree(OUTSIDE / language, self.folder / language)
 
     def call(self, *command, **more):
-        result = subprocess.run(command, capture_output=True, text=True, env={**os.environ, **more})
+        result = subprocess.run(command, capture_output=True, text=True, env={**self.environment, **more})
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
         return result.stdout
 
+    def toolchain(self):
+        names = "CMAKE_C_COMPILER", "CMAKE_CXX_COMPILER", "CMAKE_TOOLCHAIN_FILE"
+        return [f"-D{name}={cached(name)}" for name in names if cached(name)]
+
     def with_pkg_config(self, language):
         project = self.project(language)
-        self.call("make", "-C", project, f"CC={cached('CMAKE_C_COMPILER')} {cached('CMAKE_C_FLAGS')}",
-                  f"CXX={cached('CMAKE_CXX_COMPILER')} {cached('CMAKE_CXX_FLAGS')}",
-                  PKG_CONFIG_PATH=str(self.libraries / "pkgconfig"))
+        self.call("make", "-C", project, f"CC={C}", f"CXX={CXX}", PKG_CONFIG_PATH=str(self.libraries / "pkgconfig"))
         printed = self.call(*EMULATOR, project / "main", LD_LIBRARY_PATH=str(self.libraries))
         self.assertEqual(printed, PRINTS[language])
 
-    def configure(self, language, *options):
-        found_in = "lterouter_DIR" if cached("CMAKE_TOOLCHAIN_FILE") else "CMAKE_PREFIX_PATH"
-        where = self.libraries / "cmake/lterouter" if found_in == "lterouter_DIR" else self.prefix
+    def with_cmake(self, language):
         project = self.project(language)
         build = project / "build"
-        tools = [f"-D{name}={cached(name)}" for name in
-                 ("CMAKE_C_COMPILER", "CMAKE_CXX_COMPILER", "CMAKE_TOOLCHAIN_FILE") if cached(name)]
-        self.call("cmake", "-S", project, "-B", build, *tools, f"-D{found_in}={where}", *options)
-        return build
-
-    def with_cmake(self, language):
-        build = self.configure(language)
+        where = f"-DCMAKE_PREFIX_PATH={self.prefix}"
+        if cached("CMAKE_TOOLCHAIN_FILE"):  # which has packages looked for below its own root alone
+            where = f"-Dlterouter_DIR={self.libraries / 'cmake/lterouter'}"
+        self.call("cmake", "-S", project, "-B", build, *self.toolchain(), where)
         self.call("cmake", "--build", build)
         for library in ("lterouter", "lterouter_static"):
             program = build / f"outside_{library}"
@@ -140,6 +141,24 @@ class Outside(unittest.TestCase):
 
     def test_a_cxx_project_with_cmake(self):
         self.with_cmake("cxx")
+
+    def test_cmake_takes_the_tree_as_a_part_of_another_project(self):
+        project = self.folder / "whole"
+        shutil.copytree(OUTSIDE / "c", project / "outside")
+        (project / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(whole LANGUAGES C CXX)\n"
+            f"add_subdirectory({SOURCE} lterouter)\n"
+            "add_executable(outside outside/main.c)\ntarget_link_libraries(outside PRIVATE lterouter::lterouter)\n")
+        self.call("cmake", "-S", project, "-B", project / "build", *self.toolchain())
+        self.call("cmake", "--build", project / "build", "-j2")
+        self.assertEqual(self.call(*EMULATOR, project / "build/outside"), PRINTS["c"])
+        self.assertEqual(list(project.glob("build/lterouter/tools")), [])
+
+    def test_cmake_refuses_folders_that_would_not_move_with_the_copy(self):
+        for folder in ("LIBDIR", "INCLUDEDIR"):
+            with self.assertRaisesRegex(AssertionError, rf"CMAKE_INSTALL_{folder} is to be relative"):
+                self.call("cmake", "-S", SOURCE, "-B", self.folder / folder, f"-DCMAKE_INSTALL_{folder}=/opt/lib",
+                          "-DLTEROUTER_TESTS=OFF")
 
     def test_cmake_refuses_a_copy_of_another_major_version(self):
         major = VERSION.split(".")[0]

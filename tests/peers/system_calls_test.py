@@ -33,10 +33,12 @@ if elf.has_musl(SERVER_FILE):  # and the pages that musl gives back as soon as n
 
 def counted(path):
     """Calls by name, select under one name; a call that is shown in two pieces counts once. Only those before
-    the last sendto, which stops the receive thread: how a process then ends differs from run to run."""
+    the last message received ahead of the last sendto, which stops the receive thread: whether that thread waits
+    again by then, and how a process ends, differs from run to run."""
     with open(path) as trace:
         text = trace.read()
-    names = re.findall(r"\b\d+ +(\w+)\(", text[:text.rindex("sendto(")])
+    end = text.rindex("recvfrom(", 0, text.rindex("sendto("))
+    names = re.findall(r"\b\d+ +(\w+)\(", text[:end])
     return collections.Counter("select" if name in SELECT else name for name in names)
 
 
