@@ -130,7 +130,7 @@ void put_files()
     constexpr std::string_view kParameters = "a=1=x\nb=2=y\n";
     put_folders();
     remove_flags();
-    write_file("/tmp/ltelog.2", "[lib/lc_up:lc_up_start:89]modem up start\n\n");
+    write_file("/tmp/ltelog.2", "[lib/lc_up:lc_up_start:89]modem up start\n\n\xc2\x9b\x9b\x1b\n");
     write_file(NVM_DEFAULTS_FILE, NV_IDENTITY_VERSION "=1=1\na=1=x\nb=2=y\n");
     write_file(NVM_CURRENT_DIR "a", {"new", 4});
     write_file(NVM_BACKUP_DIR "a", {"new", 4});
@@ -267,8 +267,24 @@ void check_json(std::string_view output)
     }
 }
 
+// Whether there is a control character, of those above ASCII too, which are 0xc2 and another byte.
+bool drives_terminal(std::string_view output)
+{
+    uint8_t before = 0;
+    for (const char ch : output) {
+        const auto byte = static_cast<uint8_t>(ch);
+        if ((byte < 0x20 && byte != '\n') || byte == 0x7f ||
+            (before == 0xc2 && byte >= 0x80 && byte <= 0x9f)) {
+            return true;
+        }
+        before = byte;
+    }
+    return false;
+}
+
 void check(const Result &result)
 {
+    require(!drives_terminal(result.output), "nothing that a file holds drives the terminal");
     require(result.code >= 0 && result.code <= 3, "there are four exit codes");
     const bool is_help = result.output.starts_with("usage: ");
     if (result.code == 0) {

@@ -139,7 +139,9 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"ltectl bus watch", RunsOn("ltectl: waiting for messages")),
     (r"ltectl pin enable 0000", Here(status=1)),
     (r"ltectl nv export FILE (.*)", Here(instead=r"ltectl nv export /tmp/FILE \1")),
-    # Here is no file to control a LED by.
+    # Here is neither a neighbour, nor a file to control a LED by.
+    (r"ltectl net probe .*",
+     ByTest("tests/formats/formats_test.py", '"net probe 10.9.0.3 lan0 --mac 02:00:00:00:00:03"')),
     (r"ltectl led .*", ByTest("tests/formats/formats_test.py", 'page.table("LED", "file")')),
     (r"wansim( --sms-store)? &|wansim --fault .*", RunsOn("wansim: ready")),
     (r"modemsim .*(&|--fault .*)", RunsOn("modemsim: ready")),

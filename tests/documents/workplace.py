@@ -7,6 +7,7 @@ import shlex
 import shutil
 import subprocess
 import tempfile
+import time
 
 import documents
 import terminal
@@ -75,8 +76,9 @@ class Workplace:
         process.wait()
         process.stdout.close()
 
-    def follow(self, text):
-        """Does what a section says; each command succeeds and prints what stands there."""
+    def follow(self, text, pause=0):
+        """Does what a section says, seconds of a pause before each command; each succeeds and prints what stands
+        there."""
         self.tidy()
         shell = terminal.Terminal(self.folder, self.environment, TIMEOUT)
         others = []
@@ -88,6 +90,7 @@ class Workplace:
                     others.append(self.start(what[0]))
                 else:
                     for command, output in what[0]:
+                        time.sleep(pause)
                         self.test.assertEqual(shell.type(command, output), (0, output), command)
         finally:
             rest = shell.close()

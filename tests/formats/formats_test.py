@@ -13,7 +13,9 @@ import sys
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools"))
+import cable  # noqa: E402
 import frames  # noqa: E402
+import net_test  # noqa: E402
 import support  # noqa: E402
 import upgrade  # noqa: E402
 from frames import AT_PORT  # noqa: E402
@@ -523,6 +525,55 @@ class Upgrade(upgrade.UpgradeTest):
         port = upgrade.Port(self, AT_PORT)
         port.send(line)
         self.assertEqual(port.receive(b"OK\r\n"), answer)
+
+
+class Arp(cable.CableTest):
+    PROBE = "net probe 10.9.0.3 lan0 --mac 02:00:00:00:00:03"
+    PATIENCE_MS = 20000
+    TYPE = 12, 13  # of the frame: of another one, it does not even reach the socket
+    LOOKED_AT = range(20, 38)  # from the operation to the target's hardware address
+    LENGTH = 42  # without the padding
+
+    start_peer = net_test.Probe.start_peer
+
+    def heard(self, act):
+        """The frame that the neighbour hears of what is done."""
+        peer = self.start_peer()
+        act()
+        return bytes.fromhex(peer.out.next())
+
+    def probe(self, timeout=1):
+        return ltectl(*self.PROBE.split(), "--timeout", str(timeout))
+
+    def result_of(self, *answers):
+        self.start_peer(*(answer.hex() for answer in answers))
+        return self.probe(self.PATIENCE_MS).returncode
+
+    def test_request(self):
+        self.assertEqual(self.heard(self.probe), page.dump("arp-request"))
+
+    def test_announcement(self):
+        self.assertEqual(self.heard(lambda: speaker("announce", "10.9.0.3", "10.9.0.77", "lan0",
+                                                    "02:ab:cd:00:00:4d")),
+                         page.dump("arp-announcement"))
+
+    def test_answer_with_padding_and_without(self):
+        answer = page.dump("arp-answer")
+        for size, status in (len(answer), DONE), (self.LENGTH, DONE), (self.LENGTH - 1, FAILED):
+            self.assertEqual(self.result_of(answer[:size]), status, size)
+
+    def test_only_the_first_frame_counts(self):
+        answer = page.dump("arp-answer")
+        self.assertEqual(self.result_of(page.dump("arp-announcement"), answer), FAILED)
+        self.assertEqual(self.result_of(answer, page.dump("arp-announcement")), DONE)
+
+    def test_four_fields_of_an_answer_are_looked_at(self):
+        answer = page.dump("arp-answer")
+        for place in set(range(len(answer))) - set(self.TYPE):
+            with self.subTest(place):
+                wrong = bytearray(answer)
+                wrong[place] ^= 0x40
+                self.assertEqual(self.result_of(wrong), FAILED if place in self.LOOKED_AT else DONE)
 
 
 class Led(unittest.TestCase):

@@ -9,10 +9,13 @@
  *   ask FUNCTION     a client that makes a request for which ltectl has no command
  *   stored FUNCTION  what a client reads of the volatile parameters
  *   apn-list TEXT    the access point that is taken from a list
- *   log MODULE TEXT  an error of a log module */
+ *   log MODULE TEXT  an error of a log module
+ *   announce TARGET SOURCE INTERFACE MAC  has the target note that the source is at the hardware
+ * address */
 #include "lc_ipc_msg.h"
 #include "lc_log.h"
 #include "lc_mem.h"
+#include "lc_network.h"
 #include "lc_nv.h"
 #include "lte_sdk.h"
 
@@ -203,6 +206,9 @@ int main(int argc, char **argv)
         const int result = log_init(atoi(argv[2]));
         log_print(LC_LOG_ERROR, "%s\n", argv[3]);
         return result;
+    }
+    if (argc == 6 && strcmp(argv[1], "announce") == 0) {
+        return lc_arp_update(argv[2], argv[3], argv[4], argv[5]) == 0 ? 0 : 1;
     }
     for (size_t i = 0; argc > 1 && i < sizeof(commands) / sizeof(commands[0]); ++i) {
         if (strcmp(argv[1], commands[i].name) == 0) {

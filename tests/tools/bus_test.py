@@ -61,9 +61,11 @@ class List(ToolTest):
 
     def test_modules_that_the_library_does_not_know(self):
         pid = os.getpid()
-        for name in ("nobody", f"nobody_{pid}", "cli1_0", "cli1_2147483648", "cli1_12345678901234567890"):
+        for name in ("nobody", f"nobody_{pid}", "cli1_0", "cli1_007", "cli1_2147483648",
+                     "cli1_12345678901234567890"):
             self.start_peer(f"lc_socket_{name}_common")
-        self.assert_listed("lc_socket_cli1_0_common module=cli1_0 kind=shared",
+        self.assert_listed("lc_socket_cli1_007_common module=cli1_007 kind=shared",
+                           "lc_socket_cli1_0_common module=cli1_0 kind=shared",
                            "lc_socket_cli1_12345678901234567890_common module=cli1_12345678901234567890 kind=shared",
                            "lc_socket_cli1_2147483648_common module=cli1_2147483648 kind=shared",
                            f"lc_socket_nobody_{pid}_common module=nobody kind=process pid={pid} status=running",
@@ -96,6 +98,13 @@ class List(ToolTest):
     def test_a_name_cannot_drive_the_terminal(self):
         self.start_peer("lc_socket_\x1b[2J_common")
         self.assert_listed("lc_socket_?[2J_common module=?[2J kind=shared")
+
+    def test_nor_can_one_with_control_characters_above_ascii(self):
+        self.bind((b"\0lc_socket_\xc2\x9b2J\x9b\xc3\x9b_common").ljust(108, b"\0"))
+        self.assert_listed("lc_socket_?2J?\u00db_common module=?2J?\u00db kind=shared")
+        result = ltectl("bus", "list", "--json")
+        self.assertIn('"module":"\\u009b2J\\ufffd\u00db"', result.stdout)
+        self.assertEqual(self.objects(result.stdout)[0]["module"], "\u009b2J\ufffd\u00db")
 
     def test_more_than_there_is_room_for_at_first(self):
         names = [f"lc_socket_peer{i:03}_common" for i in range(100)]
@@ -307,6 +316,14 @@ class Watch(ToolTest):
             self.assertEqual([(entry[1], *stranger.unpack("I", entry[3])) for entry in taken],
                              [(stranger.DEREGISTER, IFACE_STATUS), (stranger.DEREGISTER, LINK_STATUS),
                               (stranger.DEREGISTER, MODEM)])
+
+    def test_so_it_does_while_nobody_reads(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            self.start()
+            self.watch.fill()
+            self.tell(support.CONNECT)
+            self.assertEqual(self.watch.end_unread(number), DONE)
+            self.assertEqual([self.manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
 
     def test_a_reader_that_goes_away_ends_it_without_another_message(self):
         self.start()

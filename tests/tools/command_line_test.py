@@ -5,7 +5,7 @@ import re
 import subprocess
 
 import support
-from support import DONE, FAILED, USAGE, ToolTest, ltectl, wansim
+from support import DONE, FAILED, NOBODY, USAGE, ToolTest, ltectl, wansim
 
 # The commands with their operands, in the order of the help.
 COMMANDS = [
@@ -186,6 +186,11 @@ class Options(ToolTest):
 
     def test_options_may_stand_behind_operands(self):
         self.assert_ran(ltectl("ram", "set", "a", "b", "--json"), '{"name":"a","value":"b"}\n')
+
+    def test_a_commands_own_options_stand_behind_its_name(self):
+        self.assert_failed(ltectl("--timeout", "5", "roam"), USAGE, 'unknown option "--timeout"; see ltectl --help')
+        for arguments in (["roam", "--timeout", "5", "on"], ["roam", "on", "--timeout", "5"]):
+            self.assertEqual(ltectl(*arguments).returncode, NOBODY)
 
     def test_what_follows_two_dashes_is_an_operand(self):
         self.assert_ran(ltectl("ram", "set", "a", "--", "--json"), "a=--json\n")

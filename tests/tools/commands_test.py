@@ -338,12 +338,12 @@ class Completion(unittest.TestCase):
     def offered(self, *words):
         script = ('source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); '
                   '_lterouter_complete "$1" "${!#}" "${COMP_WORDS[COMP_CWORD - 1]}"; '
-                  'printf "%s\\n" "${COMPREPLY[@]}"')
+                  '[ ${#COMPREPLY[@]} -eq 0 ] || printf "%s\\n" "${COMPREPLY[@]}"')
         completion = os.path.join(os.path.dirname(__file__), "..", "..", "tools", "completion", "ltectl.bash")
         result = subprocess.run(["bash", "-c", script, "bash", completion, *words], capture_output=True,
                                 text=True, cwd="/2ndfile", timeout=support.TIMEOUT)
         self.assertEqual(result.stderr, "")
-        return result.stdout.split()
+        return result.stdout.split("\n")[:-1]
 
     def test_commands(self):
         offered = self.offered(support.ltectl_program, "")
@@ -375,6 +375,23 @@ class Completion(unittest.TestCase):
             self.assertEqual(self.offered(support.ltectl_program, "log", word, ""), ["off", "on"])
         self.assertEqual(self.offered(support.ltectl_program, "log", "--j"), ["--json"])
         self.assertEqual(self.offered(support.ltectl_program, "log", "--json", "CM", "d"), ["debug"])
+
+    def test_the_log_takes_nothing_behind_on_and_off(self):
+        for words in (["on"], ["off"], ["time", "on"], ["CM", "off"], ["CM", "error", "on"]):
+            self.assertEqual(self.offered(support.ltectl_program, "log", *words, ""), [], words)
+
+    def test_the_shell_makes_nothing_of_a_name(self):
+        name = "x$(touch /2ndfile/ran)`touch /2ndfile/ran`"
+        program = "/2ndfile/ltectl"
+        support.write_file(program, f"#!/bin/sh\necho '{name} id=16 debug=off'\n".encode())
+        os.chmod(program, 0o755)
+        self.addCleanup(os.unlink, program)
+        for current in ("", "x"):
+            offered = self.offered(program, "log", current)
+            typed = subprocess.run(["bash", "-c", "echo " + next(word for word in offered if word.startswith("x"))],
+                                   capture_output=True, text=True, timeout=support.TIMEOUT)
+            self.assertEqual(typed.stdout, name + "\n")
+        self.assertFalse(os.path.exists("/2ndfile/ran"))
 
     def test_files_elsewhere(self):
         with open("/2ndfile/apn.list", "w"):

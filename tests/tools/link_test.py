@@ -131,6 +131,13 @@ class Waiting(ToolTest):
                 FAILED, "", "ltectl: interrupted; the WAN manager goes on with the request\n"))
             self.assertEqual([self.manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
 
+    def test_a_signal_ends_it_while_nobody_reads_the_outcome(self):
+        address = self.start("connect", "--wait", "30")
+        self.client.fill()
+        self.manager.publish(address, LINK_STATUS, link_body(CONNECTED))
+        self.assertEqual(self.client.end_unread(), FAILED)
+        self.assertEqual([self.manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
+
 
 if __name__ == "__main__":
     support.main()

@@ -203,6 +203,15 @@ class Refusals(LogTest):
         self.assert_ran(ltectl("log", "CM", "info", "off"), row("CM", 15))
         self.assertEqual(flags(), set())
 
+    def test_one_module_that_fails_does_not_keep_the_others(self):
+        os.symlink("/2ndfile/victim", f"{FLAG}_DM_INFO")
+        result = ltectl("log", "info", "on")
+        self.assertEqual((result.returncode, result.stderr),
+                         (FAILED, f"ltectl: cannot make {FLAG}_DM_INFO: File exists\n"))
+        self.assertEqual(result.stdout, "".join(row(module, number, ["info"])
+                                                for number, module in enumerate(BUILT_IN) if module != "DM"))
+        self.assertEqual(flags(), flags_of(BUILT_IN, ["info"]))
+
     def test_a_flag_that_cannot_be_removed(self):
         os.mkdir(f"{FLAG}_TIME")
         self.assert_failed(ltectl("log", "time", "off"), FAILED, f"cannot remove {FLAG}_TIME: Is a directory")

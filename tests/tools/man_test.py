@@ -60,6 +60,14 @@ def in_page(program):
     return found
 
 
+def files_of(program):
+    """The paths in a program's source, up to what is formatted into them."""
+    folder = os.path.join(PAGES, "..", "..", "tools", program)
+    for name in os.listdir(folder):
+        with open(os.path.join(folder, name)) as file:
+            yield from re.findall(r'"(/(?:2ndfile|dev|proc|tmp|usr)/(?!null)[^"%]*)', file.read())
+
+
 def summaries(text, title):
     """What a help lists under a title, without the explanations."""
     part = re.search(rf"^{title}:\n((?:  .*\n)*)", text, re.M)
@@ -115,6 +123,30 @@ class Pages(unittest.TestCase):
             named = set(re.findall(r"(?<![\w(])[a-z]+(?:-[a-z]+)?\b(?! being)", re.sub(r";.*?:", ",", told)))
             section = "\n".join(lines(program)).split("\n.Sh FAULTS\n")[1].split("\n.Sh ")[0]
             self.assertEqual(set(re.findall(r"^\.It Cm ([a-z-]+)", section, re.M)), named)
+
+    def test_the_range_of_a_count_is_told(self):
+        told = re.search(r"from (\d+ to \d+)", support.run(LTECTL, "monitor", "--count", "0").stderr).group(1)
+        items = [item for item in "\n".join(lines("ltectl")).split("\n.It ") if item.startswith("Fl -count ")]
+        self.assertTrue(items)
+        for item in items:
+            self.assertIn(told, item)
+
+    def test_every_file_that_a_program_names_is_in_its_page(self):
+        for program in PROGRAMS:
+            part = "\n".join(lines(program)).split("\n.Sh FILES\n")[1].split("\n.Sh ")[0]
+            named = " ".join(re.findall(r"^\.It Pa (.*)", part, re.M))
+            for path in files_of(program):
+                with self.subTest(program=program, path=path):
+                    self.assertIn(path, named)
+
+    def test_what_ends_otherwise_without_a_wan_manager_is_told(self):
+        part = "\n".join(lines("ltectl")).split("\n.Sh EXIT STATUS\n")[1].split("\n.It 3\n")[1].split("\n.El")[0]
+        told = set(re.findall(r"^\.Cm (.*)", part, re.M))
+        asking = ("status", "connect", "monitor", "roam", "nettype", "scan", "imsi", "channel", "apn set", "diag",
+                  "cfun-off", "state-change", "sms clear", "ussd-test", "bus watch")
+        codes = {command: support.run(LTECTL, *command.split()).returncode for command in asking}
+        self.assertEqual({command for command, code in codes.items() if code == support.FAILED}, told)
+        self.assertEqual({command for command, code in codes.items() if code == support.NOBODY}, set(asking) - told)
 
     def test_every_page_refers_to_pages_that_there_are(self):
         for program in PROGRAMS:

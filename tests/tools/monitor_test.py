@@ -98,6 +98,13 @@ class WithFakeManager(ToolTest):
         self.assertEqual(json.loads(self.monitor.out.next()), {"event": "link", "status": 0xFFFFFFFF,
                                                               "name": "UNKNOWN LINK STATUS"})
 
+    def test_a_signal_ends_it_while_nobody_reads(self):
+        self.start()
+        self.monitor.fill()
+        self.manager.publish(self.address, LINK_STATUS, link_body(CONNECTED))
+        self.assertEqual(self.monitor.end_unread(), DONE)
+        self.assertEqual([self.manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
+
     def test_leaves_the_registry_at_its_end(self):
         self.start()
         self.assertEqual(self.monitor.end(signal.SIGINT)[0], DONE)

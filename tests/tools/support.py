@@ -9,6 +9,7 @@ import signal
 import struct
 import subprocess
 import sys
+import time
 import unittest
 import zlib
 
@@ -136,6 +137,19 @@ class Background:
         """Waits for its end; gives the exit status and what is left of its output and its errors."""
         out = "" if self.process.stdout.closed else self.out.rest()
         return self.process.wait(TIMEOUT), out, self.err.rest()
+
+    def fill(self):
+        """Leaves no room for another line of output: nobody reads."""
+        fd = os.open(f"/proc/self/fd/{self.process.stdout.fileno()}", os.O_WRONLY | os.O_NONBLOCK)
+        with os.fdopen(fd, "wb", buffering=0) as pipe:
+            while pipe.write(b"x" * 4096):
+                pass
+
+    def end_unread(self, number=signal.SIGTERM):
+        """Ends it although nobody reads; its exit status."""
+        time.sleep(0.5)  # by then it has something to print
+        self.process.send_signal(number)
+        return self.process.wait(10)
 
     def end(self, number=signal.SIGTERM):
         self.process.send_signal(number)

@@ -2,9 +2,9 @@
 
 usage: trace_test.py LTECTL WANSIM TRACE_WRITER"""
 
-import contextlib
 import json
 import os
+import pathlib
 import re
 import signal
 import sys
@@ -16,6 +16,7 @@ from support import DONE, FAILED, Background, ToolTest, ltectl
 WRITER = sys.argv.pop(3)
 CURRENT, PREVIOUS = "/tmp/ltelog.1", "/tmp/ltelog.2"
 LIMIT = 262144
+PIECE = 2048  # what is shown at once of a line
 # Fewer entries than make the file too long, however they come out.
 FEW = 2000
 # What trace_writer traces are sizes, and a size has to be above that of a piece.
@@ -40,8 +41,7 @@ class TraceTest(ToolTest):
     def setUp(self):
         super().setUp()
         for path in (CURRENT, PREVIOUS):
-            with contextlib.suppress(FileNotFoundError):
-                os.unlink(path)
+            os.rmdir(path) if os.path.isdir(path) else pathlib.Path(path).unlink(missing_ok=True)
         self.next = 1
 
     def write_few(self):
@@ -85,6 +85,19 @@ class Whole(TraceTest):
         support.write_file(CURRENT, b"OK\r\n\x1b[2J\0\r\r\n")
         self.assert_ran(ltectl("trace"), "OK\n?[2J??\n")
 
+    def test_nor_can_control_characters_above_ascii(self):
+        support.write_file(CURRENT, b"\xc2\x9b2J\x9b2J \x80\xe0\x82\x9b\x9f"
+                                    b"\xc2\x80\xc2\xa0\xc3\x9b \xe2\x9b\x80\xa0\xc2\n")
+        self.assert_ran(ltectl("trace"), "?2J?2J ?\udce0????\u00a0\u00db \u26c0\udca0\udcc2\n")
+        result = ltectl("trace", "--json")
+        self.assertIn('"\\u009b2J\\ufffd2J \\ufffd', result.stdout)
+        self.assertEqual(self.objects(result.stdout)[0]["text"],
+                         "\u009b2J\ufffd2J \ufffd\ufffd\ufffd\ufffd\ufffd\u0080\u00a0\u00db \u26c0\ufffd\ufffd")
+
+    def test_a_line_longer_than_any_is_shown_in_pieces(self):
+        support.write_file(CURRENT, b"a" * PIECE + b"b" * 10 + b"\r\n" + b"c" * (PIECE - 1) + b"\nd\n")
+        self.assert_ran(ltectl("trace"), "a" * PIECE + "\n" + "b" * 10 + "\n" + "c" * (PIECE - 1) + "\nd\n")
+
     def test_nothing_there(self):
         for options in ((), ("--json",)):
             self.assert_failed(ltectl("trace", *options), FAILED,
@@ -97,6 +110,22 @@ class Whole(TraceTest):
             result = ltectl("trace", *options)
             self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
             self.assertRegex(result.stderr, r"\Altectl: cannot read /tmp/ltelog\.1: \w.+\n\Z")
+
+    def test_a_file_before_that_cannot_be_opened(self):
+        support.write_file(CURRENT, b"now\n")
+        os.symlink(PREVIOUS, PREVIOUS)
+        for options in ((), ("-f",)):
+            result = ltectl("trace", *options)
+            self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
+            self.assertRegex(result.stderr, r"\Altectl: cannot read /tmp/ltelog\.2: \w.+\n\Z")
+
+    def test_what_is_no_file(self):
+        support.write_file(PREVIOUS, b"before\n")
+        os.mkdir(CURRENT)
+        for options in ((), ("-f",)):
+            result = ltectl("trace", *options)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (
+                FAILED, "before\n", "ltectl: cannot read /tmp/ltelog.1: Is a directory\n"))
 
     def test_a_pipe_in_its_place_is_not_waited_for(self):
         os.mkfifo(CURRENT)
@@ -159,6 +188,13 @@ class Follow(TraceTest):
             self.start()
             self.assert_seen([1])
             self.assert_ends(number)
+
+    def test_so_it_does_while_nobody_reads(self):
+        self.start()
+        self.trace.err.next()
+        self.trace.fill()
+        write(1, 1)
+        self.assertEqual(self.trace.end_unread(), DONE)
 
     def test_a_reader_that_goes_away_ends_it_without_another_line(self):
         write(1, 1)
@@ -238,6 +274,17 @@ class Follow(TraceTest):
             self.assertFalse(self.trace.out.more(0.6) and b"len" in self.trace.out.buffer)
             file.write(b"3,\n")
             self.assert_seen([3])
+
+    def test_what_goes_on_without_an_end_is_shown_in_pieces(self):
+        self.start()
+        self.trace.err.next()
+        with open(CURRENT, "ab", buffering=0) as file:
+            file.write(b"x" * (4 * PIECE + 5))
+            for _ in range(4):
+                self.assertEqual(self.trace.out.next(), "x" * PIECE)
+            file.write(b"y\n")
+            self.assertEqual(self.trace.out.next(), "xxxxxy")
+        self.assert_ends()
 
     def test_a_file_that_is_not_there_yet_is_waited_for(self):
         self.start()

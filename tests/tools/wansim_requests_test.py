@@ -1,5 +1,6 @@
 """wansim's answers to every request that there is."""
 
+import contextlib
 import os
 import time
 
@@ -233,6 +234,19 @@ class AtCommands(AtTest):
         self.assertEqual(commands, "".join(f"{command}\r\n" for command, _ in self.ANSWERS) +
                          "AT+CFUN=0\r\nAT+CFUN=1\r\nAT+CLAC\r\n\r\nOK\r\n")
         self.assertEqual(os.stat(path).st_mode & 0o777, 0o644)
+
+    def test_that_file_is_its_own(self):
+        self.start()
+        for path in ("/tmp/victim", "/tmp/nothing"):
+            with open("/tmp/victim", "w") as file:
+                file.write("kept")
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink("/tmp/wansim.at")
+            os.symlink(path, "/tmp/wansim.at")
+            self.assertEqual(self.modem("AT+CLAC"), (1, "/tmp/wansim.at"))
+            self.assertFalse(os.path.islink("/tmp/wansim.at"))
+            self.assertEqual(support.read_file("/tmp/victim"), b"kept")
+            self.assertFalse(os.path.exists("/tmp/nothing"))
 
     def test_malformed_requests_are_refused(self):
         self.start()

@@ -2,6 +2,7 @@
 
 #include "common/json.h"
 #include "common/program.h"
+#include "common/utf8.h"
 
 #include <atomic>
 #include <cerrno>
@@ -13,13 +14,25 @@ namespace {
 
 std::atomic<int> g_output_error{0};
 
+// A byte that is no character still is a control character to a terminal of one byte a character.
+bool drives_terminal(const Character &character)
+{
+    const auto last = static_cast<uint8_t>(character.bytes.back());
+    return character.kind == CharacterKind::kControl ||
+           (character.kind == CharacterKind::kInvalid && last >= 0x80 && last <= 0x9f);
+}
+
 } // namespace
 
 void put_text(std::string_view text, FILE *file)
 {
-    for (const char ch : text) {
-        const auto byte = static_cast<uint8_t>(ch);
-        fputc(byte < 0x20 || byte == 0x7f ? '?' : ch, file);
+    while (!text.empty()) {
+        const Character character = take_character(&text);
+        if (drives_terminal(character)) {
+            fputc('?', file);
+        } else {
+            fwrite(character.bytes.data(), 1, character.bytes.size(), file);
+        }
     }
 }
 

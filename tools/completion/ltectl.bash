@@ -4,15 +4,27 @@
 # The words that ltectl log takes behind those that are there.
 _lterouter_log_words()
 {
-    local levels="debug info error"
-    case "$#:${1:-}" in
-        0:)
-            echo on off time "$levels"
+    local levels=(debug info error)
+    case "$#:${!#}" in # how many, and the last one
+        0:*)
+            printf '%s\n' on off time "${levels[@]}"
             "$program" log 2>/dev/null | sed -n 's/ id=.*//p'
             ;;
-        1:time | 1:debug | 1:info | 1:error | 2:*) echo on off ;;
-        1:*) echo on off "$levels" ;;
+        *:on | *:off) ;;
+        1:time | 1:debug | 1:info | 1:error | 2:*) printf '%s\n' on off ;;
+        1:*) printf '%s\n' on off "${levels[@]}" ;;
     esac
+}
+
+# Offers those of the lines that it reads which the current word may become, quoted: the shell is not to
+# make anything of what a module is called.
+_lterouter_offer()
+{
+    local line
+    while IFS= read -r line; do
+        printf -v line %q "$line"
+        [[ $line != "$current"* ]] || COMPREPLY+=("$line")
+    done
 }
 
 _lterouter_complete()
@@ -22,18 +34,21 @@ _lterouter_complete()
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ $word == -* ]] || words+=("$word")
     done
-    local help candidates=
+    local help
+    COMPREPLY=()
     help=$("$program" "${words[@]}" --help 2>/dev/null)
     if [[ $current == -* ]]; then
-        candidates=$(sed -n 's/^  \(--[a-z-]*\).*/\1/p' <<<"$help" | sort -u)
+        _lterouter_offer < <(sed -n 's/^  \(--[a-z-]*\).*/\1/p' <<<"$help" | sort -u)
+    elif [[ ${words[0]:-} = log ]]; then
+        _lterouter_offer < <(_lterouter_log_words "${words[@]:1}" | sort -u)
+        return # it takes no files
     elif [[ $previous != --* ]] || ! grep -qE "^  $previous [A-Za-z]+[^ ]*  " <<<"$help"; then
-        candidates=$(sed -n '/^commands:/,/^options:/s/^  \([a-z-]*\) .*/\1/p' <<<"$help" | sort -u)
+        _lterouter_offer < <(sed -n '/^commands:/,/^options:/s/^  \([a-z-]*\) .*/\1/p' <<<"$help" | sort -u)
     fi
-    if [[ ${words[0]:-} = log && $current != -* ]]; then
-        candidates=$(_lterouter_log_words "${words[@]:1}" | tr ' ' '\n' | sort -u)
+    if [ ${#COMPREPLY[@]} -eq 0 ]; then
+        compopt -o filenames 2>/dev/null # so that bash quotes them
+        mapfile -t COMPREPLY < <(compgen -f -- "$current")
     fi
-    mapfile -t COMPREPLY < <(compgen -W "$candidates" -- "$current")
-    [ ${#COMPREPLY[@]} -gt 0 ] || mapfile -t COMPREPLY < <(compgen -f -- "$current")
 }
 
 complete -F _lterouter_complete ltectl wansim modemsim

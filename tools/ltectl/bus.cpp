@@ -83,7 +83,8 @@ bool parse_name(std::string_view name, Identity *identity)
     const size_t mark = name.rfind('_');
     if (mark != std::string_view::npos) {
         const std::string_view digits(name.data() + mark + 1, name.size() - mark - 1);
-        if (parse_number(digits, 1, INT32_MAX, &identity->pid)) {
+        // No process writes its number with zeros in front.
+        if (!digits.starts_with('0') && parse_number(digits, 1, INT32_MAX, &identity->pid)) {
             identity->module = {name.data(), mark};
         }
     }

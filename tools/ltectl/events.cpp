@@ -115,6 +115,13 @@ Arrival next_event(void *event, size_t size, std::optional<int64_t> deadline_ms)
     return ready == 0 ? Arrival::kTimeout : Arrival::kReaderGone;
 }
 
+bool await_reader()
+{
+    pollfd watched[] = {{g_signals, POLLIN, 0}, {STDOUT_FILENO, POLLOUT, 0}};
+    poll(watched, std::size(watched), -1);
+    return watched[0].revents == 0;
+}
+
 int print_events(void *event, size_t size, uint32_t count, void (*print)(const void *event))
 {
     uint32_t last = 0;
@@ -122,6 +129,9 @@ int print_events(void *event, size_t size, uint32_t count, void (*print)(const v
         switch (next_event(event, size, std::nullopt)) {
         case Arrival::kEvent:
             note_lost(event, &last);
+            if (!await_reader()) {
+                return kDone;
+            }
             print(event);
             break;
         case Arrival::kSignal:

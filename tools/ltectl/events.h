@@ -46,6 +46,10 @@ inline Arrival next_event(Event *event, std::optional<int64_t> deadline_ms)
     return next_event(event, sizeof(*event), deadline_ms);
 }
 
+// Waits until something can be printed; false when a signal comes first, which next_event then tells. A
+// write would wait for the reader as well, but no signal would end it.
+bool await_reader();
+
 // Reads event after event and prints each, until there were count of them (0: no limit), a signal comes
 // or nobody reads the output. Says when events were lost. Returns the exit code.
 int print_events(void *event, size_t size, uint32_t count, void (*print)(const void *event));

@@ -39,7 +39,7 @@ int wait_for(const LinkRequest &request)
         Event event;
         switch (next_event(&event, deadline_ms)) {
         case Arrival::kEvent:
-            if (fulfils(event, request)) {
+            if (fulfils(event, request) && await_reader()) {
                 print_link(event.link);
                 return kDone;
             }

@@ -278,16 +278,18 @@ int set(const Modules &modules, const Wanted &wanted)
         }
         return code;
     }
+    int code = kDone; // or that of a module which could not be set: the others are all the same
     for (const logconfig &module : modules) {
-        if (concerns(wanted, module)) {
-            const int code = set_module(module, wanted);
-            if (code != kDone) {
-                return code;
-            }
+        if (!concerns(wanted, module)) {
+            continue;
+        }
+        if (const int result = set_module(module, wanted); result != kDone) {
+            code = result;
+        } else {
             show_module(module);
         }
     }
-    return kDone;
+    return code;
 }
 
 int show_all(const Modules &modules)

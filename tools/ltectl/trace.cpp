@@ -7,8 +7,8 @@
 #include "ltectl/trace_file.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,6 +19,11 @@ namespace lterouter::tools {
 namespace {
 
 bool g_follow = false;
+
+// Far longer than a line of an entry. What has no end must not take the memory, and a pipe takes at
+// once what is printed of it.
+constexpr size_t kLongestLine = 2048;
+static_assert(kLongestLine < PIPE_BUF);
 
 // Two generations hold far more than a client traces in this time.
 constexpr int64_t kPollMs = 200;
@@ -118,7 +123,7 @@ public:
     }
 
     explicit operator bool() const { return file_ != nullptr; }
-    // Why it could not be opened.
+    // Why it could not be opened or read.
     int error() const { return error_; }
 
     bool is(const struct stat &other) const
@@ -133,12 +138,13 @@ public:
         return other.file_ != nullptr && fstat(fileno(other.file_), &status) == 0 && is(status);
     }
 
-    // Shows the lines that have been added. An entry that is just being written is left for the next
-    // time; finally: there is none.
+    // Shows the lines that have been added, a longer one in pieces. An entry that is just being written
+    // is left for the next time; finally: there is none.
     void show_new(bool finally);
 
 private:
     void begin_again_if_cut();
+    size_t take_line(char (&line)[kLongestLine]);
 
     FILE *file_ = nullptr;
     int error_ = ENOENT;
@@ -154,7 +160,22 @@ void Generation::begin_again_if_cut()
         fclose(file_);
         lseek(fd, 0, SEEK_SET);
         file_ = fdopen(fd, "r");
+        error_ = file_ != nullptr ? 0 : errno;
     }
+}
+
+// Up to its line feed, or as much as there is room or anything for. Returns the length.
+size_t Generation::take_line(char (&line)[kLongestLine])
+{
+    size_t length = 0;
+    int byte;
+    while (length < sizeof(line) && (byte = getc_unlocked(file_)) != EOF) {
+        line[length++] = static_cast<char>(byte);
+        if (byte == '\n') {
+            break;
+        }
+    }
+    return length;
 }
 
 void Generation::show_new(bool finally)
@@ -165,19 +186,22 @@ void Generation::show_new(bool finally)
     if (file_ == nullptr) {
         return;
     }
-    char *line = nullptr;
-    size_t room = 0;
+    char line[kLongestLine];
     off_t shown = ftello(file_);
-    ssize_t length;
-    while (output_error() == 0 && (length = getline(&line, &room, file_)) > 0) {
-        const bool whole = line[length - 1] == '\n';
-        if (whole || finally) {
-            show({line, static_cast<size_t>(whole ? length - 1 : length)});
-            shown += length;
+    size_t length;
+    while (output_error() == 0 && (length = take_line(line)) > 0) {
+        const bool ended = line[length - 1] == '\n';
+        const bool whole = ended || length == sizeof(line) || finally;
+        if (!whole || !await_reader()) {
+            break;
         }
+        show({line, ended ? length - 1 : length});
+        shown += static_cast<off_t>(length);
+    }
+    if (ferror(file_) != 0) {
+        error_ = errno;
     }
     fseeko(file_, shown, SEEK_SET); // forgets the end of the file, too
-    free(line);
 }
 
 // Both generations as they were at one moment.
@@ -203,6 +227,22 @@ Trace open_trace()
             return trace;
         }
     }
+}
+
+// Returns kDone, or the exit code after saying which one cannot be read.
+int check(const Trace &trace)
+{
+    const struct {
+        const char *path;
+        int error;
+    } generations[] = {{kTraceFile, trace.current.error()},
+                       {kPreviousTraceFile, trace.previous.error()}};
+    for (const auto &[path, error] : generations) {
+        if (error != 0 && error != ENOENT) {
+            return fail(kFailed, "cannot read %s: %s", path, strerror(error));
+        }
+    }
+    return kDone;
 }
 
 // ---- Following ----
@@ -242,6 +282,9 @@ int follow(Trace *trace)
         // Who had it open when it was renamed writes to the previous one.
         trace->previous.show_new(false);
         trace->current.show_new(false);
+        if (const int code = check(*trace); code != kDone) {
+            return code;
+        }
         if (output_error() != 0) {
             return kDone; // whether this is a failure is judged at the program's end
         }
@@ -269,16 +312,19 @@ const Option kTraceOptions[] = {
 int show_trace(char *const *)
 {
     Trace trace = open_trace();
+    if (const int code = check(trace); code != kDone) {
+        return code;
+    }
     const bool waits = g_follow || trace.previous; // the next entry makes the file again
-    if (!trace.current && (trace.current.error() != ENOENT || !waits)) {
-        return fail(kFailed, "cannot read %s: %s", kTraceFile, strerror(trace.current.error()));
+    if (!trace.current && !waits) {
+        return fail(kFailed, "cannot read %s: %s", kTraceFile, strerror(ENOENT));
     }
     if (g_follow) {
         return follow(&trace);
     }
     trace.previous.show_new(true);
     trace.current.show_new(true);
-    return kDone;
+    return check(trace);
 }
 
 } // namespace lterouter::tools

@@ -6,8 +6,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace lterouter::tools {
 namespace {
@@ -54,14 +56,29 @@ bool is(const char *name, std::string_view command)
     return strlen(name) == command.size() && strncasecmp(name, command.data(), command.size()) == 0;
 }
 
+// A file of its own: what others have put there, a link to somewhere perhaps, is not written to.
+FILE *make_answer_file()
+{
+    unlink(kAnswerFile);
+    const int fd = open(kAnswerFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return nullptr;
+    }
+    fchmod(fd, 0644);
+    FILE *file = fdopen(fd, "w");
+    if (file == nullptr) {
+        close(fd);
+    }
+    return file;
+}
+
 // Every command that there is: too long for a message.
 bool write_list()
 {
-    FILE *file = fopen(kAnswerFile, "we");
+    FILE *file = make_answer_file();
     if (file == nullptr) {
         return false;
     }
-    fchmod(fileno(file), 0644);
     for (const AtCommand &command : kCommands) {
         fprintf(file, "%s\r\n", command.name);
     }
