@@ -101,21 +101,20 @@ class Pages(unittest.TestCase):
             sections = [line[4:] for line in lines(program) if line.startswith(".Sh ")]
             self.assertEqual([section for section in sections if section in SECTIONS], SECTIONS, program)
 
-    def test_what_a_help_lists_is_in_the_page(self):
+    def assert_stands_in(self, lists, place):
+        """Both give a program's commands with their options: all of the one stand in the other."""
         for program in PROGRAMS:
-            there = in_page(program)
-            for command, options in in_help(program).items():
+            there = place(program)
+            for command, options in lists(program).items():
                 with self.subTest(program=program, command=command):
                     self.assertIn(command, there)
                     self.assertEqual(options - there[command], set())
 
+    def test_what_a_help_lists_is_in_the_page(self):
+        self.assert_stands_in(in_help, in_page)
+
     def test_what_a_page_lists_is_in_the_help(self):
-        for program in PROGRAMS:
-            there = in_help(program)
-            for command, options in in_page(program).items():
-                with self.subTest(program=program, command=command):
-                    self.assertIn(command, there)
-                    self.assertEqual(options - there[command], set())
+        self.assert_stands_in(in_page, in_help)
 
     def test_the_faults_of_a_page_are_those_of_the_help(self):
         for program, kind in (("wansim", r"Faults: (.*?)\. "), ("modemsim", r"Faults, .*?: (.*?)\. ")):

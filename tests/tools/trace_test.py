@@ -103,21 +103,19 @@ class Whole(TraceTest):
             self.assert_failed(ltectl("trace", *options), FAILED,
                                "cannot read /tmp/ltelog.1: No such file or directory")
 
-    def test_a_file_that_cannot_be_opened(self):
-        support.write_file(PREVIOUS, b"before\n")
-        os.symlink(CURRENT, CURRENT)
+    def assert_cannot_be_opened(self, path, beside):
+        support.write_file(beside, b"readable\n")
+        os.symlink(path, path)
         for options in ((), ("-f",)):
             result = ltectl("trace", *options)
             self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
-            self.assertRegex(result.stderr, r"\Altectl: cannot read /tmp/ltelog\.1: \w.+\n\Z")
+            self.assertRegex(result.stderr, rf"\Altectl: cannot read {re.escape(path)}: \w.+\n\Z")
+
+    def test_a_file_that_cannot_be_opened(self):
+        self.assert_cannot_be_opened(CURRENT, PREVIOUS)
 
     def test_a_file_before_that_cannot_be_opened(self):
-        support.write_file(CURRENT, b"now\n")
-        os.symlink(PREVIOUS, PREVIOUS)
-        for options in ((), ("-f",)):
-            result = ltectl("trace", *options)
-            self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
-            self.assertRegex(result.stderr, r"\Altectl: cannot read /tmp/ltelog\.2: \w.+\n\Z")
+        self.assert_cannot_be_opened(PREVIOUS, CURRENT)
 
     def test_what_is_no_file(self):
         support.write_file(PREVIOUS, b"before\n")
