@@ -70,17 +70,14 @@ void print_roaming(uint32_t value)
     add_roaming(record, value);
 }
 
-std::string_view at_command(const uint8_t *body, uint32_t body_len)
+std::string_view at_command(const Body &body)
 {
     constexpr uint32_t kHead = 96;
-    uint32_t length = 0;
-    if (body_len > kHead) {
-        memcpy(&length, body, sizeof(length));
-    }
-    if (length == 0 || length > body_len - kHead) {
+    const uint32_t length = body.length > kHead ? body.record<uint32_t>() : 0;
+    if (length == 0 || length > body.length - kHead) {
         return {};
     }
-    const std::string_view command(reinterpret_cast<const char *>(body) + kHead, length);
+    const std::string_view command(reinterpret_cast<const char *>(body.bytes) + kHead, length);
     return command.back() == '\r' ? std::string_view(command.data(), length - 1) : std::string_view();
 }
 

@@ -1,6 +1,7 @@
 // The WAN manager as its clients and its stand-in both see it.
 #pragma once
 
+#include "common/body.h"
 #include "common/record.h"
 #include "lc_ipc_msg.h"
 #include "lte_sdk.h"
@@ -27,7 +28,7 @@ void print_roaming(uint32_t value);
 
 // The command in the body of a request for the modem, without the carriage return that ends it; empty
 // when the request is malformed.
-std::string_view at_command(const uint8_t *body, uint32_t body_len);
+std::string_view at_command(const Body &body);
 
 // Everything the WAN manager publishes.
 constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,

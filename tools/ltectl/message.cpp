@@ -1,5 +1,6 @@
 #include "ltectl/message.h"
 
+#include "common/body.h"
 #include "common/wan_manager.h"
 
 #include <algorithm>
@@ -14,24 +15,6 @@ namespace {
 constexpr const char *kTypes[] = {"async", "request", "response", "short"};
 static_assert(IPC_MSG_TYPE_ASYNC == 0 && IPC_MSG_TYPE_REQUEST == 1);
 static_assert(IPC_MSG_TYPE_RESPONSE == 2 && IPC_MSG_TYPE_SHORT == 3);
-
-struct Body {
-    const uint8_t *bytes;
-    uint32_t length;
-
-    // The record that it is; its length has been seen to.
-    template <typename T> T record() const
-    {
-        T record;
-        memcpy(&record, bytes, sizeof(record));
-        return record;
-    }
-    std::string_view text() const
-    {
-        const auto *start = reinterpret_cast<const char *>(bytes);
-        return {start, strnlen(start, length)};
-    }
-};
 
 // A number of eight hexadecimal digits.
 struct Hex {
@@ -95,7 +78,7 @@ bool add_pins(Record &record, const Body &body)
 
 bool add_command(Record &record, const Body &body)
 {
-    const std::string_view command = at_command(body.bytes, body.length);
+    const std::string_view command = at_command(body);
     if (command.empty()) {
         return false;
     }

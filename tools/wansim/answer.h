@@ -1,4 +1,4 @@
-// A request as it came, and the answer while it is made.
+// The answer to a request while it is made.
 #pragma once
 
 #include "lc_ipc_msg.h"
@@ -7,19 +7,6 @@
 #include <cstring>
 
 namespace lterouter::tools {
-
-struct Call {
-    const uint8_t *body;
-    uint32_t length;
-
-    // The record at the start of the body; the table has seen to it that there is one.
-    template <typename T> T record() const
-    {
-        T record;
-        memcpy(&record, body, sizeof(record));
-        return record;
-    }
-};
 
 // Starts with the result word; whoever serves the request may put a record in its place.
 struct Answer {

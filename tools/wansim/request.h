@@ -1,6 +1,7 @@
 // A request as a row of data.
 #pragma once
 
+#include "common/body.h"
 #include "wansim/answer.h"
 #include "wansim/modem.h"
 
@@ -30,7 +31,7 @@ struct Request {
     uint32_t body_least;
     uint32_t body_most;
     uint32_t answer_len;
-    int32_t (*run)(State &state, const Call &call, Answer *answer);
+    int32_t (*run)(State &state, const Body &body, Answer *answer);
 };
 
 struct RequestTable {

@@ -104,8 +104,8 @@ void serve_request(State &state, ipc_msg_hdr *message)
     answer.length = request.answer_len;
     int32_t result = kRefused;
     if (fits(request, message->length) && rule.fault != Fault::kRefuse) {
-        const Call call = {static_cast<const uint8_t *>(ipc_msg_body(message)), message->length};
-        result = request.run(state, call, &answer);
+        const Body body = {static_cast<const uint8_t *>(ipc_msg_body(message)), message->length};
+        result = request.run(state, body, &answer);
     }
     answer.put_result(result);
     if (result != 0) {

@@ -6,7 +6,7 @@
 namespace lterouter::tools {
 namespace {
 
-int32_t delete_all(State &state, const Call &, Answer *)
+int32_t delete_all(State &state, const Body &, Answer *)
 {
     Record().word("event", "deleted").number("messages", state.messages);
     state.messages = 0;
@@ -14,10 +14,9 @@ int32_t delete_all(State &state, const Call &, Answer *)
 }
 
 // What the modem reports, such as the network's answer to a USSD code: text, padded with NULs.
-int32_t report(State &, const Call &call, Answer *)
+int32_t report(State &, const Body &body, Answer *)
 {
-    const auto *text = reinterpret_cast<const char *>(call.body);
-    Record().word("event", "modem").word("report", {text, strnlen(text, call.length)});
+    Record().word("event", "modem").word("report", body.text());
     return 0;
 }
 

@@ -24,21 +24,21 @@ constexpr uint32_t kChannel = 1300;
 
 // ---- Link ----
 
-int32_t connect(State &state, const Call &, Answer *) { return state.modem->connect() ? 0 : kRefused; }
+int32_t connect(State &state, const Body &, Answer *) { return state.modem->connect() ? 0 : kRefused; }
 
-int32_t disconnect(State &state, const Call &, Answer *)
+int32_t disconnect(State &state, const Body &, Answer *)
 {
     state.modem->disconnect();
     return 0;
 }
 
-int32_t switch_interface(State &state, const Call &call, Answer *)
+int32_t switch_interface(State &state, const Body &body, Answer *)
 {
-    state.modem->switch_interface(call.record<lct_iface_status>().readiness == kReady);
+    state.modem->switch_interface(body.record<lct_iface_status>().readiness == kReady);
     return 0;
 }
 
-int32_t switch_radio_off(State &state, const Call &, Answer *)
+int32_t switch_radio_off(State &state, const Body &, Answer *)
 {
     state.modem->switch_radio(false);
     return 0;
@@ -53,9 +53,9 @@ int32_t get(uint32_t value, Answer *answer)
 }
 
 // Refuses what the modem does not know.
-int32_t set(uint32_t *value, const Call &call, uint32_t count)
+int32_t set(uint32_t *value, const Body &body, uint32_t count)
 {
-    const auto wanted = call.record<uint32_t>();
+    const auto wanted = body.record<uint32_t>();
     if (wanted >= count) {
         return kRefused;
     }
@@ -63,62 +63,62 @@ int32_t set(uint32_t *value, const Call &call, uint32_t count)
     return 0;
 }
 
-int32_t get_roaming(State &state, const Call &, Answer *answer) { return get(state.roaming, answer); }
+int32_t get_roaming(State &state, const Body &, Answer *answer) { return get(state.roaming, answer); }
 
-int32_t set_roaming(State &state, const Call &call, Answer *)
+int32_t set_roaming(State &state, const Body &body, Answer *)
 {
-    const int32_t result = set(&state.roaming, call, 2);
+    const int32_t result = set(&state.roaming, body, 2);
     if (result == 0) {
         print_roaming(state.roaming);
     }
     return result;
 }
 
-int32_t get_nettype(State &state, const Call &, Answer *answer) { return get(state.nettype, answer); }
+int32_t get_nettype(State &state, const Body &, Answer *answer) { return get(state.nettype, answer); }
 
-int32_t set_nettype(State &state, const Call &call, Answer *)
+int32_t set_nettype(State &state, const Body &body, Answer *)
 {
-    return set(&state.nettype, call, kNettypes);
+    return set(&state.nettype, body, kNettypes);
 }
 
-int32_t set_preference(State &state, const Call &call, Answer *)
+int32_t set_preference(State &state, const Body &body, Answer *)
 {
-    return set(&state.preference, call, kRadios);
+    return set(&state.preference, body, kRadios);
 }
 
-int32_t set_port(State &state, const Call &call, Answer *) { return set(&state.port, call, kPorts); }
+int32_t set_port(State &state, const Body &body, Answer *) { return set(&state.port, body, kPorts); }
 
-int32_t get_channel(State &, const Call &, Answer *answer) { return get(kChannel, answer); }
+int32_t get_channel(State &, const Body &, Answer *answer) { return get(kChannel, answer); }
 
 // ---- SIM ----
 
-std::string_view text_of(const Call &call, size_t offset)
+std::string_view text_of(const Body &body, size_t offset)
 {
-    const auto *text = reinterpret_cast<const char *>(call.body) + offset;
+    const auto *text = reinterpret_cast<const char *>(body.bytes) + offset;
     return {text, strnlen(text, sizeof(lct_pin::pin))};
 }
 
-int32_t enable_pin(State &state, const Call &call, Answer *)
+int32_t enable_pin(State &state, const Body &body, Answer *)
 {
-    return state.modem->sim().set_asking(true, text_of(call, 0));
+    return state.modem->sim().set_asking(true, text_of(body, 0));
 }
 
-int32_t disable_pin(State &state, const Call &call, Answer *)
+int32_t disable_pin(State &state, const Body &body, Answer *)
 {
-    return state.modem->sim().set_asking(false, text_of(call, 0));
+    return state.modem->sim().set_asking(false, text_of(body, 0));
 }
 
-int32_t modify_pin(State &state, const Call &call, Answer *)
+int32_t modify_pin(State &state, const Body &body, Answer *)
 {
-    return state.modem->sim().change_pin(text_of(call, 0),
-                                         text_of(call, offsetof(lct_pin_change, new_pin)));
+    return state.modem->sim().change_pin(text_of(body, 0),
+                                         text_of(body, offsetof(lct_pin_change, new_pin)));
 }
 
 // Always with a whole result word, which lct_sim_set_pinen_req has no room for: nothing tells the
 // callers apart.
-int32_t set_pin_asking(State &state, const Call &call, Answer *)
+int32_t set_pin_asking(State &state, const Body &body, Answer *)
 {
-    return state.modem->sim().set_asking(call.record<uint8_t>() != 0);
+    return state.modem->sim().set_asking(body.record<uint8_t>() != 0);
 }
 
 struct ImsiAnswer {
@@ -126,7 +126,7 @@ struct ImsiAnswer {
     char imsi[16];
 };
 
-int32_t get_imsi(State &state, const Call &, Answer *answer)
+int32_t get_imsi(State &state, const Body &, Answer *answer)
 {
     if (!state.modem->sim().usable()) {
         return kRefused;
@@ -160,7 +160,7 @@ void store_operators()
     nvmram_writenv("wm_search_netlist_nv", list, sizeof(list));
 }
 
-int32_t search(State &state, const Call &, Answer *answer)
+int32_t search(State &state, const Body &, Answer *answer)
 {
     if (!state.modem->sim().usable() || !wait_unless_ending(state.settings.search_ms)) {
         return kRefused;
@@ -174,7 +174,7 @@ int32_t search(State &state, const Call &, Answer *answer)
 
 // ---- The rest ----
 
-int32_t diagnose(State &state, const Call &, Answer *)
+int32_t diagnose(State &state, const Body &, Answer *)
 {
     char snapshot[64];
     snprintf(snapshot, sizeof(snapshot), "csq=%s,earfcn=%u", state.modem->signal(), kChannel);
@@ -182,17 +182,17 @@ int32_t diagnose(State &state, const Call &, Answer *)
     return 0;
 }
 
-int32_t accept(State &, const Call &, Answer *) { return 0; }
+int32_t accept(State &, const Body &, Answer *) { return 0; }
 
-int32_t command_modem(State &state, const Call &call, Answer *answer)
+int32_t command_modem(State &state, const Body &body, Answer *answer)
 {
-    const std::string_view command = at_command(call.body, call.length);
+    const std::string_view command = at_command(body);
     if (command.empty()) {
         return kRefused;
     }
-    AtAnswer body;
-    const uint32_t length = answer_at(*state.modem, command, &body);
-    answer->put(body);
+    AtAnswer text;
+    const uint32_t length = answer_at(*state.modem, command, &text);
+    answer->put(text);
     answer->length = length;
     return 0;
 }
