@@ -3,9 +3,12 @@
 
 #include "lc_hashtab.h"
 #include "lc_list.h"
+#include "lc_mem.h"
 #include "lc_string.h"
+#include "support/interpose.h"
 
 using namespace faults;
+using testing_support::next_definition;
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Takes over the library's allocation layer: notes every call, counts the blocks in use, makes the n-th
-// allocation fail. For the one source file of a program that is linked with the shared library.
+// allocation fail. For programs that are linked with the shared library.
 #pragma once
 
 #include "lc_mem.h"
@@ -157,12 +157,12 @@ inline CountedMemory &memory()
 
 } // namespace testing_support
 
-void *mem_malloc_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, size_t size)
+TAKES_OVER void *mem_malloc_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, size_t size)
 {
     return testing_support::memory().allocate(thread_tag, line, owner, size);
 }
 
-uint32_t mem_free_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, void *block)
+TAKES_OVER uint32_t mem_free_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, void *block)
 {
     return testing_support::memory().release(thread_tag, line, owner, block);
 }

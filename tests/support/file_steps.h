@@ -1,6 +1,6 @@
 // Records the system calls that the library makes on the files of the parameter stores, and makes one
-// of them fail or kill the process. For the one source file of a program that is linked with the shared
-// library.
+// of them fail or kill the process. For programs that are linked with the
+// shared library.
 #pragma once
 
 #include "lc_nv.h"
@@ -141,7 +141,7 @@ ssize_t taken_read(int fd, void *bytes, size_t size) __asm__("read");
 FILE *taken_fopen(const char *path, const char *mode) __asm__("fopen64");
 int taken_fclose(FILE *stream) __asm__("fclose");
 
-int taken_open(const char *path, int flags, ...)
+TAKES_OVER int taken_open(const char *path, int flags, ...)
 {
     using namespace testing_support;
     va_list arguments;
@@ -159,7 +159,7 @@ int taken_open(const char *path, int flags, ...)
     return fd;
 }
 
-int taken_fcntl(int fd, int command, ...)
+TAKES_OVER int taken_fcntl(int fd, int command, ...)
 {
     using namespace testing_support;
     va_list arguments;
@@ -179,7 +179,7 @@ int taken_fcntl(int fd, int command, ...)
     return next_definition<int(int, int, ...)>("fcntl64")(fd, command, argument);
 }
 
-int taken_ftruncate(int fd, off_t length)
+TAKES_OVER int taken_ftruncate(int fd, off_t length)
 {
     using namespace testing_support;
     const std::string name = g_file_steps.name_of(fd);
@@ -189,7 +189,7 @@ int taken_ftruncate(int fd, off_t length)
     return next_definition<int(int, off_t)>("ftruncate64")(fd, length);
 }
 
-off_t taken_lseek(int fd, off_t offset, int whence)
+TAKES_OVER off_t taken_lseek(int fd, off_t offset, int whence)
 {
     using namespace testing_support;
     const std::string name = g_file_steps.name_of(fd);
@@ -200,7 +200,7 @@ off_t taken_lseek(int fd, off_t offset, int whence)
     return next_definition<off_t(int, off_t, int)>("lseek64")(fd, offset, whence);
 }
 
-ssize_t write(int fd, const void *bytes, size_t size)
+TAKES_OVER ssize_t write(int fd, const void *bytes, size_t size)
 {
     using namespace testing_support;
     const auto write_out = next_definition<ssize_t(int, const void *, size_t)>("write");
@@ -226,7 +226,7 @@ ssize_t write(int fd, const void *bytes, size_t size)
     return write_out(fd, bytes, size);
 }
 
-ssize_t taken_read(int fd, void *bytes, size_t size)
+TAKES_OVER ssize_t taken_read(int fd, void *bytes, size_t size)
 {
     using namespace testing_support;
     const std::string name = g_file_steps.name_of(fd);
@@ -239,7 +239,7 @@ ssize_t taken_read(int fd, void *bytes, size_t size)
     return next_definition<ssize_t(int, void *, size_t)>("read")(fd, bytes, size);
 }
 
-int close(int fd)
+TAKES_OVER int close(int fd)
 {
     using namespace testing_support;
     const std::string name = g_file_steps.name_of(fd);
@@ -250,7 +250,7 @@ int close(int fd)
     return next_definition<int(int)>("close")(fd);
 }
 
-FILE *taken_fopen(const char *path, const char *mode)
+TAKES_OVER FILE *taken_fopen(const char *path, const char *mode)
 {
     using namespace testing_support;
     const std::string name = name_of_file(path);
@@ -265,7 +265,7 @@ FILE *taken_fopen(const char *path, const char *mode)
     return stream;
 }
 
-int taken_fclose(FILE *stream)
+TAKES_OVER int taken_fclose(FILE *stream)
 {
     using namespace testing_support;
     const auto named = g_file_steps.streams.find(stream);
@@ -276,7 +276,7 @@ int taken_fclose(FILE *stream)
     return next_definition<int(FILE *)>("fclose")(stream);
 }
 
-int mkdir(const char *path, mode_t mode) noexcept
+TAKES_OVER int mkdir(const char *path, mode_t mode) noexcept
 {
     using namespace testing_support;
     if (g_file_steps.note("make " + name_of_file(path) + " " + octal(mode))) {
@@ -285,7 +285,7 @@ int mkdir(const char *path, mode_t mode) noexcept
     return next_definition<int(const char *, mode_t)>("mkdir")(path, mode);
 }
 
-int rmdir(const char *path) noexcept
+TAKES_OVER int rmdir(const char *path) noexcept
 {
     using namespace testing_support;
     if (g_file_steps.note("remove " + name_of_file(path))) {
@@ -294,7 +294,7 @@ int rmdir(const char *path) noexcept
     return next_definition<int(const char *)>("rmdir")(path);
 }
 
-mode_t umask(mode_t mask) noexcept
+TAKES_OVER mode_t umask(mode_t mask) noexcept
 {
     using namespace testing_support;
     g_file_steps.note("umask " + octal(mask));

@@ -4,6 +4,10 @@
 
 #include <dlfcn.h>
 
+// Before a function that a header takes over: each source file of a program may include the header, and
+// the linker keeps one of the definitions.
+#define TAKES_OVER [[gnu::weak]]
+
 namespace testing_support {
 
 // The next definition of a function after the test program's own.

@@ -1,5 +1,5 @@
-// Takes over the library's list operations, to make them fail. For the one source file of a program
-// that is linked with the shared library.
+// Takes over the library's list operations, to make them fail. For programs that are linked with the
+// shared library.
 #pragma once
 
 #include "lc_list.h"
@@ -34,7 +34,7 @@ inline ListFaults g_list_faults;
 
 } // namespace testing_support
 
-uint32_t lc_list_add_at_head(lc_list *list, lc_list_node *node)
+TAKES_OVER uint32_t lc_list_add_at_head(lc_list *list, lc_list_node *node)
 {
     using namespace testing_support;
     if (g_list_faults.add_at_head.fails()) {
@@ -43,7 +43,7 @@ uint32_t lc_list_add_at_head(lc_list *list, lc_list_node *node)
     return next_definition<decltype(lc_list_add_at_head)>("lc_list_add_at_head")(list, node);
 }
 
-uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node)
+TAKES_OVER uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node)
 {
     using namespace testing_support;
     if (g_list_faults.add_at_tail.fails()) {
@@ -55,7 +55,7 @@ uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node)
     return next_definition<decltype(lc_list_add_at_tail)>("lc_list_add_at_tail")(list, node);
 }
 
-uint32_t lc_list_add_before(lc_list *list, lc_list_node *ref, lc_list_node *node)
+TAKES_OVER uint32_t lc_list_add_before(lc_list *list, lc_list_node *ref, lc_list_node *node)
 {
     using namespace testing_support;
     if (g_list_faults.add_before.fails()) {
@@ -64,7 +64,7 @@ uint32_t lc_list_add_before(lc_list *list, lc_list_node *ref, lc_list_node *node
     return next_definition<decltype(lc_list_add_before)>("lc_list_add_before")(list, ref, node);
 }
 
-uint32_t lc_list_del_node(lc_list *list, lc_list_node *node)
+TAKES_OVER uint32_t lc_list_del_node(lc_list *list, lc_list_node *node)
 {
     using namespace testing_support;
     if (g_list_faults.del_node.fails()) {
@@ -73,7 +73,7 @@ uint32_t lc_list_del_node(lc_list *list, lc_list_node *node)
     return next_definition<decltype(lc_list_del_node)>("lc_list_del_node")(list, node);
 }
 
-lc_list_node *lc_list_del_from_head(lc_list *list, uint32_t *error)
+TAKES_OVER lc_list_node *lc_list_del_from_head(lc_list *list, uint32_t *error)
 {
     using namespace testing_support;
     if (g_list_faults.del_from_head.fails()) {

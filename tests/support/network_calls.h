@@ -1,5 +1,5 @@
 // Takes over the calls that the network helpers make: notes their arguments and makes them fail. For
-// the one source file of a program that is linked with the shared library.
+// programs that are linked with the shared library.
 #pragma once
 
 #include "support/interpose.h"
@@ -64,7 +64,7 @@ inline bool takes_place(int &failure)
 
 extern "C" {
 
-int socket(int domain, int type, int protocol) noexcept
+TAKES_OVER int socket(int domain, int type, int protocol) noexcept
 {
     using namespace testing_support;
     g_network_calls.socket_domain = domain;
@@ -75,7 +75,7 @@ int socket(int domain, int type, int protocol) noexcept
                : -1;
 }
 
-int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept
+TAKES_OVER int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept
 {
     using namespace testing_support;
     g_network_calls.option_level = level;
@@ -87,8 +87,8 @@ int setsockopt(int fd, int level, int option, const void *value, socklen_t size)
                : -1;
 }
 
-ssize_t sendto(int fd, const void *buffer, size_t size, int flags, const sockaddr *address,
-               socklen_t address_size)
+TAKES_OVER ssize_t sendto(int fd, const void *buffer, size_t size, int flags, const sockaddr *address,
+                          socklen_t address_size)
 {
     using namespace testing_support;
     const auto *bytes = static_cast<const uint8_t *>(buffer);
@@ -101,7 +101,8 @@ ssize_t sendto(int fd, const void *buffer, size_t size, int flags, const sockadd
                : -1;
 }
 
-int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, timeval *timeout)
+TAKES_OVER int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
+                      timeval *timeout)
 {
     using namespace testing_support;
     g_network_calls.patience = *timeout;
@@ -111,7 +112,7 @@ int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, t
                : -1;
 }
 
-ssize_t recv(int fd, void *buffer, size_t size, int flags)
+TAKES_OVER ssize_t recv(int fd, void *buffer, size_t size, int flags)
 {
     using namespace testing_support;
     g_network_calls.receive_size = size;
@@ -120,7 +121,7 @@ ssize_t recv(int fd, void *buffer, size_t size, int flags)
                : -1;
 }
 
-int ioctl(int fd, unsigned long request, ...) noexcept
+TAKES_OVER int ioctl(int fd, unsigned long request, ...) noexcept
 {
     using namespace testing_support;
     va_list arguments;
@@ -139,7 +140,7 @@ int ioctl(int fd, unsigned long request, ...) noexcept
                : -1;
 }
 
-unsigned if_nametoindex(const char *name) noexcept
+TAKES_OVER unsigned if_nametoindex(const char *name) noexcept
 {
     using namespace testing_support;
     return g_network_calls.interfaces_are_hidden
@@ -147,7 +148,7 @@ unsigned if_nametoindex(const char *name) noexcept
                : next_definition<unsigned(const char *)>("if_nametoindex")(name);
 }
 
-int system(const char *command)
+TAKES_OVER int system(const char *command)
 {
     using namespace testing_support;
     g_network_calls.command = command;

@@ -1,6 +1,6 @@
 // A modem behind the system calls that are made for its two ports: each call is noted, what is read is
-// scripted, and no time passes. For the one source file of a program that is linked with the shared
-// library.
+// scripted, and no time passes. For programs that are linked with the
+// shared library.
 #pragma once
 
 #include "support/child_process.h"
@@ -194,7 +194,7 @@ extern "C" {
 int taken_open(const char *path, int flags, ...) __asm__("open64");
 FILE *taken_fopen(const char *path, const char *mode) __asm__("fopen64");
 
-int taken_open(const char *path, int flags, ...)
+TAKES_OVER int taken_open(const char *path, int flags, ...)
 {
     using namespace testing_support;
     va_list arguments;
@@ -224,7 +224,7 @@ int taken_open(const char *path, int flags, ...)
     return fd;
 }
 
-FILE *taken_fopen(const char *path, const char *mode)
+TAKES_OVER FILE *taken_fopen(const char *path, const char *mode)
 {
     using namespace testing_support;
     if (path == std::string(kTraceFile) && *mode == 'a' && g_modem.trace.fails()) {
@@ -234,7 +234,7 @@ FILE *taken_fopen(const char *path, const char *mode)
     return next_definition<FILE *(const char *, const char *)>("fopen64")(path, mode);
 }
 
-int close(int fd)
+TAKES_OVER int close(int fd)
 {
     using namespace testing_support;
     if (const std::string name = g_modem.name_of(fd); !name.empty()) {
@@ -245,14 +245,14 @@ int close(int fd)
     return next_definition<int(int)>("close")(fd);
 }
 
-int cfsetspeed(termios *settings, speed_t speed) noexcept
+TAKES_OVER int cfsetspeed(termios *settings, speed_t speed) noexcept
 {
     using namespace testing_support;
     g_modem.note("speed");
     return next_definition<int(termios *, speed_t)>("cfsetspeed")(settings, speed);
 }
 
-int tcflush(int fd, int queue) noexcept
+TAKES_OVER int tcflush(int fd, int queue) noexcept
 {
     using namespace testing_support;
     g_modem.note("discard " + g_modem.name_of(fd) + (queue == TCIOFLUSH ? "" : ", one direction"));
@@ -260,7 +260,7 @@ int tcflush(int fd, int queue) noexcept
     return g_modem.tcflush.fails() ? -1 : 0;
 }
 
-int tcsetattr(int fd, int when, const termios *settings) noexcept
+TAKES_OVER int tcsetattr(int fd, int when, const termios *settings) noexcept
 {
     using namespace testing_support;
     g_modem.note("apply to " + g_modem.name_of(fd) + (when == TCSANOW ? "" : ", later"));
@@ -269,7 +269,7 @@ int tcsetattr(int fd, int when, const termios *settings) noexcept
     return g_modem.tcsetattr.fails() ? -1 : 0;
 }
 
-ssize_t write(int fd, const void *bytes, size_t size)
+TAKES_OVER ssize_t write(int fd, const void *bytes, size_t size)
 {
     using namespace testing_support;
     const std::string name = g_modem.name_of(fd);
@@ -294,7 +294,8 @@ ssize_t write(int fd, const void *bytes, size_t size)
     return static_cast<ssize_t>(size);
 }
 
-int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, timeval *timeout)
+TAKES_OVER int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
+                      timeval *timeout)
 {
     using namespace testing_support;
     const int fd = count - 1;
@@ -333,7 +334,7 @@ int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, t
     }
 }
 
-ssize_t read(int fd, void *bytes, size_t size)
+TAKES_OVER ssize_t read(int fd, void *bytes, size_t size)
 {
     using namespace testing_support;
     const std::string name = g_modem.name_of(fd);
@@ -351,14 +352,14 @@ ssize_t read(int fd, void *bytes, size_t size)
     return static_cast<ssize_t>(event.bytes.size());
 }
 
-int usleep(useconds_t microseconds)
+TAKES_OVER int usleep(useconds_t microseconds)
 {
     using namespace testing_support;
     g_modem.note("pause " + std::to_string(microseconds) + " us");
     return 0;
 }
 
-unsigned sleep(unsigned seconds)
+TAKES_OVER unsigned sleep(unsigned seconds)
 {
     using namespace testing_support;
     g_modem.note("sleep " + std::to_string(seconds) + " s");

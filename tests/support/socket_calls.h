@@ -1,5 +1,5 @@
 // Takes over the socket calls that an endpoint makes: notes their arguments and makes them fail. For
-// the one source file of a program that is linked with the shared library.
+// programs that are linked with the shared library.
 #pragma once
 
 #include "support/eventually.h"
@@ -108,7 +108,7 @@ inline void deliver(const RawPeer &peer, const std::string &to, const Bytes &byt
 
 extern "C" {
 
-int socket(int domain, int type, int protocol) noexcept
+TAKES_OVER int socket(int domain, int type, int protocol) noexcept
 {
     using namespace testing_support;
     g_socket_calls.socket_domain = domain;
@@ -125,7 +125,7 @@ int socket(int domain, int type, int protocol) noexcept
     return fd;
 }
 
-int bind(int fd, const sockaddr *address, socklen_t size) noexcept
+TAKES_OVER int bind(int fd, const sockaddr *address, socklen_t size) noexcept
 {
     using namespace testing_support;
     g_socket_calls.bind_size = size;
@@ -135,8 +135,8 @@ int bind(int fd, const sockaddr *address, socklen_t size) noexcept
     return next_definition<int(int, const sockaddr *, socklen_t)>("bind")(fd, address, size);
 }
 
-ssize_t sendto(int fd, const void *buffer, size_t size, int flags, const sockaddr *address,
-               socklen_t address_size)
+TAKES_OVER ssize_t sendto(int fd, const void *buffer, size_t size, int flags, const sockaddr *address,
+                          socklen_t address_size)
 {
     using namespace testing_support;
     const auto *bytes = static_cast<const uint8_t *>(buffer);
@@ -157,8 +157,8 @@ ssize_t sendto(int fd, const void *buffer, size_t size, int flags, const sockadd
     return result;
 }
 
-ssize_t recvfrom(int fd, void *buffer, size_t size, int flags, sockaddr *address,
-                 socklen_t *address_size)
+TAKES_OVER ssize_t recvfrom(int fd, void *buffer, size_t size, int flags, sockaddr *address,
+                            socklen_t *address_size)
 {
     using namespace testing_support;
     static auto *const real =
@@ -177,7 +177,8 @@ ssize_t recvfrom(int fd, void *buffer, size_t size, int flags, sockaddr *address
     return real(fd, buffer, size, flags, address, address_size);
 }
 
-int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, timeval *timeout)
+TAKES_OVER int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
+                      timeval *timeout)
 {
     using namespace testing_support;
     g_socket_calls.select_seconds = timeout->tv_sec;

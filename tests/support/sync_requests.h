@@ -1,5 +1,5 @@
 // Synchronous requests to a WAN manager that answers, keeps silent or is not there. Takes over
-// ipc_msg_send_syn. For the one source file of a program that is linked with the shared library.
+// ipc_msg_send_syn.
 #pragma once
 
 #include "lc_ipc_msg.h"
@@ -68,8 +68,8 @@ template <typename Call> int32_t unheard(Call call)
 
 } // namespace testing_support
 
-uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len,
-                          uint32_t timeout, void *out_buff, uint32_t *out_len)
+TAKES_OVER uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len,
+                                     uint32_t timeout, void *out_buff, uint32_t *out_len)
 {
     using namespace testing_support;
     static const auto real = next_definition<decltype(ipc_msg_send_syn)>("ipc_msg_send_syn");

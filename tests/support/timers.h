@@ -1,5 +1,5 @@
 // Takes over what the timer service stands on: its sleep, its thread and its clock. Shows the lists
-// that it keeps. For the one source file of a program that is linked with the shared library.
+// that it keeps.
 #pragma once
 
 #include "lc_list.h"
@@ -186,7 +186,8 @@ protected:
 extern "C" {
 
 // Only the service sleeps like this here. As of the real one, nothing is left of the time.
-int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, timeval *timeout)
+TAKES_OVER int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
+                      timeval *timeout)
 {
     if (count != 0 || readable != nullptr || writable != nullptr || exceptional != nullptr ||
         timeout == nullptr || timeout->tv_sec != 0 || timeout->tv_usec != 50000) {
@@ -198,7 +199,7 @@ int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, t
     return 0;
 }
 
-int gettimeofday(timeval *__restrict now, void *__restrict) noexcept
+TAKES_OVER int gettimeofday(timeval *__restrict now, void *__restrict) noexcept
 {
     auto &clock = testing_support::g_clock;
     if (clock.fails) {
@@ -212,8 +213,8 @@ int gettimeofday(timeval *__restrict now, void *__restrict) noexcept
 
 } // extern "C"
 
-int lc_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*routine)(void *),
-                      void *argument)
+TAKES_OVER int lc_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                                 void *(*routine)(void *), void *argument)
 {
     using namespace testing_support;
     g_service_thread.has_attributes = attributes != nullptr;
@@ -226,7 +227,7 @@ int lc_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void 
     return result;
 }
 
-lc_list *lc_list_create()
+TAKES_OVER lc_list *lc_list_create()
 {
     using namespace testing_support;
     lc_list *const list = next_definition<decltype(lc_list_create)>("lc_list_create")();

@@ -1,9 +1,10 @@
 // Takes over the library's condition variables: tells who sleeps and who was signalled, and wakes
-// sleepers for no reason. For the one source file of a program that is linked with the shared library.
+// sleepers for no reason.
 #pragma once
 
 #include "lc_pthread.h"
 #include "support/eventually.h"
+#include "support/interpose.h"
 
 #include <atomic>
 #include <mutex>
@@ -50,7 +51,7 @@ inline Waits g_waits;
 
 } // namespace testing_support
 
-int lc_pthread_cond_wait(pthread_cond_t *cond, pthread_mutex_t *mutex)
+TAKES_OVER int lc_pthread_cond_wait(pthread_cond_t *cond, pthread_mutex_t *mutex)
 {
     using testing_support::g_waits;
     ++g_waits.unlimited;
@@ -63,7 +64,8 @@ int lc_pthread_cond_wait(pthread_cond_t *cond, pthread_mutex_t *mutex)
     return result;
 }
 
-int lc_pthread_cond_timedwait(pthread_cond_t *cond, pthread_mutex_t *mutex, const timespec *deadline)
+TAKES_OVER int lc_pthread_cond_timedwait(pthread_cond_t *cond, pthread_mutex_t *mutex,
+                                         const timespec *deadline)
 {
     using testing_support::g_waits;
     ++g_waits.timed;
@@ -77,13 +79,13 @@ int lc_pthread_cond_timedwait(pthread_cond_t *cond, pthread_mutex_t *mutex, cons
     return result;
 }
 
-int lc_pthread_cond_signal(pthread_cond_t *cond)
+TAKES_OVER int lc_pthread_cond_signal(pthread_cond_t *cond)
 {
     ++testing_support::g_waits.signals;
     return pthread_cond_signal(cond);
 }
 
-int lc_pthread_cond_broadcast(pthread_cond_t *cond)
+TAKES_OVER int lc_pthread_cond_broadcast(pthread_cond_t *cond)
 {
     ++testing_support::g_waits.broadcasts;
     return pthread_cond_broadcast(cond);
