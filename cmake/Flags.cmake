@@ -34,8 +34,8 @@ elseif(CMAKE_BUILD_TYPE MATCHES "Rel")
 endif()
 
 if(LTEROUTER_COVERAGE)
-    # Counted atomically: threads that race for a counter can drive it below zero.
-    add_compile_options(--coverage -fprofile-update=atomic)
+    # Of the library alone. Counted atomically: threads that race for a counter can drive it below zero.
+    set(lterouter_coverage --coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
 
@@ -50,6 +50,7 @@ target_compile_options(lterouter_freestanding INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
     -fvisibility=hidden
     ${lterouter_frame_limit}
+    ${lterouter_coverage}
     $<$<CXX_COMPILER_ID:GNU>:-fstack-usage> # beside the objects, for scripts/footprint
     # Checks that some packagers switch on call into libstdc++.
     -U_GLIBCXX_ASSERTIONS)
