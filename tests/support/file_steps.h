@@ -63,7 +63,7 @@ struct FileSteps {
     }
 };
 
-inline FileSteps g_file_steps;
+inline FileSteps &g_file_steps = kept<FileSteps>();
 
 // What the steps call a file of the stores; empty for any other.
 inline std::string name_of_file(const std::string &path)

@@ -16,6 +16,14 @@ template <typename Function> Function *next_definition(const char *name)
     return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
+// State of a call that is taken over. Never destroyed: the process makes such calls until its very end,
+// as when the library's coverage counts are written.
+template <typename State> State &kept()
+{
+    static State *const state = new State();
+    return *state;
+}
+
 // Fails the n-th of the calls that ask it (counted from 1), or none when n is 0.
 struct FailNth {
     int nth = 0;

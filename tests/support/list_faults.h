@@ -30,7 +30,7 @@ struct ListFaults {
     std::function<void(lc_list_node *)> before_add_at_tail;
 };
 
-inline ListFaults g_list_faults;
+inline ListFaults &g_list_faults = kept<ListFaults>();
 
 } // namespace testing_support
 

@@ -48,7 +48,7 @@ struct NetworkCalls {
     std::string command;  // of the last system
 };
 
-inline NetworkCalls g_network_calls;
+inline NetworkCalls &g_network_calls = kept<NetworkCalls>();
 
 inline bool takes_place(int &failure)
 {

@@ -87,7 +87,7 @@ struct ModemCalls {
     }
 };
 
-inline ModemCalls g_modem;
+inline ModemCalls &g_modem = kept<ModemCalls>();
 
 inline Steps repeated(const Steps &steps, size_t times)
 {

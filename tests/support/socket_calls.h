@@ -92,7 +92,7 @@ private:
     std::vector<SentDatagram> sent_;
 };
 
-inline SocketCalls g_socket_calls;
+inline SocketCalls &g_socket_calls = kept<SocketCalls>();
 
 // Sends to an endpoint that has nothing to do, and returns when it has nothing to do again: normally
 // after one round.
