@@ -4,6 +4,7 @@
 
 #include "lc_network/ifname.h"
 #include "support/fd.h"
+#include "support/socket.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -40,7 +41,7 @@ enum class Change { kAdd, kDelete };
 int change_route(Change change, const char *dev, int metric, const char *dst, const char *gw,
                  const char *mask)
 {
-    const Fd fd{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    const Fd fd{open_socket(AF_INET, SOCK_DGRAM, 0)};
     if (!fd) {
         return errno;
     }

@@ -179,7 +179,8 @@ TEST_F(HiddenInterfaces, are_up_when_the_kernel_says_so)
     EXPECT_EQ(lc_is_interface_up(kDown), 0);
     expect_silence();
     EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
-    EXPECT_EQ(g_network_calls.socket_type & ~SOCK_CLOEXEC, SOCK_STREAM);
+    EXPECT_EQ(g_network_calls.socket_type, SOCK_STREAM);
+    EXPECT_TRUE(g_network_calls.closed_on_exec);
 }
 
 TEST_F(HiddenInterfaces, have_the_address_that_the_kernel_says)

@@ -119,8 +119,9 @@ TEST_F(Routes, are_asked_for_through_a_datagram_socket)
 {
     lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC);
     EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
-    EXPECT_EQ(g_network_calls.socket_type & ~SOCK_CLOEXEC, SOCK_DGRAM);
+    EXPECT_EQ(g_network_calls.socket_type, SOCK_DGRAM);
     EXPECT_EQ(g_network_calls.socket_protocol, 0);
+    EXPECT_TRUE(g_network_calls.closed_on_exec);
 }
 
 TEST_F(Routes, have_a_metric_of_16_bits)
