@@ -49,6 +49,12 @@ std::vector<std::string> g_commands; // for the shell
 
 bool parse(const std::string &text, in_addr *address) { return inet_aton(text.c_str(), address) != 0; }
 
+// An empty text gives none.
+bool parse_given(const std::string &text, in_addr *address)
+{
+    return text.empty() || parse(text, address);
+}
+
 in_addr address_in(const sockaddr &address)
 {
     sockaddr_in copy;
@@ -63,7 +69,7 @@ void check_route(const RouteRequest &asked, bool deletes, const std::string &dev
 {
     require(asked.request == (deletes ? SIOCDELRT : SIOCADDRT),
             "the kernel is asked for the right thing");
-    require(asked.device == device && asked.route.rt_metric == metric,
+    require(asked.device == device.substr(0, IFNAMSIZ - 1) && asked.route.rt_metric == metric,
             "device and metric are the caller's");
     require(address_in(asked.route.rt_dst).s_addr == destination.s_addr &&
                 address_in(asked.route.rt_gateway).s_addr == gateway.s_addr &&
@@ -73,9 +79,6 @@ void check_route(const RouteRequest &asked, bool deletes, const std::string &dev
                       (mask.s_addr == INADDR_BROADCAST ? RTF_HOST : 0);
     require(asked.route.rt_flags == flags, "the flags follow from the addresses");
 }
-
-// A longer name could be cut to another interface's.
-bool is_device(const std::string &name) { return name.size() < IFNAMSIZ; }
 
 void try_route(const Input &input, const Texts &texts)
 {
@@ -88,16 +91,15 @@ void try_route(const Input &input, const Texts &texts)
     for (int i = 0; i < 3; ++i) {
         if (given[i] != nullptr) {
             copies[i] = text_copy_of(*given[i]);
-            valid = parse(*given[i], &addresses[i]) && valid;
+            valid = parse_given(*given[i], &addresses[i]) && valid;
         }
     }
     const bool deletes = input.chooses(kDelete);
     const Copy device = text_copy_of(texts.device);
     const int result = (deletes ? lc_route_del : lc_route_add)(device.get(), 7, copies[0].get(),
                                                                copies[1].get(), copies[2].get());
-    if (!valid || !is_device(texts.device)) {
-        require(result == (valid ? ENODEV : EINVAL) && g_routes.empty(),
-                "what is no address or no name makes no route");
+    if (!valid) {
+        require(result == EINVAL && g_routes.empty(), "what is no address makes no route");
         return;
     }
     require(result == 0 && g_routes.size() == 1, "the kernel is asked once");
@@ -131,8 +133,7 @@ void try_default_routes(const Input &input, const Texts &texts)
     const int result =
         (deletes ? lc_route_del_default : lc_route_add_default)(device.get(), list.get());
     require(result == (texts.gateway.empty() ? -1 : 0), "only a list without a gateway fails");
-    const std::vector<in_addr> expected =
-        is_device(texts.device) ? gateways_in(texts.gateway) : std::vector<in_addr>();
+    const std::vector<in_addr> expected = gateways_in(texts.gateway);
     require(g_routes.size() == expected.size(), "there is a route for each gateway");
     for (size_t i = 0; i < expected.size(); ++i) {
         check_route(g_routes[i], deletes, texts.device, {}, expected[i], {}, 0);

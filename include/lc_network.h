@@ -2,8 +2,8 @@
  * Routes, interfaces and ARP, and the socket calls under this library's names.
  *
  * Interface predicates answer -1 for yes and 0 for no. Names of interfaces and devices have at most 15
- * characters. Diagnostics are logged at debug level. Pointers must not be NULL unless it is said what
- * NULL does.
+ * characters: of a longer one the kernel is asked for the first 15, where nothing else is said.
+ * Diagnostics are logged at debug level. Pointers must not be NULL unless it is said what NULL does.
  *
  * @see socket(7), packet(7), arp(7), ltectl(1)
  *
@@ -52,21 +52,19 @@ LC_BEGIN_DECLS
  * 255.255.255.255 a route to a host.
  * @param[in] dev    device
  * @param[in] metric 16 bits, as the kernel's call counts, one more than is shown; 0 for none
- * @param[in] dst    destination, a dotted quad; NULL for 0.0.0.0
- * @param[in] gw     gateway, a dotted quad; NULL for 0.0.0.0
- * @param[in] mask   a dotted quad; NULL for 0.0.0.0
- * @return 0, the errno of the failed call, EINVAL for a text that is no address, or ENODEV for a name
- *         that is too long */
+ * @param[in] dst    destination, a dotted quad; NULL or "" for 0.0.0.0
+ * @param[in] gw     gateway, a dotted quad; NULL or "" for 0.0.0.0
+ * @param[in] mask   a dotted quad; NULL or "" for 0.0.0.0
+ * @return 0, the errno of the failed call, or EINVAL for any other text that is no address */
 LC_API int lc_route_add(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 
 /** Deletes an IPv4 route. Gateway and mask count as for lc_route_add().
  * @param[in] dev    device
  * @param[in] metric 16 bits, as the kernel's call counts, one more than is shown; 0 for any
- * @param[in] dst    destination, a dotted quad; NULL for 0.0.0.0
- * @param[in] gw     gateway, a dotted quad; NULL for 0.0.0.0
- * @param[in] mask   a dotted quad; NULL for 0.0.0.0
- * @return 0, the errno of the failed call, EINVAL for a text that is no address, or ENODEV for a name
- *         that is too long */
+ * @param[in] dst    destination, a dotted quad; NULL or "" for 0.0.0.0
+ * @param[in] gw     gateway, a dotted quad; NULL or "" for 0.0.0.0
+ * @param[in] mask   a dotted quad; NULL or "" for 0.0.0.0
+ * @return 0, the errno of the failed call, or EINVAL for any other text that is no address */
 LC_API int lc_route_del(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 
 /** Adds a default route through each gateway of a list.
@@ -102,22 +100,25 @@ LC_API int lc_is_interface_exist(const char *name);
 /** Tells of every existing interface that it is up. Deliberately inverted, since the router's processes
  * rely on it: an existing interface is refused as a parameter error.
  * @param[in] name of the interface
- * @retval -1 the interface exists, name is NULL or "", or no socket can be opened
- * @retval 0  it does not exist */
+ * @retval -1 the interface exists, name is NULL or "", or no socket can be opened; of a longer name,
+ * the interface of its first 15 characters is up
+ * @retval 0  it does not exist; or that one is down */
 LC_API int lc_is_interface_up(const char *name);
 
-/** Is meant to give an interface's address, but never succeeds, for the same reason as
+/** Is meant to give an interface's address, but refuses every name of one, for the same reason as
  * lc_is_interface_up().
  * @param[in]  name of the interface
- * @param[out] addr the address; left as it is
- * @retval -1 always */
+ * @param[out] addr the address; left as it is by a failure
+ * @retval -1 always, but for a longer name whose first 15 characters are an interface's
+ * @retval 0  of such a name, where the C library's if_nametoindex does not cut it as well */
 LC_API int lc_get_ip_by_ifname(const char *name, struct in_addr *addr);
 
-/** Is meant to give an interface's hardware address, but never succeeds, for the same reason as
- * lc_is_interface_up().
+/** Is meant to give an interface's hardware address, but refuses every name of one, for the same reason
+ * as lc_is_interface_up().
  * @param[in]  name of the interface
- * @param[out] mac  the address, 6 bytes; left as it is
- * @retval -1 always */
+ * @param[out] mac  the address, 6 bytes; left as it is by a failure
+ * @retval -1 always, but for a longer name whose first 15 characters are an interface's
+ * @retval 0  of such a name, where the C library's if_nametoindex does not cut it as well */
 LC_API int lc_get_mac_by_ifname(const char *name, uint8_t *mac);
 
 /** @}

@@ -232,9 +232,10 @@ typedef struct lct_netlist_rsp {
 } lct_netlist_rsp;
 
 /** @name Requests
- * -1 stands for failure; the trace file tells which. Pointers must not be NULL. After a failure a
- * record for the answer holds what came of it, or what it held before. The outcome of lct_connect() and
- * lct_disconnect() arrives as a link status event.
+ * -1 stands for failure; the trace file tells which. Pointers must not be NULL. An answer is a success
+ * when its result is 0, also one that is shorter than its record; without a result it is a failure, and
+ * so is one that is longer. What did not come keeps what the record held before, after a failure too.
+ * The outcome of lct_connect() and lct_disconnect() arrives as a link status event.
  * @{ */
 
 /** Asks for the link.
@@ -246,7 +247,8 @@ LC_API int32_t lct_connect(void);
 LC_API int32_t lct_disconnect(void);
 
 /** Reads the roaming switch. Waits up to 400 s.
- * @param[out] out the answer; what the value means is the WAN manager's business (wansim: 0 off, 1 on)
+ * @param[in,out] out the answer; what the value means is the WAN manager's business (wansim: 0 off,
+ *                    1 on). One that did not come keeps what it had there
  * @retval 0  success
  * @retval -1 failure */
 LC_API int32_t lct_get_roam_switch(lct_value_rsp *out);
@@ -258,7 +260,8 @@ LC_API int32_t lct_get_roam_switch(lct_value_rsp *out);
 LC_API int32_t lct_set_roam_switch(const uint32_t *value);
 
 /** Reads the network type: what the modem may register with. Waits up to 400 s.
- * @param[out] out the answer; what the value means is the WAN manager's business
+ * @param[in,out] out the answer; what the value means is the WAN manager's business. One that did not
+ *                    come keeps what it had there
  * @retval 0  success
  * @retval -1 failure */
 LC_API int32_t lct_get_nettype(lct_value_rsp *out);
@@ -303,7 +306,7 @@ LC_API int32_t lct_sim_set_pinen_req(const uint8_t *enable);
 /** Searches for operators and prints the list that the search left in the RAM store
  * ("wm_search_netlist_nv") to standard output, also when the WAN manager reports an error. Waits up to
  * 400 s.
- * @param[in,out] out the answer, which may be shorter than out; the rest keeps what it had there
+ * @param[in,out] out the answer; what did not come keeps what it had there
  * @retval 0  success
  * @retval -1 failure */
 LC_API int32_t lct_get_netlist_req(lct_netlist_rsp *out);
@@ -334,7 +337,7 @@ LC_API int32_t lct_net_set_pref_req(const uint32_t *preference);
 LC_API int32_t lct_net_set_status_test_req(const uint32_t *state);
 
 /** Reads the LTE channel in use. Waits up to 20 s.
- * @param[out] channel the channel; 0 on failure
+ * @param[out] channel the channel; 0 on failure, or when the answer holds none
  * @retval 0  success
  * @retval -1 failure */
 LC_API int32_t lct_lte_channel_req(uint32_t *channel);
@@ -360,7 +363,7 @@ LC_API int32_t lct_get_diag_hide_info(void);
  * @param[in]  cmd     the command and one more character, which is replaced by the carriage return that
  *                     ends a command; at most 911 characters in all
  * @param[out] out     the answer, at most 116 characters and out_len bytes of it, padded with NULs,
- *                     without a terminator when the text fills it
+ *                     without a terminator when the text fills it; as it was after a failure
  * @param[in]  out_len bytes of out
  * @retval 0  success
  * @retval -1 failure */

@@ -7,6 +7,7 @@
 #include "lc_log/print.h"
 #include "lc_pthread.h"
 #include "support/fd.h"
+#include "support/socket.h"
 
 #include <cerrno>
 #include <sys/select.h>
@@ -18,9 +19,9 @@ namespace {
 
 // A descriptor that select cannot watch is of no use. Not inherited across exec: a child that outlived
 // this process would keep its name bound.
-int open_socket()
+int open_watchable_socket()
 {
-    Fd fd{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    Fd fd{open_socket(AF_UNIX, SOCK_DGRAM, 0)};
     if (fd.get() >= FD_SETSIZE) {
         errno = EMFILE;
         return -1;
@@ -33,7 +34,7 @@ uint32_t open_and_bind(uint32_t module_id, bool per_process)
     SocketRecord &record = g_endpoint.common;
     record = {};
     set_socket_name(record.sock, module_id, per_process ? static_cast<unsigned int>(getpid()) : 0);
-    Fd fd{open_socket()};
+    Fd fd{open_watchable_socket()};
     if (!fd) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Create socket %s failed! errno is %d.\n", kCommonPriority,
                        errno);

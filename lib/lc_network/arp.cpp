@@ -5,6 +5,7 @@
 #include "lc_file/stream.h"
 #include "lc_network/note.h"
 #include "support/fd.h"
+#include "support/socket.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -144,7 +145,7 @@ int lc_get_climac_by_ip(const char *ip, char *mac)
 int lc_arp_check(in_addr target_ip, in_addr our_ip, const uint8_t *our_mac, const uint8_t *expected_mac,
                  const char *ifname, int timeout_ms)
 {
-    const Fd fd{socket(AF_PACKET, SOCK_PACKET | SOCK_CLOEXEC, htons(ETHERTYPE_ARP))};
+    const Fd fd{open_socket(AF_PACKET, SOCK_PACKET, htons(ETHERTYPE_ARP))};
     const int on = 1;
     if (!fd || fd.get() >= FD_SETSIZE ||
         setsockopt(fd.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof(on)) != 0) {

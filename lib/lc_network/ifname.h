@@ -6,16 +6,10 @@
 
 namespace lterouter {
 
-// Copies a name into a zeroed record. False for one that is too long: cut, it could be another
-// interface's.
-inline bool copy_ifname(char (&record)[IFNAMSIZ], const char *name)
+// Copies a name into a zeroed record: of a long one the 15 characters that the kernel looks at.
+inline void copy_ifname(char (&record)[IFNAMSIZ], const char *name)
 {
-    const size_t length = strnlen(name, sizeof(record));
-    if (length == sizeof(record)) {
-        return false;
-    }
-    memcpy(record, name, length);
-    return true;
+    memcpy(record, name, strnlen(name, sizeof(record) - 1));
 }
 
 } // namespace lterouter

@@ -5,6 +5,7 @@
 #include "lc_network/ifname.h"
 #include "lc_network/note.h"
 #include "support/fd.h"
+#include "support/socket.h"
 
 #include <arpa/inet.h>
 #include <cstdio>
@@ -31,8 +32,6 @@ ifreq request_for(const char *name)
     copy_ifname(request.ifr_name, name);
     return request;
 }
-
-int open_socket() { return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0); }
 
 } // namespace
 } // namespace lterouter
@@ -62,7 +61,7 @@ int lc_is_interface_up(const char *name)
     if (is_refused(name)) {
         return NOTE(-1, "Parameter error");
     }
-    const Fd fd{open_socket()};
+    const Fd fd{open_socket(AF_INET, SOCK_STREAM, 0)};
     if (!fd) {
         return NOTE(-1, "Open socket error");
     }
@@ -76,7 +75,7 @@ int lc_get_ip_by_ifname(const char *name, in_addr *addr)
     if (addr == nullptr || is_refused(name)) {
         return NOTE(-1, "Parameter error.");
     }
-    const Fd fd{open_socket()};
+    const Fd fd{open_socket(AF_INET, SOCK_STREAM, 0)};
     if (!fd) {
         return NOTE(-1, "Open socket error.");
     }
@@ -96,7 +95,7 @@ int lc_get_mac_by_ifname(const char *name, uint8_t *mac)
     if (mac == nullptr || is_refused(name)) {
         return -1;
     }
-    const Fd fd{open_socket()};
+    const Fd fd{open_socket(AF_INET, SOCK_STREAM, 0)};
     if (!fd) {
         return -1;
     }

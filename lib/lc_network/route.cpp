@@ -4,6 +4,7 @@
 
 #include "lc_network/ifname.h"
 #include "support/fd.h"
+#include "support/socket.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -16,12 +17,14 @@ namespace {
 
 constexpr char kAny[] = "0.0.0.0";
 
-// False for a text that is no address: taken for 0.0.0.0 it could become a default route.
+// An empty text is an address that was not given: hosts pass on the fields of forms. False for any
+// other that is no address: taken for 0.0.0.0 it could become a default route.
 bool set_address(sockaddr *target, const char *text)
 {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
-    const bool valid = text == nullptr || inet_aton(text, &address.sin_addr) != 0;
+    const bool given = text != nullptr && *text != '\0';
+    const bool valid = !given || inet_aton(text, &address.sin_addr) != 0;
     memcpy(target, &address, sizeof(address));
     return valid;
 }
@@ -38,7 +41,7 @@ enum class Change { kAdd, kDelete };
 int change_route(Change change, const char *dev, int metric, const char *dst, const char *gw,
                  const char *mask)
 {
-    const Fd fd{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    const Fd fd{open_socket(AF_INET, SOCK_DGRAM, 0)};
     if (!fd) {
         return errno;
     }
@@ -55,11 +58,9 @@ int change_route(Change change, const char *dev, int metric, const char *dst, co
         route.rt_flags |= RTF_HOST;
     }
     route.rt_metric = static_cast<short>(metric);
-    char name[IFNAMSIZ] = {}; // the kernel reads all of it
+    char name[IFNAMSIZ] = {}; // the kernel reads that much, however short the name and its page are
     if (dev != nullptr) {
-        if (!copy_ifname(name, dev)) {
-            return ENODEV;
-        }
+        copy_ifname(name, dev);
         route.rt_dev = name;
     }
     return ioctl(fd.get(), change == Change::kAdd ? SIOCADDRT : SIOCDELRT, &route) == 0 ? 0 : errno;

@@ -41,9 +41,9 @@ struct AtResponse {
 };
 static_assert(offsetof(AtResponse, text) == 12);
 
-// The response takes the request's place, and leaves it standing when nothing comes.
+// The response takes the request's place: of its head, what does not come is the request's own.
 struct AtBuffer {
-    uint8_t bytes[IPC_MSG_MAX_BODY];
+    uint8_t bytes[IPC_MSG_MAX_BODY] = {};
 
     // Length of the body.
     uint32_t put_request(const char *cmd, size_t length)
@@ -59,11 +59,12 @@ struct AtBuffer {
         return static_cast<uint32_t>(sizeof(head) + length + 1);
     }
 
-    // What the response lacks reads as zero.
+    // The text ends with the answer: the request's markers are no answer of the modem's.
     AtResponse response(uint32_t length) const
     {
+        constexpr size_t kHeadSize = offsetof(AtResponse, text);
         AtResponse response = {};
-        memcpy(&response, bytes, std::min(length, kResponseRoom));
+        memcpy(&response, bytes, std::clamp<size_t>(length, kHeadSize, kResponseRoom));
         return response;
     }
 };
@@ -93,7 +94,7 @@ int32_t lct_ext_at_req(const char *cmd, char *out, uint32_t out_len)
                          buffer.bytes);
     }
     const AtResponse response = buffer.response(answer.length);
-    if (!answer.delivered || answer.length < sizeof(response.err_code) || response.err_code != 0) {
+    if (!is_success(answer, response.err_code)) {
         return LCT_TRACE(-1, "call WM_MSG_MODEM_AT_REQ failed. ret=%d rsp->err_code=%d\n\n",
                          answer.delivered ? 1 : 0, static_cast<int>(response.err_code));
     }

@@ -21,13 +21,19 @@ struct Answer {
     uint32_t length;
 };
 
-// Sends a request to the WAN manager and waits for the response. When nothing comes back, response
-// keeps what it holds.
+// Delivered, and with a good result. What else an answer lacks keeps what the record held; without its
+// result it tells of no success, whatever the record held as one.
+inline bool is_success(const Answer &answer, int32_t result)
+{
+    return answer.delivered && answer.length >= sizeof(result) && result == 0;
+}
+
+// Sends a request to the WAN manager and waits for the response. What does not come back, response
+// keeps as it holds it.
 Answer deliver(const Request &request, const void *body, void *response);
 
 // Makes a request whose response starts with the result word, on behalf of the function that the trace
-// is to name: 0 when it is delivered and the result is 0, else -1. A response that does not fill its
-// record is no success.
+// is to name: 0 when it is a success, else -1.
 int32_t ask(const char *function, const Request &request, const void *body, void *response,
             int line = __builtin_LINE());
 

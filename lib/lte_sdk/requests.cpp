@@ -39,12 +39,6 @@ constexpr Request kSetStatusTest  {SC_STATE_CHANGE_REQ,          kWord, kResult,
 constexpr Request kGetChannel     {WM_MSG_LTE_CHANNEL_REQ,           0, kValue,   20000};
 // clang-format on
 
-// Delivered, whole, and with a good result.
-bool is_success(const Request &request, const Answer &answer, int32_t result)
-{
-    return answer.delivered && answer.length == request.room && result == 0;
-}
-
 // A request whose response is the result alone.
 int32_t tell(const char *function, const Request &request, const void *body,
              int line = __builtin_LINE())
@@ -58,7 +52,7 @@ int32_t diagnose(const char *function, const Request &request, int line = __buil
 {
     int32_t result = kUnanswered;
     const Answer answer = deliver(request, nullptr, &result);
-    if (!is_success(request, answer, result)) {
+    if (!is_success(answer, result)) {
         trace("[%s:%s:%d]result error.\n", kUnit, function, line);
         return -1;
     }
@@ -95,7 +89,7 @@ int32_t lterouter::ask(const char *function, const Request &request, const void 
     }
     int32_t result;
     memcpy(&result, response, sizeof(result));
-    if (!is_success(request, answer, result)) {
+    if (!is_success(answer, result)) {
         trace("[%s:%s:%d]result error.\n\n", kUnit, function, line);
         return -1;
     }
@@ -151,9 +145,7 @@ int32_t lct_get_netlist_req(lct_netlist_rsp *out)
     if (!answer.delivered) {
         return LCT_TRACE(-1, "ipc msg send failure.\n\n");
     }
-    // The list itself may be missing: hosts read the one in the RAM store.
-    const bool found = answer.length >= kResult && out->result == 0;
-    const int32_t status = found ? 0 : LCT_TRACE(-1, "result error.\n\n");
+    const int32_t status = is_success(answer, out->result) ? 0 : LCT_TRACE(-1, "result error.\n\n");
     netlist_nv();
     return status;
 }
@@ -162,7 +154,7 @@ int32_t lct_lte_channel_req(uint32_t *channel)
 {
     lct_value_rsp response = {kUnanswered, 0};
     const Answer answer = deliver(kGetChannel, nullptr, &response);
-    if (!is_success(kGetChannel, answer, response.result)) {
+    if (!is_success(answer, response.result)) {
         *channel = 0;
         return LCT_TRACE(-1, "get channel failed ret:%d rsp:%d\n\n", answer.delivered ? 1 : 0,
                          static_cast<int>(response.result));
@@ -182,7 +174,7 @@ int32_t lct_apn_set_req()
 {
     int32_t result = kUnanswered;
     const Answer answer = deliver(kSetApn, nullptr, &result);
-    if (!is_success(kSetApn, answer, result)) {
+    if (!is_success(answer, result)) {
         return LCT_TRACE(-1, "ipc result of request msg error:%d\n\n", static_cast<int>(result));
     }
     return 0;

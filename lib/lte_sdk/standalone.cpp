@@ -98,7 +98,7 @@ int32_t lct_sms_del_dev_all_msg()
     uint32_t length = sizeof(result);
     if (send_request_syn(IPC_MODULE_SMS_PB, WM_MSG_SMS_DEL_ALL_REQ, nullptr, 0, kSmsDeleteTimeoutMs,
                          &result, &length) == 0 ||
-        length != sizeof(result) || result != 0) {
+        result != 0) {
         return LCT_TRACE(-1, "ipc msg del failure.\n\n");
     }
     return LCT_TRACE(0, "ipc msg del ok\n\n");

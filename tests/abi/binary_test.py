@@ -77,6 +77,14 @@ class Binary(unittest.TestCase):
         self.assertIn("GNU_RELRO", elf.readelf("--program-headers", LIBRARY))
         self.assertRegex(self.dynamic, r"BIND_NOW|FLAGS_1.*NOW")
 
+    def test_a_program_may_load_it_at_any_time(self):
+        """Thread storage has its place from the start of the program, or takes the dynamic linker by name."""
+        self.assertNotIn("TLS", elf.readelf("--program-headers", LIBRARY))
+        self.assertNotIn("STATIC_TLS", self.dynamic)
+
+    def test_it_stays_where_it_is_loaded(self):
+        self.assertRegex(self.dynamic, r"FLAGS_1.*NODELETE")
+
     def test_functions_with_buffers_check_their_stack(self):
         self.assertIn("__stack_chk_fail", dynamic_symbols("--undefined-only"))
 

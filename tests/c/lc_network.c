@@ -140,8 +140,21 @@ static void routes_are_added_and_deleted(void)
                                "192.168.2.0/24 via " PEER_IP " dev wan0");
     route_is_added_and_deleted(NULL, NULL, NULL, "default dev wan0");
     CHECK_INT(lc_route_add("none0", 0, "192.168.2.0", NULL, CLASS_C), ENODEV);
+    route_is_added_and_deleted("", "", "", "default dev wan0");
     CHECK_INT(lc_route_add("wan0", 0, "192.168.2.x", NULL, CLASS_C), EINVAL);
     CHECK_INT(lc_route_del("wan0", 0, "192.168.2.0", "x", CLASS_C), EINVAL);
+}
+
+static void name_counts_up_to_15_characters(void)
+{
+    REQUIRE(shell("/sbin/ip link add a-name-of-15-ch type veth peer name peer0 &&"
+                  " /sbin/ip link set a-name-of-15-ch up"));
+    CHECK_INT(lc_route_add("a-name-of-15-char", 0, "192.168.3.0", NULL, CLASS_C), 0);
+    CHECK(has_route("192.168.3.0/24 dev a-name-of-15-ch"));
+    CHECK_INT(lc_is_interface_up("a-name-of-15-char"), -1);
+    CHECK(shell("/sbin/ip link delete a-name-of-15-ch"));
+    CHECK_INT(lc_route_add("a-name-of-15-char", 0, "192.168.3.0", NULL, CLASS_C), ENODEV);
+    CHECK_INT(lc_is_interface_up("a-name-of-15-char"), 0);
 }
 
 static void default_routes_are_those_before_the_double_blank(void)
@@ -322,6 +335,7 @@ int main(void)
     address_has_four_numbers();
     existing_interface_counts_as_up_and_gives_no_address();
     routes_are_added_and_deleted();
+    name_counts_up_to_15_characters();
     default_routes_are_those_before_the_double_blank();
     neighbour_is_found_in_the_table();
     probe_is_answered_by_the_right_one();

@@ -74,8 +74,8 @@ static int32_t set_preference(void) { return lct_net_set_pref_req(&given.word); 
 static int32_t set_state(void) { return lct_net_set_status_test_req(&given.word); }
 static int32_t get_channel(void) { return lct_lte_channel_req(&out.word); }
 
-/* Results when the WAN manager refuses, when a byte is missing from its answer, and with one too many.
- */
+/* Results when the WAN manager refuses, when a byte is missing from its answer, of which a result of 4
+ * bytes cannot do without, and with one too many. */
 typedef struct request {
     const char *name;
     int32_t (*make)(void);
@@ -95,9 +95,9 @@ static const request requests[] = {
     {"modify PIN en",  modify_pin_en,  WM_MSG_PIN_MODIFY_EN_REQ,      1, 4, -1, -1, -1},
     {"set PIN en",     set_pin_en,     WM_MSG_PIN_MODIFY_EN_REQ,      1, 1,  0,  0, -1},
     {"set nettype",    set_nettype,    WM_MSG_NETTYPE_SET_REQ,        4, 4, -1, -1, -1},
-    {"get nettype",    get_nettype,    WM_MSG_NETTYPE_GET_REQ,        0, 8, -1, -1, -1},
+    {"get nettype",    get_nettype,    WM_MSG_NETTYPE_GET_REQ,        0, 8, -1,  0, -1},
     {"set roaming",    set_roaming,    WM_MSG_ROAM_SWITCH_SET_REQ,    4, 4, -1, -1, -1},
-    {"get roaming",    get_roaming,    WM_MSG_ROAM_SWITCH_GET_REQ,    0, 8, -1, -1, -1},
+    {"get roaming",    get_roaming,    WM_MSG_ROAM_SWITCH_GET_REQ,    0, 8, -1,  0, -1},
     {"set port",       set_port,       WM_MSG_SERIAL_PORT_SET_REQ,    4, 4, -1, -1, -1},
     {"search",         search,         WM_MSG_NETLIST_SEARCH_REQ,     0, 408, -1, 0, -1},
     {"diag",           lct_get_diag_info, WM_MSG_DIAG_INFO_REQ,       0, 4, -1, -1, -1},
@@ -106,7 +106,7 @@ static const request requests[] = {
     {"set APN",        lct_apn_set_req, WM_MSG_APN_SET_REQ,           0, 4, -1, -1, -1},
     {"set preference", set_preference, WM_MSG_DUALMODE_SET_PREF_REQ,  4, 4,  0,  0,  0},
     {"set state",      set_state,      SC_STATE_CHANGE_REQ,           4, 4,  0,  0, -1},
-    {"get channel",    get_channel,    WM_MSG_LTE_CHANNEL_REQ,        0, 8, -1, -1, -1},
+    {"get channel",    get_channel,    WM_MSG_LTE_CHANNEL_REQ,        0, 8, -1,  0, -1},
 };
 /* clang-format on */
 #define REQUESTS (sizeof(requests) / sizeof(requests[0]))
@@ -150,6 +150,20 @@ static void value_is_handed_out(void)
     CHECK_INT(out.word, VALUE);
     tell_answer(7, sizeof(lct_value_rsp));
     CHECK_INT(get_channel(), -1);
+    CHECK_INT(out.word, 0);
+}
+
+static void value_that_does_not_come_is_the_callers_own(void)
+{
+    tell_answer(0, sizeof(int32_t));
+    memset(&out, 0xFF, sizeof(out));
+    CHECK_INT(get_nettype(), 0);
+    CHECK(out.value.result == 0 && out.value.value == 0xFFFFFFFFu);
+    memset(&out, 0xFF, sizeof(out));
+    CHECK_INT(get_roaming(), 0);
+    CHECK(out.value.result == 0 && out.value.value == 0xFFFFFFFFu);
+    memset(&out, 0xFF, sizeof(out));
+    CHECK_INT(get_channel(), 0);
     CHECK_INT(out.word, 0);
 }
 
@@ -315,6 +329,7 @@ int main(void)
     operators_that_a_search_left_are_printed();
     request_is_sent_and_its_answer_decides();
     value_is_handed_out();
+    value_that_does_not_come_is_the_callers_own();
     imsi_is_handed_out_as_far_as_there_is_room();
     command_is_sent_with_what_ends_its_answer();
     answer_is_cut_to_the_room_for_it();

@@ -130,9 +130,12 @@ inline constexpr const char *kCannotFail[] = {
     "__vsyslog_chk",
     "perror",
     "rewind",
-    // fails only when the library is loaded without memory to note it
+    // fail only when the library is loaded, or without memory: a thread's id is then asked for each time
     "__register_atfork",
     "pthread_atfork",
+    "pthread_key_create",
+    "pthread_getspecific",
+    "pthread_setspecific",
     // the directory is closed whatever it says, and nobody asks
     "closedir",
     // what compilers and linkers add

@@ -147,7 +147,7 @@ TEST(Start, opens_one_datagram_socket_and_binds_the_whole_address)
 {
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
     EXPECT_EQ(g_socket_calls.socket_domain, AF_UNIX);
-    EXPECT_EQ(g_socket_calls.socket_type & ~SOCK_CLOEXEC, SOCK_DGRAM);
+    EXPECT_EQ(g_socket_calls.socket_type, SOCK_DGRAM);
     EXPECT_EQ(g_socket_calls.socket_protocol, 0);
     EXPECT_EQ(g_socket_calls.bind_size, 110U);
     EXPECT_FALSE(g_create_had_attributes);

@@ -155,8 +155,9 @@ TEST_F(ArpProbe, is_sent_to_the_name_of_the_interface_through_a_packet_socket_fo
 {
     probe(kSilentIp, 0);
     EXPECT_EQ(g_network_calls.socket_domain, AF_PACKET);
-    EXPECT_EQ(g_network_calls.socket_type & ~SOCK_CLOEXEC, SOCK_PACKET);
+    EXPECT_EQ(g_network_calls.socket_type, SOCK_PACKET);
     EXPECT_EQ(g_network_calls.socket_protocol, htons(0x0806));
+    EXPECT_TRUE(g_network_calls.closed_on_exec);
     EXPECT_EQ(g_network_calls.option_level, SOL_SOCKET);
     EXPECT_EQ(g_network_calls.option, SO_BROADCAST);
     EXPECT_EQ(g_network_calls.option_value, 1);

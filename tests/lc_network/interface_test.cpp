@@ -21,6 +21,7 @@ constexpr Mac kUntouchedMac = {9, 9, 9, 9, 9, 9};
 constexpr char kUp[] = "up0";
 constexpr char kDown[] = "a-name-of-15-ch";
 constexpr char kCutToDown[] = "a-name-of-15-char"; // its first 15 characters are the one above
+constexpr char kCutToNone[] = "none-of-15-charac";
 
 // Two interfaces of which one is up and has an address.
 class Interfaces : public NetworkNotes {
@@ -88,7 +89,7 @@ TEST_F(Interfaces, existing_one_is_refused_as_a_parameter_and_so_counts_as_up)
 
 TEST_F(Interfaces, missing_one_is_not_up)
 {
-    for (const char *name : {"none0", kCutToDown}) {
+    for (const char *name : {"none0", kCutToNone}) {
         EXPECT_EQ(lc_is_interface_up(name), 0) << name;
     }
     EXPECT_EQ(lc_is_interface_up(std::string(5000, 'x').c_str()), 0);
@@ -121,7 +122,7 @@ TEST_F(Interfaces, address_of_an_existing_one_is_refused)
 TEST_F(Interfaces, address_of_a_missing_one_cannot_be_had)
 {
     const std::string endless(5000, 'x');
-    for (const char *name : {"none0", kCutToDown, endless.c_str()}) {
+    for (const char *name : {"none0", kCutToNone, endless.c_str()}) {
         EXPECT_EQ(get_ip(name), -1) << name;
         EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
         expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
@@ -143,12 +144,31 @@ TEST_F(Interfaces, hardware_address_of_an_existing_one_is_refused_without_a_word
 TEST_F(Interfaces, hardware_address_of_a_missing_one_cannot_be_had)
 {
     const std::string endless(5000, 'x');
-    for (const char *name : {"none0", kCutToDown, endless.c_str()}) {
+    for (const char *name : {"none0", kCutToNone, endless.c_str()}) {
         EXPECT_EQ(get_mac(name), -1) << name;
         EXPECT_EQ(mac, kUntouchedMac);
         expect_note("lc_get_mac_by_ifname", "IOCTL operation error.");
     }
     expect_silence();
+}
+
+// if_nametoindex knows no longer name; the requests to the kernel go by the first 15 characters.
+TEST_F(Interfaces, longer_name_is_that_of_its_first_15_characters)
+{
+    EXPECT_EQ(lc_is_interface_up(kCutToDown), 0);
+    EXPECT_EQ(get_ip(kCutToDown), -1);
+    EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
+    expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
+    shell("/sbin/ip link set a-name-of-15-ch address 02:00:00:00:00:15 up");
+    shell("/sbin/ip address add 10.9.15.1/24 dev a-name-of-15-ch");
+    EXPECT_EQ(lc_is_interface_up(kCutToDown), -1);
+    EXPECT_EQ(get_ip(kCutToDown), 0);
+    EXPECT_STREQ(inet_ntoa(ip), "10.9.15.1");
+    expect_silence();
+    EXPECT_EQ(get_mac(kCutToDown), 0);
+    EXPECT_EQ(mac, (Mac{0x02, 0, 0, 0, 0, 0x15}));
+    expect_note("lc_get_mac_by_ifname",
+                "The mac address of interface a-name-of-15-char is[02:00:00:00:00:15]");
 }
 
 // ---- Behind the tests ----
@@ -159,7 +179,8 @@ TEST_F(HiddenInterfaces, are_up_when_the_kernel_says_so)
     EXPECT_EQ(lc_is_interface_up(kDown), 0);
     expect_silence();
     EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
-    EXPECT_EQ(g_network_calls.socket_type & ~SOCK_CLOEXEC, SOCK_STREAM);
+    EXPECT_EQ(g_network_calls.socket_type, SOCK_STREAM);
+    EXPECT_TRUE(g_network_calls.closed_on_exec);
 }
 
 TEST_F(HiddenInterfaces, have_the_address_that_the_kernel_says)
@@ -183,15 +204,15 @@ TEST_F(HiddenInterfaces, have_the_hardware_address_that_the_kernel_says)
     EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFHWADDR));
 }
 
-TEST_F(HiddenInterfaces, are_asked_for_by_names_of_up_to_15_characters)
+TEST_F(HiddenInterfaces, are_asked_for_by_the_first_15_characters_of_a_name)
 {
     const std::string endless(5000, 'x');
     const struct {
         const char *name;
-        const char *asked;
-    } kNames[] = {{kUp, kUp},         {kDown, kDown},
-                  {"none0", "none0"}, {"a-name-of-16-cha", ""}, // cut, it could be another's
-                  {kCutToDown, ""},   {endless.c_str(), ""}};
+        std::string asked;
+    } kNames[] = {{kUp, kUp},          {kDown, kDown},
+                  {"none0", "none0"},  {"a-name-of-16-cha", "a-name-of-16-ch"},
+                  {kCutToDown, kDown}, {endless.c_str(), endless.substr(0, 15)}};
     const auto asked = [] {
         const ifreq request = std::exchange(g_network_calls.interface, {});
         return std::string(request.ifr_name, strnlen(request.ifr_name, sizeof(request.ifr_name)));

@@ -98,7 +98,10 @@ TEST_F(Routes, are_up_and_marked_as_leading_over_a_gateway_or_to_a_host)
          "to 192.168.2.0 mask 255.255.255.0 via 10.9.0.2 metric 0 up gateway"},
         {"192.168.2.7", "10.9.0.2", kAll,
          "to 192.168.2.7 mask 255.255.255.255 via 10.9.0.2 metric 0 up gateway host"},
+        {"192.168.2.0", "", kClassC, "to 192.168.2.0 mask 255.255.255.0 via 0.0.0.0 metric 0 up"},
         {nullptr, nullptr, nullptr, "to 0.0.0.0 mask 0.0.0.0 via 0.0.0.0 metric 0 up"},
+        {"", "", "", "to 0.0.0.0 mask 0.0.0.0 via 0.0.0.0 metric 0 up"},
+        {"", "10.9.0.2", "", "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway"},
         {"0.0.0.0", "10.9.0.2", "0.0.0.0", "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway"},
     };
     for (const auto &[dst, gw, mask, request] : kRoutes) {
@@ -116,8 +119,9 @@ TEST_F(Routes, are_asked_for_through_a_datagram_socket)
 {
     lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC);
     EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
-    EXPECT_EQ(g_network_calls.socket_type & ~SOCK_CLOEXEC, SOCK_DGRAM);
+    EXPECT_EQ(g_network_calls.socket_type, SOCK_DGRAM);
     EXPECT_EQ(g_network_calls.socket_protocol, 0);
+    EXPECT_TRUE(g_network_calls.closed_on_exec);
 }
 
 TEST_F(Routes, have_a_metric_of_16_bits)
@@ -132,7 +136,7 @@ TEST_F(Routes, have_a_metric_of_16_bits)
 
 TEST_F(Routes, without_an_address_are_not_asked_for)
 {
-    for (const char *text : {"", "x", "192.168.2", "192.168.2.0x", "192.168.2.0/24", "300.1.1.1"}) {
+    for (const char *text : {" ", "x", "192.168.2", "192.168.2.0x", "192.168.2.0/24", "300.1.1.1"}) {
         if (in_addr address; inet_aton(text, &address) != 0) {
             continue;
         }
@@ -219,11 +223,22 @@ TEST_F(Routes, over_a_device_with_a_name_of_15_characters)
     EXPECT_EQ(routes(), Lines{"192.168.2.0/24 dev a-name-of-15-ch scope link"});
 }
 
-TEST_F(Routes, over_a_device_with_a_longer_name_are_refused)
+TEST_F(Routes, over_a_device_go_by_the_first_15_characters_of_its_name)
 {
-    EXPECT_EQ(lc_route_add("a-name-of-15-chx", 0, "192.168.2.0", nullptr, kClassC), ENODEV) << "cut";
+    const Lines over_it = {"192.168.2.0/24 dev a-name-of-15-ch scope link"};
+    for (const std::string &name :
+         {std::string("a-name-of-15-chx"), "a-name-of-15-ch" + std::string(5000, 'x')}) {
+        EXPECT_EQ(lc_route_add(name.c_str(), 0, "192.168.2.0", nullptr, kClassC), 0);
+        EXPECT_EQ(routes(), over_it);
+        EXPECT_EQ(lc_route_del(name.c_str(), 0, "192.168.2.0", nullptr, kClassC), 0);
+        EXPECT_EQ(routes(), Lines{});
+    }
     EXPECT_EQ(lc_route_add(std::string(5000, 'x').c_str(), 0, "192.168.2.0", nullptr, kClassC), ENODEV);
-    EXPECT_EQ(routes(), Lines{});
+    EXPECT_EQ(lc_route_add("a-name-of-15-chx", 0, "192.168.2.0", nullptr, kClassC), 0);
+    char gateways[] = "10.9.0.2";
+    EXPECT_EQ(lc_route_add_default("wan0", gateways), 0);
+    EXPECT_EQ(lc_route_del("wan0", 0, "", gateways, ""), 0);
+    EXPECT_EQ(routes(), over_it);
 }
 
 TEST_F(Routes, take_a_device_name_that_ends_with_its_page)
@@ -233,10 +248,16 @@ TEST_F(Routes, take_a_device_name_that_ends_with_its_page)
     ASSERT_NE(pages, MAP_FAILED);
     char *const end = static_cast<char *>(pages) + page;
     ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
-    char *const name = end - sizeof("wan0");
-    strcpy(name, "wan0");
-    EXPECT_EQ(lc_route_add(name, 0, "192.168.2.0", nullptr, kClassC), 0);
-    EXPECT_EQ(routes(), Lines{"192.168.2.0/24 dev wan0 scope link"});
+    const auto route_over = [&](const std::string &device) {
+        char *const name = end - device.size() - 1;
+        strcpy(name, device.c_str());
+        EXPECT_EQ(lc_route_add(name, 0, "192.168.2.0", nullptr, kClassC), 0);
+        EXPECT_EQ(routes(), Lines{"192.168.2.0/24 dev " + device.substr(0, 15) + " scope link"});
+        EXPECT_EQ(lc_route_del(name, 0, "192.168.2.0", nullptr, kClassC), 0);
+    };
+    route_over("wan0");
+    route_over("a-name-of-15-ch");
+    route_over("a-name-of-15-chx");
     munmap(pages, 2 * page);
 }
 

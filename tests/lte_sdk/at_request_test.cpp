@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 
 using namespace testing_support;
@@ -16,6 +18,7 @@ constexpr int kCommandLength = 7;
 constexpr uint32_t kText = 0;
 constexpr uint32_t kFile = 1;
 constexpr uint32_t kRoom = 128;
+constexpr int32_t kModemTimeout = 5000; // where an answer has the length of its text
 constexpr size_t kTextRoom = 116;
 constexpr size_t kLongest = 911;
 constexpr char kAnswerFile[] = "/tmp/answer";
@@ -237,30 +240,56 @@ TEST_F(AtRequest, text_may_fill_the_whole_answer)
     EXPECT_EQ(trace_text(), success_trace(kTextRoom, 0, text));
 }
 
-TEST_F(AtRequest, what_an_answer_with_a_result_lacks_reads_as_zero)
+TEST_F(AtRequest, what_the_head_of_an_answer_lacks_is_the_requests_own)
 {
     const Bytes whole = Record().word(0).word(5).word(6).text("text");
     const struct {
         ptrdiff_t size;
         std::string trace;
     } cases[] = {
-        {4, success_trace(0, 0, "")},
-        {8, success_trace(0, 5, "")},
+        {4, success_trace(kModemTimeout, 0, "")},
+        {8, success_trace(kModemTimeout, 5, "")},
         {12, success_trace(6, 5, "")},
         {14, success_trace(6, 5, "te")},
+        {16, success_trace(6, 5, "text")},
     };
     for (const auto &part : cases) {
         EXPECT_EQ(ask_answered(Bytes(whole.begin(), whole.begin() + part.size)), 0);
         EXPECT_EQ(trace_text(), part.trace);
+        expect_out(std::string("text").substr(
+            0, static_cast<size_t>(std::max<ptrdiff_t>(part.size, 12)) - 12));
     }
-    expect_out("te");
 }
 
-TEST_F(AtRequest, answer_without_a_result_fails)
+TEST_F(AtRequest, head_that_is_cut_within_a_word_is_filled_up_from_the_request)
+{
+    Bytes type = bytes_of(uint32_t{0});
+    type[0] = 1;
+    type[1] = 1;
+    Bytes answer = Record().word(0);
+    answer.insert(answer.end(), type.begin(), type.begin() + 2);
+    int32_t traced;
+    memcpy(&traced, type.data(), sizeof(traced));
+    EXPECT_EQ(ask_answered(answer), 0);
+    EXPECT_EQ(trace_text(), success_trace(kModemTimeout, traced, ""));
+}
+
+TEST_F(AtRequest, answer_without_a_result_fails_and_what_it_lacks_is_the_commands_length)
 {
     for (const size_t size : {0U, 1U, 3U}) {
-        expect_failure(ask_answered(Bytes(size)), 1, 0);
+        Bytes result = bytes_of(kCommandLength);
+        std::fill_n(result.begin(), size, uint8_t{0});
+        int32_t traced;
+        memcpy(&traced, result.data(), sizeof(traced));
+        expect_failure(ask_answered(Bytes(size)), 1, traced);
     }
+}
+
+TEST_F(AtRequest, answer_without_a_result_to_no_command_is_no_success)
+{
+    EXPECT_EQ(answered({}, [this] { return lct_ext_at_req("", *out_.get(), sizeof(Buffer)); }), -1);
+    EXPECT_EQ(trace_text(), failure_trace(1, 0));
+    EXPECT_TRUE(out_.untouched());
 }
 
 TEST_F(AtRequest, other_err_code_fails_and_leaves_the_buffer)

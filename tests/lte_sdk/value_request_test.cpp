@@ -56,23 +56,27 @@ TEST_P(ValueRequest, answer_fills_the_record_whatever_its_result)
     }
 }
 
-TEST_P(ValueRequest, short_answer_leaves_the_rest_of_the_record)
+TEST_P(ValueRequest, value_that_the_answer_lacks_is_left_as_it_was)
 {
-    for (const size_t size : {0U, 1U, 3U, 4U, 7U}) {
-        lct_value_rsp out = {77, 78};
-        Bytes expected = bytes_of(out);
-        const Bytes answer = answer_of(0, size);
-        std::copy(answer.begin(), answer.end(), expected.begin());
-        EXPECT_EQ(answered(answer, [&] { return ask(&out); }), -1);
-        EXPECT_EQ(bytes_of(out), expected);
+    for (const int32_t result : {0, 5, -1}) {
+        for (const size_t size : {0U, 1U, 3U, 4U, 7U}) {
+            lct_value_rsp out = {77, 78};
+            Bytes expected = bytes_of(out);
+            const Bytes answer = answer_of(result, size);
+            std::copy(answer.begin(), answer.end(), expected.begin());
+            EXPECT_EQ(answered(answer, [&] { return ask(&out); }), result == 0 && size >= 4 ? 0 : -1);
+            EXPECT_EQ(bytes_of(out), expected);
+        }
     }
 }
 
-TEST_P(ValueRequest, short_answer_is_no_success_in_a_record_that_held_one)
+TEST_P(ValueRequest, answer_without_a_result_is_no_success_in_a_record_that_held_one)
 {
-    lct_value_rsp out = {0, 78};
-    EXPECT_EQ(answered({}, [&] { return ask(&out); }), -1);
-    EXPECT_EQ(answered({0, 0, 0, 0}, [&] { return ask(&out); }), -1);
+    for (const size_t size : {0U, 1U, 3U}) {
+        lct_value_rsp out = {0, 78};
+        EXPECT_EQ(answered(Bytes(size), [&] { return ask(&out); }), -1);
+        EXPECT_EQ(bytes_of(out), bytes_of(lct_value_rsp{0, 78}));
+    }
 }
 
 TEST_P(ValueRequest, of_an_answer_that_is_too_long_the_record_gets_what_fits)
@@ -102,6 +106,14 @@ TEST_F(RoamSwitch, is_traced_as_a_signed_value)
     EXPECT_EQ(trace_text(), trace_entry("lct_get_roam_switch", "get roam switch value:-2\n\n"));
 }
 
+TEST_F(RoamSwitch, that_the_answer_lacks_is_traced_as_it_was)
+{
+    lct_value_rsp out = {5, 78};
+    EXPECT_EQ(answered({0, 0, 0, 0}, [&] { return lct_get_roam_switch(&out); }), 0);
+    EXPECT_EQ(bytes_of(out), bytes_of(lct_value_rsp{0, 78}));
+    EXPECT_EQ(trace_text(), trace_entry("lct_get_roam_switch", "get roam switch value:78\n\n"));
+}
+
 TEST_F(Channel, is_given_with_result_0)
 {
     for (const uint32_t number : {1U, 0U, 0xFFFFFFFEU}) {
@@ -121,7 +133,11 @@ TEST_F(Channel, is_0_with_any_other_result)
 
 TEST_F(Channel, is_0_when_the_answer_does_not_hold_it)
 {
-    for (const size_t size : {0U, 3U, 4U, 7U, 9U}) {
+    channel = 77;
+    EXPECT_EQ(answered({0, 0, 0, 0}, ask), 0);
+    EXPECT_EQ(channel, 0U);
+    EXPECT_EQ(trace_text(), "");
+    for (const size_t size : {0U, 3U, 9U}) {
         channel = 77;
         EXPECT_EQ(answered(answer_of(0, size), ask), -1);
         EXPECT_EQ(channel, 0U) << size;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
+#include <fcntl.h>
 #include <net/if.h>
 #include <net/route.h>
 #include <string>
@@ -34,6 +35,7 @@ struct NetworkCalls {
     int socket_domain = 0;
     int socket_type = 0;
     int socket_protocol = 0;
+    bool closed_on_exec = false; // the socket that was last used
     int option_level = 0;
     int option = 0;
     int option_value = 0;
@@ -49,6 +51,11 @@ struct NetworkCalls {
 };
 
 inline NetworkCalls &g_network_calls = kept<NetworkCalls>();
+
+inline void note_use(int fd)
+{
+    g_network_calls.closed_on_exec = (fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0;
+}
 
 inline bool takes_place(int &failure)
 {
@@ -78,6 +85,7 @@ TAKES_OVER int socket(int domain, int type, int protocol) noexcept
 TAKES_OVER int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept
 {
     using namespace testing_support;
+    note_use(fd);
     g_network_calls.option_level = level;
     g_network_calls.option = option;
     g_network_calls.option_value = size == sizeof(int) ? *static_cast<const int *>(value) : -1;
@@ -128,6 +136,7 @@ TAKES_OVER int ioctl(int fd, unsigned long request, ...) noexcept
     va_start(arguments, request);
     void *argument = va_arg(arguments, void *);
     va_end(arguments);
+    note_use(fd);
     ++g_network_calls.ioctls;
     g_network_calls.request = request;
     if (request == SIOCADDRT || request == SIOCDELRT) {

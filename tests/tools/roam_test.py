@@ -1,10 +1,11 @@
 """ltectl roam, and what every command does about a WAN manager that is not as it should be."""
 
+import json
 import os
 import time
 
 import support
-from support import (DONE, FAILED, GET_ROAMING, NOBODY, SET_ROAMING, SOCKET, FakeManager, ToolTest,
+from support import (DONE, FAILED, GET_NETTYPE, GET_ROAMING, NOBODY, SET_ROAMING, SOCKET, FakeManager, ToolTest,
                      ltectl, stranger)
 
 TRACE = "/tmp/ltelog.1"
@@ -63,6 +64,17 @@ class RoamAgainstFakeManager(ToolTest):
         self.deregistrations()
         self.manager.respond(self.manager.take(), stranger.pack("iI", 0, 7))
         self.assertEqual(client.finish(), (DONE, '{"event":"roaming","status":7}\n', ""))
+
+    def test_status_shows_no_value_of_another_request(self):
+        client = self.ask("status", "--json")
+        self.manager.accept_registrations()
+        self.deregistrations()
+        answers = {GET_NETTYPE: stranger.pack("iI", 0, 3), GET_ROAMING: stranger.pack("i", 0)}
+        while (request := self.manager.take())[1] != GET_ROAMING:
+            self.manager.respond(request, answers.get(request[1], stranger.pack("i", -1)))
+        self.manager.respond(request, answers[GET_ROAMING])
+        status = json.loads(client.finish()[1])
+        self.assertEqual((status["nettype"], status["roaming"]), ("WM_REG_4G", "off"))
 
     def refused(self, *arguments):
         client = self.ask(*arguments)

@@ -78,12 +78,13 @@ void name_switch(uint32_t value, Text *text)
 
 void read_values(Status *status)
 {
-    lct_value_rsp answer = {};
-    if (lct_get_nettype(&answer) == 0) {
-        snprintf(status->nettype.text, sizeof(Text::text), "%s", get_net_type_str(answer.value));
+    lct_value_rsp nettype = {};
+    if (lct_get_nettype(&nettype) == 0) {
+        snprintf(status->nettype.text, sizeof(Text::text), "%s", get_net_type_str(nettype.value));
     }
-    if (lct_get_roam_switch(&answer) == 0) {
-        name_switch(answer.value, &status->roaming);
+    lct_value_rsp roaming = {};
+    if (lct_get_roam_switch(&roaming) == 0) {
+        name_switch(roaming.value, &status->roaming);
     }
 }
 

@@ -1,0 +1,114 @@
+// Where a thread's id comes from: the call that asks the kernel for it is taken over, and so is the one
+// that keeps it. The id is above 65535, as a busy system gives them out and a sandbox does not.
+
+#include "support/counted_memory.h"
+
+#include "lc_list.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <dlfcn.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <thread>
+
+using namespace testing_support;
+
+namespace {
+
+constexpr pid_t kWideId = 0x7FABCD;
+constexpr int kUntouched = 9999;
+
+thread_local int t_asked = 0; // for this thread's id
+thread_local bool t_keeps_nothing = false;
+
+// How often the kernel was asked meanwhile. Errno stays as it is.
+int asked_by_a_tagged_list()
+{
+    t_asked = 0;
+    memory().take();
+    errno = kUntouched;
+    lc_list *const list = lc_list_create();
+    EXPECT_EQ(errno, kUntouched);
+    lc_list_destroy(list, nullptr);
+    EXPECT_EQ(errno, kUntouched);
+    const std::vector<MemoryCall> calls = memory().take();
+    EXPECT_EQ(calls.size(), 2u);
+    for (const MemoryCall &call : calls) {
+        EXPECT_EQ(call.thread_tag, 0xABCDu);
+    }
+    return t_asked;
+}
+
+} // namespace
+
+pid_t gettid() noexcept { return kWideId; }
+
+// No system call has more than six arguments, and passing on ones that were not given does no harm.
+long syscall(long number, ...) noexcept
+{
+    static const auto real = next_definition<long(long, ...)>("syscall");
+    if (number == SYS_gettid) {
+        ++t_asked;
+        return kWideId;
+    }
+    va_list list;
+    va_start(list, number);
+    long arguments[6];
+    for (long &argument : arguments) {
+        argument = va_arg(list, long);
+    }
+    va_end(list);
+    return real(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
+                arguments[5]);
+}
+
+// ThreadSanitizer's run time calls it too, on threads on which nothing that it has instrumented may run
+// yet.
+__attribute__((no_sanitize("thread"))) int pthread_setspecific(pthread_key_t key,
+                                                               const void *value) noexcept
+{
+    static int (*real)(pthread_key_t, const void *) = nullptr;
+    if (real == nullptr) {
+        real = reinterpret_cast<decltype(real)>(dlsym(RTLD_NEXT, "pthread_setspecific"));
+    }
+    if (t_keeps_nothing) {
+        errno = ENOMEM; // as the allocation for it leaves it
+        return ENOMEM;
+    }
+    return real(key, value);
+}
+
+TEST(MemoryTags, tag_of_a_wide_thread_id_is_its_low_16_bits)
+{
+    lc_list_destroy(lc_list_create(), nullptr);
+    const std::vector<MemoryCall> calls = memory().take();
+    ASSERT_EQ(calls.size(), 2u);
+    EXPECT_EQ(calls[0].thread_tag, 0xABCDu);
+    EXPECT_EQ(calls[1].thread_tag, 0xABCDu);
+}
+
+TEST(ThreadId, is_asked_for_once_by_each_thread)
+{
+    asked_by_a_tagged_list();
+    EXPECT_EQ(asked_by_a_tagged_list(), 0);
+    std::thread([] {
+        EXPECT_EQ(asked_by_a_tagged_list(), 1);
+        EXPECT_EQ(asked_by_a_tagged_list(), 0);
+    }).join();
+    EXPECT_EQ(asked_by_a_tagged_list(), 0);
+}
+
+TEST(ThreadId, that_cannot_be_kept_is_asked_for_each_time)
+{
+    std::thread([] {
+        t_keeps_nothing = true;
+        EXPECT_EQ(asked_by_a_tagged_list(), 2);
+        EXPECT_EQ(asked_by_a_tagged_list(), 2);
+        t_keeps_nothing = false;
+        EXPECT_EQ(asked_by_a_tagged_list(), 1);
+        EXPECT_EQ(asked_by_a_tagged_list(), 0);
+    }).join();
+}
