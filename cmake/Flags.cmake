@@ -45,12 +45,25 @@ if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT LTEROUTER_SANITIZE)
     set(lterouter_frame_limit -Wframe-larger-than=8192)
 endif()
 
+# What is shipped is the same bytes whatever folder it was built in: it names its files as they stand in the
+# tree. Debug builds keep the paths, by which a debugger finds the files from anywhere.
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    set(lterouter_same_everywhere
+        -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=./ -ffile-prefix-map=${CMAKE_BINARY_DIR}=.
+        # It maps the shorter path first, which here may be the beginning of the other.
+        $<$<C_COMPILER_ID:Clang>:-fdebug-compilation-dir=.>)
+endif()
+
 add_library(lterouter_freestanding INTERFACE)
 target_compile_options(lterouter_freestanding INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
     -fvisibility=hidden
     ${lterouter_frame_limit}
+<<<<<<< HEAD
     ${lterouter_coverage}
+=======
+    ${lterouter_same_everywhere}
+>>>>>>> h-f
     $<$<CXX_COMPILER_ID:GNU>:-fstack-usage> # beside the objects, for scripts/footprint
     # Checks that some packagers switch on call into libstdc++.
     -U_GLIBCXX_ASSERTIONS)

@@ -31,6 +31,12 @@ def names(pattern):
     return {path.name for path in SOURCE.glob(pattern)}
 
 
+def anchors(page):
+    """What links to the headings of a page end with."""
+    for heading in re.findall(r"^#+ (.*)$", page.read_text(), re.M):
+        yield re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-")
+
+
 def places():
     """Each folder below the prefix with the files that belong there."""
     lib = cached("CMAKE_INSTALL_LIBDIR")
@@ -78,11 +84,14 @@ class Layout(unittest.TestCase):
             for path in PREFIX.rglob(pattern):
                 self.assertNotIn(str(SOURCE), path.read_text(), path)
 
-    def test_the_document_links_of_the_readme_lead_somewhere(self):
-        folder = PREFIX / "share/doc/lterouter"
-        for document in [folder / "README.md", *folder.glob("docs/*.md")]:
-            for link in re.findall(r"\]\(([^)#:]+)\)", document.read_text()):
-                self.assertTrue((document.parent / link).exists(), f"{document}: {link}")
+    def test_the_links_of_the_documents_lead_to_files_and_headings(self):
+        for document in (PREFIX / "share/doc/lterouter").rglob("*.md"):
+            for link in re.findall(r"\]\(([^):]+)\)", document.read_text()):
+                name, _, heading = link.partition("#")
+                target = document.parent / name if name else document
+                self.assertTrue(target.exists(), f"{document}: {link}")
+                if heading:
+                    self.assertIn(heading, anchors(target), f"{document}: {link}")
 
 
 class Outside(unittest.TestCase):

@@ -93,7 +93,7 @@ class Installing:
     """test_installing runs it."""
 
     def problem(self, commands, match):
-        return None
+        return None if match[0] in installing() else "it is not a line of the section about installing"
 
 
 # The first row that matches the whole command decides.
@@ -101,7 +101,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"scripts/test", ByCi("scripts/test")),
     # Smaller: not every target, of which each takes minutes.
     (r"scripts/test( [a-zA-Z-]+)+(\.\.\.)?", ByCi("scripts/test asan .*coverage.* mips .*")),
-    (r"scripts/setup mips", ByTest("scripts/build", "scripts/setup")),
+    (r"scripts/setup( mips)?", ByTest("scripts/build", "scripts/setup")),
     (r"scripts/demo( TARGET)?", ByTest("tests/tools/demo_test.py", 'run_demo("--build", BUILD)')),
     (r"scripts/sandbox( bash)?", ByTest("tests/CMakeLists.txt", "${LTEROUTER_SANDBOX} ${ARG_COMMAND}")),
     (r"scripts/cross-musl", ByTest("scripts/build", "scripts/cross-musl")),
@@ -124,8 +124,11 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"scripts/package( --check)?( deb| router)?", ByCi("scripts/package --check")),
     # Smaller: only whether cmake takes the preset, for asan's is the same with options and is built by CI.
     (r"cmake --preset debug && .*", Here(instead="cmake --list-presets=all | grep debug")),
-    (r"cmake (--build )?--preset release", ByTest("scripts/build", "cmake --preset")),
-    (r"sudo (cmake --install build/release|ldconfig)", Installing()),
+    (r"(sudo )?(cmake .*build/install\b.*|ldconfig)", Installing()),
+    # Smaller: not built, for that is done with the preset.
+    (r"cmake -S \. -B build/plain", Here(instead="cmake -S . -B /tmp/plain")),
+    (r"export PATH=\$PWD/build/release/tools:\$PATH",
+     Here(instead=f'PATH={BUILD}/tools:$PATH && [ "$(command -v ltectl)" = {BUILD}/tools/ltectl ]')),
     (r"ctest -R '\^lc_nv/Crash' -V", ByTest("tests/lc_nv/crash_test.cpp", "TEST_F(Crash")),
     (r"mkfs\.ext4 -b 4096", ByTest("scripts/powercut", '"mkfs.ext4", "-q", "-F", "-b", str(block_size)')),
     (r"pkg-config .*", Here()),
@@ -151,13 +154,16 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"yes firmware \| head -c 5000.*", Here()),
 )]
 
-# Who takes all commands of a kind from a document: of the README, from sections that they name.
+# Who takes all commands of a kind from a document: of some, from sections that they name.
 READERS = {
-    ("README.md", documents.SESSION): ("tests/tools/session_test.py", "tests/tools/demo_test.py"),
+    ("README.md", documents.SESSION): ("tests/tools/demo_test.py",),
     ("README.md", documents.LINE): ("tests/abi/readme_test.py",),
+    ("docs/ltectl.md", documents.SESSION): ("tests/tools/session_test.py",),
+    ("docs/demo.md", documents.SESSION): ("tests/tools/demo_test.py",),
     ("docs/cookbook.md", documents.SESSION): ("tests/documents/CMakeLists.txt",),
     ("docs/integration.md", documents.SESSION): ("scripts/package",),
 }
+BY_SECTIONS = "README.md", "docs/ltectl.md"
 
 ADVICE = """no test runs this command. Give it a row in TABLE of tests/documents/commands_test.py that says what does,
 or show it as a session, in a block of language "text": behind "$ ", with what it prints below; then it is run here."""
@@ -165,7 +171,7 @@ or show it as a session, in a block of language "text": behind "$ ", with what i
 
 def is_taken(command):
     """Whether a test takes it from its document."""
-    name = rf'"(## )?{re.escape(command.section)}(\\n)?"' if command.document == "README.md" else command.document
+    name = rf'"(## )?{re.escape(command.section)}(\\n)?"' if command.document in BY_SECTIONS else command.document
     return any(re.search(name, content(test)) for test in READERS.get((command.document, command.kind), ()))
 
 
@@ -177,6 +183,12 @@ def pages():
 def own_commands():
     """Those that no other test takes from their document."""
     return [command for name, page in pages() for command in documents.commands(name, page) if not is_taken(command)]
+
+
+def installing():
+    """The commands of the README that install a copy."""
+    return [command.text for command in own_commands()
+            if (command.document, command.section, command.kind) == ("README.md", "Installing", documents.LINE)]
 
 
 class Commands(unittest.TestCase):
@@ -232,18 +244,37 @@ class Commands(unittest.TestCase):
         subprocess.run(["mount", "-t", "tmpfs", "none", "/usr/local"], check=True)
         self.addCleanup(subprocess.run, ["umount", "/usr/local"], check=True)
         pathlib.Path("/etc/ld.so.conf").write_text("/usr/local/lib\n")
-        steps = [command.text for command in own_commands() if command.section == "Installing"]
-        self.assertIn("sudo cmake --install build/release", steps)
+        pathlib.Path("/etc/debian_version").touch()  # decides where CMake puts libraries
+        steps = installing()
+        self.assertIn("sudo cmake --install build/install", steps)
         self.assertIn("sudo ldconfig", steps)
-        for step in "cmake --install build/release", "ldconfig":
-            self.run_step(step.replace("build/release", str(BUILD)))
-        self.assertIn("/usr/local/lib/liblterouter.so.1", self.run_step("ldconfig -p"))
+        for step in steps:
+            self.run_step(step.removeprefix("sudo ").replace("build/install", "/tmp/install"))
+        self.assertIn("/usr/local/lib/liblterouter.so.1", self.run_step("ldconfig -p | grep lterouter"))
         self.run_step("/usr/local/bin/ltectl --version")
 
     def run_step(self, step):
-        done = subprocess.run(["sh", "-c", step], capture_output=True, text=True, env=self.place.environment)
+        done = subprocess.run(["sh", "-c", step], capture_output=True, text=True, env=self.place.environment,
+                              cwd=PROJECT)
         self.assertEqual((done.returncode, done.stderr), (0, ""), step)
         return done.stdout
+
+
+class Targets(unittest.TestCase):
+    """The table of CONTRIBUTING.md."""
+
+    def setUp(self):
+        table = content("CONTRIBUTING.md").split("## Targets\n\n", 1)[1].split("\n\n")[0]
+        self.told = dict(re.findall(r"^\| `([\w-]+)` \|.*\| (yes|no) \|$", table, re.M))
+
+    def test_has_those_of_the_scripts(self):
+        targets = re.search(r"^targets=\((.*)\)$", content("scripts/targets.bash"), re.M)[1].split()
+        self.assertEqual([*self.told], targets)
+
+    def test_tells_which_ci_tests(self):
+        calls = re.findall(r"^scripts/test\b(.*)$", content(".ci/run"), re.M)
+        tested = {target for call in calls for target in call.split() or ["native"]}
+        self.assertEqual({target for target, tests in self.told.items() if tests == "yes"}, tested)
 
 
 PAGE = """# Title

@@ -1,6 +1,7 @@
-"""The demo runs through with the tools as built, and fails as soon as one of them does not do its part.
+"""The demo runs through with the tools as built, prints what the documents show, and fails as soon as one of the tools
+does not do its part.
 
-usage: demo_test.py DEMO BUILD_DIR HURRIED_LTECTL WANSIM MODEMSIM README COMPILER"""
+usage: demo_test.py DEMO BUILD_DIR HURRIED_LTECTL WANSIM MODEMSIM PROJECT COMPILER"""
 
 import os
 import re
@@ -11,7 +12,7 @@ import unittest
 
 DEMO, BUILD = sys.argv[1:3]
 TOOLS = dict(zip(("ltectl", "wansim", "modemsim"), sys.argv[3:6]))
-README, COMPILER = sys.argv[6:8]
+PROJECT, COMPILER = sys.argv[6:8]
 
 
 def run_demo(*arguments):
@@ -19,10 +20,10 @@ def run_demo(*arguments):
                           timeout=120)
 
 
-def in_the_readme():
-    """What the README says that the demo prints."""
-    with open(README, encoding="utf-8") as file:
-        section = file.read().split("## Two commands\n", 1)[1]
+def shown(document, heading):
+    """What the document says below the heading that the demo prints."""
+    with open(os.path.join(PROJECT, document), encoding="utf-8") as file:
+        section = file.read().split(heading, 1)[1]
     return re.search(r"```text\n(.*?)```", section, re.S).group(1)
 
 
@@ -44,8 +45,13 @@ class Demo(unittest.TestCase):
     def test_runs_through(self):
         result = run_demo("--build", BUILD)
         self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
-        self.assertEqual(comparable(result.stdout.lstrip("\n")), comparable(in_the_readme()),
-                         "the README shows something else: put the demo's output there")
+        printed = comparable(result.stdout.lstrip("\n"))
+        self.assertEqual(printed, comparable(shown("docs/demo.md", "# The demo\n")),
+                         "docs/demo.md shows something else: put the demo's output there")
+        left = printed
+        for part in re.split(r"^\.\.\.\n", comparable(shown("README.md", "## Two commands\n")), flags=re.M):
+            self.assertIn(part, left, "the README shows something else than a part of it")
+            left = left.split(part, 1)[1]
 
     def test_usage(self):
         result = run_demo("--help")
@@ -62,8 +68,7 @@ class Demo(unittest.TestCase):
         self.assertTrue(result.stderr.startswith('demo: there is no target "mips64"'), result.stderr)
         for target in ("native", "mips", "musl", "mips-musl"):
             self.assertRegex(result.stderr, rf"(?m)^  {target} ")
-        project = os.path.dirname(os.path.dirname(DEMO))
-        self.assertFalse(os.path.exists(os.path.join(project, "build", "mips64")))
+        self.assertFalse(os.path.exists(os.path.join(PROJECT, "build", "mips64")))
 
 
 class BrokenTools(unittest.TestCase):

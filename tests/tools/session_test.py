@@ -1,6 +1,6 @@
-"""The sessions that the README shows are what happens.
+"""The sessions that docs/ltectl.md shows are what happens.
 
-usage: session_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL README SAMPLE"""
+usage: session_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL PAGE SAMPLE"""
 
 import re
 import subprocess
@@ -10,12 +10,12 @@ import unittest
 import cable
 import support
 
-MODEMSIM, HURRIED, README, SAMPLE = sys.argv[3:]
+MODEMSIM, HURRIED, PAGE, SAMPLE = sys.argv[3:]
 del sys.argv[3:]
 
 
 def whole():
-    with open(README) as file:
+    with open(PAGE) as file:
         return file.read()
 
 
@@ -24,7 +24,7 @@ def section(title):
 
 
 def session(title):
-    """[(command, output)], as a section of the README has them."""
+    """[(command, output)], as a section of the page has them."""
     block = re.search(r"```text\n(.*?)```", section(title), re.S).group(1)
     parts = re.split(r"^\$ (.*)\n", block, flags=re.M)
     return list(zip(parts[1::2], parts[2::2]))
@@ -53,8 +53,8 @@ class Session(support.ToolTest):
 
 
 class Router(Session, support.NvTest):
-    REQUESTS = "What the modem can be asked for"
-    PARAMETERS = "Parameters that survive"
+    REQUESTS = "Driving the modem"
+    PARAMETERS = "Persistent parameters"
     UPGRADE = "Upgrading the modem's firmware"
 
     def background(self, title, program):
