@@ -38,7 +38,7 @@ class Checkout(unittest.TestCase):
             (self.around / file).write_text("kept")
 
     def sandbox(self, *command, cwd=None, way=None, path=None, wrapper=()):
-        environment = dict(os.environ)
+        environment = {name: value for name, value in os.environ.items() if name != "LTEROUTER_SANDBOX_WAY"}
         if way:
             environment["LTEROUTER_SANDBOX_WAY"] = way
         if path:
