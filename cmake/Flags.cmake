@@ -59,11 +59,8 @@ target_compile_options(lterouter_freestanding INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
     -fvisibility=hidden
     ${lterouter_frame_limit}
-<<<<<<< HEAD
     ${lterouter_coverage}
-=======
     ${lterouter_same_everywhere}
->>>>>>> h-f
     $<$<CXX_COMPILER_ID:GNU>:-fstack-usage> # beside the objects, for scripts/footprint
     # Checks that some packagers switch on call into libstdc++.
     -U_GLIBCXX_ASSERTIONS)

@@ -6,7 +6,8 @@ function(lterouter_native_twin)
     set(twin ${PROJECT_BINARY_DIR}/native)
     add_custom_command(OUTPUT ${twin}/CMakeCache.txt
         COMMAND ${CMAKE_COMMAND} -S ${PROJECT_SOURCE_DIR} -B ${twin} -G ${CMAKE_GENERATOR}
-                --log-level=WARNING -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DLTEROUTER_GTEST=OFF
+                --log-level=WARNING -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DLTEROUTER_TESTS=ON
+                -DLTEROUTER_GTEST=OFF
         COMMENT "Configuring the native twin"
         VERBATIM)
     # Always: the twin's own build knows what has changed.

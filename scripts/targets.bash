@@ -1,5 +1,4 @@
-# What the project is built for and tested as, and the packages that each needs (Debian 12). Sourced by the
-# other scripts.
+# What the project is built for and tested as. Sourced by the other scripts.
 # shellcheck shell=bash disable=SC2034
 
 targets=(native clang asan tsan valgrind coverage mips musl mips-musl)
@@ -16,18 +15,7 @@ declare -A target_is=(
     [mips-musl]="the same on 32-bit big-endian MIPS, emulated: what the router runs"
 )
 
-declare -A target_packages=(
-    [native]="" # what every target needs is in setup
-    [clang]="clang"
-    [asan]="clang libclang-rt-14-dev" [tsan]=""
-    [valgrind]="valgrind"
-    [coverage]="gcovr"
-    [mips]="g++-mips-linux-gnu qemu-user googletest"
-    [musl]="musl-tools libc++-dev"
-    [mips-musl]="gcc-mips-linux-gnu qemu-user libc++-dev dpkg-dev make"
-)
-
-is_target() { [[ -v "target_is[$1]" ]]; }
+is_target() { [ -n "$1" ] && [ -n "${target_is[$1]:-}" ]; }
 
 list_targets() {
     local target

@@ -54,27 +54,23 @@ class UnknownTarget(unittest.TestCase):
             self.assertEqual((name, result.returncode), (name, 2), result.stderr)
 
 
-class Hidden:
-    """A program that is none for a while: something that cannot be executed is mounted over it."""
-
-    def __init__(self, name):
-        self.path = shutil.which(name)
-        self.nothing = tempfile.NamedTemporaryFile()
-
-    def __enter__(self):
-        if self.path:
-            subprocess.run(["mount", "--bind", self.nothing.name, self.path], check=True)
-
-    def __exit__(self, *_):
-        if self.path:
-            subprocess.run(["umount", self.path], check=True)
-        self.nothing.close()
+def put_program(folder, name, text="exit 1"):
+    path = pathlib.Path(folder, name)
+    path.write_text(f"#!/bin/sh\n{text}\n")
+    path.chmod(0o755)
 
 
 class MissingProgram(unittest.TestCase):
+    """Where cmake and these are all that there is: this machine may have more or less."""
+
+    TOOLCHAINS = ("mips-linux-gnu-gcc", "mips-linux-gnu-g++", "musl-gcc", "qemu-mips")
+
     def assert_names_package(self, preset, program, package):
-        with Hidden(program), tempfile.TemporaryDirectory() as build:
-            result = run("cmake", "--preset", preset, "-B", build, cwd=PROJECT)
+        with tempfile.TemporaryDirectory() as build, tempfile.TemporaryDirectory() as programs:
+            for name in set(self.TOOLCHAINS) - {program}:
+                put_program(programs, name)
+            result = run(shutil.which("cmake"), "--preset", preset, "-B", build, cwd=PROJECT,
+                         env={**os.environ, "PATH": programs})
         self.assertNotEqual(result.returncode, 0)
         self.assertIn(f"{program} is missing: the package {package} brings it", result.stderr)
 
@@ -90,27 +86,127 @@ class MissingProgram(unittest.TestCase):
 
 
 class MissingPackages(unittest.TestCase):
-    """Setup where nothing is installed and nobody may install."""
+    """Setup where nothing is installed at first: apt-get is one that notes what it is asked for."""
 
-    def setup_without_rights(self, *targets):
-        with Hidden("sudo"), tempfile.TemporaryDirectory() as fakes:
-            for name, script_text in (("id", "echo 1000"), ("dpkg-query", "exit 1")):
-                path = pathlib.Path(fakes, name)
-                path.write_text(f"#!/bin/sh\n{script_text}\n")
-                path.chmod(0o755)
-            return script("setup", *targets, env={**os.environ, "PATH": f"{fakes}:/usr/bin:/usr/sbin"})
+    # Says what it does as apt does, to whom APT::Status-Fd names; DENIED has what it cannot install.
+    APT = """echo "$*" | sed 's/-o [^ ]* //g; s/^ *//' >>"$FOLDER/asked"
+        case "$*" in
+            *update) [ -z "$UNREACHABLE" ] || echo "Err:1 http://packages.invalid bookworm InRelease" ;;
+            *install*)
+                echo "dlstatus:1:20.5:Retrieving file 1 of 2"
+                echo "pmstatus:g++:41.7:Unpacking g++ (amd64)"
+                if [ -n "$DENIED" ]; then echo "E: Unable to locate package $DENIED"; exit 100; fi
+                for word; do echo "$word" >>"$FOLDER/installed"; done ;;
+        esac"""
+    DPKG_QUERY = """[ -e "$FOLDER/installed" ] || exit 1
+        while read -r package; do echo "$package installed"; done <"$FOLDER/installed" """
 
-    def test_are_named(self):
-        for target, package in (("mips", "qemu-user"), ("mips", "g++-mips-linux-gnu"), ("musl", "musl-tools"),
-                                ("mips-musl", "qemu-user"), ("valgrind", "valgrind"), ("native", "g++"),
-                                ("fuzz", "libclang-rt-14-dev"), ("native", "spin"), ("lint", "cppcheck")):
-            result = self.setup_without_rights(target)
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+        self.tools = self.folder / "tools"
+        self.tools.mkdir()
+        for name in ("sh", "bash", "env", "sed", "sort", "uniq", "comm", "mktemp", "rm", "cat", "tail", "grep", "paste",
+                     "fold", "dirname"):  # there is no sudo
+            (self.tools / name).symlink_to(shutil.which(name))
+        for name, text in ("id", "echo 0"), ("apt-get", self.APT), ("dpkg-query", self.DPKG_QUERY):
+            put_program(self.tools, name, text)
+
+    def setup(self, *names, stdout=subprocess.PIPE, **variables):
+        return subprocess.run([str(PROJECT / "scripts" / "setup"), *names], stdin=subprocess.DEVNULL, stdout=stdout,
+                              stderr=subprocess.PIPE, text=True, timeout=100,
+                              env={"PATH": str(self.tools), "FOLDER": str(self.folder), **variables})
+
+    def asked(self):
+        return (self.folder / "asked").read_text().splitlines()
+
+    def test_are_installed_at_once(self):
+        result = self.setup("native", "mips", "lint")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        update, install = self.asked()
+        self.assertEqual(update, "update")
+        self.assertRegex(install, r"^install --yes --no-install-recommends ")
+        packages = install.split()[3:]
+        self.assertLessEqual({"g++", "cmake", "g++-mips-linux-gnu", "qemu-user", "cppcheck", "spin"}, set(packages))
+        self.assertEqual(len(packages), len(set(packages)))
+        self.assertEqual(result.stdout, f"setup: installing {len(packages)} packages: {' '.join(packages)}\n")
+
+    def test_are_not_installed_again(self):
+        self.assertEqual(self.setup("native").returncode, 0)
+        result = self.setup("native")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
+        self.assertEqual(len(self.asked()), 2)
+
+    def test_are_told_in_one_line_of_a_terminal(self):
+        main, terminal = os.openpty()
+        self.addCleanup(os.close, main)
+        try:
+            self.assertEqual(self.setup("sandbox", stdout=terminal).returncode, 0)
+        finally:
+            os.close(terminal)
+        begin = "\r\x1b[Ksetup: "
+        self.assertEqual(os.read(main, 4096).decode(),
+                         f"{begin}asking which packages there are{begin}downloading: 20 %"
+                         f"{begin}installing 1 package: 41 %{begin}installing 1 package: done\r\n")
+
+    def test_that_cannot_be_had_are_named(self):
+        result = self.setup("build/musl", DENIED="musl-tools")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("E: Unable to locate package musl-tools\n", result.stderr)
+        self.assertIn("setup: could not be had: the packages cmake g++ libc++-dev musl-tools ninja-build\n", result.stderr)
+        self.assertNotIn("registry", result.stderr)
+
+    def test_that_cannot_be_had_without_a_network(self):
+        result = self.setup("sandbox", DENIED="bubblewrap", UNREACHABLE="1")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("setup: could not be had: the packages bubblewrap\n"
+                      "setup: the package registry was not reached; is there a network?\n", result.stderr)
+
+    def test_that_only_root_can_install_are_named(self):
+        put_program(self.tools, "id", "echo 1000")
+        for name, package in (("mips", "qemu-user"), ("mips", "g++-mips-linux-gnu"), ("musl", "musl-tools"),
+                              ("mips-musl", "qemu-user"), ("mips-musl", "g++-mips-linux-gnu"), ("valgrind", "valgrind"),
+                              ("native", "g++"), ("fuzz", "libclang-rt-14-dev"), ("native", "spin"), ("lint", "cppcheck")):
+            result = self.setup(name)
             self.assertEqual((result.returncode, result.stdout), (1, ""))
             self.assertIn("setup: missing here, and only root can install them: ", result.stderr)
             self.assertIn(package, result.stderr.split())
 
-    def test_are_only_those_that_the_target_needs(self):
-        self.assertNotIn("qemu-user", self.setup_without_rights("native").stderr.split())
+    def test_are_only_those_that_are_used(self):
+        put_program(self.tools, "id", "echo 1000")
+        missing = {name: set(self.setup(name).stderr.split()) for name in ("native", "build/native")}
+        self.assertNotIn("qemu-user", missing["native"])
+        for package in ("libgtest-dev", "python3", "spin", "mandoc", "abigail-tools", "busybox", "bubblewrap"):
+            self.assertIn(package, missing["native"])
+            self.assertNotIn(package, missing["build/native"])
+
+
+class MissingGoogleTest(unittest.TestCase):
+    def configure(self, *options):
+        """Gives what CMake says, and whether it would build the library and any test."""
+        with tempfile.TemporaryDirectory() as build:
+            result = run("cmake", "-G", "Ninja", "-S", PROJECT, "-B", build, "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON",
+                         *options)
+            rules = pathlib.Path(build, "build.ninja")
+            rules = rules.read_text() if rules.exists() else ""
+        return result, "lib/liblterouter.so" in rules, "c_lc_list" in rules
+
+    def test_leaves_the_tests_out_and_says_so(self):
+        result, library, tests = self.configure()
+        self.assertEqual((result.returncode, library, tests), (0, True, False), result.stderr)
+        self.assertIn("Without the tests: the packages that they are built with are missing: libgtest-dev\n",
+                      result.stdout)
+
+    def test_fails_where_the_tests_are_asked_for(self):
+        result, library, tests = self.configure("-DLTEROUTER_TESTS=ON")
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn("GTest", result.stderr)
+
+    def test_is_no_matter_without_the_programs_that_use_it(self):
+        result, library, tests = self.configure("-DLTEROUTER_GTEST=OFF")
+        self.assertEqual((result.returncode, library, tests), (0, True, True), result.stderr)
 
 
 if __name__ == "__main__":

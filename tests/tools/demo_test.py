@@ -3,6 +3,7 @@ does not do its part.
 
 usage: demo_test.py DEMO BUILD_DIR HURRIED_LTECTL WANSIM MODEMSIM PROJECT COMPILER"""
 
+import contextlib
 import os
 import re
 import subprocess
@@ -71,31 +72,35 @@ class Demo(unittest.TestCase):
         self.assertFalse(os.path.exists(os.path.join(PROJECT, "build", "mips64")))
 
 
+@contextlib.contextmanager
+def build_folder(scripts):
+    """One in which these tools are shell scripts, in which REAL is the tool as built."""
+    with tempfile.TemporaryDirectory(dir=BUILD) as build:
+        tools = os.path.join(build, "tools")
+        os.mkdir(tools)
+        for name, real in TOOLS.items():
+            if name not in scripts:
+                os.symlink(real, os.path.join(tools, name))
+                continue
+            with open(os.path.join(tools, name), "w") as file:
+                file.write(f"#!/bin/bash\nREAL={real}\n{scripts[name]}\n")
+            os.chmod(file.name, 0o755)
+        yield build
+
+
 class BrokenTools(unittest.TestCase):
     """Each tool in turn is replaced by one that is true to the real one but for a single thing; the waits of
     an upgrade are cut short, for the demo's own run has them."""
 
-    def demo_with(self, scripts):
-        """Runs the demo with tools that are shell scripts, in which REAL is the tool as built."""
-        with tempfile.TemporaryDirectory(dir=BUILD) as build:
-            tools = os.path.join(build, "tools")
-            os.mkdir(tools)
-            for name, real in TOOLS.items():
-                if name not in scripts:
-                    os.symlink(real, os.path.join(tools, name))
-                    continue
-                with open(os.path.join(tools, name), "w") as file:
-                    file.write(f"#!/bin/bash\nREAL={real}\n{scripts[name]}\n")
-                os.chmod(file.name, 0o755)
-            return run_demo("--build", build)
-
     def assert_fails(self, tool, script, reason):
-        result = self.demo_with({tool: script})
+        with build_folder({tool: script}) as build:
+            result = run_demo("--build", build)
         self.assertEqual(result.returncode, 1, result.stdout)
         self.assertRegex(result.stderr, rf"\Ademo: FAILED: .*{reason}")
 
     def test_the_replacement_itself_breaks_nothing(self):
-        result = self.demo_with(dict.fromkeys(TOOLS, 'exec "$REAL" "$@"'))
+        with build_folder(dict.fromkeys(TOOLS, 'exec "$REAL" "$@"')) as build:
+            result = run_demo("--build", build)
         self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
 
     def test_roaming_that_does_not_change(self):
@@ -155,6 +160,66 @@ class BrokenTools(unittest.TestCase):
         self.assert_fails("ltectl", 'case "$*" in *dry-run) exec "$REAL" "$@" ;;\n'
                                     'upgrade*) echo "progress percent=100 bytes=20000 total=20000"; echo upgraded ;;\n'
                                     '*) exec "$REAL" "$@" ;; esac', "CMD_BEGIN status=RSP_OK. is missing")
+
+
+class InAContainer(unittest.TestCase):
+    """A sandbox is the container; no other can be made in it."""
+
+    REFUSED = "bwrap: No permissions to create new namespace"
+    SCRIPT = f"""
+        mkdir -p /run /tmp/fakes && umount /2ndfile && rmdir /2ndfile
+        printf '#!/bin/sh\\necho "{REFUSED}" >&2\\nexit 1\\n' >/tmp/fakes/bwrap && chmod +x /tmp/fakes/bwrap
+        touch /tmp/before /tmp/after; export PATH=/tmp/fakes:$PATH
+        eval "$1"; shift
+        all() {{
+            find / -xdev -path /usr -prune -o -path /proc -prune -o -print; find /dev /tmp
+            for process in /proc/[0-9]*; do
+                [ ! "$process/ns/mnt" -ef /proc/$$/ns/mnt ] || echo "$process $(cat "$process/comm")"
+            done
+        }}
+        all >/tmp/before; "$@"; status=$?; all >/tmp/after
+        diff /tmp/before /tmp/after >&2 || exit 99; exit $status"""
+
+    def demo(self, before="touch /run/.containerenv", scripts={}):
+        """Runs it there after a shell command; what is there afterwards must have been there before."""
+        sandbox = os.path.join(os.path.dirname(DEMO), "sandbox")
+        with build_folder(scripts) as build:
+            return subprocess.run([sandbox, "bash", "-c", self.SCRIPT, "bash", before, DEMO, "--build", build],
+                                  stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, cwd=BUILD,
+                                  env={**os.environ, "LTEROUTER_SANDBOX_WAY": ""})
+
+    def test_runs_through_and_leaves_nothing(self):
+        result = self.demo()
+        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
+        said = "demo: no sandbox can be made in this container, so it runs in the container itself\n\n"
+        self.assertTrue(result.stdout.startswith(said), result.stdout)
+        self.assertIn("\n== Done: everything that was to be seen was there\n", result.stdout)
+
+    def test_leaves_nothing_when_it_fails(self):
+        result = self.demo(scripts={"modemsim": "exit 1"})
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertIn("demo: FAILED: ", result.stderr)
+
+    def test_takes_nothing_that_is_there(self):
+        for command, taken in (("mkdir /2ndfile", "/2ndfile"), ("ln -s nothing /dev/ttyUSB3", "/dev/ttyUSB3"),
+                               ("touch /tmp/ltelog.2", "/tmp/ltelog.2"), ("mkdir /tmp/nv", "/tmp/nv"),
+                               ("(wansim &) | grep -q ready; rm -r /tmp/nv", "@lc_socket_mm_common")):
+            with self.subTest(taken):
+                result = self.demo(f"PATH=$PATH:{os.path.dirname(TOOLS['wansim'])}; touch /run/.containerenv; {command}")
+                self.assertEqual((result.returncode, result.stdout), (2, ""))
+                self.assert_refused(result.stderr)
+                self.assertIn(f"demo: it does not run in the container itself either: {taken} is there already\n",
+                              result.stderr)
+
+    def test_is_no_other_machine(self):
+        result = self.demo(before="true")
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assert_refused(result.stderr)
+        self.assertEqual(len(result.stderr.splitlines()), 2)
+
+    def assert_refused(self, printed):
+        self.assertTrue(printed.startswith(f"sandbox: namespaces of one's own are refused here: {self.REFUSED}\nsandbox: "),
+                        printed)
 
 
 if __name__ == "__main__":
