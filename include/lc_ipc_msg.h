@@ -6,8 +6,10 @@
  * notification registry, or the module's handler and queue.
  *
  * Every send blocks while the receiver's socket is full, beyond any time-out: a time-out counts from
- * the moment the request has left. A body is at most IPC_MSG_MAX_BODY bytes; a receiver drops a longer
- * one.
+ * the moment the request has left. So a process that is stopped, or does not read, holds up whoever
+ * sends to it, and as a subscriber the publisher, with all its registrations.
+ * ipc_msg_set_send_limit() bounds that. A body is at most IPC_MSG_MAX_BODY bytes; a receiver drops a
+ * longer one.
  *
  * @see unix(7)
  *
@@ -191,8 +193,30 @@ LC_API uint32_t ipc_msg_init(uint32_t module_id, mq_cb cb, ipc_msg_handler_fn ms
 
 /** Stops the endpoint: a stop message to its own socket, then the receive thread is joined and all is
  * given back. The queue of ipc_msg_init() is not touched. If the stop message cannot be sent, as for
- * want of memory, the join waits without end. */
+ * want of memory, the join waits without end. That message waits for room as long as it takes, whatever
+ * the limit of ipc_msg_set_send_limit(). */
 LC_API void ipc_msg_fin(void);
+
+/** Bounds how long a send waits while the receiver's socket is full, for every send of the process:
+ * asynchronous messages and responses, requests, registrations and their answers, deregistrations, and
+ * a notification to each of its subscribers. One that finds no room in that time fails as others do:
+ * result 10, with ETIMEDOUT in its log line. A limit is kept to the millisecond, as far as the system
+ * wakes the thread in time; each send is tried at least once, and a signal does not end its wait.
+ *
+ * With a limit the time-out of ipc_msg_send_syn() and ipc_register_notify() counts the sending too.
+ * What comes first ends it: the limit with 10, the time-out with 7. In both cases the request has not
+ * been sent.
+ *
+ * Without a limit, a subscriber that stops reading holds up ipc_msg_notify(), and with it all
+ * registrations at the publisher, for good. With one, each notification waits for it that long, and it
+ * misses those for which there was no room; it stays registered. So many of them make a notification
+ * wait so many times as long, with registrations waiting for it.
+ *
+ * May be called at any time, before ipc_msg_init() too, by any thread; it outlasts ipc_msg_fin(). A
+ * send under way keeps the limit that it began with. Its wait takes a descriptor, if one can be had,
+ * else it tries again every 10 ms.
+ * @param[in] milliseconds the limit; 0, as at the start of the process, is none */
+LC_API void ipc_msg_set_send_limit(uint32_t milliseconds);
 
 /** Sends an asynchronous message or a response.
  * @param[in]     dest_addr the receiver
@@ -203,7 +227,7 @@ LC_API void ipc_msg_fin(void);
  * @retval 1  NULL argument
  * @retval 2  not started
  * @retval 4  the header's length is not len
- * @retval 10 socket error */
+ * @retval 10 socket error, or no room within the limit of ipc_msg_set_send_limit() */
 LC_API uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, uint32_t len);
 
 /** Sends a request and waits for the response that carries its session id. Never call it on the receive
@@ -212,8 +236,10 @@ LC_API uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, u
  * @param[in,out] in_buff   a header with a fresh session id and in_len body bytes; its type becomes 1;
  *                          the caller keeps it
  * @param[in]     in_len    body bytes
- * @param[in]     timeout   milliseconds, not 0; the deadline is cut to a whole second before the
- *                          fraction of timeout is added, so it can fall up to 1 s early
+ * @param[in]     timeout   milliseconds, not 0, from when the request has left; with a limit of
+ *                          ipc_msg_set_send_limit(), from the call on. The deadline is cut to a whole
+ *                          second before the fraction of timeout is added, so it can fall up to 1 s
+ *                          early
  * @param[out]    out_buff  at least *out_len + 16 bytes; receives header and body
  * @param[in,out] out_len   in: room for the body; out: bytes of body received
  * @retval 0  answered
@@ -222,7 +248,7 @@ LC_API uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, u
  * @retval 4  the header's length is not in_len
  * @retval 5  the response is longer than *out_len: its beginning is in out_buff, *out_len stays
  * @retval 7  timed out
- * @retval 10 socket error, such as nobody bound there
+ * @retval 10 socket error, such as nobody bound there, or no room within the limit
  * @retval 11 out of memory */
 LC_API uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len,
                                  uint32_t timeout, void *out_buff, uint32_t *out_len);

@@ -10,8 +10,8 @@
  * @par Threads
  * lct_module_init() and lct_module_fin() belong to one thread. Requests may be made from any thread but
  * the one that runs the callback, the messaging receive thread: the callback must not block for long, a
- * synchronous request could never be answered there, and any send may have to wait for its receiver
- * (see lc_ipc_msg.h).
+ * synchronous request could never be answered there, and any send may have to wait for its receiver,
+ * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h).
  *
  * @par Example
  * Asks for the link and tells what becomes of it.

@@ -122,11 +122,11 @@ void ipc_msg_fin()
     if (!g_endpoint.initialised) {
         return;
     }
-    // Without the stop message the thread runs on, and the join waits for it.
+    // Without the stop message the thread runs on, and the join waits for it. So it has no limit: given
+    // up, it would have the join wait for good; as it is, that ends when there is room again.
     const Message stop = make_message<MEM_OWNER_IPC>(IPC_MSG_ID_STOP, 0);
     if (stop != nullptr) {
-        const ipc_addr self = own_address();
-        ipc_msg_send_asy(&self, stop.get(), 0);
+        send_datagram(own_address(), *stop, 0, {});
     }
     lc_pthread_join(g_endpoint.receiver, nullptr);
     close_socket();

@@ -2,6 +2,7 @@
 //
 //   message    wire format, module table, addresses, session ids: no socket, no thread
 //   socket     the endpoint's state, and what is sent through it
+//   bounded    sending that gives up while the receiver's socket stays full
 //   sync       senders that wait for a response
 //   registry   who gets which notification
 //   receive    the receive thread and its dispatch

@@ -1,6 +1,7 @@
 // The process's one socket and what is sent through it.
 #pragma once
 
+#include "lc_ipc_msg/bounded.h"
 #include "lc_ipc_msg/message.h"
 
 #include <atomic>
@@ -28,7 +29,11 @@ struct Endpoint {
 
 extern Endpoint g_endpoint;
 
-// One datagram, header and body_len bytes, through the socket that the destination's priority names.
-uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len);
+// The limit that sends have now; 0: none.
+uint32_t send_limit();
+
+// One datagram, header and body_len bytes, through the socket that the destination's priority names. 7
+// when the bound's deadline has ended it, 10 on any other failure.
+uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len, SendBound bound);
 
 } // namespace lterouter

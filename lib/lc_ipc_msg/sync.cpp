@@ -73,11 +73,19 @@ uint32_t exchange(sync_waitor &waiter, const ipc_addr &to, const ipc_msg_hdr &re
                   uint32_t timeout) EXCLUDES(g_waiters_mutex)
 {
     const MutexLock guard(waiter.lock);
-    if (send_datagram(to, request, in_len) != IPC_SUCCESS) {
-        return IPC_ERR_SOCKET;
-    }
+    const uint32_t limit = send_limit();
     timespec deadline;
-    mkcondtimeout(&deadline, timeout);
+    if (limit != 0) {
+        mkcondtimeout(&deadline, timeout);
+    }
+    const uint32_t sent = send_datagram(to, request, in_len, {limit, limit != 0 ? &deadline : nullptr});
+    if (sent != IPC_SUCCESS) {
+        return sent;
+    }
+    // Without a limit the time-out counts from the moment the request has left.
+    if (limit == 0) {
+        mkcondtimeout(&deadline, timeout);
+    }
     while (waiter.received == 0) {
         // The only failure of a timed wait that can be is that its time has come.
         if (waiter.done.wait_until(waiter.lock, deadline) != 0) {

@@ -5,7 +5,10 @@
 #include "check.h"
 #include "child.h"
 #include "messages.h"
+#include "milliseconds.h"
 #include "plain_socket.h"
+
+#include <signal.h>
 
 #define ASK_ECHO 0x50000001u     /* the answer is the body */
 #define ASK_NOTHING 0x50000002u  /* is not answered */
@@ -18,6 +21,8 @@
 
 #define LONG 10000 /* milliseconds; for what must come */
 #define SHORT 1    /* the deadline has passed: it loses the fraction of its second */
+#define LIMIT 200
+#define UNREAD 1000 /* more than any socket takes */
 
 #define MANAGER "lc_socket_mm_common"
 #define PLAIN "lc_socket_wm_common"
@@ -352,6 +357,38 @@ static void request_with_bad_arguments_is_refused(void)
     CHECK_INT(ipc_msg_send_syn(&manager, &msg, 1, LONG, &out, &room), IPC_ERR_LENGTH);
 }
 
+/* ---- A module that does not read ---- */
+
+static void stopped_module_holds_up_nobody_longer_than_the_limit(pid_t module)
+{
+    ipc_msg_hdr *msg = text_message(IPC_MSG_TYPE_ASYNC, TEXT, "unread");
+    uint32_t result = IPC_SUCCESS;
+    int status;
+    int sent;
+    long start;
+    answer out;
+    ipc_msg_set_send_limit(LIMIT);
+    REQUIRE(kill(module, SIGSTOP) == 0 && waitpid(module, &status, WUNTRACED) == module);
+    for (sent = 0; sent < UNREAD && result == IPC_SUCCESS; ++sent) {
+        start = milliseconds();
+        result = ipc_msg_send_asy(&manager, msg, msg->length);
+    }
+    CHECK(milliseconds() - start >= LIMIT);
+    CHECK_INT(result, IPC_ERR_SOCKET);
+    CHECK(sent > 1);
+    CHECK_INT(ask(&manager, ASK_ECHO, LONG, 8, &out), IPC_ERR_SOCKET);
+    CHECK_INT(ask(&manager, ASK_ECHO, SHORT, 8, &out), IPC_ERR_TIMEOUT);
+    CHECK_INT(ipc_register_notify(&manager, NEWS, LONG), IPC_ERR_SOCKET);
+    CHECK_INT(ipc_deregister_notify(&manager, NEWS), IPC_ERR_SOCKET);
+
+    ipc_msg_set_send_limit(LONG);
+    REQUIRE(kill(module, SIGCONT) == 0);
+    CHECK_INT(ask(&manager, ASK_ECHO, LONG, sizeof(out.body), &out), IPC_SUCCESS);
+    CHECK_INT(out.length, 13);
+    ipc_msg_set_send_limit(0);
+    free_message(msg);
+}
+
 /* ---- Notifications ---- */
 
 static void tell_manager(uint32_t msg_id, const char *text)
@@ -511,6 +548,7 @@ int main(void)
     answer_too_long_is_cut();
     request_without_an_answer_fails();
     request_with_bad_arguments_is_refused();
+    stopped_module_holds_up_nobody_longer_than_the_limit(child);
     subscriber_is_notified_until_it_leaves();
     subscription_fails();
     subscribers_of_this_process_are_notified();

@@ -514,6 +514,23 @@ int taken_select(int count, fd_set *readable, fd_set *writable, fd_set *exceptio
     return result;
 }
 
+// The library waits for room; the tests themselves look for what has come.
+CALL(poll, "poll", EINTR, ENOMEM)
+extern "C" int taken_poll(pollfd *polled, nfds_t count, int timeout) __asm__("poll");
+int taken_poll(pollfd *polled, nfds_t count, int timeout)
+{
+    REAL("poll", int, (pollfd *, nfds_t, int));
+    const bool for_room = count == 0 || polled->events == POLLOUT;
+    if (for_room && DUE(poll, "") != nullptr) {
+        return -1;
+    }
+    if (for_room && timeout != 0 && faults::on_caller() && faults::g_hooks.room) {
+        const faults::Quiet quiet;
+        faults::g_hooks.room();
+    }
+    return real(polled, count, timeout);
+}
+
 CALL(if_nametoindex, "if_nametoindex", EMFILE, ENODEV)
 extern "C" unsigned taken_if_nametoindex(const char *name) __asm__("if_nametoindex");
 unsigned taken_if_nametoindex(const char *name)

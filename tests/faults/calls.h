@@ -22,6 +22,7 @@ struct Hooks {
     std::function<void()> pause; // in the place of a sleep
     std::function<void()> join;  // before a thread is waited for
     std::function<void()> wait;  // before a condition is, with the mutex held
+    std::function<void()> room;  // before room is, in a receiver's socket
     bool hide_interfaces = false;
 };
 inline Hooks g_hooks;
@@ -119,6 +120,7 @@ inline constexpr const char *kCannotFail[] = {
     // the kernel, which always answers these
     "_exit",
     "alarm",
+    "clock_gettime",
     "getpid",
     "syscall",
     "umask",

@@ -18,6 +18,7 @@ constexpr uint32_t kMessage = 0x88;
 const std::string &kNoMemory = kNoMessage;
 const std::string kTimeout = err("Sending sync message timeout occured!");
 const std::string kNoSend = err("Send failed! errno is %e.");
+const std::string kTooLate = err("Send failed! errno is " + std::to_string(ETIMEDOUT) + ".");
 
 Rule memory(int nth, const std::string &result, const Lines &said)
 {
@@ -86,6 +87,35 @@ ipc_addr module_record()
     ipc_addr to = {};
     ipc_get_addr_by_id(IPC_MODULE_SMS_PB, 0, &to);
     return to;
+}
+
+// ---- A module that does not read ----
+
+std::unique_ptr<RawPeer> g_full;
+
+void start_endpoint_and_full_module(uint32_t limit)
+{
+    start_endpoint();
+    g_full = std::make_unique<RawPeer>(kSmsStoreSocket);
+    const RawPeer filler;
+    for (size_t i = 0; i < room_of_a_socket(); ++i) {
+        filler.send(kSmsStoreSocket, {0});
+    }
+    ipc_msg_set_send_limit(limit);
+}
+
+void stop_endpoint_and_full_module()
+{
+    ipc_msg_set_send_limit(0);
+    g_full = nullptr;
+    stop_endpoint();
+}
+
+std::string told()
+{
+    ipc_msg_hdr message = {0, kMessage, 0, 0};
+    const ipc_addr to = module_record();
+    return shown(ipc_msg_send_asy(&to, &message, 0));
 }
 
 std::string request_answered(uint32_t timeout = 20000)
@@ -268,12 +298,7 @@ const bool g_sending =
     enlist(
         {
             {.function = "ipc_msg_send_asy",
-             .act =
-                 [] {
-                     ipc_msg_hdr message = {0, kMessage, 0, 0};
-                     const ipc_addr to = module_record();
-                     return shown(ipc_msg_send_asy(&to, &message, 0));
-                 },
+             .act = told,
              .rules = {{.call = "sendto", .result = "10", .said = {kNoSend}}},
              .setup = start_endpoint_and_module,
              .undo = stop_endpoint},
@@ -363,6 +388,30 @@ const bool g_sending =
                      inside([] { start(); });
                  },
              .undo = stop_endpoint},
+            // Whatever fails of the wait, the send goes on until there is room, or its time is over.
+            {.function = "ipc_msg_set_send_limit",
+             .story = "finds_room",
+             .act = told,
+             .rules = {{.call = "sendto", .how = {"EAGAIN"}},
+                       {.call = "sendto", .result = "10", .said = {kNoSend}}},
+             .setup =
+                 [] {
+                     start_endpoint_and_full_module(20000);
+                     g_hooks.room = [] { g_full->receive(0); };
+                 },
+             .undo = stop_endpoint_and_full_module},
+            {.function = "ipc_msg_set_send_limit",
+             .story = "finds_no_room",
+             .act = told,
+             .rules = {{.call = "sendto", .how = {"EAGAIN"}},
+                       {.call = "sendto", .result = "10", .said = {kNoSend}, .unsaid = {kTooLate}}},
+             .setup = [] { start_endpoint_and_full_module(100); },
+             .undo = stop_endpoint_and_full_module},
+            plain("ipc_msg_set_send_limit",
+                  [] {
+                      ipc_msg_set_send_limit(0);
+                      return 0;
+                  }),
             plain("ipc_gen_seesion_id",
                   [] {
                       ipc_msg_hdr message = {};

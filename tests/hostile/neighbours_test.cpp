@@ -4,7 +4,6 @@
 #include "support/endpoint.h"
 
 #include <atomic>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <memory>
@@ -17,14 +16,6 @@ constexpr char kHonest[] = "lc_socket_wm_common";
 constexpr char kSilent[] = "silent";
 constexpr uint32_t kNews = 20;
 constexpr uint32_t kMessage = 10;
-
-// So many datagrams the kernel puts into a socket that nobody reads.
-size_t room_of_a_socket()
-{
-    size_t length = 0;
-    std::ifstream("/proc/sys/net/unix/max_dgram_qlen") >> length;
-    return length + 1;
-}
 
 // What arrives here can only come from the receive thread.
 bool receives(const Endpoint &endpoint, const RawPeer &peer = RawPeer("honest"))

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
@@ -105,6 +106,14 @@ private:
     sockaddr_un sender_ = {};
     socklen_t sender_size_ = 0;
 };
+
+// So many datagrams the kernel puts into a socket that nobody reads.
+inline size_t room_of_a_socket()
+{
+    size_t length = 0;
+    std::ifstream("/proc/sys/net/unix/max_dgram_qlen") >> length;
+    return length + 1;
+}
 
 inline bool same_address(const sockaddr_un &a, const sockaddr_un &b)
 {

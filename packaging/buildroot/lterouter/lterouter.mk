@@ -4,7 +4,7 @@
 #
 ################################################################################
 
-LTEROUTER_VERSION = 1.0.0
+LTEROUTER_VERSION = 1.1.0
 LTEROUTER_SITE = $(call qstrip,$(BR2_PACKAGE_LTEROUTER_ARCHIVES))
 LTEROUTER_SITE_METHOD = file
 LTEROUTER_SOURCE = lterouter_$(LTEROUTER_VERSION).orig.tar.gz

@@ -1,0 +1,26 @@
+// Sending that gives up while the receiver's socket stays full.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <sys/types.h>
+#include <sys/un.h>
+
+namespace lterouter {
+
+// How long a send may wait for room.
+struct SendBound {
+    uint32_t limit = 0; // milliseconds; 0: as long as it takes
+    const timespec *deadline =
+        nullptr; // of a send with a limit, by the wall clock: whichever is sooner
+};
+
+// As sendto, but for the waiting: -1 with ETIMEDOUT when the time is over. It is tried at least once. A
+// signal does not end it. bound: with a limit.
+ssize_t send_within(SendBound bound, int fd, const void *bytes, size_t size, const sockaddr_un &to);
+
+// Whether such a send that has failed with ETIMEDOUT was ended by its deadline.
+bool has_passed(const timespec &deadline);
+
+} // namespace lterouter
