@@ -197,6 +197,10 @@ LC_API uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len
  * to resubscribe at a WAN manager that was started later. Waits up to 4 s for each. */
 LC_API void regnotify(void);
 
+/** Takes the subscriptions of regnotify() back. There is no answer: an event that is under way by then
+ * still arrives. */
+LC_API void lct_deregister(void);
+
 /** @} */
 
 /** A response of a result word and one value. */
