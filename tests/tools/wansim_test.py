@@ -228,10 +228,30 @@ class Parameters(WansimTest):
         self.assertRegex(parameter("wm_wcdma_imei_nv"), rb"\A[0-9]{15}\0\Z")
         self.assertEqual(parameter("wm_syslog_switch_flg"), b"0\0")
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
         self.peer.ask(CONNECT)
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"23\0")
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"2\0")
         self.peer.ask(DISCONNECT)
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
+
+    def test_a_change_of_the_link_can_be_read_when_it_is_published(self):
+        self.start("--delay", "600000")
+        self.subscribe(LINK_STATUS)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"3\0")
+
+    def test_a_link_that_was_up_when_it_was_killed_is_down_at_the_next_start(self):
+        self.start("--delay", "0")
+        self.peer.ask(CONNECT)
+        self.wansim.end(signal.SIGKILL)
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"2\0")
+        self.peer.close()
+        self.start()
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 0))
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
 
     def test_what_is_only_true_while_it_runs_goes_with_it(self):
         self.start()
