@@ -18,8 +18,9 @@ import installed
 import terminal
 import workplace
 
-sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "peers"))
-import stranger  # noqa: E402
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools"))
+import support  # noqa: E402
+from support import stranger  # noqa: E402
 
 COOKBOOK, PREFIX = sys.argv[1:3]
 C, CXX = (shlex.split(command) for command in sys.argv[3:5])
@@ -35,6 +36,15 @@ WAKING = pathlib.Path(__file__).with_name("waking.c")
 SERVICE = "lc_socket_uptest_common"
 GET_LIMIT, SET_LIMIT = 0x20000001, 0x20000002
 
+RUNS = 5  # of each program that is to leave nothing behind
+
+
+def last_session(number):
+    """The last that a recipe shows, but for what builds its program."""
+    [text] = [recipe.text for recipe in RECIPES if recipe.title.startswith(f"{number}. ")]
+    [*_, commands] = [what[0] for kind, *what in workplace.steps(text) if kind == "session"]
+    return [step for step in commands if not step[0].startswith("cc ")]
+
 
 class Cookbook(unittest.TestCase):
     maxDiff = None
@@ -44,6 +54,32 @@ class Cookbook(unittest.TestCase):
         for recipe in RECIPES:
             with self.subTest(recipe.title):
                 place.follow(recipe.text, **options)
+
+    def built(self, *programs):
+        """A place where these programs of the cookbook are."""
+        place = workplace.Workplace(self, COPY, [*C, "-std=gnu99"])
+        place.tidy()
+        for recipe in RECIPES:
+            for kind, *what in workplace.steps(recipe.text):
+                if kind == "file":
+                    (place.folder / what[0]).write_text(what[1])
+        with contextlib.closing(self.terminal(place)) as shell:
+            for program in programs:
+                self.see(shell, f"cc {program}.c $(pkg-config --cflags --libs lterouter) -o {program}", "")
+        return place
+
+    def terminal(self, place):
+        return terminal.Terminal(place.folder, place.environment, workplace.TIMEOUT)
+
+    def see(self, shell, command, output, status=0):
+        self.assertEqual(shell.type(command, output), (status, output), command)
+
+    def start_manager(self, place):
+        """A wansim."""
+        manager = place.start("wansim")
+        self.addCleanup(place.end, manager)
+        self.addCleanup(manager.kill)
+        return manager
 
     def test_has_ten_recipes_and_each_program_is_built_and_run(self):
         self.assertEqual([recipe.title.split(".")[0] for recipe in RECIPES], [str(n) for n in range(1, 11)])
@@ -71,6 +107,20 @@ class Cookbook(unittest.TestCase):
     @unittest.skipUnless(SANITIZE, "what is built here cannot be mixed with sanitizers")
     def test_as_c_with_sanitizers(self):
         self.cook([*C, "-g", "-fsanitize=address,undefined", "-fno-sanitize-recover=all"])
+
+    def test_clients_leave_no_subscription_behind(self):
+        place = self.built("modem_info", "link_watch")
+        failed = support.FailedSends(self)
+        self.start_manager(place)
+        lives = [last_session(number) for number in (1, 2)]
+        for life in lives:
+            for _ in range(RUNS):
+                with contextlib.closing(self.terminal(place)) as shell:
+                    for step in [*life, ("wait", "")]:
+                        self.see(shell, *step)
+        with contextlib.closing(stranger.Stranger()) as peer:
+            failed.count(peer)
+        self.assertEqual(failed.total, 0)
 
     def test_service_carries_out_requests_and_asynchronous_messages_only(self):
         place = workplace.Workplace(self, COPY, [*C, "-std=gnu99"])

@@ -176,8 +176,7 @@ class Requests(WansimTest):
 class Registry(WansimTest):
     def setUp(self):
         super().setUp()
-        self.log = stranger.SyslogListener("WanManager", "ERROR")
-        self.addCleanup(self.log.close)
+        self.failed = support.FailedSends(self)
         self.start("--delay", "0", "--quiet")
         self.assertEqual(self.wait_until_served(), stranger.pack("iI", 0, 0))
 
@@ -189,19 +188,6 @@ class Registry(WansimTest):
                 time.sleep(0.05)
         raise AssertionError("wansim does not start")
 
-    def failed_sends(self):
-        """How often wansim could not reach a subscriber while it announced a link."""
-        while self.log.wait_for("", 0):
-            pass
-        self.tell(CONNECT)
-        self.peer.ask(GET_ROAMING)  # answered when the announcement is done
-        count = 0
-        while True:
-            lines = self.log.wait_for("Send failed!", 0.2)
-            if lines is None:
-                return count
-            count += 1
-
     def test_clients_leave_nothing_behind(self):
         for _ in range(25):
             self.assertEqual(ltectl("roam").returncode, DONE)
@@ -211,14 +197,14 @@ class Registry(WansimTest):
                 self.assertEqual(ltectl(*words).returncode, DONE)
         monitor = self.start_monitor()
         monitor.end(signal.SIGINT)
-        self.assertEqual(self.failed_sends(), 0)
+        self.assertEqual(self.failed.count(self.peer), 0)
 
     def test_a_client_that_dies_does(self):
         """So that the test above is known to see what it looks for."""
         monitor = self.start_monitor()
         monitor.end(signal.SIGKILL)
         self.peer.ask(CONNECT)
-        self.assertEqual(self.failed_sends(), 1)
+        self.assertEqual(self.failed.count(self.peer), 1)
 
 
 class Parameters(WansimTest):
