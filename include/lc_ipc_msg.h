@@ -19,7 +19,9 @@
  * of subscribers, which run on the receive thread, must not call ipc_msg_send_syn(),
  * ipc_register_notify() or ipc_msg_fin(): only that thread could deliver what they wait for. While they
  * run, nothing else is received. A thread must not be cancelled inside a call. The endpoint belongs to
- * the process that started it; a forked child must leave it alone.
+ * the process that started it; a forked child must leave it alone. The receive thread has the signal
+ * mask of the caller of ipc_msg_init(), and may take any signal to the process which that does not
+ * block.
  *
  * @par Example
  * Asks the WAN manager for its roaming switch; the first word of the answer is the result.
@@ -257,8 +259,9 @@ LC_API uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff
  * @name Notifications
  * @{ */
 
-/** Subscribes this endpoint to a notification. Subscribing twice is harmless. Never call it on the
- * receive thread.
+/** Subscribes this endpoint to a notification. Subscribing twice is harmless: the notification still
+ * comes once. Never call it on the receive thread. The subscription outlives the process, until
+ * ipc_deregister_notify() or the publisher's end; a publisher that starts again knows nothing of it.
  * @param[in] dest_addr the publisher
  * @param[in] notify_id the notification's identifier
  * @param[in] timeout   milliseconds to wait for the publisher's answer, as for ipc_msg_send_syn()

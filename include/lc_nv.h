@@ -180,7 +180,9 @@ LC_API uint32_t nvm_parsefile(const char *path, const char *name, char *buf, uin
 LC_API uint32_t nvm_init(void);
 
 /** Copies the value of a parameter: that of the current copy, else of the backup, else the default.
- * Values of 4096 bytes and more are cut to 4095.
+ * Values of 4096 bytes and more are cut to 4095. A copy that cannot be opened counts as one that is not
+ * there: a process without the right to read the store gets the defaults, and 0. The store's
+ * directories as nvm_init() makes them can be searched by root alone.
  * @param[in]  name the parameter
  * @param[out] buf  receives the value and a NUL
  * @param[in]  size capacity of buf in bytes

@@ -2,8 +2,16 @@
  * The client through which a process drives the WAN manager and its modem.
  *
  * Call lct_module_init() once, then the requests from any thread; the host's callback gets the link and
- * interface notifications. Diagnostics go to the trace file /tmp/ltelog.1 (/tmp/ltelog.2 is the
- * generation before).
+ * interface notifications. A program that only asks and ends starts by lct_ipc_init_for_sc_msg()
+ * instead. Diagnostics go to the trace file /tmp/ltelog.1 (/tmp/ltelog.2 is the generation before).
+ *
+ * No message says that the WAN manager has ended or started again. While it is not there every send
+ * fails at once; while it hangs requests time out. One that has started again knows no subscribers. A
+ * host that outlives it therefore subscribes every few seconds, by ipc_register_notify() with a
+ * time-out of some seconds, on a thread that may wait: where the subscription stands that changes
+ * nothing, and the result tells whether the WAN manager is there.
+ *
+ * An orderly end: no thread calls any more, then lct_deregister(), then lct_module_fin().
  *
  * @see ltectl(1), wansim(1)
  *
@@ -11,7 +19,9 @@
  * lct_module_init() and lct_module_fin() belong to one thread. Requests may be made from any thread but
  * the one that runs the callback, the messaging receive thread: the callback must not block for long, a
  * synchronous request could never be answered there, and any send may have to wait for its receiver,
- * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h).
+ * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h). That thread may take any
+ * signal to the process which the caller of lct_module_init() does not block: a host that awaits
+ * signals (sigwait), or whose handlers are not to run there, blocks them before.
  *
  * @par Example
  * Asks for the link and tells what becomes of it.
@@ -36,6 +46,7 @@
  *         return 1;
  *     lct_connect();
  *     sleep(10);
+ *     lct_deregister();
  *     return lct_module_fin();
  * }
  * @endcode */
@@ -147,12 +158,18 @@ typedef struct lct_config {
  * notifications of the WAN manager. A WAN manager that does not answer is not an error (each of the
  * three subscriptions waits up to 4 s for one that is there and silent). The steps done before a failed
  * one stay done.
+ *
+ * The subscriptions outlive the process: unless they are taken back by lct_deregister(), the WAN
+ * manager sends each of its events to an address where nobody is, for as long as it runs. A program
+ * that is not interested in events starts by lct_ipc_init_for_sc_msg() instead, which subscribes to
+ * nothing.
  * @param[in] config the host's, which keeps it alive until lct_module_fin()
  * @return 0; -1 when config is NULL or there is no RAM store or no queue; else the code of
  *         ipc_msg_init() */
 LC_API int32_t lct_module_init(const lct_config *config);
 
-/** Stops the endpoint and destroys the queues of the process. No other call may be in progress.
+/** Stops the endpoint and destroys the queues of the process. It takes no subscription back: call
+ * lct_deregister() before. No other call may be in progress.
  * @retval 0 always */
 LC_API int32_t lct_module_fin(void);
 
@@ -176,7 +193,8 @@ LC_API uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *bo
  * @param[in]     msg_id    the message's identifier
  * @param[in]     body      body_len bytes in host byte order, or NULL with length 0
  * @param[in]     body_len  bytes of body
- * @param[in]     timeout   milliseconds, not 0; see ipc_msg_send_syn()
+ * @param[in]     timeout   milliseconds, not 0; since up to 1 s of them can be lost, as with
+ *                          ipc_msg_send_syn(), 2000 or more
  * @param[out]    rsp       the response's body, whose first word is the WAN manager's result (0 =
  *                          success)
  * @param[in,out] rsp_len   in: room in rsp; out: bytes delivered
@@ -194,8 +212,12 @@ LC_API uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void
 LC_API uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len);
 
 /** Subscribes to the interface, link and modem notifications; done by lct_module_init(). Call it again
- * to resubscribe at a WAN manager that was started later. Waits up to 4 s for each. */
+ * to subscribe at a WAN manager that was started later, or again. Waits up to 4 s for each. */
 LC_API void regnotify(void);
+
+/** Takes the subscriptions of regnotify() back; to be called before lct_module_fin(). There is no
+ * answer: an event that is under way by then still arrives. */
+LC_API void lct_deregister(void);
 
 /** @} */
 
@@ -236,6 +258,10 @@ typedef struct lct_netlist_rsp {
  * when its result is 0, also one that is shorter than its record; without a result it is a failure, and
  * so is one that is longer. What did not come keeps what the record held before, after a failure too.
  * The outcome of lct_connect() and lct_disconnect() arrives as a link status event.
+ *
+ * The time that a request waits is fixed. Who cannot wait so long makes it by send_request_syn(), with
+ * its identifier, the body that is its argument here, and a time-out of choice, and bounds by
+ * ipc_msg_set_send_limit() what comes before that: the wait for room in the WAN manager's socket.
  * @{ */
 
 /** Asks for the link.
@@ -382,10 +408,13 @@ LC_API int32_t lct_at_cfun_off_req(void);
 
 /** @}
  * @name Values that the WAN manager keeps in the RAM store
- * No message is sent.
+ * No message is sent. They count while the WAN manager is there: one that was killed leaves them as
+ * they were. The state of the link is among them, for a host that starts while it is up:
+ * nvmram_readnv() gives "wm_wcdma_link_tmp" (wansim: LCT_LINK_... in decimal).
  * @{ */
 
-/** Reads the signal's level.
+/** Reads the signal's level (wansim: in decimal, as the modem's +CSQ has it: 0 is -113 dBm or less,
+ * each step is 2 dB more, 31 is -51 dBm or more; 99 is not known, as with the radio off).
  * @param[out] buf  the value
  * @param[in]  size capacity of buf, terminator included
  * @retval 0  read
@@ -400,7 +429,8 @@ LC_API int32_t lct_net_signal_level_get_req(char *buf, uint32_t size);
 LC_API int32_t lct_net_imei_get_req(char *buf, uint32_t size);
 
 /** Reads the SIM's state.
- * @param[out] buf  the value, such as "sim_ready"
+ * @param[out] buf  "sim_ready" or "pin_enable" of a SIM that can be used; of another (wansim) what it
+ *                  waits for, "sim_pin" or "sim_puk", or else "sim_locked" or "sim_absent"
  * @param[in]  size capacity of buf, terminator included
  * @retval 0  read
  * @retval -1 there is no value or it does not fit */
@@ -415,7 +445,9 @@ LC_API int32_t lct_get_syslog_switch_flg(void);
  * @name For tools that have not called lct_module_init()
  * @{ */
 
-/** Brings up the endpoint of module 3 without a handler; ipc_msg_fin() ends it.
+/** Brings up the endpoint of module 3 without a handler and without subscriptions, for programs that
+ * ask and end: the requests above work with it, and nothing of the program stays at the WAN manager.
+ * ipc_msg_fin() ends it.
  * @return 0 or the code of ipc_msg_init() */
 LC_API int32_t lct_ipc_init_for_sc_msg(void);
 
@@ -598,10 +630,11 @@ LC_API int32_t lct_readlist_proc(const char *ifname, if_stats *stats);
 #define LCT_LED_INTERNET 2u /**< the link's */
 #define LCT_LED_SIM 3u      /**< the SIM's */
 
-/** Sets a status LED through its control file under /proc, by a shell command (system).
+/** Sets a status LED through its control file under /proc, by a shell command (system). It writes a
+ * digit there; what the LED does then (dark, lit, a way of blinking) the board's driver defines.
  * @param[in] led    LCT_LED_...
  * @param[in] colour 0 to 3; not used yet
- * @param[in] flash  4, 8 or 9 (the same), 10, 11 or 12
+ * @param[in] flash  the pattern: 4 writes 0, 8 and 9 write 1, 10 writes 2, 11 writes 3, 12 writes 4
  * @return the shell's status as system gives it, 0 for done; -1 for a colour or flash that does not
  *         exist */
 LC_API int32_t lte_set_led_status(uint32_t led, uint32_t colour, uint32_t flash);

@@ -6,9 +6,14 @@
  * only one expires at each, and what stands behind them waits.
  *
  * @par Threads
- * Any. Callbacks run on the timer thread with the service's mutex held: a callback must not call a
- * function of this family, and a slow one delays every timer. A forked child has no timer thread and
- * must not use this family before exec.
+ * Any. Callbacks run on the timer thread with the service's mutex held. A callback must not call
+ * init_timer(), start_timer(), stop_timer(), exist_timer() or query_timer(): it would wait for itself
+ * for ever. It must not wait for anything else either, since every timer and every caller of this
+ * family waits with it: no request, no send to another process, whose socket may be full, no lock that
+ * is held around a call of this family. It may count, post a semaphore (sem_post) or queue a message
+ * (ipc_mq_send() with time-out 0), and leave the work to a thread that may wait. The timer thread has
+ * the signal mask of the caller of init_timer(), and may take any signal to the process which that does
+ * not block. A forked child has no timer thread and must not use this family before exec.
  *
  * @par Example
  * A line every second, five times.
@@ -87,7 +92,8 @@ LC_API int32_t init_timer(void);
  * @retval -1 out of memory */
 LC_API int32_t start_timer(timer *descriptor, timer_id *id);
 
-/** Stops a running timer; its callback is not called any more.
+/** Stops a running timer. With 0 and with 3 its callback is not called any more, and no longer runs:
+ * what it uses may go.
  * @param[in] node  of the timer's id
  * @param[in] stamp of the timer's id
  * @return 0 when it is stopped; what exist_timer() returns when that is not 0; or -1 */

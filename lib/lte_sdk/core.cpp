@@ -20,6 +20,9 @@ namespace {
 constexpr uint32_t kQueueCapacity = 100;
 constexpr uint32_t kRegisterTimeoutMs = 4000;
 
+constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,
+                                       WM_MSG_MODEM_NOTIFY};
+
 // Processes of either word size agree on these records.
 static_assert(sizeof(lct_link_status) == LCT_LINK_BODY_SIZE);
 static_assert(offsetof(lct_link_status, iface_type) == 0);
@@ -115,13 +118,21 @@ uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len)
 
 void regnotify()
 {
-    constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,
-                                           WM_MSG_MODEM_NOTIFY};
     ipc_addr addr;
     ipc_get_addr_by_id(IPC_MODULE_MM, IPC_PRIORITY_COMMON, &addr);
     for (const uint32_t notification : kNotifications) {
         // A WAN manager that starts later is no reason for the host not to.
         ipc_register_notify(&addr, notification, kRegisterTimeoutMs);
+    }
+}
+
+void lct_deregister()
+{
+    ipc_addr addr;
+    ipc_get_addr_by_id(IPC_MODULE_MM, IPC_PRIORITY_COMMON, &addr);
+    for (const uint32_t notification : kNotifications) {
+        // A WAN manager that is gone has forgotten its subscribers.
+        ipc_deregister_notify(&addr, notification);
     }
 }
 

@@ -1,5 +1,5 @@
 """The README's program: built as C and as C++ against an installed copy, run, and held against what the
-README says that it prints.
+README says that it prints. When it has ended nothing of it is left at the WAN manager.
 
 usage: readme_test.py README INSTALLED_PREFIX C_COMPILER CXX_COMPILER [EMULATOR...]
   C_COMPILER, CXX_COMPILER  each with its options, as one argument"""
@@ -9,12 +9,17 @@ import os
 import pathlib
 import re
 import shlex
+import signal
 import subprocess
 import sys
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "documents"))
 import installed  # noqa: E402
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools"))
+import support  # noqa: E402
+from support import TIMEOUT, stranger  # noqa: E402
 
 README, PREFIX = (pathlib.Path(path) for path in sys.argv[1:3])
 C, CXX = (shlex.split(command) for command in sys.argv[3:5])
@@ -53,12 +58,15 @@ class Readme(unittest.TestCase):
         self.addCleanup(terminal.close)
         return process, terminal
 
-    def run_program(self, compiler, suffix):
-        expected = block_after("It prints", "text")
-        program = build(compiler, suffix)
+    def start_manager(self):
         manager = self.start(PREFIX / "bin/wansim", stdout=subprocess.PIPE)
         self.addCleanup(manager.stdout.close)
         self.assertIn("ready", manager.stdout.readline())
+
+    def run_program(self, compiler, suffix):
+        expected = block_after("It prints", "text")
+        program = build(compiler, suffix)
+        self.start_manager()
         running, terminal = self.start_in_terminal(program)
         lines = [terminal.readline()]
         subprocess.run([*EMULATOR, PREFIX / "bin/ltectl", "connect", "--wait", "10"], check=True,
@@ -68,6 +76,19 @@ class Readme(unittest.TestCase):
         with contextlib.suppress(OSError):  # how a terminal tells that nobody is left to write
             lines += terminal
         self.assertEqual("".join(lines), expected)
+
+    def test_it_leaves_no_subscription_behind(self):
+        program = build(C, ".c")
+        failed = support.FailedSends(self)
+        self.start_manager()
+        for number in [signal.SIGINT, signal.SIGTERM] * 3:
+            running, terminal = self.start_in_terminal(program)
+            self.assertEqual(terminal.readline(), "roaming off\n")
+            running.send_signal(number)
+            self.assertEqual(running.wait(TIMEOUT), 0)
+        with contextlib.closing(stranger.Stranger()) as peer:
+            failed.count(peer)
+        self.assertEqual(failed.total, 0)
 
     def test_it_builds_and_runs_as_c(self):
         self.run_program(C, ".c")

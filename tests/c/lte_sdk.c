@@ -6,16 +6,19 @@
 
 /* What this manager can be asked beyond others. The client itself does: it is whom the manager
  * publishes to and registers with. */
-#define ASK_REGISTRATIONS 0x50000011u /* the identifiers registered for since the last time */
-#define ASK_SUBSCRIBE 0x50000012u     /* registers with the client: what the client answers */
-#define TELL_IFACE 0x50000013u        /* publish an interface status with this readiness */
+#define ASK_REGISTRATIONS 0x50000011u   /* the identifiers registered for since the last time */
+#define ASK_SUBSCRIBE 0x50000012u       /* registers with the client: what the client answers */
+#define TELL_IFACE 0x50000013u          /* publish an interface status with this readiness */
+#define ASK_DEREGISTRATIONS 0x50000014u /* the same of those taken back */
 
 /* ---- The WAN manager ---- */
 
-static struct {
+typedef struct noted {
     uint32_t ids[16];
     uint32_t count;
-} registrations;
+} noted;
+
+static noted registrations, deregistrations;
 
 static void publish(const struct sockaddr_un *to, uint32_t msg_id, const void *body, uint32_t length)
 {
@@ -64,21 +67,30 @@ static uint32_t subscribe_at(const struct sockaddr_un *client)
     return word_at(msg.body, 0);
 }
 
-static void note_registration(const plain_message *msg)
+static void note(noted *list, const plain_message *msg)
 {
-    const uint32_t accepted = 0;
-    if (registrations.count < sizeof(registrations.ids) / sizeof(registrations.ids[0])) {
-        registrations.ids[registrations.count++] = word_at(msg->body, 0);
+    if (list->count < sizeof(list->ids) / sizeof(list->ids[0])) {
+        list->ids[list->count++] = word_at(msg->body, 0);
     }
-    respond(msg, &accepted, sizeof(accepted));
+}
+
+static void tell_noted(noted *list, const plain_message *msg)
+{
+    respond(msg, list->ids, list->count * 4);
+    list->count = 0;
 }
 
 static int serve_own(const plain_message *msg)
 {
+    const uint32_t accepted = 0;
     uint32_t word;
     switch (msg->header.msg_id) {
     case IPC_MSG_ID_REGISTER:
-        note_registration(msg);
+        note(&registrations, msg);
+        respond(msg, &accepted, sizeof(accepted));
+        return 1;
+    case IPC_MSG_ID_DEREGISTER:
+        note(&deregistrations, msg);
         return 1;
     case WM_MSG_CONNECT_REQ:
         note_message(msg);
@@ -89,8 +101,10 @@ static int serve_own(const plain_message *msg)
         publish_link(&msg->sender, LCT_LINK_DISCONNECTED);
         return 1;
     case ASK_REGISTRATIONS:
-        respond(msg, registrations.ids, registrations.count * 4);
-        registrations.count = 0;
+        tell_noted(&registrations, msg);
+        return 1;
+    case ASK_DEREGISTRATIONS:
+        tell_noted(&deregistrations, msg);
         return 1;
     case ASK_SUBSCRIBE:
         word = subscribe_at(&msg->sender);
@@ -167,11 +181,12 @@ static void check_told(uint32_t msg_id, const void *body, uint32_t length)
     check_last_message(WAN_MANAGER, msg_id, IPC_MSG_TYPE_ASYNC, body, length);
 }
 
-static void check_registrations(void)
+/* All three notifications, in order. */
+static void check_noted(uint32_t question)
 {
     uint32_t ids[16] = {0};
     uint32_t size = sizeof(ids);
-    CHECK_INT(ask(ASK_REGISTRATIONS, ids, &size), 1);
+    CHECK_INT(ask(question, ids, &size), 1);
     CHECK_INT(size, 3 * 4);
     CHECK_INT(ids[0], WM_MSG_IFACE_STATUS_NOTIFY);
     CHECK_INT(ids[1], WM_MSG_LINK_STATUS_NOTIFY);
@@ -205,6 +220,7 @@ static void client_starts_without_a_manager(void)
     CHECK_INT(lct_module_init(&config), 0);
     check_nothing_is_delivered();
     regnotify();
+    lct_deregister();
     CHECK_INT(lct_module_fin(), 0);
 }
 
@@ -213,9 +229,15 @@ static void client_starts_without_a_manager(void)
 static void client_subscribes_at_its_start_and_again_on_demand(void)
 {
     REQUIRE(lct_module_init(&config) == 0);
-    check_registrations();
+    check_noted(ASK_REGISTRATIONS);
     regnotify();
-    check_registrations();
+    check_noted(ASK_REGISTRATIONS);
+}
+
+static void client_takes_its_subscriptions_back(void)
+{
+    lct_deregister();
+    check_noted(ASK_DEREGISTRATIONS);
 }
 
 static void connection_is_asked_for_and_its_outcome_told(void)
@@ -299,6 +321,7 @@ int main(void)
     message_is_sent_with_its_body();
     response_is_cut_to_the_room_for_it();
     notification_reaches_its_subscriber();
+    client_takes_its_subscriptions_back();
     stop_module(WAN_MANAGER, manager);
     nothing_is_left_after_the_end();
     return check_end();

@@ -53,6 +53,7 @@ class Workplace:
         for pattern in ".LC_DEBUG_FLAG_*", "ltelog.*":
             for entry in pathlib.Path("/tmp").glob(pattern):
                 entry.unlink()
+        pathlib.Path("/dev/log").unlink(missing_ok=True)
 
     def put_defaults(self, file):
         """Gives the parameter store its defaults file, as the one of a new router."""

@@ -306,6 +306,17 @@ Rules registrations_fail(int nth)
 
 std::string nothing() { return ""; }
 
+// How many deregistrations have reached the WAN manager.
+std::string deregistered()
+{
+    const Quiet quiet;
+    int count = 0;
+    for (WireMessage message; g_wan_manager->receive(&message, 0);) {
+        count += message.header.msg_id == IPC_MSG_ID_DEREGISTER ? 1 : 0;
+    }
+    return shown(count);
+}
+
 const bool g_core = enlist({
     {.function = "lct_module_init",
      .act = started,
@@ -344,6 +355,15 @@ const bool g_core = enlist({
             return nothing();
         },
         registrations_fail(1)),
+    // One that fails keeps nothing from the others.
+    of_client(
+        "lct_deregister",
+        [] {
+            lct_deregister();
+            return deregistered();
+        },
+        {{.call = "mem_malloc_ex", .result = "2", .said = {kNoMessage}},
+         sending("2", {err("Send notify deregister failed! sret=10.")})}),
     of_client("send_request", [] { return shown(send_request(IPC_MODULE_MM, 7, &kWord, 4)); },
               {memory(1, "0", {kNoMemory}), sending("0", {})}),
     of_client(

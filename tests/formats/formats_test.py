@@ -359,7 +359,8 @@ class Parameters(support.NvTest):
         self.assertEqual(read_file(self.volatile + "wm_wcdma_rssi_tmp"), page.dump("ram-file"))
 
     def test_a_client_reads_these(self):
-        readers = {row[2].strip("`"): row[0].strip("`") for row in page.table("name", "value", "read by")}
+        readers = {row[2].strip("`"): row[0].strip("`") for row in page.table("name", "value", "read by")
+                   if row[2].startswith("`lct_")}
         for reader in ("lct_get_netlist_req", "lct_test_ussd_notify_req"):  # ltectl scan and ltectl ussd-test
             del readers[reader]
         os.makedirs(self.volatile, exist_ok=True)
@@ -367,6 +368,37 @@ class Parameters(support.NvTest):
             write_file(self.volatile + name, b"1\0")
             self.assertEqual(speaker("stored", reader), ["1"])
             os.unlink(self.volatile + name)
+
+    def kept(self):
+        """What the WAN manager keeps now."""
+        return {name: read_file(self.volatile + name).rstrip(b"\0").decode() for name in os.listdir(self.volatile)}
+
+    def test_a_wan_manager_keeps_these(self):
+        values = {row[0].strip("`"): row[1] for row in page.table("name", "value", "read by")}
+        del values["test_ussd_flg"]
+        simulator = self.start_wansim("--delay", "0", "--search-delay", "0")
+        for request in "scan", "diag":
+            self.assertEqual(ltectl(request).returncode, DONE)
+        self.assertEqual(set(self.kept()), set(values))
+        self.assertIn(f"`{self.kept()['wm_wcdma_diag_tmp']}`", values["wm_wcdma_diag_tmp"])
+        for request, state in ("disconnect", "down"), ("connect", "up"):
+            self.assertEqual(ltectl(request, "--wait", "10").returncode, DONE)
+            self.assertIn(f" {self.kept()['wm_wcdma_link_tmp']} {state}", values["wm_wcdma_link_tmp"])
+        self.assertEqual(ltectl("cfun-off").returncode, DONE)
+        simulator.lines_to("modem +CSQ: 99,99")
+        self.assertIn(f" {self.kept()['wm_wcdma_rssi_tmp']} not known", values["wm_wcdma_rssi_tmp"])
+        simulator.end()
+        self.assertEqual(set(values) - set(self.kept()),
+                         {"wm_wcdma_link_tmp", "wm_wcdma_rssi_tmp", "wm_wcdma_modem_status_tmp"})
+
+    def test_states_of_the_sim(self):
+        [value] = [row[1] for row in page.table("name", "value", "read by") if row[0] == "`wm_wcdma_modem_status_tmp`"]
+        for options, state in (((), "sim_ready"), (("--sim", "pin"), "sim_pin"), (("--sim", "puk"), "sim_puk"),
+                               (("--sim", "absent"), "sim_absent")):
+            simulator = self.start_wansim(*options)
+            self.assertEqual(self.kept()["wm_wcdma_modem_status_tmp"], state)
+            self.assertIn(f"`{state}`", value)
+            simulator.end()
 
     def test_persistent_ones_are_two(self):
         ltectl("nv", "init")

@@ -2,6 +2,7 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
+#include "support/signals.h"
 #include "support/socket_calls.h"
 
 #include <fcntl.h>
@@ -199,6 +200,18 @@ TEST(Start, the_endpoint_is_running_before_the_starting_call_returns)
     ASSERT_EQ(ipc_msg_init(IPC_MODULE_MM, nullptr, answer, nullptr, 0), IPC_SUCCESS);
     EXPECT_EQ(sent, IPC_SUCCESS);
     EXPECT_EQ(header_of(peer.receive()).msg_id, 11U);
+    ipc_msg_fin();
+}
+
+TEST(Start, signal_that_was_blocked_before_is_left_to_its_waiter)
+{
+    expect_signal_is_left_to_its_waiter([] { ASSERT_EQ(start_mm(), IPC_SUCCESS); });
+    ipc_msg_fin();
+}
+
+TEST(Start, signal_that_is_blocked_afterwards_is_taken_by_the_receive_thread)
+{
+    expect_signal_is_taken_by_started_thread([] { ASSERT_EQ(start_mm(), IPC_SUCCESS); });
     ipc_msg_fin();
 }
 

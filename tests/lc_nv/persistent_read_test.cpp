@@ -1,11 +1,38 @@
 // Reading a persistent parameter: current copy, backup, default, in this order.
 #include "support/persistent_store.h"
 
+#include <linux/capability.h>
+#include <sys/syscall.h>
+
 using namespace testing_support;
 
 using PersistentRead = MadeStore;
 
+namespace {
+
+// From here on what a file's mode says counts for this process, although it is root's.
+void give_up_capabilities()
+{
+    __user_cap_header_struct header = {.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
+    const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+    ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
+}
+
+} // namespace
+
 // ---- The current copy ----
+
+TEST_F(PersistentRead, copies_that_may_not_be_read_give_way_to_the_default_without_an_error)
+{
+    put_both("a", "value");
+    chmod(NVM_CURRENT_DIR, 0666); // as nvm_init makes it, for others than root
+    ASSERT_NO_FATAL_FAILURE(give_up_capabilities());
+    EXPECT_EQ(read_nv("a"), found("value")) << "from the backup copy";
+    chmod(NVM_BACKUP_DIR, 0666);
+    EXPECT_EQ(read_nv("a"), found("default"));
+    chmod(NVM_CURRENT_DIR, 0755);
+    EXPECT_EQ(read_nv("a"), found("value"));
+}
 
 TEST_F(PersistentRead, gives_the_current_value_first)
 {

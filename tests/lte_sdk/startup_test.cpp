@@ -15,16 +15,22 @@ namespace {
 
 constexpr uint32_t kInOrder[] = {0x10400017, 0x10400016, 0x104000b3};
 
-// Three registrations, with consecutive session ids.
-void expect_registrations(const std::vector<WireMessage> &messages, size_t first = 0)
+// Three messages that name the notifications, with consecutive session ids.
+void expect_all_three(uint32_t type, uint32_t msg_id, const std::vector<WireMessage> &messages,
+                      size_t first)
 {
     ASSERT_GE(messages.size(), first + 3);
     for (size_t i = 0; i < 3; ++i) {
         const WireMessage &message = messages[first + i];
-        expect_header(message, IPC_MSG_TYPE_REQUEST, 2, 4);
+        expect_header(message, type, msg_id, 4);
         EXPECT_EQ(message.word(), kInOrder[i]);
         EXPECT_EQ(message.header.session_id, messages[first].header.session_id + i);
     }
+}
+
+void expect_registrations(const std::vector<WireMessage> &messages, size_t first = 0)
+{
+    expect_all_three(IPC_MSG_TYPE_REQUEST, 2, messages, first);
 }
 
 } // namespace
@@ -121,6 +127,29 @@ TEST(Startup, without_configuration_gives_minus_1_and_touches_nothing_else)
     uint32_t count = 1;
     ipc_mq_usg usage;
     EXPECT_EQ(ipc_mq_usg_state(&usage, &count), 2U);
+}
+
+TEST(Shutdown, deregisters_only_when_told_to_and_then_for_all_three_in_the_order_of_registration)
+{
+    WanManagerPeer wan_manager;
+    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
+    EXPECT_EQ(lct_module_fin(), 0);
+    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
+    lct_deregister();
+    EXPECT_EQ(lct_module_fin(), 0);
+    const std::vector<WireMessage> &received = wan_manager.stop();
+    EXPECT_EQ(received.size(), 9U);
+    expect_registrations(received, 3);
+    expect_all_three(IPC_MSG_TYPE_ASYNC, 3, received, 6);
+}
+
+TEST(Shutdown, deregistering_where_there_is_no_wan_manager_and_no_client_says_nothing)
+{
+    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
+    lct_deregister();
+    EXPECT_EQ(lct_module_fin(), 0);
+    lct_deregister();
+    EXPECT_EQ(trace_text(), "");
 }
 
 TEST(Shutdown, unbinds_the_socket_and_destroys_the_queue)

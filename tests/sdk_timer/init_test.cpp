@@ -1,6 +1,7 @@
 #include "support/counted_memory.h"
 #include "support/error_log.h"
 #include "support/list_faults.h"
+#include "support/signals.h"
 #include "support/timers.h"
 
 #include <set>
@@ -46,6 +47,16 @@ TEST(TimerInit, thread_has_default_attributes)
 {
     ASSERT_EQ(init_timer(), TIMER_SUCCESS);
     EXPECT_FALSE(g_service_thread.has_attributes);
+}
+
+TEST(TimerInit, signal_that_was_blocked_before_is_left_to_its_waiter)
+{
+    expect_signal_is_left_to_its_waiter([] { ASSERT_EQ(init_timer(), TIMER_SUCCESS); });
+}
+
+TEST(TimerInit, signal_that_is_blocked_afterwards_is_taken_by_the_services_thread)
+{
+    expect_signal_is_taken_by_started_thread([] { ASSERT_EQ(init_timer(), TIMER_SUCCESS); });
 }
 
 TEST(TimerInit, lists_begin_with_an_entry_of_zeros)

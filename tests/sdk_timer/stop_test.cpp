@@ -2,6 +2,9 @@
 #include "support/error_log.h"
 #include "support/timers.h"
 
+#include <chrono>
+#include <future>
+
 using namespace testing_support;
 
 namespace {
@@ -9,6 +12,16 @@ namespace {
 class TimerStop : public Timers {};
 
 class TimerExist : public Timers {};
+
+// A callback that runs until it may go on.
+std::promise<void> g_entered;
+std::promise<void> g_may_leave;
+
+void stay(uintptr_t)
+{
+    g_entered.set_value();
+    g_may_leave.get_future().wait();
+}
 
 // Called before this thread takes the service's mutex for the n-th time.
 struct BeforeLock {
@@ -83,6 +96,21 @@ TEST_F(TimerStop, stopped_timer_does_not_fire)
     EXPECT_EQ(counts(), Counts(0, 0));
     EXPECT_EQ(fired_in_ticks(3), (std::vector<Fired>{{}, {}, {}}));
     EXPECT_EQ(log.lines(), Lines{});
+}
+
+// Stopped or expired, it is over with the callback when the call returns.
+TEST_F(TimerStop, waits_for_a_callback_that_runs)
+{
+    timer descriptor = described(50);
+    descriptor.callback = stay;
+    const timer_id id = started(descriptor);
+    std::future<bool> passed = std::async(std::launch::async, [] { return ticks().pass(); });
+    g_entered.get_future().wait();
+    std::future<int32_t> stopped = std::async(std::launch::async, [id] { return stop(id); });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    g_may_leave.set_value();
+    EXPECT_EQ(stopped.get(), TIMER_ERR_NO_TIMER);
+    EXPECT_TRUE(passed.get());
 }
 
 TEST_F(TimerStop, second_time_gives_3)

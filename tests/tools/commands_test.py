@@ -324,8 +324,8 @@ class Status(ToolTest):
         self.assertIn("IMSI          -\n", screen)
         self.assertIn("interface     wwan0, not there\n", screen)
         status = json.loads(ltectl("status", "--json").stdout)
-        self.assertEqual(set(status), {"sim", "imei", "operator", "signal", "nettype", "roaming", "interface",
-                                       "uptime"})
+        self.assertEqual(set(status), {"sim", "imei", "operator", "signal", "nettype", "roaming", "link",
+                                       "interface", "uptime"})
 
     def test_needs_a_wan_manager(self):
         result = ltectl("status")

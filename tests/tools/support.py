@@ -9,6 +9,7 @@ import signal
 import struct
 import subprocess
 import sys
+import threading
 import time
 import unittest
 import zlib
@@ -282,6 +283,39 @@ class FakeManager(stranger.Stranger):
 
     def publish(self, client, msg_id, body):
         self.send(stranger.message(stranger.ASYNC, msg_id, body), client)
+
+
+class FailedSends:
+    """Finds the addresses at which a wansim publishes to nobody: each send that fails leaves a line in its log."""
+
+    def __init__(self, test):
+        self.total = 0
+        self.log = stranger.SyslogListener("WanManager", "ERROR")
+        self.ended = threading.Event()
+        self.reader = threading.Thread(target=self._read)  # or a wansim with much to say would wait for us
+        self.reader.start()
+        test.addCleanup(self._close)
+
+    def _read(self):
+        while not self.ended.is_set():
+            if self.log.wait_for("Send failed!", 0.1) is not None:
+                self.total += 1
+
+    def _close(self):
+        self.ended.set()
+        self.reader.join()
+        self.log.close()
+
+    def count(self, peer):
+        """How many there are while a link is announced at a peer's request."""
+        before = self._read_so_far()
+        peer.send(stranger.message(stranger.ASYNC, CONNECT))
+        peer.ask(GET_ROAMING)  # answered when the announcement is done
+        return self._read_so_far() - before
+
+    def _read_so_far(self):
+        time.sleep(0.2)
+        return self.total
 
 
 # What wansim publishes of a connected link: address, gateway, name servers, mask.

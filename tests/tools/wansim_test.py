@@ -176,8 +176,7 @@ class Requests(WansimTest):
 class Registry(WansimTest):
     def setUp(self):
         super().setUp()
-        self.log = stranger.SyslogListener("WanManager", "ERROR")
-        self.addCleanup(self.log.close)
+        self.failed = support.FailedSends(self)
         self.start("--delay", "0", "--quiet")
         self.assertEqual(self.wait_until_served(), stranger.pack("iI", 0, 0))
 
@@ -189,19 +188,6 @@ class Registry(WansimTest):
                 time.sleep(0.05)
         raise AssertionError("wansim does not start")
 
-    def failed_sends(self):
-        """How often wansim could not reach a subscriber while it announced a link."""
-        while self.log.wait_for("", 0):
-            pass
-        self.tell(CONNECT)
-        self.peer.ask(GET_ROAMING)  # answered when the announcement is done
-        count = 0
-        while True:
-            lines = self.log.wait_for("Send failed!", 0.2)
-            if lines is None:
-                return count
-            count += 1
-
     def test_clients_leave_nothing_behind(self):
         for _ in range(25):
             self.assertEqual(ltectl("roam").returncode, DONE)
@@ -211,14 +197,14 @@ class Registry(WansimTest):
                 self.assertEqual(ltectl(*words).returncode, DONE)
         monitor = self.start_monitor()
         monitor.end(signal.SIGINT)
-        self.assertEqual(self.failed_sends(), 0)
+        self.assertEqual(self.failed.count(self.peer), 0)
 
     def test_a_client_that_dies_does(self):
         """So that the test above is known to see what it looks for."""
         monitor = self.start_monitor()
         monitor.end(signal.SIGKILL)
         self.peer.ask(CONNECT)
-        self.assertEqual(self.failed_sends(), 1)
+        self.assertEqual(self.failed.count(self.peer), 1)
 
 
 class Parameters(WansimTest):
@@ -228,10 +214,30 @@ class Parameters(WansimTest):
         self.assertRegex(parameter("wm_wcdma_imei_nv"), rb"\A[0-9]{15}\0\Z")
         self.assertEqual(parameter("wm_syslog_switch_flg"), b"0\0")
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
         self.peer.ask(CONNECT)
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"23\0")
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"2\0")
         self.peer.ask(DISCONNECT)
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
+
+    def test_a_change_of_the_link_can_be_read_when_it_is_published(self):
+        self.start("--delay", "600000")
+        self.subscribe(LINK_STATUS)
+        self.tell(CONNECT)
+        self.assert_link(CONNECTING)
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"3\0")
+
+    def test_a_link_that_was_up_when_it_was_killed_is_down_at_the_next_start(self):
+        self.start("--delay", "0")
+        self.peer.ask(CONNECT)
+        self.wansim.end(signal.SIGKILL)
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"2\0")
+        self.peer.close()
+        self.start()
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 0))
+        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
 
     def test_what_is_only_true_while_it_runs_goes_with_it(self):
         self.start()

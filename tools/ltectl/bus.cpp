@@ -176,7 +176,7 @@ public:
     ~Watch()
     {
         if (started_) {
-            unsubscribe();
+            lct_deregister();
             ipc_msg_fin();
         }
     }

@@ -34,18 +34,10 @@ int subscribe(uint32_t notification)
                 name.data(), result);
 }
 
-void unsubscribe()
-{
-    const ipc_addr address = wan_manager_address();
-    for (const uint32_t notification : kNotifications) {
-        ipc_deregister_notify(&address, notification);
-    }
-}
-
 Client::~Client()
 {
     if (subscribed_) {
-        unsubscribe();
+        lct_deregister(); // or its name would stay in the WAN manager's registry for good
     }
     if (started_) {
         lct_module_fin();
@@ -69,7 +61,7 @@ int Client::start(Events events)
     // Who wants no events leaves at once: what the command causes would be sent to a process that is
     // gone before it arrives.
     if (found == kDone && events == Events::kUnwanted) {
-        unsubscribe();
+        lct_deregister();
         subscribed_ = false;
     }
     return found;

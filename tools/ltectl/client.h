@@ -31,9 +31,6 @@ private:
 // wrong.
 int subscribe(uint32_t notification);
 
-// Takes this process out of the WAN manager's registry, where its name would stay for good.
-void unsubscribe();
-
 // Says that the WAN manager did not do what was asked, and where the reason stands; the exit code.
 int refused(const char *request);
 

@@ -28,6 +28,13 @@ struct SignalReport {
 
 void store(const char *name, const char *value) { nvmram_writenv(name, value, kParameterSize); }
 
+void store_link(uint32_t link_status)
+{
+    char number[16];
+    snprintf(number, sizeof(number), "%u", link_status);
+    store(kLinkParameter, number);
+}
+
 void remove_parameter(const char *name)
 {
     char path[sizeof(NVMRAM_DIR) + kParameterSize];
@@ -72,6 +79,7 @@ Modem::Modem(const Settings &settings)
     store(kSignalParameter, signal());
     store("wm_wcdma_imei_nv", imei());
     store("wm_syslog_switch_flg", "0");
+    store_link(link_status_); // one that was killed has left its last
 }
 
 Modem::~Modem()
@@ -172,9 +180,7 @@ void Modem::become(uint32_t link_status)
         memcpy(status.interface_name, settings_.link.interface_name, sizeof(status.interface_name));
     }
     status.link_status = link_status;
-    char number[16];
-    snprintf(number, sizeof(number), "%u", link_status);
-    store(kLinkParameter, number);
+    store_link(link_status);
     print_link(status);
     publish(WM_MSG_LINK_STATUS_NOTIFY, status);
 }
