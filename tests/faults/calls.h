@@ -798,7 +798,7 @@ inline constexpr const char *kCannotFail[] = {
     "__vsyslog_chk",
     "perror",
     "rewind",
-    // fail only when the library is loaded, or without memory: a thread's id is then asked for each time
+    // fail only at loading or without memory: the thread's id is then asked for each time
     "__register_atfork",
     "pthread_atfork",
     "pthread_key_create",
