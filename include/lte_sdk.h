@@ -254,10 +254,11 @@ typedef struct lct_netlist_rsp {
 } lct_netlist_rsp;
 
 /** @name Requests
- * -1 stands for failure; the trace file tells which. Pointers must not be NULL. An answer is a success
- * when its result is 0, also one that is shorter than its record; without a result it is a failure, and
- * so is one that is longer. What did not come keeps what the record held before, after a failure too.
- * The outcome of lct_connect() and lct_disconnect() arrives as a link status event.
+ * -1 stands for failure; the trace file tells which. Pointers must not be NULL. Where nothing else is
+ * said, an answer is a success when its result is 0, also one that is shorter than its record; without
+ * a result it is a failure, and so is one that is longer. What did not come keeps what the record held
+ * before, after a failure too. The outcome of lct_connect() and lct_disconnect() arrives as a link
+ * status event.
  *
  * The time that a request waits is fixed. Who cannot wait so long makes it by send_request_syn(), with
  * its identifier, the body that is its argument here, and a time-out of choice, and bounds by

@@ -132,12 +132,9 @@ inline constexpr const char *kCannotFail[] = {
     "__vsyslog_chk",
     "perror",
     "rewind",
-    // fail only when the library is loaded, or without memory: a thread's id is then asked for each time
+    // fail only at loading
     "__register_atfork",
     "pthread_atfork",
-    "pthread_key_create",
-    "pthread_getspecific",
-    "pthread_setspecific",
     // the directory is closed whatever it says, and nobody asks
     "closedir",
     // what compilers and linkers add
@@ -145,6 +142,7 @@ inline constexpr const char *kCannotFail[] = {
     "__fdelt_chk",
     "__stack_chk_fail",
     "__stack_chk_guard",
+    "__tls_get_addr",
     "__cxa_finalize",
     "__gmon_start__",
     "_ITM_deregisterTMCloneTable",

@@ -1,5 +1,5 @@
-// Where a thread's id comes from: the call that asks the kernel for it is taken over, and so is the one
-// that keeps it. The id is above 65535, as a busy system gives them out and a sandbox does not.
+// Where a thread's id comes from: the call that asks the kernel for it is taken over. The id is above
+// 65535, as a busy system gives them out and a sandbox does not.
 
 #include "support/counted_memory.h"
 
@@ -9,8 +9,6 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <dlfcn.h>
-#include <pthread.h>
 #include <sys/syscall.h>
 #include <thread>
 
@@ -22,7 +20,6 @@ constexpr pid_t kWideId = 0x7FABCD;
 constexpr int kUntouched = 9999;
 
 thread_local int t_asked = 0; // for this thread's id
-thread_local bool t_keeps_nothing = false;
 
 // How often the kernel was asked meanwhile. Errno stays as it is.
 int asked_by_a_tagged_list()
@@ -65,22 +62,6 @@ long syscall(long number, ...) noexcept
                 arguments[5]);
 }
 
-// ThreadSanitizer's run time calls it too, on threads on which nothing that it has instrumented may run
-// yet.
-__attribute__((no_sanitize("thread"))) int pthread_setspecific(pthread_key_t key,
-                                                               const void *value) noexcept
-{
-    static int (*real)(pthread_key_t, const void *) = nullptr;
-    if (real == nullptr) {
-        real = reinterpret_cast<decltype(real)>(dlsym(RTLD_NEXT, "pthread_setspecific"));
-    }
-    if (t_keeps_nothing) {
-        errno = ENOMEM; // as the allocation for it leaves it
-        return ENOMEM;
-    }
-    return real(key, value);
-}
-
 TEST(MemoryTags, tag_of_a_wide_thread_id_is_its_low_16_bits)
 {
     lc_list_destroy(lc_list_create(), nullptr);
@@ -99,16 +80,4 @@ TEST(ThreadId, is_asked_for_once_by_each_thread)
         EXPECT_EQ(asked_by_a_tagged_list(), 0);
     }).join();
     EXPECT_EQ(asked_by_a_tagged_list(), 0);
-}
-
-TEST(ThreadId, that_cannot_be_kept_is_asked_for_each_time)
-{
-    std::thread([] {
-        t_keeps_nothing = true;
-        EXPECT_EQ(asked_by_a_tagged_list(), 2);
-        EXPECT_EQ(asked_by_a_tagged_list(), 2);
-        t_keeps_nothing = false;
-        EXPECT_EQ(asked_by_a_tagged_list(), 1);
-        EXPECT_EQ(asked_by_a_tagged_list(), 0);
-    }).join();
 }
