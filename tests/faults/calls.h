@@ -132,7 +132,7 @@ inline constexpr const char *kCannotFail[] = {
     "__vsyslog_chk",
     "perror",
     "rewind",
-    // fail only at loading
+    // fails only when the library is loaded without memory to note it
     "__register_atfork",
     "pthread_atfork",
     // the directory is closed whatever it says, and nobody asks
