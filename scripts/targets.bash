@@ -1,11 +1,10 @@
 # What the project is built for and tested as. Sourced by the other scripts.
 # shellcheck shell=bash disable=SC2034
 
-targets=(native clang asan tsan valgrind coverage mips musl mips-musl)
+targets=(native asan tsan valgrind coverage mips musl mips-musl)
 
 declare -A target_is=(
     [native]="GCC, optimised"
-    [clang]="Clang, optimised, with thread-safety analysis"
     [asan]="Clang with AddressSanitizer and UndefinedBehaviorSanitizer"
     [tsan]="ThreadSanitizer"
     [valgrind]="memcheck"

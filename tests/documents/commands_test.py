@@ -98,7 +98,8 @@ class Installing:
 
 # The first row that matches the whole command decides.
 TABLE = [(re.compile(pattern), how) for pattern, how in (
-    (r"scripts/test", ByCi("scripts/test")),
+    (r"scripts/test", ByCi("scripts/fresh scripts/test")),
+    (r"scripts/fresh( scripts/.*)?", ByCi("scripts/fresh scripts/demo")),
     # Smaller: not every target, of which each takes minutes.
     (r"scripts/test( [a-zA-Z-]+)+(\.\.\.)?", ByCi("scripts/test asan .*coverage.* mips .*")),
     (r"scripts/setup( mips)?", ByTest("scripts/build", "scripts/setup")),

@@ -610,7 +610,7 @@ class Arp(cable.CableTest):
 
 class Led(unittest.TestCase):
     # /proc takes no new files, so it is replaced; sanitizers look themselves up there.
-    SCRIPT = ("mkdir -p /tmp/proc && mount --bind /proc /tmp/proc && mount -t tmpfs none /proc && "
+    SCRIPT = ("mkdir -p /tmp/proc && mount --rbind /proc /tmp/proc && mount -t tmpfs none /proc && "
               'ln -s /tmp/proc/self /proc/self && "$@" >/dev/null && grep "" /proc/*_flag /dev/null')
 
     def written(self, *arguments):

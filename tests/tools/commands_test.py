@@ -281,7 +281,7 @@ class Led(ToolTest):
     def test_is_set_through_its_file(self):
         # /proc takes no new files, so it is replaced. Sanitizers look themselves up there; the search for leaks
         # needs more of it than that.
-        script = ('mkdir /tmp/proc && mount --bind /proc /tmp/proc && mount -t tmpfs none /proc && '
+        script = ('mkdir /tmp/proc && mount --rbind /proc /tmp/proc && mount -t tmpfs none /proc && '
                   'ln -s /tmp/proc/self /proc/self && '
                   '"$@"; code=$?; cat /proc/lte_sim_flag; exit $code')
         result = subprocess.run(["unshare", "--mount", "sh", "-c", script, "sh", support.ltectl_program, "led",
