@@ -134,7 +134,7 @@ class Cookbook(unittest.TestCase):
         failed = support.FailedSends(self)
         self.start_manager(place)
         lives = [last_session(number) for number in (1, 2, 12)]
-        lives.append([("ltectl disconnect >/dev/null", ""), ("./link_keeper &", DOWN + UP), ("kill %1", ENDED)])
+        lives.append([("ltectl disconnect --wait 5 >/dev/null", ""), ("./link_keeper &", DOWN + UP), ("kill %1", ENDED)])
         for life in lives:
             for _ in range(RUNS):
                 with contextlib.closing(self.terminal(place)) as shell:
