@@ -5,7 +5,8 @@
  *
  * @par Threads
  * No state of their own; any thread may call them. A thread must not be cancelled, nor end itself,
- * inside a call of this library: what the call holds would stay held.
+ * inside a call of this library: what the call holds would stay held. The volatile store of lc_nv.h is
+ * an exception, and says what it allows.
  *
  * @par Example
  * The routing table into a file, within five seconds.

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
+#include <cstring>
 
 namespace lterouter {
 
@@ -27,7 +27,8 @@ template <size_t DirectorySize> struct NvPath {
 
     NvPath(const char (&directory)[DirectorySize], const char *name)
     {
-        snprintf(text, sizeof(text), "%s%s", directory, name);
+        memcpy(text, directory, DirectorySize - 1);
+        memcpy(text + DirectorySize - 1, name, strlen(name) + 1);
     }
 };
 

@@ -4,7 +4,7 @@
 
 #include "lc_nv/access.h"
 #include "lc_nv/transfer.h"
-#include "lc_pthread/mutex.h"
+#include "lc_nv/turn.h"
 #include "support/fd.h"
 
 #include <cerrno>
@@ -15,15 +15,11 @@
 namespace lterouter {
 namespace {
 
-// Held from opening a parameter file to closing it. Record locks belong to the process: they do not
-// keep its own threads apart, and closing any descriptor of the file gives them up.
-Mutex g_nv_mutex;
-
 // The lock on the directory is asked for, not given: the kernel grants an exclusive one only through a
 // writable descriptor. Nothing depends on it, since creation neither excludes nor truncates and the
 // transfer has a lock of its own. A parameter that cannot be created is not reported: callers rely on 0
 // whenever the directory is there.
-uint32_t create_parameter(const char *path, const char *value, size_t size) REQUIRES(g_nv_mutex)
+uint32_t create_parameter(const char *path, const char *value, size_t size, NvTurn *turn)
 {
     const Fd directory{open(NVMRAM_DIR, O_RDONLY | O_CLOEXEC)};
     if (!directory) {
@@ -33,7 +29,8 @@ uint32_t create_parameter(const char *path, const char *value, size_t size) REQU
     const Fd file{open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666)};
     nv_lock_file(directory.get(), F_SETLKW, F_UNLCK);
     if (file) {
-        nv_write_text(file.get(), value, size);
+        turn->entrust(directory.get());
+        nv_write_text(file.get(), value, size, turn);
     }
     return NV_SUCCESS;
 }
@@ -55,8 +52,8 @@ uint32_t nvmram_readnv(const char *name, char *buf, uint32_t size)
         return refusal;
     }
     const NvPath path(NVMRAM_DIR, name);
-    const MutexLock guard(g_nv_mutex);
-    return nv_load(path.text, buf, size);
+    NvTurn turn(name);
+    return nv_load(path.text, buf, size, &turn);
 }
 
 uint32_t nvmram_writenv(const char *name, const char *value, uint32_t size)
@@ -68,11 +65,11 @@ uint32_t nvmram_writenv(const char *name, const char *value, uint32_t size)
         return refusal;
     }
     const NvPath path(NVMRAM_DIR, name);
-    const MutexLock guard(g_nv_mutex);
-    if (nv_store(path.text, 0, value, length)) {
+    NvTurn turn(name);
+    if (nv_store(path.text, 0, value, length, &turn)) {
         return NV_SUCCESS;
     }
-    return create_parameter(path.text, value, length);
+    return create_parameter(path.text, value, length, &turn);
 }
 
 uint32_t nvmram_clear()

@@ -1,8 +1,10 @@
 #include "lc_nv/transfer.h"
 
 #include "lc_nv.h"
+#include "lc_nv/turn.h"
 #include "support/fd.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -17,14 +19,41 @@ int nv_lock_file(int fd, int command, short type)
 }
 
 namespace lterouter {
+namespace {
 
-FileLock::FileLock(int fd, short type) : fd_(fd) { nv_lock_file(fd_, F_SETLKW, type); }
+// The kernel takes the threads of a process for one when it looks for deadlocks: if a thread here has
+// one parameter and another waits for a second one, and in another process it is the other way round,
+// the last of them is refused. Nobody who has a lock waits, so that passes with the next transfer that
+// ends. What lasts longer is a deadlock with locks of the host's own.
+constexpr int kDeadlockTries = 1000;
+constexpr useconds_t kDeadlockPauseMicroseconds = 1000;
+
+} // namespace
+
+void nv_wait_for_lock(int fd, short type)
+{
+    for (int tries = 1; nv_lock_file(fd, F_SETLKW, type) != 0 && errno == EDEADLK; ++tries) {
+        if (tries == kDeadlockTries) {
+            return;
+        }
+        usleep(kDeadlockPauseMicroseconds);
+    }
+}
+
+FileLock::FileLock(int fd, short type, NvTurn *turn) : fd_(fd)
+{
+    if (turn != nullptr) {
+        turn->lock_file(fd_, type);
+    } else {
+        nv_wait_for_lock(fd_, type);
+    }
+}
 
 FileLock::~FileLock() { nv_lock_file(fd_, F_SETLKW, F_UNLCK); }
 
-ssize_t nv_read_text(int fd, char *text)
+ssize_t nv_read_text(int fd, char *text, NvTurn *turn)
 {
-    const FileLock lock(fd, F_RDLCK);
+    const FileLock lock(fd, F_RDLCK, turn);
     const ssize_t length = read(fd, text, kNvReadSize);
     if (length > 0) {
         text[length - 1] = '\0';
@@ -32,22 +61,22 @@ ssize_t nv_read_text(int fd, char *text)
     return length;
 }
 
-void nv_write_text(int fd, const char *text, size_t size)
+void nv_write_text(int fd, const char *text, size_t size, NvTurn *turn)
 {
-    const FileLock lock(fd, F_WRLCK);
+    const FileLock lock(fd, F_WRLCK, turn);
     const ssize_t written = write(fd, text, size);
     // Short writes are not detected by the stores; after a failed one the file keeps its length.
     static_cast<void>(!ftruncate(fd, written));
 }
 
-uint32_t nv_load(const char *path, char *buf, uint32_t size)
+uint32_t nv_load(const char *path, char *buf, uint32_t size, NvTurn *turn)
 {
     const Fd file{open(path, O_RDONLY | O_CLOEXEC)};
     if (!file) {
         return NV_ERR_NAME;
     }
     char text[kNvReadSize];
-    const ssize_t length = nv_read_text(file.get(), text);
+    const ssize_t length = nv_read_text(file.get(), text, turn);
     if (length <= 0) {
         return NV_ERR_NAME;
     }
@@ -58,13 +87,13 @@ uint32_t nv_load(const char *path, char *buf, uint32_t size)
     return NV_SUCCESS;
 }
 
-bool nv_store(const char *path, int creation, const char *value, size_t size)
+bool nv_store(const char *path, int creation, const char *value, size_t size, NvTurn *turn)
 {
     const Fd file{open(path, O_WRONLY | O_CLOEXEC | creation, 0666)};
     if (!file) {
         return false;
     }
-    nv_write_text(file.get(), value, size);
+    nv_write_text(file.get(), value, size, turn);
     return true;
 }
 

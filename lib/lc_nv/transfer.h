@@ -12,14 +12,20 @@ extern "C" int nv_lock_file(int fd, int command, short type);
 
 namespace lterouter {
 
+class NvTurn;
+
 // What one read of a parameter file takes at most, the terminator included.
 constexpr size_t kNvReadSize = 4096;
 
-// Holds the whole file, F_RDLCK shared or F_WRLCK exclusive, until the scope is left. A lock that is
-// refused is done without: the stores go on rather than lose a parameter.
+// Waits for a lock on the whole file, F_RDLCK shared or F_WRLCK exclusive. One that is refused is done
+// without: the stores go on rather than lose a parameter.
+void nv_wait_for_lock(int fd, short type);
+
+// Holds such a lock until the scope is left. turn: of a volatile parameter, which then does the
+// waiting.
 class FileLock {
 public:
-    FileLock(int fd, short type);
+    FileLock(int fd, short type, NvTurn *turn = nullptr);
     ~FileLock();
     FileLock(const FileLock &) = delete;
     FileLock &operator=(const FileLock &) = delete;
@@ -31,18 +37,18 @@ private:
 // Reads a text of at most kNvReadSize bytes from where the file stands, under a shared lock. Returns
 // the number of bytes, of which the last, the stored terminator, is made NUL (a file written by other
 // means loses it); 0 or less: there is nothing to read.
-ssize_t nv_read_text(int fd, char *text);
+ssize_t nv_read_text(int fd, char *text, NvTurn *turn = nullptr);
 
 // Writes size bytes where the file stands, under an exclusive lock, and cuts the file behind them.
 // Cutting comes last: a longer old value is shortened only when the new bytes are in place.
-void nv_write_text(int fd, const char *text, size_t size);
+void nv_write_text(int fd, const char *text, size_t size, NvTurn *turn = nullptr);
 
 // Copies the value in a file into buf. Returns 0, NV_ERR_NAME when there is nothing to read,
 // NV_ERR_BUFFER when the value with its NUL is longer than size.
-uint32_t nv_load(const char *path, char *buf, uint32_t size);
+uint32_t nv_load(const char *path, char *buf, uint32_t size, NvTurn *turn = nullptr);
 
 // Writes a value, size bytes with its NUL, into a file; creation: O_CREAT to make a missing one, or 0.
 // false: the file does not open.
-bool nv_store(const char *path, int creation, const char *value, size_t size);
+bool nv_store(const char *path, int creation, const char *value, size_t size, NvTurn *turn = nullptr);
 
 } // namespace lterouter

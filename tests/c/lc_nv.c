@@ -4,6 +4,7 @@
 #include "child.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -127,6 +128,135 @@ static void reader_waits_for_the_lock_of_another_process(void)
     const pid_t writer = start_child(write_slowly);
     check_value(NAME, "half whole");
     CHECK_INT(exit_status(writer), 0);
+}
+
+/* ---- The threads of a process ---- */
+
+#define HELD NAME "_held"
+#define HANGS 20 /* seconds */
+
+static int let_go[2];
+
+static int lock_until_let_go(int ready)
+{
+    struct flock lock;
+    char byte;
+    const int fd = open(NVMRAM_DIR HELD, O_RDWR);
+    memset(&lock, 0, sizeof(lock));
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    if (fcntl(fd, F_SETLKW, &lock) != 0 || !tell_ready(ready)) {
+        return 1;
+    }
+    return read(let_go[0], &byte, 1) == 1 ? 0 : 1;
+}
+
+static void *read_held(void *value)
+{
+    return nvmram_readnv(HELD, value, 64) == NV_SUCCESS ? value : NULL;
+}
+
+static void *write_held(void *value)
+{
+    return nvmram_writenv(HELD, value, 64) == NV_SUCCESS ? value : NULL;
+}
+
+/* Whether so many locks of others are waited for, or will be. */
+static int locks_are_waited_for(int count)
+{
+    int tries;
+    for (tries = 0; tries < 1000 * HANGS; ++tries) {
+        char line[128];
+        int waiting = 0;
+        FILE *locks = fopen("/proc/locks", "r");
+        while (locks != NULL && fgets(line, sizeof(line), locks) != NULL) {
+            waiting += strstr(line, "->") != NULL;
+        }
+        if (locks != NULL) {
+            fclose(locks);
+        }
+        if (waiting >= count) {
+            return 1;
+        }
+        usleep(1000);
+    }
+    return 0;
+}
+
+static int open_descriptors(void)
+{
+    int count = 0;
+    int fd;
+    for (fd = 0; fd < 256; ++fd) {
+        count += fcntl(fd, F_GETFD) >= 0;
+    }
+    return count;
+}
+
+static int use_other_parameters(void)
+{
+    return nvmram_writenv(NAME, "from here", 64) == NV_SUCCESS &&
+           nvram_match(NAME, "from here") == NV_SUCCESS;
+}
+
+static void check_ended_as_cancelled(pthread_t thread)
+{
+    void *result = NULL;
+    CHECK_INT(pthread_cancel(thread), 0);
+    CHECK_INT(pthread_join(thread, &result), 0);
+    CHECK(result == PTHREAD_CANCELED);
+}
+
+/* One waits for another process, those behind it for their turn. */
+static void waiting_threads_hold_nobody_up_and_can_be_cancelled(void)
+{
+    char values[4][64] = {"", "", "changed", ""};
+    pthread_t threads[4];
+    void *result = NULL;
+    pid_t holder;
+    pid_t child;
+    int descriptors;
+    alarm(2 * HANGS); /* what would hang is ended */
+    CHECK_INT(nvmram_writenv(HELD, "old", 64), NV_SUCCESS);
+    REQUIRE(pipe(let_go) == 0);
+    holder = start_child(lock_until_let_go);
+    descriptors = open_descriptors();
+    REQUIRE(pthread_create(&threads[0], NULL, read_held, values[0]) == 0);
+    CHECK(locks_are_waited_for(1));
+    CHECK(use_other_parameters());
+
+    child = fork();
+    if (child == 0) {
+        alarm(HANGS);
+        _exit(use_other_parameters() ? 0 : 1);
+    }
+    CHECK_INT(exit_status(child), 0);
+    child = fork();
+    if (child == 0) {
+        alarm(2 * HANGS);
+        _exit(read_held(values[0]) != NULL && strcmp(values[0], "old") == 0 ? 0 : 1);
+    }
+    CHECK(locks_are_waited_for(2));
+
+    REQUIRE(pthread_create(&threads[1], NULL, read_held, values[1]) == 0);
+    REQUIRE(pthread_create(&threads[2], NULL, write_held, values[2]) == 0);
+    REQUIRE(pthread_create(&threads[3], NULL, read_held, values[3]) == 0);
+    check_ended_as_cancelled(threads[2]);
+    check_ended_as_cancelled(threads[0]);
+    CHECK(locks_are_waited_for(2));
+    check_ended_as_cancelled(threads[1]);
+    CHECK(write(let_go[1], "g", 1) == 1);
+    CHECK_INT(pthread_join(threads[3], &result), 0);
+    CHECK(result == values[3]);
+    CHECK_TEXT(values[3], "old");
+    CHECK_INT(exit_status(child), 0);
+    CHECK_INT(exit_status(holder), 0);
+    CHECK_INT(open_descriptors(), descriptors);
+    close(let_go[0]);
+    close(let_go[1]);
+    CHECK_INT(nvmram_writenv(HELD, "new", 64), NV_SUCCESS);
+    check_value(HELD, "new");
+    alarm(0);
 }
 
 static void store_is_cleared(void)
@@ -356,6 +486,7 @@ int main(void)
     value_is_compared();
     processes_share_the_store();
     reader_waits_for_the_lock_of_another_process();
+    waiting_threads_hold_nobody_up_and_can_be_cancelled();
     store_is_cleared();
     line_is_parsed_in_place();
     checksum_is_run_in_pieces();

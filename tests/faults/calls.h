@@ -125,6 +125,12 @@ inline constexpr const char *kCannotFail[] = {
     "syscall",
     "umask",
     "pthread_exit",
+    "pthread_setcancelstate",
+    // clean-up handlers of threads, as the GNU libc's macros make them
+    "__sigsetjmp",
+    "__pthread_register_cancel",
+    "__pthread_unregister_cancel",
+    "__pthread_unwind_next",
     // no result
     "free",
     "openlog",

@@ -1,4 +1,5 @@
 // Another program's record lock on a copy of a persistent parameter is respected.
+#include "support/lock_circle.h"
 #include "support/lock_holder.h"
 #include "support/persistent_store.h"
 
@@ -121,6 +122,13 @@ TEST_F(PersistentLock, other_parameters_are_not_held_up)
     const LockHolder backup_holder(backup.file_of("b"), "LOCK_EX");
     EXPECT_EQ(write_new(), 0U);
     EXPECT_EQ(read_a(), found("new"));
+}
+
+TEST_F(PersistentLock, deadlock_of_processes_that_is_none_of_threads_is_waited_out)
+{
+    expect_circle_is_waited_out(current.file_of("a"), current.file_of("b"), read_a, [] {
+        return read_with(16, [](char *buffer, uint32_t size) { return nvm_readnv("b", buffer, size); });
+    });
 }
 
 TEST_F(PersistentLock, nothing_stays_locked)

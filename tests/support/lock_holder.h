@@ -68,10 +68,18 @@ private:
     pid_t pid_ = -1;
 };
 
-// True once the kernel lists a lock that somebody waits for.
-inline bool someone_waits_for_a_lock()
+// True once the kernel lists so many locks that somebody waits for.
+inline bool locks_are_waited_for(int count)
 {
-    return eventually([] { return read_text("/proc/locks").find("->") != std::string::npos; });
+    return eventually([count] {
+        const std::string locks = read_text("/proc/locks");
+        int waiting = 0;
+        for (size_t at = 0; (at = locks.find("->", at)) != std::string::npos; ++at) {
+            ++waiting;
+        }
+        return waiting >= count;
+    });
 }
+inline bool someone_waits_for_a_lock() { return locks_are_waited_for(1); }
 
 } // namespace testing_support
