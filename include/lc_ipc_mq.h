@@ -6,7 +6,7 @@
  *
  * A waiting call wakes at most once: after the wake-up a sender queues its buffer even if the queue has
  * filled again, and a receiver that finds the queue emptied by another gets 11. A wake-up is given only
- * when a queue stops being empty or stops being full.
+ * when a queue stops being empty or stops being full. An event loop watches ipc_mq_get_fd() instead.
  *
  * @par Threads
  * Every function but ipc_mq_init(), ipc_mq_destroy() and mq_mgt_node_destroy() may be called from any
@@ -164,6 +164,21 @@ LC_API uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout);
  * @retval 11 list failure */
 LC_API uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id);
 
+/** Gives a descriptor for an event loop (poll, select, epoll and what is built on them): it is readable
+ * exactly while the queue holds a message. The first call for a queue makes it, a pipe with both ends
+ * non-blocking and close-on-exec; later ones give the same. A queue that nobody asks costs nothing
+ * more.
+ *
+ * Only watch it: never read, write or close it, and have the loop forget it before ipc_mq_destroy(),
+ * which closes it. When it is readable, take messages with ipc_mq_recv() and a timeout of 0, until that
+ * gives 9 or as many as the loop cares to: it stays readable as long as there are others. Another
+ * thread may have been faster. A forked child shares it with its parent: using the queue there makes it
+ * wrong here, so the child leaves the queue alone.
+ * @param[in] cb the queue
+ * @return the descriptor; -1 with errno set when cb is NULL (EINVAL) or it cannot be made (EMFILE,
+ * ENFILE) */
+LC_API int ipc_mq_get_fd(mq_cb cb);
+
 /** Tells the usage of every queue, newest queue first.
  * @param[out]    usg_stat one entry per queue
  * @param[in,out] num      in: entries of room; out: entries written
@@ -173,8 +188,8 @@ LC_API uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id);
  * @retval 5 more queues than room: the entries that fit are written, *num stays */
 LC_API uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num);
 
-/** Destroys every queue and frees what is queued; the handles are void. Queues can be created again
- * afterwards. */
+/** Destroys every queue and frees what is queued; the handles and descriptors are void. Queues can be
+ * created again afterwards. */
 LC_API void ipc_mq_destroy(void);
 
 /** Destroys one queue record and what it holds. It leaves the record's node in place: for the tear-down

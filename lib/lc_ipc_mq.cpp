@@ -8,11 +8,13 @@
 #include "lc_log/print.h"
 #include "lc_mem/alloc.h"
 #include "lc_pthread/mutex.h"
+#include "support/fd.h"
 
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <fcntl.h>
 #include <limits>
 #include <sys/time.h>
 
@@ -45,6 +47,12 @@ struct mq_mgt {
     Condition not_empty;
     lc_list *mq_head GUARDED_BY(lock);        // oldest first, high priority before ordinary
     lc_list_node *last_high GUARDED_BY(lock); // the last high-priority node in mq_head, or null
+    // What event loops watch, once somebody has asked for it: a pipe with a byte in it while a message
+    // is queued. One descriptor fewer would do with eventfd, which not every router's kernel has.
+    bool watched GUARDED_BY(lock);
+    bool shows_message GUARDED_BY(lock);
+    int watch_end GUARDED_BY(lock);
+    int write_end GUARDED_BY(lock);
 };
 
 static_assert(sizeof(ipc_mq_usg) == 12 && offsetof(ipc_mq_usg, capacity) == 0);
@@ -81,6 +89,55 @@ bool is_timeout(int32_t timeout) { return timeout >= -1; }
 bool is_full(const mq_mgt &queue) REQUIRES(queue.lock)
 {
     return queue.mq_head->count == queue.capacity;
+}
+
+// Has a watched queue's descriptor say what is. That does not block: both ends are non-blocking, and
+// there is never more than one byte. What could not be done is made up for at the next occasion.
+[[gnu::noinline]] void show_watched(mq_mgt &queue) REQUIRES(queue.lock)
+{
+    const bool has_message = queue.mq_head->count != 0;
+    if (queue.shows_message == has_message) {
+        return;
+    }
+    char byte = 0;
+    const ssize_t done = has_message ? write(queue.write_end, &byte, sizeof(byte))
+                                     : read(queue.watch_end, &byte, sizeof(byte));
+    // Whoever reads the descriptor, which is nobody's to read, takes the byte before us.
+    if (done == sizeof(byte) || (done < 0 && errno == EAGAIN)) {
+        queue.shows_message = has_message;
+    }
+}
+
+// Apart, so that a queue that nobody watches pays no more than this.
+void show(mq_mgt &queue) REQUIRES(queue.lock)
+{
+    if (queue.watched) {
+        show_watched(queue);
+    }
+}
+
+// By calls of their own, since kernels before 2.6.27 make no pipe with flags.
+bool prepare_end(const Fd &end)
+{
+    return fcntl(end.get(), F_SETFL, O_NONBLOCK) == 0 && fcntl(end.get(), F_SETFD, FD_CLOEXEC) == 0;
+}
+
+// Gives the queue its descriptors; errno tells why not.
+bool watch(mq_mgt &queue) REQUIRES(queue.lock)
+{
+    int ends[2];
+    if (pipe(ends) != 0) {
+        return false;
+    }
+    Fd watch_end{ends[0]};
+    Fd write_end{ends[1]};
+    if (!prepare_end(watch_end) || !prepare_end(write_end)) {
+        return false;
+    }
+    queue.watch_end = watch_end.release();
+    queue.write_end = write_end.release();
+    queue.watched = true;
+    return true;
 }
 
 // Waits once, and only once: the caller goes on after any wake-up but a time-out.
@@ -243,6 +300,7 @@ uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t 
                        static_cast<long>(result));
     }
     static_cast<void>(node.release());
+    show(queue);
     if (was_empty) {
         queue.not_empty.signal();
     }
@@ -278,6 +336,7 @@ uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
     }
     *msg_hdr = static_cast<ipc_msg_hdr *>(node->data);
     count_removal_from_head(queue);
+    show(queue);
     if (was_full) {
         queue.not_full.signal();
     }
@@ -304,10 +363,26 @@ uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id)
         }
         node = next;
     }
+    show(queue);
     if (was_full && queue.mq_head->count < before) {
         queue.not_full.signal();
     }
     return IPC_SUCCESS;
+}
+
+int ipc_mq_get_fd(mq_cb cb)
+{
+    if (cb == nullptr) {
+        errno = EINVAL;
+        return LC_FAIL(-1, "Para check failed! Para mq_cb is NULL.\n");
+    }
+    mq_mgt &queue = queue_of(cb);
+    const MutexLock guard(queue.lock);
+    if (!queue.watched && !watch(queue)) {
+        return LC_FAIL(-1, "Create pipe failed! errno is %d.\n", errno);
+    }
+    show(queue);
+    return queue.watch_end;
 }
 
 uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num)
@@ -353,6 +428,10 @@ uint32_t mq_mgt_node_destroy(void *record) NO_THREAD_SAFETY_ANALYSIS
         return IPC_SUCCESS;
     }
     auto *queue = static_cast<mq_mgt *>(record);
+    if (queue->watched) {
+        close(queue->watch_end);
+        close(queue->write_end);
+    }
     lc_list_destroy(queue->mq_head, nullptr);
     queue->not_full.destroy();
     queue->not_empty.destroy();

@@ -3,6 +3,9 @@
 #include "check.h"
 #include "messages.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/time.h>
 
@@ -193,6 +196,36 @@ static void sender_and_receiver_wait_for_each_other(void)
     ipc_mq_destroy();
 }
 
+/* ---- Event loops ---- */
+
+static int is_readable(int fd)
+{
+    struct pollfd poller = {fd, POLLIN, 0};
+    return poll(&poller, 1, 0) == 1;
+}
+
+static void descriptor_is_readable_while_there_is_a_message(void)
+{
+    mq_cb queue = new_queue(4);
+    int fd;
+    check_sent(queue, 1);
+    fd = ipc_mq_get_fd(queue);
+    REQUIRE(fd >= 0);
+    CHECK_INT(ipc_mq_get_fd(queue), fd);
+    CHECK(is_readable(fd));
+    check_received(queue, 0, 1);
+    CHECK(!is_readable(fd));
+    check_sent(queue, 2);
+    check_sent(queue, 2);
+    CHECK(is_readable(fd));
+    CHECK_INT(ipc_mq_remove(queue, 2), IPC_SUCCESS);
+    CHECK(!is_readable(fd));
+    ipc_mq_destroy();
+    CHECK_INT(fcntl(fd, F_GETFD), -1);
+    CHECK_INT(ipc_mq_get_fd(NULL), -1);
+    CHECK_INT(errno, EINVAL);
+}
+
 /* ---- Deadlines ---- */
 
 static void deadline_drops_the_fraction_of_the_current_second(void)
@@ -223,6 +256,7 @@ int main(void)
     process_has_64_queues_at_most();
     record_is_destroyed_apart_from_its_node();
     sender_and_receiver_wait_for_each_other();
+    descriptor_is_readable_while_there_is_a_message();
     deadline_drops_the_fraction_of_the_current_second();
     return check_end();
 }

@@ -238,6 +238,7 @@ int taken_ioctl(int fd, unsigned long request, ...)
 TAKE(ftruncate64, int, (int fd, off_t size), (fd, size), Subject(fd).text, -1, EINTR, EIO)
 TAKE(lseek64, off_t, (int fd, off_t offset, int whence), (fd, offset, whence), Subject(fd).text, -1,
      ESPIPE)
+TAKE(pipe, int, (int ends[2]), (ends), "", -1, EMFILE, ENFILE)
 TAKE(dup2, int, (int from, int to), (from, to), Subject(from).text, -1, EINTR, EBUSY, EMFILE)
 TAKE(tcflush, int, (int fd, int queue), (fd, queue), "", -1, EIO, ENOTTY)
 TAKE(tcsetattr, int, (int fd, int when, const termios *settings), (fd, when, settings), "", -1, EINTR,

@@ -107,6 +107,59 @@ Scenario waiting(const char *function, const char *story, std::function<std::str
             .only = {"gettimeofday", "mem_malloc_ex", "pthread_cond_wait", "pthread_cond_timedwait"}};
 }
 
+// ---- Watching ----
+
+void make_watched_queue()
+{
+    make_queue();
+    ipc_mq_get_fd(g_queue);
+}
+
+void make_watched_queue_with_message()
+{
+    make_watched_queue();
+    put(g_queue, 7);
+}
+
+// What the descriptor shows when this has been done.
+std::string watched(std::string (*act)(int32_t))
+{
+    pollfd poller = {-1, POLLIN, 0};
+    {
+        const Quiet quiet;
+        poller.fd = ipc_mq_get_fd(g_queue);
+    }
+    const std::string result = act(0);
+    return result + (poll(&poller, 1, 0) == 1 ? " readable" : " empty");
+}
+
+const Lines kNoPipe = {err("Create pipe failed! errno is %e.")};
+
+const bool g_watching = enlist({
+    {.function = "ipc_mq_get_fd",
+     .act = [] { return std::string(ipc_mq_get_fd(g_queue) >= 0 ? "made" : "not made"); },
+     .rules = {{.call = "pipe", .result = "not made", .said = kNoPipe},
+               {.call = "fcntl64", .result = "not made", .said = kNoPipe}},
+     .setup = make_queue,
+     .undo = ipc_mq_destroy},
+    // What fails of showing it keeps no message from anybody; the next occasion shows what is.
+    {.function = "ipc_mq_get_fd",
+     .story = "shows_a_message",
+     .act = [] { return watched(sent); },
+     .rules = {{.call = "mem_malloc_ex", .result = "11 empty", .said = kNoMemory},
+               {.call = "write", .result = "0 empty", .how = {"EINTR", "EIO", "ENOSPC"}, .keeps = 1}},
+     .setup = make_watched_queue,
+     .undo = ipc_mq_destroy,
+     .next = [] { return watched(sent); }},
+    {.function = "ipc_mq_get_fd",
+     .story = "shows_that_there_is_none",
+     .act = [] { return watched(received); },
+     .rules = {{.call = "read", .result = "0 readable", .how = {"EINTR", "EIO", "nothing"}}},
+     .setup = make_watched_queue_with_message,
+     .undo = ipc_mq_destroy,
+     .once = true},
+});
+
 const bool g_enlisted = enlist({
     {.function = "ipc_mq_create",
      .act = [] { return shown(ipc_mq_create(4, &g_queue)); },
