@@ -289,7 +289,7 @@ class FailedSends:
     """Finds the addresses at which a wansim publishes to nobody: each send that fails leaves a line in its log."""
 
     def __init__(self, test):
-        self.total = 0
+        self.found = 0
         self.log = stranger.SyslogListener("WanManager", "ERROR")
         self.ended = threading.Event()
         self.reader = threading.Thread(target=self._read)  # or a wansim with much to say would wait for us
@@ -299,7 +299,7 @@ class FailedSends:
     def _read(self):
         while not self.ended.is_set():
             if self.log.wait_for("Send failed!", 0.1) is not None:
-                self.total += 1
+                self.found += 1
 
     def _close(self):
         self.ended.set()
@@ -315,7 +315,7 @@ class FailedSends:
 
     def _read_so_far(self):
         time.sleep(0.2)
-        return self.total
+        return self.found
 
 
 # What wansim publishes of a connected link: address, gateway, name servers, mask.
