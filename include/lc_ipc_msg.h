@@ -176,6 +176,16 @@ static inline ipc_addr *ipc_msg_sender(ipc_msg_hdr *msg)
     return (ipc_addr *)(void *)((uint8_t *)msg + ((size + 3u) & ~3u));
 }
 
+/** Tells what ipc_msg_body() tells, to languages that can call exported functions alone. Any thread.
+ * @param[in] msg the message
+ * @return its body; NULL when msg is NULL */
+LC_API void *ipc_msg_get_body(ipc_msg_hdr *msg);
+
+/** Tells what ipc_msg_sender() tells, to languages that can call exported functions alone. Any thread.
+ * @param[in] msg as a handler gets it or the queue gives it; no other buffer holds its sender
+ * @return the sender's address, in that buffer; NULL when msg is NULL */
+LC_API ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg);
+
 /** @}
  * @name The endpoint
  * @{ */

@@ -74,6 +74,13 @@ LC_API int log_init(int32_t id);
  * @param[in] format of printf, followed by its arguments */
 LC_API void log_print(int32_t level, const char *format, ...) LC_PRINTF(2, 3);
 
+/** Sends one message to syslog as log_print() does, but as it is: a "%" in it is a "%". For texts that
+ * others made, and for languages that cannot call a function with a variable number of arguments. Any
+ * thread.
+ * @param[in] level LC_LOG_DEBUG, LC_LOG_INFO or LC_LOG_ERROR; any other is dropped
+ * @param[in] text  the message; NULL is dropped */
+LC_API void log_print_text(int32_t level, const char *text);
+
 LC_END_DECLS
 
 #endif

@@ -89,6 +89,22 @@ void *ipc_memory_assign(uint32_t body_len, uint32_t type)
     return msg;
 }
 
+void *ipc_msg_get_body(ipc_msg_hdr *msg)
+{
+    if (msg == nullptr) {
+        return LC_FAIL(nullptr, "Para check failed! Para msg is NULL.\n");
+    }
+    return ipc_msg_body(msg);
+}
+
+ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg)
+{
+    if (msg == nullptr) {
+        return LC_FAIL(nullptr, "Para check failed! Para msg is NULL.\n");
+    }
+    return ipc_msg_sender(msg);
+}
+
 void ipc_gen_seesion_id(ipc_msg_hdr *msg)
 {
     const MutexLock guard(g_msg_session_id_mgt.mutex);

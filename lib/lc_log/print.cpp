@@ -96,3 +96,10 @@ void log_print(int32_t level, const char *format, ...)
     vsyslog(kLevels[level].priority | LOG_USER, format, arguments);
     va_end(arguments);
 }
+
+void log_print_text(int32_t level, const char *text)
+{
+    if (text != nullptr) {
+        log_print(level, "%s", text);
+    }
+}

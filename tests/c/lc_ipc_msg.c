@@ -94,12 +94,16 @@ static void message_has_room_for_header_and_body(void)
     REQUIRE(msg != NULL);
     CHECK_INT(msg->type, IPC_MSG_TYPE_REQUEST);
     CHECK((uint8_t *)ipc_msg_body(msg) == (uint8_t *)msg + 16);
+    CHECK(ipc_msg_get_body(msg) == ipc_msg_body(msg));
     memset(ipc_msg_body(msg), 'x', 100);
     free_message(msg);
 
     msg = ipc_memory_assign(4, IPC_MSG_TYPE_SHORT);
     REQUIRE(msg != NULL);
     CHECK((uint8_t *)ipc_msg_body(msg) == (uint8_t *)msg + 8);
+    CHECK(ipc_msg_get_body(msg) == ipc_msg_body(msg));
+    CHECK(ipc_msg_get_body(NULL) == NULL);
+    CHECK(ipc_msg_get_sender(NULL) == NULL);
     free_message(msg);
     CHECK(ipc_memory_assign(UINT32_MAX, IPC_MSG_TYPE_ASYNC) == NULL);
 }
@@ -260,6 +264,7 @@ static void check_queued(uint32_t msg_id, const char *text, const char *sender)
     CHECK(has_text(msg, text));
     CHECK_INT(msg->session_id, (strlen(text) + 3) / 4 * 4); /* see wants: up to the sender */
     CHECK(same_address(&ipc_msg_sender(msg)->sock, &expected));
+    CHECK(ipc_msg_get_sender(msg) == ipc_msg_sender(msg));
     free_message(msg);
 }
 

@@ -138,6 +138,17 @@ static void each_level_is_switched_by_its_file(void)
     }
 }
 
+static void text_is_sent_as_it_is(void)
+{
+    switch_on(FLAG "WanManager_INFO");
+    log_print_text(LC_LOG_INFO, "100% of %s\n");
+    CHECK_TEXT(without_time(next_line()), "<14> 03WanManager: 100% of %s\n");
+    log_print_text(LC_LOG_INFO, NULL);
+    log_print_text(LC_LOG_ERROR, "off\n");
+    CHECK_TEXT(next_line(), "");
+    CHECK_INT(unlink(FLAG "WanManager_INFO"), 0);
+}
+
 static void uptime_comes_first_when_it_is_asked_for(void)
 {
     const char *line;
@@ -161,6 +172,7 @@ int main(void)
     nothing_is_logged_before_the_module_is_named();
     module_is_named_once();
     each_level_is_switched_by_its_file();
+    text_is_sent_as_it_is();
     uptime_comes_first_when_it_is_asked_for();
     return check_end();
 }

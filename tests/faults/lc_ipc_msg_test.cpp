@@ -423,6 +423,16 @@ const bool g_sending =
                       ipc_addr addr;
                       return ipc_get_addr_by_id(1, 0, &addr);
                   }),
+            plain("ipc_msg_get_body",
+                  [] {
+                      ipc_msg_hdr message = {};
+                      return ipc_msg_get_body(&message) == &message + 1 ? 1 : 0;
+                  }),
+            plain("ipc_msg_get_sender",
+                  [] {
+                      ipc_msg_hdr message = {};
+                      return static_cast<void *>(ipc_msg_get_sender(&message)) == &message + 1 ? 1 : 0;
+                  }),
             plain("msg_id_match",
                   [] {
                       const ipc_msg_hdr message = {};

@@ -56,6 +56,13 @@ const bool g_enlisted = enlist({
      .setup = write_config,
      .unlogged = true},
     {.function = "log_print", .act = logged, .setup = [] { want_time(false); }},
+    {.function = "log_print_text",
+     .act =
+         [] {
+             log_print_text(LC_LOG_ERROR, "text\n");
+             return std::string();
+         },
+     .setup = [] { want_time(false); }},
     {.function = "log_print",
      .story = "with_the_time",
      .act = logged,

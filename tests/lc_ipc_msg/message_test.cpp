@@ -70,6 +70,34 @@ TEST(Message, buffer_is_allocated_with_the_tags_of_its_thread_and_family)
     EXPECT_NE(allocations[0].line, 0U);
 }
 
+TEST(Message, body_and_sender_are_found_by_functions_as_by_the_header)
+{
+    for (const uint32_t type : {0U, 1U, 2U, 3U}) {
+        const MessagePtr msg = make_message(10, Bytes(8), type);
+        EXPECT_EQ(ipc_msg_get_body(msg.get()), ipc_msg_body(msg.get())) << type;
+        const auto *start = reinterpret_cast<const uint8_t *>(msg.get());
+        EXPECT_EQ(static_cast<uint8_t *>(ipc_msg_get_body(msg.get())) - start, type == 3 ? 8 : 16);
+    }
+    for (const uint32_t length : {0U, 1U, 3U, 4U, 5U, 1008U}) {
+        alignas(ipc_msg_hdr) uint8_t room[16 + 1008 + sizeof(ipc_addr)] = {};
+        auto *msg = reinterpret_cast<ipc_msg_hdr *>(room);
+        msg->length = length;
+        EXPECT_EQ(ipc_msg_get_sender(msg), ipc_msg_sender(msg)) << length;
+        EXPECT_EQ(reinterpret_cast<uint8_t *>(ipc_msg_get_sender(msg)) - room,
+                  16 + (length + 3) / 4 * 4);
+    }
+}
+
+TEST(Message, without_one_there_is_no_body_and_no_sender)
+{
+    ErrorLog log;
+    const Lines refused = {from_msg("Para check failed! Para msg is NULL.\n")};
+    EXPECT_EQ(ipc_msg_get_body(nullptr), nullptr);
+    EXPECT_EQ(log.lines(), refused);
+    EXPECT_EQ(ipc_msg_get_sender(nullptr), nullptr);
+    EXPECT_EQ(log.lines(), refused);
+}
+
 TEST(Message, buffer_without_memory_is_null_and_leaves_no_line)
 {
     ErrorLog log;

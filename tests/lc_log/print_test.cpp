@@ -202,3 +202,30 @@ TEST(PrintOfLongName, each_level_is_switched_by_the_whole_name)
     print_each_level();
     EXPECT_EQ(log.all(), (Lines{"debug", "info", "error"}));
 }
+
+TEST_F(Print, a_text_is_sent_as_it_is)
+{
+    switch_all(kModule);
+    for (const char *text : {"100% %s %n%d\n", "", "%"}) {
+        errno = EBADF;
+        log_print_text(LC_LOG_INFO, text);
+        EXPECT_EQ(errno, EBADF);
+        EXPECT_EQ(log.next_raw().substr(0, 4), "<14>");
+        log_print_text(LC_LOG_INFO, text);
+        EXPECT_EQ(log.next(), text);
+    }
+    log_print_text(LC_LOG_INFO, nullptr);
+    log_print_text(3, "no such level");
+    EXPECT_EQ(log.all(), Lines());
+}
+
+TEST_F(Print, a_text_is_switched_by_the_file_of_its_level)
+{
+    for (int32_t level = LC_LOG_DEBUG; level <= LC_LOG_ERROR; ++level) {
+        log_print_text(level, "unheard");
+        switch_log(kModule, kLevelNames[level]);
+        log_print_text(level, "heard");
+        switch_log(kModule, kLevelNames[level], false);
+        EXPECT_EQ(log.all(), Lines{"heard"});
+    }
+}
