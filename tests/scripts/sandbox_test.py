@@ -172,6 +172,14 @@ class Ways(Checkout):
         with covered_proc():
             self.assert_way("user-proc", *IN_A_USER_NAMESPACE)
 
+    def test_root_needs_as_many_rights_as_a_user_namespace_gives(self):
+        """In the user namespace that has covered it, root can have another /proc."""
+        with covered_proc():
+            self.assert_way("root")
+            for right in "-net_raw", "-net_admin", "-sys_ptrace":
+                self.assert_way("user-proc", "setpriv", "--ambient-caps", right, "--inh-caps", right,
+                                "--bounding-set", right)
+
     def test_a_proc_that_is_covered_is_shared_by_root(self):
         with covered_proc():
             self.assert_way("root-proc", *THE_LAST_ONE)
