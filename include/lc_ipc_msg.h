@@ -216,8 +216,9 @@ LC_API void ipc_msg_fin(void);
  * wakes the thread in time; each send is tried at least once, and a signal does not end its wait.
  *
  * With a limit the time-out of ipc_msg_send_syn() and ipc_register_notify() counts the sending too.
- * What comes first ends it: the limit with 10, the time-out with 7. In both cases the request has not
- * been sent.
+ * While there is no room, what comes first ends the call, and the request has not been sent: the limit
+ * with 10, the time-out with 7. A 7 can also mean, as without a limit, that it was sent and not
+ * answered.
  *
  * Without a limit, a subscriber that stops reading holds up ipc_msg_notify(), and with it all
  * registrations at the publisher, for good. With one, each notification waits for it that long, and it

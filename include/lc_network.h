@@ -100,25 +100,25 @@ LC_API int lc_is_interface_exist(const char *name);
 /** Tells of every existing interface that it is up. Deliberately inverted, since the router's processes
  * rely on it: an existing interface is refused as a parameter error.
  * @param[in] name of the interface
- * @retval -1 the interface exists, name is NULL or "", or no socket can be opened; of a longer name,
- * the interface of its first 15 characters is up
- * @retval 0  it does not exist; or that one is down */
+ * @retval -1 the interface exists, name is NULL or "", or no socket can be opened. A name of more than
+ * 15 characters is answered for the interface that its first 15 name: -1 when that is up
+ * @retval 0  it does not exist, or that one is down or does not exist either */
 LC_API int lc_is_interface_up(const char *name);
 
 /** Is meant to give an interface's address, but refuses every name of one, for the same reason as
  * lc_is_interface_up().
  * @param[in]  name of the interface
  * @param[out] addr the address; left as it is by a failure
- * @retval -1 always, but for a longer name whose first 15 characters are an interface's
- * @retval 0  of such a name, where the C library's if_nametoindex does not cut it as well */
+ * @retval -1 always, but for a name of more than 15 characters whose first 15 name an interface
+ * @retval 0  for such a name, unless if_nametoindex cuts it too, as that of old C libraries does */
 LC_API int lc_get_ip_by_ifname(const char *name, struct in_addr *addr);
 
 /** Is meant to give an interface's hardware address, but refuses every name of one, for the same reason
  * as lc_is_interface_up().
  * @param[in]  name of the interface
  * @param[out] mac  the address, 6 bytes; left as it is by a failure
- * @retval -1 always, but for a longer name whose first 15 characters are an interface's
- * @retval 0  of such a name, where the C library's if_nametoindex does not cut it as well */
+ * @retval -1 always, but for a name of more than 15 characters whose first 15 name an interface
+ * @retval 0  for such a name, unless if_nametoindex cuts it too, as that of old C libraries does */
 LC_API int lc_get_mac_by_ifname(const char *name, uint8_t *mac);
 
 /** @}

@@ -17,19 +17,20 @@
  *
  * @par Threads
  * Whole-file record locks keep processes apart. Since all threads of a process are one for the kernel,
- * it can refuse a lock for a deadlock that is none; the stores then ask again for about a second.
- * Another program that asks for one parameter's lock while it has another's can be refused for the same
- * reason. Any thread may use the volatile store: those of a process take turns at a parameter, in the
- * order in which they come, and do not wait for each other at different ones, whatever other processes
- * have locked. nvmram_readnv(), nvmram_writenv() and nvram_match() are cancellation points: a thread
- * that is cancelled there, also while it waits for other threads or processes, leaves nothing open or
- * locked, and the value as it was; what it has begun to write it writes to its end. This is so with
- * deferred cancellation, the default. A signal handler must not call these functions, nor leave one
- * that it has interrupted. A forked child may use the volatile store, whatever its parent's threads
- * were doing there; it has copies of the descriptors that these had open. The persistent store does not
- * keep the threads of a process apart: those that may touch the same parameter bring a lock of their
- * own. A thread must not be cancelled in it: what is open or locked stays so. It keeps nothing in
- * memory; a forked child may use it, nvm_init() only where it may use the log.
+ * it can refuse a lock for a deadlock that is none; the stores then ask again, a thousand times at
+ * most, with pauses of a millisecond. Another program that asks for one parameter's lock while it has
+ * another's can be refused for the same reason. Any thread may use the volatile store: those of a
+ * process take turns at a parameter, in the order in which they come, and do not wait for each other at
+ * different ones, whatever other processes have locked. nvmram_readnv(), nvmram_writenv() and
+ * nvram_match() are cancellation points wherever there is a file to be locked: a thread that is
+ * cancelled there, also while it waits for other threads or processes, leaves nothing open or locked,
+ * and the value as it was; what it has begun to write it writes to its end. This is so with deferred
+ * cancellation, the default. A signal handler must not call these functions, nor leave one that it has
+ * interrupted. A forked child may use the volatile store, whatever its parent's threads were doing
+ * there; it has copies of the descriptors that these had open. The persistent store does not keep the
+ * threads of a process apart: those that may touch the same parameter bring a lock of their own. A
+ * thread must not be cancelled in it: what is open or locked stays so. It keeps nothing in memory; a
+ * forked child may use it, nvm_init() only where it may use the log.
  *
  * @par Example
  * Stores a volatile parameter and reads it back, since a file that could not be made is no error.

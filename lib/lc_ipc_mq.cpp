@@ -324,6 +324,7 @@ uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
     if (queue.mq_head->count == 0) {
         const uint32_t result = wait_once(queue, queue.not_empty, timeout, IPC_ERR_EMPTY);
         if (result != IPC_SUCCESS) {
+            show(queue);
             return result;
         }
     }
@@ -358,6 +359,7 @@ uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id)
         if (message_id(*node) == msg_id) {
             const uint32_t result = remove_message(queue, node);
             if (result != IPC_SUCCESS) {
+                show(queue);
                 return result;
             }
         }

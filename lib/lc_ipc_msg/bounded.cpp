@@ -29,17 +29,17 @@ int until(clockid_t clock, const timespec &moment)
 {
     timespec now = {};
     clock_gettime(clock, &now);
-    const int64_t whole = (static_cast<int64_t>(moment.tv_sec) - now.tv_sec) * 1000;
-    const long fraction = (moment.tv_nsec - now.tv_nsec + 999'999L) / 1'000'000L;
-    return static_cast<int>(std::clamp<int64_t>(whole + fraction, 0, INT_MAX));
+    const int64_t seconds = static_cast<int64_t>(moment.tv_sec) - now.tv_sec;
+    const int64_t nanoseconds = seconds * 1'000'000'000 + moment.tv_nsec - now.tv_nsec;
+    return static_cast<int>(std::clamp<int64_t>((nanoseconds + 999'999) / 1'000'000, 0, INT_MAX));
 }
 
-// Waits for room in a receiver's socket, at most so many milliseconds; false when it had not to, or
-// cannot. Of a full receiver poll tells only on a socket that is connected to it. The endpoint's own
-// must not be connected, or it would receive from that peer alone; so another one is, which nothing is
-// sent through. SO_SNDTIMEO would wait without it, but is one value for all threads' sends, whatever
-// their deadlines; and trying again after pauses alone takes a fortieth of the messages that a busy
-// receiver could, and gets hardly any through to one that others flood.
+// Waits for room in a receiver's socket, at most so many milliseconds; false when there is room
+// already, or nothing to wait with. Of a full receiver poll tells only on a socket that is connected to
+// it. The endpoint's own must not be connected, or it would receive from that peer alone; so another
+// one is, which nothing is sent through. SO_SNDTIMEO would wait without it, but is one value for all
+// threads' sends, whatever their deadlines; and trying again after pauses alone takes a fortieth of the
+// messages that a busy receiver could, and gets hardly any through to one that others flood.
 bool wait_for_receiver(const sockaddr_un &to, int milliseconds)
 {
     const Fd watch{open_socket(AF_UNIX, SOCK_DGRAM, 0)};

@@ -15,6 +15,11 @@
 namespace lterouter {
 namespace {
 
+using RamPath = NvPath<sizeof(NVMRAM_DIR)>;
+
+// A copy of the name that stays as it is: the caller's may be in the buffer that is read into.
+const char *name_in(const RamPath &path) { return path.text + sizeof(NVMRAM_DIR) - 1; }
+
 // The lock on the directory is asked for, not given: the kernel grants an exclusive one only through a
 // writable descriptor. Nothing depends on it, since creation neither excludes nor truncates and the
 // transfer has a lock of its own. A parameter that cannot be created is not reported: callers rely on 0
@@ -51,8 +56,8 @@ uint32_t nvmram_readnv(const char *name, char *buf, uint32_t size)
     if (const uint32_t refusal = nv_check_read(name, buf); refusal != NV_SUCCESS) {
         return refusal;
     }
-    const NvPath path(NVMRAM_DIR, name);
-    NvTurn turn(name);
+    const RamPath path(NVMRAM_DIR, name);
+    NvTurn turn(name_in(path));
     return nv_load(path.text, buf, size, &turn);
 }
 
@@ -64,8 +69,8 @@ uint32_t nvmram_writenv(const char *name, const char *value, uint32_t size)
     if (const uint32_t refusal = nv_check_write(name, value, size, &length); refusal != NV_SUCCESS) {
         return refusal;
     }
-    const NvPath path(NVMRAM_DIR, name);
-    NvTurn turn(name);
+    const RamPath path(NVMRAM_DIR, name);
+    NvTurn turn(name_in(path));
     if (nv_store(path.text, 0, value, length, &turn)) {
         return NV_SUCCESS;
     }

@@ -77,14 +77,15 @@ void NvTurn::wait_until_first()
 
 void NvTurn::leave()
 {
+    const bool was_first = first_at(name_) == this;
     for (NvTurn **place = &turns_; *place != nullptr; place = &(*place)->next_) {
         if (*place == this) {
             *place = next_;
             break;
         }
     }
-    if (NvTurn *const first = first_at(name_); first != nullptr) {
-        first->is_first_.signal();
+    if (NvTurn *const next = was_first ? first_at(name_) : nullptr; next != nullptr) {
+        next->is_first_.signal();
     }
 }
 

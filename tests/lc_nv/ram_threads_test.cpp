@@ -76,6 +76,23 @@ TEST_F(RamThreads, thread_that_waits_for_another_process_holds_up_no_other_param
     EXPECT_EQ(waiting.get(), found("its"));
 }
 
+TEST_F(RamThreads, value_may_be_read_into_the_buffer_of_its_name_while_others_wait)
+{
+    put("theirs", stored("old"));
+    LockHolder holder(file_of("theirs"), "LOCK_EX", "its");
+    char buffer[16] = "theirs";
+    auto first =
+        std::async(std::launch::async, [&] { return nvmram_readnv(buffer, buffer, sizeof(buffer)); });
+    EXPECT_TRUE(someone_waits_for_a_lock());
+    auto second = start_reading("theirs");
+    EXPECT_TRUE(g_waits.until_asleep(1));
+    holder.let_go();
+    EXPECT_EQ(first.get(), 0U);
+    EXPECT_STREQ(buffer, "its");
+    ASSERT_TRUE(ends(second));
+    EXPECT_EQ(second.get(), found("its"));
+}
+
 TEST_F(RamThreads, any_number_of_threads_waits_without_holding_up_others)
 {
     constexpr int kThreads = 100;
