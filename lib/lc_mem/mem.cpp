@@ -20,16 +20,20 @@ __attribute__((constructor)) void forget_thread_id_after_fork()
     pthread_atfork(nullptr, nullptr, [] { t_thread_id = 0; });
 }
 
+// Apart, so that what happens once costs nothing at every allocation.
+__attribute__((noinline)) pid_t ask_thread_id()
+{
+    return t_thread_id = static_cast<pid_t>(syscall(SYS_gettid));
+}
+
 } // namespace
 
 // Never inline: before 2.40 the GNU libc may change vector registers when a thread first comes to the
 // storage of a library that was loaded late, which is harmless across a call.
 __attribute__((noinline)) uint32_t thread_tag()
 {
-    if (t_thread_id == 0) {
-        t_thread_id = static_cast<pid_t>(syscall(SYS_gettid));
-    }
-    return static_cast<uint32_t>(t_thread_id) & 0xFFFFU;
+    const pid_t kept = t_thread_id;
+    return static_cast<uint32_t>(kept != 0 ? kept : ask_thread_id()) & 0xFFFFU;
 }
 
 } // namespace lterouter::mem
