@@ -204,10 +204,15 @@ template <typename Action> void inside(Action action)
     t_role = Role::kNone;
 }
 
-// The first thread that a sanitizer sees makes it start one of its own.
+// The first thread that a sanitizer sees makes it start one of its own. Returns when the kernel no
+// longer lists the first, which is to be counted nowhere.
 inline void start_a_thread()
 {
-    std::thread([] {}).join();
+    std::string listed;
+    std::thread([&listed] { listed = "/proc/self/task/" + std::to_string(gettid()); }).join();
+    while (access(listed.c_str(), F_OK) == 0) {
+        usleep(1000);
+    }
 }
 
 // What the same gives on another thread, and what there is in the end.

@@ -4,6 +4,8 @@
 #include "lc_file.h"
 #include "support/text_file.h"
 
+namespace lc_file_test {
+
 using namespace faults;
 
 namespace {
@@ -177,3 +179,5 @@ const bool g_enlisted = enlist({
 });
 
 } // namespace
+
+} // namespace lc_file_test

@@ -4,6 +4,8 @@
 #include "lc_ipc_mq.h"
 #include "support/queues.h"
 
+namespace lc_ipc_mq_test {
+
 using namespace faults;
 using namespace testing_support;
 
@@ -214,3 +216,5 @@ const bool g_enlisted = enlist({
 });
 
 } // namespace
+
+} // namespace lc_ipc_mq_test

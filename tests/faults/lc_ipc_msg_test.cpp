@@ -6,6 +6,8 @@
 #include "support/queues.h"
 #include "support/raw_peer.h"
 
+namespace lc_ipc_msg_test {
+
 using namespace faults;
 using namespace testing_support;
 
@@ -443,3 +445,5 @@ const bool g_sending =
         });
 
 } // namespace
+
+} // namespace lc_ipc_msg_test

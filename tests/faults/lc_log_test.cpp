@@ -4,6 +4,8 @@
 #include "lc_log.h"
 #include "support/text_file.h"
 
+namespace lc_log_test {
+
 using namespace faults;
 
 namespace {
@@ -72,3 +74,5 @@ const bool g_enlisted = enlist({
 });
 
 } // namespace
+
+} // namespace lc_log_test

@@ -6,6 +6,8 @@
 
 #include <arpa/inet.h>
 
+namespace lc_network_test {
+
 using namespace faults;
 
 namespace {
@@ -296,3 +298,5 @@ const bool g_enlisted = enlist({
 });
 
 } // namespace
+
+} // namespace lc_network_test

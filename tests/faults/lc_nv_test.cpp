@@ -6,6 +6,8 @@
 #include "lc_nv.h"
 #include "support/parameter_files.h"
 
+namespace lc_nv_test {
+
 using namespace faults;
 using testing_support::ParameterFolder;
 using testing_support::read_text;
@@ -372,3 +374,5 @@ const bool g_exchange =
     });
 
 } // namespace
+
+} // namespace lc_nv_test

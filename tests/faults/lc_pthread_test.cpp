@@ -6,6 +6,8 @@
 
 #include <sys/prctl.h>
 
+namespace lc_pthread_test {
+
 using namespace faults;
 
 namespace {
@@ -470,3 +472,5 @@ const bool g_threads = enlist({
 });
 
 } // namespace
+
+} // namespace lc_pthread_test

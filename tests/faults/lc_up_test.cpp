@@ -5,6 +5,8 @@
 #include "lc_up.h"
 #include "support/upgrade_frames.h"
 
+namespace lc_up_test {
+
 using namespace faults;
 using testing_support::Bytes;
 using testing_support::command_frame;
@@ -314,3 +316,5 @@ const bool g_enlisted = enlist({
 });
 
 } // namespace
+
+} // namespace lc_up_test

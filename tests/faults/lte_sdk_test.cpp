@@ -6,6 +6,8 @@
 #include "support/module_peer.h"
 #include "support/text_file.h"
 
+namespace lte_sdk_test {
+
 using namespace faults;
 using testing_support::ModulePeer;
 using testing_support::read_text;
@@ -580,3 +582,5 @@ const bool g_others = enlist({
 });
 
 } // namespace
+
+} // namespace lte_sdk_test

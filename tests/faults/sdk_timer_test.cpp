@@ -3,6 +3,8 @@
 
 #include "sdk_timer.h"
 
+namespace sdk_timer_test {
+
 using namespace faults;
 
 namespace {
@@ -112,3 +114,5 @@ const bool g_enlisted = enlist({
 });
 
 } // namespace
+
+} // namespace sdk_timer_test

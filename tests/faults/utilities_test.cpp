@@ -7,6 +7,8 @@
 #include "lc_string.h"
 #include "support/interpose.h"
 
+namespace utilities_test {
+
 using namespace faults;
 using testing_support::next_definition;
 
@@ -262,3 +264,5 @@ const bool g_texts = enlist({
 });
 
 } // namespace
+
+} // namespace utilities_test

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace existence_test {
+
 using namespace testing_support;
 
 namespace {
@@ -84,3 +86,5 @@ TEST_F(Existence, note_leaves_the_errno_of_a_failed_look)
     EXPECT_EQ(lc_dir_exist("/dev/null/below"), -1);
     EXPECT_EQ(errno, ENOTDIR);
 }
+
+} // namespace existence_test

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <unistd.h>
 
+namespace stream_test {
+
 using namespace testing_support;
 
 namespace {
@@ -327,3 +329,5 @@ TEST_F(Streams, access_of_a_missing_path_fails_for_every_right)
         EXPECT_EQ(errno, ENOENT);
     }
 }
+
+} // namespace stream_test

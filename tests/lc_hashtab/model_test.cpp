@@ -8,6 +8,8 @@
 #include <map>
 #include <random>
 
+namespace model_test {
+
 using namespace testing_support;
 
 namespace {
@@ -129,3 +131,5 @@ TEST(HashTableModel, random_steps_do_what_maps_do)
     }
     EXPECT_EQ(memory().blocks_in_use(), 0U);
 }
+
+} // namespace model_test

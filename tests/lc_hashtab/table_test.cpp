@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace table_test {
+
 using namespace testing_support;
 
 namespace {
@@ -414,3 +416,5 @@ TEST(HashTableEnd, null_table_is_taken_for_an_empty_one)
     lc_hashtab_destroy(nullptr, note_freed, note_freed);
     EXPECT_EQ(g_freed, Visits{});
 }
+
+} // namespace table_test

@@ -3,6 +3,8 @@
 #include "support/list_faults.h"
 #include "support/queues.h"
 
+namespace create_test {
+
 using namespace testing_support;
 
 TEST(QueueCreate, before_the_family_is_initialised_it_gives_2_whatever_the_arguments)
@@ -163,3 +165,5 @@ TEST(QueueCreate, is_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();
 }
+
+} // namespace create_test

@@ -6,6 +6,8 @@
 
 #include <thread>
 
+namespace remove_test {
+
 using namespace testing_support;
 
 namespace {
@@ -147,3 +149,5 @@ TEST(QueueRemove, a_list_failure_gives_11_after_the_message_was_discounted)
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();
 }
+
+} // namespace remove_test

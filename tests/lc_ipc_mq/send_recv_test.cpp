@@ -6,6 +6,8 @@
 
 #include <climits>
 
+namespace send_recv_test {
+
 using namespace testing_support;
 
 TEST(Queue, messages_come_out_in_the_order_in_which_they_went_in)
@@ -28,7 +30,7 @@ TEST(Queue, receive_gives_the_very_buffer_that_was_sent_and_the_queue_keeps_noth
     ASSERT_EQ(ipc_mq_send(cb, msg.release(), 0, 0), IPC_SUCCESS);
     const MessagePtr received = take(cb);
     EXPECT_EQ(received.get(), sent);
-    EXPECT_EQ(body_of(bytes_of(*received)), pattern(5));
+    EXPECT_EQ(body_of(message_bytes(*received)), pattern(5));
     EXPECT_EQ(memory().blocks_in_use(), blocks + 1);
     ipc_mq_destroy();
 }
@@ -215,3 +217,5 @@ TEST(Queue, send_and_receive_are_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();
 }
+
+} // namespace send_recv_test

@@ -9,6 +9,8 @@
 #include <atomic>
 #include <thread>
 
+namespace stress_test {
+
 using namespace testing_support;
 
 namespace {
@@ -96,3 +98,5 @@ TEST(QueueStress, with_4_producers_and_4_consumers_nothing_is_lost_doubled_or_re
     ipc_mq_destroy();
     EXPECT_EQ(memory().blocks_in_use(), 0U);
 }
+
+} // namespace stress_test

@@ -5,6 +5,8 @@
 
 #include <future>
 
+namespace usage_test {
+
 using namespace testing_support;
 
 namespace {
@@ -154,3 +156,5 @@ TEST(QueueUsage, and_create_do_not_wait_for_a_queue_that_is_in_use)
     EXPECT_EQ(entry(usage()[1]), (Entry{1, 0, 1}));
     ipc_mq_destroy();
 }
+
+} // namespace usage_test

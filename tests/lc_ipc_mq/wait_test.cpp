@@ -9,6 +9,8 @@
 #include <sys/time.h>
 #include <thread>
 
+namespace wait_test {
+
 using namespace testing_support;
 
 namespace {
@@ -235,3 +237,5 @@ TEST(QueueWait, a_receiver_that_wakes_to_an_empty_queue_gets_11)
     EXPECT_EQ(drain(cb), std::vector<uint32_t>{10});
     ipc_mq_destroy();
 }
+
+} // namespace wait_test

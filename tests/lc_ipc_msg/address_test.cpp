@@ -7,6 +7,8 @@
 #include <fstream>
 #include <iterator>
 
+namespace address_test {
+
 using namespace testing_support;
 
 static_assert(sizeof(ipc_addr) == 116);
@@ -134,3 +136,5 @@ TEST(ModuleTable, carries_names_and_numbers_of_all_8_rows)
     const Bytes table = module_table();
     EXPECT_NE(std::search(image.begin(), image.end(), table.begin(), table.end()), image.end());
 }
+
+} // namespace address_test

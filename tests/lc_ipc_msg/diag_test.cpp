@@ -7,6 +7,8 @@
 
 #include <set>
 
+namespace diag_test {
+
 using namespace testing_support;
 
 namespace {
@@ -365,7 +367,7 @@ TEST(DiagBesideTheReceiveThread, each_datagram_goes_to_one_of_both)
     for (uint32_t value = 0; value <= kCount;) {
         const MessagePtr taken = take(endpoint.queue, 5000);
         ASSERT_NE(taken, nullptr);
-        value = word_at(bytes_of(*taken), sizeof(ipc_msg_hdr));
+        value = word_at(message_bytes(*taken), sizeof(ipc_msg_hdr));
         queued.push_back(value);
     }
     std::multiset<uint32_t> both(read.begin(), read.end());
@@ -376,3 +378,5 @@ TEST(DiagBesideTheReceiveThread, each_datagram_goes_to_one_of_both)
     EXPECT_TRUE(std::is_sorted(read.begin(), read.end()));
     EXPECT_TRUE(std::is_sorted(queued.begin(), queued.end()));
 }
+
+} // namespace diag_test

@@ -6,6 +6,8 @@
 
 #include <array>
 
+namespace fan_out_test {
+
 using namespace testing_support;
 
 namespace {
@@ -56,7 +58,7 @@ int subscriber(const Pipe &start, const Pipe &registered)
     registered.put();
     for (uint32_t i = 0; i < 2; ++i) {
         const MessagePtr msg = take(queue, kMinute);
-        if (msg == nullptr || bytes_of(*msg) != datagram({0, kTopic, 4, 0}, word(i))) {
+        if (msg == nullptr || message_bytes(*msg) != datagram({0, kTopic, 4, 0}, word(i))) {
             return 3;
         }
     }
@@ -107,3 +109,5 @@ TEST(FanOut, reaches_each_of_32_processes_once_though_one_of_them_is_dead)
     // Those that are left have deregistered themselves: nobody is there to hear this.
     notify(2);
 }
+
+} // namespace fan_out_test

@@ -9,6 +9,8 @@
 #include <numeric>
 #include <thread>
 
+namespace message_test {
+
 using namespace testing_support;
 
 static_assert(sizeof(ipc_msg_hdr) == 16);
@@ -203,3 +205,5 @@ TEST(Match, a_registration_matches_the_identifier_in_its_first_word)
     notify_id = 9;
     EXPECT_EQ(notify_id_match(registration, &notify_id), 8U);
 }
+
+} // namespace message_test

@@ -5,6 +5,8 @@
 #include "support/error_log.h"
 #include "support/socket_calls.h"
 
+namespace receive_faults_test {
+
 using namespace testing_support;
 
 namespace {
@@ -156,3 +158,5 @@ TEST(ReceiveFault, is_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);
     EXPECT_EQ(log.lines(), Lines{});
 }
+
+} // namespace receive_faults_test

@@ -7,6 +7,8 @@
 
 #include <mutex>
 
+namespace receive_test {
+
 using namespace testing_support;
 
 namespace {
@@ -121,7 +123,7 @@ TEST(Receive, header_and_type_stay_as_they_were_received)
         deliver(peer, datagram({type, 10, 0, 5}));
         const MessagePtr msg = take(endpoint.queue);
         ASSERT_NE(msg, nullptr);
-        EXPECT_EQ(bytes_of(*msg), datagram({type, 10, 0, 5}));
+        EXPECT_EQ(message_bytes(*msg), datagram({type, 10, 0, 5}));
     }
 }
 
@@ -175,7 +177,7 @@ TEST(Receive, a_message_is_queued_when_the_handler_says_so)
     deliver(peer, sent);
     const MessagePtr msg = take(endpoint.queue);
     ASSERT_NE(msg, nullptr);
-    EXPECT_EQ(bytes_of(*msg), sent);
+    EXPECT_EQ(message_bytes(*msg), sent);
     EXPECT_EQ(g_calls, 1U);
 }
 
@@ -464,3 +466,5 @@ TEST(ReceiveLog, is_silent_while_the_flag_file_is_absent)
     drain(endpoint.queue);
     EXPECT_EQ(log.lines(), Lines{});
 }
+
+} // namespace receive_test

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <thread>
 
+namespace registry_test {
+
 using namespace testing_support;
 
 namespace {
@@ -546,3 +548,5 @@ TEST_F(Registry, is_silent_while_the_flag_file_is_absent)
     notify();
     EXPECT_EQ(log.lines(), Lines{});
 }
+
+} // namespace registry_test

@@ -5,6 +5,8 @@
 #include "support/error_log.h"
 #include "support/socket_calls.h"
 
+namespace send_test {
+
 using namespace testing_support;
 
 namespace {
@@ -174,3 +176,5 @@ TEST(Send, is_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 0), IPC_ERR_SOCKET);
     EXPECT_EQ(log.lines(), Lines{});
 }
+
+} // namespace send_test

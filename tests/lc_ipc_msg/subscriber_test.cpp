@@ -7,6 +7,8 @@
 
 #include <thread>
 
+namespace subscriber_test {
+
 using namespace testing_support;
 
 namespace {
@@ -193,3 +195,5 @@ TEST_F(Subscriber, is_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(registered_with(word(6)), IPC_ERR_REFUSED);
     EXPECT_EQ(log.lines(), Lines{});
 }
+
+} // namespace subscriber_test

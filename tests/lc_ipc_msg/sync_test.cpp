@@ -11,6 +11,8 @@
 #include <sys/time.h>
 #include <thread>
 
+namespace sync_test {
+
 using namespace testing_support;
 
 namespace {
@@ -494,3 +496,5 @@ TEST_F(Sync, is_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(call.run(1), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{});
 }
+
+} // namespace sync_test

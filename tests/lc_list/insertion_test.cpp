@@ -2,6 +2,8 @@
 
 #include "support/list_nodes.h"
 
+namespace insertion_test {
+
 using namespace testing_support;
 
 namespace {
@@ -174,3 +176,5 @@ TEST(ListInsertion, node_keeps_its_data_and_its_reserved_word)
     EXPECT_EQ(node.reserved, 7u);
     EXPECT_EQ(node.data, &object);
 }
+
+} // namespace insertion_test

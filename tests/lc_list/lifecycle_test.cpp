@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <vector>
 
+namespace lifecycle_test {
+
 using namespace testing_support;
 
 namespace {
@@ -135,3 +137,5 @@ TEST(ListLifecycle, query_num_of_a_null_list_is_all_ones)
 {
     EXPECT_EQ(lc_list_query_num(nullptr), 0xFFFFFFFFu);
 }
+
+} // namespace lifecycle_test

@@ -2,6 +2,8 @@
 
 #include "support/list_nodes.h"
 
+namespace removal_test {
+
 using namespace testing_support;
 
 namespace {
@@ -208,3 +210,5 @@ TEST(ListRemoval, removed_nodes_and_their_data_stay_the_callers)
     EXPECT_EQ(lc_list_add_at_tail(&list.list, node), LC_LIST_SUCCESS);
     EXPECT_EQ(list.names(), "b c a");
 }
+
+} // namespace removal_test

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+namespace search_test {
+
 using namespace testing_support;
 
 namespace {
@@ -219,3 +221,5 @@ TEST(ListIndex, null_list_gives_1_and_empty_list_3_before_the_index_counts)
     EXPECT_EQ(get_node(&empty.list, -1), (Found{"none", LC_LIST_ERR_EMPTY}));
     EXPECT_EQ(get_node(&empty.list, 0), (Found{"none", LC_LIST_ERR_EMPTY}));
 }
+
+} // namespace search_test

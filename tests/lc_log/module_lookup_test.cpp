@@ -5,6 +5,8 @@
 
 #include <climits>
 
+namespace module_lookup_test {
+
 using namespace testing_support;
 
 namespace {
@@ -236,3 +238,5 @@ TEST(ModuleLookup, file_is_closed_whether_or_not_the_module_is_found)
     EXPECT_EQ(get_logconfig_by_ID(nullptr, 17), kNotFound);
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace module_lookup_test

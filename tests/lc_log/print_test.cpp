@@ -10,6 +10,8 @@
 #include <cstring>
 #include <thread>
 
+namespace print_test {
+
 using namespace testing_support;
 
 namespace {
@@ -229,3 +231,5 @@ TEST_F(Print, a_text_is_switched_by_the_file_of_its_level)
         EXPECT_EQ(log.all(), Lines{"heard"});
     }
 }
+
+} // namespace print_test

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <sys/stat.h>
 
+namespace uptime_test {
+
 using namespace testing_support;
 
 namespace {
@@ -184,3 +186,5 @@ TEST_F(Uptime, reading_it_leaves_no_file_open)
     printed_format(1500);
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace uptime_test

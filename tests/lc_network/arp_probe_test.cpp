@@ -12,6 +12,8 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 
+namespace arp_probe_test {
+
 using namespace testing_support;
 
 namespace {
@@ -285,3 +287,5 @@ TEST_F(ArpProbe, fails_with_any_of_its_calls)
     }
     EXPECT_EQ(probe(kFarIp, kPatience), 0);
 }
+
+} // namespace arp_probe_test

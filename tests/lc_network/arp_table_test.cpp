@@ -14,6 +14,8 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+namespace arp_table_test {
+
 using namespace testing_support;
 
 namespace {
@@ -261,3 +263,5 @@ TEST_F(SampleArpTable, bytes_that_are_no_text_are_no_entries)
     }
     find(bytes + "\n" + entry("10.9.0.2", "02:00:00:00:00:02"), "10.9.0.2", "02:00:00:00:00:02");
 }
+
+} // namespace arp_table_test

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <utility>
 
+namespace interface_test {
+
 using namespace testing_support;
 
 namespace {
@@ -256,3 +258,5 @@ TEST_F(HiddenInterfaces, of_which_the_kernel_tells_nothing_are_down_and_have_no_
     expect_note("lc_get_mac_by_ifname", "IOCTL operation error.");
     expect_silence();
 }
+
+} // namespace interface_test

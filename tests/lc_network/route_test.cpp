@@ -13,6 +13,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+namespace route_test {
+
 using namespace testing_support;
 
 namespace {
@@ -358,3 +360,5 @@ TEST_F(Routes, by_default_need_a_list)
     EXPECT_EQ(lc_route_del_default("wan0", empty), -1);
     EXPECT_EQ(g_network_calls.ioctls, 0);
 }
+
+} // namespace route_test

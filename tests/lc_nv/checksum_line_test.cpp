@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace checksum_line_test {
+
 using namespace testing_support;
 
 namespace {
@@ -30,3 +32,5 @@ TEST(ChecksumLine, of_nine_digits_matches_them_alone)
     EXPECT_FALSE(matches("2DFD2D89\n123456789"));
     EXPECT_FALSE(matches("CBF43926\n123456789"));
 }
+
+} // namespace checksum_line_test

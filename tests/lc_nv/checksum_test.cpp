@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace checksum_test {
+
 namespace {
 
 uint32_t checksum(const std::string &bytes) { return nv_crc32_update(0, bytes.data(), bytes.size()); }
@@ -78,3 +80,5 @@ TEST(Checksum, of_any_length)
         }
     }
 }
+
+} // namespace checksum_test

@@ -13,6 +13,8 @@
 #include <iostream>
 #include <set>
 
+namespace crash_test {
+
 using namespace testing_support;
 
 namespace {
@@ -658,3 +660,5 @@ TEST_F(Crash, starting_a_store_without_folders)
         expect_both("a", kDefault);
     }
 }
+
+} // namespace crash_test

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+namespace damage_test {
+
 using namespace testing_support;
 
 namespace {
@@ -169,3 +171,5 @@ TEST_F(Damage, both_copies_of_any_length)
         expect_backup_damage(shortened(stored(kOther)), damaged);
     }
 }
+
+} // namespace damage_test

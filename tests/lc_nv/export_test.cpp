@@ -3,6 +3,8 @@
 
 #include <vector>
 
+namespace export_test {
+
 using namespace testing_support;
 
 namespace {
@@ -282,3 +284,5 @@ TEST_F(Export, leaves_no_descriptor_open)
     nvm_export("/2ndfile/missing/file", kAll, 1);
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace export_test

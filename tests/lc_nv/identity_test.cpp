@@ -1,6 +1,8 @@
 // Imports that are accepted only from a file made for this router.
 #include "support/persistent_store.h"
 
+namespace identity_test {
+
 using namespace testing_support;
 
 namespace {
@@ -223,3 +225,5 @@ TEST_F(Identity, refusal_leaves_no_descriptor_open)
     expect_refused(kBoth, 5);
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace identity_test

@@ -1,6 +1,8 @@
 // Loading parameters from a file.
 #include "support/persistent_store.h"
 
+namespace import_test {
+
 using namespace testing_support;
 
 namespace {
@@ -387,3 +389,5 @@ TEST_F(RouterReset, stops_at_a_malformed_line_with_3)
     expect_both("a", "x");
     expect_both("b", "set");
 }
+
+} // namespace import_test

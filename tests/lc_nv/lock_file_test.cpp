@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace lock_file_test {
+
 using namespace testing_support;
 
 namespace {
@@ -62,3 +64,5 @@ TEST_F(LockFile, gives_what_the_system_call_gives)
     ChildProcess other([&] { return nv_lock_file(fd_, F_SETLK, F_RDLCK) == -1 ? errno : 0; });
     EXPECT_EQ(WEXITSTATUS(other.wait()), EAGAIN);
 }
+
+} // namespace lock_file_test

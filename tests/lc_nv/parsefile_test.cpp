@@ -10,6 +10,8 @@
 #include <unistd.h>
 #include <vector>
 
+namespace parsefile_test {
+
 using namespace testing_support;
 
 namespace {
@@ -376,3 +378,5 @@ TEST(ParseFileChecksum, needs_a_file_that_can_be_read_twice)
         close(ends[0]);
     }
 }
+
+} // namespace parsefile_test

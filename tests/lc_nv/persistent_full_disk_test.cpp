@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+namespace persistent_full_disk_test {
+
 using namespace testing_support;
 
 namespace {
@@ -163,3 +165,5 @@ TEST_F(FullDisk, import_applies_what_fits)
     restart();
     expect_both("c", "first");
 }
+
+} // namespace persistent_full_disk_test

@@ -2,6 +2,8 @@
 #include "support/persistent_store.h"
 #include "support/scoped_mount.h"
 
+namespace persistent_init_test {
+
 using namespace testing_support;
 
 namespace {
@@ -463,3 +465,5 @@ TEST_F(PersistentRepair, leaves_no_descriptor_open)
     EXPECT_EQ(nvm_init(), 0U);
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace persistent_init_test

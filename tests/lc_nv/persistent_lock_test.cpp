@@ -5,6 +5,8 @@
 
 #include <future>
 
+namespace persistent_lock_test {
+
 using namespace testing_support;
 
 namespace {
@@ -142,3 +144,5 @@ TEST_F(PersistentLock, nothing_stays_locked)
     const LockHolder current_holder(current.file_of("a"), "LOCK_EX");
     const LockHolder backup_holder(backup.file_of("a"), "LOCK_EX");
 }
+
+} // namespace persistent_lock_test

@@ -9,6 +9,8 @@
 #include <random>
 #include <sstream>
 
+namespace persistent_processes_test {
+
 using namespace testing_support;
 
 namespace {
@@ -178,3 +180,5 @@ TEST_F(PersistentProcesses, parameters_made_by_several_at_once_are_whole)
         EXPECT_NE(result.text, value_of(0));
     }
 }
+
+} // namespace persistent_processes_test

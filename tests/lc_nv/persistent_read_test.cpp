@@ -4,6 +4,8 @@
 #include <linux/capability.h>
 #include <sys/syscall.h>
 
+namespace persistent_read_test {
+
 using namespace testing_support;
 
 using PersistentRead = MadeStore;
@@ -350,3 +352,5 @@ TEST_F(PersistentMatch, value_of_2047_bytes_is_compared_and_a_longer_one_gives_5
     EXPECT_EQ(nvm_match("b", (value + "v").c_str()), 5U);
     EXPECT_EQ(nvm_match("b", "other"), 5U);
 }
+
+} // namespace persistent_read_test

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace persistent_steps_test {
+
 using namespace testing_support;
 
 namespace {
@@ -323,3 +325,5 @@ TEST_F(PersistentSteps, reset_imports_the_defaults_file)
     EXPECT_EQ(reset, (steps_of([] { EXPECT_EQ(nvm_import(NVM_DEFAULTS_FILE, 1, 0, 0), 0U); })));
     EXPECT_EQ(std::count(reset.begin(), reset.end(), "open default.cfg as a stream"), 2);
 }
+
+} // namespace persistent_steps_test

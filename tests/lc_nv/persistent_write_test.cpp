@@ -1,6 +1,8 @@
 // Writing a persistent parameter: what both copies hold afterwards, and what is refused.
 #include "support/persistent_store.h"
 
+namespace persistent_write_test {
+
 using namespace testing_support;
 
 class PersistentWrite : public MadeStore {
@@ -265,3 +267,5 @@ TEST_F(PersistentWrite, leaves_no_descriptor_open)
     write_nv("b", "value");
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace persistent_write_test

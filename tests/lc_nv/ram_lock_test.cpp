@@ -4,6 +4,8 @@
 
 #include <future>
 
+namespace ram_lock_test {
+
 using namespace testing_support;
 
 namespace {
@@ -76,3 +78,5 @@ TEST_F(RamLock, nothing_stays_locked)
     // Would wait forever otherwise.
     const LockHolder holder(file_of("a"), "LOCK_EX");
 }
+
+} // namespace ram_lock_test

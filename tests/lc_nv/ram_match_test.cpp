@@ -1,6 +1,8 @@
 // Comparing a parameter with an expected value.
 #include "support/ram_store.h"
 
+namespace ram_match_test {
+
 using namespace testing_support;
 
 using RamMatch = RamStore;
@@ -55,3 +57,5 @@ TEST_F(RamMatch, longer_value_gives_5_and_not_6)
     EXPECT_EQ(nvram_match("a", value.c_str()), 5U);
     EXPECT_EQ(nvram_match("a", "other"), 5U);
 }
+
+} // namespace ram_match_test

@@ -9,6 +9,8 @@
 #include <future>
 #include <vector>
 
+namespace ram_processes_test {
+
 using namespace testing_support;
 
 namespace {
@@ -133,3 +135,5 @@ TEST_F(RamProcesses, creating_one_parameter_at_once_leaves_one_whole_value)
         EXPECT_TRUE(is_one_of_the_values(bytes.substr(0, bytes.size() - 1))) << i;
     }
 }
+
+} // namespace ram_processes_test

@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+namespace ram_read_test {
+
 using namespace testing_support;
 
 namespace {
@@ -150,3 +152,5 @@ TEST_F(RamRead, leaves_no_descriptor_open)
     read_into(kSize, "none");
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace ram_read_test

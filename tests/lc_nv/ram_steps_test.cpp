@@ -2,6 +2,8 @@
 #include "support/file_steps.h"
 #include "support/ram_store.h"
 
+namespace ram_steps_test {
+
 using namespace testing_support;
 
 namespace {
@@ -97,3 +99,5 @@ TEST_F(RamSteps, failed_write_is_not_reported_and_keeps_the_old_value)
     EXPECT_EQ(steps_of([] { EXPECT_EQ(write_a("value"), 0U); }).size(), kWriteSteps.size());
     EXPECT_EQ(content("a"), stored("old value"));
 }
+
+} // namespace ram_steps_test

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <sys/stat.h>
 
+namespace ram_write_test {
+
 using namespace testing_support;
 
 using RamWrite = RamStore;
@@ -165,3 +167,5 @@ TEST_F(RamWrite, leaves_no_descriptor_open)
     nvmram_writenv("b d", "v", 2);
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace ram_write_test

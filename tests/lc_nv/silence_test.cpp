@@ -11,6 +11,8 @@
 #include <fcntl.h>
 #include <vector>
 
+namespace silence_test {
+
 using namespace testing_support;
 
 namespace {
@@ -282,3 +284,5 @@ TEST_F(Silence, of_export_import_and_reset_that_fail)
     EXPECT_EQ(silent(nvm_export(kFile, kAll, 1)), 5U);
     EXPECT_EQ(silent(nvm_routerreset()), 3U);
 }
+
+} // namespace silence_test

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <sys/stat.h>
 
+namespace process_name_test {
+
 using namespace testing_support;
 
 namespace {
@@ -131,3 +133,5 @@ TEST(ProcessNameFile, counts_with_its_first_511_bytes_only)
     EXPECT_EQ(name_in(start + longest + ") S"), longest);
     EXPECT_EQ(name_in(start + longest + "n) S"), "");
 }
+
+} // namespace process_name_test

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <unistd.h>
 
+namespace read_test {
+
 using namespace testing_support;
 
 namespace {
@@ -125,3 +127,5 @@ TEST_F(ReadString, empty_file_gives_0_and_an_empty_text)
     EXPECT_EQ(f_read_string(kPath, buffer_, 4), 0);
     EXPECT_EQ(buffer_[0], '\0');
 }
+
+} // namespace read_test

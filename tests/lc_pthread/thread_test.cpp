@@ -9,6 +9,8 @@
 #include <unistd.h>
 #include <utility>
 
+namespace thread_test {
+
 namespace {
 
 void *return_argument(void *argument) { return argument; }
@@ -330,3 +332,5 @@ TEST(WaitAttributes, clock_of_the_condition_is_the_one_of_its_deadline)
     EXPECT_EQ(lc_pthread_cond_destroy(&cond), 0);
     pthread_condattr_destroy(&attr);
 }
+
+} // namespace thread_test

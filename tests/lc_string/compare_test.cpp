@@ -6,6 +6,8 @@
 
 #include <climits>
 
+namespace compare_test {
+
 namespace {
 
 // Upper case by position in the alphabet, so as not to lean on the ctype table that the code may use.
@@ -198,3 +200,5 @@ TEST(SpaceCompare, characters_above_7_bits_count_as_negative)
                                     "B"),
               0);
 }
+
+} // namespace compare_test

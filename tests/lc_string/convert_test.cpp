@@ -6,6 +6,8 @@
 
 #include <vector>
 
+namespace convert_test {
+
 namespace {
 
 // What lc_get_int_arg finds in text; slots that it leaves alone are -77.
@@ -110,3 +112,5 @@ TEST(IntArgs, every_separator_becomes_a_terminator)
                                                         "23\0",
                                                         7));
 }
+
+} // namespace convert_test

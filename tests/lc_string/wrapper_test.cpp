@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string>
 
+namespace wrapper_test {
+
 TEST(StringWrapper, strcat_appends_and_returns_the_destination)
 {
     char text[8] = "ab";
@@ -112,3 +114,5 @@ TEST(StringWrapper, strtok_shares_its_place_with_libcs_strtok)
     EXPECT_STREQ(strtok(nullptr, " "), "b");
     EXPECT_STREQ(lc_strtok(nullptr, " "), "c");
 }
+
+} // namespace wrapper_test

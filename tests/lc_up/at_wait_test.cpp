@@ -2,6 +2,8 @@
 #include "lc_up.h"
 #include "support/serial_modem.h"
 
+namespace at_wait_test {
+
 using namespace testing_support;
 
 namespace {
@@ -141,3 +143,5 @@ TEST_F(WaitingCommand, port_is_closed_each_time)
     EXPECT_EQ(result_of("ERROR"), -1);
     EXPECT_TRUE(g_modem.ports.empty());
 }
+
+} // namespace at_wait_test

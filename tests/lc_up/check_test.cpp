@@ -4,6 +4,8 @@
 
 #include <memory>
 
+namespace check_test {
+
 using namespace testing_support;
 
 namespace {
@@ -121,3 +123,5 @@ TEST_F(ResponseCheck, null_is_refused)
     EXPECT_EQ(take_trace(),
               up_entries("lc_data_chk", {"param is NULL", "param is NULL", "param is NULL"}));
 }
+
+} // namespace check_test

@@ -3,6 +3,8 @@
 #include "support/guarded.h"
 #include "support/serial_modem.h"
 
+namespace exchange_test {
+
 using namespace testing_support;
 
 namespace {
@@ -232,3 +234,5 @@ TEST_F(FrameExchange, null_is_refused_before_anything_is_written)
     EXPECT_EQ(take_steps(), Steps());
     EXPECT_EQ(take_trace(), entry("param is NULL") + entry("param is NULL"));
 }
+
+} // namespace exchange_test

@@ -4,6 +4,8 @@
 
 #include <sys/stat.h>
 
+namespace faults_test {
+
 using namespace testing_support;
 
 namespace {
@@ -145,3 +147,5 @@ TEST_F(UpgradeFaults, trace_file_that_cannot_be_written_changes_nothing)
     ASSERT_EQ(mkdir(kTraceFile, 0755), 0);
     EXPECT_EQ(upgrade(), kAllWell);
 }
+
+} // namespace faults_test

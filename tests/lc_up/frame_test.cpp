@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+namespace frame_test {
+
 using namespace testing_support;
 
 static_assert(sizeof(lc_up_frame) == 2064);
@@ -72,3 +74,5 @@ TEST(UpgradeStatusNames, are_those_of_the_values)
         EXPECT_STREQ(lc_get_status_str(status), "UNKNOWN STATUS") << status;
     }
 }
+
+} // namespace frame_test

@@ -3,6 +3,8 @@
 #include "lc_up.h"
 #include "support/serial_modem.h"
 
+namespace image_test {
+
 using namespace testing_support;
 
 namespace {
@@ -368,3 +370,5 @@ TEST_F(ImageCalls, after_the_end_only_fill_the_buffer)
     EXPECT_EQ(pass(image, 4100, 900), 0);
     EXPECT_EQ(take_steps(), Steps());
 }
+
+} // namespace image_test

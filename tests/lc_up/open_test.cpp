@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace open_test {
+
 using namespace testing_support;
 
 using DataPort = SerialModem;
@@ -64,3 +66,5 @@ TEST_F(DataPort, is_a_new_descriptor_each_time)
     EXPECT_NE(first, second);
     EXPECT_TRUE(g_modem.is_open(first) && g_modem.is_open(second));
 }
+
+} // namespace open_test

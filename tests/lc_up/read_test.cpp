@@ -2,6 +2,8 @@
 #include "lc_up.h"
 #include "support/serial_modem.h"
 
+namespace read_test {
+
 using namespace testing_support;
 
 namespace {
@@ -139,3 +141,5 @@ TEST_F(PortRead, presence_is_that_of_the_data_port_whichever_port_is_read)
     EXPECT_EQ(lc_read_tty(at, buffer_, sizeof(buffer_)), -1);
     EXPECT_EQ(take_trace(), up_entry("lc_read_tty", "tty dev disappear"));
 }
+
+} // namespace read_test

@@ -2,6 +2,8 @@
 #include "lc_up.h"
 #include "support/serial_modem.h"
 
+namespace send_test {
+
 using namespace testing_support;
 
 namespace {
@@ -235,3 +237,5 @@ TEST_F(FrameSending, null_is_refused_before_the_port_is_opened)
     EXPECT_EQ(take_steps(), Steps());
     EXPECT_EQ(take_trace(), entry("param is NULL"));
 }
+
+} // namespace send_test

@@ -2,6 +2,8 @@
 #include "lc_up.h"
 #include "support/serial_modem.h"
 
+namespace start_test {
+
 using namespace testing_support;
 
 namespace {
@@ -142,3 +144,5 @@ TEST_F(UpgradeStatus, needs_no_transfer)
     g_modem.hears("OK");
     EXPECT_EQ(lc_up_status(), 0);
 }
+
+} // namespace start_test

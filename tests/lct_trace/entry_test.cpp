@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace entry_test {
+
 using namespace testing_support;
 using lterouter::trace;
 
@@ -124,3 +126,5 @@ TEST(TraceEntry, that_finds_something_else_in_the_files_place_is_dropped)
     trace("next\n");
     EXPECT_EQ(read_text(kTraceFile), "next\n");
 }
+
+} // namespace entry_test

@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+namespace writers_test {
+
 using namespace testing_support;
 using lterouter::trace;
 
@@ -102,3 +104,5 @@ TEST(TraceWriters, two_processes_that_rotate_at_once_leave_whole_lines)
         }
     }
 }
+
+} // namespace writers_test

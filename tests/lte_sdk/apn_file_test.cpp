@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace apn_file_test {
+
 using namespace testing_support;
 
 namespace {
@@ -291,3 +293,5 @@ TEST(ApnFile, file_is_closed_whatever_the_outcome)
     EXPECT_FALSE(matches("\n", "46001"));
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace apn_file_test

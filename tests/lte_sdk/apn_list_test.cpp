@@ -9,6 +9,8 @@
 #include <cstring>
 #include <unistd.h>
 
+namespace apn_list_test {
+
 using namespace testing_support;
 
 namespace {
@@ -294,3 +296,5 @@ TEST(ApnList, item_that_is_far_too_long_does_not_hide_the_next)
     const std::string rest(511 - strlen("zero&1&"), '.');
     EXPECT_EQ(trace_text(), parse_error(rest, 2) + kSkip + found("five"));
 }
+
+} // namespace apn_list_test

@@ -9,6 +9,8 @@
 #include <ostream>
 #include <string>
 
+namespace asynchronous_request_test {
+
 using namespace testing_support;
 
 namespace {
@@ -80,3 +82,5 @@ TEST_P(AsynchronousNotStarted, fails_and_sends_nothing)
     EXPECT_EQ(trace_text(), failure_line(GetParam()));
     EXPECT_TRUE(wan_manager.nothing_arrives(0));
 }
+
+} // namespace asynchronous_request_test

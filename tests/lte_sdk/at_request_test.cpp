@@ -9,6 +9,8 @@
 #include <cstring>
 #include <string>
 
+namespace at_request_test {
+
 using namespace testing_support;
 
 namespace {
@@ -392,3 +394,5 @@ TEST_F(AtAnswerFile, is_not_printed_when_the_command_failed)
               }),
               "");
 }
+
+} // namespace at_request_test

@@ -14,6 +14,8 @@
 #include <sys/syscall.h>
 #include <vector>
 
+namespace callback_test {
+
 using namespace testing_support;
 
 namespace {
@@ -175,3 +177,5 @@ TEST(Callback, gets_a_body_that_arrived_short_completed_with_zeros)
     expected.resize(688);
     EXPECT_EQ(data, expected);
 }
+
+} // namespace callback_test

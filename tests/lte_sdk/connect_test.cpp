@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace connect_test {
+
 using namespace testing_support;
 
 using Connect = Client;
@@ -38,3 +40,5 @@ TEST(ConnectNotStarted, gives_0_and_sends_nothing)
     EXPECT_EQ(lct_disconnect(), 0);
     EXPECT_TRUE(wan_manager.nothing_arrives());
 }
+
+} // namespace connect_test

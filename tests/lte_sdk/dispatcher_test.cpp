@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace dispatcher_test {
+
 using namespace testing_support;
 
 namespace {
@@ -389,3 +391,5 @@ TEST_F(DispatcherWithoutCallback, callback_is_the_tenth_word_of_the_record)
     words[9] = reinterpret_cast<uintptr_t>(keep_event);
     EXPECT_EQ(Message(WM_MSG_MODEM_NOTIFY, {}).handle(), 1U);
 }
+
+} // namespace dispatcher_test

@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace imsi_test {
+
 using namespace testing_support;
 
 namespace {
@@ -118,3 +120,5 @@ TEST_F(Imsi, buffer_of_no_bytes_takes_an_empty_answer_only)
     EXPECT_EQ(trace_text(), rsp_len_and_failure(0));
     EXPECT_TRUE(buffer_.untouched());
 }
+
+} // namespace imsi_test

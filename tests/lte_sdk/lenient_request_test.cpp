@@ -6,6 +6,8 @@
 #include <ostream>
 #include <string>
 
+namespace lenient_request_test {
+
 using namespace testing_support;
 
 namespace {
@@ -98,3 +100,5 @@ TEST_F(TooLongAnswer, of_result_0_to_a_preference_succeeds)
     expect_success(answered(answer_of(0, 5), set_preference));
     expect_success(answered(answer_of(0, IPC_MSG_MAX_BODY), set_preference));
 }
+
+} // namespace lenient_request_test

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+namespace lifecycle_test {
+
 using namespace testing_support;
 
 namespace {
@@ -72,3 +74,5 @@ TEST(Lifecycle, second_start_uses_the_record_it_is_given)
     ASSERT_EQ(lct_module_fin(), 0);
     EXPECT_EQ(events_of_second, 1);
 }
+
+} // namespace lifecycle_test

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+namespace names_test {
+
 namespace {
 
 using NameOf = const char *(*)(uint32_t value);
@@ -105,3 +107,5 @@ TEST(Names, of_ip_modes_which_start_at_1)
 {
     expect_names(get_ipmode_str, 1, {"WM_IPV4", "WM_IPV6", "WM_IPV4V6"}, "UNKNOWN IPMODE");
 }
+
+} // namespace names_test

@@ -8,6 +8,8 @@
 
 #include <string>
 
+namespace netlist_request_test {
+
 using namespace testing_support;
 
 namespace {
@@ -108,3 +110,5 @@ TEST_F(NetlistRequest, without_an_answer_in_time_fails_and_prints_nothing)
     expect([&] { return timed_out([this] { return ask(); }); }, -1, kSendFailure, "");
     EXPECT_TRUE(out_.untouched());
 }
+
+} // namespace netlist_request_test

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <vector>
 
+namespace netlist_test {
+
 using namespace testing_support;
 
 namespace {
@@ -172,3 +174,5 @@ TEST_F(Netlist, empty_entry_does_not_end_the_list)
     EXPECT_EQ(print("2>>" + numbered(2) + '>'),
               scanned("") + scanned(numbered(2)) + list_of({kUnfilled, numbered(2)}));
 }
+
+} // namespace netlist_test

@@ -9,6 +9,8 @@
 #include <set>
 #include <string>
 
+namespace request_test {
+
 using namespace testing_support;
 
 namespace {
@@ -287,3 +289,5 @@ TEST(RequestTrace, each_request_names_a_line_of_its_own)
     EXPECT_EQ(lines.size(), std::size(kStrictRows));
     EXPECT_GT(*lines.begin(), 0);
 }
+
+} // namespace request_test

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <vector>
 
+namespace send_memory_test {
+
 using namespace testing_support;
 
 namespace {
@@ -141,3 +143,5 @@ TEST_F(SendMemory, unknown_module_is_noticed_before_anything_is_taken)
     EXPECT_EQ(send_request_syn(8, kId, kBody, 20, 20000, &response, &length), 0U);
     EXPECT_EQ(own_frees().size(), 0U);
 }
+
+} // namespace send_memory_test

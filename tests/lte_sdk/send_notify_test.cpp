@@ -6,6 +6,8 @@
 
 #include <vector>
 
+namespace send_notify_test {
+
 using namespace testing_support;
 
 namespace {
@@ -77,3 +79,5 @@ TEST(SendNotifyNotStarted, gives_0)
     EXPECT_EQ(send_notify(kId, nullptr, 0), 0U);
     EXPECT_EQ(trace_text(), "");
 }
+
+} // namespace send_notify_test

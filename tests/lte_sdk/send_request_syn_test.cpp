@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+namespace send_request_syn_test {
+
 using namespace testing_support;
 
 namespace {
@@ -227,3 +229,5 @@ TEST(SendRequestSynNotStarted, gives_0_and_the_record_keeps_the_callers_values)
     EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
     EXPECT_TRUE(peer.nothing_arrives());
 }
+
+} // namespace send_request_syn_test

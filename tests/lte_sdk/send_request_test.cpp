@@ -7,6 +7,8 @@
 #include <numeric>
 #include <vector>
 
+namespace send_request_test {
+
 using namespace testing_support;
 
 namespace {
@@ -103,3 +105,5 @@ TEST(SendRequestNotStarted, gives_0_and_sends_nothing)
     EXPECT_TRUE(peer.nothing_arrives());
     EXPECT_EQ(trace_text(), "");
 }
+
+} // namespace send_request_test

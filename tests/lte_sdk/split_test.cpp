@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+namespace split_test {
+
 using namespace testing_support;
 
 namespace {
@@ -122,3 +124,5 @@ TEST(Split, buffer_of_no_bytes_takes_nothing)
     EXPECT_TRUE(out.untouched());
     EXPECT_EQ(get_split_str(text, ",", nullptr, 0), text + 4);
 }
+
+} // namespace split_test

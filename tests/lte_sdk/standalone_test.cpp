@@ -9,6 +9,8 @@
 #include <atomic>
 #include <vector>
 
+namespace standalone_test {
+
 using namespace testing_support;
 
 namespace {
@@ -559,3 +561,5 @@ TEST(UssdTestNotStarted, fails_and_is_traced)
     EXPECT_EQ(trace_text(), kUssdFailed);
     EXPECT_TRUE(sms_store.nothing_arrives(0));
 }
+
+} // namespace standalone_test

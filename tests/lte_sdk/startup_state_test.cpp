@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+namespace startup_state_test {
+
 using namespace testing_support;
 
 TEST(StartupState, keeps_the_hosts_record_itself)
@@ -68,3 +70,5 @@ TEST(StartupState, failed_endpoint_keeps_configuration_and_queue)
     EXPECT_NE(g_sdk_mq, nullptr);
     ipc_mq_destroy();
 }
+
+} // namespace startup_state_test

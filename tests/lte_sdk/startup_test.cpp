@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <vector>
 
+namespace startup_test {
+
 using namespace testing_support;
 
 namespace {
@@ -176,3 +178,5 @@ TEST(Shutdown, writes_no_trace)
     ASSERT_EQ(lct_module_fin(), 0);
     EXPECT_EQ(trace_text(), "");
 }
+
+} // namespace startup_test

@@ -21,6 +21,8 @@
 #include <unistd.h>
 #include <vector>
 
+namespace statistics_test {
+
 using namespace testing_support;
 
 namespace {
@@ -528,3 +530,5 @@ TEST(KernelStatistics, of_an_interface_that_does_not_exist_are_none)
     EXPECT_EQ(lct_readlist_proc("none0", stats.get()), -1);
     EXPECT_EQ(stats.bytes(), bytes_of(if_stats{}));
 }
+
+} // namespace statistics_test

@@ -9,6 +9,8 @@
 #include <ostream>
 #include <string>
 
+namespace stored_value_test {
+
 using namespace testing_support;
 
 namespace {
@@ -139,3 +141,5 @@ TEST_F(SyslogSwitch, is_read_without_a_trace_line)
     lct_get_syslog_switch_flg();
     EXPECT_EQ(trace_text(), "");
 }
+
+} // namespace stored_value_test

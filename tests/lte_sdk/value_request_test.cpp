@@ -7,6 +7,8 @@
 #include <ostream>
 #include <string>
 
+namespace value_request_test {
+
 using namespace testing_support;
 
 namespace {
@@ -162,3 +164,5 @@ TEST(ChannelNotStarted, is_0)
     EXPECT_EQ(lct_lte_channel_req(&channel), -1);
     EXPECT_EQ(channel, 0U);
 }
+
+} // namespace value_request_test

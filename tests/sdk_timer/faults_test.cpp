@@ -6,6 +6,8 @@
 #include "support/list_faults.h"
 #include "support/timers.h"
 
+namespace faults_test {
+
 using namespace testing_support;
 
 namespace {
@@ -137,3 +139,5 @@ TEST_F(TimerFaults, thread_ends_when_a_repeating_timer_cannot_be_put_back)
     EXPECT_EQ(take_fired(), Fired{1});
     EXPECT_EQ(counts(), Counts(0, 0));
 }
+
+} // namespace faults_test

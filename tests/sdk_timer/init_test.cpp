@@ -6,6 +6,8 @@
 
 #include <set>
 
+namespace init_test {
+
 using namespace testing_support;
 
 namespace {
@@ -167,3 +169,5 @@ TEST_F(FailingInit, thread_that_cannot_be_started_gives_4)
     started(100, kOnce, 5);
     EXPECT_EQ(fired_in_ticks(2), (std::vector<Fired>{{}, {5}}));
 }
+
+} // namespace init_test

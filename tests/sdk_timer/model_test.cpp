@@ -10,6 +10,8 @@
 #include <random>
 #include <set>
 
+namespace model_test {
+
 using namespace testing_support;
 
 namespace {
@@ -244,3 +246,5 @@ TEST_F(TimerModel, random_steps_do_what_the_model_does)
     EXPECT_GT(alive_, 1000U);
     EXPECT_GT(stale_, 5000U);
 }
+
+} // namespace model_test

@@ -3,6 +3,8 @@
 #include "support/list_faults.h"
 #include "support/timers.h"
 
+namespace start_test {
+
 using namespace testing_support;
 
 namespace {
@@ -269,3 +271,5 @@ TEST_F(TimerStart, each_failing_allocation_gives_minus_1_and_leaves_nothing_behi
     }
     EXPECT_EQ(exists(started(100)), TIMER_SUCCESS);
 }
+
+} // namespace start_test

@@ -6,6 +6,8 @@
 #include <random>
 #include <thread>
 
+namespace threads_test {
+
 using namespace testing_support;
 
 namespace {
@@ -80,3 +82,5 @@ TEST_F(TimerThreads, each_timer_ends_once)
     EXPECT_GT(g_stopped, 0U);
     EXPECT_EQ(running_nodes(), Nodes{});
 }
+
+} // namespace threads_test

@@ -69,7 +69,7 @@ inline MessagePtr make_message(uint32_t msg_id, const Bytes &body = {}, uint32_t
 }
 
 // Header and body of a message in memory.
-inline Bytes bytes_of(const ipc_msg_hdr &msg)
+inline Bytes message_bytes(const ipc_msg_hdr &msg)
 {
     const auto *bytes = reinterpret_cast<const uint8_t *>(&msg);
     return {bytes, bytes + sizeof(msg) + msg.length};
