@@ -15,6 +15,7 @@
 
 #include "lc_log.h"
 #include "support/eventually.h"
+#include "support/first_thread.h"
 #include "support/syslog_listener.h"
 
 #include <gtest/gtest.h>
@@ -204,17 +205,6 @@ template <typename Action> void inside(Action action)
     t_role = Role::kNone;
 }
 
-// The first thread that a sanitizer sees makes it start one of its own. Returns when the kernel no
-// longer lists the first, which is to be counted nowhere.
-inline void start_a_thread()
-{
-    std::string listed;
-    std::thread([&listed] { listed = "/proc/self/task/" + std::to_string(gettid()); }).join();
-    while (access(listed.c_str(), F_OK) == 0) {
-        usleep(1000);
-    }
-}
-
 // What the same gives on another thread, and what there is in the end.
 inline void run_again(const Scenario &scenario, const Resources &before)
 {
@@ -235,7 +225,7 @@ inline void run_here(const Scenario &scenario, const char *usually_kept)
 {
     alarm(60);
     dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
-    start_a_thread();
+    start_first_thread();
     g_counted_role = scenario.role;
     g_threads_count = scenario.threads_count;
     g_heap_counts = scenario.heap_counts;
