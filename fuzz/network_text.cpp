@@ -23,6 +23,10 @@ enum Choice { kDelete = 2, kNoDestination, kNoGateway, kNoMask };
 
 constexpr const char *kSpaces = " \t\n\v\f\r";
 
+// A name of the loopback interface, of 15 characters and with an address of its own.
+constexpr std::string_view kAlias = "lo:fifteen-char";
+constexpr in_addr_t kAliasAddress = 0x7F000F0F; // 127.0.15.15
+
 struct Texts {
     std::string device;
     std::string destination;
@@ -195,27 +199,72 @@ void try_probe(const Texts &texts)
 
 // ---- Interfaces ----
 
+// Sends the kernel a request; false when it refuses.
+bool ask(unsigned long request, ifreq *record)
+{
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    require(fd >= 0, "there is a socket");
+    const bool done = ioctl(fd, request, record) == 0;
+    close(fd);
+    return done;
+}
+
+// A request about the interface that the first 15 characters of a name are.
+ifreq request_about(std::string_view name, in_addr_t address = INADDR_ANY)
+{
+    const sockaddr_in of_interface = {
+        .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(address)}, .sin_zero = {}};
+    ifreq record = {};
+    name.copy(record.ifr_name, IFNAMSIZ - 1);
+    memcpy(&record.ifr_addr, &of_interface, sizeof(of_interface));
+    return record;
+}
+
+void make_alias()
+{
+    ifreq record = request_about(kAlias, kAliasAddress);
+    require(ask(SIOCSIFADDR, &record), "the loopback interface takes another address");
+}
+
+// What is known of an interface is told of none that exists, but of one that only the first 15
+// characters of its name give.
+void check_interface(const std::string &device, const char *name)
+{
+    const bool exists = if_nametoindex(device.c_str()) != 0;
+    require(lc_is_interface_exist(name) == (exists ? -1 : 0), "an interface exists or not");
+
+    const bool refused = exists || device.empty();
+    ifreq flags = request_about(device);
+    const bool up = !refused && ask(SIOCGIFFLAGS, &flags) && (flags.ifr_flags & IFF_UP) != 0;
+    require(lc_is_interface_up(name) == (refused || up ? -1 : 0), "an interface is up or not");
+
+    const auto address = std::make_unique<in_addr>();
+    ifreq of_ip = request_about(device);
+    const bool has_address = !refused && ask(SIOCGIFADDR, &of_ip);
+    const in_addr expected = has_address ? address_in(of_ip.ifr_addr) : in_addr();
+    require(lc_get_ip_by_ifname(name, address.get()) == (has_address ? 0 : -1) &&
+                address->s_addr == expected.s_addr,
+            "the address is the kernel's");
+
+    const Copy mac = copy_of(std::string(LC_MAC_SIZE, 'm'));
+    ifreq of_mac = request_about(device);
+    const bool has_mac = !refused && ask(SIOCGIFHWADDR, &of_mac);
+    require(lc_get_mac_by_ifname(name, reinterpret_cast<uint8_t *>(mac.get())) == (has_mac ? 0 : -1) &&
+                memcmp(mac.get(), has_mac ? of_mac.ifr_hwaddr.sa_data : "mmmmmm", LC_MAC_SIZE) == 0,
+            "the hardware address is the kernel's");
+
+    const std::string command = "arping -U -c 1 -I " + device + " 0.0.0.0";
+    const bool fits = !device.empty() && !has_address && command.size() < 128;
+    require(lc_arp_update2(name) == (fits ? 0 : -1),
+            "an announcement is made of a name, unless it has an address");
+    require(g_commands == (fits ? std::vector{command} : std::vector<std::string>()),
+            "the command is whole");
+}
+
 void try_interface(const Texts &texts)
 {
     const Copy name = text_copy_of(texts.device);
-    const bool exists = if_nametoindex(texts.device.c_str()) != 0;
-    require(lc_is_interface_exist(name.get()) == (exists ? -1 : 0), "an interface exists or not");
-    require(lc_is_interface_up(name.get()) == (exists || texts.device.empty() ? -1 : 0),
-            "only what does not exist is not up");
-    const auto address = std::make_unique<in_addr>();
-    require(lc_get_ip_by_ifname(name.get(), address.get()) == -1 && address->s_addr == 0,
-            "there is no address");
-    const Copy mac = copy_of(std::string(LC_MAC_SIZE, 'm'));
-    require(lc_get_mac_by_ifname(name.get(), reinterpret_cast<uint8_t *>(mac.get())) == -1 &&
-                std::string_view(mac.get(), LC_MAC_SIZE) == "mmmmmm",
-            "there is no hardware address");
-
-    const std::string command = "arping -U -c 1 -I " + texts.device + " 0.0.0.0";
-    const bool fits = !texts.device.empty() && command.size() < 128;
-    require(lc_arp_update2(name.get()) == (fits ? 0 : -1),
-            "an announcement is made when there is a name");
-    require(g_commands == (fits ? std::vector{command} : std::vector<std::string>()),
-            "the command is whole");
+    check_interface(texts.device, name.get());
 
     in_addr parsed;
     const Copy text = text_copy_of(texts.destination);
@@ -287,6 +336,7 @@ int system(const char *command)
 int LLVMFuzzerInitialize(int *, char ***)
 {
     write_log();
+    make_alias();
     return 0;
 }
 

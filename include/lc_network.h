@@ -2,7 +2,9 @@
  * Routes, interfaces and ARP, and the socket calls under this library's names.
  *
  * Interface predicates answer -1 for yes and 0 for no. Names of interfaces and devices have at most 15
- * characters: of a longer one the kernel is asked for the first 15, where nothing else is said.
+ * characters: of a longer one the kernel is told the first 15, where nothing else is said. Whether an
+ * interface exists if_nametoindex tells, to which a longer name is none with the GNU libc, and with musl
+ * that of its first 15 characters.
  * Diagnostics are logged at debug level. Pointers must not be NULL unless it is said what NULL does.
  *
  * @see socket(7), packet(7), arp(7), ltectl(1)
@@ -93,32 +95,36 @@ LC_API int is_valid_ip(const char *text);
 
 /** Tells whether there is an interface of a name.
  * @param[in] name of the interface
- * @retval -1 yes
+ * @retval -1 yes, if_nametoindex knows it
  * @retval 0  no */
 LC_API int lc_is_interface_exist(const char *name);
 
 /** Tells of every existing interface that it is up. Deliberately inverted, since the router's processes
  * rely on it: an existing interface is refused as a parameter error.
  * @param[in] name of the interface
- * @retval -1 the interface exists, name is NULL or "", or no socket can be opened. A name of more than
- * 15 characters is answered for the interface that its first 15 name: -1 when that is up
- * @retval 0  it does not exist, or that one is down or does not exist either */
+ * @retval -1 the interface exists, name is NULL or "", or no socket can be opened. Of a name of more
+ *            than 15 characters that does not exist: also when the interface of the first 15 is up
+ * @retval 0  it does not exist */
 LC_API int lc_is_interface_up(const char *name);
 
-/** Is meant to give an interface's address, but refuses every name of one, for the same reason as
- * lc_is_interface_up().
+/** Is meant to give an interface's address, but refuses every existing interface, for the same reason as
+ * lc_is_interface_up(). It gives one only for a name of more than 15 characters that does not exist
+ * while its first 15 name an interface with an IPv4 address.
  * @param[in]  name of the interface
  * @param[out] addr the address; left as it is by a failure
- * @retval -1 always, but for a name of more than 15 characters whose first 15 name an interface
- * @retval 0  for such a name, unless if_nametoindex cuts it too, as that of old C libraries does */
+ * @retval -1 the interface exists, there is no such address, an argument is NULL, name is "", or no
+ *            socket can be opened
+ * @retval 0  the address of the interface of the first 15 characters is in addr */
 LC_API int lc_get_ip_by_ifname(const char *name, struct in_addr *addr);
 
-/** Is meant to give an interface's hardware address, but refuses every name of one, for the same reason
- * as lc_is_interface_up().
+/** Is meant to give an interface's hardware address, but refuses every existing interface, for the same
+ * reason as lc_is_interface_up(). It gives one only for a name of more than 15 characters that does not
+ * exist while its first 15 name an interface.
  * @param[in]  name of the interface
  * @param[out] mac  the address, 6 bytes; left as it is by a failure
- * @retval -1 always, but for a name of more than 15 characters whose first 15 name an interface
- * @retval 0  for such a name, unless if_nametoindex cuts it too, as that of old C libraries does */
+ * @retval -1 the interface exists, there is none, an argument is NULL, name is "", or no socket can be
+ *            opened
+ * @retval 0  the hardware address of the interface of the first 15 characters is in mac */
 LC_API int lc_get_mac_by_ifname(const char *name, uint8_t *mac);
 
 /** @}
@@ -161,10 +167,11 @@ LC_API int lc_arp_update(const char *target_ip, const char *source_ip, const cha
                          const char *mac);
 
 /** Announces an interface by running "arping" in a shell, with the address that lc_get_ip_by_ifname()
- * left: 0.0.0.0.
+ * left when it failed: 0.0.0.0. Deliberately inverted, as that is.
  * @param[in] ifname goes to the shell as it is
  * @retval 0  whatever the command gave
- * @retval -1 a NULL, empty or over-long name, or no shell can be started */
+ * @retval -1 a name that is NULL, empty or too long for the command's 127 characters, or for which
+ *            lc_get_ip_by_ifname() gives an address; or no shell can be started */
 LC_API int lc_arp_update2(const char *ifname);
 
 /** @}

@@ -171,6 +171,11 @@ TEST_F(Interfaces, longer_name_is_that_of_its_first_15_characters)
     EXPECT_EQ(mac, (Mac{0x02, 0, 0, 0, 0, 0x15}));
     expect_note("lc_get_mac_by_ifname",
                 "The mac address of interface a-name-of-15-char is[02:00:00:00:00:15]");
+    g_network_calls.command.clear(); // which the set-up left
+    EXPECT_EQ(lc_arp_update2(kCutToDown), -1);
+    expect_note("lc_arp_update2", "Call function lc_get_ip_by_ifname error.");
+    expect_silence();
+    EXPECT_EQ(g_network_calls.command, "");
 }
 
 // ---- Behind the tests ----
