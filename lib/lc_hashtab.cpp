@@ -87,11 +87,10 @@ int32_t lc_hashtab_insert(lc_hashtab *table, void *key, void *value)
     if (place.taken) {
         return -1;
     }
-    auto entry = mem::make<lc_hashtab_entry, MEM_OWNER_HASHTAB>();
+    auto entry = mem::make_copy<MEM_OWNER_HASHTAB>(lc_hashtab_entry{key, value, *place.link});
     if (entry == nullptr) {
         return -1;
     }
-    *entry = {key, value, *place.link};
     *place.link = entry.release();
     ++table->count;
     return 0;

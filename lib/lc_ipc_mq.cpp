@@ -65,11 +65,7 @@ std::atomic<bool> g_initialised;
 
 Node make_node(void *data)
 {
-    Node node = mem::make<lc_list_node, MEM_OWNER_IPC>();
-    if (node != nullptr) {
-        node->data = data;
-    }
-    return node;
+    return mem::make_copy<MEM_OWNER_IPC>(lc_list_node{0, data, nullptr, nullptr});
 }
 
 mq_mgt &queue_of(mq_cb cb) { return *static_cast<mq_mgt *>(cb->data); }

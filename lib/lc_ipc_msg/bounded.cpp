@@ -29,9 +29,15 @@ int until(clockid_t clock, const timespec &moment)
 {
     timespec now = {};
     clock_gettime(clock, &now);
-    const int64_t seconds = static_cast<int64_t>(moment.tv_sec) - now.tv_sec;
-    const int64_t nanoseconds = seconds * 1'000'000'000 + moment.tv_nsec - now.tv_nsec;
-    return static_cast<int>(std::clamp<int64_t>((nanoseconds + 999'999) / 1'000'000, 0, INT_MAX));
+    int64_t seconds = static_cast<int64_t>(moment.tv_sec) - now.tv_sec;
+    long nanoseconds = moment.tv_nsec - now.tv_nsec;
+    if (nanoseconds < 0) {
+        nanoseconds += 1'000'000'000L;
+        --seconds;
+    }
+    // Only the fraction is divided: for 64 bits the router's code would need a function of a kilobyte.
+    const long fraction = (nanoseconds + 999'999L) / 1'000'000L;
+    return static_cast<int>(std::clamp<int64_t>(seconds * 1000 + fraction, 0, INT_MAX));
 }
 
 // Waits for room in a receiver's socket, at most so many milliseconds; false when there is room

@@ -56,10 +56,9 @@ void close_socket()
 
 uint32_t start_receiver(const ReceiveArgs &args)
 {
-    ReceiveArgsPtr own = mem::make<ReceiveArgs, MEM_OWNER_IPC_SYNC>();
+    ReceiveArgsPtr own = mem::make_copy<MEM_OWNER_IPC_SYNC>(args);
     int result = ENOMEM;
     if (own != nullptr) {
-        *own = args;
         result = lc_pthread_create(&g_endpoint.receiver, nullptr, receive_thread, own.get());
     }
     if (result != 0) {
@@ -126,7 +125,7 @@ void ipc_msg_fin()
     // up, it would have the join wait for good; as it is, that ends when there is room again.
     const Message stop = make_message<MEM_OWNER_IPC>(IPC_MSG_ID_STOP, 0);
     if (stop != nullptr) {
-        send_datagram(own_address(), *stop, 0, {});
+        send_datagram(own_address(), *stop, 0);
     }
     lc_pthread_join(g_endpoint.receiver, nullptr);
     close_socket();

@@ -43,7 +43,9 @@ uint32_t read_datagram(Datagram *datagram)
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
     void *buffer = datagram->bytes.get();
-    memset(buffer, 0, IPC_MSG_MAX_SIZE);
+    // The header of a datagram that is too short for one is looked at all the same, and nothing else
+    // that did not come.
+    memset(buffer, 0, sizeof(ipc_msg_hdr));
     sockaddr_un &sender = datagram->sender.sock;
     socklen_t sender_size = sizeof(sender);
     // MSG_TRUNC gives the size as it was sent, so that one that was cut is not taken for a whole one.
@@ -88,10 +90,10 @@ Received with_sender(const Datagram &datagram)
     Received msg{
         static_cast<ipc_msg_hdr *>(mem::allocate(MEM_OWNER_IPC_SYNC, size + sizeof(datagram.sender)))};
     if (msg != nullptr) {
-        // The datagram's buffer is zero behind its bytes, so the padding is copied with them.
-        memcpy(static_cast<void *>(msg.get()), datagram.bytes.get(), size);
-        memcpy(reinterpret_cast<uint8_t *>(msg.get()) + size, &datagram.sender,
-               sizeof(datagram.sender));
+        auto *bytes = reinterpret_cast<uint8_t *>(msg.get());
+        memset(bytes + size - 4, 0, 4); // padding is part of the last word
+        memcpy(bytes, datagram.bytes.get(), datagram.size);
+        memcpy(bytes + size, &datagram.sender, sizeof(datagram.sender));
     }
     return msg;
 }

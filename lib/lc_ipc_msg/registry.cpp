@@ -279,7 +279,7 @@ uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len)
     if (registration != nullptr) {
         const lc_list_node *node = registration->addr_list->head;
         for (uint32_t left = registration->addr_list->count; left > 0; --left, node = node->next) {
-            ipc_msg_send_asy(static_cast<const ipc_addr *>(node->data), buff, len);
+            send_asynchronous(*static_cast<const ipc_addr *>(node->data), *buff, len);
         }
     }
     return IPC_SUCCESS;

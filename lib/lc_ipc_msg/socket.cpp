@@ -11,30 +11,52 @@ Endpoint g_endpoint{};
 
 namespace {
 
-// Beside the endpoint, since it is there before that starts and outlives it.
-std::atomic<uint32_t> g_send_limit{0};
-
-ssize_t send_bytes(int fd, const void *bytes, size_t size, const sockaddr_un &to, SendBound bound)
+// Only the common priority has a socket: through any other the kernel refuses.
+int socket_to(const ipc_addr &to)
 {
-    return bound.limit == 0
-               ? sendto(fd, bytes, size, 0, reinterpret_cast<const sockaddr *>(&to), sizeof(to))
-               : send_within(bound, fd, bytes, size, to);
+    return to.priority == IPC_PRIORITY_COMMON ? g_endpoint.common.fd : -1;
+}
+
+uint32_t tell_failure(uint32_t result, int error)
+{
+    return LC_FAIL(result, "Send failed! errno is %d.\n", error);
 }
 
 } // namespace
 
-uint32_t send_limit() { return g_send_limit.load(std::memory_order_relaxed); }
-
-uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len, SendBound bound)
+uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len)
 {
-    // Only the common priority has a socket: through any other the kernel refuses.
-    const int fd = to.priority == IPC_PRIORITY_COMMON ? g_endpoint.common.fd : -1;
-    if (send_bytes(fd, &msg, sizeof(msg) + body_len, to.sock, bound) >= 0) {
+    const auto *address = reinterpret_cast<const sockaddr *>(&to.sock);
+    if (sendto(socket_to(to), &msg, sizeof(msg) + body_len, 0, address, sizeof(to.sock)) < 0) {
+        return tell_failure(IPC_ERR_SOCKET, errno);
+    }
+    return IPC_SUCCESS;
+}
+
+uint32_t send_datagram_within(SendBound bound, const ipc_addr &to, const ipc_msg_hdr &msg,
+                              uint32_t body_len)
+{
+    if (send_within(bound, socket_to(to), &msg, sizeof(msg) + body_len, to.sock) >= 0) {
         return IPC_SUCCESS;
     }
     const int error = errno;
     const bool late = error == ETIMEDOUT && bound.deadline != nullptr && has_passed(*bound.deadline);
-    return LC_FAIL(late ? IPC_ERR_TIMEOUT : IPC_ERR_SOCKET, "Send failed! errno is %d.\n", error);
+    return tell_failure(late ? IPC_ERR_TIMEOUT : IPC_ERR_SOCKET, error);
+}
+
+uint32_t send_asynchronous(const ipc_addr &to, ipc_msg_hdr &msg, uint32_t len)
+{
+    if (msg.length != len) {
+        return LC_FAIL(IPC_ERR_LENGTH,
+                       "Message length mismatched! Given length is %d, but length in message header is "
+                       "%lu\n",
+                       static_cast<int>(len), static_cast<unsigned long>(msg.length));
+    }
+    if (msg.type != IPC_MSG_TYPE_RESPONSE) {
+        msg.type = IPC_MSG_TYPE_ASYNC;
+    }
+    const uint32_t limit = g_send_limit.load(std::memory_order_relaxed);
+    return limit == 0 ? send_datagram(to, msg, len) : send_datagram_within({limit}, to, msg, len);
 }
 
 } // namespace lterouter
@@ -57,14 +79,5 @@ uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, uint32_t
     if (buff == nullptr) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para buff is NULL.\n");
     }
-    if (buff->length != len) {
-        return LC_FAIL(IPC_ERR_LENGTH,
-                       "Message length mismatched! Given length is %d, but length in message header is "
-                       "%lu\n",
-                       static_cast<int>(len), static_cast<unsigned long>(buff->length));
-    }
-    if (buff->type != IPC_MSG_TYPE_RESPONSE) {
-        buff->type = IPC_MSG_TYPE_ASYNC;
-    }
-    return send_datagram(*dest_addr, *buff, len, {send_limit()});
+    return send_asynchronous(*dest_addr, *buff, len);
 }

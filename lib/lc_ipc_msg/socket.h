@@ -29,11 +29,20 @@ struct Endpoint {
 
 extern Endpoint g_endpoint;
 
-// The limit that sends have now; 0: none.
-uint32_t send_limit();
+// The limit that sends have now; 0: none. Beside the endpoint, since it is there before that starts and
+// outlives it.
+inline std::atomic<uint32_t> g_send_limit{0};
 
-// One datagram, header and body_len bytes, through the socket that the destination's priority names. 7
-// when the bound's deadline has ended it, 10 on any other failure.
-uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len, SendBound bound);
+// One datagram, header and body_len bytes, through the socket that the destination's priority names,
+// however long it takes. 10 on failure.
+uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len);
+
+// The same within a limit, and until a deadline, if there is one: 7 when that has ended it.
+uint32_t send_datagram_within(SendBound bound, const ipc_addr &to, const ipc_msg_hdr &msg,
+                              uint32_t body_len);
+
+// A message whose sender waits for no response, within the limit. 4 when its header says another
+// length, 10 when it cannot be sent.
+uint32_t send_asynchronous(const ipc_addr &to, ipc_msg_hdr &msg, uint32_t len);
 
 } // namespace lterouter

@@ -54,11 +54,10 @@ Node list_waiter(uint32_t session_id, void *out_buff, uint32_t out_len) EXCLUDES
     waiter->out_buff = out_buff;
     waiter->capacity = out_len + static_cast<uint32_t>(sizeof(ipc_msg_hdr));
 
-    Node node = mem::make<lc_list_node, MEM_OWNER_IPC_SYNC>();
+    Node node = mem::make_copy<MEM_OWNER_IPC_SYNC>(lc_list_node{0, waiter.get(), nullptr, nullptr});
     if (node == nullptr) {
         return LC_FAIL(Node(), "Assign memory failed!\n");
     }
-    node->data = waiter.get();
     const uint32_t result = lc_list_add_at_tail(g_sync_waitor_list, node.get());
     if (result != LC_LIST_SUCCESS) {
         return LC_FAIL(Node(), "Add to list g_sync_waitor_list.list_head failed! sret=%ld\n",
@@ -68,23 +67,29 @@ Node list_waiter(uint32_t session_id, void *out_buff, uint32_t out_len) EXCLUDES
     return node;
 }
 
+// Sends the request; until when the response may come is in deadline then.
+uint32_t send_request(const ipc_addr &to, const ipc_msg_hdr &request, uint32_t in_len, uint32_t timeout,
+                      timespec *deadline)
+{
+    if (const uint32_t limit = g_send_limit.load(std::memory_order_relaxed); limit != 0) {
+        mkcondtimeout(deadline, timeout);
+        return send_datagram_within({limit, deadline}, to, request, in_len);
+    }
+    // Without a limit the time-out counts from the moment the request has left.
+    const uint32_t sent = send_datagram(to, request, in_len);
+    mkcondtimeout(deadline, timeout);
+    return sent;
+}
+
 // Sends the request and sleeps until the response or the deadline.
 uint32_t exchange(sync_waitor &waiter, const ipc_addr &to, const ipc_msg_hdr &request, uint32_t in_len,
                   uint32_t timeout) EXCLUDES(g_waiters_mutex)
 {
     const MutexLock guard(waiter.lock);
-    const uint32_t limit = send_limit();
     timespec deadline;
-    if (limit != 0) {
-        mkcondtimeout(&deadline, timeout);
-    }
-    const uint32_t sent = send_datagram(to, request, in_len, {limit, limit != 0 ? &deadline : nullptr});
-    if (sent != IPC_SUCCESS) {
+    if (const uint32_t sent = send_request(to, request, in_len, timeout, &deadline);
+        sent != IPC_SUCCESS) {
         return sent;
-    }
-    // Without a limit the time-out counts from the moment the request has left.
-    if (limit == 0) {
-        mkcondtimeout(&deadline, timeout);
     }
     while (waiter.received == 0) {
         // The only failure of a timed wait that can be is that its time has come.

@@ -9,17 +9,19 @@
 
 namespace lterouter::mem {
 
-// Low 16 bits of the calling thread's kernel thread id.
-uint32_t thread_tag();
+// mem_malloc_ex and mem_free_ex with the thread's tag. Functions of their own, so that the many callers
+// do not each ask for the tag; the order of the arguments leaves them in place for the next call.
+void *allocate_at(size_t size, uint32_t line, uint32_t owner);
+void release_at(void *block, uint32_t line, uint32_t owner);
 
 inline void *allocate(uint32_t owner, size_t size, uint32_t line = __builtin_LINE())
 {
-    return mem_malloc_ex(thread_tag(), line, owner, size);
+    return allocate_at(size, line, owner);
 }
 
 inline void release(uint32_t owner, void *block, uint32_t line = __builtin_LINE())
 {
-    mem_free_ex(thread_tag(), line, owner, block);
+    release_at(block, line, owner);
 }
 
 // Records are plain data: freeing one needs no destructor.
@@ -28,6 +30,15 @@ template <uint32_t Owner> struct Deleter {
 };
 
 template <typename T, uint32_t Owner> using Ptr = std::unique_ptr<T, Deleter<Owner>>;
+
+// A record with that content; empty when out of memory.
+template <uint32_t Owner, typename T>
+Ptr<T, Owner> make_copy(const T &content, uint32_t line = __builtin_LINE())
+{
+    static_assert(std::is_trivially_destructible_v<T>);
+    void *block = allocate(Owner, sizeof(T), line);
+    return Ptr<T, Owner>(block != nullptr ? new (block) T(content) : nullptr);
+}
 
 // A record, zeroed but for what its members set; empty when out of memory.
 template <typename T, uint32_t Owner> Ptr<T, Owner> make(uint32_t line = __builtin_LINE())
