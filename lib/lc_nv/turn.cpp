@@ -7,16 +7,6 @@
 #include <unistd.h>
 
 namespace lterouter {
-namespace {
-
-int set_cancel_state(int state)
-{
-    int before;
-    pthread_setcancelstate(state, &before);
-    return before;
-}
-
-} // namespace
 
 constinit Mutex NvTurn::mutex_;
 constinit NvTurn *NvTurn::turns_ = nullptr;
@@ -40,8 +30,9 @@ NvTurn *NvTurn::first_at(const char *name)
     return turn;
 }
 
-NvTurn::NvTurn(const char *name) : name_(name), callers_state_(set_cancel_state(PTHREAD_CANCEL_DISABLE))
+NvTurn::NvTurn(const char *name) : name_(name)
 {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &callers_state_);
     const MutexLock guard(mutex_);
     const bool is_first = first_at(name_) == nullptr;
     NvTurn **end = &turns_;
@@ -50,34 +41,21 @@ NvTurn::NvTurn(const char *name) : name_(name), callers_state_(set_cancel_state(
     }
     *end = this;
     if (!is_first) {
-        wait_until_first();
+        wait_as_caller(wait_until_first, cancelled_in_queue);
     }
 }
 
 NvTurn::~NvTurn()
 {
-    {
-        const MutexLock guard(mutex_);
-        leave();
-    }
-    set_cancel_state(callers_state_);
-}
-
-void NvTurn::wait_until_first()
-{
-    pthread_cleanup_push(cancelled_in_queue, this);
-    set_cancel_state(callers_state_);
-    while (first_at(name_) != this) {
-        is_first_.wait(mutex_);
-    }
-    set_cancel_state(PTHREAD_CANCEL_DISABLE);
-    pthread_cleanup_pop(0);
-    is_first_.destroy();
+    leave();
+    pthread_setcancelstate(callers_state_, nullptr);
 }
 
 void NvTurn::leave()
 {
+    const MutexLock guard(mutex_);
     const bool was_first = first_at(name_) == this;
+    // A child that was forked where a signal interrupted this turn does not have it listed.
     for (NvTurn **place = &turns_; *place != nullptr; place = &(*place)->next_) {
         if (*place == this) {
             *place = next_;
@@ -89,24 +67,41 @@ void NvTurn::leave()
     }
 }
 
-void NvTurn::entrust(int fd) { entrusted_[entrusted_count_++] = fd; }
-
-void NvTurn::lock_file(int fd, short type)
+void NvTurn::wait_as_caller(void (*wait)(NvTurn *), void (*cancelled)(void *))
 {
-    entrust(fd);
-    pthread_cleanup_push(cancelled_at_file, this);
-    set_cancel_state(callers_state_);
-    nv_wait_for_lock(fd, type);
-    set_cancel_state(PTHREAD_CANCEL_DISABLE);
+    pthread_cleanup_push(cancelled, this);
+    pthread_setcancelstate(callers_state_, nullptr);
+    wait(this);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     pthread_cleanup_pop(0);
+}
+
+void NvTurn::wait_until_first(NvTurn *turn)
+{
+    while (first_at(turn->name_) != turn) {
+        turn->is_first_.wait(mutex_);
+    }
+    turn->is_first_.destroy();
 }
 
 void NvTurn::cancelled_in_queue(void *turn)
 {
     NvTurn *const self = static_cast<NvTurn *>(turn);
-    self->leave();
     mutex_.unlock();
+    self->leave();
     self->is_first_.destroy();
+}
+
+void NvTurn::lock_file(int fd, short type)
+{
+    entrust(fd);
+    lock_type_ = type;
+    wait_as_caller(wait_at_file, cancelled_at_file);
+}
+
+void NvTurn::wait_at_file(NvTurn *turn)
+{
+    nv_wait_for_lock(turn->entrusted_[turn->entrusted_count_ - 1], turn->lock_type_);
 }
 
 void NvTurn::cancelled_at_file(void *turn)
@@ -115,7 +110,6 @@ void NvTurn::cancelled_at_file(void *turn)
     while (self->entrusted_count_ > 0) {
         close(self->entrusted_[--self->entrusted_count_]);
     }
-    const MutexLock guard(mutex_);
     self->leave();
 }
 

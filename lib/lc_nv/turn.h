@@ -24,7 +24,7 @@ public:
     NvTurn &operator=(const NvTurn &) = delete;
 
     // A descriptor that has its owner, but is to be closed if the thread is cancelled.
-    void entrust(int fd);
+    void entrust(int fd) { entrusted_[entrusted_count_++] = fd; }
 
     // Waits for the lock as nv_wait_for_lock. Entrusts fd. Once a turn.
     void lock_file(int fd, short type);
@@ -40,18 +40,23 @@ private:
     __attribute__((constructor)) static void watch_forks();
 
     static NvTurn *first_at(const char *name) REQUIRES(mutex_);
-    void wait_until_first() REQUIRES(mutex_);
-    void leave() REQUIRES(mutex_);
+    void leave() EXCLUDES(mutex_);
+
+    // Waits with cancellation as the caller has it.
+    void wait_as_caller(void (*wait)(NvTurn *), void (*cancelled)(void *));
+    static void wait_until_first(NvTurn *turn) REQUIRES(mutex_);
     static void cancelled_in_queue(void *turn) RELEASE(mutex_);
+    static void wait_at_file(NvTurn *turn);
     static void cancelled_at_file(void *turn) EXCLUDES(mutex_);
 
     const char *const name_;
-    const int callers_state_; // whether it can be cancelled
+    int callers_state_ = 0; // whether it can be cancelled
     NvTurn *next_ GUARDED_BY(mutex_) = nullptr;
     // A common one would come into a forked child with sleepers that do not exist there.
     Condition is_first_;
     int entrusted_[2]; // the file, and the folder when it is made
     size_t entrusted_count_ = 0;
+    short lock_type_ = 0;
 };
 
 } // namespace lterouter
