@@ -224,6 +224,30 @@ TEST_F(RamCancel, request_that_has_come_before_takes_effect_where_the_thread_cou
     EXPECT_EQ(content("a"), stored("old"));
 }
 
+// A thread of the GNU libc ends by unwinding its stack, through the library's frames to the host's.
+TEST_F(RamCancel, objects_of_the_host_are_destroyed_with_the_thread)
+{
+    const LockHolder holder(file_of("a"), "LOCK_EX");
+    bool destroyed[2] = {};
+    const auto read_with_object = [&](int which) {
+        return [&, which] {
+            const auto destroy = [](bool *noted) { *noted = true; };
+            const std::unique_ptr<bool, decltype(destroy)> object(&destroyed[which], destroy);
+            read_a();
+        };
+    };
+    Thread at_file(read_with_object(0));
+    EXPECT_TRUE(someone_waits_for_a_lock());
+    Thread in_queue(read_with_object(1));
+    EXPECT_TRUE(g_waits.until_asleep(1));
+    in_queue.cancel();
+    EXPECT_TRUE(in_queue.ends_cancelled());
+    at_file.cancel();
+    EXPECT_TRUE(at_file.ends_cancelled());
+    EXPECT_TRUE(destroyed[0]);
+    EXPECT_TRUE(destroyed[1]);
+}
+
 TEST_F(RamCancel, thread_that_cannot_be_cancelled_waits_on)
 {
     LockHolder holder(file_of("a"), "LOCK_EX", "its");
