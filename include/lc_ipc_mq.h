@@ -167,7 +167,7 @@ LC_API uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id);
 /** Gives a descriptor for an event loop (poll, select, epoll and what is built on them): it is readable
  * exactly while the queue holds a message. The first call for a queue makes it, a pipe with both ends
  * non-blocking and close-on-exec; later ones give the same. A queue that nobody asks costs nothing
- * more.
+ * more. A program that another thread forks and executes while the pipe is made may inherit it.
  *
  * Only watch it: never read, write or close it, and have the loop forget it before ipc_mq_destroy(),
  * which closes it. When it is readable, take messages with ipc_mq_recv() and a timeout of 0, until that

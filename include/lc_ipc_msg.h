@@ -190,7 +190,9 @@ LC_API ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg);
  * @name The endpoint
  * @{ */
 
-/** Starts the endpoint of a module. A message that finds the queue full is dropped.
+/** Starts the endpoint of a module. A message that finds the queue full is dropped. The socket becomes
+ * close-on-exec right after it is made, not at once, for old kernels' sake: a program that another
+ * thread forks and executes in between inherits it, and keeps the name bound while it runs.
  * @param[in] module_id   IPC_MODULE_...
  * @param[in] cb          queue for received messages; NULL queues none
  * @param[in] msg_handler gets received messages; NULL has every one queued, but for responses and the

@@ -10,7 +10,8 @@
  * @see socket(7), packet(7), arp(7), ltectl(1)
  *
  * @par Threads
- * Any; only lc_inet_ntoa() shares a buffer.
+ * Any; only lc_inet_ntoa() shares a buffer. A program that another thread forks and executes during a
+ * call may inherit the call's socket: it becomes close-on-exec only after it is made.
  *
  * @par Example
  * A default route, and the hardware address of the gateway that it goes through.

@@ -19,8 +19,8 @@
  * lct_module_init() and lct_module_fin() belong to one thread. Requests may be made from any thread but
  * the one that runs the callback, the messaging receive thread: the callback must not block for long, a
  * synchronous request could never be answered there, and any send may have to wait for its receiver,
- * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h). That thread may take any
- * signal to the process which the caller of lct_module_init() does not block: a host that awaits
+ * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h). The receive thread may take
+ * any signal to the process which the caller of lct_module_init() does not block: a host that awaits
  * signals (sigwait), or whose handlers are not to run there, blocks them before.
  *
  * @par Example
