@@ -20,13 +20,13 @@ bool is_name_character(char ch)
 
 bool nv_name_valid(const char *name)
 {
-    if (strnlen(name, kNvNameMax + 1) > kNvNameMax) {
-        return false;
+    const char *const end = name + kNvNameMax + 1;
+    for (; name != end; ++name) {
+        if (!is_name_character(*name)) {
+            return *name == '\0';
+        }
     }
-    while (is_name_character(*name)) {
-        ++name;
-    }
-    return *name == '\0';
+    return false;
 }
 
 uint32_t nv_check_read(const char *name, const char *buf)
