@@ -43,8 +43,8 @@ def build(compiler, suffix):
 
 
 class Readme(unittest.TestCase):
-    def start(self, program, **options):
-        process = subprocess.Popen([*EMULATOR, program], text=True, **options)
+    def start(self, *command, **options):
+        process = subprocess.Popen([*EMULATOR, *command], text=True, **options)
         self.addCleanup(process.wait)
         self.addCleanup(process.terminate)
         return process
@@ -58,8 +58,8 @@ class Readme(unittest.TestCase):
         self.addCleanup(terminal.close)
         return process, terminal
 
-    def start_manager(self):
-        manager = self.start(PREFIX / "bin/wansim", stdout=subprocess.PIPE)
+    def start_manager(self, *options):
+        manager = self.start(PREFIX / "bin/wansim", *options, stdout=subprocess.PIPE)
         self.addCleanup(manager.stdout.close)
         self.assertIn("ready", manager.stdout.readline())
 
@@ -88,6 +88,12 @@ class Readme(unittest.TestCase):
             self.assertEqual(running.wait(TIMEOUT), 0)
         with contextlib.closing(stranger.Stranger()) as peer:
             self.assertEqual(failed.count(peer), 0)
+
+    def test_it_ends_without_an_answer(self):
+        program = build(C, ".c")
+        self.start_manager("--fault", "get-roaming=silent")
+        running, _ = self.start_in_terminal(program)
+        self.assertEqual(running.wait(TIMEOUT), 1)
 
     def test_it_builds_and_runs_as_c(self):
         self.run_program(C, ".c")
