@@ -12,6 +12,9 @@ from support import DONE, FAILED, USAGE
 from upgrade import START, STATUS, Port, UpgradeTest, modemsim
 
 
+TAKEN = "is taken, by another modemsim or twice; --data-port and --at-port give a modemsim ports of its own"
+
+
 class CommandLine(UpgradeTest):
     def assert_refused(self, arguments, sentence, code=USAGE):
         with self.subTest(arguments):
@@ -70,6 +73,48 @@ class CommandLine(UpgradeTest):
             self.assert_refused([f"--at-port={path}"], (
                 f"cannot make the port {path}: File exists: a device or file is there already"), FAILED)
             self.assertTrue(os.path.exists(path))
+
+
+    def test_a_second_one_does_not_take_the_ports_of_the_first(self):
+        modem = self.start_modem("--echo=off")
+        links = [os.readlink(port) for port in (DATA_PORT, AT_PORT)]
+        self.assert_refused([], f"the port {AT_PORT} {TAKEN}", FAILED)
+        self.assert_refused(["--at-port=/tmp/at"], f"the port {DATA_PORT} {TAKEN}", FAILED)
+        self.assertFalse(os.path.lexists("/tmp/at"), "taken away again")
+        self.assertEqual([os.readlink(port) for port in (DATA_PORT, AT_PORT)], links)
+        self.assertIn("OK", Port(self, AT_PORT).command("AT"))
+
+    def test_the_next_one_has_the_ports(self):
+        for number in (signal.SIGTERM, signal.SIGKILL):
+            self.start_modem().end(number)
+        self.start_modem("--echo=off")
+        self.assertIn("OK", Port(self, AT_PORT).command("AT"))
+
+    def test_a_second_one_has_ports_elsewhere(self):
+        self.start_modem()
+        self.start_modem("--echo=off", "--data-port=/tmp/data", "--at-port=/tmp/at")
+        self.assertIn("OK", Port(self, "/tmp/at").command("AT"))
+
+    def test_one_path_for_both_ports(self):
+        os.symlink("/tmp", "/tmp/same")
+        self.addCleanup(os.unlink, "/tmp/same")
+        for path in ("/tmp/port", "/tmp/../tmp/port", "/tmp/same/port"):
+            self.assert_refused([f"--data-port={path}", "--at-port=/tmp/port"], f"the port {path} {TAKEN}", FAILED)
+            self.assertFalse(os.path.lexists("/tmp/port"), "taken away again")
+
+    def test_an_image_that_cannot_be_written(self):
+        for path, reason in (("/none/image", "No such file or directory"), ("/tmp", "Is a directory")):
+            self.assert_refused([f"--image={path}"], f"cannot write {path}: {reason}", FAILED)
+            self.assertFalse(os.path.lexists(AT_PORT))
+
+    def test_an_image_is_not_touched_before_there_is_another(self):
+        self.start_modem()
+        self.assertFalse(os.path.lexists(upgrade.RECEIVED))
+        support.write_file("/tmp/precious", b"earlier")
+        modem = support.Background(self, upgrade.modemsim_program, "--image=/tmp/precious", "--data-port=/tmp/data",
+                                   "--at-port=/tmp/at")
+        self.assertIn("ready", modem.out.next())
+        self.assertEqual(support.read_file("/tmp/precious"), b"earlier")
 
 
 class Ports(UpgradeTest):
@@ -233,12 +278,13 @@ class DataPort(UpgradeTest):
 
 class Storage(UpgradeTest):
     def test_an_image_that_cannot_be_written_is_told(self):
-        for path, reason in (("/none/image", "No such file or directory"), ("/tmp", "Is a directory")):
-            modem = self.start_modem("--echo=off", f"--image={path}")
-            Port(self, AT_PORT).command(START)
-            self.assertEqual(Port(self).ask(frames.command(BEGIN))[2], "RSP_STORE")
-            self.assertEqual(modem.err.next(), f"modemsim: cannot write {path}: {reason}")
-            modem.end()
+        """Its folder is gone since the start."""
+        os.makedirs("/tmp/images", exist_ok=True)
+        modem = self.start_modem("--echo=off", "--image=/tmp/images/image")
+        os.rmdir("/tmp/images")
+        Port(self, AT_PORT).command(START)
+        self.assertEqual(Port(self).ask(frames.command(BEGIN))[2], "RSP_STORE")
+        self.assertEqual(modem.err.next(), "modemsim: cannot write /tmp/images/image: No such file or directory")
 
     def test_a_full_disk_is_told(self):
         modem = self.start_modem("--echo=off", "--image=/dev/full")

@@ -100,8 +100,8 @@ int run(char *const *)
         return fail(kFailed, "cannot wait for signals: %s", strerror(errno));
     }
     Modem modem(&g_settings);
-    if (!modem.start()) {
-        return kFailed;
+    if (const int code = modem.start(); code != kDone) {
+        return code;
     }
     Record().word("event", "ready").field("data", g_settings.data_port).field("at", g_settings.at_port);
     if (!serve(modem)) {

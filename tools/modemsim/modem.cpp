@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace lterouter::tools {
@@ -27,6 +28,30 @@ bool is_command(const char *arrived, const char *line)
     const size_t length = strcspn(line, "\r\n");
     return strlen(arrived) == length &&
            lc_strncasecmp(arrived, line, static_cast<uint32_t>(length)) == 0;
+}
+
+// Why a file cannot be written, as an errno value, or 0; leaves it as it was.
+int try_writing(const char *path)
+{
+    int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (fd >= 0) {
+        unlink(path);
+    } else if (errno == EEXIST) {
+        fd = open(path, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    }
+    if (fd < 0) {
+        return errno;
+    }
+    close(fd);
+    return 0;
+}
+
+// false.
+bool complain(const Port &port)
+{
+    const char *hint = errno == EEXIST ? ": a device or file is there already" : "";
+    fail(kFailed, "cannot make the port %s: %s%s", port.link(), strerror(errno), hint);
+    return false;
 }
 
 void tell_command(const char *command, const FaultRule &rule)
@@ -57,17 +82,32 @@ Modem::~Modem()
     }
 }
 
-bool Modem::start() { return appear(at_) && appear(data_); }
-
-bool Modem::appear(Port &port)
+int Modem::start()
 {
-    if (port.appear()) {
+    if (settings_.image[0] != '\0') {
+        if (const int error = try_writing(settings_.image); error != 0) {
+            return fail(kFailed, "cannot write %s: %s", settings_.image, strerror(error));
+        }
+    }
+    return claim(at_) && claim(data_) && appear(at_) && appear(data_) ? kDone : kFailed;
+}
+
+bool Modem::claim(Port &port)
+{
+    if (port.claim()) {
         return true;
     }
-    const char *hint = errno == EEXIST ? ": a device or file is there already" : "";
-    fail(kFailed, "cannot make the port %s: %s%s", port.link(), strerror(errno), hint);
+    if (errno != EADDRINUSE) {
+        return complain(port);
+    }
+    fail(kFailed,
+         "the port %s is taken, by another modemsim or twice; --data-port and --at-port give a "
+         "modemsim ports of its own",
+         port.link());
     return false;
 }
+
+bool Modem::appear(Port &port) { return port.appear() || complain(port); }
 
 bool Modem::unplug(uint32_t ms, bool both)
 {

@@ -26,8 +26,9 @@ public:
     Modem(const Modem &) = delete;
     Modem &operator=(const Modem &) = delete;
 
+    // Makes the ports. Returns kDone, or the exit code after saying what is wrong.
+    int start();
     // Each returns false when the modem cannot go on; the reason has been printed.
-    bool start();
     bool serve_at();
     bool serve_data();
     // The host stopped in the middle of a frame.
@@ -47,7 +48,8 @@ private:
         kUpgraded
     };
 
-    bool appear(Port &port);
+    static bool claim(Port &port);
+    static bool appear(Port &port);
     bool unplug(uint32_t ms, bool both);
     bool restart(State state, uint32_t ms);
     bool expect(int64_t place);

@@ -1,14 +1,20 @@
 #include "modemsim/port.h"
 
+#include "lc_nv.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <string_view>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -20,6 +26,28 @@ namespace {
 constexpr size_t kRoom = 128;
 constexpr size_t kPortion = 64;
 constexpr int kRounds = 4;
+
+// The name of a socket that stands for a path, the same for every spelling of it; false when the folder
+// is not there.
+bool name_place(const char *path, sockaddr_un *address)
+{
+    const char *const slash = strrchr(path, '/');
+    const char *const name = slash == nullptr ? path : slash + 1;
+    char folder[256];
+    snprintf(folder, sizeof(folder), "%.*s./", static_cast<int>(name - path), path);
+    struct stat status;
+    if (stat(folder, &status) != 0) {
+        return false;
+    }
+    *address = {};
+    address->sun_family = AF_UNIX;
+    // Behind the NUL of the abstract namespace.
+    snprintf(address->sun_path + 1, sizeof(address->sun_path) - 1, "modemsim %llx %llx %08x",
+             static_cast<unsigned long long>(status.st_dev),
+             static_cast<unsigned long long>(status.st_ino),
+             static_cast<unsigned>(nv_crc32_update(0, name, strlen(name))));
+    return true;
+}
 
 bool replace_link(const char *target, const char *link)
 {
@@ -55,6 +83,25 @@ void set_nonblocking(int fd, bool nonblocking)
 }
 
 } // namespace
+
+Port::~Port()
+{
+    disappear();
+    if (claim_ >= 0) {
+        close(claim_);
+    }
+}
+
+bool Port::claim()
+{
+    sockaddr_un address;
+    if (!name_place(link_, &address)) {
+        return false;
+    }
+    claim_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    return claim_ >= 0 &&
+           bind(claim_, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0;
+}
 
 bool Port::appear()
 {

@@ -9,10 +9,13 @@ namespace lterouter::tools {
 class Port {
 public:
     explicit Port(const char *link) : link_(link) {}
-    ~Port() { disappear(); }
+    ~Port();
     Port(const Port &) = delete;
     Port &operator=(const Port &) = delete;
 
+    // Makes the path this port's own, also while the port is gone, up to the end of the process. False
+    // with EADDRINUSE when it is another port's, or with another errno.
+    bool claim();
     // Makes the port and its link; a link that is there is replaced, anything else is not touched.
     // False when the system refuses, with errno.
     bool appear();
@@ -38,6 +41,7 @@ private:
     void take_until_writable() const;
 
     const char *const link_;
+    int claim_ = -1;
     char name_[64] = ""; // of the near end
     int far_ = -1;
     int near_ = -1; // kept open: without anybody at its near end the far end reads as an error
