@@ -359,7 +359,8 @@ class Completion(unittest.TestCase):
     def test_options_of_a_command(self):
         self.assertEqual(self.offered(support.ltectl_program, "scan", "--t"), ["--timeout"])
         self.assertEqual(self.offered(support.ltectl_program, "nv", "import", "--"),
-                         ["--dry-run", "--help", "--identity", "--json", "--mask", "--no-checksum", "--version"])
+                         ["--dry-run", "--help", "--identity", "--json", "--mask", "--no-checksum", "--show-secrets",
+                          "--version"])
         self.assertEqual(self.offered(support.ltectl_program, "upgrade", "--d"), ["--dry-run"])
         self.assertEqual(self.offered(support.wansim_program, "--fa"), ["--fault"])
 

@@ -19,7 +19,7 @@ class Sample(NvTest):
         self.parameters = self.objects(ltectl("nv", "list", "--json").stdout)
 
     def bits(self, parameter):
-        return int(parameter["bits"], 16)
+        return parameter["bits"]
 
     def test_is_read_to_its_end_and_declares_no_name_twice(self):
         names = [parameter["name"] for parameter in self.parameters]
@@ -45,6 +45,14 @@ class Sample(NvTest):
             self.assertFalse(bits & 0x10 and bits & 0x1, f"{parameter}: a reset loses it")
             self.assertEqual(bits & 0x20 != 0, parameter["name"] in IDENTITY, parameter)
 
+    def test_what_is_secret_is_not_listed(self):
+        secrets = {parameter["name"] for parameter in self.parameters if self.bits(parameter) & 8}
+        self.assertIn("wan_pin", secrets)
+        for name in secrets:
+            ltectl("nv", "set", name, "hidden")
+        listed = self.objects(ltectl("nv", "list", "--json").stdout)
+        self.assertEqual({parameter["name"] for parameter in listed if parameter["value"] == "********"}, secrets)
+
     def test_a_users_copy_passes_the_identity_check_of_its_router_only(self):
         ltectl("nv", "set", "lan_ip", "10.0.0.1")
         ltectl("nv", "set", "wan_pin", "1234")
@@ -52,7 +60,7 @@ class Sample(NvTest):
         self.assertNotIn(b"1234", read_file(COPY))
         self.assertEqual(ltectl("nv", "reset").returncode, 0)
         self.assertEqual(ltectl("nv", "import", COPY, "--identity").returncode, 0)
-        self.assert_ran(ltectl("nv", "diff"), "lan_ip=192.168.1.1 -> 10.0.0.1\n")
+        self.assert_ran(ltectl("nv", "diff"), "current lan_ip=192.168.1.1 -> 10.0.0.1\n")
         write_file(DEFAULTS, read_file(SAMPLE).replace(b"up_dev_sku=20=", b"up_dev_sku=20=other"))
         self.assertEqual(ltectl("nv", "import", COPY, "--identity").returncode, FAILED)
 

@@ -18,19 +18,22 @@ class Export(NvTest):
         os.unlink(CURRENT + "b")
 
     def test_saves_every_parameter_with_a_bit_and_a_checksum(self):
-        self.assert_ran(ltectl("nv", "export", FILE), f"{FILE} parameters=3\n")
+        self.assert_ran(ltectl("nv", "export", FILE), f"{FILE} parameters=3 current=1 backup=1 default=1\n")
         self.assertEqual(read_file(FILE), with_checksum(b"a=1=va\nb=a=v=b\nc=80000000=dc\n"))
 
     def test_selects_by_mask(self):
         for mask, lines in (("1", [b"a=1=va"]), ("0x1", [b"a=1=va"]), ("8", [b"b=a=v=b"]),
                             ("80000001", [b"a=1=va", b"c=80000000=dc"]), ("5", [b"a=1=va"]), ("4", []), ("0", []),
                             ("FFFFFFFE", [b"b=a=v=b", b"c=80000000=dc"])):
-            self.assert_ran(ltectl("nv", "export", FILE, "--mask", mask), f"{FILE} parameters={len(lines)}\n")
+            counts = [sum(line.startswith(name) for line in lines) for name in (b"a", b"b", b"c")]
+            self.assert_ran(ltectl("nv", "export", FILE, "--mask", mask), (
+                f"{FILE} parameters={len(lines)} " + "current={} backup={} default={}\n".format(*counts)))
             self.assertEqual(read_file(FILE), with_checksum(b"".join(line + b"\n" for line in lines)))
 
     def test_without_a_checksum(self):
         self.assert_ran(ltectl("nv", "export", FILE, "--no-checksum", "--mask", "1", "--json"),
-                        '{"file":"/2ndfile/saved.cfg","parameters":1}\n')
+                        '{"file":"/2ndfile/saved.cfg","parameters":1,'
+                        '"current":1,"backup":0,"default":0}\n')
         self.assertEqual(read_file(FILE), b"a=1=va\n")
 
     def test_changes_nothing_in_the_store(self):
@@ -42,7 +45,25 @@ class Export(NvTest):
 
     def test_into_a_pipe(self):
         self.assert_ran(ltectl("nv", "export", "/dev/stdout", "--no-checksum", "--mask", "1"),
-                        "a=1=va\n/dev/stdout parameters=1\n")
+                        "a=1=va\n/dev/stdout parameters=1 current=1 backup=0 default=0\n")
+        self.assert_ran(ltectl("nv", "export", "/dev/stdout", "--mask", "1"),
+                        with_checksum(b"a=1=va\n").decode() + "/dev/stdout parameters=1 current=1 backup=0 default=0\n")
+
+    def test_to_standard_output(self):
+        self.assert_ran(ltectl("nv", "export", "-", "--mask", "1"), with_checksum(b"a=1=va\n").decode())
+        result = ltectl("nv", "export", "-", "--no-checksum", "--json", cwd="/2ndfile")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            support.DONE, "a=1=va\nb=a=v=b\nc=80000000=dc\n",
+            "ltectl: exported without a current copy: 1 from the backup, 1 defaults\n"))
+        self.assertFalse(os.path.exists("/2ndfile/-"))
+
+    def test_to_standard_output_that_takes_nothing(self):
+        with open("/dev/full", "w") as full:
+            result = subprocess.run([support.ltectl_program, "nv", "export", "-"], stdout=full,
+                                    stderr=subprocess.PIPE, text=True, timeout=support.TIMEOUT)
+        self.assertEqual(result.returncode, FAILED)
+        self.assertTrue(result.stderr.startswith("ltectl: cannot write standard output: No space left on device"))
+
 
     def test_refuses_the_defaults_file_itself(self):
         os.link(DEFAULTS, "/2ndfile/other")
@@ -68,7 +89,7 @@ class Export(NvTest):
 
     def test_tells_when_a_value_spoils_the_file(self):
         """Another process may have stored a line feed, and what follows it may even look like a line."""
-        sentence = f"{FILE} is no good for an import: a value has a line feed in it, or the disk is full"
+        sentence = "an export would be no good for an import: a value has a line feed in it"
         for value in (b"two\nlines", b"two\nb=1=lines", b"two\n"):
             self.put("a", value)
             for options in ([], ["--no-checksum"]):
@@ -85,15 +106,15 @@ class Export(NvTest):
         path = "/2ndfile/full/saved.cfg"
         for options in ([], ["--no-checksum"]):
             self.assert_failed(ltectl("nv", "export", path, *options), FAILED,
-                               f"{path} is no good for an import: a value has a line feed in it, or the "
-                               "disk is full")
+                               f"cannot write {path}: No space left on device; make room: df /2ndfile/full tells "
+                               "how full it is")
             os.unlink(path)
 
     def test_without_a_backup_directory_saves_what_readers_get(self):
         for name in os.listdir(BACKUP):
             os.unlink(BACKUP + name)
         os.rmdir(BACKUP)
-        self.assert_ran(ltectl("nv", "export", FILE, "--mask", "3"), f"{FILE} parameters=2\n")
+        self.assert_ran(ltectl("nv", "export", FILE, "--mask", "3"), f"{FILE} parameters=2 current=1 backup=0 default=1\n")
         self.assertEqual(read_file(FILE), with_checksum(b"a=1=va\nb=a=db\n"))
 
 

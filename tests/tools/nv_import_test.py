@@ -47,8 +47,10 @@ class DryRun(ImportTest):
     def test_tells_what_becomes_of_every_line(self):
         self.give(with_checksum(b"# comment\na=1=new\n\nb=1=vb\nc=1=\nz=1=x=y\na=1=newer\na=1=newer\n=1=x\n"
                                 b"..=1=x\n"))
-        self.assert_planned("line=3 change a=va -> new\nline=5 masked b=vb\nline=6 change c=dc -> \n"
-                            "line=7 undeclared z=x=y\nline=8 change a=new -> newer\nline=9 same a=newer\n"
+        self.assert_planned("line=3 change source=current a=va -> new\nline=5 masked b=vb\n"
+                            "line=6 change source=default c=dc -> \n"
+                            "line=7 undeclared z=x=y\nline=8 change source=file a=new -> newer\n"
+                            "line=9 same source=file a=newer\n"
                             "line=10 unstorable =x\nline=11 unstorable ..=x\n"
                             "import planned applied=4 undeclared=1 masked=1\n", "--mask", "80000001")
 
@@ -56,8 +58,8 @@ class DryRun(ImportTest):
         self.give(b"a=1=new\nb=1=vb\nz=1=x\nc=1=x\n")
         result = ltectl("nv", "import", FILE, "--dry-run", "--no-checksum", "--mask", "7", "--json")
         self.assertEqual(self.objects(result.stdout), [
-            {"line": 1, "action": "change", "name": "a", "old": "va", "new": "new"},
-            {"line": 2, "action": "same", "name": "b", "value": "vb"},
+            {"line": 1, "action": "change", "source": "current", "name": "a", "old": "va", "new": "new"},
+            {"line": 2, "action": "same", "source": "current", "name": "b", "value": "vb"},
             {"line": 3, "action": "undeclared", "name": "z", "value": "x"},
             {"line": 4, "action": "masked", "name": "c", "value": "x"},
             {"import": "planned", "applied": 2, "undeclared": 1, "masked": 1}])
@@ -66,19 +68,21 @@ class DryRun(ImportTest):
         lines = b"b=1=passed\npri_version=1=R1\na=1=passed\nup_dev_sku=1=EU\na=1=new\n"
         self.give(lines)
         self.assert_planned("line=1 skipped b=passed\nline=2 skipped pri_version=R1\nline=3 skipped a=passed\n"
-                            "line=4 skipped up_dev_sku=EU\nline=5 change a=va -> new\n"
+                            "line=4 skipped up_dev_sku=EU\nline=5 change source=current a=va -> new\n"
                             "import planned applied=1 undeclared=0 masked=0\n", "--identity", "--no-checksum")
         self.give(with_checksum(lines))
-        self.assert_planned("line=2 change b=vb -> passed\nline=3 same pri_version=R1\n"
-                            "line=4 change a=va -> passed\nline=5 same up_dev_sku=EU\n"
-                            "line=6 change a=passed -> new\n"
+        self.assert_planned("line=2 change source=current b=vb -> passed\n"
+                            "line=3 same source=default pri_version=R1\n"
+                            "line=4 change source=current a=va -> passed\n"
+                            "line=5 same source=default up_dev_sku=EU\n"
+                            "line=6 change source=file a=passed -> new\n"
                             "import planned applied=5 undeclared=0 masked=0\n", "--identity")
 
     def test_stops_at_the_first_malformed_line(self):
         self.give(b"a=1=new\nno\nb=1=new\n")
         result = ltectl("nv", "import", FILE, "--dry-run", "--no-checksum")
         self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (FAILED, "line=1 change a=va -> new\n", f"ltectl: {stopped(2)}\n"))
+                         (FAILED, "line=1 change source=current a=va -> new\n", f"ltectl: {stopped(2)}\n"))
 
 
 class Import(ImportTest):
@@ -167,7 +171,7 @@ class Import(ImportTest):
             os.mkdir(directory + "c")
         self.give(b"a=1=new\nc=80000000=x\n")
         self.assert_failed(ltectl("nv", "import", FILE, "--no-checksum"), FAILED,
-                           f'"c" could not be stored in {NV}')
+                           f"cannot write {CURRENT}c: Is a directory")
 
     def test_tells_when_the_disk_is_full(self):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=12k", "none", NV], check=True)
@@ -177,7 +181,8 @@ class Import(ImportTest):
         self.declare(DECLARED)
         self.give(b"a=1=new\nb=1=new\n")
         self.assert_failed(ltectl("nv", "import", FILE, "--no-checksum"), FAILED,
-                           f'"b" could not be stored in {NV}')
+                           f"cannot write {CURRENT}b: No space left on device; make room: df /2ndfile/nv tells "
+                           "how full it is")
 
 
 # Every kind of line; %d differs from line to line.
@@ -243,7 +248,7 @@ class Prediction(ImportTest):
                 self.declare(DECLARED + b"no\n")
             with self.subTest(case=case, content=content, options=options):
                 before = self.files()
-                dry = ltectl("nv", "import", FILE, "--dry-run", "--json", *options)
+                dry = ltectl("nv", "import", FILE, "--dry-run", "--json", "--show-secrets", *options)
                 self.assertEqual(self.files(), before)
                 planned = self.objects(dry.stdout)
                 real = ltectl("nv", "import", FILE, "--json", *options)

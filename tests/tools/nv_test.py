@@ -7,6 +7,7 @@ import support
 from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, MARKER, NV, USAGE, NvTest, ltectl, read_file,
                      write_file)
 
+REMOUNT = "make it writable: mount -o remount,rw /2ndfile"
 NO_DEFAULTS = f"cannot read {DEFAULTS}: No such file or directory"
 
 
@@ -55,7 +56,7 @@ class Init(NvTest):
         self.declare(b"a=1=x\n")
         os.rmdir(BACKUP)
         self.assert_failed(support.run_with_readonly("/2ndfile", "nv", "init"), FAILED,
-                           f"cannot make {CURRENT} and {BACKUP}: Read-only file system")
+                           f"cannot make {CURRENT} and {BACKUP}: Read-only file system; {REMOUNT}")
 
 
 class Fin(NvTest):
@@ -71,7 +72,7 @@ class Fin(NvTest):
 
     def test_on_a_file_system_that_takes_nothing(self):
         self.assert_failed(support.run_with_readonly("/2ndfile", "nv", "fin"), FAILED,
-                           f"cannot make {MARKER}: Read-only file system")
+                           f"cannot make {MARKER}: Read-only file system; {REMOUNT}")
 
 
 class Get(NvTest):
@@ -80,12 +81,22 @@ class Get(NvTest):
         for value in (b"v", b"", b"two\nlines"):
             self.put("a", value)
             self.assert_ran(ltectl("nv", "get", "a"), value.decode() + "\n")
-        self.assert_ran(ltectl("nv", "get", "b"), "two  words=\n")
-        self.assert_ran(ltectl("nv", "get", "b", "--json"), '{"name":"b","value":"two  words="}\n')
+        self.assert_ran(ltectl("nv", "get", "a", "--json"), '{"source":"current","name":"a","value":"two\\u000alines"}\n')
+
+    def test_says_where_the_value_comes_from_when_it_has_no_current_copy(self):
+        self.declare(b"a=1=x\nb=1=two  words=\n")
+        self.put("a", b"v")
+        write_file(CURRENT + "a", b"")
+        for name, value, source, told in (("a", "v", "backup", "backup copy"), ("b", "two  words=", "default", "default")):
+            result = ltectl("nv", "get", name)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (
+                DONE, value + "\n", f'ltectl: "{name}" has no current copy: this is its {told}\n'))
+            self.assert_ran(ltectl("nv", "get", name, "--json"),
+                            f'{{"source":"{source}","name":"{name}","value":"{value}"}}\n')
 
     def test_the_longest_value(self):
         self.declare(b"a=1=" + b"v" * 4095 + b"\n")
-        self.assert_ran(ltectl("nv", "get", "a"), "v" * 4095 + "\n")
+        self.assertEqual(ltectl("nv", "get", "a").stdout, "v" * 4095 + "\n")
 
     def test_missing(self):
         self.declare(b"a=1=x\n")
@@ -146,12 +157,17 @@ class Set(NvTest):
         os.mkdir(CURRENT + "a")
         os.mkdir(BACKUP + "a")
         for name in ("a", ""):
-            self.assert_failed(ltectl("nv", "set", name, "v"), FAILED, f'"{name}" could not be stored in {NV}')
+            self.assert_failed(ltectl("nv", "set", name, "v"), FAILED, f"cannot write {CURRENT}{name}: Is a directory")
+
+    def test_reports_a_backup_that_is_not_written(self):
+        self.declare(b"a=1=x\n")
+        os.mkdir(BACKUP + "a")
+        self.assert_failed(ltectl("nv", "set", "a", "v"), FAILED, f"cannot write {BACKUP}a: Is a directory")
 
 
 class List(NvTest):
     def declare_some(self):
-        self.declare(b"# comment\nc=1=dc\nb=80000000=db\n\na=0=da\nd=aB=d d\n")
+        self.declare(b"# comment\nc=1=dc\nb=80000000=db\n\na=0=da\nd=a3=d d\n")
         self.put("c", b"vc")
         self.put("b", b"vb")
         os.unlink(CURRENT + "b")
@@ -162,15 +178,15 @@ class List(NvTest):
         self.declare_some()
         self.assert_ran(ltectl("nv", "list"),
                         "current bits=1 c=vc\nbackup bits=80000000 b=vb\ndefault bits=0 a=da\n"
-                        "default bits=ab d=d d\n")
+                        "default bits=a3 d=d d\n")
 
     def test_as_json(self):
         self.declare_some()
         self.assertEqual(self.objects(ltectl("nv", "list", "--json").stdout), [
-            {"source": "current", "bits": "1", "name": "c", "value": "vc"},
-            {"source": "backup", "bits": "80000000", "name": "b", "value": "vb"},
-            {"source": "default", "bits": "0", "name": "a", "value": "da"},
-            {"source": "default", "bits": "ab", "name": "d", "value": "d d"}])
+            {"source": "current", "bits": 1, "name": "c", "value": "vc"},
+            {"source": "backup", "bits": 0x80000000, "name": "b", "value": "vb"},
+            {"source": "default", "bits": 0, "name": "a", "value": "da"},
+            {"source": "default", "bits": 0xa3, "name": "d", "value": "d d"}])
 
     def test_shows_what_a_reader_gets(self):
         self.declare(b"a=1=x\n")
@@ -202,20 +218,21 @@ class Diff(NvTest):
         self.put("a", b"x")
         self.put("b", b"two words")
         self.put("c", b"")
-        self.assert_ran(ltectl("nv", "diff"), "b= -> two words\nc=y -> \n")
+        self.assert_ran(ltectl("nv", "diff"), "current b= -> two words\ncurrent c=y -> \n")
         self.assertEqual(self.objects(ltectl("nv", "diff", "--json").stdout),
-                         [{"name": "b", "default": "", "value": "two words"},
-                          {"name": "c", "default": "y", "value": ""}])
+                         [{"source": "current", "name": "b", "default": "", "value": "two words"},
+                          {"source": "current", "name": "c", "default": "y", "value": ""}])
 
 
 class Reset(NvTest):
     def test_gives_the_parameters_with_bit_0_their_default(self):
-        self.declare(b"# comment\na=1=x\nb=2=y\nc=ff=z\n")
+        self.declare(b"# comment\na=1=x\nb=2=y\nc=f7=z\n")
         for name in "abc":
             self.put(name, b"v")
         before = self.files()
         self.assert_ran(ltectl("nv", "reset", "--dry-run"),
-                        "line=2 change a=v -> x\nline=3 masked b=y\nline=4 change c=v -> z\n"
+                        "line=2 change source=current a=v -> x\nline=3 masked b=y\n"
+                        "line=4 change source=current c=v -> z\n"
                         "reset planned applied=2 undeclared=0 masked=1\n")
         self.assertEqual(self.files(), before)
         self.assert_ran(ltectl("nv", "reset"), "reset done applied=2 undeclared=0 masked=1\n")
@@ -263,7 +280,7 @@ class Clear(NvTest):
 
     def test_tells_when_something_is_left(self):
         write_file(BACKUP + ".hidden", b"v\0")
-        self.assert_failed(ltectl("nv", "clear", "--yes"), FAILED, f"cannot remove every parameter in {NV}")
+        self.assert_failed(ltectl("nv", "clear", "--yes"), FAILED, f"cannot remove every parameter in {BACKUP}")
 
     def test_without_a_store(self):
         shutil.rmtree(NV)

@@ -1,5 +1,6 @@
 """ltectl nv verify: every kind of damage is found, and none is changed."""
 
+import errno
 import os
 import shutil
 
@@ -75,7 +76,7 @@ class Verify(NvTest):
         self.put_copies(None, b"v\0")
         os.mkfifo(CURRENT + "a")
         result = ltectl("nv", "verify")
-        self.assertEqual((result.returncode, result.stdout), (FAILED, "a current unreadable\n"))
+        self.assertEqual((result.returncode, result.stdout), (FAILED, "a current unreadable reason=Invalid argument\n"))
 
     def test_every_pair_of_copies(self):
         for current, current_problem in CONTENTS:
@@ -96,8 +97,9 @@ class Verify(NvTest):
     def test_copies_that_are_no_files(self):
         os.mkdir(CURRENT + "a")
         os.symlink("a", BACKUP + "a")
-        self.assert_problems([{"name": "a", "copy": "current", "problem": "unreadable"},
-                              {"name": "a", "copy": "backup", "problem": "unreadable"}])
+        self.assert_problems([{"name": "a", "copy": "current", "problem": "unreadable", "reason": "Is a directory"},
+                              {"name": "a", "copy": "backup", "problem": "unreadable",
+                               "reason": os.strerror(errno.ELOOP)}])
 
     def test_files_that_nobody_declared(self):
         self.put("a", b"v")
@@ -135,8 +137,8 @@ class Verify(NvTest):
         os.makedirs(DEFAULTS)
         write_file(CURRENT[:-1], b"")
         os.mkdir(BACKUP)
-        self.assert_problems([{"file": DEFAULTS, "problem": "unreadable"},
-                              {"file": CURRENT, "problem": "unreadable"}])
+        self.assert_problems([{"file": DEFAULTS, "problem": "unreadable", "reason": "Is a directory"},
+                              {"file": CURRENT, "problem": "unreadable", "reason": "Not a directory"}])
 
     def test_init_repairs_what_is_missing_empty_or_has_bytes_behind_its_terminator(self):
         contents = [content for content, problem in CONTENTS

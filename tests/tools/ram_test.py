@@ -54,16 +54,16 @@ class Set(RamTest):
         os.makedirs(STORE + "taken")
         for name in ("", "taken"):
             self.assert_failed(ltectl("ram", "set", name, "v"), FAILED,
-                               f'"{name}" could not be stored in /tmp/nv/')
+                               f"cannot write /tmp/nv/{name}: Is a directory")
 
     def test_reports_a_store_that_cannot_be_made(self):
         self.assert_failed(support.run_with_readonly("/tmp", "ram", "set", "a", "v"), FAILED,
-                           "cannot make /tmp/nv/")
+                           "cannot make /tmp/nv/: Read-only file system; make it writable: mount -o remount,rw /tmp")
 
     def test_reports_a_store_that_is_none(self):
         with open("/tmp/nv", "w"):
             self.addCleanup(os.unlink, "/tmp/nv")
-        self.assert_failed(ltectl("ram", "set", "a", "v"), FAILED, "cannot open /tmp/nv/")
+        self.assert_failed(ltectl("ram", "set", "a", "v"), FAILED, "cannot open /tmp/nv/: Not a directory")
 
 
 class Get(RamTest):
@@ -130,7 +130,7 @@ class List(RamTest):
     def test_a_store_that_cannot_be_read(self):
         with open("/tmp/nv", "w"):
             self.addCleanup(os.unlink, "/tmp/nv")
-        self.assert_failed(ltectl("ram", "list"), FAILED, "cannot read /tmp/nv/")
+        self.assert_failed(ltectl("ram", "list"), FAILED, "cannot read /tmp/nv/: Not a directory")
 
 
 class Clear(RamTest):

@@ -100,6 +100,16 @@ Record &Record::number(const char *name, int64_t value)
     return *this;
 }
 
+Record &Record::hexadecimal(const char *name, uint32_t value)
+{
+    if (g_program.json) {
+        return number(name, value);
+    }
+    char digits[9];
+    snprintf(digits, sizeof(digits), "%x", static_cast<unsigned>(value));
+    return field(name, digits);
+}
+
 Record &Record::text(std::string_view words)
 {
     if (!g_program.json) {

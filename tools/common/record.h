@@ -23,6 +23,8 @@ public:
     // As text: name=value.
     Record &field(const char *name, std::string_view value);
     Record &number(const char *name, int64_t value);
+    // The same, as text without a prefix in hexadecimal: what is written so elsewhere too.
+    Record &hexadecimal(const char *name, uint32_t value);
     // Only in text.
     Record &text(std::string_view words);
 

@@ -94,6 +94,7 @@ int ram_list(char *const *operands);
 int ram_clear(char *const *operands);
 
 // nv.cpp
+extern const Option kNvShowOptions[];
 extern const Option kNvClearOptions[];
 int nv_init(char *const *operands);
 int nv_fin(char *const *operands);

@@ -11,9 +11,15 @@
 //   captured_output
 //             what the library prints on its own
 //   parameter what the commands of the two parameter stores have in common
+//   parameter_copy
+//             the file that holds a parameter's value
+//   storage   what to say when a file or folder is refused
 //   interface an interface as the kernel has it
 //   nv_file, nv_store, nv_import
 //             parameter files, copies and imports beyond what the library tells of them
+//   scratch_file
+//             a file without a name, for what the library takes by its path
+//   nv_secret parameters that are not shown unless they are asked for
 //   progress_bar
 //             how far long work is
 //   upgrade_trace
@@ -86,8 +92,12 @@ constexpr Command kNvCommands[] = {
     {.name = "set", .operands = "NAME VALUE", .help = "Store a parameter.", .run = nv_set},
     {.name = "list",
      .help = "Show every parameter: where its value comes from, its bits, its value.",
-     .run = nv_list},
-    {.name = "diff", .help = "Show every parameter that has not its default.", .run = nv_diff},
+     .run = nv_list,
+     .options = kNvShowOptions},
+    {.name = "diff",
+     .help = "Show every parameter that has not its default.",
+     .run = nv_diff,
+     .options = kNvShowOptions},
     {.name = "export",
      .operands = "FILE",
      .help = "Save parameters to a file.",

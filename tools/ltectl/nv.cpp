@@ -4,7 +4,9 @@
 #include "common/record.h"
 #include "ltectl/commands.h"
 #include "ltectl/nv_file.h"
+#include "ltectl/nv_secret.h"
 #include "ltectl/nv_store.h"
+#include "ltectl/storage.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -22,10 +24,12 @@ bool is_directory(const char *path)
     return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// ---- Start and end ----
+
 int explain_init(bool marked, int error)
 {
     if (marked) {
-        return fail(kFailed, "cannot remove %s: %s", NVM_SHUTDOWN_MARKER, strerror(error));
+        return cannot("remove", NVM_SHUTDOWN_MARKER, error);
     }
     ParameterFile defaults(NVM_DEFAULTS_FILE);
     Line line;
@@ -34,40 +38,108 @@ int explain_init(bool marked, int error)
     if (line == Line::kBad) {
         return defaults.complain("", "; the repair ends there");
     }
-    return fail(kFailed, "cannot make %s and %s: %s", NVM_CURRENT_DIR, NVM_BACKUP_DIR, strerror(error));
+    return cannot("make", NVM_CURRENT_DIR " and " NVM_BACKUP_DIR, error);
 }
 
-void list_value(const ParameterFile &declared, const char *source, const char *value)
+[[gnu::noinline]] int check_copies_readable(const char *name)
 {
-    char bits[9];
-    snprintf(bits, sizeof(bits), "%x", static_cast<unsigned>(declared.bits()));
-    Record record;
-    record.word("source", source).field("bits", bits);
-    add_parameter(record, declared.name(), value);
-}
-
-void list_declared(const ParameterFile &declared)
-{
-    for (const CopyPlace &place : kCopyPlaces) {
-        const Copy copy(place, declared.name());
-        if (copy.usable) {
-            return list_value(declared, place.name, copy.value);
+    for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {
+        const Copy copy(*place, name);
+        if (copy.error == EACCES) {
+            return copy.complain();
         }
     }
-    list_value(declared, "default", declared.value());
+    return kDone;
 }
 
-void diff_declared(const ParameterFile &declared)
+// The repair takes a copy that it has no right to read for a missing one, and would overwrite the other
+// with the default.
+int check_copies_readable()
 {
-    char value[kValueSize];
-    if (nvm_readnv(declared.name(), value, sizeof(value)) == NV_SUCCESS &&
-        strcmp(value, declared.value()) != 0) {
-        Record record;
-        add_change(record, declared.name(), {"default", declared.value()}, {"value", value});
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
+    int code = kDone;
+    while (code == kDone && defaults.next() == Line::kParameter) {
+        code = check_copies_readable(defaults.name());
     }
+    return code;
+}
+
+bool is_opened() { return is_directory(NVM_CURRENT_DIR) && is_directory(NVM_BACKUP_DIR); }
+
+// Parameters that the repair should have given two copies and has not, and the first of these copies.
+uint32_t g_unrepaired = 0;
+MissingValue g_missing;
+
+int check_repaired(const ParameterFile &declared)
+{
+    StoredValue value;
+    if (is_unstorable(declared.name())) {
+        return kDone;
+    }
+    if (const int code = value.read(declared); code != kDone) {
+        return code;
+    }
+    for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {
+        MissingValue missing;
+        if (missing.found(*place, declared.name(), value.text)) {
+            g_missing = g_unrepaired == 0 ? missing : g_missing;
+            ++g_unrepaired;
+            break;
+        }
+    }
+    return kDone;
+}
+
+int check_repair()
+{
+    const int code = each_declared(check_repaired);
+    if (g_unrepaired == 0) {
+        return code;
+    }
+    g_missing.complain();
+    return fail(kFailed, "the store is not ready: parameters without two copies: %u", g_unrepaired);
+}
+
+// ---- Showing ----
+
+// As text SOURCE, to be followed by the parameter.
+void add_source(Record &record, const StoredValue &value) { record.word("source", value.source); }
+
+int list_declared(const ParameterFile &declared)
+{
+    StoredValue value;
+    if (const int code = value.read(declared); code != kDone) {
+        return code;
+    }
+    Record record;
+    add_source(record, value);
+    record.hexadecimal("bits", declared.bits());
+    add_parameter(record, declared.name(), Shown(declared.bits(), value.text).text);
+    return kDone;
+}
+
+int diff_declared(const ParameterFile &declared)
+{
+    StoredValue value;
+    const int code = value.read(declared);
+    if (code == kDone && strcmp(value.text, declared.value()) != 0) {
+        Record record;
+        add_source(record, value);
+        add_change(record, declared.name(), {"default", Shown(declared.bits(), declared.value()).text},
+                   {"value", Shown(declared.bits(), value.text).text});
+    }
+    return code;
+}
+
+int show_each(int (*show)(const ParameterFile &declared))
+{
+    const int code = check_rights();
+    return code == kDone ? each_declared(show) : code;
 }
 
 } // namespace
+
+const Option kNvShowOptions[] = {kShowSecretsOption, {}};
 
 const Option kNvClearOptions[] = {
     {"yes", nullptr, "needed: what is stored is lost", &kSwitch, &g_yes},
@@ -76,12 +148,29 @@ const Option kNvClearOptions[] = {
 
 int nv_init(char *const *)
 {
-    const bool marked = is_directory(NVM_SHUTDOWN_MARKER);
-    if (nvm_init() != NV_SUCCESS) {
+    bool marked = is_directory(NVM_SHUTDOWN_MARKER);
+    if (const int code = check_rights(); code != kDone) {
+        return code;
+    }
+    if (const int code = check_copies_readable(); code != kDone) {
+        return code;
+    }
+    uint32_t result = nvm_init();
+    if (result == NV_SUCCESS && marked && !is_opened()) {
+        // The marker of a store that was never opened: there is nothing whose repair it could spare.
+        marked = false;
+        result = nvm_init();
+    }
+    if (result != NV_SUCCESS) {
         return explain_init(marked, errno);
     }
-    if (const char *directory = missing_directory()) {
-        return fail(kFailed, "%s is not there or no directory", directory);
+    for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {
+        if (!is_directory(place->directory)) {
+            return fail(kFailed, "%s is not there or no directory", place->directory);
+        }
+    }
+    if (const int code = marked ? kDone : check_repair(); code != kDone) {
+        return code;
     }
     Record().text("store").word("store", "ready").field("repair", marked ? "skipped" : "done");
     return kDone;
@@ -89,8 +178,14 @@ int nv_init(char *const *)
 
 int nv_fin(char *const *)
 {
+    if (const int code = check_rights(); code != kDone) {
+        return code;
+    }
+    if (!is_opened()) {
+        return fail(kFailed, "the store was never opened; ltectl nv init opens it");
+    }
     if (nvm_fin() != NV_SUCCESS) {
-        return fail(kFailed, "cannot make %s: %s", NVM_SHUTDOWN_MARKER, strerror(errno));
+        return cannot("make", NVM_SHUTDOWN_MARKER, errno);
     }
     // The library is content with the name; the next start is not.
     if (!is_directory(NVM_SHUTDOWN_MARKER)) {
@@ -100,7 +195,32 @@ int nv_fin(char *const *)
     return kDone;
 }
 
-int nv_get(char *const *operands) { return get_parameter(kPersistentStore, operands[0]); }
+int nv_get(char *const *operands)
+{
+    const char *const name = operands[0];
+    if (const int code = check_rights(); code != kDone) {
+        return code;
+    }
+    StoredValue value;
+    if (const int code = find_parameter(kPersistentStore, name, value.text); code != kDone) {
+        return code;
+    }
+    if (const int code = value.read(name); code != kDone) {
+        return code;
+    }
+    if (g_program.json) {
+        Record record;
+        add_source(record, value);
+        add_parameter(record, name, value.text);
+        return kDone;
+    }
+    if (value.source != kCurrent.name) {
+        note("\"%s\" has no current copy: this is its %s", name,
+             value.source == kBackup.name ? "backup copy" : "default");
+    }
+    show_value(value.text);
+    return kDone;
+}
 
 int nv_set(char *const *operands)
 {
@@ -108,17 +228,23 @@ int nv_set(char *const *operands)
         return fail(kFailed, "the value of \"%s\" has a line feed in it and could not be exported",
                     operands[0]);
     }
+    if (const int code = check_rights(); code != kDone) {
+        return code;
+    }
     return set_parameter(kPersistentStore, operands[0], operands[1]);
 }
 
-int nv_list(char *const *) { return each_declared(list_declared); }
+int nv_list(char *const *) { return show_each(list_declared); }
 
-int nv_diff(char *const *) { return each_declared(diff_declared); }
+int nv_diff(char *const *) { return show_each(diff_declared); }
 
 int nv_clear(char *const *)
 {
     if (!g_yes) {
         return fail(kUsage, "nv clear removes every stored value; with --yes it does");
+    }
+    if (const int code = check_rights(); code != kDone) {
+        return code;
     }
     return clear_parameters(kPersistentStore);
 }

@@ -5,13 +5,19 @@
 #include "ltectl/commands.h"
 #include "ltectl/nv_file.h"
 #include "ltectl/nv_import.h"
+#include "ltectl/nv_secret.h"
 #include "ltectl/nv_store.h"
+#include "ltectl/scratch_file.h"
+#include "ltectl/storage.h"
 
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace lterouter::tools {
 namespace {
@@ -39,6 +45,16 @@ constexpr Option kMaskOption = {"mask", "M", "only parameters with an attribute 
 constexpr Option kDryRunOption = {"dry-run", nullptr, "only tell line by line what would be done",
                                   &kSwitch, &g_dry_run};
 
+// As a file: standard input or output.
+constexpr char kStandardStream[] = "-";
+
+// Whether a path leads to what can be read only once.
+bool is_stream(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 // ---- Export ----
 
 bool same_file(const char *path, const char *other)
@@ -54,11 +70,29 @@ bool is_regular(const char *path)
     return stat(path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-uint32_t g_selected;
+// What is exported, and where it comes from.
+struct Selected {
+    uint32_t count = 0;
+    uint32_t current = 0;
+    uint32_t backup = 0;
+    uint32_t by_default = 0;
+};
+Selected g_selected;
 
-void count_selected(const ParameterFile &declared)
+int count_selected(const ParameterFile &declared)
 {
-    g_selected += (declared.bits() & g_mask) != 0 ? 1 : 0;
+    if ((declared.bits() & g_mask) == 0) {
+        return kDone;
+    }
+    StoredValue value;
+    const int code = value.read(declared);
+    if (code == kDone) {
+        ++g_selected.count;
+        ++(value.source == kCurrent.name  ? g_selected.current
+           : value.source == kBackup.name ? g_selected.backup
+                                          : g_selected.by_default);
+    }
+    return code;
 }
 
 // Whether a file holds as many lines as were selected, each of them whole.
@@ -73,7 +107,45 @@ bool holds_selected(const char *path)
     while ((line = file.next()) == Line::kParameter) {
         ++count;
     }
-    return line == Line::kEnd && count == g_selected;
+    return line == Line::kEnd && count == g_selected.count;
+}
+
+bool same_content(const ScratchFile &content, const char *path)
+{
+    FILE *const files[] = {fopen(content.path(), "re"), fopen(path, "re")};
+    bool same = files[0] != nullptr && files[1] != nullptr;
+    int bytes[2] = {};
+    while (same && bytes[0] != EOF) {
+        bytes[0] = getc(files[0]);
+        bytes[1] = getc(files[1]);
+        same = bytes[0] == bytes[1];
+    }
+    for (FILE *file : files) {
+        if (file != nullptr) {
+            fclose(file);
+        }
+    }
+    return same;
+}
+
+int write_export(const ScratchFile &content, const char *path)
+{
+    if (strcmp(path, kStandardStream) == 0) {
+        return content.empty_into(STDOUT_FILENO, "standard output");
+    }
+    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        return cannot("write", path, errno);
+    }
+    int code = content.empty_into(fd, path);
+    if (close(fd) != 0 && code == kDone) {
+        code = cannot("write", path, errno);
+    }
+    // A terminal or a pipe cannot be read back.
+    if (code == kDone && is_regular(path) && !same_content(content, path)) {
+        return fail(kFailed, "%s does not hold what was written", path);
+    }
+    return code;
 }
 
 // ---- Import ----
@@ -87,11 +159,11 @@ uint32_t reset(const ImportRequest &) { return nvm_routerreset(); }
 
 int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &request)
 {
-    if (const char *directory = missing_directory()) {
-        return fail(kFailed, "%s is not there; ltectl nv init makes it", directory);
+    if (const int code = check_directories(); code != kDone) {
+        return code;
     }
     // The library would print this in its own way.
-    if (const ParameterFile file(request.path); file.error() != 0) {
+    if (const ParameterFile file(request.path, request.shown); file.error() != 0) {
         return file.complain("", "");
     }
     if (g_dry_run) {
@@ -100,7 +172,7 @@ int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &re
     const uint32_t result = import(request);
     const int code = report_import(request);
     return code == kDone && result != NV_SUCCESS
-               ? fail(kFailed, "%s has changed while it was read", request.path)
+               ? fail(kFailed, "%s has changed while it was read", request.shown)
                : code;
 }
 
@@ -117,10 +189,11 @@ const Option kNvImportOptions[] = {
     {"identity", nullptr, "only a file that is for this router", &kSwitch, &g_identity},
     {"no-checksum", nullptr, "the file has no checksum line", &kSwitch, &g_no_checksum},
     kDryRunOption,
+    kShowSecretsOption,
     {},
 };
 
-const Option kNvResetOptions[] = {kDryRunOption, {}};
+const Option kNvResetOptions[] = {kDryRunOption, kShowSecretsOption, {}};
 
 int nv_export(char *const *operands)
 {
@@ -128,31 +201,70 @@ int nv_export(char *const *operands)
     if (same_file(path, NVM_DEFAULTS_FILE)) {
         return fail(kFailed, "%s declares the parameters and is not to be overwritten", path);
     }
-    // Before the library empties the file.
+    if (const int code = check_rights(); code != kDone) {
+        return code;
+    }
     if (const int code = each_declared(count_selected); code != kDone) {
         return code;
     }
-    if (nvm_export(path, g_mask, !g_no_checksum) != NV_SUCCESS) {
-        return fail(kFailed, "cannot write %s: %s", path, strerror(errno));
+    // The library neither tells of a full partition nor writes a checksum into a pipe.
+    const ScratchFile content;
+    if (const int code = content.made(); code != kDone) {
+        return code;
     }
-    // A terminal or a pipe cannot be read back.
-    if (is_regular(path) && !holds_selected(path)) {
-        return fail(kFailed,
-                    "%s is no good for an import: a value has a line feed in it, or the disk is full",
-                    path);
+    if (nvm_export(content.path(), g_mask, !g_no_checksum) != NV_SUCCESS) {
+        return cannot("write", content.path(), errno);
     }
-    Record().word("file", path).number("parameters", g_selected);
+    if (!holds_selected(content.path())) {
+        return fail(kFailed, "an export would be no good for an import: a value has a line feed in it");
+    }
+    if (const int code = write_export(content, path); code != kDone) {
+        return code;
+    }
+    const bool to_file = strcmp(path, kStandardStream) != 0;
+    if (to_file) {
+        Record()
+            .word("file", path)
+            .number("parameters", g_selected.count)
+            .number("current", g_selected.current)
+            .number("backup", g_selected.backup)
+            .number("default", g_selected.by_default);
+    } else if (g_selected.current != g_selected.count) {
+        note("exported without a current copy: %u from the backup, %u defaults", g_selected.backup,
+             g_selected.by_default);
+    }
     return kDone;
 }
 
 int nv_import(char *const *operands)
 {
-    return import_by(import_file, {"import", operands[0], g_mask, !g_no_checksum, g_identity});
+    const bool standard = strcmp(operands[0], kStandardStream) == 0;
+    const char *const shown = standard ? "standard input" : operands[0];
+    ImportRequest request = {"import", operands[0], shown, g_mask, !g_no_checksum, g_identity};
+    if (!standard && !is_stream(request.path)) {
+        return import_by(import_file, request);
+    }
+    // An import is read more than once.
+    const ScratchFile content;
+    if (const int code = content.made(); code != kDone) {
+        return code;
+    }
+    const int fd = standard ? STDIN_FILENO : open(request.path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return cannot("read", request.path, errno);
+    }
+    const int filled = content.fill(fd, shown);
+    if (!standard) {
+        close(fd);
+    }
+    request.path = content.path();
+    return filled == kDone ? import_by(import_file, request) : filled;
 }
 
 int nv_reset(char *const *)
 {
-    return import_by(reset, {"reset", NVM_DEFAULTS_FILE, NV_ATTR_RESET, false, false});
+    return import_by(reset,
+                     {"reset", NVM_DEFAULTS_FILE, NVM_DEFAULTS_FILE, NV_ATTR_RESET, false, false});
 }
 
 } // namespace lterouter::tools

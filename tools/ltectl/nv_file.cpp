@@ -1,6 +1,7 @@
 #include "ltectl/nv_file.h"
 
 #include "common/program.h"
+#include "ltectl/storage.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -8,8 +9,9 @@
 
 namespace lterouter::tools {
 
-ParameterFile::ParameterFile(const char *path)
-    : path_(path), file_(fopen(path, "re")), error_(file_ == nullptr ? errno : 0)
+ParameterFile::ParameterFile(const char *path, const char *shown)
+    : shown_(shown != nullptr ? shown : path), file_(fopen(path, "re")),
+      error_(file_ == nullptr ? errno : 0)
 {
 }
 
@@ -74,7 +76,7 @@ bool ParameterFile::read_line()
 Line ParameterFile::next()
 {
     while (read_line()) {
-        const int kind = nv_parse_line(text_, &name_, &bits_, &value_, path_, line_);
+        const int kind = nv_parse_line(text_, &name_, &bits_, &value_, shown_, line_);
         if (kind != NV_LINE_SKIP) {
             return kind == NV_LINE_PARAMETER ? Line::kParameter : Line::kBad;
         }
@@ -94,19 +96,22 @@ Line ParameterFile::find(const char *name)
 int ParameterFile::complain(const char *before, const char *after) const
 {
     if (error_ != 0) {
-        return fail(kFailed, "%scannot read %s: %s%s", before, path_, strerror(error_), after);
+        return fail(kFailed, "%scannot read %s: %s%s%s", before, shown_, strerror(error_), after,
+                    Remedy(shown_, error_).text);
     }
-    return fail(kFailed, "%sline %u of %s is malformed%s", before, line_, path_, after);
+    return fail(kFailed, "%sline %u of %s is malformed%s", before, line_, shown_, after);
 }
 
-int each_declared(void (*visit)(const ParameterFile &declared))
+int each_declared(int (*visit)(const ParameterFile &declared))
 {
     ParameterFile defaults(NVM_DEFAULTS_FILE);
+    int code = kDone;
     Line line;
     while ((line = defaults.next()) == Line::kParameter) {
-        visit(defaults);
+        const int visited = visit(defaults);
+        code = code == kDone ? visited : code;
     }
-    return line == Line::kEnd ? kDone : defaults.complain("", "");
+    return line == Line::kEnd ? code : defaults.complain("", "");
 }
 
 } // namespace lterouter::tools

@@ -16,7 +16,8 @@ enum class Line {
 
 class ParameterFile {
 public:
-    explicit ParameterFile(const char *path);
+    // shown: what the file is called in messages; the path itself if it is not given.
+    explicit ParameterFile(const char *path, const char *shown = nullptr);
     ~ParameterFile();
     ParameterFile(const ParameterFile &) = delete;
     ParameterFile &operator=(const ParameterFile &) = delete;
@@ -46,7 +47,7 @@ public:
 private:
     bool read_line();
 
-    const char *const path_;
+    const char *const shown_;
     FILE *const file_;
     int error_;
     uint32_t line_ = 0;
@@ -58,7 +59,7 @@ private:
 };
 
 // Shows every declared parameter to visit, in the order of the defaults file. A file that is missing or
-// malformed is complained about.
-int each_declared(void (*visit)(const ParameterFile &declared));
+// malformed is complained about. Returns kDone when every visit does and the file is whole.
+int each_declared(int (*visit)(const ParameterFile &declared));
 
 } // namespace lterouter::tools

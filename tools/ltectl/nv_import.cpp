@@ -2,6 +2,7 @@
 
 #include "common/program.h"
 #include "ltectl/nv_file.h"
+#include "ltectl/nv_secret.h"
 #include "ltectl/nv_store.h"
 
 #include <cstring>
@@ -28,7 +29,7 @@ enum class Purpose {
 class Walk {
 public:
     Walk(const ImportRequest &request, Purpose purpose)
-        : request_(request), purpose_(purpose), input_(request.path)
+        : request_(request), purpose_(purpose), input_(request.path, request.shown)
     {
     }
     // Returns kDone when the import gets to the end of the file; else says why not.
@@ -39,10 +40,10 @@ private:
     int check_head();
     int pass_identity();
     int pass_parameter();
-    int apply();
-    int show_change();
+    int apply(uint32_t bits);
+    int show_change(uint32_t bits);
     int check_change();
-    int show(const char *action);
+    int show(const char *action, uint32_t bits);
     bool value_before(uint32_t line, char *value) const;
 
     const ImportRequest &request_;
@@ -69,7 +70,7 @@ int Walk::run()
 int Walk::check_head()
 {
     if (request_.checksum && !input_.checksum_matches()) {
-        return fail(kFailed, "%s does not begin with the checksum of what follows%s", request_.path,
+        return fail(kFailed, "%s does not begin with the checksum of what follows%s", request_.shown,
                     kNothing);
     }
     return request_.identity ? pass_identity() : kDone;
@@ -88,7 +89,7 @@ int Walk::check_head()
             return input_.complain("", kNothing);
         }
         if (line == Line::kEnd) {
-            return fail(kFailed, "%s does not have the %s and %s of %s%s", request_.path,
+            return fail(kFailed, "%s does not have the %s and %s of %s%s", request_.shown,
                         NV_IDENTITY_VERSION, NV_IDENTITY_VARIANT, NVM_DEFAULTS_FILE, kNothing);
         }
         ParameterFile defaults(NVM_DEFAULTS_FILE);
@@ -101,7 +102,7 @@ int Walk::check_head()
             variant = variant || strcmp(input_.name(), NV_IDENTITY_VARIANT) == 0;
         }
         if (!request_.checksum) {
-            show("skipped");
+            show("skipped", declared == Line::kParameter ? defaults.bits() : 0);
         }
     }
     if (request_.checksum) {
@@ -117,7 +118,7 @@ int Walk::check_head()
     switch (defaults.find(input_.name())) {
     case Line::kEnd:
         ++counts_.undeclared;
-        return show("undeclared");
+        return show("undeclared", 0);
     case Line::kBad:
         return defaults.complain("", kStops);
     default:
@@ -125,21 +126,20 @@ int Walk::check_head()
     }
     if ((defaults.bits() & request_.mask) == 0) {
         ++counts_.masked;
-        return show("masked");
+        return show("masked", defaults.bits());
     }
-    // Declared for the directory itself, which takes no value; the library does not tell.
-    if (*input_.name() == '\0' || is_dots(input_.name())) {
-        return show("unstorable");
+    if (is_unstorable(input_.name())) {
+        return show("unstorable", defaults.bits());
     }
-    return apply();
+    return apply(defaults.bits());
 }
 
-int Walk::apply()
+int Walk::apply(uint32_t bits)
 {
     ++counts_.applied;
     switch (purpose_) {
     case Purpose::kShow:
-        return show_change();
+        return show_change(bits);
     case Purpose::kCheck:
         return check_change();
     default:
@@ -147,18 +147,25 @@ int Walk::apply()
     }
 }
 
-[[gnu::noinline]] int Walk::show_change()
+[[gnu::noinline]] int Walk::show_change(uint32_t bits)
 {
-    char old[kValueSize];
-    if (!value_before(input_.line(), old)) {
-        nvm_readnv(input_.name(), old, sizeof(old));
+    StoredValue old;
+    if (value_before(input_.line(), old.text)) {
+        old.source = "file";
+    } else if (const int code = old.read(input_.name()); code != kDone) {
+        return code;
     }
-    if (strcmp(old, input_.value()) == 0) {
-        return show("same");
-    }
+    bits |= input_.bits();
+    const bool same = strcmp(old.text, input_.value()) == 0;
+    const char *const value = Shown(bits, input_.value()).text;
     Record record;
-    record.number("line", input_.line()).word("action", "change");
-    add_change(record, input_.name(), {"old", old}, {"new", input_.value()});
+    record.number("line", input_.line()).word("action", same ? "same" : "change");
+    record.field("source", old.source);
+    if (same) {
+        add_parameter(record, input_.name(), value);
+    } else {
+        add_change(record, input_.name(), {"old", Shown(bits, old.text).text}, {"new", value});
+    }
     return kDone;
 }
 
@@ -166,15 +173,16 @@ int Walk::apply()
 {
     char last[kValueSize];
     value_before(UINT32_MAX, last);
-    return check_stored(kPersistentStore, input_.name(), last);
+    return check_stored(input_.name(), last);
 }
 
-int Walk::show(const char *action)
+// bits: those of the declaration; none without one.
+int Walk::show(const char *action, uint32_t bits)
 {
     if (purpose_ == Purpose::kShow) {
         Record record;
         record.number("line", input_.line()).word("action", action);
-        add_parameter(record, input_.name(), input_.value());
+        add_parameter(record, input_.name(), Shown(bits | input_.bits(), input_.value()).text);
     }
     return kDone;
 }

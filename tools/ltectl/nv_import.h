@@ -8,6 +8,7 @@ namespace lterouter::tools {
 struct ImportRequest {
     const char *command;
     const char *path;
+    const char *shown; // what the file is called in messages
     uint32_t mask;
     bool checksum;
     bool identity;

@@ -1,18 +1,15 @@
 #include "ltectl/nv_store.h"
 
 #include "common/program.h"
-#include "ltectl/nv_file.h"
+#include "ltectl/storage.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace lterouter::tools {
 namespace {
-
-constexpr const char *kDirectories[] = {NVM_CURRENT_DIR, NVM_BACKUP_DIR, nullptr};
 
 // Prints why a parameter without a copy cannot be looked up in the defaults file.
 int explain(uint32_t result, const char *name)
@@ -27,69 +24,80 @@ int explain(uint32_t result, const char *name)
     return defaults.complain(before, "");
 }
 
-// What the bytes of a file, of which a reader takes no more than fit, are wrong in.
-const char *judge(const char *bytes, size_t count, size_t file_size)
+// 0, or why this process cannot look into a directory, as an errno value.
+int directory_error(const char *directory)
 {
-    const void *terminator = memchr(bytes, '\0', count);
-    if (terminator != nullptr) {
-        const size_t used = static_cast<size_t>(static_cast<const char *>(terminator) + 1 - bytes);
-        return used == file_size ? nullptr : "trailing-bytes";
-    }
-    return file_size > count ? "too-long" : "unterminated";
+    char inside[sizeof(NVM_CURRENT_DIR) + 1];
+    snprintf(inside, sizeof(inside), "%s.", directory);
+    struct stat status;
+    return stat(inside, &status) == 0 ? 0 : errno;
 }
 
 } // namespace
 
-const ParameterStore kPersistentStore = {"nv",        "/2ndfile/nv/", kDirectories, nvm_readnv,
+const ParameterStore kPersistentStore = {"nv",        "/2ndfile/nv/", kCopyPlaces, nvm_readnv,
                                          nvm_writenv, nvm_clear,      explain};
 
-Copy::Copy(const CopyPlace &place, const char *name)
+bool StoredValue::read_copy(const CopyPlace &place, const char *name, int *code)
 {
-    char path[sizeof(NVM_CURRENT_DIR) + 128];
-    snprintf(path, sizeof(path), "%s%s", place.directory, name);
-    // What is no file is not waited for.
-    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        problem = errno == ENOENT ? "missing" : "unreadable";
-        return;
+    const Copy copy(place, name);
+    if (copy.error != 0) {
+        *code = copy.complain();
+    } else if (copy.usable) {
+        source = place.name;
+        strcpy(text, copy.value);
     }
-    problem = read_file(fd);
-    close(fd); // and with it goes the lock
+    return copy.error != 0 || copy.usable;
 }
 
-const char *Copy::read_file(int fd)
+int StoredValue::read(const ParameterFile &declared)
 {
-    struct flock lock = {};
-    lock.l_type = F_RDLCK;
-    lock.l_whence = SEEK_SET;
-    fcntl(fd, F_SETLKW, &lock);
-    struct stat status;
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-        return "unreadable";
+    int code = kDone;
+    if (!read_copy(kCurrent, declared.name(), &code) && !read_copy(kBackup, declared.name(), &code)) {
+        source = "default";
+        strcpy(text, declared.value());
     }
-    const ssize_t count = read(fd, value, sizeof(value));
-    if (count < 0) {
-        return "unreadable";
-    }
-    if (count == 0) {
-        return "empty";
-    }
-    const auto size = static_cast<size_t>(count);
-    const char *const wrong = judge(value, size, static_cast<size_t>(status.st_size));
-    value[size - 1] = '\0';
-    usable = true;
-    return wrong;
+    return code;
 }
 
-const char *missing_directory()
+int StoredValue::read(const char *name)
 {
-    for (const CopyPlace &place : kCopyPlaces) {
-        struct stat status;
-        if (stat(place.directory, &status) != 0) { // the slash at its end demands a directory
-            return place.directory;
+    int code = kDone;
+    if (!read_copy(kCurrent, name, &code) && !read_copy(kBackup, name, &code)) {
+        source = "default";
+        const uint32_t result = nvm_readnv(name, text, sizeof(text));
+        code = result == NV_SUCCESS ? kDone : explain(result, name);
+    }
+    return code;
+}
+
+int check_stored(const char *name, const char *value)
+{
+    return check_copies(kPersistentStore, name, value);
+}
+
+int check_rights()
+{
+    for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {
+        const int error = directory_error(place->directory);
+        if (error != 0 && error != ENOENT && error != ENOTDIR) {
+            return cannot("look into", place->directory, error);
         }
     }
-    return nullptr;
+    return kDone;
 }
+
+int check_directories()
+{
+    for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {
+        const int error = directory_error(place->directory);
+        if (error == ENOENT || error == ENOTDIR) {
+            return fail(kFailed, "%s is not there; ltectl nv init makes it", place->directory);
+        }
+    }
+    return check_rights();
+}
+
+bool is_unstorable(const char *name) { return *name == '\0' || is_dots(name); }
 
 } // namespace lterouter::tools

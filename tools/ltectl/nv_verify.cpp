@@ -15,10 +15,20 @@ namespace {
 uint32_t g_declared = 0;
 uint32_t g_problems = 0;
 
-void report(const char *name, const char *copy, const char *problem)
+// error: why something cannot be read, as an errno value.
+void add_reason(Record &record, int error)
+{
+    if (error != 0 && error != ENOENT) {
+        record.field("reason", strerror(error));
+    }
+}
+
+void report(const char *name, const char *copy, const char *problem, int error = 0)
 {
     ++g_problems;
-    Record().word("name", name).word("copy", copy).word("problem", problem);
+    Record record;
+    record.word("name", name).word("copy", copy).word("problem", problem);
+    add_reason(record, error);
 }
 
 void report_line(const char *problem, uint32_t line)
@@ -30,13 +40,15 @@ void report_line(const char *problem, uint32_t line)
 void report_path(const char *path, int error)
 {
     ++g_problems;
-    Record().word("file", path).word("problem", error == ENOENT ? "missing" : "unreadable");
+    Record record;
+    record.word("file", path).word("problem", error == ENOENT ? "missing" : "unreadable");
+    add_reason(record, error);
 }
 
 void report_copy(const char *name, const CopyPlace &place, const Copy &copy)
 {
     if (copy.problem != nullptr) {
-        report(name, place.name, copy.problem);
+        report(name, place.name, copy.problem, copy.error);
     }
 }
 
@@ -114,10 +126,12 @@ void verify_directory(const CopyPlace &place)
 
 int nv_verify(char *const *)
 {
-    verify_defaults();
-    for (const CopyPlace &place : kCopyPlaces) {
-        verify_directory(place);
+    if (const int code = check_rights(); code != kDone) {
+        return code;
     }
+    verify_defaults();
+    verify_directory(kCurrent);
+    verify_directory(kBackup);
     if (g_problems != 0) {
         return fail(kFailed, "problems in the store: %u", g_problems);
     }

@@ -1,29 +1,35 @@
 #include "ltectl/parameter.h"
 
 #include "common/program.h"
+#include "ltectl/storage.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 namespace lterouter::tools {
 namespace {
 
 int is_listed(const dirent *entry) { return !is_dots(entry->d_name); }
 
-// false: a directory cannot be read.
-bool count_files(const ParameterStore &store, int *count)
-{
-    *count = 0;
-    for (const char *const *directory = store.directories; *directory != nullptr; ++directory) {
-        const Names names(*directory);
-        if (!names.known()) {
-            return false;
+// What is in the directories of a store.
+struct Files {
+    explicit Files(const ParameterStore &store)
+    {
+        for (const CopyPlace *place = store.places; place->name != nullptr; ++place) {
+            const Names names(place->directory);
+            count += names.count();
+            if (!names.known() || names.count() != 0) {
+                found_in = place->directory;
+            }
+            error = names.known() ? error : names.error();
         }
-        *count += names.count();
     }
-    return true;
-}
+    int count = 0;
+    const char *found_in = nullptr;
+    int error = 0; // why a directory cannot be read, as an errno value
+};
 
 } // namespace
 
@@ -57,27 +63,21 @@ void add_change(Record &record, const char *name, const NamedValue &from, const 
     }
 }
 
-int get_parameter(const ParameterStore &store, const char *name)
+int find_parameter(const ParameterStore &store, const char *name, char *value)
 {
-    char value[kValueSize];
-    const uint32_t result = store.read(name, value, sizeof(value));
+    const uint32_t result = store.read(name, value, kValueSize);
     if (result == NV_ERR_NAME) {
         return fail(kFailed, "no parameter \"%s\"; ltectl %s list shows what there is", name,
                     store.group);
     }
-    if (result != NV_SUCCESS) {
-        return store.explain(result, name);
-    }
-    if (g_program.json) {
-        Record record;
-        add_parameter(record, name, value);
-        return kDone;
-    }
-    // As it is, for the shell.
+    return result == NV_SUCCESS ? kDone : store.explain(result, name);
+}
+
+void show_value(const char *value)
+{
     start_output();
     puts(value);
     flush_output();
-    return kDone;
 }
 
 int set_parameter(const ParameterStore &store, const char *name, const char *value)
@@ -89,7 +89,7 @@ int set_parameter(const ParameterStore &store, const char *name, const char *val
     if (result != NV_SUCCESS) {
         return store.explain(result, name);
     }
-    if (const int code = check_stored(store, name, value); code != kDone) {
+    if (const int code = check_copies(store, name, value); code != kDone) {
         return code;
     }
     Record record;
@@ -97,26 +97,33 @@ int set_parameter(const ParameterStore &store, const char *name, const char *val
     return kDone;
 }
 
-int check_stored(const ParameterStore &store, const char *name, const char *value)
+int check_copies(const ParameterStore &store, const char *name, const char *value)
 {
-    char stored[kValueSize];
-    if (store.read(name, stored, sizeof(stored)) != NV_SUCCESS || strcmp(stored, value) != 0) {
-        return fail(kFailed, "\"%s\" could not be stored in %s", name, store.root);
+    MissingValue missing;
+    for (const CopyPlace *place = store.places; place->name != nullptr; ++place) {
+        if (missing.found(*place, name, value)) {
+            return missing.complain();
+        }
     }
     return kDone;
 }
 
 int clear_parameters(const ParameterStore &store)
 {
-    int before;
-    count_files(store, &before);
+    const Files before(store);
     store.clear();
-    int left;
-    if (!count_files(store, &left) || left != 0) {
-        return fail(kFailed, "cannot remove every parameter in %s", store.root);
+    const Files left(store);
+    if (left.error != 0) {
+        return cannot("read", left.found_in, left.error);
     }
-    Record().number("removed", before);
-    return kDone;
+    if (left.count == 0) {
+        Record().number("removed", before.count);
+        return kDone;
+    }
+    if (access(left.found_in, W_OK | X_OK) != 0) {
+        return cannot("remove what is in", left.found_in, errno);
+    }
+    return fail(kFailed, "cannot remove every parameter in %s", left.found_in);
 }
 
 } // namespace lterouter::tools

@@ -2,34 +2,36 @@
 #pragma once
 
 #include "common/record.h"
-#include "lc_nv.h"
+#include "ltectl/parameter_copy.h"
 
 #include <cerrno>
 #include <dirent.h>
 
 namespace lterouter::tools {
 
-// Holds every value that can be read: the stores cut longer ones.
-constexpr uint32_t kValueSize = NV_VALUE_MAX + 1;
-
 struct ParameterStore {
-    const char *group;              // its commands: "ram"
-    const char *root;               // where it keeps its files
-    const char *const *directories; // those that hold parameters, up to a NULL
+    const char *group;       // its commands: "ram"
+    const char *root;        // where it keeps its files
+    const CopyPlace *places; // that hold parameters; ends with a row without a name
     uint32_t (*read)(const char *name, char *buf, uint32_t size);
     uint32_t (*write)(const char *name, const char *value, uint32_t size);
     uint32_t (*clear)();
     int (*explain)(uint32_t result, const char *name); // prints why a call failed; returns kFailed
 };
 
+// Copies a value to a buffer of kValueSize; prints why there is none.
+int find_parameter(const ParameterStore &store, const char *name, char *value);
+
+// As it is, for the shell.
+void show_value(const char *value);
+
 // One command each, for any store.
-int get_parameter(const ParameterStore &store, const char *name);
 int set_parameter(const ParameterStore &store, const char *name, const char *value);
 int clear_parameters(const ParameterStore &store);
 
-// The stores report success also for what they could not write, so that has to be read back. Prints
-// that the value is not there.
-int check_stored(const ParameterStore &store, const char *name, const char *value);
+// The stores report success also for what they could not write, so that has to be read back. Prints in
+// which file the value is not, and why; returns an exit code.
+int check_copies(const ParameterStore &store, const char *name, const char *value);
 
 // As text NAME=VALUE.
 void add_parameter(Record &record, const char *name, const char *value);

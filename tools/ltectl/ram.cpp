@@ -3,32 +3,59 @@
 #include "common/program.h"
 #include "ltectl/commands.h"
 #include "ltectl/parameter.h"
+#include "ltectl/storage.h"
+
+#include <cerrno>
 
 namespace lterouter::tools {
 namespace {
 
 constexpr char kNameRule[] = "1 to 127 letters, digits, \"-\", \"_\" and \".\"";
-constexpr const char *kDirectories[] = {NVMRAM_DIR, nullptr};
+constexpr CopyPlace kPlaces[] = {{"ram", NVMRAM_DIR}, {}};
 
 int explain(uint32_t result, const char *name)
 {
     if (result == NV_ERR_NAME) {
         return fail(kFailed, "\"%s\" is no parameter name: %s", name, kNameRule);
     }
-    return fail(kFailed, "cannot open %s", NVMRAM_DIR);
+    return cannot("open", NVMRAM_DIR, errno);
 }
 
-constexpr ParameterStore kStore = {"ram",          NVMRAM_DIR,   kDirectories, nvmram_readnv,
+// Who may not read a parameter is told by the store that there is none.
+[[gnu::noinline]] int check_right(const char *name)
+{
+    const Copy copy(kPlaces[0], name);
+    return copy.error == EACCES ? copy.complain() : kDone;
+}
+
+constexpr ParameterStore kStore = {"ram",          NVMRAM_DIR,   kPlaces, nvmram_readnv,
                                    nvmram_writenv, nvmram_clear, explain};
 
 } // namespace
 
-int ram_get(char *const *operands) { return get_parameter(kStore, operands[0]); }
+int ram_get(char *const *operands)
+{
+    const char *const name = operands[0];
+    if (const int code = check_right(name); code != kDone) {
+        return code;
+    }
+    char value[kValueSize];
+    if (const int code = find_parameter(kStore, name, value); code != kDone) {
+        return code;
+    }
+    if (g_program.json) {
+        Record record;
+        add_parameter(record, name, value);
+    } else {
+        show_value(value);
+    }
+    return kDone;
+}
 
 int ram_set(char *const *operands)
 {
     if (nvmram_init() != NV_SUCCESS) {
-        return fail(kFailed, "cannot make %s", NVMRAM_DIR);
+        return cannot("make", NVMRAM_DIR, errno);
     }
     return set_parameter(kStore, operands[0], operands[1]);
 }
@@ -37,16 +64,19 @@ int ram_list(char *const *)
 {
     const Names names(NVMRAM_DIR);
     if (!names.known()) {
-        return fail(kFailed, "cannot read %s", NVMRAM_DIR);
+        return cannot("read", NVMRAM_DIR, names.error());
     }
+    int code = kDone;
     for (int i = 0; i < names.count(); ++i) {
         char value[kValueSize];
         if (nvmram_readnv(names[i], value, sizeof(value)) == NV_SUCCESS) {
             Record record;
             add_parameter(record, names[i], value);
+        } else if (check_right(names[i]) != kDone) {
+            code = kFailed;
         }
     }
-    return kDone;
+    return code;
 }
 
 int ram_clear(char *const *) { return clear_parameters(kStore); }

@@ -1,0 +1,268 @@
+"""ltectl nv where the store does not do as it is told: without rights, on a full or read-only partition, before
+it was opened, and through pipes. What could not be read or written is named, and nothing claims to be done."""
+
+import os
+import subprocess
+
+import support
+from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, MARKER, NV, NvTest, ltectl, read_file, with_checksum,
+                     write_file)
+
+FILE = "/2ndfile/given.cfg"
+DECLARED = b"a=1=da\nb=3=db\npin=9=\n"
+
+
+def without_rights(*arguments):
+    """ltectl as any user but root: the sandbox has only one, who has lost root's right to every file."""
+    lost = "-dac_override,-dac_read_search"
+    return support.run("setpriv", "--inh-caps", lost, "--bounding-set", lost, support.ltectl_program, *arguments)
+
+
+def fed(data, *arguments):
+    """ltectl with this on its standard input."""
+    return subprocess.run([support.ltectl_program, *arguments], input=data, capture_output=True,
+                          timeout=support.TIMEOUT)
+
+
+class TruthTest(NvTest):
+    def setUp(self):
+        super().setUp()
+        self.declare(DECLARED)
+        self.put("a", b"va")
+        self.put("b", b"vb")
+        self.put("pin", b"4321")
+
+    def assert_denied(self, *arguments, sentence):
+        before = self.files()
+        result = without_rights(*arguments)
+        self.assertEqual((result.returncode, result.stdout, result.stderr),
+                         (FAILED, "", f"ltectl: {sentence}; it takes root's rights\n"), arguments)
+        self.assertEqual(self.files(), before)
+
+
+class WithoutRights(TruthTest):
+    def test_to_look_into_the_store(self):
+        """So the library makes its directories: without search permission."""
+        for directory in (CURRENT, BACKUP):
+            os.chmod(directory, 0o666)
+            for arguments in (["get", "a"], ["get", "a", "--json"], ["set", "a", "v"], ["list"], ["diff"], ["reset"],
+                              ["reset", "--dry-run"], ["export", FILE], ["export", "-"], ["verify"], ["init"], ["fin"],
+                              ["import", DEFAULTS, "--no-checksum"], ["clear", "--yes"]):
+                self.assert_denied("nv", *arguments, sentence=f"cannot look into {directory}: Permission denied")
+            os.chmod(directory, 0o777)
+        self.assertFalse(os.path.exists(FILE))
+
+    def test_to_read_a_copy(self):
+        """To the library such a copy is none, and another takes its place."""
+        for directory in (CURRENT, BACKUP):
+            os.chmod(directory + "a", 0o200)
+            for arguments in (["get", "a"], ["export", FILE], ["init"]):
+                self.assert_denied("nv", *arguments, sentence=f"cannot read {directory}a: Permission denied")
+            os.chmod(directory + "a", 0o666)
+            write_file(CURRENT + "a", b"")  # so that the backup copy is asked
+
+    def test_a_list_names_what_it_leaves_out(self):
+        os.chmod(CURRENT + "a", 0o200)
+        for command, shown in (("list", "current bits=3 b=vb\ncurrent bits=9 pin=********\n"),
+                               ("diff", "current b=db -> vb\ncurrent pin= -> ********\n")):
+            result = without_rights("nv", command)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (
+                FAILED, shown, f"ltectl: cannot read {CURRENT}a: Permission denied; it takes root's rights\n"))
+
+    def test_to_write_a_copy(self):
+        for directory in (CURRENT, BACKUP):
+            self.put("a", b"va")
+            os.chmod(directory + "a", 0o444)
+            sentence = f"cannot write {directory}a: Permission denied"
+            write_file(FILE, b"a=1=new\n")
+            for arguments in (["set", "a", "new"], ["reset"], ["import", FILE, "--no-checksum"]):
+                result = without_rights("nv", *arguments)
+                self.assertEqual((result.returncode, result.stdout, result.stderr),
+                                 (FAILED, "", f"ltectl: {sentence}; it takes root's rights\n"), arguments)
+            os.chmod(directory + "a", 0o666)
+
+    def test_to_make_and_remove_files(self):
+        os.unlink(BACKUP + "a")
+        os.chmod(BACKUP, 0o555)
+        result = without_rights("nv", "init")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            FAILED, "", f"ltectl: cannot write {BACKUP}a: Permission denied; it takes root's rights\n"
+                        "ltectl: the store is not ready: parameters without two copies: 1\n"))
+        result = without_rights("nv", "clear", "--yes")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            FAILED, "", f"ltectl: cannot remove what is in {BACKUP}: Permission denied; it takes root's rights\n"))
+        os.chmod(BACKUP, 0o777)
+
+    def test_to_read_the_declarations(self):
+        os.chmod(DEFAULTS, 0o200)
+        for command in ("list", "diff"):
+            self.assert_denied("nv", command, sentence=f"cannot read {DEFAULTS}: Permission denied")
+
+
+class FullPartition(TruthTest):
+    FULL = "No space left on device; make room: df /2ndfile/nv tells how full it is"
+
+    def setUp(self):
+        """A partition of a few pages, with its declarations, and not a byte for a value."""
+        super().setUp()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", NV], check=True)
+        self.addCleanup(subprocess.run, ["umount", NV], check=True)
+        self.declare(DECLARED)
+        with open(NV + "filler", "wb", buffering=0) as filler:
+            try:
+                while filler.write(b"x" * 4096):
+                    pass
+            except OSError as error:
+                self.assertEqual(error.strerror, "No space left on device")
+
+    def test_init(self):
+        for _ in range(2):
+            result = ltectl("nv", "init")
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (
+                FAILED, "", f"ltectl: cannot write {CURRENT}a: {self.FULL}\n"
+                            "ltectl: the store is not ready: parameters without two copies: 3\n"))
+
+    def test_init_when_there_is_room_for_some(self):
+        os.truncate(NV + "filler", 4096)
+        result = ltectl("nv", "init")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            FAILED, "", f"ltectl: cannot write {CURRENT}b: {self.FULL}\n"
+                        "ltectl: the store is not ready: parameters without two copies: 2\n"))
+
+    def test_reset_set_and_import(self):
+        ltectl("nv", "init")
+        write_file(FILE, b"a=1=new\n")
+        for arguments in (["reset"], ["set", "a", "new"], ["import", FILE, "--no-checksum"]):
+            self.assert_failed(ltectl("nv", *arguments), FAILED, f"cannot write {CURRENT}a: {self.FULL}")
+
+    def test_export(self):
+        self.assert_failed(ltectl("nv", "export", NV + "saved.cfg"), FAILED, f"cannot write {NV}saved.cfg: {self.FULL}")
+
+
+class ReadOnlyPartition(TruthTest):
+    ADVICE = "Read-only file system; make it writable: mount -o remount,rw /2ndfile"
+
+    def test_names_what_cannot_be_written(self):
+        before = self.files()
+        for arguments, sentence in ((["set", "a", "new"], f"cannot write {CURRENT}a"),
+                                    (["reset"], f"cannot write {CURRENT}a"),
+                                    (["export", FILE], f"cannot write {FILE}"),
+                                    (["fin"], f"cannot make {MARKER}"),
+                                    (["clear", "--yes"], f"cannot remove what is in {BACKUP}")):
+            result = support.run_with_readonly("/2ndfile", "nv", *arguments)
+            self.assertEqual((result.returncode, result.stdout, result.stderr),
+                             (FAILED, "", f"ltectl: {sentence}: {self.ADVICE}\n"))
+        self.assertEqual(self.files(), before)
+
+    def test_what_needs_no_writing_works(self):
+        for arguments in (["init"], ["get", "a"], ["list"], ["verify"], ["export", "-"]):
+            self.assertEqual(support.run_with_readonly("/2ndfile", "nv", *arguments).returncode, DONE, arguments)
+
+
+class NeverOpened(NvTest):
+    def setUp(self):
+        super().setUp()
+        self.declare(DECLARED)
+        os.rmdir(CURRENT)
+        os.rmdir(BACKUP)
+
+    def test_fin_tells_so(self):
+        self.assert_failed(ltectl("nv", "fin"), FAILED, "the store was never opened; ltectl nv init opens it")
+        self.assertFalse(os.path.exists(MARKER))
+
+    def test_init_after_a_shutdown_that_somebody_else_marked(self):
+        os.mkdir(MARKER)
+        self.assert_ran(ltectl("nv", "init"), "store ready repair=done\n")
+        self.assertFalse(os.path.exists(MARKER))
+        self.assert_copies("a", b"da")
+
+
+class Pipes(TruthTest):
+    LINES = b"a=1=new\nb=3=newer\nz=1=x\n"
+    DONE_WITH = b"import done applied=2 undeclared=1 masked=0\n"
+
+    def assert_imported(self, result):
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, self.DONE_WITH, b""))
+        self.assert_copies("a", b"new")
+        self.assert_copies("b", b"newer")
+        self.put("a", b"va")
+        self.put("b", b"vb")
+
+    def test_import_from_standard_input(self):
+        for name in ("-", "/dev/stdin"):
+            self.assert_imported(fed(self.LINES, "nv", "import", name, "--no-checksum"))
+            self.assert_imported(fed(with_checksum(self.LINES), "nv", "import", name))
+
+    def test_import_from_a_named_pipe(self):
+        os.mkfifo("/2ndfile/pipe")
+        writer = subprocess.Popen(["sh", "-c", "cat >/2ndfile/pipe"], stdin=subprocess.PIPE)
+        self.addCleanup(writer.wait)
+        writer.stdin.write(with_checksum(self.LINES))
+        writer.stdin.close()
+        self.assert_imported(fed(b"", "nv", "import", "/2ndfile/pipe"))
+
+    def test_a_dry_run(self):
+        before = self.files()
+        result = fed(with_checksum(b"a=1=new\npin=9=1111\n"), "nv", "import", "-", "--dry-run")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            DONE, b"line=2 change source=current a=va -> new\n"
+                  b"line=3 change source=current pin=******** -> ********\n"
+                  b"import planned applied=2 undeclared=0 masked=0\n", b""))
+        self.assertEqual(self.files(), before)
+
+    def test_what_is_wrong_with_it_is_told(self):
+        for data, sentence in ((b"a=1=new\n", b"standard input does not begin with the checksum of what follows; "
+                                              b"nothing is applied"),
+                               (with_checksum(b"a=1=new\nno\n"), b"line 3 of standard input is malformed; what "
+                                                                 b"follows is not applied")):
+            result = fed(data, "nv", "import", "-")
+            self.assertEqual((result.returncode, result.stdout, result.stderr),
+                             (FAILED, b"", b"ltectl: " + sentence + b"\n"))
+
+    def test_what_does_not_end(self):
+        result = ltectl("nv", "import", "/dev/zero")
+        self.assertEqual((result.returncode, result.stderr), (
+            FAILED, "ltectl: /dev/zero has more than 8388608 bytes, which is no file of parameters\n"))
+
+    def test_from_export_to_import(self):
+        script = '"$0" nv export - --mask 2 | "$0" nv import - --mask 2'
+        before = self.files()
+        result = support.run("sh", "-c", script, support.ltectl_program, cwd="/2ndfile")
+        self.assert_ran(result, "import done applied=1 undeclared=0 masked=0\n")
+        self.assertEqual(self.files(), before)
+        self.assertEqual(read_file(CURRENT + "b"), b"vb\0")
+
+
+class Secrets(TruthTest):
+    SHOWN = (["list"], "current bits=9 pin=%s\n"), (["diff"], "current pin= -> %s\n")
+
+    def test_are_masked_unless_they_are_asked_for(self):
+        for arguments, line in self.SHOWN:
+            self.assertIn(line % "********", ltectl("nv", *arguments).stdout)
+            self.assertNotIn("4321", ltectl("nv", *arguments, "--json").stdout)
+            self.assertIn(line % "4321", ltectl("nv", *arguments, "--show-secrets").stdout)
+
+    def test_in_dry_runs(self):
+        write_file(FILE, b"pin=0=1111\nsecret=8=2222\na=8=3333\n")
+        for arguments in (["import", FILE, "--no-checksum"], ["import", FILE, "--no-checksum", "--mask", "2"],
+                          ["reset"]):
+            for form in ([], ["--json"]):
+                masked = ltectl("nv", *arguments, "--dry-run", *form).stdout
+                for secret in ("4321", "1111", "2222", "3333"):
+                    self.assertNotIn(secret, masked)
+                self.assertIn("********", masked)
+        shown = ltectl("nv", "import", FILE, "--no-checksum", "--dry-run", "--show-secrets").stdout
+        self.assertEqual(shown, "line=1 change source=current pin=4321 -> 1111\nline=2 undeclared secret=2222\n"
+                                "line=3 change source=current a=va -> 3333\n"
+                                "import planned applied=2 undeclared=1 masked=0\n")
+
+    def test_one_that_is_not_set_is_none(self):
+        self.put("pin", b"")
+        self.assertIn("current bits=9 pin=\n", ltectl("nv", "list").stdout)
+
+    def test_who_asks_for_one_gets_it(self):
+        self.assert_ran(ltectl("nv", "get", "pin"), "4321\n")
+
+
+if __name__ == "__main__":
+    support.main()

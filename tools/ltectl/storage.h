@@ -1,0 +1,21 @@
+// Places where things are kept: what to say when the system refuses one.
+#pragma once
+
+#include <cstddef>
+
+namespace lterouter::tools {
+
+// Prints "cannot write FILE: REASON" and, where something helps, what; returns kFailed. error: an errno
+// value.
+int cannot(const char *action, const char *path, int error);
+
+// What helps against it, "; make room ..."; empty when nothing is known to.
+struct Remedy {
+    Remedy(const char *path, int error);
+    char text[192] = "";
+};
+
+// Writes everything. Returns 0, or why not, as an errno value.
+int write_all(int fd, const char *bytes, size_t size);
+
+} // namespace lterouter::tools
