@@ -119,11 +119,11 @@ class List(ToolTest):
         self.start_peer("lc_socket_")
         self.bind(b"\0lc_socket_x_common")
         self.assertEqual(self.objects(ltectl("bus", "list", "--json").stdout), [
-            {"endpoint": "lc_socket_", "kind": "unknown"},
-            {"endpoint": f"lc_socket_cli1_{pid}_common", "module": "cli1", "ids": "3,4", "kind": "process",
+            {"event": "endpoint", "endpoint": "lc_socket_", "kind": "unknown"},
+            {"event": "endpoint", "endpoint": f"lc_socket_cli1_{pid}_common", "module": "cli1", "ids": [3, 4], "kind": "process",
              "pid": pid, "status": "gone"},
-            {"endpoint": "lc_socket_mm_common", "module": "mm", "ids": "1", "kind": "shared"},
-            {"endpoint": "lc_socket_x_common", "module": "x", "kind": "shared", "address": "short"}])
+            {"event": "endpoint", "endpoint": "lc_socket_mm_common", "module": "mm", "ids": [1], "kind": "shared"},
+            {"event": "endpoint", "endpoint": "lc_socket_x_common", "module": "x", "kind": "shared", "address": "short"}])
 
     def test_a_table_that_cannot_be_read(self):
         script = 'mount -t tmpfs none /proc/$$/net && exec "$@"'
@@ -290,16 +290,15 @@ class Watch(ToolTest):
 
     def test_as_json(self):
         self.start("--json")
-        head = {"session": 7, "from": "lc_socket_cgi_common"}
+        head = {"event": "message", "session": 7, "from": "lc_socket_cgi_common"}
         for msg_id, body, kind, fields in (
                 (LINK_STATUS, link_body(0), ASYNC,
-                 {"type": "async", "message": "WM_MSG_LINK_STATUS_NOTIFY", "event": "link",
-                  "status": "disconnected", "name": "WM_DISCONNECTED"}),
+                 {"type": "async", "message": "WM_MSG_LINK_STATUS_NOTIFY", "status": "disconnected", "name": "WM_DISCONNECTED"}),
                 (0x50000001, b"\xff", REQUEST, {"type": "request", "message": "unknown", "body": "ff"}),
-                (support.CONNECT, b"", 4294967295, {"type": 4294967295, "message": "WM_MSG_CONNECT_REQ"})):
+                (support.CONNECT, b"", 4294967295, {"type": "unknown", "type_value": 4294967295, "message": "WM_MSG_CONNECT_REQ"})):
             self.tell(msg_id, body, kind)
             [answer] = self.objects(self.watch.out.next())
-            self.assertEqual(answer, {**head, "id": f"0x{msg_id:08x}", "length": len(body), **fields})
+            self.assertEqual(answer, {**head, "id": msg_id, "length": len(body), **fields})
 
     def test_ends_after_as_many_as_it_was_asked_for(self):
         self.start("--count", "2")

@@ -182,10 +182,10 @@ class Options(ToolTest):
         for arguments in (["--json", "ram", "clear"], ["ram", "--json", "clear"],
                           ["ram", "clear", "--json"]):
             with self.subTest(arguments):
-                self.assert_ran(ltectl(*arguments), '{"removed":0}\n')
+                self.assert_ran(ltectl(*arguments), '{"event":"cleared","removed":0}\n')
 
     def test_options_may_stand_behind_operands(self):
-        self.assert_ran(ltectl("ram", "set", "a", "b", "--json"), '{"name":"a","value":"b"}\n')
+        self.assert_ran(ltectl("ram", "set", "a", "b", "--json"), '{"event":"parameter","name":"a","value":"b"}\n')
 
     def test_a_commands_own_options_stand_behind_its_name(self):
         self.assert_failed(ltectl("--timeout", "5", "roam"), USAGE, 'unknown option "--timeout"; see ltectl --help')
@@ -194,6 +194,51 @@ class Options(ToolTest):
 
     def test_what_follows_two_dashes_is_an_operand(self):
         self.assert_ran(ltectl("ram", "set", "a", "--", "--json"), "a=--json\n")
+
+
+class Get(ToolTest):
+    """Bare values, for a shell without a JSON tool."""
+
+    def setUp(self):
+        super().setUp()
+        for name, value in (("a", "two words"), ("b", ""), ("c", 'two\nlines"')):
+            ltectl("ram", "set", name, value)
+
+    def test_values_are_lines_in_the_order_asked_for(self):
+        self.assert_ran(ltectl("ram", "list", "-g", "name"), "a\nb\nc\n")
+        self.assert_ran(ltectl("ram", "list", "--get", "value,name"), 'two words\na\n\nb\ntwo?lines"\nc\n')
+        self.assert_ran(ltectl("-g", "name,event,name", "ram", "get", "a"), "a\nparameter\na\n")
+
+    def test_numbers_are_numbers(self):
+        self.assert_ran(ltectl("ram", "clear", "-g", "removed"), "3\n")
+
+    def test_what_an_object_lacks_is_an_empty_line(self):
+        support.write_file("/tmp/ltelog.1", b"[lib/a:f:2]one\nanother\n")
+        self.addCleanup(os.unlink, "/tmp/ltelog.1")
+        self.assert_ran(ltectl("trace", "-g", "text,line"), "one\n2\nanother\n\n")
+        self.assert_ran(ltectl("trace", "-g", "line"), "2\n")
+
+    def test_what_no_object_has_is_a_failure(self):
+        result = ltectl("ram", "list", "-g", "name,nome")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            FAILED, "a\n\nb\n\nc\n\n", 'ltectl: the answer has no field "nome"\n'))
+
+    def test_no_object_is_no_failure(self):
+        ltectl("ram", "clear")
+        self.assert_ran(ltectl("ram", "list", "-g", "name"))
+
+    def test_lists(self):
+        self.start_wansim()
+        found = ltectl("bus", "list", "-g", "endpoint,ids").stdout
+        self.assertIn(support.SOCKET + "\n1\n", found)
+
+    def test_in_the_simulators(self):
+        self.assertIn("connect\n", wansim("--requests", "-g", "request").stdout.splitlines(True))
+
+    def test_bad_fields(self):
+        for fields in ("", ",", "a,", ",a", "a,,b", "A", "a b", "a-b", ",".join("a" * 17)):
+            self.assert_failed(ltectl("ram", "list", "-g", fields), USAGE, (
+                f'--get takes the names of at most 16 fields, separated by commas, not "{fields}"'))
 
 
 class Output(ToolTest):

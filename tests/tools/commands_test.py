@@ -138,7 +138,7 @@ class Network(ToolTest):
     def test_identity_and_channel(self):
         self.start_wansim("--imsi", "001019876543210")
         self.assert_ran(ltectl("imsi"), "001019876543210\n")
-        self.assert_ran(ltectl("imsi", "--json"), '{"imsi":"001019876543210"}\n')
+        self.assert_ran(ltectl("imsi", "--json"), '{"event":"imsi","imsi":"001019876543210"}\n')
         self.assert_ran(ltectl("channel"), "channel value=1300\n")
 
 
@@ -324,7 +324,7 @@ class Status(ToolTest):
         self.assertIn("IMSI          -\n", screen)
         self.assertIn("interface     wwan0, not there\n", screen)
         status = json.loads(ltectl("status", "--json").stdout)
-        self.assertEqual(set(status), {"sim", "imei", "operator", "signal", "nettype", "roaming", "link",
+        self.assertEqual(set(status), {"event", "sim", "imei", "operator", "signal", "nettype", "roaming", "link",
                                        "interface", "uptime"})
 
     def test_needs_a_wan_manager(self):
@@ -359,7 +359,7 @@ class Completion(unittest.TestCase):
     def test_options_of_a_command(self):
         self.assertEqual(self.offered(support.ltectl_program, "scan", "--t"), ["--timeout"])
         self.assertEqual(self.offered(support.ltectl_program, "nv", "import", "--"),
-                         ["--dry-run", "--help", "--identity", "--json", "--mask", "--no-checksum", "--show-secrets",
+                         ["--dry-run", "--get", "--help", "--identity", "--json", "--mask", "--no-checksum", "--show-secrets",
                           "--version"])
         self.assertEqual(self.offered(support.ltectl_program, "upgrade", "--d"), ["--dry-run"])
         self.assertEqual(self.offered(support.wansim_program, "--fa"), ["--fault"])

@@ -36,8 +36,8 @@ class WithWansim(ToolTest):
         simulator.lines_to("wansim: link connecting")
         self.assert_ran(ltectl("disconnect"), "disconnect requested\n")
         simulator.lines_to("wansim: link disconnected")
-        self.assert_ran(ltectl("connect", "--json"), '{"requested":"connect"}\n')
-        self.assert_ran(ltectl("disconnect", "--json"), '{"requested":"disconnect"}\n')
+        self.assert_ran(ltectl("connect", "--json"), '{"event":"requested","requested":"connect"}\n')
+        self.assert_ran(ltectl("disconnect", "--json"), '{"event":"requested","requested":"disconnect"}\n')
 
     def test_connect_that_takes_too_long(self):
         self.start_wansim("--delay", "600000")

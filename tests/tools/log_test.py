@@ -66,8 +66,8 @@ class Listing(LogTest):
         answers = self.objects(ltectl("log", "--json").stdout)
         self.assertEqual(len(answers), len(BUILT_IN) + 1)
         self.assertEqual(answers[3],
-                         {"module": "WanManager", "id": 3, "debug": "off", "info": "off", "error": "on"})
-        self.assertEqual(answers[-1], {"time": "off"})
+                         {"event": "log", "module": "WanManager", "id": 3, "debug": "off", "info": "off", "error": "on"})
+        self.assertEqual(answers[-1], {"event": "log", "time": "off"})
 
     def test_modules_of_the_file(self):
         self.configure(b"# id,letter,name\n16,x,NEWMOD\n17,y,Another\n\n-5,z,Negative\n300,a,with, comma\n"
@@ -116,7 +116,7 @@ class Switching(LogTest):
     def test_the_time(self):
         self.assert_ran(ltectl("log", "time", "on"), "time=on\n")
         self.assertEqual(flags(), {"TIME"})
-        self.assert_ran(ltectl("log", "TIME", "off", "--json"), '{"time":"off"}\n')
+        self.assert_ran(ltectl("log", "TIME", "off", "--json"), '{"event":"log","time":"off"}\n')
         self.assertEqual(flags(), set())
 
     def test_what_is_so_already(self):
@@ -133,7 +133,7 @@ class Switching(LogTest):
 
     def test_as_json(self):
         self.assertEqual(self.objects(ltectl("log", "CM", "info", "on", "--json").stdout),
-                         [{"module": "CM", "id": 15, "debug": "off", "info": "on", "error": "off"}])
+                         [{"event": "log", "module": "CM", "id": 15, "debug": "off", "info": "on", "error": "off"}])
 
     def test_modules_of_the_file(self):
         self.configure(b"16,x,time\n17,x,error\n18,x,Twice\n19,x,Twice\n")

@@ -95,7 +95,8 @@ class WithFakeManager(ToolTest):
     def test_a_number_too_big_for_a_signed_word(self):
         self.start("--json")
         self.manager.publish(self.address, LINK_STATUS, link_body(0xFFFFFFFF))
-        self.assertEqual(json.loads(self.monitor.out.next()), {"event": "link", "status": 0xFFFFFFFF,
+        self.assertEqual(json.loads(self.monitor.out.next()), {"event": "link", "status": "unknown",
+                                                              "status_value": 0xFFFFFFFF,
                                                               "name": "UNKNOWN LINK STATUS"})
 
     def test_a_signal_ends_it_while_nobody_reads(self):

@@ -264,7 +264,7 @@ class Arp(NetTest):
     def test_shows_what_the_kernel_has(self):
         self.assertEqual(self.meet(), FAR_MAC)
         self.assert_ran(ltectl("net", "arp", FAR_IP), f"{FAR_IP} {FAR_MAC}\n")
-        self.assert_ran(ltectl("net", "arp", FAR_IP, "--json"), f'{{"ip":"{FAR_IP}","mac":"{FAR_MAC}"}}\n')
+        self.assert_ran(ltectl("net", "arp", FAR_IP, "--json"), f'{{"event":"neighbour","ip":"{FAR_IP}","mac":"{FAR_MAC}"}}\n')
         ip("neigh", "replace", FAR_IP, "dev", "lan0", "lladdr", OTHER_MAC)
         self.assert_ran(ltectl("net", "arp", FAR_IP), f"{FAR_IP} {OTHER_MAC}\n")
 
@@ -348,7 +348,7 @@ class Probe(NetTest):
             result = ltectl("net", "probe", address, "lan0", "--mac", FAR_MAC, f"--timeout={timeout}", "--json")
             self.assertEqual((result.returncode, result.stderr), (code, ""))
             self.assertEqual(self.objects(result.stdout),
-                             [{"ip": address, "status": status, "mac": FAR_MAC, "interface": "lan0",
+                             [{"event": "probe", "ip": address, "status": status, "mac": FAR_MAC, "interface": "lan0",
                                "timeout": timeout}])
 
     def test_of_one_whose_hardware_address_nobody_knows(self):
@@ -401,7 +401,7 @@ class Iface(NetTest):
     def test_that_is_up(self):
         self.assert_ran(ltectl("net", "iface", "lan0"), f"lan0 up ip={NEAR_IP} mac={NEAR_MAC}\n")
         self.assert_ran(ltectl("net", "iface", "lan0", "--json"),
-                        f'{{"interface":"lan0","status":"up","ip":"{NEAR_IP}","mac":"{NEAR_MAC}"}}\n')
+                        f'{{"event":"iface","interface":"lan0","status":"up","ip":"{NEAR_IP}","mac":"{NEAR_MAC}"}}\n')
 
     def test_that_is_down(self):
         ip("link", "set", "lan0", "down")
@@ -416,7 +416,7 @@ class Iface(NetTest):
         ip("link", "set", "lo", "up")
         self.assert_ran(ltectl("net", "iface", "lo"), "lo up ip=127.0.0.1\n")
         self.assert_ran(ltectl("net", "iface", "lo", "--json"),
-                        '{"interface":"lo","status":"up","ip":"127.0.0.1"}\n')
+                        '{"event":"iface","interface":"lo","status":"up","ip":"127.0.0.1"}\n')
 
     def test_that_is_not_there(self):
         for name in "none0", "near", "lan00", "NEAR0":

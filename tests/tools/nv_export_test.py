@@ -32,7 +32,7 @@ class Export(NvTest):
 
     def test_without_a_checksum(self):
         self.assert_ran(ltectl("nv", "export", FILE, "--no-checksum", "--mask", "1", "--json"),
-                        '{"file":"/2ndfile/saved.cfg","parameters":1,'
+                        '{"event":"exported","file":"/2ndfile/saved.cfg","parameters":1,'
                         '"current":1,"backup":0,"default":0}\n')
         self.assertEqual(read_file(FILE), b"a=1=va\n")
 

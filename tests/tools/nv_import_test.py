@@ -58,11 +58,11 @@ class DryRun(ImportTest):
         self.give(b"a=1=new\nb=1=vb\nz=1=x\nc=1=x\n")
         result = ltectl("nv", "import", FILE, "--dry-run", "--no-checksum", "--mask", "7", "--json")
         self.assertEqual(self.objects(result.stdout), [
-            {"line": 1, "action": "change", "source": "current", "name": "a", "old": "va", "new": "new"},
-            {"line": 2, "action": "same", "source": "current", "name": "b", "value": "vb"},
-            {"line": 3, "action": "undeclared", "name": "z", "value": "x"},
-            {"line": 4, "action": "masked", "name": "c", "value": "x"},
-            {"import": "planned", "applied": 2, "undeclared": 1, "masked": 1}])
+            {"event": "line", "line": 1, "action": "change", "source": "current", "name": "a", "old": "va", "new": "new"},
+            {"event": "line", "line": 2, "action": "same", "source": "current", "name": "b", "value": "vb"},
+            {"event": "line", "line": 3, "action": "undeclared", "name": "z", "value": "x"},
+            {"event": "line", "line": 4, "action": "masked", "name": "c", "value": "x"},
+            {"event": "import", "import": "planned", "applied": 2, "undeclared": 1, "masked": 1}])
 
     def test_without_a_checksum_line_tells_what_the_identity_check_passes_over(self):
         lines = b"b=1=passed\npri_version=1=R1\na=1=passed\nup_dev_sku=1=EU\na=1=new\n"
@@ -103,7 +103,7 @@ class Import(ImportTest):
         self.assert_copies("b", b"new")
         self.assertFalse(os.path.exists(CURRENT + "c"))
         self.assertEqual(self.objects(ltectl("nv", "import", FILE, "--json").stdout),
-                         [{"import": "done", "applied": 3, "undeclared": 1, "masked": 0}])
+                         [{"event": "import", "import": "done", "applied": 3, "undeclared": 1, "masked": 0}])
         self.assert_copies("c", b"new")
 
     def test_restores_an_export(self):

@@ -16,7 +16,7 @@ class Init(NvTest):
         self.declare(b"a=1=x\n")
         self.assert_ran(ltectl("nv", "init"), "store ready repair=done\n")
         self.assert_copies("a", b"x")
-        self.assert_ran(ltectl("nv", "init", "--json"), '{"store":"ready","repair":"done"}\n')
+        self.assert_ran(ltectl("nv", "init", "--json"), '{"event":"store","store":"ready","repair":"done"}\n')
 
     def test_makes_the_directories(self):
         self.declare(b"a=1=x\n")
@@ -63,7 +63,7 @@ class Fin(NvTest):
     def test_marks_the_shutdown(self):
         self.assert_ran(ltectl("nv", "fin"), "store closed\n")
         self.assertTrue(os.path.isdir(MARKER))
-        self.assert_ran(ltectl("nv", "fin", "--json"), '{"store":"closed"}\n')
+        self.assert_ran(ltectl("nv", "fin", "--json"), '{"event":"store","store":"closed"}\n')
 
     def test_of_a_name_that_is_taken(self):
         write_file(MARKER, b"")
@@ -81,7 +81,7 @@ class Get(NvTest):
         for value in (b"v", b"", b"two\nlines"):
             self.put("a", value)
             self.assert_ran(ltectl("nv", "get", "a"), value.decode() + "\n")
-        self.assert_ran(ltectl("nv", "get", "a", "--json"), '{"source":"current","name":"a","value":"two\\u000alines"}\n')
+        self.assert_ran(ltectl("nv", "get", "a", "--json"), '{"event":"parameter","source":"current","name":"a","value":"two\\u000alines"}\n')
 
     def test_says_where_the_value_comes_from_when_it_has_no_current_copy(self):
         self.declare(b"a=1=x\nb=1=two  words=\n")
@@ -92,7 +92,7 @@ class Get(NvTest):
             self.assertEqual((result.returncode, result.stdout, result.stderr), (
                 DONE, value + "\n", f'ltectl: "{name}" has no current copy: this is its {told}\n'))
             self.assert_ran(ltectl("nv", "get", name, "--json"),
-                            f'{{"source":"{source}","name":"{name}","value":"{value}"}}\n')
+                            f'{{"event":"parameter","source":"{source}","name":"{name}","value":"{value}"}}\n')
 
     def test_the_longest_value(self):
         self.declare(b"a=1=" + b"v" * 4095 + b"\n")
@@ -121,7 +121,7 @@ class Set(NvTest):
         self.declare(b"a=1=x\n")
         self.assert_ran(ltectl("nv", "set", "a", "12"), "a=12\n")
         self.assert_copies("a", b"12")
-        self.assert_ran(ltectl("nv", "set", "a", "", "--json"), '{"name":"a","value":""}\n')
+        self.assert_ran(ltectl("nv", "set", "a", "", "--json"), '{"event":"parameter","name":"a","value":""}\n')
         self.assert_copies("a", b"")
 
     def test_the_longest_value(self):
@@ -183,10 +183,10 @@ class List(NvTest):
     def test_as_json(self):
         self.declare_some()
         self.assertEqual(self.objects(ltectl("nv", "list", "--json").stdout), [
-            {"source": "current", "bits": 1, "name": "c", "value": "vc"},
-            {"source": "backup", "bits": 0x80000000, "name": "b", "value": "vb"},
-            {"source": "default", "bits": 0, "name": "a", "value": "da"},
-            {"source": "default", "bits": 0xa3, "name": "d", "value": "d d"}])
+            {"event": "parameter", "source": "current", "bits": 1, "name": "c", "value": "vc"},
+            {"event": "parameter", "source": "backup", "bits": 0x80000000, "name": "b", "value": "vb"},
+            {"event": "parameter", "source": "default", "bits": 0, "name": "a", "value": "da"},
+            {"event": "parameter", "source": "default", "bits": 0xa3, "name": "d", "value": "d d"}])
 
     def test_shows_what_a_reader_gets(self):
         self.declare(b"a=1=x\n")
@@ -220,8 +220,8 @@ class Diff(NvTest):
         self.put("c", b"")
         self.assert_ran(ltectl("nv", "diff"), "current b= -> two words\ncurrent c=y -> \n")
         self.assertEqual(self.objects(ltectl("nv", "diff", "--json").stdout),
-                         [{"source": "current", "name": "b", "default": "", "value": "two words"},
-                          {"source": "current", "name": "c", "default": "y", "value": ""}])
+                         [{"event": "difference", "source": "current", "name": "b", "default": "", "value": "two words"},
+                          {"event": "difference", "source": "current", "name": "c", "default": "y", "value": ""}])
 
 
 class Reset(NvTest):
@@ -243,7 +243,7 @@ class Reset(NvTest):
     def test_as_json(self):
         self.declare(b"a=1=x\nb=2=y\n")
         self.assertEqual(self.objects(ltectl("nv", "reset", "--json").stdout),
-                         [{"reset": "done", "applied": 1, "undeclared": 0, "masked": 1}])
+                         [{"event": "reset", "reset": "done", "applied": 1, "undeclared": 0, "masked": 1}])
 
     def test_with_a_bad_defaults_file(self):
         self.assert_failed(ltectl("nv", "reset"), FAILED, NO_DEFAULTS)
@@ -269,7 +269,7 @@ class Clear(NvTest):
         os.unlink(BACKUP + "b")
         self.assert_ran(ltectl("nv", "clear", "--yes"), "removed=3\n")
         self.assertEqual((os.listdir(CURRENT), os.listdir(BACKUP), read_file(DEFAULTS)), ([], [], b"a=1=x\n"))
-        self.assert_ran(ltectl("nv", "clear", "--yes", "--json"), '{"removed":0}\n')
+        self.assert_ran(ltectl("nv", "clear", "--yes", "--json"), '{"event":"cleared","removed":0}\n')
 
     def test_without_a_yes_removes_nothing(self):
         self.put("a", b"v")

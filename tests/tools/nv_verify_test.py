@@ -51,6 +51,7 @@ class Verify(NvTest):
         before = self.files()
         result = ltectl("nv", "verify", "--json")
         self.assertEqual(self.files(), before)
+        problems = [{"event": "problem", **problem} for problem in problems]
         self.assertEqual((self.objects(result.stdout), result.returncode, result.stderr),
                          (problems, FAILED, f"ltectl: problems in the store: {len(problems)}\n"))
 
@@ -58,7 +59,7 @@ class Verify(NvTest):
         self.put("a", b"two words")
         before = self.files()
         self.assert_ran(ltectl("nv", "verify"), "store sound parameters=2\n")
-        self.assert_ran(ltectl("nv", "verify", "--json"), '{"store":"sound","parameters":2}\n')
+        self.assert_ran(ltectl("nv", "verify", "--json"), '{"event":"store","store":"sound","parameters":2}\n')
         self.assertEqual(self.files(), before)
 
     def test_as_text(self):

@@ -26,7 +26,7 @@ class Set(RamTest):
 
     def test_replaces_a_longer_value(self):
         self.put("a", b"a longer value\0")
-        self.assert_ran(ltectl("ram", "set", "a", "b", "--json"), '{"name":"a","value":"b"}\n')
+        self.assert_ran(ltectl("ram", "set", "a", "b", "--json"), '{"event":"parameter","name":"a","value":"b"}\n')
         self.assertEqual(stored("a"), b"b\0")
 
     def test_stores_an_empty_value(self):
@@ -77,7 +77,7 @@ class Get(RamTest):
             self.put("a", value.encode() + b"\0")
             result = ltectl("ram", "get", "a", "--json")
             self.assertEqual(result.returncode, DONE)
-            self.assertEqual(self.objects(result.stdout), [{"name": "a", "value": value}])
+            self.assertEqual(self.objects(result.stdout), [{"event": "parameter", "name": "a", "value": value}])
 
     def test_bytes_that_are_no_text_leave_the_json_readable(self):
         for value, shown in ((b"a\xffb", "a\ufffdb"),               # no UTF-8 byte at all
@@ -90,7 +90,7 @@ class Get(RamTest):
                              (b"\xf0\x9d\x84(", "\ufffd" * 3 + "(")):
             self.put("a", value + b"\0")
             result = ltectl("ram", "get", "a", "--json")
-            self.assertEqual(self.objects(result.stdout), [{"name": "a", "value": shown}])
+            self.assertEqual(self.objects(result.stdout), [{"event": "parameter", "name": "a", "value": shown}])
 
     def test_the_longest_value_that_can_be_read(self):
         self.put("a", b"v" * 5000 + b"\0")
@@ -109,7 +109,7 @@ class List(RamTest):
         names = [".hidden", "10", "9", "B", "_", "a.b", "b", "c"]
         self.assert_ran(ltectl("ram", "list"), "".join(f"{name}={name}!\n" for name in names))
         self.assertEqual(self.objects(ltectl("ram", "list", "--json").stdout),
-                         [{"name": name, "value": name + "!"} for name in names])
+                         [{"event": "parameter", "name": name, "value": name + "!"} for name in names])
 
     def test_leaves_out_what_is_no_parameter(self):
         self.put("a", b"1\0")
@@ -139,7 +139,7 @@ class Clear(RamTest):
             self.put(name, b"1\0")
         self.assert_ran(ltectl("ram", "clear"), "removed=2\n")
         self.assertEqual(os.listdir(STORE), [])
-        self.assert_ran(ltectl("ram", "clear", "--json"), '{"removed":0}\n')
+        self.assert_ran(ltectl("ram", "clear", "--json"), '{"event":"cleared","removed":0}\n')
 
     def test_tells_when_something_is_left(self):
         self.put(".hidden", b"1\0")

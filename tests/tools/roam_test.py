@@ -63,7 +63,7 @@ class RoamAgainstFakeManager(ToolTest):
         self.manager.accept_registrations()
         self.deregistrations()
         self.manager.respond(self.manager.take(), stranger.pack("iI", 0, 7))
-        self.assertEqual(client.finish(), (DONE, '{"event":"roaming","status":7}\n', ""))
+        self.assertEqual(client.finish(), (DONE, '{"event":"roaming","status":"unknown","status_value":7}\n', ""))
 
     def test_status_shows_no_value_of_another_request(self):
         client = self.ask("status", "--json")

@@ -136,14 +136,14 @@ class Whole(TraceTest):
                        b"[::0]\n[a:b:99999999999999]g\n\xff\n")
         answers = self.objects(ltectl("trace", "--json").stdout)
         line = answers[0].pop("line")
-        self.assertEqual(answers[0], {"unit": "lib/lc_up", "function": "lc_set_img_size",
+        self.assertEqual(answers[0], {"event": "trace", "unit": "lib/lc_up", "function": "lc_set_img_size",
                                       "text": "img file len:1000007, split into 489 pic"})
         self.assertGreater(line, 1)
         self.assertEqual(answers[1:], [
-            {"unit": "lib/a", "function": "f", "line": 2, "text": "one"}, {"text": "another"}, {"text": "[a]b"},
-            {"text": "[a:b]c"}, {"text": "[a:b:c]d"}, {"text": "[a:b:1:2]e"}, {"text": "x[a:b:1]f"},
-            {"unit": "", "function": "", "line": 0, "text": ""}, {"text": "[a:b:99999999999999]g"},
-            {"text": "\ufffd"}])
+            {"event": "trace", "unit": "lib/a", "function": "f", "line": 2, "text": "one"}, {"event": "trace", "text": "another"}, {"event": "trace", "text": "[a]b"},
+            {"event": "trace", "text": "[a:b]c"}, {"event": "trace", "text": "[a:b:c]d"}, {"event": "trace", "text": "[a:b:1:2]e"}, {"event": "trace", "text": "x[a:b:1]f"},
+            {"event": "trace", "unit": "", "function": "", "line": 0, "text": ""}, {"event": "trace", "text": "[a:b:99999999999999]g"},
+            {"event": "trace", "text": "\ufffd"}])
 
 
 class Follow(TraceTest):

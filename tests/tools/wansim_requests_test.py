@@ -63,7 +63,7 @@ class Table(WansimTest):
 
     def test_requests_are_listed_as_json(self):
         self.assertEqual(self.objects(wansim("--requests", "--json").stdout),
-                         [{"request": name, "id": f"0x{msg_id:08x}", "module": module}
+                         [{"event": "request", "request": name, "id": msg_id, "module": module}
                           for module, rows in self.MODULES for name, msg_id, *_ in rows])
 
     def assert_wrong_lengths_are_refused(self, rows, socket):

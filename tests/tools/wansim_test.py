@@ -360,7 +360,7 @@ class Output(WansimTest):
         self.assertEqual([event["event"] for event in events], [
             "request", "interface", "link", "modem", "link", "request", "link", "modem", "link",
             "interface", "request", "roaming", "request", "refused", "ended"])
-        self.assertEqual(events[0], {"event": "request", "request": "connect", "id": "0x10400001",
+        self.assertEqual(events[0], {"event": "request", "request": "connect", "id": CONNECT,
                                      "from": "lc_socket_cgi_common"})
         self.assertEqual(events[3], {"event": "modem", "report": "+CSQ: 23,99"})
         self.assertEqual(events[13], {"event": "refused", "request": "unknown", "result": -1})

@@ -22,6 +22,7 @@ bool g_version = false;
 
 constexpr Option kCommonOptions[] = {
     {"json", nullptr, "answer with JSON objects, one a line", &kSwitch, &g_program.json},
+    {"get", "FIELD[,FIELD]", "of each object only these values, one a line", &kFields, nullptr, 'g'},
     {"help", nullptr, "show this help and end", &kSwitch, &g_help},
     {"version", nullptr, "show the version and end", &kSwitch, &g_version},
     {},
@@ -103,7 +104,7 @@ int print_help(const Level &level)
 
 int print_version()
 {
-    Record().word("program", g_program.name).word("version", LTEROUTER_VERSION);
+    Record().event("version").word("program", g_program.name).word("version", LTEROUTER_VERSION);
     return kDone;
 }
 
@@ -273,6 +274,10 @@ int run_program(const Command &root, int argc, char **argv)
     // A reader that had enough is no failure.
     if (code == kDone && output_error() != 0 && output_error() != EPIPE) {
         return fail(kFailed, "cannot write the answer: %s", strerror(output_error()));
+    }
+    if (const std::string_view missing = missing_field(); code == kDone && !missing.empty()) {
+        return fail(kFailed, "the answer has no field \"%.*s\"", static_cast<int>(missing.size()),
+                    missing.data());
     }
     return code;
 }

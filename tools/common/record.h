@@ -2,6 +2,8 @@
 // object ({"event":"link","status":"connected","interface":"wwan0"}).
 #pragma once
 
+#include "common/command.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <span>
@@ -18,22 +20,36 @@ public:
     Record(const Record &) = delete;
     Record &operator=(const Record &) = delete;
 
+    // What the object is about. Not in text; a second one is no more than text either.
+    Record &event(const char *name);
     // As text: the value alone.
     Record &word(const char *name, std::string_view value);
     // As text: name=value.
     Record &field(const char *name, std::string_view value);
     Record &number(const char *name, int64_t value);
-    // The same, as text without a prefix in hexadecimal: what is written so elsewhere too.
-    Record &hexadecimal(const char *name, uint32_t value);
+    // As text name=as_text, for what is written otherwise elsewhere too: in hexadecimal, say.
+    Record &number(const char *name, int64_t value, const char *as_text);
+    // As text name=value,value.
+    Record &numbers(const char *name, std::span<const uint32_t> values);
     // Only in text.
     Record &text(std::string_view words);
 
 private:
+    Record &plain(const char *name, const char *value);
+    void json_text(const char *name, std::string_view value);
     void separate(const char *separator);
     void name_in_json(const char *name);
+    void name_in_text(const char *name);
 
     bool empty_ = true;
+    bool has_event_ = false;
 };
+
+// The names of fields whose values are all that is printed of an answer. No target.
+extern const ValueType kFields;
+
+// A field that was asked for and that no object had; empty when there is none, or no object.
+std::string_view missing_field();
 
 // Prints a text that may hold anything: it must not break its line nor drive the terminal.
 void put_text(std::string_view text, FILE *file = stdout);
@@ -46,7 +62,8 @@ int output_error();
 void start_output();
 void flush_output();
 
-// Adds what a value is called, as a word; the value itself when it has no name.
+// Adds what a value is called, as a word. A value without a name is shown itself; in an object it is
+// "unknown" and stands beside it, in NAME_value.
 void add_named(Record &record, const char *name, std::span<const char *const> names, uint32_t value);
 
 // The text of a fixed-width field, which need not be terminated.

@@ -26,7 +26,7 @@ std::string_view socket_name(const ipc_addr &address)
 
 void add_link(Record &record, const lct_link_status &link)
 {
-    record.word("event", "link");
+    record.event("link").text("link");
     add_named(record, "status", kLinkStates, link.link_status);
     if (link.link_status == LCT_LINK_CONNECTED) {
         record.field("interface", bounded(link.interface_name))
@@ -41,14 +41,14 @@ void add_link(Record &record, const lct_link_status &link)
 
 void add_interface(Record &record, const lct_iface_status &interface)
 {
-    record.word("event", "interface")
+    record.event("interface").text("interface")
         .word("status", interface.readiness == kReady ? "ready" : "not ready")
         .field("name", get_iface_status_str(interface.readiness));
 }
 
 void add_roaming(Record &record, uint32_t value)
 {
-    record.word("event", "roaming");
+    record.event("roaming").text("roaming");
     add_named(record, "status", kSwitchStates, value);
 }
 

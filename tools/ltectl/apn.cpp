@@ -26,6 +26,7 @@ int apn_match(char *const *operands)
                     key);
     }
     Record()
+        .event("apn")
         .word("apn", bounded(item.apn))
         .field("key", bounded(item.key))
         .field("text1", bounded(item.text1))

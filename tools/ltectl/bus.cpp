@@ -91,17 +91,18 @@ bool parse_name(std::string_view name, Identity *identity)
     return true;
 }
 
-// The identifiers of the modules of that name, with commas between them; two share one.
-void find_modules(std::string_view module, char (&ids)[4 * IPC_MODULE_COUNT])
+// The identifiers of the modules of that name, for two share one; returns how many.
+size_t find_modules(std::string_view module, uint32_t (&ids)[IPC_MODULE_COUNT])
 {
-    ids[0] = '\0';
+    size_t count = 0;
     for (uint32_t id = 0; id < IPC_MODULE_COUNT; ++id) {
         const ipc_addr address = module_address(id);
         Identity known;
         if (parse_name(socket_name(address), &known) && known.module == module) {
-            snprintf(ids + strlen(ids), 4, "%s%u", ids[0] == '\0' ? "" : ",", id);
+            ids[count++] = id;
         }
     }
+    return count;
 }
 
 bool is_running(uint32_t pid) { return kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH; }
@@ -109,16 +110,16 @@ bool is_running(uint32_t pid) { return kill(static_cast<pid_t>(pid), 0) == 0 || 
 void print_endpoint(const Bound &bound)
 {
     Record record;
-    record.word("endpoint", bound.name);
+    record.event("endpoint").word("endpoint", bound.name);
     Identity identity;
     if (!parse_name(bound.name, &identity)) {
         record.field("kind", "unknown");
     } else {
-        char ids[4 * IPC_MODULE_COUNT];
-        find_modules(identity.module, ids);
+        uint32_t ids[IPC_MODULE_COUNT];
+        const size_t count = find_modules(identity.module, ids);
         record.field("module", identity.module);
-        if (ids[0] != '\0') {
-            record.field("ids", ids);
+        if (count != 0) {
+            record.numbers("ids", {ids, count});
         }
         record.field("kind", identity.pid != 0 ? "process" : "shared");
     }

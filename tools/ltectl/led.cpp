@@ -58,7 +58,7 @@ int led(char *const *operands)
     if (lte_set_led_status(number, g_colour, flash) != 0) {
         return fail(kFailed, "the LED's control file under /proc cannot be written");
     }
-    Record().word("led", operands[0]).number("flash", flash);
+    Record().event("led").word("led", operands[0]).number("flash", flash);
     return kDone;
 }
 

@@ -69,7 +69,7 @@ int request_link(const LinkRequest &request)
     if (waits) {
         return wait_for(request);
     }
-    Record().word("requested", request.name).text("requested");
+    Record().event("requested").word("requested", request.name).text("requested");
     return kDone;
 }
 

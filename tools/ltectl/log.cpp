@@ -261,13 +261,13 @@ int set_module(const logconfig &module, const Wanted &wanted)
 void show_module(const logconfig &module)
 {
     Record record;
-    record.word("module", module.name).number("id", module.id);
+    record.event("log").word("module", module.name).number("id", module.id);
     for (const Level &level : kLevels) {
         record.field(level.name, Flag(module.name, level).state());
     }
 }
 
-void show_time() { Record().field(kTime, Flag().state()); }
+void show_time() { Record().event("log").field(kTime, Flag().state()); }
 
 int set(const Modules &modules, const Wanted &wanted)
 {

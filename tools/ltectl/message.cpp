@@ -1,6 +1,7 @@
 #include "ltectl/message.h"
 
 #include "common/body.h"
+#include "common/program.h"
 #include "common/wan_manager.h"
 
 #include <algorithm>
@@ -90,7 +91,12 @@ bool add_notification(Record &record, const Body &body)
 {
     const auto msg_id = body.record<uint32_t>();
     const char *name = name_of(msg_id);
-    record.field("notification", name != nullptr ? name : Hex(msg_id).text);
+    if (g_program.json) {
+        record.word("notification", name != nullptr ? name : "unknown")
+            .number("notification_id", msg_id);
+    } else {
+        record.field("notification", name != nullptr ? name : Hex(msg_id).text);
+    }
     return true;
 }
 
@@ -208,9 +214,10 @@ void print_message(const Message &message)
     const ipc_msg_hdr &header = message.header;
     const Kind *kind = find_kind(header.msg_id);
     Record record;
+    record.event("message");
     add_named(record, "type", kTypes, header.type);
     record.word("message", kind != nullptr ? kind->name : "unknown")
-        .field("id", Hex(header.msg_id).text)
+        .number("id", header.msg_id, Hex(header.msg_id).text)
         .number("session", header.session_id)
         .number("length", header.length)
         .field("from", socket_name(message.sender));

@@ -44,7 +44,7 @@ void print_answer(const char *text)
 int show_answer(const char *command, const char *text)
 {
     if (g_program.json) {
-        Record().word("command", command).word("answer", text);
+        Record().event("at").word("command", command).word("answer", text);
     } else {
         print_answer(text);
     }
@@ -83,7 +83,7 @@ int switch_radio_off()
     if (lct_at_cfun_off_req() != 0) {
         return refused("take the request");
     }
-    Record().word("requested", "cfun-off").text("requested");
+    Record().event("requested").word("requested", "cfun-off").text("requested");
     return kDone;
 }
 
@@ -117,7 +117,7 @@ int iface(char *const *operands)
         if (lct_inface_status_req(&status) != 0) {
             return refused("take the request");
         }
-        Record().word("requested", "iface").word("status", operands[0]).text("requested");
+        Record().event("requested").word("requested", "iface").word("status", operands[0]).text("requested");
         return kDone;
     });
 }

@@ -112,6 +112,7 @@ int probe(const char *ip, const char *name, const Interface &interface)
     MacText expected;
     format_mac(g_expected.bytes, expected);
     Record()
+        .event("probe")
         .word("ip", ip)
         .word("status", answered ? "answered" : "unanswered")
         .field("mac", expected)
@@ -137,7 +138,7 @@ int net_arp(char *const *operands)
     MacText mac;
     const int code = look_up(ip, mac);
     if (code == kDone) {
-        Record().word("ip", ip).word("mac", mac);
+        Record().event("neighbour").word("ip", ip).word("mac", mac);
     }
     return code;
 }
@@ -172,7 +173,7 @@ int net_iface(char *const *operands)
         return code;
     }
     Record record;
-    record.word("interface", name).word("status", interface.up ? "up" : "down");
+    record.event("iface").word("interface", name).word("status", interface.up ? "up" : "down");
     if (interface.has_ip) {
         char ip[INET_ADDRSTRLEN];
         inet_ntop(AF_INET, &interface.ip, ip, sizeof(ip));

@@ -52,7 +52,7 @@ int show_imsi()
     if (!answer.read()) {
         return refused("tell the IMSI");
     }
-    Record().word("imsi", bounded(answer.imsi));
+    Record().event("imsi").word("imsi", bounded(answer.imsi));
     return kDone;
 }
 

@@ -112,8 +112,11 @@ int list_declared(const ParameterFile &declared)
         return code;
     }
     Record record;
+    record.event("parameter");
     add_source(record, value);
-    record.hexadecimal("bits", declared.bits());
+    char bits[9];
+    snprintf(bits, sizeof(bits), "%x", static_cast<unsigned>(declared.bits()));
+    record.number("bits", declared.bits(), bits);
     add_parameter(record, declared.name(), Shown(declared.bits(), value.text).text);
     return kDone;
 }
@@ -124,6 +127,7 @@ int diff_declared(const ParameterFile &declared)
     const int code = value.read(declared);
     if (code == kDone && strcmp(value.text, declared.value()) != 0) {
         Record record;
+        record.event("difference");
         add_source(record, value);
         add_change(record, declared.name(), {"default", Shown(declared.bits(), declared.value()).text},
                    {"value", Shown(declared.bits(), value.text).text});
@@ -172,7 +176,11 @@ int nv_init(char *const *)
     if (const int code = marked ? kDone : check_repair(); code != kDone) {
         return code;
     }
-    Record().text("store").word("store", "ready").field("repair", marked ? "skipped" : "done");
+    Record()
+        .event("store")
+        .text("store")
+        .word("store", "ready")
+        .field("repair", marked ? "skipped" : "done");
     return kDone;
 }
 
@@ -191,7 +199,7 @@ int nv_fin(char *const *)
     if (!is_directory(NVM_SHUTDOWN_MARKER)) {
         return fail(kFailed, "%s is no directory, so the next nv init repairs", NVM_SHUTDOWN_MARKER);
     }
-    Record().text("store").word("store", "closed");
+    Record().event("store").text("store").word("store", "closed");
     return kDone;
 }
 
@@ -210,6 +218,7 @@ int nv_get(char *const *operands)
     }
     if (g_program.json) {
         Record record;
+        record.event("parameter");
         add_source(record, value);
         add_parameter(record, name, value.text);
         return kDone;

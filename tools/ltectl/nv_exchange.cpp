@@ -224,6 +224,7 @@ int nv_export(char *const *operands)
     const bool to_file = strcmp(path, kStandardStream) != 0;
     if (to_file) {
         Record()
+            .event("exported")
             .word("file", path)
             .number("parameters", g_selected.count)
             .number("current", g_selected.current)

@@ -159,7 +159,7 @@ int Walk::apply(uint32_t bits)
     const bool same = strcmp(old.text, input_.value()) == 0;
     const char *const value = Shown(bits, input_.value()).text;
     Record record;
-    record.number("line", input_.line()).word("action", same ? "same" : "change");
+    record.event("line").number("line", input_.line()).word("action", same ? "same" : "change");
     record.field("source", old.source);
     if (same) {
         add_parameter(record, input_.name(), value);
@@ -181,7 +181,7 @@ int Walk::show(const char *action, uint32_t bits)
 {
     if (purpose_ == Purpose::kShow) {
         Record record;
-        record.number("line", input_.line()).word("action", action);
+        record.event("line").number("line", input_.line()).word("action", action);
         add_parameter(record, input_.name(), Shown(bits | input_.bits(), input_.value()).text);
     }
     return kDone;
@@ -215,6 +215,7 @@ int Walk::show(const char *action, uint32_t bits)
 int report(const ImportRequest &request, const char *state, const Counts &counts)
 {
     Record()
+        .event(request.command)
         .text(request.command)
         .word(request.command, state)
         .number("applied", counts.applied)

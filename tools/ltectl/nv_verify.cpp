@@ -27,21 +27,21 @@ void report(const char *name, const char *copy, const char *problem, int error =
 {
     ++g_problems;
     Record record;
-    record.word("name", name).word("copy", copy).word("problem", problem);
+    record.event("problem").word("name", name).word("copy", copy).word("problem", problem);
     add_reason(record, error);
 }
 
 void report_line(const char *problem, uint32_t line)
 {
     ++g_problems;
-    Record().word("file", NVM_DEFAULTS_FILE).word("problem", problem).number("line", line);
+    Record().event("problem").word("file", NVM_DEFAULTS_FILE).word("problem", problem).number("line", line);
 }
 
 void report_path(const char *path, int error)
 {
     ++g_problems;
     Record record;
-    record.word("file", path).word("problem", error == ENOENT ? "missing" : "unreadable");
+    record.event("problem").word("file", path).word("problem", error == ENOENT ? "missing" : "unreadable");
     add_reason(record, error);
 }
 
@@ -135,7 +135,7 @@ int nv_verify(char *const *)
     if (g_problems != 0) {
         return fail(kFailed, "problems in the store: %u", g_problems);
     }
-    Record().text("store").word("store", "sound").number("parameters", g_declared);
+    Record().event("store").text("store").word("store", "sound").number("parameters", g_declared);
     return kDone;
 }
 

@@ -48,7 +48,7 @@ Names::~Names()
 void add_parameter(Record &record, const char *name, const char *value)
 {
     if (g_program.json) {
-        record.word("name", name).word("value", value);
+        record.event("parameter").word("name", name).word("value", value);
     } else {
         record.field(name, value);
     }
@@ -57,7 +57,7 @@ void add_parameter(Record &record, const char *name, const char *value)
 void add_change(Record &record, const char *name, const NamedValue &from, const NamedValue &to)
 {
     if (g_program.json) {
-        record.word("name", name).word(from.key, from.value).word(to.key, to.value);
+        record.event("difference").word("name", name).word(from.key, from.value).word(to.key, to.value);
     } else {
         record.field(name, from.value).text("->").text(to.value);
     }
@@ -117,7 +117,7 @@ int clear_parameters(const ParameterStore &store)
         return cannot("read", left.found_in, left.error);
     }
     if (left.count == 0) {
-        Record().number("removed", before.count);
+        Record().event("cleared").number("removed", before.count);
         return kDone;
     }
     if (access(left.found_in, W_OK | X_OK) != 0) {

@@ -43,7 +43,7 @@ int run(int32_t (*request)(), const char *what, const char *not_done)
 }
 
 // Needs an endpoint, but no WAN manager.
-int inject(const char *slot)
+int inject(const char *slot, uint32_t number)
 {
     if (nvmram_init() != NV_SUCCESS ||
         nvmram_writenv(kFlag, slot, static_cast<uint32_t>(strlen(slot)) + 1) != NV_SUCCESS) {
@@ -58,7 +58,7 @@ int inject(const char *slot)
         return fail(kNobody,
                     "no SMS store takes the answer; start wansim --sms-store or the SMS store");
     }
-    Record().word("event", "ussd").field("answer", slot);
+    Record().word("event", "ussd").number("answer", number);
     return kDone;
 }
 
@@ -81,7 +81,7 @@ int ussd_test(char *const *operands)
     if (!kSlot.parse(slot, &number)) {
         return bad_value("ussd-test", kSlot, slot);
     }
-    return inject(slot);
+    return inject(slot, number);
 }
 
 } // namespace lterouter::tools

@@ -45,7 +45,7 @@ void show(const char *ifname, const if_stats &stats, const Rates &rates)
         {"uptime", stats.uptime},
     };
     Record record;
-    record.word("interface", ifname);
+    record.event("stats").word("interface", ifname);
     for (const auto &counter : counters) {
         record.number(counter.name, static_cast<int64_t>(counter.value));
     }

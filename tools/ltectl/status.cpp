@@ -136,9 +136,15 @@ constexpr Row kRows[] = {
 void print_object(const Status &status)
 {
     Record record;
+    record.event("status");
     for (const Row &row : kRows) {
         const Text &text = status.*row.text;
-        if (text.known()) {
+        uint32_t number = 0;
+        if (row.text == &Status::signal) {
+            if (parse_number(text.text, 0, INT32_MAX, &number)) {
+                record.number(row.name, number);
+            }
+        } else if (text.known()) {
             record.word(row.name, text.text);
         }
     }

@@ -70,6 +70,7 @@ void print_object(std::string_view line)
         return;
     }
     Record record;
+    record.event("trace");
     Head head;
     if (take_head(&line, &head)) {
         record.word("unit", head.unit).word("function", head.function).number("line", head.line);

@@ -86,7 +86,7 @@ void print_request(ipc_msg_hdr *message, const Request &request)
     Record()
         .word("event", "request")
         .word("request", request.name)
-        .field("id", id)
+        .number("id", message->msg_id, id)
         .field("from", socket_name(*ipc_msg_sender(message)));
 }
 
@@ -140,8 +140,9 @@ void list_requests()
             char id[11];
             snprintf(id, sizeof(id), "0x%08" PRIx32, request.msg_id);
             Record()
+                .event("request")
                 .word("request", request.name)
-                .field("id", id)
+                .number("id", request.msg_id, id)
                 .field("module", table == &kWanManagerRequests ? "wan-manager" : "sms-store");
         }
     }
