@@ -418,7 +418,7 @@ class Parameters(support.NvTest):
     def test_export(self):
         ltectl("nv", "init")
         ltectl("nv", "set", "lan_ip", "10.0.0.1")
-        self.assert_ran(ltectl("nv", "export", FILE, "--mask", "22"), f"{FILE} parameters=4\n")
+        self.assert_ran(ltectl("nv", "export", FILE, "--mask", "22"), f"{FILE} parameters=4 current=4 backup=0 default=0\n")
         self.assertEqual(read_file(FILE).decode(), page.text("export"))
 
     def test_import(self):
