@@ -19,6 +19,7 @@
 //             parameter files, copies and imports beyond what the library tells of them
 //   scratch_file
 //             a file without a name, for what the library takes by its path
+//   secret    a secret from the command line, standard input or a prompt
 //   nv_secret parameters that are not shown unless they are asked for
 //   progress_bar
 //             how far long work is
@@ -121,10 +122,10 @@ constexpr Command kNvCommands[] = {
 };
 
 constexpr Command kPinCommands[] = {
-    {.name = "enable", .operands = "PIN", .help = "Have the SIM ask for its PIN.", .run = pin_enable},
-    {.name = "disable", .operands = "PIN", .help = "Have it ask no longer.", .run = pin_disable},
+    {.name = "enable", .operands = "[PIN]", .help = "Have the SIM ask for its PIN.", .run = pin_enable},
+    {.name = "disable", .operands = "[PIN]", .help = "Have it ask no longer.", .run = pin_disable},
     {.name = "change",
-     .operands = "OLD NEW",
+     .operands = "[OLD] [NEW]",
      .help = "Change the PIN; OLD is the PUK of a SIM that is locked.",
      .run = pin_change},
     {},

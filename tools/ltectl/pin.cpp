@@ -6,6 +6,7 @@
 #include "ltectl/client.h"
 #include "ltectl/commands.h"
 #include "ltectl/request.h"
+#include "ltectl/secret.h"
 
 namespace lterouter::tools {
 namespace {
@@ -24,8 +25,8 @@ int switch_asking(const char *text, int32_t (*request)(const lct_pin *pin), cons
                   const char *not_done)
 {
     lct_pin pin = {};
-    if (!kPin.parse(text, pin.pin)) {
-        return bad_value("PIN", kPin, text);
+    if (const int code = parse_secret("PIN", text, kPin, pin.pin); code != kDone) {
+        return code;
     }
     return with_client([&] {
         if (request(&pin) != 0) {
@@ -52,11 +53,12 @@ int pin_disable(char *const *operands)
 int pin_change(char *const *operands)
 {
     lct_pin_change change = {};
-    if (!kPin.parse(operands[0], change.old_pin)) {
-        return bad_value("OLD", kPin, operands[0]);
+    if (const int code = parse_secret("OLD", operands[0], kPin, change.old_pin); code != kDone) {
+        return code;
     }
-    if (!kPin.parse(operands[1], change.new_pin)) {
-        return bad_value("NEW", kPin, operands[1]);
+    const char *const new_pin = operands[0] == nullptr ? nullptr : operands[1];
+    if (const int code = parse_secret("NEW", new_pin, kPin, change.new_pin); code != kDone) {
+        return code;
     }
     return with_client([&] {
         if (lct_modify_pin(&change) != 0) {

@@ -1,0 +1,128 @@
+#include "ltectl/secret.h"
+
+#include "common/program.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <termios.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr int kEnding[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr size_t kEndings = sizeof(kEnding) / sizeof(kEnding[0]);
+
+volatile sig_atomic_t g_signal = 0;
+
+void note_signal(int number) { g_signal = number; }
+
+// Has signals break off a read, so that the terminal gets its echo back before they do what they do.
+class BreakOff {
+public:
+    BreakOff()
+    {
+        struct sigaction action = {};
+        action.sa_handler = note_signal; // without SA_RESTART
+        sigset_t ending;
+        sigemptyset(&ending);
+        for (size_t i = 0; i < kEndings; ++i) {
+            sigaction(kEnding[i], &action, &actions_[i]);
+            sigaddset(&ending, kEnding[i]);
+        }
+        sigprocmask(SIG_UNBLOCK, &ending, &mask_);
+    }
+    ~BreakOff()
+    {
+        sigprocmask(SIG_SETMASK, &mask_, nullptr);
+        for (size_t i = 0; i < kEndings; ++i) {
+            sigaction(kEnding[i], &actions_[i], nullptr);
+        }
+        if (g_signal != 0) {
+            raise(g_signal);
+        }
+    }
+    BreakOff(const BreakOff &) = delete;
+    BreakOff &operator=(const BreakOff &) = delete;
+
+private:
+    struct sigaction actions_[kEndings];
+    sigset_t mask_;
+};
+
+class WithoutEcho {
+public:
+    WithoutEcho()
+    {
+        tcgetattr(STDIN_FILENO, &before_);
+        termios silent = before_;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+    }
+    ~WithoutEcho()
+    {
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+        fputc('\n', stderr);
+    }
+    WithoutEcho(const WithoutEcho &) = delete;
+    WithoutEcho &operator=(const WithoutEcho &) = delete;
+
+private:
+    termios before_;
+};
+
+// A line of standard input, and no more than that: another secret may follow.
+struct SecretLine {
+    ~SecretLine() { explicit_bzero(text, sizeof(text)); }
+
+    // False at the end of the input, with errno 0, or when it cannot be read.
+    bool read_line();
+
+    char text[64] = "";
+};
+
+bool SecretLine::read_line()
+{
+    size_t length = 0;
+    char ch = 0;
+    ssize_t count;
+    while ((count = read(STDIN_FILENO, &ch, 1)) == 1 && ch != '\n') {
+        // One that is too long stays so.
+        text[length] = ch;
+        length += length < sizeof(text) - 1 ? 1 : 0;
+    }
+    text[length] = '\0';
+    errno = count < 0 ? errno : 0;
+    return count == 1 || length != 0;
+}
+
+bool ask(const char *name, SecretLine *line)
+{
+    const BreakOff break_off;
+    const WithoutEcho without_echo;
+    fprintf(stderr, "%s: ", name);
+    return line->read_line();
+}
+
+} // namespace
+
+int parse_secret(const char *name, const char *operand, const ValueType &type, void *target)
+{
+    if (operand != nullptr && strcmp(operand, "-") != 0) {
+        return type.parse(operand, target) ? kDone : bad_value(name, type, operand);
+    }
+    const bool typed = isatty(STDIN_FILENO) == 1;
+    if (operand == nullptr && !typed) {
+        return fail(kUsage, "%s is missing; \"-\" reads it from standard input", name);
+    }
+    SecretLine line;
+    if (!(typed ? ask(name, &line) : line.read_line())) {
+        return fail(kFailed, "cannot read %s from standard input: %s", name,
+                    errno != 0 ? strerror(errno) : "there is none");
+    }
+    return type.parse(line.text, target) ? kDone : fail(kUsage, "%s takes %s", name, type.expects);
+}
+
+} // namespace lterouter::tools
