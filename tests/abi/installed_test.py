@@ -49,6 +49,8 @@ def places():
         f"{lib}/cmake/lterouter": {"lterouterConfig.cmake", "lterouterConfigVersion.cmake", "lterouterTargets.cmake",
                                    f"lterouterTargets-{cached('CMAKE_BUILD_TYPE').lower()}.cmake"},
         "share/bash-completion/completions": {"ltectl", "modemsim", "wansim"},
+        "share/fish/vendor_completions.d": {"ltectl.fish", "modemsim.fish", "wansim.fish"},
+        "share/zsh/vendor-completions": {"_lterouter"},
         "share/doc/lterouter": {"README.md", "CHANGELOG.md", "CONTRIBUTING.md"},
         "share/doc/lterouter/docs": names("docs/*.md") | names("docs/*.svg"),
         "share/lterouter": {"default.cfg"},

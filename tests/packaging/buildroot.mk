@@ -47,6 +47,7 @@ $(2)/.target: $(2)/.built
 	rm -rf $$(addprefix $$(TARGET_DIR)/usr/,include lib/pkgconfig lib/cmake share/man share/doc)
 	find $$(TARGET_DIR) -name '*.a' -delete
 	$$(if $$(BR2_PACKAGE_BASH),,rm -rf $$(TARGET_DIR)/usr/share/bash-completion)
+	$$(if $$(BR2_PACKAGE_ZSH),,rm -rf $$(TARGET_DIR)/usr/share/zsh)
 	touch $$@
 endef
 

@@ -1,5 +1,6 @@
 #include "common/command.h"
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
 
@@ -270,6 +271,9 @@ int run_program(const Command &root, int argc, char **argv)
     g_program.name = root.name;
     // A reader that has gone is found out by the write, so that a command can still end in order.
     signal(SIGPIPE, SIG_IGN);
+    if (argc > 1 && strcmp(argv[1], "--complete") == 0) {
+        return complete(root, kCommonOptions, argc - 2, argv + 2);
+    }
     const int code = run_level(Level(root, ""), argc, argv);
     // A reader that had enough is no failure.
     if (code == kDone && output_error() != 0 && output_error() != EPIPE) {

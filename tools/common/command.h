@@ -10,10 +10,13 @@
 
 namespace lterouter::tools {
 
+class Offer;
+
 // What an option's argument may be.
 struct ValueType {
     const char *expects;                           // for the usage error: "a number from 1 to 9"
     bool (*parse)(const char *text, void *target); // false: text is no such value
+    void (*offer)(Offer &offer) = nullptr;         // to a shell: the values, where they can be listed
 };
 
 // A switch, which has no argument. Target: bool.
@@ -67,6 +70,9 @@ struct Command {
     const char *operands = "";
     const char *help = nullptr;
     Run run = nullptr;
+    // To a shell: what may follow these operands, which end with a NULL. Not needed for what their
+    // names tell: "on|off", "FILE".
+    void (*offer)(Offer &offer, const char *const *before) = nullptr;
     const Option *options = nullptr;   // ends with a row without a name
     const Command *children = nullptr; // likewise
 };

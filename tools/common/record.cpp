@@ -111,7 +111,7 @@ bool parse_fields(const char *text, void *)
         if (length == 0 || g_fields.count == Fields::kMost) {
             return false;
         }
-        g_fields.names[g_fields.count++] = rest.substr(0, length);
+        g_fields.names[g_fields.count++] = {rest.data(), length};
         if (length == rest.size()) {
             g_program.json = true; // fields are what objects have
             return true;

@@ -1,6 +1,7 @@
 // The kinds of values that options take.
 
 #include "common/command.h"
+#include "common/completion.h"
 #include "lte_sdk.h"
 
 #include <arpa/inet.h>
@@ -67,10 +68,12 @@ bool parse_interface(const char *text, void *target)
 } // namespace
 
 const ValueType kSwitch = {"no value", parse_switch};
-const ValueType kOnOff = {"on or off", parse_on_off};
+const ValueType kOnOff = {"on or off", parse_on_off,
+                          [](Offer &offer) { offer.add_each("on off", ' '); }};
 const ValueType kCount = {"a number from 1 to 1000000", parse_number_in<1, 1000000>};
 const ValueType kIpv4Address = {"a dotted IPv4 address", parse_ipv4};
-const ValueType kInterfaceName = {"an interface name of at most 15 characters", parse_interface};
+const ValueType kInterfaceName = {"an interface name of at most 15 characters", parse_interface,
+                                  [](Offer &offer) { offer.add_interfaces(); }};
 
 bool parse_number(const char *text, uint32_t min, uint32_t max, uint32_t *value)
 {

@@ -41,7 +41,8 @@ void add_link(Record &record, const lct_link_status &link)
 
 void add_interface(Record &record, const lct_iface_status &interface)
 {
-    record.event("interface").text("interface")
+    record.event("interface")
+        .text("interface")
         .word("status", interface.readiness == kReady ? "ready" : "not ready")
         .field("name", get_iface_status_str(interface.readiness));
 }

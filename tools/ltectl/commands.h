@@ -16,7 +16,9 @@ int monitor(char *const *operands);
 
 // settings.cpp
 int roam(char *const *operands);
+void offer_nettype(Offer &offer, const char *const *before);
 int nettype(char *const *operands);
+void offer_radio(Offer &offer, const char *const *before);
 int pref(char *const *operands);
 int port(char *const *operands);
 
@@ -52,10 +54,12 @@ int show_status(char *const *operands);
 
 // stats.cpp
 extern const Option kStatsOptions[];
+void offer_interface(Offer &offer, const char *const *before);
 int show_stats(char *const *operands);
 
 // led.cpp
 extern const Option kLedOptions[];
+void offer_led(Offer &offer, const char *const *before);
 int led(char *const *operands);
 
 // upgrade.cpp
@@ -72,22 +76,26 @@ extern const Option kTraceOptions[];
 int show_trace(char *const *operands);
 
 // log.cpp
+void offer_log(Offer &offer, const char *const *before);
 int log_switches(char *const *operands);
 
 // net.cpp
 extern const Option kNetProbeOptions[];
 int net_arp(char *const *operands);
+void offer_probe(Offer &offer, const char *const *before);
 int net_probe(char *const *operands);
 int net_iface(char *const *operands);
 
 // net_route.cpp
 extern const Option kNetRouteOptions[];
+void offer_route(Offer &offer, const char *const *before);
 int net_route_add(char *const *operands);
 int net_route_del(char *const *operands);
 int net_default_add(char *const *operands);
 int net_default_del(char *const *operands);
 
 // ram.cpp
+void offer_ram_name(Offer &offer, const char *const *before);
 int ram_get(char *const *operands);
 int ram_set(char *const *operands);
 int ram_list(char *const *operands);
@@ -98,6 +106,7 @@ extern const Option kNvShowOptions[];
 extern const Option kNvClearOptions[];
 int nv_init(char *const *operands);
 int nv_fin(char *const *operands);
+void offer_nv_name(Offer &offer, const char *const *before);
 int nv_get(char *const *operands);
 int nv_set(char *const *operands);
 int nv_list(char *const *operands);

@@ -1,5 +1,6 @@
 // led: the router's status LEDs. They need no WAN manager.
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
 #include "lte_sdk.h"
@@ -12,7 +13,8 @@ namespace {
 
 uint32_t g_colour = 0;
 
-constexpr ValueType kColour = {"a colour from 0 to 3", parse_number_in<0, 3>};
+constexpr ValueType kColour = {"a colour from 0 to 3", parse_number_in<0, 3>,
+                               [](Offer &offer) { offer.add_numbers(0, 3); }};
 
 struct LedName {
     const char *name;
@@ -44,6 +46,18 @@ const Option kLedOptions[] = {
     {"colour", "N", "0 to 3 (0)", &kColour, &g_colour},
     {},
 };
+
+void offer_led(Offer &offer, const char *const *before)
+{
+    if (before[0] == nullptr) {
+        for (const LedName &known : kLeds) {
+            offer.add(known.name);
+        }
+    } else if (before[1] == nullptr) {
+        offer.add("4");
+        offer.add_numbers(8, 12);
+    }
+}
 
 int led(char *const *operands)
 {

@@ -2,6 +2,7 @@
 
 #include "lc_log.h"
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
 #include "ltectl/array.h"
@@ -302,6 +303,35 @@ int show_all(const Modules &modules)
 }
 
 } // namespace
+
+// What may follow depends on what is there: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
+void offer_log(Offer &offer, const char *const *before)
+{
+    const char *const first = before[0];
+    size_t count = 0;
+    while (before[count] != nullptr) {
+        ++count;
+    }
+    uint32_t state;
+    if (count != 0 && kOnOff.parse(before[count - 1], &state)) {
+        return;
+    }
+    kOnOff.offer(offer);
+    if (count > 1 || (count == 1 && (strcmp(first, kTime) == 0 || find_level(first) != nullptr))) {
+        return;
+    }
+    for (const Level &level : kLevels) {
+        offer.add(level.name);
+    }
+    Modules modules;
+    if (count != 0 || !modules.read()) {
+        return;
+    }
+    offer.add(kTime);
+    for (const logconfig &module : modules) {
+        offer.add(module.name);
+    }
+}
 
 int log_switches(char *const *operands)
 {

@@ -1,5 +1,6 @@
 // net arp, net probe, net iface: neighbours and interfaces. They need no WAN manager.
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
 #include "ltectl/commands.h"
@@ -141,6 +142,13 @@ int net_arp(char *const *operands)
         Record().event("neighbour").word("ip", ip).word("mac", mac);
     }
     return code;
+}
+
+void offer_probe(Offer &offer, const char *const *before)
+{
+    if (before[0] != nullptr && before[1] == nullptr) {
+        offer.add_interfaces();
+    }
 }
 
 int net_probe(char *const *operands)

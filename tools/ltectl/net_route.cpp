@@ -1,5 +1,6 @@
 // net route: IPv4 routes. They need no WAN manager.
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
 #include "lc_network.h"
@@ -197,6 +198,15 @@ const Option kNetRouteOptions[] = {
     {"metric", "N", "the smaller, the better; del with 0: any (0)", &kMetric, &g_metric},
     {},
 };
+
+void offer_route(Offer &offer, const char *const *before)
+{
+    if (before[0] == nullptr) {
+        offer.add_interfaces();
+    } else if (before[1] != nullptr && before[2] == nullptr) {
+        offer.add("via");
+    }
+}
 
 int net_route_add(char *const *operands) { return change_route(kAdd, operands); }
 

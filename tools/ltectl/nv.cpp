@@ -1,5 +1,6 @@
 // nv: the persistent parameters, one by one and as a whole. They need no WAN manager.
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
 #include "ltectl/commands.h"
@@ -241,6 +242,14 @@ int nv_set(char *const *operands)
         return code;
     }
     return set_parameter(kPersistentStore, operands[0], operands[1]);
+}
+
+void offer_nv_name(Offer &offer, const char *const *before)
+{
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
+    while (before[0] == nullptr && defaults.next() == Line::kParameter) {
+        offer.add(defaults.name());
+    }
 }
 
 int nv_list(char *const *) { return show_each(list_declared); }

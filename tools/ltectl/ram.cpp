@@ -1,5 +1,6 @@
 // ram: the volatile parameters. They need no WAN manager.
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "ltectl/commands.h"
 #include "ltectl/parameter.h"
@@ -77,6 +78,14 @@ int ram_list(char *const *)
         }
     }
     return code;
+}
+
+void offer_ram_name(Offer &offer, const char *const *before)
+{
+    const Names names(NVMRAM_DIR);
+    for (int i = 0; before[0] == nullptr && i < names.count(); ++i) {
+        offer.add(names[i]);
+    }
 }
 
 int ram_clear(char *const *) { return clear_parameters(kStore); }

@@ -1,5 +1,6 @@
 // roam, nettype, pref, port: values that the WAN manager keeps.
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/wan_manager.h"
 #include "lte_sdk.h"
@@ -94,6 +95,23 @@ int get_or_set(const Setting &setting, const char *text)
 }
 
 } // namespace
+
+void offer_nettype(Offer &offer, const char *const *before)
+{
+    if (before[0] == nullptr) {
+        for (uint32_t type = 0; type <= 3; ++type) {
+            const char digit[] = {static_cast<char>('0' + type), '\0'};
+            offer.add(digit, get_net_type_str(type));
+        }
+    }
+}
+
+void offer_radio(Offer &offer, const char *const *before)
+{
+    if (before[0] == nullptr) {
+        offer.add_numbers(0, 15);
+    }
+}
 
 int roam(char *const *operands) { return get_or_set(kRoaming, operands[0]); }
 

@@ -1,5 +1,6 @@
 // stats: traffic counters of an interface. They need no WAN manager.
 
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
 #include "lte_sdk.h"
@@ -62,6 +63,13 @@ const Option kStatsOptions[] = {
     {"count", "N", "with --watch, end after N lines", &kCount, &g_count},
     {},
 };
+
+void offer_interface(Offer &offer, const char *const *before)
+{
+    if (before[0] == nullptr) {
+        offer.add_interfaces();
+    }
+}
 
 int show_stats(char *const *operands)
 {

@@ -1,5 +1,8 @@
 #include "modemsim/fault.h"
 
+#include "common/completion.h"
+
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -106,13 +109,33 @@ bool parse_kind(const char *text, FaultRule *rule)
     return false;
 }
 
+// Those of the first piece for all pieces.
+void offer_rules(Offer &offer)
+{
+    constexpr PlaceName kFirst = {"0", 0};
+    const auto offer_place = [&offer](const PlaceName &place) {
+        for (const FaultName &known : kFaults) {
+            if (suits(place.place, known.fault)) {
+                char rule[32];
+                snprintf(rule, sizeof(rule), "%.*s=%.*s", static_cast<int>(place.name.size()),
+                         place.name.data(), static_cast<int>(known.name.size()), known.name.data());
+                offer.add(rule);
+            }
+        }
+    };
+    for (const PlaceName &place : kPlaces) {
+        offer_place(place);
+    }
+    offer_place(kFirst);
+}
+
 bool parse_rule(const char *text, void *target) { return static_cast<FaultRules *>(target)->add(text); }
 
 } // namespace
 
 const ValueType kFaultRule = {"PLACE=FAULT[:N], with a place and a fault that --help lists, which suit "
                               "each other; at most 32 of them",
-                              parse_rule};
+                              parse_rule, offer_rules};
 
 bool FaultRules::add(const char *text)
 {

@@ -1,7 +1,9 @@
 #include "wansim/fault.h"
 
+#include "common/completion.h"
 #include "wansim/requests.h"
 
+#include <cstdio>
 #include <cstring>
 
 namespace lterouter::tools {
@@ -44,6 +46,23 @@ bool parse_kind(const char *text, FaultRule *rule)
            rule->fault == Fault::kLate && parse_number(colon + 1, 0, kLatestMs, &rule->late_ms);
 }
 
+// Each fault of a request.
+void offer_faults(std::string_view request, void *context)
+{
+    for (const FaultName &known : kNames) {
+        char rule[64];
+        snprintf(rule, sizeof(rule), "%.*s=%.*s", static_cast<int>(request.size()), request.data(),
+                 static_cast<int>(known.name.size()), known.name.data());
+        static_cast<Offer *>(context)->add(rule);
+    }
+}
+
+void offer_rules(Offer &offer)
+{
+    offer_faults("all", &offer);
+    each_request(offer_faults, &offer);
+}
+
 bool parse_rule(const char *text, void *target) { return static_cast<FaultRules *>(target)->add(text); }
 
 } // namespace
@@ -51,7 +70,7 @@ bool parse_rule(const char *text, void *target) { return static_cast<FaultRules 
 const ValueType kFaultRule = {"REQUEST=FAULT, with a request that --requests lists, or all, and one of "
                               "refuse, late[:MS], short, long, "
                               "twice, silent, die; at most 32 of them",
-                              parse_rule};
+                              parse_rule, offer_rules};
 
 bool FaultRules::add(const char *text)
 {

@@ -15,6 +15,7 @@
 // there is nothing to lock; the main thread turns signals into messages to the worker.
 
 #include "common/command.h"
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/wan_manager.h"
 #include "lc_log.h"
@@ -66,7 +67,11 @@ bool parse_sim(const char *text, void *target)
     return false;
 }
 
-constexpr ValueType kSim = {"ready, pin, puk or absent", parse_sim};
+constexpr ValueType kSim = {"ready, pin, puk or absent", parse_sim, [](Offer &offer) {
+                                for (const SimName &known : kSimNames) {
+                                    offer.add(known.name);
+                                }
+                            }};
 
 constexpr Option kOptions[] = {
     {"interface", "NAME", "interface of the link", &kInterfaceName, g_settings.link.interface_name},

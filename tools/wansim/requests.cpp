@@ -133,6 +133,15 @@ bool is_request(std::string_view name)
     return false;
 }
 
+void each_request(void (*visit)(std::string_view name, void *context), void *context)
+{
+    for (const RequestTable *table : {&kWanManagerRequests, &kSmsStoreRequests}) {
+        for (const Request &request : *table) {
+            visit(request.name, context);
+        }
+    }
+}
+
 void list_requests()
 {
     for (const RequestTable *table : {&kWanManagerRequests, &kSmsStoreRequests}) {

@@ -10,6 +10,9 @@ namespace lterouter::tools {
 // Whether there is a request of that name, to the WAN manager or to the SMS store.
 bool is_request(std::string_view name);
 
+// Shows the name of each to visit.
+void each_request(void (*visit)(std::string_view name, void *context), void *context);
+
 // Prints one line for each request, by name.
 void list_requests();
 

@@ -15,11 +15,19 @@ LTEROUTER_CONF_OPTS = \
 	-DLTEROUTER_WERROR=OFF \
 	-DCMAKE_SKIP_RPATH=ON
 
+# No target has this shell.
+define LTEROUTER_REMOVE_FISH
+	$(RM) -r $(TARGET_DIR)/usr/share/fish/vendor_completions.d
+	rmdir $(TARGET_DIR)/usr/share/fish 2>/dev/null || :
+endef
+LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_FISH
+
 ifneq ($(BR2_PACKAGE_LTEROUTER_TOOLS),y)
 define LTEROUTER_REMOVE_TOOLS
 	$(RM) $(foreach tool,ltectl wansim modemsim, \
 		$(TARGET_DIR)/usr/bin/$(tool) \
 		$(TARGET_DIR)/usr/share/bash-completion/completions/$(tool))
+	$(RM) $(TARGET_DIR)/usr/share/zsh/vendor-completions/_lterouter
 	$(RM) -r $(TARGET_DIR)/usr/share/lterouter
 endef
 LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_TOOLS
