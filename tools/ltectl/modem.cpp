@@ -117,7 +117,11 @@ int iface(char *const *operands)
         if (lct_inface_status_req(&status) != 0) {
             return refused("take the request");
         }
-        Record().event("requested").word("requested", "iface").word("status", operands[0]).text("requested");
+        Record()
+            .event("requested")
+            .word("requested", "iface")
+            .word("status", operands[0])
+            .text("requested");
         return kDone;
     });
 }
