@@ -269,21 +269,34 @@ int run_level(const Level &level, int argc, char **argv)
 int run_program(const Command &root, int argc, char **argv)
 {
     g_program.name = root.name;
+    if (!open_standard_streams()) {
+        return fail(kFailed, "cannot open /dev/null: %s", strerror(errno));
+    }
     // A reader that has gone is found out by the write, so that a command can still end in order.
     signal(SIGPIPE, SIG_IGN);
     if (argc > 1 && strcmp(argv[1], "--complete") == 0) {
         return complete(root, kCommonOptions, argc - 2, argv + 2);
     }
-    const int code = run_level(Level(root, ""), argc, argv);
-    // A reader that had enough is no failure.
-    if (code == kDone && output_error() != 0 && output_error() != EPIPE) {
-        return fail(kFailed, "cannot write the answer: %s", strerror(output_error()));
+    return judge_output(run_level(Level(root, ""), argc, argv));
+}
+
+int judge_output(int code)
+{
+    if (code != kDone) {
+        return code;
     }
-    if (const std::string_view missing = missing_field(); code == kDone && !missing.empty()) {
+    const int error = output_error();
+    // A reader that had enough is no failure.
+    if (error != 0 && error != EPIPE) {
+        note("cannot write the answer: %s",
+             error == EBADF ? "standard output is closed" : strerror(error));
+        return g_program.outcome_stands ? kDone : kFailed;
+    }
+    if (const std::string_view missing = missing_field(); !missing.empty()) {
         return fail(kFailed, "the answer has no field \"%.*s\"", static_cast<int>(missing.size()),
                     missing.data());
     }
-    return code;
+    return kDone;
 }
 
 int bad_value(const char *what, const ValueType &type, const char *text)

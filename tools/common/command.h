@@ -80,6 +80,10 @@ struct Command {
 // Runs what the command line asks for. Returns the program's exit code.
 int run_program(const Command &root, int argc, char **argv);
 
+// The exit code of a program that would end with this one, after saying so when its answer could not be
+// written.
+int judge_output(int code);
+
 // Prints why the value of an option or operand is wrong; returns the exit code.
 int bad_value(const char *what, const ValueType &type, const char *text);
 

@@ -2,6 +2,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace lterouter::tools {
 
@@ -19,6 +21,18 @@ void print_error(const char *format, va_list arguments)
 }
 
 } // namespace
+
+bool open_standard_streams()
+{
+    constexpr int kOtherWay[] = {O_WRONLY, O_RDONLY, O_RDONLY};
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        // Those below are open, so that the lowest free one is this.
+        if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", kOtherWay[fd]) != fd) {
+            return false;
+        }
+    }
+    return true;
+}
 
 int fail(int code, const char *format, ...)
 {

@@ -7,15 +7,22 @@ namespace lterouter::tools {
 constexpr int kDone = 0;
 constexpr int kFailed = 1; // refused or failed
 constexpr int kUsage = 2;
-constexpr int kNobody = 3; // no WAN manager answers
+constexpr int kNobody = 3;   // nobody is there who could
+constexpr int kNoAnswer = 4; // somebody is there, but does not answer in time
 
 // The running program. Set while the command line is read, before any thread starts; then only read.
 struct Program {
     const char *name = "";
-    bool json = false;          // answers are JSON objects, one a line
-    bool prefixes_text = false; // text lines begin with the program's name, as a daemon's do
+    bool json = false;           // answers are JSON objects, one a line
+    bool prefixes_text = false;  // text lines begin with the program's name, as a daemon's do
+    bool outcome_stands = false; // done is done, also when that cannot be written
 };
 extern Program g_program;
+
+// Opens those of the descriptors 0 to 2 that are closed, so that no socket or file takes their place
+// and is read or written for them. What is opened refuses what is done with it, as a closed descriptor
+// does. False, with errno, when the system refuses.
+bool open_standard_streams();
 
 // Prints "PROGRAM: message" on standard error and returns code, the exit code of the failure.
 int fail(int code, const char *format, ...) __attribute__((format(printf, 2, 3)));
