@@ -228,10 +228,19 @@ class Endpoints(FormatsTest):
         self.assertEqual(results, [int(row[0]) for row in page.table("result", "meaning")][:3])
 
     def test_clients_register_and_deregister(self):
-        client, _, taken = self.converse(support.ltectl_program, "roam", answer=lambda _: page.dump("roaming"))
+        manager = support.FakeManager(self)
+        client = support.Background(self, support.ltectl_program, "monitor")
+        taken = []
+        for _ in range(4):
+            taken.append(manager.receive(TIMEOUT))
+            _, msg_id, session, _ = stranger.parse(taken[-1][0])
+            manager.send(stranger.message(stranger.RESPONSE, msg_id, stranger.pack("I", 0), session), taken[-1][1])
+        client.err.next()
+        client.end()
+        taken += [manager.receive(TIMEOUT) for _ in range(3)]
         name = page.text("names").splitlines()[1].replace("4711", str(client.process.pid))
-        self.assertEqual({sender for _, _, sender in taken}, {stranger.address(name)})
-        datagrams = [datagram for _, datagram, _ in taken]
+        self.assertEqual({sender for _, sender in taken}, {stranger.address(name)})
+        datagrams = [datagram for datagram, _ in taken]
         self.assertEqual(datagrams[0], page.dump("register"))
         self.assertIn(page.dump("deregister"), datagrams)
         self.assertEqual([stranger.parse(datagram)[3] for datagram in datagrams[:3]],

@@ -338,7 +338,7 @@ class Watch(ToolTest):
 
 class WithoutManager(ToolTest):
     def test_nobody_answers(self):
-        self.assert_failed(ltectl("bus", "watch"), NOBODY, "no WAN manager answers on lc_socket_mm_common; start "
+        self.assert_failed(ltectl("bus", "watch"), NOBODY, "no WAN manager is bound to lc_socket_mm_common; start "
                                                            "wansim or the WAN manager")
 
 

@@ -59,7 +59,7 @@ class Help(ToolTest):
         self.assertEqual(ltectl("--help", "roam").stdout, ltectl("--help").stdout)
 
     def test_exit_codes_are_told(self):
-        self.assertIn("0 done, 1 refused or failed, 2 usage, 3 no WAN manager answers",
+        self.assertIn("0 done, 1 refused or failed, 2 usage, 3 nobody there, 4 no answer in time",
                       ltectl("--help").stdout)
 
     def test_wansim_shows_every_option(self):

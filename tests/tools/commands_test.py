@@ -10,14 +10,22 @@ import time
 import unittest
 
 import support
-from support import DONE, FAILED, NOBODY, USAGE, Background, ToolTest, ltectl
+from support import DONE, FAILED, NO_ANSWER, NOBODY, USAGE, Background, ToolTest, ltectl
 
 TRACE = "/tmp/ltelog.1"
 OPERATORS = ["Northern Cell", "Harbour Mobile", "Ridge Telecom", "Old Valley"]
 
 
-def refused(what):
-    return f"the WAN manager did not {what}; see {TRACE}"
+def refused(what, result=-1):
+    return f"the WAN manager did not {what} (result {result})"
+
+
+def silent(what):
+    return (f"the WAN manager is bound to {support.SOCKET}, but did not {what} within 1 s: is it stopped or busy? It "
+            "may still do so")
+
+
+NO_STORE = f"no SMS store is bound to {support.SMS_SOCKET}; start wansim --sms-store or the SMS store"
 
 
 class Settings(ToolTest):
@@ -57,7 +65,8 @@ class Settings(ToolTest):
                                 (("diag",), "take a snapshot for diagnosis"),
                                 (("apn", "set"), "use the access point name"),
                                 (("at", "AT"), "pass the command to the modem"),
-                                (("state-change",), "change the state, or is not there")):
+                                (("pref", "7"), "set the preferred radio technology"),
+                                (("state-change",), "change the state")):
             with self.subTest(arguments):
                 self.assert_failed(ltectl(*arguments), FAILED, refused(what))
 
@@ -76,9 +85,11 @@ class Pin(ToolTest):
 
     def test_wrong_three_times_locks_the_sim_and_the_puk_unlocks_it(self):
         self.start_wansim()
-        for _ in range(3):
-            self.assert_failed(ltectl("pin", "enable", "0000"), FAILED,
-                               refused("have the SIM ask for its PIN"))
+        asked = refused("have the SIM ask for its PIN", -2)
+        for hint in ("the PIN may be wrong, and three wrong ones in a row lock the SIM",
+                     "the PIN may be wrong, and three wrong ones in a row lock the SIM",
+                     "the SIM is locked; ltectl pin change PUK NEW unlocks it, with the operator's PUK"):
+            self.assert_failed(ltectl("pin", "enable", "0000"), FAILED, f"{asked}; {hint}")
         self.assertIn("SIM           sim_puk\n", ltectl("status").stdout)
         self.assertEqual(ltectl("pin", "enable", "1234").returncode, FAILED)
         self.assert_ran(ltectl("pin", "change", "12345678", "4321"), "pin changed sim=sim_ready\n")
@@ -107,29 +118,32 @@ class Network(ToolTest):
                                     "number1": 1, "number2": 7, "number3": 1, "number4": 17, "number5": 0})
 
     def test_a_terminal_sees_the_search_go_on(self):
-        self.start_wansim("--search-delay", "1500")
+        self.start_wansim("--search-delay", "4500")
         terminal, other_end = pty.openpty()
         result = subprocess.run([support.ltectl_program, "scan"], stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=other_end, timeout=support.TIMEOUT)
         os.close(other_end)
         shown = support.read_terminal(terminal)
         self.assertEqual(result.returncode, DONE)
-        self.assertRegex(shown, r"\A\rsearching \.\.\. 0 s(\r)searching \.\.\. 1 s\r.*\Z")
+        line = "\rltectl: waiting for the WAN manager to find operators ... {} s of 180 s"
+        self.assertIn(line.format(3) + line.format(4), shown)
+        self.assertNotIn(line.format(2), shown)
         self.assertTrue(shown.endswith("\r\033[K"), "the line is wiped at the end")
 
     def test_the_user_need_not_wait_for_the_end(self):
         self.start_wansim("--search-delay", "20000")
         started = time.monotonic()
-        self.assert_failed(ltectl("scan", "--timeout", "1"), FAILED,
-                           "no answer after 1 s; the WAN manager may go on with the request")
+        self.assert_failed(ltectl("scan", "--timeout", "1"), NO_ANSWER, silent("find operators"))
         self.assertLess(time.monotonic() - started, 10)
 
     def test_nor_for_an_answer_that_does_not_come(self):
         self.start_wansim("--fault", "all=silent")
-        for arguments in (("nettype",), ("diag", "--hidden"), ("state-change",), ("at", "AT")):
+        for arguments, what in ((("nettype",), "tell the network type"),
+                                (("diag", "--hidden"), "take a snapshot for diagnosis"),
+                                (("state-change",), "change the state"),
+                                (("at", "AT"), "pass the command to the modem")):
             with self.subTest(arguments):
-                self.assert_failed(ltectl(*arguments, "--timeout", "1"), FAILED,
-                                   "no answer after 1 s; the WAN manager may go on with the request")
+                self.assert_failed(ltectl(*arguments, "--timeout", "1"), NO_ANSWER, silent(what))
 
     def test_an_answer_in_time_is_shown_as_ever(self):
         self.start_wansim()
@@ -147,7 +161,10 @@ class Modem(ToolTest):
         self.start_wansim()
         self.assert_ran(ltectl("at", "AT+CSQ"), "+CSQ: 18,99\n\nOK\n")
         self.assert_ran(ltectl("at", "at"), "OK\n")
-        self.assert_ran(ltectl("at", "AT+NONE"), "ERROR\n")
+        for options, shown in (((), "ERROR\n"), (("--json",), '{"event":"at","command":"AT+NONE","answer":"ERROR"}\n')):
+            result = ltectl("at", "AT+NONE", *options)
+            self.assertEqual((result.returncode, result.stdout, result.stderr),
+                             (FAILED, shown, "ltectl: the modem answers an error\n"))
 
     def test_a_long_answer_comes_whole(self):
         self.start_wansim()
@@ -161,7 +178,7 @@ class Modem(ToolTest):
         for text in ("", "A" * 911):
             self.assert_failed(ltectl("at", text), USAGE, "a command has 1 to 910 characters")
         self.start_wansim()
-        self.assert_ran(ltectl("at", "A" * 910), "ERROR\n")
+        self.assertEqual(ltectl("at", "A" * 910).stdout, "ERROR\n")
 
     def test_snapshots(self):
         self.start_wansim()
@@ -221,8 +238,7 @@ class Standalone(ToolTest):
 
     def test_without_a_store_they_are_not(self):
         self.start_wansim()
-        self.assert_failed(ltectl("sms", "clear"), FAILED,
-                           refused("have the SMS store delete its messages"))
+        self.assert_failed(ltectl("sms", "clear"), NOBODY, NO_STORE)
 
     def test_state_change(self):
         simulator = self.start_wansim()
@@ -231,8 +247,10 @@ class Standalone(ToolTest):
 
     def test_without_a_usable_sim_nothing_is_done(self):
         self.start_wansim("--sim", "absent")
+        self.start_store()
         for arguments in (("sms", "clear"), ("state-change",)):
-            self.assert_failed(ltectl(*arguments), FAILED, "the SIM cannot be used: nothing is done")
+            self.assert_failed(ltectl(*arguments), FAILED,
+                               "the SIM cannot be used: there is no SIM; nothing is done")
 
     def test_answers_to_ussd_codes_reach_the_store(self):
         self.start_wansim()
@@ -243,8 +261,7 @@ class Standalone(ToolTest):
 
     def test_answers_to_ussd_codes_need_a_store(self):
         self.start_wansim()
-        self.assert_failed(ltectl("ussd-test"), NOBODY,
-                           "no SMS store takes the answer; start wansim --sms-store or the SMS store")
+        self.assert_failed(ltectl("ussd-test"), NOBODY, NO_STORE)
 
 
 class Statistics(ToolTest):
@@ -328,8 +345,11 @@ class Status(ToolTest):
                                        "interface", "uptime"})
 
     def test_needs_a_wan_manager(self):
+        ltectl("ram", "set", "wm_wcdma_imei_nv", "490154203237518")
         result = ltectl("status")
-        self.assertEqual((result.returncode, result.stdout), (NOBODY, ""))
+        self.assertEqual((result.returncode, result.stderr), (
+            NOBODY, "ltectl: no WAN manager is bound to lc_socket_mm_common; start wansim or the WAN manager\n"))
+        self.assertIn("IMEI          490154203237518\n", result.stdout)
 
 
 if __name__ == "__main__":

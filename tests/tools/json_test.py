@@ -195,6 +195,23 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.ran |= {"monitor", "bus watch"}
         peer.close()
 
+    def returning(self):
+        """What those that watch tell of a WAN manager that goes and comes back; the new one."""
+        wansim = support.Background(self, support.wansim_program, "--json", "--delay=0")
+        wansim.out.next()
+        watchers = [("monitor", support.Background(self, support.ltectl_program, "monitor", "--timestamps", "--json")),
+                    ("bus watch", support.Background(self, support.ltectl_program, "bus", "watch", "--timestamps",
+                                                     "--json"))]
+        for _, watcher in watchers:
+            watcher.err.next()
+        support.ltectl("connect", "--wait", "10")
+        wansim.dispose()
+        wansim = support.Background(self, support.wansim_program, "--json", "--delay=0", "--search-delay=0")
+        for command, watcher in watchers:
+            self.hold("ltectl", command, "\n".join([*watcher.lines_to('"back"'), watcher.out.next()]))
+            watcher.end(signal.SIGINT)
+        return wansim
+
     def simulators(self, wansim, store):
         peer = self.start_peer()
         for msg_id in (0x10FFFFFF, support.GET_ROAMING):
@@ -209,7 +226,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.hold("wansim", "--requests", support.wansim("--requests", "--json").stdout)
 
     def test_every_object_of_every_command(self):
-        wansim = support.Background(self, support.wansim_program, "--json", "--delay=0", "--search-delay=0")
+        wansim = self.returning()
         store = support.Background(self, support.wansim_program, "--json", "--sms-store")
         for simulator in (wansim, store):
             self.hold("wansim", "serving", simulator.out.next())

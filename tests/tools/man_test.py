@@ -138,14 +138,29 @@ class Pages(unittest.TestCase):
                 with self.subTest(program=program, path=path):
                     self.assertIn(path, named)
 
-    def test_what_ends_otherwise_without_a_wan_manager_is_told(self):
-        part = "\n".join(lines("ltectl")).split("\n.Sh EXIT STATUS\n")[1].split("\n.It 3\n")[1].split("\n.El")[0]
-        told = set(re.findall(r"^\.Cm (.*)", part, re.M))
-        asking = ("status", "connect", "monitor", "roam", "nettype", "scan", "imsi", "channel", "apn set", "diag",
-                  "cfun-off", "state-change", "sms clear", "ussd-test", "bus watch")
-        codes = {command: support.run(LTECTL, *command.split()).returncode for command in asking}
-        self.assertEqual({command for command, code in codes.items() if code == support.FAILED}, told)
-        self.assertEqual({command for command, code in codes.items() if code == support.NOBODY}, set(asking) - told)
+    def test_every_command_that_needs_somebody_tells_that_nobody_is_there(self):
+        for command in ("status", "connect", "monitor", "roam", "nettype", "scan", "imsi", "channel", "apn set", "diag",
+                        "cfun-off", "state-change", "sms clear", "ussd-test", "bus watch"):
+            with self.subTest(command):
+                self.assertEqual(support.run(LTECTL, *command.split()).returncode, support.NOBODY)
+
+    def test_every_deadline_is_told_alike(self):
+        in_pages = {}
+        command = ""
+        for item in "\n".join(lines("ltectl")).split("\n.It ")[1:]:
+            macro, *words = item.split("\n")[0].split()
+            if macro == "Cm":
+                command = flatten([macro, *words])
+            elif item.startswith("Fl -timeout Ar SECONDS"):
+                in_pages[command] = re.search(r"(\d+) if it is not\sgiven", item).group(1)
+        in_helps = {}
+        for command, options in in_help("ltectl").items():
+            if "--timeout SECONDS" in options:
+                words = re.match(r"[a-z-]+(?: [a-z-]+)*(?![|\w])", command).group().split()
+                in_helps[command] = re.search(r"--timeout SECONDS .*\((\d+)\)", help_of("ltectl", *words)).group(1)
+        self.assertEqual(in_pages, in_helps)
+        self.assertEqual({seconds for command, seconds in in_helps.items() if command not in ("scan", "upgrade IMAGE")},
+                         {"10"})
 
     def test_every_page_refers_to_pages_that_there_are(self):
         for program in PROGRAMS:

@@ -18,7 +18,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "peers"))
 import elf  # noqa: E402, F401
 import stranger  # noqa: E402
 
-DONE, FAILED, USAGE, NOBODY = range(4)
+DONE, FAILED, USAGE, NOBODY, NO_ANSWER = range(5)
 SOCKET = stranger.SERVER
 SMS_SOCKET = "lc_socket_sms_pb_common"
 STORE = "/tmp/nv/"

@@ -39,6 +39,13 @@ void add_link(Record &record, const lct_link_status &link)
     record.field("name", get_link_str(link.link_status));
 }
 
+void add_link_state(Record &record, uint32_t link_status)
+{
+    record.event("link").text("link");
+    add_named(record, "status", kLinkStates, link_status);
+    record.field("name", get_link_str(link_status));
+}
+
 void add_interface(Record &record, const lct_iface_status &interface)
 {
     record.event("interface")
@@ -69,17 +76,6 @@ void print_roaming(uint32_t value)
 {
     Record record;
     add_roaming(record, value);
-}
-
-std::string_view at_command(const Body &body)
-{
-    constexpr uint32_t kHead = 96;
-    const uint32_t length = body.length > kHead ? body.record<uint32_t>() : 0;
-    if (length == 0 || length > body.length - kHead) {
-        return {};
-    }
-    const std::string_view command(reinterpret_cast<const char *>(body.bytes) + kHead, length);
-    return command.back() == '\r' ? std::string_view(command.data(), length - 1) : std::string_view();
 }
 
 } // namespace lterouter::tools

@@ -1,7 +1,6 @@
 // The WAN manager as its clients and its stand-in both see it.
 #pragma once
 
-#include "common/body.h"
 #include "common/record.h"
 #include "lc_ipc_msg.h"
 #include "lte_sdk.h"
@@ -21,14 +20,13 @@ void add_link(Record &record, const lct_link_status &link);
 void add_interface(Record &record, const lct_iface_status &interface);
 void add_roaming(Record &record, uint32_t value);
 
+// The link's state alone, where nothing else of it is known.
+void add_link_state(Record &record, uint32_t link_status);
+
 // The same as a line of its own.
 void print_link(const lct_link_status &link);
 void print_interface(const lct_iface_status &interface);
 void print_roaming(uint32_t value);
-
-// The command in the body of a request for the modem, without the carriage return that ends it; empty
-// when the request is malformed.
-std::string_view at_command(const Body &body);
 
 // Everything the WAN manager publishes.
 constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,

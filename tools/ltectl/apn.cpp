@@ -3,7 +3,6 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "lte_sdk.h"
-#include "ltectl/client.h"
 #include "ltectl/commands.h"
 #include "ltectl/request.h"
 
@@ -38,12 +37,12 @@ int apn_match(char *const *operands)
 
 int apn_set(char *const *)
 {
-    return with_client([] {
-        if (lct_apn_set_req() != 0) {
-            return refused("use the access point name");
+    return with_endpoint([] {
+        const int code = tell({kWanManager, WM_MSG_APN_SET_REQ, "use the access point name"});
+        if (code == kDone) {
+            Record().word("event", "apn").word("status", "set");
         }
-        Record().word("event", "apn").word("status", "set");
-        return kDone;
+        return code;
     });
 }
 

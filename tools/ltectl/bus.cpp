@@ -5,10 +5,11 @@
 #include "ltectl/array.h"
 #include "ltectl/client.h"
 #include "ltectl/commands.h"
+#include "ltectl/endpoints.h"
 #include "ltectl/events.h"
 #include "ltectl/message.h"
+#include "ltectl/request.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -20,41 +21,8 @@ namespace {
 
 // ---- list ----
 
-constexpr char kTable[] = "/proc/net/unix";
-constexpr unsigned int kUnconnected = 1;
 constexpr std::string_view kPrefix = "lc_socket_";
 constexpr std::string_view kSuffix = "_common";
-
-struct Bound {
-    char name[sizeof(sockaddr_un::sun_path)];
-    bool padded; // with NULs up to the end, which is part of the name
-};
-
-// A line of the kernel's table, which shows a NUL of an abstract name as "@". False for whatever is no
-// endpoint: what listens or is connected. The type does not tell, since MIPS has other numbers for it
-// than the machine that emulates a program.
-bool parse_socket(const char *line, Bound *bound)
-{
-    unsigned int flags = 0;
-    unsigned int state = 0;
-    int start = 0;
-    const bool listed =
-        sscanf(line, "%*s %*x %*x %x %*x %x %*u %n", &flags, &state, &start) == 2 && start != 0;
-    if (!listed || flags != 0 || state != kUnconnected || line[start] != '@') {
-        return false;
-    }
-    const char *name = line + start + 1;
-    size_t length = strcspn(name, "\n");
-    if (length >= sizeof(bound->name) || strncmp(name, kPrefix.data(), kPrefix.size()) != 0) {
-        return false;
-    }
-    bound->padded = length == sizeof(bound->name) - 1;
-    while (name[length - 1] == '@') {
-        --length;
-    }
-    snprintf(bound->name, sizeof(bound->name), "%.*s", static_cast<int>(length), name);
-    return true;
-}
 
 int compare_names(const void *a, const void *b)
 {
@@ -135,16 +103,15 @@ void print_endpoint(const Bound &bound)
 int print_endpoints(FILE *table)
 {
     Array<Bound> endpoints;
-    char line[512];
-    while (fgets(line, sizeof(line), table) != nullptr) {
-        Bound bound;
-        if (parse_socket(line, &bound) && !endpoints.add(bound)) {
+    Bound bound;
+    while (next_endpoint(table, &bound)) {
+        if (!endpoints.add(bound)) {
             return fail(kFailed, "cannot list the endpoints: %s", strerror(errno));
         }
     }
     endpoints.sort(compare_names);
-    for (const Bound &bound : endpoints) {
-        print_endpoint(bound);
+    for (const Bound &endpoint : endpoints) {
+        print_endpoint(endpoint);
     }
     return kDone;
 }
@@ -153,12 +120,10 @@ int print_endpoints(FILE *table)
 
 uint32_t g_count = 0; // 0: no limit
 
-// What is answered before is this process's own subscriptions.
-std::atomic<bool> g_subscribed{false};
-
+// The answers to this process's own subscriptions are not shown.
 uint32_t on_message(ipc_msg_hdr *received, uint32_t)
 {
-    if (g_subscribed || received->type != IPC_MSG_TYPE_RESPONSE) {
+    if (received->type != IPC_MSG_TYPE_RESPONSE || !is_subscribing()) {
         Message message = {};
         copy_message(received, &message);
         pass_on(&message, sizeof(message));
@@ -170,57 +135,31 @@ static_assert(is_passed_whole<Message>);
 // This process publishes nothing.
 uint32_t refuse_subscriber(uint32_t) { return 0; }
 
-// An endpoint that hands every message to on_message.
-class Watch {
-public:
-    Watch() = default;
-    ~Watch()
-    {
-        if (started_) {
-            lct_deregister();
-            ipc_msg_fin();
-        }
+// An endpoint that hands every message to on_message, and subscribes to all there is.
+int start_watching()
+{
+    if (!open_events()) {
+        return fail(kFailed, "cannot wait for messages: %s", strerror(errno));
     }
-    Watch(const Watch &) = delete;
-    Watch &operator=(const Watch &) = delete;
-
-    // Returns kDone, or the exit code after saying what is wrong.
-    int start()
-    {
-        if (!open_events()) {
-            return fail(kFailed, "cannot wait for messages: %s", strerror(errno));
-        }
-        const uint32_t result =
-            ipc_msg_init(IPC_MODULE_CLI1, nullptr, on_message, refuse_subscriber, 1);
-        if (result != IPC_SUCCESS) {
-            return fail(kFailed, "cannot start the endpoint (code %u)", result);
-        }
-        started_ = true;
-        for (const uint32_t notification : kNotifications) {
-            if (const int code = subscribe(notification); code != kDone) {
-                return code;
-            }
-        }
-        g_subscribed = true;
-        return kDone;
-    }
-
-private:
-    bool started_ = false;
-};
+    at_end({.farewell = lct_deregister, .close = ipc_msg_fin});
+    const uint32_t result = ipc_msg_init(IPC_MODULE_CLI1, nullptr, on_message, refuse_subscriber, 1);
+    return result == IPC_SUCCESS ? subscribe_to_all() : fail_to_open(result);
+}
 
 } // namespace
 
 const Option kBusWatchOptions[] = {
     {"count", "N", "end after N messages", &kCount, &g_count},
+    kTimestampsOption,
+    kSubscribingTimeoutOption,
     {},
 };
 
 int bus_list(char *const *)
 {
-    FILE *table = fopen(kTable, "re");
+    FILE *table = fopen(kSocketTable, "re");
     if (table == nullptr) {
-        return fail(kFailed, "cannot read %s: %s", kTable, strerror(errno));
+        return fail(kFailed, "cannot read %s: %s", kSocketTable, strerror(errno));
     }
     const int code = print_endpoints(table);
     fclose(table);
@@ -229,17 +168,17 @@ int bus_list(char *const *)
 
 int bus_watch(char *const *)
 {
-    Watch watch;
-    const int started = watch.start();
-    if (started != kDone) {
-        return started;
-    }
-    // On standard error: output is one line for each message.
-    note("waiting for messages to lc_socket_cli1_%u_common; end with Ctrl-C",
-         static_cast<unsigned int>(getpid()));
-    Message message;
-    return print_events(&message, sizeof(message), g_count, [](const void *arrived) {
-        print_message(*static_cast<const Message *>(arrived));
+    return run_until(g_timeout_seconds, [] {
+        if (const int code = start_watching(); code != kDone) {
+            return code;
+        }
+        // On standard error: output is one line for each message.
+        note("waiting for messages to lc_socket_cli1_%u_common; end with Ctrl-C",
+             static_cast<unsigned int>(getpid()));
+        Message message;
+        return show_events(&message, sizeof(message), g_count, [](const void *arrived) {
+            print_message(*static_cast<const Message *>(arrived));
+        });
     });
 }
 

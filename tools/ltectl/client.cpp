@@ -2,74 +2,218 @@
 
 #include "common/program.h"
 #include "common/wan_manager.h"
+#include "lc_nv.h"
+#include "ltectl/clock.h"
+#include "ltectl/endpoints.h"
 #include "ltectl/events.h"
+#include "ltectl/link_state.h"
+#include "ltectl/request.h"
 #include "ltectl/trace_file.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
 namespace lterouter::tools {
 namespace {
 
-constexpr uint32_t kAnswerTimeoutMs = 4000;
+constexpr uint32_t kAnswerTimeoutMs = 4000;        // of a WAN manager that has come back
+constexpr uint32_t kBeyondAnyDeadlineMs = 500'000; // of one that is to answer within the deadline
+constexpr int64_t kLookMs = 500;
+constexpr char kSubscribing[] = "answer a subscription";
 
 const lct_config g_config = {.reserved = {}, .callback = on_event};
 
+std::atomic<bool> g_subscribing{false};
+
+// The WAN manager that was there when this process first subscribed: its socket.
+uint32_t g_first_served = 0;
+
+uint32_t try_to_subscribe(uint32_t notification, uint32_t timeout_ms)
+{
+    const ipc_addr address = wan_manager_address();
+    const Waiting waiting({kWanManager, kSubscribing});
+    g_subscribing = true;
+    const uint32_t result = ipc_register_notify(&address, notification, timeout_ms);
+    g_subscribing = false;
+    return result;
+}
+
+int32_t init_client()
+{
+    const Waiting waiting({kWanManager, kSubscribing});
+    return lct_module_init(&g_config);
+}
+
+// ---- The WAN manager's way from one process to the next ----
+
+class Presence {
+public:
+    enum class Change { kNone, kGone, kBack };
+
+    // At most once in a while.
+    bool is_due() const { return now_ms() - looked_ms_ >= kLookMs; }
+    int64_t next_ms() const { return looked_ms_ + kLookMs; }
+
+    Change look()
+    {
+        looked_ms_ = now_ms();
+        const auto socket = socket_at(wan_manager_address());
+        if (!socket) {
+            return Change::kNone;
+        }
+        if (served_ != 0) {
+            if (*socket == served_) {
+                return Change::kNone;
+            }
+            served_ = 0;
+            return Change::kGone;
+        }
+        // One that was not there at the last look may not yet have stored its state.
+        const bool settled = *socket != 0 && *socket == seen_;
+        seen_ = *socket;
+        if (!settled || !subscribe_again()) {
+            return Change::kNone;
+        }
+        served_ = *socket;
+        return Change::kBack;
+    }
+
+private:
+    bool subscribe_again()
+    {
+        for (const uint32_t notification : kNotifications) {
+            if (try_to_subscribe(notification, kAnswerTimeoutMs) != IPC_SUCCESS) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    uint32_t served_ =
+        g_first_served; // the socket of the one that has subscribed us; 0 while it is gone
+    uint32_t seen_ = 0;
+    int64_t looked_ms_ = now_ms();
+};
+
+void print_presence(const char *status)
+{
+    Record record;
+    add_time(record, wall_clock_ms());
+    record.word("event", "manager").word("status", status);
+}
+
+void print_state()
+{
+    const auto state = read_link_state();
+    if (state) {
+        Record record;
+        add_time(record, wall_clock_ms());
+        add_link_state(record, *state);
+    }
+}
+
+// False when a signal comes instead of a reader.
+bool tell(Presence::Change change)
+{
+    if (change == Presence::Change::kNone) {
+        return true;
+    }
+    if (!await_reader()) {
+        return false;
+    }
+    if (change == Presence::Change::kGone) {
+        print_presence("gone");
+    } else {
+        print_presence("back");
+        print_state();
+    }
+    return true;
+}
+
 } // namespace
+
+bool is_subscribing() { return g_subscribing; }
 
 int subscribe(uint32_t notification)
 {
-    const ipc_addr address = wan_manager_address();
-    const uint32_t result = ipc_register_notify(&address, notification, kAnswerTimeoutMs);
+    if (g_first_served == 0) {
+        g_first_served = socket_at(wan_manager_address()).value_or(0);
+    }
+    const uint32_t result = try_to_subscribe(notification, kBeyondAnyDeadlineMs);
     if (result == IPC_SUCCESS) {
         return kDone;
     }
+    if (result == IPC_ERR_SOCKET) {
+        return tell_nobody(kWanManager);
+    }
+    const ipc_addr address = wan_manager_address();
     const std::string_view name = socket_name(address);
-    const int length = static_cast<int>(name.size());
-    if (result == IPC_ERR_SOCKET || result == IPC_ERR_TIMEOUT) {
-        return fail(kNobody, "no WAN manager answers on %.*s; start wansim or the WAN manager", length,
-                    name.data());
-    }
-    return fail(kFailed, "the WAN manager on %.*s refuses to publish its events (code %u)", length,
-                name.data(), result);
+    return fail(kFailed, "the WAN manager on %.*s refuses to publish its events (code %u)",
+                static_cast<int>(name.size()), name.data(), result);
 }
 
-Client::~Client()
+int subscribe_to_all()
 {
-    if (subscribed_) {
-        lct_deregister(); // or its name would stay in the WAN manager's registry for good
+    for (const uint32_t notification : kNotifications) {
+        if (const int code = subscribe(notification); code != kDone) {
+            return code;
+        }
     }
-    if (started_) {
-        lct_module_fin();
-    }
+    return kDone;
 }
 
-int Client::start(Events events)
+int start_client()
 {
-    if (events == Events::kWanted && !open_events()) {
+    if (!open_events()) {
         return fail(kFailed, "cannot wait for events: %s", strerror(errno));
     }
-    started_ = true; // a start that fails half-way leaves its first half standing
-    const int32_t result = lct_module_init(&g_config);
+    if (nvmram_init() != NV_SUCCESS) {
+        return fail(kFailed, "cannot make %s: %s; the LTE client needs it", NVMRAM_DIR,
+                    strerror(errno));
+    }
+    // A start that fails half-way leaves its first half standing.
+    at_end({.farewell = lct_deregister, .close = [] { lct_module_fin(); }});
+    const int32_t result = init_client();
     if (result != 0) {
         return fail(kFailed, "cannot start the LTE client (code %d); see %s", result, kTraceFile);
     }
-    subscribed_ = true;
     // The client's start does not tell whether its subscriptions were answered. Subscribing once more
     // does, and changes nothing.
-    const int found = subscribe(WM_MSG_LINK_STATUS_NOTIFY);
-    // Who wants no events leaves at once: what the command causes would be sent to a process that is
-    // gone before it arrives.
-    if (found == kDone && events == Events::kUnwanted) {
-        lct_deregister();
-        subscribed_ = false;
-    }
-    return found;
+    return subscribe(WM_MSG_LINK_STATUS_NOTIFY);
 }
 
-int refused(const char *request)
+int show_events(void *event, size_t size, uint32_t count, void (*print)(const void *event))
 {
-    return fail(kFailed, "the WAN manager did not %s; see %s", request, kTraceFile);
+    Presence presence;
+    run_until_signal();
+    uint32_t last = 0;
+    for (uint32_t printed = 0; count == 0 || printed < count;) {
+        if (presence.is_due() && !tell(presence.look())) {
+            return kDone;
+        }
+        switch (next_event(event, size, presence.next_ms())) {
+        case Arrival::kEvent:
+            note_lost(event, &last);
+            if (!await_reader()) {
+                return kDone;
+            }
+            print(event);
+            ++printed;
+            break;
+        case Arrival::kSignal:
+        case Arrival::kReaderGone:
+            return kDone;
+        case Arrival::kTimeout:
+            break;
+        case Arrival::kError:
+            return fail(kFailed, "cannot wait for events: %s", strerror(errno));
+        }
+        if (output_error() != 0) {
+            return kDone; // whether this is a failure is judged at the program's end
+        }
+    }
+    return kDone;
 }
 
 } // namespace lterouter::tools

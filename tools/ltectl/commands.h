@@ -28,6 +28,7 @@ int pin_disable(char *const *operands);
 int pin_change(char *const *operands);
 
 // network.cpp
+extern const Option kScanOptions[];
 int scan(char *const *operands);
 int imsi(char *const *operands);
 int channel(char *const *operands);

@@ -1,8 +1,10 @@
-// What a command waits for, in one place: notifications, a signal to end, the reader of its output
-// going away, and time. The callback on the receive thread puts notifications into a pipe and never
-// blocks; the command's thread takes them out.
+// What a command that shows events waits for, in one place: notifications, a signal to end, the reader
+// of its output going away, and time. The callback on the receive thread puts notifications into a pipe
+// and never blocks; the command's thread takes them out.
 #pragma once
 
+#include "common/command.h"
+#include "common/record.h"
 #include "lte_sdk.h"
 
 #include <climits>
@@ -11,9 +13,15 @@
 
 namespace lterouter::tools {
 
+// With which everything that is passed on begins.
+struct EventHead {
+    uint32_t number;    // counts the events that arrived; a gap is what was lost
+    int64_t arrived_ms; // on the wall clock
+};
+
 struct Event {
-    uint32_t number; // counts the events that arrived; a gap is what was lost
-    uint32_t kind;   // LCT_EVENT_...
+    EventHead head;
+    uint32_t kind; // LCT_EVENT_...
     union {
         lct_link_status link;
         lct_iface_status interface;
@@ -22,22 +30,18 @@ struct Event {
 
 enum class Arrival { kEvent, kSignal, kReaderGone, kTimeout, kError };
 
-// Opens the pipe and directs SIGINT and SIGTERM to next_event. Before any thread starts, so that none
-// of them takes the signals. False when the system refuses, with errno.
+// Opens the pipe; before the receive thread starts. False when the system refuses, with errno.
 bool open_events();
 
 // Written to the pipe and read from it whole.
 template <typename T> constexpr bool is_passed_whole = sizeof(T) <= PIPE_BUF;
 static_assert(is_passed_whole<Event>);
 
-// Gives an event its number, with which it begins, and passes it on. Only on the receive thread.
+// Gives an event its head and passes it on. Only on the receive thread.
 bool pass_on(void *event, size_t size);
 
 // The host's callback: passes Event on.
 uint32_t on_event(const lct_event *event);
-
-// A moment on the monotonic clock, in milliseconds.
-int64_t now_ms();
 
 // Waits for the next event, until the deadline if there is one.
 Arrival next_event(void *event, size_t size, std::optional<int64_t> deadline_ms);
@@ -50,8 +54,13 @@ inline Arrival next_event(Event *event, std::optional<int64_t> deadline_ms)
 // write would wait for the reader as well, but no signal would end it.
 bool await_reader();
 
-// Reads event after event and prints each, until there were count of them (0: no limit), a signal comes
-// or nobody reads the output. Says when events were lost. Returns the exit code.
-int print_events(void *event, size_t size, uint32_t count, void (*print)(const void *event));
+// Tells of events that came while the pipe was full. last: the number of the event before.
+void note_lost(const void *event, uint32_t *last);
+
+// Begins a line with the moment, if the user wants it: --timestamps.
+inline bool g_timestamps = false;
+inline constexpr Option kTimestampsOption = {
+    "timestamps", nullptr, "begin each line with the time it came, in UTC", &kSwitch, &g_timestamps};
+void add_time(Record &record, int64_t wall_clock_ms);
 
 } // namespace lterouter::tools

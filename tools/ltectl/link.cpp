@@ -5,8 +5,10 @@
 #include "ltectl/client.h"
 #include "ltectl/commands.h"
 #include "ltectl/events.h"
+#include "ltectl/request.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 namespace lterouter::tools {
@@ -18,13 +20,13 @@ constexpr ValueType kSeconds = {"a number of seconds from 1 to 86400", parse_num
 
 struct LinkRequest {
     const char *name;
-    int32_t (*send)();
+    uint32_t msg_id;
     uint32_t goal; // the link status that fulfils it
     const char *goal_name;
 };
 
-constexpr LinkRequest kConnect = {"connect", lct_connect, LCT_LINK_CONNECTED, "connected"};
-constexpr LinkRequest kDisconnect = {"disconnect", lct_disconnect, LCT_LINK_DISCONNECTED,
+constexpr LinkRequest kConnect = {"connect", WM_MSG_CONNECT_REQ, LCT_LINK_CONNECTED, "connected"};
+constexpr LinkRequest kDisconnect = {"disconnect", WM_MSG_DISCONNECT_REQ, LCT_LINK_DISCONNECTED,
                                      "disconnected"};
 
 bool fulfils(const Event &event, const LinkRequest &request)
@@ -32,51 +34,76 @@ bool fulfils(const Event &event, const LinkRequest &request)
     return event.kind == LCT_EVENT_LINK_STATUS && event.link.link_status == request.goal;
 }
 
+// The first event that decides, or why none came.
+Arrival await_outcome(const LinkRequest &request, Event *event)
+{
+    char too_late[96];
+    snprintf(too_late, sizeof(too_late),
+             "the link is not %s after %u s; ltectl monitor shows what happens", request.goal_name,
+             g_wait_seconds);
+    const Waiting waiting({kWanManager, request.name, too_late, kFailed});
+    Arrival arrival;
+    do {
+        arrival = next_event(event, std::nullopt);
+    } while (arrival == Arrival::kEvent && !fulfils(*event, request));
+    return arrival;
+}
+
 int wait_for(const LinkRequest &request)
 {
-    const int64_t deadline_ms = now_ms() + static_cast<int64_t>(g_wait_seconds) * 1000;
-    for (;;) {
-        Event event;
-        switch (next_event(&event, deadline_ms)) {
-        case Arrival::kEvent:
-            if (fulfils(event, request) && await_reader()) {
-                print_link(event.link);
-                return kDone;
-            }
-            break;
-        case Arrival::kTimeout:
-            return fail(kFailed, "the link is not %s after %u s; ltectl monitor shows what happens",
-                        request.goal_name, g_wait_seconds);
-        case Arrival::kSignal:
-            return fail(kFailed, "interrupted; the WAN manager goes on with the request");
-        case Arrival::kReaderGone:
-            return fail(kFailed, "nobody reads the answer; the WAN manager goes on with the request");
-        case Arrival::kError:
-            return fail(kFailed, "cannot wait for the link: %s", strerror(errno));
+    Event event;
+    switch (await_outcome(request, &event)) {
+    case Arrival::kEvent:
+        if (await_reader()) {
+            print_link(event.link);
+            return kDone;
         }
+        [[fallthrough]];
+    case Arrival::kSignal:
+        return fail(kFailed, "interrupted; the WAN manager may go on with the request");
+    case Arrival::kReaderGone:
+        return fail(kFailed, "nobody reads the answer; the WAN manager goes on with the request");
+    case Arrival::kTimeout:
+    case Arrival::kError:
+        break;
     }
+    return fail(kFailed, "cannot wait for the link: %s", strerror(errno));
+}
+
+int request_and_wait(const LinkRequest &request)
+{
+    if (const int code = start_client(); code != kDone) {
+        return code;
+    }
+    {
+        const Waiting waiting({kWanManager, kTakeTheRequest});
+        send_request(IPC_MODULE_MM, request.msg_id, nullptr, 0);
+    }
+    return wait_for(request);
+}
+
+int request_only(const LinkRequest &request)
+{
+    const int code = send_to_manager({kWanManager, request.msg_id, kTakeTheRequest}, nullptr, 0);
+    if (code == kDone) {
+        Record().event("requested").word("requested", request.name).text("requested");
+    }
+    return code;
 }
 
 int request_link(const LinkRequest &request)
 {
-    const bool waits = g_wait_seconds != 0;
-    Client client;
-    const int started = client.start(waits ? Client::Events::kWanted : Client::Events::kUnwanted);
-    if (started != kDone) {
-        return started;
-    }
-    request.send();
-    if (waits) {
-        return wait_for(request);
-    }
-    Record().event("requested").word("requested", request.name).text("requested");
-    return kDone;
+    return g_wait_seconds != 0 ? run_until(g_wait_seconds, [&] { return request_and_wait(request); })
+                               : with_endpoint([&] { return request_only(request); });
 }
 
 } // namespace
 
 const Option kWaitOptions[] = {
-    {"wait", "SECONDS", "wait for the outcome and show it", &kSeconds, &g_wait_seconds},
+    {"wait", "SECONDS", "wait for the outcome no longer than that, and show it", &kSeconds,
+     &g_wait_seconds},
+    {"timeout", "SECONDS", "without --wait: end after that without an answer (10)", &kTimeoutSeconds,
+     &g_timeout_seconds},
     {},
 };
 

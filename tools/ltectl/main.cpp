@@ -1,15 +1,19 @@
 // ltectl: drives the WAN manager from a shell.
 //
 //   main      the table of commands
-//   client    this process as a host of the LTE client
-//   request   a request to the WAN manager, for as long as the user wants to wait
-//   events    notifications, signals and time-outs on their way to the command
+//   deadline  the end of a command: its deadline, signals, the death of who is to answer
+//   request   requests to the WAN manager and the SMS store
+//   requests  those that more than one command makes
+//   client    this process as a subscriber of the WAN manager
+//   events    notifications on their way to the command
 //   message   a received message, for people
+//   endpoints who is bound, by the kernel's table
+//   link_state
+//             the link as the WAN manager keeps it
+//   clock     moments
 //   trace_file
 //             where the library traces
 //   array     an array that grows
-//   captured_output
-//             what the library prints on its own
 //   parameter what the commands of the two parameter stores have in common
 //   parameter_copy
 //             the file that holds a parameter's value
@@ -144,12 +148,21 @@ constexpr Command kNvCommands[] = {
 };
 
 constexpr Command kPinCommands[] = {
-    {.name = "enable", .operands = "[PIN]", .help = "Have the SIM ask for its PIN.", .run = pin_enable},
-    {.name = "disable", .operands = "[PIN]", .help = "Have it ask no longer.", .run = pin_disable},
+    {.name = "enable",
+     .operands = "[PIN]",
+     .help = "Have the SIM ask for its PIN.",
+     .run = pin_enable,
+     .options = kTimeoutOptions},
+    {.name = "disable",
+     .operands = "[PIN]",
+     .help = "Have it ask no longer.",
+     .run = pin_disable,
+     .options = kTimeoutOptions},
     {.name = "change",
      .operands = "[OLD] [NEW]",
      .help = "Change the PIN; OLD is the PUK of a SIM that is locked.",
-     .run = pin_change},
+     .run = pin_change,
+     .options = kTimeoutOptions},
     {},
 };
 
@@ -158,7 +171,10 @@ constexpr Command kApnCommands[] = {
      .operands = "FILE KEY",
      .help = "Look an operator's access point name up in a list.",
      .run = apn_match},
-    {.name = "set", .help = "Have the stored access point name used.", .run = apn_set},
+    {.name = "set",
+     .help = "Have the stored access point name used.",
+     .run = apn_set,
+     .options = kTimeoutOptions},
     {},
 };
 
@@ -206,7 +222,7 @@ constexpr Command kCommands[] = {
     {.name = "scan",
      .help = "Search for operators, which can take minutes.",
      .run = scan,
-     .options = kTimeoutOptions},
+     .options = kScanOptions},
     {.name = "pin", .help = "The SIM's PIN.", .children = kPinCommands},
     {.name = "imsi", .help = "Show the SIM's identity.", .run = imsi, .options = kTimeoutOptions},
     {.name = "channel", .help = "Show the LTE channel.", .run = channel, .options = kTimeoutOptions},
@@ -225,8 +241,15 @@ constexpr Command kCommands[] = {
      .help = "Select the modem's serial port.",
      .run = port,
      .options = kTimeoutOptions},
-    {.name = "iface", .operands = "up|down", .help = "Bring the interface up or down.", .run = iface},
-    {.name = "cfun-off", .help = "Switch the modem's radio off.", .run = cfun_off},
+    {.name = "iface",
+     .operands = "up|down",
+     .help = "Bring the interface up or down.",
+     .run = iface,
+     .options = kTimeoutOptions},
+    {.name = "cfun-off",
+     .help = "Switch the modem's radio off.",
+     .run = cfun_off,
+     .options = kTimeoutOptions},
     {.name = "state-change",
      .help = "Ask for a state change.",
      .run = state_change,
@@ -235,7 +258,8 @@ constexpr Command kCommands[] = {
     {.name = "ussd-test",
      .operands = "[1|2|3]",
      .help = "Send the SMS store an answer to a USSD code.",
-     .run = ussd_test},
+     .run = ussd_test,
+     .options = kTimeoutOptions},
     {.name = "stats",
      .operands = "IFNAME",
      .help = "Show an interface's traffic counters.",
@@ -276,7 +300,7 @@ constexpr Command kCommands[] = {
 constexpr Command kRoot = {
     .name = "ltectl",
     .help = "Drives the WAN manager of an LTE router.\n"
-            "Exit codes: 0 done, 1 refused or failed, 2 usage, 3 no WAN manager answers.",
+            "Exit codes: 0 done, 1 refused or failed, 2 usage, 3 nobody there, 4 no answer in time.",
     .children = kCommands,
 };
 

@@ -1,5 +1,6 @@
 #include "ltectl/message.h"
 
+#include "common/at.h"
 #include "common/body.h"
 #include "common/program.h"
 #include "common/wan_manager.h"
@@ -215,6 +216,7 @@ void print_message(const Message &message)
     const Kind *kind = find_kind(header.msg_id);
     Record record;
     record.event("message");
+    add_time(record, message.head.arrived_ms);
     add_named(record, "type", kTypes, header.type);
     record.word("message", kind != nullptr ? kind->name : "unknown")
         .number("id", header.msg_id, Hex(header.msg_id).text)

@@ -3,12 +3,12 @@
 
 #include "common/record.h"
 #include "lc_ipc_msg.h"
+#include "ltectl/events.h"
 
 namespace lterouter::tools {
 
-// As events are passed on.
 struct Message {
-    uint32_t number;
+    EventHead head;
     ipc_msg_hdr header;
     ipc_addr sender;
     alignas(uint32_t) uint8_t body[IPC_MSG_MAX_BODY];

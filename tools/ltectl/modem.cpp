@@ -4,21 +4,22 @@
 #include "common/record.h"
 #include "common/wan_manager.h"
 #include "lte_sdk.h"
-#include "ltectl/captured_output.h"
-#include "ltectl/client.h"
 #include "ltectl/commands.h"
-#include "ltectl/request.h"
+#include "ltectl/requests.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 
 namespace lterouter::tools {
 namespace {
 
-constexpr size_t kCommandMax = 910;
-constexpr size_t kAnswerSize = 128;           // of an answer in the message
-constexpr size_t kLongAnswerSize = 64 * 1024; // of one in a file
+constexpr size_t kAnswerMax = 64 * 1024; // of one in a file
+
+constexpr const char *kErrors[] = {"ERROR", "+CME ERROR", "+CMS ERROR"};
 
 bool g_hidden = false;
 
@@ -41,6 +42,21 @@ void print_answer(const char *text)
     flush_output();
 }
 
+// A modem ends its answer by the line that tells how the command went.
+bool is_error(std::string_view answer)
+{
+    while (answer.ends_with('\r') || answer.ends_with('\n')) {
+        answer.remove_suffix(1);
+    }
+    const size_t before = answer.find_last_of("\r\n");
+    const std::string_view last =
+        before == std::string_view::npos
+            ? answer
+            : std::string_view(answer.data() + before + 1, answer.size() - before - 1);
+    return std::any_of(std::begin(kErrors), std::end(kErrors),
+                       [=](const char *error) { return last.starts_with(error); });
+}
+
 int show_answer(const char *command, const char *text)
 {
     if (g_program.json) {
@@ -48,43 +64,59 @@ int show_answer(const char *command, const char *text)
     } else {
         print_answer(text);
     }
-    return kDone;
+    return is_error(text) ? fail(kFailed, "the modem answers an error") : kDone;
 }
 
-int command_modem(const char *command)
+int show_file(const char *command, const char *path)
 {
-    // The library puts the carriage return in the place of the last character.
-    char line[kCommandMax + 2];
-    snprintf(line, sizeof(line), "%s\n", command);
-    char answer[kAnswerSize] = {};
-    static char long_answer[kLongAnswerSize];
-    CapturedOutput output; // where the library prints an answer that is in a file
-    if (!output) {
-        return fail(kFailed, "cannot make a temporary file: %s", strerror(errno));
+    static char text[kAnswerMax];
+    FILE *file = fopen(path, "re");
+    if (file == nullptr) {
+        return fail(kFailed, "cannot read the answer in %s: %s", path, strerror(errno));
     }
-    if (lct_ext_at_req(line, answer, sizeof(answer) - 1) != 0) {
-        return refused("pass the command to the modem");
+    text[fread(text, 1, sizeof(text) - 1, file)] = '\0';
+    fclose(file);
+    return show_answer(command, text);
+}
+
+int show_command(const char *command)
+{
+    AtText answer;
+    const Reply reply = command_modem(command, &answer);
+    if (reply.outcome != Outcome::kSuccess) {
+        return explain(kPassCommand, reply);
     }
-    const bool in_file = output.take(long_answer, sizeof(long_answer)) != 0;
-    return show_answer(command, in_file ? long_answer : answer);
+    return answer.in_file() ? show_file(command, answer.text()) : show_answer(command, answer.text());
 }
 
 int diagnose()
 {
-    if ((g_hidden ? lct_get_diag_hide_info() : lct_get_diag_info()) != 0) {
-        return refused("take a snapshot for diagnosis");
+    const uint32_t msg_id = g_hidden ? WM_MSG_DIAG_HIDE_INFO_REQ : WM_MSG_DIAG_INFO_REQ;
+    const int code = tell({kWanManager, msg_id, "take a snapshot for diagnosis"});
+    if (code == kDone) {
+        Record().word("event", "snapshot").text("taken");
     }
-    Record().word("event", "snapshot").text("taken");
-    return kDone;
+    return code;
 }
 
 int switch_radio_off()
 {
-    if (lct_at_cfun_off_req() != 0) {
-        return refused("take the request");
+    const int code =
+        send_to_manager({kWanManager, WM_MSG_AT_CFUN_OFF_REQ, kTakeTheRequest}, nullptr, 0);
+    if (code == kDone) {
+        Record().event("requested").word("requested", "cfun-off").text("requested");
     }
-    Record().event("requested").word("requested", "cfun-off").text("requested");
-    return kDone;
+    return code;
+}
+
+int switch_interface(const lct_iface_status &status, const char *name)
+{
+    const int code = send_to_manager({kWanManager, WM_MSG_IFACE_UPORDOWN_REQ, kTakeTheRequest}, &status,
+                                     sizeof(status));
+    if (code == kDone) {
+        Record().event("requested").word("requested", "iface").word("status", name).text("requested");
+    }
+    return code;
 }
 
 } // namespace
@@ -99,13 +131,13 @@ int at(char *const *operands)
 {
     const char *command = operands[0];
     const size_t length = strlen(command);
-    if (length == 0 || length > kCommandMax) {
-        return fail(kUsage, "a command has 1 to %zu characters", kCommandMax);
+    if (length == 0 || length > kAtCommandMax) {
+        return fail(kUsage, "a command has 1 to %zu characters", kAtCommandMax);
     }
-    return with_client([&] { return command_modem(command); });
+    return with_endpoint([&] { return show_command(command); });
 }
 
-int diag(char *const *) { return with_client(diagnose); }
+int diag(char *const *) { return with_endpoint(diagnose); }
 
 int iface(char *const *operands)
 {
@@ -113,19 +145,9 @@ int iface(char *const *operands)
     if (!kUpDown.parse(operands[0], &status.readiness)) {
         return bad_value("iface", kUpDown, operands[0]);
     }
-    return with_client([&] {
-        if (lct_inface_status_req(&status) != 0) {
-            return refused("take the request");
-        }
-        Record()
-            .event("requested")
-            .word("requested", "iface")
-            .word("status", operands[0])
-            .text("requested");
-        return kDone;
-    });
+    return with_endpoint([&] { return switch_interface(status, operands[0]); });
 }
 
-int cfun_off(char *const *) { return with_client(switch_radio_off); }
+int cfun_off(char *const *) { return with_endpoint(switch_radio_off); }
 
 } // namespace lterouter::tools

@@ -3,6 +3,7 @@
 #include "ltectl/client.h"
 #include "ltectl/commands.h"
 #include "ltectl/events.h"
+#include "ltectl/request.h"
 
 namespace lterouter::tools {
 namespace {
@@ -12,10 +13,12 @@ uint32_t g_count = 0; // 0: no limit
 void print_event(const void *arrived)
 {
     const Event &event = *static_cast<const Event *>(arrived);
+    Record record;
+    add_time(record, event.head.arrived_ms);
     if (event.kind == LCT_EVENT_LINK_STATUS) {
-        print_link(event.link);
+        add_link(record, event.link);
     } else {
-        print_interface(event.interface);
+        add_interface(record, event.interface);
     }
 }
 
@@ -23,20 +26,22 @@ void print_event(const void *arrived)
 
 const Option kMonitorOptions[] = {
     {"count", "N", "end after N events", &kCount, &g_count},
+    kTimestampsOption,
+    kSubscribingTimeoutOption,
     {},
 };
 
 int monitor(char *const *)
 {
-    Client client;
-    const int started = client.start(Client::Events::kWanted);
-    if (started != kDone) {
-        return started;
-    }
-    // On standard error: output is one line for each event.
-    note("waiting for events; end with Ctrl-C");
-    Event event;
-    return print_events(&event, sizeof(event), g_count, print_event);
+    return run_until(g_timeout_seconds, [] {
+        if (const int code = start_client(); code != kDone) {
+            return code;
+        }
+        // On standard error: output is one line for each event.
+        note("waiting for events; end with Ctrl-C");
+        Event event;
+        return show_events(&event, sizeof(event), g_count, print_event);
+    });
 }
 
 } // namespace lterouter::tools

@@ -3,14 +3,13 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "lte_sdk.h"
-#include "ltectl/captured_output.h"
-#include "ltectl/client.h"
 #include "ltectl/commands.h"
-#include "ltectl/imsi.h"
-#include "ltectl/request.h"
+#include "ltectl/requests.h"
 
 namespace lterouter::tools {
 namespace {
+
+uint32_t g_search_seconds = 180; // over every band and technology
 
 void show_operator(const lct_operator &found)
 {
@@ -23,13 +22,6 @@ void show_operator(const lct_operator &found)
     for (size_t i = 0; i < 5; ++i) {
         record.number(kNumbers[i], found.numbers[i]);
     }
-}
-
-// Without the list of the RAM store that the library prints for people who debug it.
-bool search(lct_netlist_rsp *answer)
-{
-    const CapturedOutput diagnostics;
-    return diagnostics && lct_get_netlist_req(answer) == 0;
 }
 
 void show_operators(const lct_netlist_rsp &answer)
@@ -46,50 +38,49 @@ void show_operators(const lct_netlist_rsp &answer)
     }
 }
 
+int search()
+{
+    lct_netlist_rsp answer;
+    const int code = ask({kWanManager, WM_MSG_NETLIST_SEARCH_REQ, "find operators"}, &answer);
+    if (code == kDone) {
+        show_operators(answer);
+    }
+    return code;
+}
+
 int show_imsi()
 {
     ImsiAnswer answer;
-    if (!answer.read()) {
-        return refused("tell the IMSI");
+    const int code = ask(kGetImsi, &answer);
+    if (code == kDone) {
+        Record().event("imsi").word("imsi", bounded(answer.imsi));
     }
-    Record().event("imsi").word("imsi", bounded(answer.imsi));
-    return kDone;
+    return code;
 }
 
 int show_channel()
 {
-    uint32_t channel = 0;
-    if (lct_lte_channel_req(&channel) != 0) {
-        return refused("tell the LTE channel");
+    lct_value_rsp answer;
+    const int code =
+        ask({kWanManager, WM_MSG_LTE_CHANNEL_REQ, "tell the LTE channel", sizeof(answer)}, &answer);
+    if (code == kDone) {
+        Record().word("event", "channel").number("value", answer.value);
     }
-    Record().word("event", "channel").number("value", channel);
-    return kDone;
+    return code;
 }
 
 } // namespace
 
-int scan(char *const *)
-{
-    static lct_netlist_rsp answer; // outlives a search that nobody waits for any longer
-    bool found = false;
-    const int code = with_client(
-        [&] {
-            found = search(&answer);
-            return kDone;
-        },
-        "searching");
-    if (code != kDone) {
-        return code;
-    }
-    if (!found) {
-        return refused("find operators");
-    }
-    show_operators(answer);
-    return kDone;
-}
+const Option kScanOptions[] = {
+    {"timeout", "SECONDS", "end after that without an answer (180)", &kTimeoutSeconds,
+     &g_search_seconds},
+    {},
+};
 
-int imsi(char *const *) { return with_client(show_imsi); }
+int scan(char *const *) { return with_endpoint(search, g_search_seconds); }
 
-int channel(char *const *) { return with_client(show_channel); }
+int imsi(char *const *) { return with_endpoint(show_imsi); }
+
+int channel(char *const *) { return with_endpoint(show_channel); }
 
 } // namespace lterouter::tools

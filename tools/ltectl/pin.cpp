@@ -3,7 +3,6 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "lte_sdk.h"
-#include "ltectl/client.h"
 #include "ltectl/commands.h"
 #include "ltectl/request.h"
 #include "ltectl/secret.h"
@@ -13,41 +12,43 @@ namespace {
 
 constexpr ValueType kPin = {"4 to 8 digits", parse_digits<4, 8>};
 
-// What a request left of the SIM, which the WAN manager keeps in the RAM store.
-void show_done(const char *what)
+// body: the record of the request. done: what became of the PIN.
+template <typename Body> int request_pin(const Request &request, const Body &body, const char *done)
 {
-    char status[64] = "";
-    lct_sim_status_get_req(status, sizeof(status));
-    Record().word("event", "pin").word("status", what).field("sim", status);
+    return with_endpoint([&] {
+        const int code = tell(request, body);
+        if (code == kDone) {
+            Record().word("event", "pin").word("status", done).field("sim", SimStatus().text);
+        }
+        return code;
+    });
 }
 
-int switch_asking(const char *text, int32_t (*request)(const lct_pin *pin), const char *done,
-                  const char *not_done)
+constexpr Request about_pin(uint32_t msg_id, const char *what)
+{
+    return {.peer = kWanManager, .msg_id = msg_id, .what = what, .about_pin = true};
+}
+
+int switch_asking(const char *text, const Request &request, const char *done)
 {
     lct_pin pin = {};
-    if (const int code = parse_secret("PIN", text, kPin, pin.pin); code != kDone) {
-        return code;
-    }
-    return with_client([&] {
-        if (request(&pin) != 0) {
-            return refused(not_done);
-        }
-        show_done(done);
-        return kDone;
-    });
+    const int code = parse_secret("PIN", text, kPin, pin.pin);
+    return code == kDone ? request_pin(request, pin, done) : code;
 }
 
 } // namespace
 
 int pin_enable(char *const *operands)
 {
-    return switch_asking(operands[0], lct_enable_pin, "enabled", "have the SIM ask for its PIN");
+    return switch_asking(operands[0], about_pin(WM_MSG_PIN_ENABLE_REQ, "have the SIM ask for its PIN"),
+                         "enabled");
 }
 
 int pin_disable(char *const *operands)
 {
-    return switch_asking(operands[0], lct_disenable_pin, "disabled",
-                         "keep the SIM from asking for its PIN");
+    return switch_asking(operands[0],
+                         about_pin(WM_MSG_PIN_DISABLE_REQ, "keep the SIM from asking for its PIN"),
+                         "disabled");
 }
 
 int pin_change(char *const *operands)
@@ -60,13 +61,7 @@ int pin_change(char *const *operands)
     if (const int code = parse_secret("NEW", new_pin, kPin, change.new_pin); code != kDone) {
         return code;
     }
-    return with_client([&] {
-        if (lct_modify_pin(&change) != 0) {
-            return refused("change the PIN");
-        }
-        show_done("changed");
-        return kDone;
-    });
+    return request_pin(about_pin(WM_MSG_PIN_MODIFY_REQ, "change the PIN"), change, "changed");
 }
 
 } // namespace lterouter::tools

@@ -1,7 +1,7 @@
 #include "ltectl/progress_bar.h"
 
 #include "common/record.h"
-#include "ltectl/events.h"
+#include "ltectl/clock.h"
 
 #include <algorithm>
 #include <cstdio>

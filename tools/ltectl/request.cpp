@@ -1,136 +1,233 @@
 #include "ltectl/request.h"
 
-#include "common/program.h"
-#include "common/record.h"
-#include "ltectl/client.h"
+#include "common/wan_manager.h"
+#include "ltectl/endpoints.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
-#include <pthread.h>
 #include <unistd.h>
 
 namespace lterouter::tools {
 namespace {
 
-// A request on a thread of its own.
-class Pending {
-public:
-    Pending(int (*request)(void *), void *context) : request_(request), context_(context) {}
-    Pending(const Pending &) = delete;
-    Pending &operator=(const Pending &) = delete;
+// The deadline comes first, whatever the library makes of the fraction of a second.
+constexpr uint32_t kBeyondAnyDeadlineMs = 500'000;
 
-    int start() { return pthread_create(&thread_, nullptr, run, this); }
+constexpr Request kPing = {kWanManager, WM_MSG_LINK_STATUS_NOTIFY, "answer"};
 
-    // True when the request has ended by that second from the start.
-    bool ended_by(const timespec &moment)
-    {
-        pthread_mutex_lock(&mutex_);
-        while (!ended_ && pthread_cond_timedwait(&end_, &mutex_, &moment) == 0) {
-        }
-        const bool ended = ended_;
-        pthread_mutex_unlock(&mutex_);
-        return ended;
-    }
-
-    // The request's exit code, after its end.
-    int join()
-    {
-        pthread_join(thread_, nullptr);
-        return code_;
-    }
-
-private:
-    static void *run(void *self)
-    {
-        auto &pending = *static_cast<Pending *>(self);
-        pending.code_ = pending.request_(pending.context_);
-        pthread_mutex_lock(&pending.mutex_);
-        pending.ended_ = true;
-        pthread_cond_signal(&pending.end_);
-        pthread_mutex_unlock(&pending.mutex_);
-        return nullptr;
-    }
-
-    int (*const request_)(void *);
-    void *const context_;
-    pthread_t thread_ = {};
-    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t end_ = PTHREAD_COND_INITIALIZER;
-    bool ended_ = false;
-    int code_ = kFailed;
-};
-
-// One line on the terminal that is written over every second.
-class ProgressLine {
-public:
-    explicit ProgressLine(const char *what) : what_(isatty(STDERR_FILENO) == 1 ? what : nullptr) {}
-    ~ProgressLine()
-    {
-        if (what_ != nullptr) {
-            fputs("\r\033[K", stderr);
-        }
-    }
-    ProgressLine(const ProgressLine &) = delete;
-    ProgressLine &operator=(const ProgressLine &) = delete;
-
-    void show(uint32_t seconds) const
-    {
-        if (what_ != nullptr) {
-            fprintf(stderr, "\r%s ... %u s", what_, seconds);
-        }
-    }
-
-private:
-    const char *const what_;
-};
-
-// False when the time is up.
-bool await(Pending &pending, const char *progress)
+Outcome not_sent(const Peer &peer)
 {
-    const ProgressLine line(progress);
-    timespec moment;
-    clock_gettime(CLOCK_REALTIME, &moment);
-    for (uint32_t seconds = 0; g_timeout_seconds == 0 || seconds < g_timeout_seconds; ++seconds) {
-        line.show(seconds);
-        ++moment.tv_sec;
-        if (pending.ended_by(moment)) {
-            return true;
-        }
-    }
-    return false;
+    return is_bound(peer) ? Outcome::kNotSent : Outcome::kNobodyBound;
 }
 
-int run_watched(int (*request)(void *), void *context, const char *progress)
+void take_ping_back()
 {
-    Pending pending(request, context);
-    const int error = pending.start();
-    if (error != 0) {
-        return fail(kFailed, "cannot start a thread: %s", strerror(error));
+    const ipc_addr address = wan_manager_address();
+    ipc_deregister_notify(&address, kPing.msg_id);
+}
+
+// A subscription is what every WAN manager answers; it is given back at once.
+Outcome ping()
+{
+    const ipc_addr address = wan_manager_address();
+    at_end({.farewell = take_ping_back, .close = ipc_msg_fin});
+    const Waiting waiting({kWanManager, kPing.what});
+    const uint32_t result = ipc_register_notify(&address, kPing.msg_id, kBeyondAnyDeadlineMs);
+    if (result == IPC_ERR_SOCKET) {
+        return not_sent(kWanManager);
     }
-    if (!await(pending, progress)) {
-        fail(kFailed, "no answer after %u s; the WAN manager may go on with the request",
-             g_timeout_seconds);
-        // The request cannot be called off: it ends with the process, and so does all that it holds.
-        _exit(kFailed);
+    take_ping_back();
+    at_end({.farewell = nullptr, .close = ipc_msg_fin});
+    return Outcome::kSuccess;
+}
+
+struct SimHint {
+    const char *status;
+    const char *any; // for a request that has been refused
+    const char *pin; // for one about the PIN
+};
+
+constexpr char kWrongPin[] = "the PIN may be wrong, and three wrong ones in a row lock the SIM";
+constexpr char kLocked[] =
+    "the SIM is locked; ltectl pin change PUK NEW unlocks it, with the operator's PUK";
+constexpr char kDead[] = "the SIM is locked for good; the operator has to replace it";
+constexpr char kAbsent[] = "there is no SIM";
+
+constexpr SimHint kSimHints[] = {
+    {"sim_ready", nullptr, kWrongPin},
+    {"pin_enable", nullptr, kWrongPin},
+    {"sim_pin", "the SIM asks for its PIN, which ltectl pin enable PIN gives", kWrongPin},
+    {"sim_puk", kLocked, kLocked},
+    {"sim_locked", kDead, kDead},
+    {"sim_absent", kAbsent, kAbsent},
+};
+
+int tell_refusal(const Request &request, int32_t result)
+{
+    const char *hint =
+        request.peer.module_id == kWanManager.module_id ? sim_hint(request.about_pin) : nullptr;
+    return fail(kFailed, "the %s did not %s (result %d)%s%s", request.peer.title, request.what, result,
+                hint != nullptr ? "; " : "", hint != nullptr ? hint : "");
+}
+
+// ---- Messages ----
+
+struct Datagram {
+    ipc_msg_hdr header = {};
+    uint8_t body[IPC_MSG_MAX_BODY] = {};
+};
+
+uint32_t send_and_wait(const Request &request, Datagram *sent, Datagram *received, uint32_t *length)
+{
+    const ipc_addr address = module_address(request.peer.module_id);
+    const Waiting waiting({request.peer, request.what});
+    return ipc_msg_send_syn(&address, &sent->header, sent->header.length, kBeyondAnyDeadlineMs,
+                            received, length);
+}
+
+Outcome judge(const Request &request, uint32_t code, const Datagram &received, Reply *reply)
+{
+    if (code == IPC_ERR_SOCKET) {
+        return not_sent(request.peer);
     }
-    return pending.join();
+    if (code != IPC_SUCCESS && code != IPC_ERR_TOO_SMALL) {
+        return Outcome::kNotSent;
+    }
+    if (code == IPC_ERR_TOO_SMALL || reply->length < sizeof(reply->result)) {
+        return Outcome::kMalformed;
+    }
+    memcpy(&reply->result, received.body, sizeof(reply->result));
+    if (reply->result != 0) {
+        return Outcome::kRefused;
+    }
+    return reply->length < request.answer_len ? Outcome::kMalformed : Outcome::kSuccess;
 }
 
 } // namespace
 
-int run_request(int (*request)(void *), void *context, const char *progress)
+const Option kTimeoutOptions[] = {kTimeoutOption, {}};
+
+Reply exchange(const Request &request, const void *body, uint32_t body_len, void *answer, uint32_t room)
 {
-    const bool watched = g_timeout_seconds != 0 || progress != nullptr;
-    return watched ? run_watched(request, context, progress) : request(context);
+    Datagram sent;
+    sent.header = {IPC_MSG_TYPE_REQUEST, request.msg_id, body_len, 0};
+    ipc_gen_seesion_id(&sent.header);
+    if (body_len != 0) {
+        memcpy(sent.body, body, body_len);
+    }
+    Datagram received;
+    Reply reply = {Outcome::kNotSent, 0, room};
+    const uint32_t code = send_and_wait(request, &sent, &received, &reply.length);
+    reply.outcome = judge(request, code, received, &reply);
+    memcpy(answer, received.body, room);
+    return reply;
 }
 
-int run_client_request(int (*request)(void *), void *context, const char *progress)
+Reply exchange_by(int32_t (*call)(lct_value_rsp *out), const Request &request, lct_value_rsp *answer)
 {
-    Client client;
-    const int started = client.start(Client::Events::kUnwanted);
-    return started != kDone ? started : run_request(request, context, progress);
+    constexpr uint32_t kNoValue = UINT32_MAX; // stays, in an answer without one
+    *answer = {0, kNoValue};
+    int32_t failed;
+    {
+        const Waiting waiting({request.peer, request.what});
+        failed = call(answer);
+    }
+    Reply reply = {Outcome::kSuccess, answer->result, sizeof(*answer)};
+    if (reply.result != 0) {
+        reply.outcome = Outcome::kRefused;
+    } else if (failed != 0 || answer->value == kNoValue) {
+        reply.outcome = is_bound(request.peer) ? Outcome::kMalformed : Outcome::kNobodyBound;
+    }
+    return reply;
+}
+
+int explain(const Request &request, const Reply &reply)
+{
+    switch (reply.outcome) {
+    case Outcome::kSuccess:
+        return kDone;
+    case Outcome::kRefused:
+        return tell_refusal(request, reply.result);
+    case Outcome::kMalformed:
+        return fail(kFailed, "the %s did not %s: its answer has the wrong length", request.peer.title,
+                    request.what);
+    case Outcome::kNobodyBound:
+        return tell_nobody(request.peer);
+    case Outcome::kNotSent:
+        break;
+    }
+    return fail(kFailed, "cannot send to the %s", request.peer.title);
+}
+
+int ask(const Request &request, const void *body, uint32_t body_len, void *answer, uint32_t room)
+{
+    return explain(request, exchange(request, body, body_len, answer, room));
+}
+
+int tell(const Request &request)
+{
+    int32_t result;
+    return ask(request, &result);
+}
+
+int send_to_manager(const Request &request, const void *body, uint32_t body_len)
+{
+    Reply reply = {ping(), 0, 0};
+    if (reply.outcome == Outcome::kSuccess) {
+        const Waiting waiting({request.peer, request.what});
+        if (send_request(request.peer.module_id, request.msg_id, body, body_len) == 0) {
+            reply.outcome = not_sent(request.peer);
+        }
+    }
+    return explain(request, reply);
+}
+
+bool is_bound(const Peer &peer)
+{
+    const auto socket = socket_at(module_address(peer.module_id));
+    return !socket || *socket != 0;
+}
+
+int tell_nobody(const Peer &peer)
+{
+    const ipc_addr address = module_address(peer.module_id);
+    const std::string_view name = socket_name(address);
+    return fail(kNobody, "no %s is bound to %.*s; start %s", peer.title, static_cast<int>(name.size()),
+                name.data(), peer.starter);
+}
+
+SimStatus::SimStatus()
+{
+    if (lct_sim_status_get_req(text, sizeof(text)) != 0) {
+        text[0] = '\0';
+    }
+}
+
+int fail_to_open(uint32_t result)
+{
+    return fail(
+        kFailed,
+        "cannot start the endpoint lc_socket_cli1_%u_common (code %u); ltectl bus list shows whether "
+        "its name is taken",
+        static_cast<unsigned int>(getpid()), result);
+}
+
+const char *sim_hint(bool about_pin)
+{
+    const SimStatus sim;
+    for (const SimHint &row : kSimHints) {
+        if (strcmp(sim.text, row.status) == 0) {
+            return about_pin ? row.pin : row.any;
+        }
+    }
+    return nullptr;
+}
+
+int open_endpoint()
+{
+    at_end({.farewell = nullptr, .close = ipc_msg_fin});
+    const int32_t result = lct_ipc_init_for_sc_msg();
+    return result == 0 ? kDone : fail_to_open(static_cast<uint32_t>(result));
 }
 
 } // namespace lterouter::tools

@@ -4,9 +4,8 @@
 #include "common/program.h"
 #include "common/wan_manager.h"
 #include "lte_sdk.h"
-#include "ltectl/client.h"
 #include "ltectl/commands.h"
-#include "ltectl/request.h"
+#include "ltectl/requests.h"
 
 namespace lterouter::tools {
 namespace {
@@ -20,10 +19,9 @@ struct Setting {
     const char *name;
     const ValueType &type;
     int32_t (*get)(lct_value_rsp *out);
-    int32_t (*set)(const uint32_t *value);
+    Request get_request;
+    Request set_request;
     void (*show)(uint32_t value);
-    const char *tell;   // what the WAN manager did not do
-    const char *change; // likewise
 };
 
 void show_named(const char *name, uint32_t value, const char *text)
@@ -37,61 +35,64 @@ void show_preference(uint32_t value) { show_named("pref", value, get_radio_str(v
 
 void show_port(uint32_t value) { Record().word("event", "port").number("value", value); }
 
-int32_t set_port(const uint32_t *value) { return lct_set_serial_port(*value); }
+constexpr Request kNone = {kWanManager, 0, ""};
 
 constexpr Setting kRoaming = {"roam",
                               kOnOff,
                               lct_get_roam_switch,
-                              lct_set_roam_switch,
-                              print_roaming,
-                              "tell the roaming switch",
-                              "set the roaming switch"};
+                              kGetRoaming,
+                              {kWanManager, WM_MSG_ROAM_SWITCH_SET_REQ, "set the roaming switch"},
+                              print_roaming};
 constexpr Setting kNetworkType = {"nettype",
                                   kNettype,
                                   lct_get_nettype,
-                                  lct_set_nettype,
-                                  show_nettype,
-                                  "tell the network type",
-                                  "set the network type"};
-constexpr Setting kPreference = {"pref",
-                                 kRadio,
+                                  kGetNettype,
+                                  {kWanManager, WM_MSG_NETTYPE_SET_REQ, "set the network type"},
+                                  show_nettype};
+constexpr Setting kPreference = {
+    "pref",
+    kRadio,
+    nullptr,
+    kNone,
+    {kWanManager, WM_MSG_DUALMODE_SET_PREF_REQ, "set the preferred radio technology"},
+    show_preference};
+constexpr Setting kSerialPort = {"port",
+                                 kPort,
                                  nullptr,
-                                 lct_net_set_pref_req,
-                                 show_preference,
-                                 "",
-                                 "set the preferred radio technology"};
-constexpr Setting kSerialPort = {
-    "port", kPort, nullptr, set_port, show_port, "", "select the serial port"};
+                                 kNone,
+                                 {kWanManager, WM_MSG_SERIAL_PORT_SET_REQ, "select the serial port"},
+                                 show_port};
 
 int get(const Setting &setting)
 {
-    lct_value_rsp answer = {};
-    if (setting.get(&answer) != 0) {
-        return refused(setting.tell);
+    lct_value_rsp answer;
+    const int code =
+        explain(setting.get_request, exchange_by(setting.get, setting.get_request, &answer));
+    if (code == kDone) {
+        setting.show(answer.value);
     }
-    setting.show(answer.value);
-    return kDone;
+    return code;
 }
 
 int set(const Setting &setting, uint32_t value)
 {
-    if (setting.set(&value) != 0) {
-        return refused(setting.change);
+    const int code = tell(setting.set_request, value);
+    if (code == kDone) {
+        setting.show(value);
     }
-    setting.show(value);
-    return kDone;
+    return code;
 }
 
 int get_or_set(const Setting &setting, const char *text)
 {
     if (text == nullptr) {
-        return with_client([&] { return get(setting); });
+        return with_endpoint([&] { return get(setting); });
     }
     uint32_t value = 0;
     if (!setting.type.parse(text, &value)) {
         return bad_value(setting.name, setting.type, text);
     }
-    return with_client([&] { return set(setting, value); });
+    return with_endpoint([&] { return set(setting, value); });
 }
 
 } // namespace

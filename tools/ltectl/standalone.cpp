@@ -5,10 +5,10 @@
 #include "lc_ipc_msg.h"
 #include "lc_nv.h"
 #include "lte_sdk.h"
-#include "ltectl/client.h"
 #include "ltectl/commands.h"
 #include "ltectl/request.h"
 
+#include <cerrno>
 #include <cstring>
 
 namespace lterouter::tools {
@@ -23,56 +23,69 @@ bool sim_is_usable()
            nvram_match("wm_wcdma_modem_status_tmp", "pin_enable") == NV_SUCCESS;
 }
 
-// Without a SIM the library leaves the request out, and calls that success.
-int run(int32_t (*request)(), const char *what, const char *not_done)
+int request_done(const Request &request, const char *event)
 {
-    if (nvmram_init() != NV_SUCCESS) {
-        return fail(kFailed, "cannot make %s", NVMRAM_DIR);
+    const int code = tell(request);
+    if (code == kDone) {
+        Record().word("event", event).text("done");
     }
-    return without_client([=] {
-        const bool usable = sim_is_usable();
-        if (request() != 0) {
-            return refused(not_done);
+    return code;
+}
+
+int tell_unusable()
+{
+    const char *hint = sim_hint(false);
+    return fail(kFailed, "the SIM cannot be used: %s; nothing is done",
+                hint != nullptr ? hint : "its state is not known");
+}
+
+// As the library's own calls for tools do, which ask for nothing while the SIM cannot be used.
+template <typename Run> int with_usable_sim(const Peer &peer, Run run)
+{
+    return with_endpoint([&] {
+        if (sim_is_usable()) {
+            return run();
         }
-        if (!usable) {
-            return fail(kFailed, "the SIM cannot be used: nothing is done");
-        }
-        Record().word("event", what).text("done");
-        return kDone;
+        return is_bound(peer) ? tell_unusable() : tell_nobody(peer);
     });
 }
 
-// Needs an endpoint, but no WAN manager.
-int inject(const char *slot, uint32_t number)
+int clear_messages()
 {
-    if (nvmram_init() != NV_SUCCESS ||
-        nvmram_writenv(kFlag, slot, static_cast<uint32_t>(strlen(slot)) + 1) != NV_SUCCESS) {
-        return fail(kFailed, "cannot write to %s", NVMRAM_DIR);
+    {
+        const Waiting waiting({kWanManager, "take the state change that goes with it"});
+        send_request(kWanManager.module_id, SC_STATE_CHANGE_REQ, nullptr, 0); // they go without it, too
     }
-    if (lct_ipc_init_for_sc_msg() != 0) {
-        return fail(kFailed, "cannot start the endpoint; see /tmp/ltelog.1");
+    return request_done({kSmsStore, WM_MSG_SMS_DEL_ALL_REQ, "delete its messages"}, "sms-clear");
+}
+
+// Needs an endpoint, but no WAN manager.
+int inject(uint32_t number)
+{
+    const Request request = {kSmsStore, WM_MSG_MODEM_NOTIFY, "take the answer"};
+    Reply reply = {Outcome::kSuccess, 0, 0};
+    {
+        const Waiting waiting({request.peer, request.what});
+        if (lct_test_ussd_notify_req() != 0) {
+            reply.outcome = Outcome::kNobodyBound;
+        }
     }
-    const bool sent = lct_test_ussd_notify_req() == 0;
-    ipc_msg_fin();
-    if (!sent) {
-        return fail(kNobody,
-                    "no SMS store takes the answer; start wansim --sms-store or the SMS store");
+    if (reply.outcome == Outcome::kSuccess) {
+        Record().word("event", "ussd").number("answer", number);
     }
-    Record().word("event", "ussd").number("answer", number);
-    return kDone;
+    return explain(request, reply);
 }
 
 } // namespace
 
 int state_change(char *const *)
 {
-    return run(lct_state_change_req, "state-change", "change the state, or is not there");
+    return with_usable_sim(kWanManager, [] {
+        return request_done({kWanManager, SC_STATE_CHANGE_REQ, "change the state"}, "state-change");
+    });
 }
 
-int sms_clear(char *const *)
-{
-    return run(lct_sms_del_dev_all_msg, "sms-clear", "have the SMS store delete its messages");
-}
+int sms_clear(char *const *) { return with_usable_sim(kSmsStore, clear_messages); }
 
 int ussd_test(char *const *operands)
 {
@@ -81,7 +94,11 @@ int ussd_test(char *const *operands)
     if (!kSlot.parse(slot, &number)) {
         return bad_value("ussd-test", kSlot, slot);
     }
-    return inject(slot, number);
+    if (nvmram_init() != NV_SUCCESS ||
+        nvmram_writenv(kFlag, slot, static_cast<uint32_t>(strlen(slot)) + 1) != NV_SUCCESS) {
+        return fail(kFailed, "cannot write to %s: %s", NVMRAM_DIR, strerror(errno));
+    }
+    return with_endpoint([=] { return inject(number); });
 }
 
 } // namespace lterouter::tools

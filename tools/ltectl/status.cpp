@@ -6,10 +6,10 @@
 #include "common/wan_manager.h"
 #include "lc_nv.h"
 #include "lte_sdk.h"
-#include "ltectl/client.h"
 #include "ltectl/commands.h"
-#include "ltectl/imsi.h"
+#include "ltectl/link_state.h"
 #include "ltectl/request.h"
+#include "ltectl/requests.h"
 
 #include <cinttypes>
 #include <cstdio>
@@ -48,25 +48,6 @@ void read_parameter(int32_t (*read)(char *buf, uint32_t size), Text *text)
     }
 }
 
-// The name in the modem's answer, +COPS: 0,0,"NAME",7.
-void read_operator(Text *text)
-{
-    char answer[128] = {};
-    if (lct_ext_at_req("AT+COPS?\n", answer, sizeof(answer) - 1) == 0 &&
-        get_split_str(answer, "\"", text->text, sizeof(text->text)) == nullptr) {
-        text->text[0] = '\0';
-    }
-}
-
-void read_imsi(Text *text)
-{
-    ImsiAnswer answer;
-    if (answer.read()) {
-        snprintf(text->text, sizeof(text->text), "%.*s", static_cast<int>(sizeof(answer.imsi)),
-                 answer.imsi);
-    }
-}
-
 void name_switch(uint32_t value, Text *text)
 {
     if (value <= 1) {
@@ -76,44 +57,92 @@ void name_switch(uint32_t value, Text *text)
     }
 }
 
-void read_values(Status *status)
+void set_text(std::string_view value, Text *text)
 {
-    lct_value_rsp nettype = {};
-    if (lct_get_nettype(&nettype) == 0) {
-        snprintf(status->nettype.text, sizeof(Text::text), "%s", get_net_type_str(nettype.value));
-    }
-    lct_value_rsp roaming = {};
-    if (lct_get_roam_switch(&roaming) == 0) {
-        name_switch(roaming.value, &status->roaming);
-    }
+    snprintf(text->text, sizeof(text->text), "%.*s", static_cast<int>(value.size()), value.data());
 }
 
-// The WAN manager's own word, where it leaves one.
 void read_link(Text *text)
 {
-    char value[16];
-    uint32_t state = 0;
-    if (nvmram_readnv("wm_wcdma_link_tmp", value, sizeof(value)) == NV_SUCCESS &&
-        parse_number(value, 0, 255, &state)) {
-        snprintf(text->text, sizeof(text->text), "%s", get_link_str(state));
+    if (const auto state = read_link_state(); state) {
+        set_text(get_link_str(*state), text);
     }
 }
 
-Status read_status()
+// ---- What needs no message ----
+
+void read_known(Status *status)
 {
-    Status status;
-    read_parameter(lct_sim_status_get_req, &status.sim);
-    read_parameter(lct_net_imei_get_req, &status.imei);
-    read_parameter(lct_net_signal_level_get_req, &status.signal);
-    read_imsi(&status.imsi);
-    read_operator(&status.network_operator);
-    read_values(&status);
-    read_link(&status.link);
-    status.counted = lct_readlist_proc(g_interface, &status.counters) == 0;
+    read_parameter(lct_sim_status_get_req, &status->sim);
+    read_parameter(lct_net_imei_get_req, &status->imei);
+    read_parameter(lct_net_signal_level_get_req, &status->signal);
+    read_link(&status->link);
+    status->counted = lct_readlist_proc(g_interface, &status->counters) == 0;
     struct sysinfo system = {};
     sysinfo(&system);
-    status.uptime = static_cast<uint32_t>(system.uptime);
-    return status;
+    status->uptime = static_cast<uint32_t>(system.uptime);
+}
+
+// ---- What the WAN manager is asked for ----
+
+// Stores what came. What is refused is not known, which is no failure.
+template <typename Answer, typename Store> int add_answer(const Request &request, Store store)
+{
+    Answer answer;
+    const Reply reply = exchange(request, nullptr, 0, &answer, sizeof(answer));
+    if (reply.outcome == Outcome::kSuccess) {
+        store(answer);
+    }
+    return reply.outcome == Outcome::kRefused ? kDone : explain(request, reply);
+}
+
+// The name in the modem's answer, +COPS: 0,0,"NAME",7.
+int add_operator(Status *status)
+{
+    Text *text = &status->network_operator;
+    AtText answer;
+    const Reply reply = command_modem("AT+COPS?", &answer);
+    if (reply.outcome == Outcome::kSuccess &&
+        get_split_str(answer.text(), "\"", text->text, sizeof(text->text)) == nullptr) {
+        text->text[0] = '\0';
+    }
+    return reply.outcome == Outcome::kRefused ? kDone : explain(kPassCommand, reply);
+}
+
+int add_nettype(Status *status)
+{
+    return add_answer<lct_value_rsp>(kGetNettype, [=](const lct_value_rsp &answer) {
+        set_text(get_net_type_str(answer.value), &status->nettype);
+    });
+}
+
+int add_roaming(Status *status)
+{
+    return add_answer<lct_value_rsp>(
+        kGetRoaming, [=](const lct_value_rsp &answer) { name_switch(answer.value, &status->roaming); });
+}
+
+int add_imsi(Status *status)
+{
+    return add_answer<ImsiAnswer>(
+        kGetImsi, [=](const ImsiAnswer &answer) { set_text(bounded(answer.imsi), &status->imsi); });
+}
+
+// Its own values first: the modem may keep it waiting.
+constexpr int (*kQuestions[])(Status *status) = {add_nettype, add_roaming, add_imsi, add_operator};
+
+// Returns the first exit code that is not kDone.
+int add_answers(Status *status)
+{
+    int first = kDone;
+    for (const auto question : kQuestions) {
+        const int code = question(status);
+        first = first == kDone ? code : first;
+        if (code == kNobody) {
+            break;
+        }
+    }
+    return first;
 }
 
 struct Row {
@@ -182,6 +211,27 @@ void print_screen(const Status &status)
     flush_output();
 }
 
+void print(const Status &status)
+{
+    if (g_program.json) {
+        print_object(status);
+    } else {
+        print_screen(status);
+    }
+}
+
+int collect(void *context)
+{
+    auto *status = static_cast<Status *>(context);
+    read_known(status);
+    int code = open_endpoint();
+    if (code == kDone) {
+        code = add_answers(status);
+    }
+    print(*status);
+    return code;
+}
+
 } // namespace
 
 const Option kStatusOptions[] = {
@@ -192,15 +242,11 @@ const Option kStatusOptions[] = {
 
 int show_status(char *const *)
 {
-    return with_client([] {
-        const Status status = read_status();
-        if (g_program.json) {
-            print_object(status);
-        } else {
-            print_screen(status);
-        }
-        return kDone;
-    });
+    Status status;
+    return run_work({.run = collect,
+                     .context = &status,
+                     .seconds = g_timeout_seconds,
+                     .salvage = [](void *context) { print(*static_cast<const Status *>(context)); }});
 }
 
 } // namespace lterouter::tools

@@ -2,7 +2,9 @@
 
 #include "common/program.h"
 #include "common/record.h"
+#include "ltectl/clock.h"
 #include "ltectl/commands.h"
+#include "ltectl/deadline.h"
 #include "ltectl/events.h"
 #include "ltectl/trace_file.h"
 
@@ -272,9 +274,6 @@ void catch_up(Trace *trace)
 
 int follow(Trace *trace)
 {
-    if (!open_events()) {
-        return fail(kFailed, "cannot wait: %s", strerror(errno));
-    }
     if (!trace->current && !trace->previous) {
         note("waiting for %s", kTraceFile);
     }
@@ -321,7 +320,10 @@ int show_trace(char *const *)
         return fail(kFailed, "cannot read %s: %s", kTraceFile, strerror(ENOENT));
     }
     if (g_follow) {
-        return follow(&trace);
+        return run_until(0, [&] {
+            run_until_signal();
+            return follow(&trace);
+        });
     }
     trace.previous.show_new(true);
     trace.current.show_new(true);

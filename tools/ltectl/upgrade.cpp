@@ -4,8 +4,8 @@
 #include "common/record.h"
 #include "lc_nv.h"
 #include "lc_up.h"
+#include "ltectl/clock.h"
 #include "ltectl/commands.h"
-#include "ltectl/events.h"
 #include "ltectl/progress_bar.h"
 #include "ltectl/upgrade_trace.h"
 
@@ -313,6 +313,7 @@ int await_modem()
         sleep(kPollSeconds);
         ++questions;
     } while (lc_up_status() != 0);
+    g_program.outcome_stands = true; // a failure would have the modem upgraded again
     Record().word("event", "upgraded");
     return kDone;
 }

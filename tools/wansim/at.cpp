@@ -14,9 +14,6 @@
 namespace lterouter::tools {
 namespace {
 
-static_assert(sizeof(AtAnswer) == 128 && offsetof(AtAnswer, text) == 12);
-
-constexpr uint32_t kTypeFile = 1;
 constexpr char kAnswerFile[] = "/tmp/wansim.at";
 
 // A command and what answers it. A text may be a format for the value.
@@ -96,7 +93,7 @@ void put_text(AtAnswer *answer, const char *format, const char *value)
 void find_answer(Modem &modem, std::string_view command, AtAnswer *answer)
 {
     if (is("AT+CLAC", command) && write_list()) {
-        answer->type = kTypeFile;
+        answer->type = kAtTypeFile;
         put_text(answer, "%s", kAnswerFile);
         return;
     }

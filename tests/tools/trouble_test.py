@@ -1,0 +1,411 @@
+"""ltectl when the other side is stopped, dies, restarts or refuses, and when its own terminal goes.
+
+Each case is given its deadline and prints the time it took."""
+
+import contextlib
+import os
+import re
+import signal
+import subprocess
+import time
+
+import support
+from support import (CONNECT, DONE, FAILED, NO_ANSWER, NOBODY, SMS_SOCKET, SOCKET, Background, FakeManager, ToolTest,
+                     ltectl, stranger)
+
+GRACE = 0.5
+START = 0.0  # what a program takes to start and to end here, which is no part of its deadline
+
+ASKING = (["roam"], ["roam", "on"], ["nettype"], ["pref", "7"], ["port", "1"], ["scan"], ["imsi"], ["channel"],
+          ["pin", "enable", "1234"], ["pin", "disable", "1234"], ["pin", "change", "1234", "4321"], ["apn", "set"],
+          ["at", "AT"], ["diag"], ["iface", "up"], ["cfun-off"], ["state-change"], ["connect"], ["disconnect"],
+          ["monitor"], ["bus", "watch"], ["status"])
+LASTING = (["monitor"], ["bus", "watch"])
+
+
+def setUpModule():
+    global START
+    taken = []
+    for _ in range(3):
+        started = time.monotonic()
+        ltectl("--version")
+        taken.append(time.monotonic() - started)
+    START = 4 * max(taken)  # once more for wansim, and for threads
+    print(f"    {'to start and end a program':44} {max(taken):6.2f} s", flush=True)
+
+
+class TroubleTest(ToolTest):
+    @contextlib.contextmanager
+    def within(self, seconds, case, least=0.0):
+        """What is done inside ends by then; tells how long it took."""
+        started = time.monotonic()
+        yield
+        took = time.monotonic() - started
+        print(f"    {case:44} {took:6.2f} s, to end by {seconds + GRACE:g} s", flush=True)
+        self.assertLess(took, seconds + GRACE + START, case)
+        self.assertGreaterEqual(took, least, case)
+
+    def start_stopped(self, *options):
+        """A wansim that is there and does nothing."""
+        simulator = self.start_wansim(*options)
+        self.stop(simulator)
+        return simulator
+
+    def stop(self, simulator):
+        simulator.process.send_signal(signal.SIGSTOP)
+        while f"State:\tT" not in support.read_file(f"/proc/{simulator.process.pid}/status").decode():
+            time.sleep(0.01)
+
+    def fill(self, name=SOCKET):
+        """Leaves no room in a socket."""
+        with contextlib.closing(stranger.Stranger("lc_socket_wm_common")) as peer:
+            peer.socket.setblocking(False)
+            with self.assertRaises(BlockingIOError):
+                for _ in range(1000):
+                    peer.send(stranger.message(stranger.ASYNC, 0x12345678), name)
+
+    def run_timed(self, seconds, *arguments, least=0.0):
+        with self.within(seconds, " ".join(arguments), least):
+            return ltectl(*arguments)
+
+    def assert_no_answer(self, result):
+        self.assertEqual(result.returncode, NO_ANSWER, result)
+        self.assertRegex(result.stderr, rf"\Altectl: the (WAN manager|SMS store) is bound to ({SOCKET}|{SMS_SOCKET}), but did not .* within "
+                                        r"\d+ s: is it stopped or busy\? It may still do so\n\Z")
+
+    def start_command(self, *arguments):
+        return Background(self, support.ltectl_program, *arguments)
+
+
+class Stopped(TroubleTest):
+    """The WAN manager is bound to its name, and stopped."""
+
+    def test_every_command_ends_by_its_deadline(self):
+        self.start_stopped()
+        self.fill()
+        for words in ASKING:
+            with self.subTest(words):
+                self.assert_no_answer(self.run_timed(1, *words, "--timeout", "1", least=1))
+
+    def test_also_when_there_is_room_for_what_it_sends(self):
+        for words in (["roam"], ["connect"], ["iface", "up"], ["monitor"], ["bus", "watch"], ["status"]):
+            with self.subTest(words):
+                simulator = self.start_stopped()
+                self.assert_no_answer(self.run_timed(1, *words, "--timeout", "1", least=1))
+                simulator.dispose()
+
+    def test_so_do_those_of_the_sms_store(self):
+        self.start_wansim()
+        store = self.start_wansim("--sms-store")
+        self.stop(store)
+        self.assert_no_answer(self.run_timed(1, "sms", "clear", "--timeout", "1"))
+        self.fill(SMS_SOCKET)
+        for words in (["sms", "clear"], ["ussd-test"]):
+            self.assert_no_answer(self.run_timed(1, *words, "--timeout", "1"))
+
+    def test_waiting_for_the_link_has_its_deadline_too(self):
+        self.start_stopped()
+        self.fill()
+        for command in "connect", "disconnect":
+            self.assert_no_answer(self.run_timed(1, command, "--wait", "1", least=1))
+
+    def test_without_a_deadline_of_its_own_a_command_has_ten_seconds(self):
+        self.start_stopped()
+        commands = [self.start_command(*words) for words in (["roam"], ["connect"], ["monitor"], ["status"])]
+        started = time.monotonic()
+        for command in commands:
+            status, _, err = command.finish()
+            self.assertEqual(status, NO_ANSWER)
+            self.assertIn("within 10 s", err)
+        took = time.monotonic() - started
+        print(f"    {'default':44} {took:6.2f} s, to end by 10.5 s", flush=True)
+        self.assertLess(took, 10 + GRACE + START)
+        self.assertGreater(took, 9)
+
+    def test_what_needs_no_message_is_shown_all_the_same(self):
+        for full in (False, True):
+            simulator = self.start_stopped()
+            if full:
+                self.fill()
+            result = self.run_timed(2, "status", "--timeout", "2", least=2)
+            self.assert_no_answer(result)
+            shown = dict(re.findall(r"^(\w+(?: type)?) +(.*)$", result.stdout, re.M))
+            self.assertEqual({name: shown[name] for name in ("SIM", "IMEI", "signal", "link", "IMSI", "roaming")},
+                             {"SIM": "sim_ready", "IMEI": "490154203237518", "signal": "18",
+                              "link": "WM_DISCONNECTED", "IMSI": "-", "roaming": "-"})
+            [status] = self.objects(self.run_timed(1, "status", "--timeout", "1", "--json").stdout)
+            self.assertEqual((status["sim"], "imsi" in status), ("sim_ready", False))
+            simulator.dispose()
+
+    def test_what_is_answered_is_shown_although_the_rest_is_not(self):
+        self.start_wansim("--fault", "at=silent")
+        result = self.run_timed(1, "status", "--timeout", "1")
+        self.assertEqual(result.returncode, NO_ANSWER)
+        self.assertIn("IMSI          001010123456789\noperator      -\n", result.stdout)
+
+    def test_after_three_seconds_it_says_what_it_waits_for(self):
+        self.start_stopped()
+        started = time.monotonic()
+        command = self.start_command("roam", "--timeout", "4")
+        self.assertEqual(command.err.next(),
+                         "ltectl: waiting for the WAN manager to tell the roaming switch, for 4 s at most")
+        took = time.monotonic() - started
+        self.assertGreater(took, 2.9)
+        self.assertLess(took, 3 + GRACE + START)
+        self.assertEqual(command.finish()[2].count("\n"), 1)
+
+    def test_signals_end_every_command(self):
+        for full in (False, True):
+            simulator = self.start_stopped()
+            if full:
+                self.fill()
+            for words in (["roam"], ["connect"], ["connect", "--wait", "60"], ["monitor"], ["bus", "watch"], ["status"],
+                          ["pin", "enable", "1234"], ["iface", "up"]):
+                for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+                    with self.subTest(words, number=number, full=full):
+                        command = self.start_command(*words)
+                        time.sleep(0.2 + START)
+                        with self.within(0, f"{' '.join(words)}, {number.name}"):
+                            command.process.send_signal(number)
+                            status, _, err = command.finish()
+                        self.assertEqual((status, err), (
+                            FAILED, "ltectl: interrupted; the WAN manager may go on with the request\n"))
+                        if not full:
+                            simulator.process.send_signal(signal.SIGCONT)
+                            ltectl("roam")
+                            self.stop(simulator)
+            simulator.dispose()
+
+    def test_subscriptions_are_given_back_when_there_is_room(self):
+        """Also the one that nobody has answered: it will be, once the WAN manager goes on."""
+        manager = FakeManager(self)
+        for words in (["monitor"], ["bus", "watch"], ["connect"], ["connect", "--wait", "60"]):
+            command = self.start_command(*words)
+            self.assertEqual(manager.take()[1], stranger.REGISTER)
+            with self.within(0, " ".join(words)):
+                command.end(signal.SIGINT)
+            self.assertEqual(manager.take()[1], stranger.DEREGISTER)
+            while manager.receive(0.1) is not None:
+                pass
+
+    def test_lasting_commands_end_although_the_manager_has_stopped(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            for words in LASTING:
+                simulator = self.start_wansim()
+                command = self.start_command(*words)
+                command.err.next()
+                self.stop(simulator)
+                self.fill()
+                with self.within(0, f"{' '.join(words)}, {number.name}"):
+                    self.assertEqual(command.end(number), (DONE, "", ""))
+                simulator.dispose()
+
+
+class Terminal(TroubleTest):
+    def test_a_hangup_leaves_no_subscription(self):
+        manager = FakeManager(self)
+        for words in LASTING:
+            command = self.start_command(*words)
+            manager.accept_registrations(4 if words == ["monitor"] else 3)
+            command.err.next()
+            with self.within(0, " ".join(words) + ", SIGHUP"):
+                self.assertEqual(command.end(signal.SIGHUP), (DONE, "", ""))
+            self.assertEqual([manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
+
+    def test_a_hangup_that_is_ignored_stays_so(self):
+        self.start_wansim()
+        command = Background(self, "nohup", support.ltectl_program, "monitor")
+        while "waiting for events" not in command.err.next():
+            pass
+        command.process.send_signal(signal.SIGHUP)
+        ltectl("iface", "up")
+        self.assertEqual(command.out.next(), "interface ready name=WM_READY")
+        command.end()
+
+    def closed(self, descriptor, *command):
+        """Runs a program without one of its standard streams."""
+        script = f'exec "$@" {descriptor}{"<" if descriptor == 0 else ">"}&-'
+        return subprocess.run(["sh", "-c", script, "sh", *command], capture_output=True, text=True,
+                              timeout=support.TIMEOUT)
+
+    def test_no_socket_becomes_a_standard_stream(self):
+        for descriptor in range(3):
+            for program, words in ((support.ltectl_program, ["monitor"]), (support.wansim_program, ["--sms-store"])):
+                self.start_wansim() if program == support.ltectl_program else None
+                script = f'exec "$@" {descriptor}{"<" if descriptor == 0 else ">"}&-'
+                started = Background(self, "sh", "-c", script, "sh", program, *words)
+                time.sleep(0.3 + START)
+                # What the emulator has opened itself tells nothing.
+                links = [os.readlink(f"/proc/{started.process.pid}/fd/{number}") for number in range(3)]
+                started.dispose()
+                self.assertEqual(links[descriptor], "/dev/null", (program, descriptor))
+                self.doCleanups()
+
+    def test_without_standard_input_all_is_as_ever(self):
+        self.start_wansim()
+        result = self.closed(0, support.ltectl_program, "roam")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, "roaming off\n", ""))
+
+    def test_an_answer_that_cannot_be_written_is_a_failure(self):
+        self.start_wansim()
+        for words in (["roam"], ["status"], ["ram", "list"], ["--version"], ["roam", "--json"]):
+            result = self.closed(1, support.ltectl_program, *words)
+            self.assertEqual((result.returncode, result.stderr),
+                             (FAILED, "ltectl: cannot write the answer: standard output is closed\n"), words)
+
+    def test_without_standard_error_the_code_tells(self):
+        result = self.closed(2, support.ltectl_program, "roam")
+        self.assertEqual((result.returncode, result.stdout), (NOBODY, ""))
+
+
+class Dying(TroubleTest):
+    def test_a_death_during_a_request_is_noticed_within_a_second(self):
+        for words in ASKING:
+            if words in (["monitor"], ["bus", "watch"]):
+                continue
+            with self.subTest(words):
+                simulator = self.start_stopped()
+                command = self.start_command(*words)
+                time.sleep(0.3 + START)
+                with self.within(1, " ".join(words)):
+                    simulator.process.kill()
+                    status, _, err = command.finish()
+                self.assertEqual(status, NOBODY)
+                self.assertRegex(err, rf"\Altectl: the WAN manager on {SOCKET} ended before it did .*; whether it had "
+                                      r"begun is not known\n\Z")
+
+    def test_one_that_is_asked_for_the_link(self):
+        self.start_wansim("--fault", "connect=die")
+        with self.within(1, "connect --wait 60"):
+            result = ltectl("connect", "--wait", "60")
+        self.assertEqual(result.returncode, NOBODY)
+
+    def test_one_that_comes_back_at_once_has_not_heard_the_request(self):
+        simulator = self.start_stopped()
+        command = self.start_command("roam")
+        time.sleep(0.3 + START)
+        simulator.dispose()
+        with self.within(1, "roam"):
+            self.start_wansim()
+            self.assertEqual(command.finish()[0], NOBODY)
+
+
+class Returning(TroubleTest):
+    """monitor and bus watch outlive the WAN manager."""
+
+    def test_they_tell_of_it_and_go_on(self):
+        for words, event in ((["monitor"], "interface ready name=WM_READY"),
+                             (["bus", "watch"], "async WM_MSG_IFACE_STATUS_NOTIFY")):
+            simulator = self.start_wansim("--delay", "0")
+            command = self.start_command(*words)
+            command.err.next()
+            ltectl("connect", "--wait", "10")
+            command.lines_to("link connected")
+            with self.within(1, f"{' '.join(words)}: gone"):
+                simulator.dispose()
+                self.assertEqual(command.lines_to("manager")[-1], "manager gone")
+            with self.within(1.5, f"{' '.join(words)}: back"):
+                simulator = self.start_wansim("--delay", "0")
+                self.assertEqual([command.out.next(), command.out.next()],
+                                 ["manager back", "link disconnected name=WM_DISCONNECTED"])
+            ltectl("iface", "up")
+            self.assertIn(event, command.out.next())
+            self.assertEqual(command.end(signal.SIGINT)[0], DONE)
+            simulator.dispose()
+
+    def test_one_that_is_replaced_between_two_looks(self):
+        simulator = self.start_wansim()
+        command = self.start_command("monitor", "--json", "--count", "1")
+        command.err.next()
+        simulator.dispose()
+        self.start_wansim()
+        self.assertEqual([self.objects(command.out.next())[0] for _ in range(3)], [
+            {"event": "manager", "status": "gone"}, {"event": "manager", "status": "back"},
+            {"event": "link", "status": "disconnected", "name": "WM_DISCONNECTED"}])
+        ltectl("iface", "up")
+        self.assertEqual(command.finish()[0::2], (DONE, ""))
+
+    def test_one_that_returns_and_is_silent_is_asked_again(self):
+        manager = FakeManager(self)
+        command = self.start_command("monitor")
+        manager.accept_registrations()
+        command.err.next()
+        manager.close()
+        self.assertEqual(command.out.next(), "manager gone")
+        manager = FakeManager(self)
+        manager.take()
+        manager.accept_registrations(3)
+        self.assertEqual(command.out.next(), "manager back")
+        with self.within(0, "monitor"):
+            self.assertEqual(command.end(signal.SIGINT)[0], DONE)
+
+    def test_a_reader_that_goes_away_while_the_manager_is_gone(self):
+        simulator = self.start_wansim()
+        command = self.start_command("monitor")
+        command.err.next()
+        simulator.dispose()
+        command.out.next()
+        command.out.close()
+        self.assertEqual(command.finish(), (DONE, "", ""))
+
+    def test_a_line_begins_with_its_time(self):
+        for words in LASTING:
+            simulator = self.start_wansim()
+            command = self.start_command(*words, "--timestamps")
+            command.err.next()
+            before = time.time()
+            ltectl("iface", "up")
+            line = command.out.next()
+            stamp = re.match(r"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)\.(\d{3})Z ", line)
+            self.assertIsNotNone(stamp, line)
+            moment = subprocess.run(["date", "--date", stamp[1] + "Z", "+%s"], check=True, capture_output=True)
+            self.assertAlmostEqual(int(moment.stdout) + int(stamp[2]) / 1000, before, delta=1 + START)
+            simulator.dispose()
+            self.assertRegex(command.out.next(), r"\A\S+Z manager gone\Z")
+            command.end()
+        self.start_wansim()
+        command = self.start_command("monitor", "--timestamps", "--json", "--count", "1")
+        command.err.next()
+        ltectl("iface", "up")
+        self.assertRegex(self.objects(command.out.next())[0]["time"], r"\A\d{4}-.*Z\Z")
+
+
+class Refusing(TroubleTest):
+    def test_a_refusal_of_the_preference(self):
+        self.start_wansim("--fault", "set-pref=refuse")
+        with self.within(0, "pref 7"):
+            self.assert_failed(ltectl("pref", "7"), FAILED,
+                               "the WAN manager did not set the preferred radio technology (result -1)")
+
+    def test_an_error_of_the_modem(self):
+        self.start_wansim()
+        for command in ("AT+NONE", "AT+X"):
+            with self.within(0, f"at {command}"):
+                result = ltectl("at", command)
+            self.assertEqual((result.returncode, result.stdout, result.stderr),
+                             (FAILED, "ERROR\n", "ltectl: the modem answers an error\n"))
+
+    def test_errors_that_have_a_number(self):
+        manager = FakeManager(self)
+        for text, code in ((b"+CME ERROR: 10", FAILED), (b"\r\n+CMS ERROR: 500\r\n", FAILED), (b"ERROR\r\n", FAILED),
+                           (b"ERROR\r\n\r\nOK", DONE), (b"+CSQ: 1,99\r\n\r\nOK\r\n", DONE)):
+            client = self.start_command("at", "AT")
+            answer = stranger.pack("iII", 0, 0, len(text)) + text + b"\0"
+            manager.respond(manager.take(), answer)
+            self.assertEqual(client.finish()[0], code, text)
+
+    def test_the_next_step_of_who_has_a_sim_that_is_locked(self):
+        for state, hint in (("pin", "the SIM asks for its PIN, which ltectl pin enable PIN gives"),
+                            ("puk", "the SIM is locked; ltectl pin change PUK NEW unlocks it, with the operator's PUK"),
+                            ("absent", "there is no SIM")):
+            simulator = self.start_wansim("--sim", state)
+            self.assert_failed(ltectl("imsi"), FAILED, f"the WAN manager did not tell the IMSI (result -1); {hint}")
+            self.assert_failed(ltectl("scan"), FAILED, f"the WAN manager did not find operators (result -1); {hint}")
+            simulator.dispose()
+        self.start_wansim("--sim", "pin")
+        self.assert_ran(ltectl("pin", "enable", "1234"), "pin enabled sim=pin_enable\n")
+        self.assertEqual(ltectl("imsi").returncode, DONE)
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,34 @@
+#include "ltectl/clock.h"
+
+#include <cstdio>
+#include <ctime>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr int64_t kSecond = 1000;
+
+int64_t read_clock(clockid_t clock)
+{
+    timespec now;
+    clock_gettime(clock, &now);
+    return static_cast<int64_t>(now.tv_sec) * kSecond + now.tv_nsec / 1'000'000;
+}
+
+} // namespace
+
+int64_t now_ms() { return read_clock(CLOCK_MONOTONIC); }
+
+int64_t wall_clock_ms() { return read_clock(CLOCK_REALTIME); }
+
+TimeText::TimeText(int64_t wall_clock_ms)
+{
+    const auto seconds = static_cast<time_t>(wall_clock_ms / kSecond);
+    tm parts = {};
+    gmtime_r(&seconds, &parts);
+    char second[24] = "";
+    strftime(second, sizeof(second), "%Y-%m-%dT%H:%M:%S", &parts);
+    snprintf(text, sizeof(text), "%s.%03dZ", second, static_cast<int>(wall_clock_ms % kSecond));
+}
+
+} // namespace lterouter::tools

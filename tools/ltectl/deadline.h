@@ -1,0 +1,79 @@
+// The one deadline of a command, and its signals. The command's work runs on a thread of its own, since
+// nothing calls a call of the library off. The main thread waits for the end of the work, for the
+// deadline, for a signal and for the end of the process that is to answer, and then ends this one,
+// whatever the work is at.
+#pragma once
+
+#include "common/program.h"
+#include "lc_ipc_msg.h"
+
+#include <cstdint>
+
+namespace lterouter::tools {
+
+// A process that commands talk to, by the name that it binds.
+struct Peer {
+    uint32_t module_id;
+    const char *title;
+    const char *starter; // what to start when nobody is bound
+};
+inline constexpr Peer kWanManager = {IPC_MODULE_MM, "WAN manager", "wansim or the WAN manager"};
+inline constexpr Peer kSmsStore = {IPC_MODULE_SMS_PB, "SMS store",
+                                   "wansim --sms-store or the SMS store"};
+
+// What the work waits for.
+struct Wait {
+    const Peer &peer;
+    const char *what;               // that the peer is to do: "tell the roaming switch"
+    const char *too_late = nullptr; // said at the deadline instead of the usual
+    int too_late_code = kNoAnswer;
+};
+
+// The work waits for as long as this lives. The deadline and the peer's end are looked at only
+// meanwhile: a reader of the output may take its time. When the command is ended meanwhile, the work
+// does not go on.
+class Waiting {
+public:
+    explicit Waiting(const Wait &wait);
+    ~Waiting();
+    Waiting(const Waiting &) = delete;
+    Waiting &operator=(const Waiting &) = delete;
+
+private:
+    const Wait wait_;
+};
+
+struct Work {
+    int (*run)(void *context); // returns the exit code
+    void *context;
+    uint32_t seconds; // until the deadline; 0: there is none
+    // Shows what is known when no more is to be expected.
+    void (*salvage)(void *context) = nullptr;
+};
+
+// Has the work done. Returns its exit code, or does not return.
+int run_work(Work work);
+
+template <typename Run> int run_until(uint32_t seconds, Run run)
+{
+    return run_work({.run = [](void *context) { return (*static_cast<Run *>(context))(); },
+                     .context = &run,
+                     .seconds = seconds});
+}
+
+// What is done at the end, within a fraction of a second.
+struct Ending {
+    void (*farewell)(); // takes back what is left with others, also while the work still waits
+    void (*close)();    // after the work and its farewell
+};
+
+// For the work.
+void at_end(const Ending &ending);
+
+// For the work: from now on there is no deadline, and a signal is the regular end.
+void run_until_signal();
+
+// Readable as soon as a signal has come; -1 outside of run_work.
+int stop_fd();
+
+} // namespace lterouter::tools

@@ -1,0 +1,27 @@
+// The endpoints of this machine, by the kernel's table of sockets.
+#pragma once
+
+#include "lc_ipc_msg.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+
+namespace lterouter::tools {
+
+inline constexpr char kSocketTable[] = "/proc/net/unix";
+
+struct Bound {
+    char name[sizeof(sockaddr_un::sun_path)];
+    bool padded;    // with NULs up to the end, which is part of the name
+    uint32_t inode; // of the socket: no two have the same
+};
+
+// The next endpoint of an open table; false at its end.
+bool next_endpoint(FILE *table, Bound *bound);
+
+// The socket that is bound to an address: its inode, or 0 when there is none. Nothing when the table
+// cannot be read.
+std::optional<uint32_t> socket_at(const ipc_addr &address);
+
+} // namespace lterouter::tools

@@ -1,0 +1,19 @@
+#include "ltectl/link_state.h"
+
+#include "common/command.h"
+#include "lc_nv.h"
+
+namespace lterouter::tools {
+
+std::optional<uint32_t> read_link_state()
+{
+    char value[16];
+    uint32_t state = 0;
+    if (nvmram_readnv("wm_wcdma_link_tmp", value, sizeof(value)) == NV_SUCCESS &&
+        parse_number(value, 0, 255, &state)) {
+        return state;
+    }
+    return std::nullopt;
+}
+
+} // namespace lterouter::tools

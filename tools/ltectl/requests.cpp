@@ -1,0 +1,26 @@
+#include "ltectl/requests.h"
+
+#include <cstdio>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr AtHead kHead = {0, 0, 5000, 3, "OK", "ERROR", "+CME ERROR"};
+
+} // namespace
+
+Reply command_modem(const char *command, AtText *answer)
+{
+    struct {
+        AtHead head = kHead;
+        char command[kAtCommandMax + 2] = "";
+    } body;
+    static_assert(sizeof(body) <= IPC_MSG_MAX_BODY);
+    body.head.length =
+        static_cast<uint32_t>(snprintf(body.command, sizeof(body.command), "%s\r", command));
+    *answer = {};
+    const auto used = static_cast<uint32_t>(sizeof(body.head)) + body.head.length + 1;
+    return exchange(kPassCommand, &body, used, &answer->answer, sizeof(answer->answer));
+}
+
+} // namespace lterouter::tools
