@@ -17,6 +17,11 @@ CONNECTED_FIELDS = ("interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0
                     "mask=255.255.255.252 name=CONN_CONNECTED")
 
 
+def at_request(command):
+    command += b"\r"
+    return pack("4I", len(command), 0, 5000, 3).ljust(96, b"\0") + command + b"\0"
+
+
 def ended_process():
     process = subprocess.Popen(["true"])
     process.wait()
@@ -199,23 +204,36 @@ class Watch(ToolTest):
 
     def test_requests(self):
         self.start()
-        command = b"AT+CSQ\r"
         for msg_id, body, name, fields in (
                 (support.CONNECT, b"", "WM_MSG_CONNECT_REQ", ""),
                 (STATE_CHANGE, pack("I", 5), "SC_STATE_CHANGE_REQ", "value=5"),
                 (support.SET_ROAMING, pack("I", 1), "WM_MSG_ROAM_SWITCH_SET_REQ", "roaming on"),
                 (0x1040005C, pack("I", 2), "WM_MSG_NETTYPE_SET_REQ", "value=2"),
                 (support.SET_PIN_ASKING, b"\1", "WM_MSG_PIN_MODIFY_EN_REQ", "value=1"),
-                (support.ENABLE_PIN, b"1234".ljust(16, b"\0"), "WM_MSG_PIN_ENABLE_REQ", "pin=1234"),
-                (support.DISABLE_PIN, b"1" * 16, "WM_MSG_PIN_DISABLE_REQ", "pin=1111111111111111"),
-                (support.MODIFY_PIN, b"1234".ljust(16, b"\0") + b"4321".ljust(16, b"\0"),
-                 "WM_MSG_PIN_MODIFY_REQ", "old_pin=1234 new_pin=4321"),
-                (AT, pack("4I", len(command), 0, 5000, 3).ljust(96, b"\0") + command + b"\0",
-                 "WM_MSG_MODEM_AT_REQ", "command=AT+CSQ"),
+                (AT, at_request(b"AT+CSQ"), "WM_MSG_MODEM_AT_REQ", "command=AT+CSQ"),
                 (IFACE_REQUEST, pack("2I", 0, 1).ljust(IFACE_BODY, b"\0"), "WM_MSG_IFACE_UPORDOWN_REQ",
                  "interface ready name=WM_READY")):
             with self.subTest(name):
                 self.assertEqual(self.shown(msg_id, body, REQUEST), (f"request {name}", fields))
+
+    def test_pins_are_shown_only_on_demand(self):
+        pins = b"1234".ljust(16, b"\0") + b"4321".ljust(16, b"\0")
+        for options, shown in (((), lambda secret: "********"), (("--show-secrets",), lambda secret: secret)):
+            self.start(*options)
+            for msg_id, body, fields in (
+                    (support.ENABLE_PIN, pins[:16], "pin=" + shown("1234")),
+                    (support.DISABLE_PIN, b"1" * 16, "pin=" + shown("1" * 16)),
+                    (support.MODIFY_PIN, pins, f"old_pin={shown('1234')} new_pin={shown('4321')}"),
+                    (support.ENABLE_PIN, b"1234", "body=" + shown("31323334")),
+                    (AT, at_request(b"AT+CPIN=1234"), "command=AT+CPIN=" + shown("1234")),
+                    (AT, at_request(b"at+cmee=1;+cpwd=SC,1,2"), "command=at+cmee=1;+cpwd=" + shown("SC,1,2")),
+                    (AT, at_request(b"AT+CLCK="), "command=AT+CLCK=" + shown("")),
+                    (AT, at_request(b"AT+CPIN?"), "command=AT+CPIN?"),
+                    (AT, at_request(b"AT+CPIN"), "command=AT+CPIN"),
+                    (AT, b"AT+CPIN=1\r", "body=" + shown(b"AT+CPIN=1\r".hex()))):
+                self.assertEqual(self.shown(msg_id, body, REQUEST)[1], fields)
+            self.watch.end()
+            self.assertEqual([self.manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
 
     def test_every_name_is_that_of_the_header(self):
         self.start()
@@ -234,7 +252,7 @@ class Watch(ToolTest):
         self.assertEqual(self.shown(0x50000001, longest)[1], f"body={longest.hex()}")
 
     def test_so_is_a_body_of_another_length(self):
-        self.start()
+        self.start("--show-secrets")
         for msg_id, body in ((LINK_STATUS, link_body(2)[:-1]), (LINK_STATUS, link_body(2) + b"\0"),
                              (IFACE_STATUS, bytes(IFACE_BODY - 1)), (support.SET_ROAMING, b"\1\2\3"),
                              (support.ENABLE_PIN, bytes(15)), (AT, b"\1"), (AT, bytes(97)),
@@ -302,8 +320,10 @@ class Watch(ToolTest):
 
     def test_ends_after_as_many_as_it_was_asked_for(self):
         self.start("--count", "2")
+        self.watch.stop()  # or it may have ended before the third
         for _ in range(3):
             self.tell(support.CONNECT)
+        self.watch.process.send_signal(signal.SIGCONT)
         status, out, err = self.watch.finish()
         self.assertEqual((status, err, len(out.splitlines())), (DONE, "", 2))
 

@@ -64,6 +64,27 @@ class Export(NvTest):
         self.assertEqual(result.returncode, FAILED)
         self.assertTrue(result.stderr.startswith("ltectl: cannot write standard output: No space left on device"))
 
+    def test_replaces_a_file_and_keeps_its_rights(self):
+        write_file(FILE, b"earlier")
+        os.chmod(FILE, 0o640)
+        os.symlink(FILE, "/2ndfile/link")
+        before = set(self.files())
+        self.assertEqual(ltectl("nv", "export", "/2ndfile/link", "--mask", "1").returncode, support.DONE)
+        self.assertEqual(set(self.files()), before)
+        self.assertTrue(os.path.islink("/2ndfile/link"))
+        self.assertEqual((read_file(FILE), os.stat(FILE).st_mode & 0o7777), (with_checksum(b"a=1=va\n"), 0o640))
+
+    def test_makes_a_file_by_the_umask(self):
+        self.assertEqual(ltectl("nv", "export", FILE, umask=0o027).returncode, support.DONE)
+        self.assertEqual(os.stat(FILE).st_mode & 0o7777, 0o640)
+
+    def test_where_no_file_can_be(self):
+        os.mkdir("/2ndfile/folder")
+        before = self.files()
+        for path, reason in (("/2ndfile/folder", "Is a directory"), ("/2ndfile/none/a", "No such file or directory"),
+                             (DEFAULTS + "/a", "Not a directory"), ("", "No such file or directory")):
+            self.assert_failed(ltectl("nv", "export", path), FAILED, f"cannot write {path}: {reason}")
+        self.assertEqual(self.files(), before)
 
     def test_refuses_the_defaults_file_itself(self):
         os.link(DEFAULTS, "/2ndfile/other")
@@ -108,7 +129,7 @@ class Export(NvTest):
             self.assert_failed(ltectl("nv", "export", path, *options), FAILED,
                                f"cannot write {path}: No space left on device; make room: df /2ndfile/full tells "
                                "how full it is")
-            os.unlink(path)
+            self.assertEqual(os.listdir("/2ndfile/full"), [])
 
     def test_without_a_backup_directory_saves_what_readers_get(self):
         for name in os.listdir(BACKUP):

@@ -135,8 +135,18 @@ class FullPartition(TruthTest):
         for arguments in (["reset"], ["set", "a", "new"], ["import", FILE, "--no-checksum"]):
             self.assert_failed(ltectl("nv", *arguments), FAILED, f"cannot write {CURRENT}a: {self.FULL}")
 
-    def test_export(self):
-        self.assert_failed(ltectl("nv", "export", NV + "saved.cfg"), FAILED, f"cannot write {NV}saved.cfg: {self.FULL}")
+    def test_an_export_leaves_what_was_there(self):
+        for precious in (False, True):
+            if precious:
+                os.truncate(NV + "filler", 4096)
+                write_file(NV + "saved.cfg", b"precious")
+                write_file(NV + "more", b"x" * 4096)
+                with self.assertRaises(OSError):
+                    write_file(NV + "filler2", b"x" * 8192)
+            before = self.files()
+            self.assert_failed(ltectl("nv", "export", NV + "saved.cfg"), FAILED,
+                               f"cannot write {NV}saved.cfg: {self.FULL}")
+            self.assertEqual(self.files(), before)
 
 
 class ReadOnlyPartition(TruthTest):
@@ -255,6 +265,13 @@ class Secrets(TruthTest):
         self.assertEqual(shown, "line=1 change source=current pin=4321 -> 1111\nline=2 undeclared secret=2222\n"
                                 "line=3 change source=current a=va -> 3333\n"
                                 "import planned applied=2 undeclared=1 masked=0\n")
+
+    def test_when_they_are_set(self):
+        for options, shown in (((), "********"), (("--show-secrets",), "9876")):
+            self.assert_ran(ltectl("nv", "set", "pin", "9876", *options), f"pin={shown}\n")
+            self.assert_copies("pin", b"9876")
+        self.assert_ran(ltectl("nv", "set", "pin", ""), "pin=\n")
+        self.assert_ran(ltectl("nv", "set", "a", "9876"), "a=9876\n")
 
     def test_one_that_is_not_set_is_none(self):
         self.put("pin", b"")

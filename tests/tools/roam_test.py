@@ -8,6 +8,7 @@ from support import (DONE, FAILED, GET_NETTYPE, GET_ROAMING, NOBODY, SET_ROAMING
                      ltectl, stranger)
 
 CFUN_OFF = 0x104000CF
+NO_ROAMING = "the WAN manager agreed to tell the roaming switch, but its answer has no value"
 
 
 class Roam(ToolTest):
@@ -63,9 +64,8 @@ class RoamAgainstFakeManager(ToolTest):
             self.manager.respond(request, answers.get(request[1], stranger.pack("i", -1)))
         code, out, err = client.finish()
         status = json.loads(out)
-        self.assertEqual((code, status["nettype"], "roaming" in status, err), (
-            FAILED, "WM_REG_4G", False,
-            "ltectl: the WAN manager did not tell the roaming switch: its answer has the wrong length\n"))
+        self.assertEqual((code, status["nettype"], "roaming" in status, err),
+                         (DONE, "WM_REG_4G", False, f"ltectl: {NO_ROAMING}\n"))
 
     def refused(self, *arguments):
         client = self.ask(*arguments)
@@ -93,12 +93,36 @@ class RoamAgainstFakeManager(ToolTest):
         self.assertEqual(client.finish(), (DONE, "cfun-off requested\n", ""))
 
     def test_an_answer_of_the_wrong_length_is_none(self):
-        for answer in (stranger.pack("i", 0), stranger.pack("iII", 0, 1, 2), b"\0\0\0"):
+        for answer in (stranger.pack("iII", 0, 1, 2), b"\0\0\0"):
             client = self.ask("roam")
             self.manager.respond(self.manager.take(), answer)
             self.assertEqual(client.finish(), (
                 FAILED, "", "ltectl: the WAN manager did not tell the roaming switch: its answer has the wrong "
                             "length\n"))
+
+
+    def test_a_success_without_a_value_shows_none(self):
+        for answer in (stranger.pack("i", 0), stranger.pack("i", 0) + b"\0\0\0"):
+            client = self.ask("roam")
+            for _ in range(2):
+                self.manager.respond(self.manager.take(), answer)
+            self.assertEqual(client.finish(), (FAILED, "", f"ltectl: {NO_ROAMING}\n"))
+        for command, answer, what in (("channel", stranger.pack("i", 0), "tell the LTE channel"),
+                                      ("imsi", stranger.pack("i", 0), "tell the IMSI"),
+                                      ("imsi", stranger.pack("i", 0) + bytes(16), "tell the IMSI"),
+                                      ("at", stranger.pack("iI", 0, 0), "pass the command to the modem")):
+            client = self.ask(command, *["AT"] * (command == "at"))
+            self.manager.respond(self.manager.take(), answer)
+            self.assertEqual(client.finish(), (
+                FAILED, "", f"ltectl: the WAN manager agreed to {what}, but its answer has no value\n"))
+
+    def test_every_value_is_shown_that_came(self):
+        for value in (0, 0xFFFFFFFF):
+            client = self.ask("nettype", "-g", "value")
+            while client.process.poll() is None:
+                if (received := self.manager.receive(0.1)) is not None:
+                    self.manager.respond((*stranger.parse(received[0]), received[1]), stranger.pack("iI", 0, value))
+            self.assertEqual(client.finish(), (DONE, f"{value}\n", ""))
 
 
 class Nobody(ToolTest):

@@ -152,6 +152,12 @@ class Background:
         self.process.send_signal(number)
         return self.process.wait(10)
 
+    def stop(self):
+        """It is there and does nothing until SIGCONT."""
+        self.process.send_signal(signal.SIGSTOP)
+        while "State:\tT" not in read_file(f"/proc/{self.process.pid}/status").decode():
+            time.sleep(0.01)
+
     def end(self, number=signal.SIGTERM):
         self.process.send_signal(number)
         return self.finish()

@@ -48,13 +48,8 @@ class TroubleTest(ToolTest):
     def start_stopped(self, *options):
         """A wansim that is there and does nothing."""
         simulator = self.start_wansim(*options)
-        self.stop(simulator)
+        simulator.stop()
         return simulator
-
-    def stop(self, simulator):
-        simulator.process.send_signal(signal.SIGSTOP)
-        while f"State:\tT" not in support.read_file(f"/proc/{simulator.process.pid}/status").decode():
-            time.sleep(0.01)
 
     def fill(self, name=SOCKET):
         """Leaves no room in a socket."""
@@ -97,7 +92,7 @@ class Stopped(TroubleTest):
     def test_so_do_those_of_the_sms_store(self):
         self.start_wansim()
         store = self.start_wansim("--sms-store")
-        self.stop(store)
+        store.stop()
         self.assert_no_answer(self.run_timed(1, "sms", "clear", "--timeout", "1"))
         self.fill(SMS_SOCKET)
         for words in (["sms", "clear"], ["ussd-test"]):
@@ -173,7 +168,7 @@ class Stopped(TroubleTest):
                         if not full:
                             simulator.process.send_signal(signal.SIGCONT)
                             ltectl("roam")
-                            self.stop(simulator)
+                            simulator.stop()
             simulator.dispose()
 
     def test_subscriptions_are_given_back_when_there_is_room(self):
@@ -194,7 +189,7 @@ class Stopped(TroubleTest):
                 simulator = self.start_wansim()
                 command = self.start_command(*words)
                 command.err.next()
-                self.stop(simulator)
+                simulator.stop()
                 self.fill()
                 with self.within(0, f"{' '.join(words)}, {number.name}"):
                     self.assertEqual(command.end(number), (DONE, "", ""))

@@ -73,6 +73,14 @@ class Success(UpgradeTest):
             "ltectl: the image is sent, but the modem does not say within 2 s that it is upgraded; leave "
             "it powered and look again later\n"))
 
+    def test_without_standard_streams_it_is_done_all_the_same(self):
+        modem = self.start_modem()
+        for streams in (">&-", "2>&-", "<&- >&- 2>&-", ">/dev/full"):
+            result = support.run("sh", "-c", f'exec "$@" {streams}', "sh", support.ltectl_program, "upgrade", IMAGE)
+            self.assertEqual((result.returncode, upgrade.received()), (DONE, self.image), streams)
+            os.unlink(upgrade.RECEIVED)
+        self.assertNotIn("dropped", self.end_modem(modem))
+
     def test_an_upgrade_can_follow_another(self):
         self.start_modem()
         for _ in range(2):

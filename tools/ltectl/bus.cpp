@@ -9,6 +9,7 @@
 #include "ltectl/events.h"
 #include "ltectl/message.h"
 #include "ltectl/request.h"
+#include "ltectl/secret.h"
 
 #include <cerrno>
 #include <csignal>
@@ -151,6 +152,7 @@ int start_watching()
 const Option kBusWatchOptions[] = {
     {"count", "N", "end after N messages", &kCount, &g_count},
     kTimestampsOption,
+    {"show-secrets", nullptr, "show PINs too", &kSwitch, &g_show_secrets},
     kSubscribingTimeoutOption,
     {},
 };

@@ -23,7 +23,7 @@
 //             parameter files, copies and imports beyond what the library tells of them
 //   scratch_file
 //             a file without a name, for what the library takes by its path
-//   secret    a secret from the command line, standard input or a prompt
+//   secret    a secret from the command line, standard input or a prompt; whether it is shown
 //   nv_secret parameters that are not shown unless they are asked for
 //   progress_bar
 //             how far long work is
@@ -116,7 +116,8 @@ constexpr Command kNvCommands[] = {
      .operands = "NAME VALUE",
      .help = "Store a parameter.",
      .run = nv_set,
-     .offer = offer_nv_name},
+     .offer = offer_nv_name,
+     .options = kNvShowOptions},
     {.name = "list",
      .help = "Show every parameter: where its value comes from, its bits, its value.",
      .run = nv_list,

@@ -4,12 +4,14 @@
 #include "common/body.h"
 #include "common/program.h"
 #include "common/wan_manager.h"
+#include "ltectl/secret.h"
 
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <strings.h>
 
 namespace lterouter::tools {
 namespace {
@@ -65,17 +67,36 @@ bool add_report(Record &record, const Body &body)
     return true;
 }
 
+std::string_view shown(std::string_view secret) { return g_show_secrets ? secret : kMasked; }
+
 bool add_pin(Record &record, const Body &body)
 {
-    record.field("pin", bounded(body.record<lct_pin>().pin));
+    record.field("pin", shown(bounded(body.record<lct_pin>().pin)));
     return true;
 }
 
 bool add_pins(Record &record, const Body &body)
 {
     const auto change = body.record<lct_pin_change>();
-    record.field("old_pin", bounded(change.old_pin)).field("new_pin", bounded(change.new_pin));
+    record.field("old_pin", shown(bounded(change.old_pin)))
+        .field("new_pin", shown(bounded(change.new_pin)));
     return true;
+}
+
+// How much of a command comes before the PIN that it hands over; npos when it does none.
+size_t length_before_pin(std::string_view command)
+{
+    constexpr std::string_view kWithPin[] = {"CPIN", "CPWD", "CLCK"};
+    for (size_t at = 0; at < command.size(); ++at) {
+        for (const std::string_view name : kWithPin) {
+            if (command.size() - at > name.size() &&
+                strncasecmp(command.data() + at, name.data(), name.size()) == 0 &&
+                command[at + name.size()] == '=') {
+                return at + name.size() + 1;
+            }
+        }
+    }
+    return std::string_view::npos;
 }
 
 bool add_command(Record &record, const Body &body)
@@ -84,7 +105,14 @@ bool add_command(Record &record, const Body &body)
     if (command.empty()) {
         return false;
     }
-    record.field("command", command);
+    const size_t length = length_before_pin(command);
+    if (g_show_secrets || length == std::string_view::npos) {
+        record.field("command", command);
+        return true;
+    }
+    char masked[IPC_MSG_MAX_BODY + sizeof(kMasked)];
+    snprintf(masked, sizeof(masked), "%.*s%s", static_cast<int>(length), command.data(), kMasked);
+    record.field("command", masked);
     return true;
 }
 
@@ -183,6 +211,13 @@ void add_hex(Record &record, const Body &body)
     record.field("body", text);
 }
 
+// Also a body of another length than it should have.
+bool may_hold_pin(const Kind *kind)
+{
+    return kind != nullptr &&
+           (kind->add_body == add_pin || kind->add_body == add_pins || kind->add_body == add_command);
+}
+
 bool add_fields(Record &record, const Kind *kind, const Body &body)
 {
     return kind != nullptr && body.length >= kind->body_least && body.length <= kind->body_most &&
@@ -227,7 +262,11 @@ void print_message(const Message &message)
     if (header.type == IPC_MSG_TYPE_RESPONSE) {
         add_answer(record, body);
     } else if (!add_fields(record, kind, body)) {
-        add_hex(record, body);
+        if (body.length != 0 && may_hold_pin(kind) && !g_show_secrets) {
+            record.field("body", kMasked);
+        } else {
+            add_hex(record, body);
+        }
     }
 }
 

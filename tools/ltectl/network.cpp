@@ -51,7 +51,7 @@ int search()
 int show_imsi()
 {
     ImsiAnswer answer;
-    const int code = ask(kGetImsi, &answer);
+    const int code = explain(kGetImsi, ask_imsi(&answer));
     if (code == kDone) {
         Record().event("imsi").word("imsi", bounded(answer.imsi));
     }

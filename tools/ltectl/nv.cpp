@@ -136,6 +136,13 @@ int diff_declared(const ParameterFile &declared)
     return code;
 }
 
+// 0 for a parameter that is not declared.
+uint32_t declared_bits(const char *name)
+{
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
+    return defaults.find(name) == Line::kParameter ? defaults.bits() : 0;
+}
+
 int show_each(int (*show)(const ParameterFile &declared))
 {
     const int code = check_rights();
@@ -241,7 +248,8 @@ int nv_set(char *const *operands)
     if (const int code = check_rights(); code != kDone) {
         return code;
     }
-    return set_parameter(kPersistentStore, operands[0], operands[1]);
+    const Shown shown(declared_bits(operands[0]), operands[1]);
+    return set_parameter(kPersistentStore, operands[0], operands[1], shown.text);
 }
 
 void offer_nv_name(Offer &offer, const char *const *before)

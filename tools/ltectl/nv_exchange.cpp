@@ -64,12 +64,6 @@ bool same_file(const char *path, const char *other)
            status[0].st_dev == status[1].st_dev && status[0].st_ino == status[1].st_ino;
 }
 
-bool is_regular(const char *path)
-{
-    struct stat status;
-    return stat(path, &status) == 0 && S_ISREG(status.st_mode);
-}
-
 // What is exported, and where it comes from.
 struct Selected {
     uint32_t count = 0;
@@ -128,24 +122,113 @@ bool same_content(const ScratchFile &content, const char *path)
     return same;
 }
 
+// What is opened is closed; shown: its name in messages.
+int write_to(int fd, const ScratchFile &content, const char *shown)
+{
+    if (fd < 0) {
+        return cannot("write", shown, errno);
+    }
+    int code = content.empty_into(fd, shown);
+    if (code == kDone && fsync(fd) != 0 && errno != EINVAL) { // that it is no file is no error
+        code = cannot("write", shown, errno);
+    }
+    if (close(fd) != 0 && code == kDone) {
+        code = cannot("write", shown, errno);
+    }
+    return code;
+}
+
+// A file that takes another's place when it is complete, and else is removed: an earlier export is not
+// lost to one that fails.
+class Replacement {
+public:
+    // path: what it is to replace, or a name that is free.
+    explicit Replacement(const char *path) : path_(realpath(path, nullptr))
+    {
+        if (path_ == nullptr && errno == ENOENT) {
+            path_ = strdup(path);
+        }
+        if (path_ == nullptr || asprintf(&made_, "%s.XXXXXX", path_) < 0) {
+            made_ = nullptr;
+            error_ = errno;
+        }
+    }
+    ~Replacement()
+    {
+        if (opened_) {
+            unlink(made_);
+        }
+        free(made_);
+        free(path_);
+    }
+    Replacement(const Replacement &) = delete;
+    Replacement &operator=(const Replacement &) = delete;
+
+    // A descriptor with the rights of the file that is there; -1 with errno.
+    int open()
+    {
+        if (made_ == nullptr) {
+            errno = error_;
+            return -1;
+        }
+        const int fd = mkostemp(made_, O_CLOEXEC);
+        opened_ = fd >= 0;
+        if (opened_ && fchmod(fd, mode()) != 0) {
+            const int error = errno;
+            close(fd);
+            errno = error;
+            return -1;
+        }
+        return fd;
+    }
+    const char *made() const { return made_; }
+    // Returns an exit code.
+    int take_place(const char *shown)
+    {
+        if (rename(made_, path_) != 0) {
+            return cannot("write", shown, errno);
+        }
+        opened_ = false;
+        return kDone;
+    }
+
+private:
+    mode_t mode() const
+    {
+        constexpr mode_t kRights = 07777;
+        struct stat status;
+        if (stat(path_, &status) == 0) {
+            return status.st_mode & kRights;
+        }
+        const mode_t mask = umask(0);
+        umask(mask);
+        return 0666 & ~mask;
+    }
+
+    char *path_;
+    char *made_ = nullptr; // the file's own name; else error_ tells why there is none
+    int error_ = 0;
+    bool opened_ = false;
+};
+
+int write_file(const ScratchFile &content, const char *path)
+{
+    Replacement file(path);
+    if (const int code = write_to(file.open(), content, path); code != kDone) {
+        return code;
+    }
+    return same_content(content, file.made()) ? file.take_place(path)
+                                              : fail(kFailed, "%s does not hold what was written", path);
+}
+
 int write_export(const ScratchFile &content, const char *path)
 {
     if (strcmp(path, kStandardStream) == 0) {
         return content.empty_into(STDOUT_FILENO, "standard output");
     }
-    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) {
-        return cannot("write", path, errno);
-    }
-    int code = content.empty_into(fd, path);
-    if (close(fd) != 0 && code == kDone) {
-        code = cannot("write", path, errno);
-    }
-    // A terminal or a pipe cannot be read back.
-    if (code == kDone && is_regular(path) && !same_content(content, path)) {
-        return fail(kFailed, "%s does not hold what was written", path);
-    }
-    return code;
+    // A terminal or a pipe can be neither replaced nor read back.
+    return is_stream(path) ? write_to(open(path, O_WRONLY | O_CLOEXEC), content, path)
+                           : write_file(content, path);
 }
 
 // ---- Import ----

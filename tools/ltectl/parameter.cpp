@@ -80,7 +80,7 @@ void show_value(const char *value)
     flush_output();
 }
 
-int set_parameter(const ParameterStore &store, const char *name, const char *value)
+int set_parameter(const ParameterStore &store, const char *name, const char *value, const char *shown)
 {
     const uint32_t result = store.write(name, value, kValueSize);
     if (result == NV_ERR_VALUE) {
@@ -93,7 +93,7 @@ int set_parameter(const ParameterStore &store, const char *name, const char *val
         return code;
     }
     Record record;
-    add_parameter(record, name, value);
+    add_parameter(record, name, shown);
     return kDone;
 }
 

@@ -26,7 +26,9 @@ int find_parameter(const ParameterStore &store, const char *name, char *value);
 void show_value(const char *value);
 
 // One command each, for any store.
-int set_parameter(const ParameterStore &store, const char *name, const char *value);
+// shown: the value as it is to be shown.
+int set_parameter(const ParameterStore &store, const char *name, const char *value,
+                  const char *shown);
 int clear_parameters(const ParameterStore &store);
 
 // The stores report success also for what they could not write, so that has to be read back. Prints in

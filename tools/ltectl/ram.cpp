@@ -58,7 +58,7 @@ int ram_set(char *const *operands)
     if (nvmram_init() != NV_SUCCESS) {
         return cannot("make", NVMRAM_DIR, errno);
     }
-    return set_parameter(kStore, operands[0], operands[1]);
+    return set_parameter(kStore, operands[0], operands[1], operands[1]);
 }
 
 int ram_list(char *const *)

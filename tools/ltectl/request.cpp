@@ -85,6 +85,19 @@ uint32_t send_and_wait(const Request &request, Datagram *sent, Datagram *receive
                             received, length);
 }
 
+int32_t call_and_wait(int32_t (*call)(lct_value_rsp *out), const Request &request, lct_value_rsp *answer)
+{
+    const Waiting waiting({request.peer, request.what});
+    return call(answer);
+}
+
+uint8_t last_byte(uint32_t value)
+{
+    uint8_t bytes[sizeof(value)];
+    memcpy(bytes, &value, sizeof(value));
+    return bytes[sizeof(value) - 1];
+}
+
 Outcome judge(const Request &request, uint32_t code, const Datagram &received, Reply *reply)
 {
     if (code == IPC_ERR_SOCKET) {
@@ -100,7 +113,7 @@ Outcome judge(const Request &request, uint32_t code, const Datagram &received, R
     if (reply->result != 0) {
         return Outcome::kRefused;
     }
-    return reply->length < request.answer_len ? Outcome::kMalformed : Outcome::kSuccess;
+    return reply->length < request.answer_len ? Outcome::kNoValue : Outcome::kSuccess;
 }
 
 } // namespace
@@ -125,18 +138,24 @@ Reply exchange(const Request &request, const void *body, uint32_t body_len, void
 
 Reply exchange_by(int32_t (*call)(lct_value_rsp *out), const Request &request, lct_value_rsp *answer)
 {
-    constexpr uint32_t kNoValue = UINT32_MAX; // stays, in an answer without one
-    *answer = {0, kNoValue};
-    int32_t failed;
-    {
-        const Waiting waiting({request.peer, request.what});
-        failed = call(answer);
-    }
-    Reply reply = {Outcome::kSuccess, answer->result, sizeof(*answer)};
-    if (reply.result != 0) {
-        reply.outcome = Outcome::kRefused;
-    } else if (failed != 0 || answer->value == kNoValue) {
-        reply.outcome = is_bound(request.peer) ? Outcome::kMalformed : Outcome::kNobodyBound;
+    // Behind the end of an answer stays what was there before. A value that ends the same is asked for
+    // again.
+    constexpr uint32_t kBefore[] = {UINT32_MAX, 0};
+    Reply reply = {Outcome::kNoValue, 0, sizeof(*answer)};
+    for (const uint32_t before : kBefore) {
+        *answer = {0, before};
+        const int32_t failed = call_and_wait(call, request, answer);
+        reply.result = answer->result;
+        if (reply.result != 0) {
+            reply.outcome = Outcome::kRefused;
+        } else if (failed != 0) {
+            reply.outcome = is_bound(request.peer) ? Outcome::kMalformed : Outcome::kNobodyBound;
+        } else if (last_byte(answer->value) != last_byte(before)) {
+            reply.outcome = Outcome::kSuccess;
+        } else {
+            continue;
+        }
+        break;
     }
     return reply;
 }
@@ -146,6 +165,9 @@ int explain(const Request &request, const Reply &reply)
     switch (reply.outcome) {
     case Outcome::kSuccess:
         return kDone;
+    case Outcome::kNoValue:
+        return fail(kFailed, "the %s agreed to %s, but its answer has no value", request.peer.title,
+                    request.what);
     case Outcome::kRefused:
         return tell_refusal(request, reply.result);
     case Outcome::kMalformed:

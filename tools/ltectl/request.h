@@ -26,12 +26,19 @@ struct Request {
     const Peer &peer;
     uint32_t msg_id;
     const char *what; // that is asked for: "tell the roaming switch"
-    // A success has that many bytes, result word included.
+    // A success without a value is shorter. The result word is included.
     uint32_t answer_len = sizeof(int32_t);
     bool about_pin = false;
 };
 
-enum class Outcome { kSuccess, kRefused, kMalformed, kNobodyBound, kNotSent };
+enum class Outcome {
+    kSuccess,
+    kNoValue, // a success, but the answer ends before the value
+    kRefused,
+    kMalformed,
+    kNobodyBound,
+    kNotSent
+};
 
 struct Reply {
     Outcome outcome;

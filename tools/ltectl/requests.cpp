@@ -9,6 +9,15 @@ constexpr AtHead kHead = {0, 0, 5000, 3, "OK", "ERROR", "+CME ERROR"};
 
 } // namespace
 
+Reply ask_imsi(ImsiAnswer *answer)
+{
+    Reply reply = exchange(kGetImsi, nullptr, 0, answer, sizeof(*answer));
+    if (reply.outcome == Outcome::kSuccess && answer->imsi[0] == '\0') {
+        reply.outcome = Outcome::kNoValue;
+    }
+    return reply;
+}
+
 Reply command_modem(const char *command, AtText *answer)
 {
     struct {

@@ -17,12 +17,14 @@ struct ImsiAnswer {
     char imsi[32];
 };
 
-// An answer without a digit is none.
-inline constexpr Request kGetImsi = {kWanManager, WM_MSG_IMSI_GET_REQ, "tell the IMSI",
-                                     sizeof(int32_t) + 1};
+inline constexpr Request kGetImsi = {kWanManager, WM_MSG_IMSI_GET_REQ, "tell the IMSI"};
+
+// An IMSI without a digit is no value.
+Reply ask_imsi(ImsiAnswer *answer);
 
 inline constexpr Request kPassCommand = {kWanManager, WM_MSG_MODEM_AT_REQ,
-                                         "pass the command to the modem"};
+                                         "pass the command to the modem",
+                                         offsetof(AtAnswer, text)};
 
 constexpr size_t kAtCommandMax = 910;
 

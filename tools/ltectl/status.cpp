@@ -85,15 +85,25 @@ void read_known(Status *status)
 
 // ---- What the WAN manager is asked for ----
 
-// Stores what came. What is refused is not known, which is no failure.
-template <typename Answer, typename Store> int add_answer(const Request &request, Store store)
+// What is refused is not known, which is no failure; no more is a value that is missing, which is told.
+int judge(const Request &request, const Reply &reply)
 {
-    Answer answer;
+    if (reply.outcome == Outcome::kRefused) {
+        return kDone;
+    }
+    const int code = explain(request, reply);
+    return reply.outcome == Outcome::kNoValue ? kDone : code;
+}
+
+// Stores what came.
+template <typename Store> int add_value(const Request &request, Store store)
+{
+    lct_value_rsp answer;
     const Reply reply = exchange(request, nullptr, 0, &answer, sizeof(answer));
     if (reply.outcome == Outcome::kSuccess) {
-        store(answer);
+        store(answer.value);
     }
-    return reply.outcome == Outcome::kRefused ? kDone : explain(request, reply);
+    return judge(request, reply);
 }
 
 // The name in the modem's answer, +COPS: 0,0,"NAME",7.
@@ -106,26 +116,29 @@ int add_operator(Status *status)
         get_split_str(answer.text(), "\"", text->text, sizeof(text->text)) == nullptr) {
         text->text[0] = '\0';
     }
-    return reply.outcome == Outcome::kRefused ? kDone : explain(kPassCommand, reply);
+    return judge(kPassCommand, reply);
 }
 
 int add_nettype(Status *status)
 {
-    return add_answer<lct_value_rsp>(kGetNettype, [=](const lct_value_rsp &answer) {
-        set_text(get_net_type_str(answer.value), &status->nettype);
+    return add_value(kGetNettype, [=](uint32_t value) {
+        set_text(get_net_type_str(value), &status->nettype);
     });
 }
 
 int add_roaming(Status *status)
 {
-    return add_answer<lct_value_rsp>(
-        kGetRoaming, [=](const lct_value_rsp &answer) { name_switch(answer.value, &status->roaming); });
+    return add_value(kGetRoaming, [=](uint32_t value) { name_switch(value, &status->roaming); });
 }
 
 int add_imsi(Status *status)
 {
-    return add_answer<ImsiAnswer>(
-        kGetImsi, [=](const ImsiAnswer &answer) { set_text(bounded(answer.imsi), &status->imsi); });
+    ImsiAnswer answer;
+    const Reply reply = ask_imsi(&answer);
+    if (reply.outcome == Outcome::kSuccess) {
+        set_text(bounded(answer.imsi), &status->imsi);
+    }
+    return judge(kGetImsi, reply);
 }
 
 // Its own values first: the modem may keep it waiting.
