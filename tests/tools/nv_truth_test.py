@@ -274,11 +274,14 @@ class Secrets(TruthTest):
         self.assert_ran(ltectl("nv", "set", "a", "9876"), "a=9876\n")
 
     def test_one_that_is_not_set_is_none(self):
-        self.put("pin", b"")
-        self.assertIn("current bits=9 pin=\n", ltectl("nv", "list").stdout)
+        self.declare(DECLARED + b"other=8=\n")
+        self.put("other", b"")
+        self.assertIn("current bits=9 pin=********\ncurrent bits=8 other=\n", ltectl("nv", "list").stdout)
 
     def test_who_asks_for_one_gets_it(self):
         self.assert_ran(ltectl("nv", "get", "pin"), "4321\n")
+        [shown] = self.objects(ltectl("nv", "get", "pin", "--json").stdout)
+        self.assertEqual(shown, {"event": "parameter", "source": "current", "name": "pin", "value": "4321"})
 
 
 if __name__ == "__main__":

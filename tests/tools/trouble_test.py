@@ -207,14 +207,16 @@ class Terminal(TroubleTest):
                 self.assertEqual(command.end(signal.SIGHUP), (DONE, "", ""))
             self.assertEqual([manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
 
-    def test_a_hangup_that_is_ignored_stays_so(self):
-        self.start_wansim()
+    def test_one_that_ignores_a_hangup_outlives_it_and_the_manager(self):
+        simulator = self.start_wansim()
         command = Background(self, "nohup", support.ltectl_program, "monitor")
         while "waiting for events" not in command.err.next():
             pass
         command.process.send_signal(signal.SIGHUP)
         ltectl("iface", "up")
         self.assertEqual(command.out.next(), "interface ready name=WM_READY")
+        simulator.dispose()
+        self.assertEqual(command.out.next(), "manager gone")
         command.end()
 
     def closed(self, descriptor, *command):
@@ -236,10 +238,13 @@ class Terminal(TroubleTest):
                 self.assertEqual(links[descriptor], "/dev/null", (program, descriptor))
                 self.doCleanups()
 
-    def test_without_standard_input_all_is_as_ever(self):
+    def test_without_standard_input_there_is_nothing_to_read_and_all_else_is_as_ever(self):
         self.start_wansim()
-        result = self.closed(0, support.ltectl_program, "roam")
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, "roaming off\n", ""))
+        for words, expected in ((["roam"], (DONE, "roaming off\n", "")),
+                                (["pin", "enable", "-"],
+                                 (FAILED, "", "ltectl: cannot read PIN from standard input: Bad file descriptor\n"))):
+            result = self.closed(0, support.ltectl_program, *words)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), expected)
 
     def test_an_answer_that_cannot_be_written_is_a_failure(self):
         self.start_wansim()
@@ -251,6 +256,10 @@ class Terminal(TroubleTest):
     def test_without_standard_error_the_code_tells(self):
         result = self.closed(2, support.ltectl_program, "roam")
         self.assertEqual((result.returncode, result.stdout), (NOBODY, ""))
+        self.start_stopped()
+        with self.within(1, "roam, no standard error", least=1):
+            result = self.closed(2, support.ltectl_program, "roam", "--timeout", "1")
+        self.assertEqual((result.returncode, result.stdout), (NO_ANSWER, ""))
 
 
 class Dying(TroubleTest):
