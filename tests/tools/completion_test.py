@@ -10,7 +10,6 @@ import shutil
 import subprocess
 import sys
 import time
-import unittest
 
 import support
 from support import DONE, STORE, NvTest, write_file
@@ -143,7 +142,6 @@ class Bash(CompletionTest):
         self.assertEqual(self.offered("ltectl imsi apn"), [])
 
 
-@unittest.skipIf(shutil.which("fish") is None, "no fish")
 class Fish(CompletionTest):
     def offered(self, line):
         entries = self.run_shell("fish", "--no-config", "-c", f"source {SCRIPTS}/lterouter.fish; complete -C '{line}'")
@@ -160,7 +158,6 @@ class Fish(CompletionTest):
             self.assertEqual(self.offered(line), words, line)
 
 
-@unittest.skipIf(shutil.which("zsh") is None, "no zsh")
 class Zsh(CompletionTest):
     def type(self, line):
         """What stands on the line when a user has typed this and the tabulator, in a shell on a terminal."""
