@@ -217,8 +217,9 @@ int write_file(const ScratchFile &content, const char *path)
     if (const int code = write_to(file.open(), content, path); code != kDone) {
         return code;
     }
-    return same_content(content, file.made()) ? file.take_place(path)
-                                              : fail(kFailed, "%s does not hold what was written", path);
+    return same_content(content, file.made())
+               ? file.take_place(path)
+               : fail(kFailed, "%s does not hold what was written", path);
 }
 
 int write_export(const ScratchFile &content, const char *path)

@@ -34,14 +34,20 @@ void report(const char *name, const char *copy, const char *problem, int error =
 void report_line(const char *problem, uint32_t line)
 {
     ++g_problems;
-    Record().event("problem").word("file", NVM_DEFAULTS_FILE).word("problem", problem).number("line", line);
+    Record()
+        .event("problem")
+        .word("file", NVM_DEFAULTS_FILE)
+        .word("problem", problem)
+        .number("line", line);
 }
 
 void report_path(const char *path, int error)
 {
     ++g_problems;
     Record record;
-    record.event("problem").word("file", path).word("problem", error == ENOENT ? "missing" : "unreadable");
+    record.event("problem")
+        .word("file", path)
+        .word("problem", error == ENOENT ? "missing" : "unreadable");
     add_reason(record, error);
 }
 

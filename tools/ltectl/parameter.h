@@ -27,8 +27,7 @@ void show_value(const char *value);
 
 // One command each, for any store.
 // shown: the value as it is to be shown.
-int set_parameter(const ParameterStore &store, const char *name, const char *value,
-                  const char *shown);
+int set_parameter(const ParameterStore &store, const char *name, const char *value, const char *shown);
 int clear_parameters(const ParameterStore &store);
 
 // The stores report success also for what they could not write, so that has to be read back. Prints in

@@ -85,7 +85,8 @@ uint32_t send_and_wait(const Request &request, Datagram *sent, Datagram *receive
                             received, length);
 }
 
-int32_t call_and_wait(int32_t (*call)(lct_value_rsp *out), const Request &request, lct_value_rsp *answer)
+int32_t call_and_wait(int32_t (*call)(lct_value_rsp *out), const Request &request,
+                      lct_value_rsp *answer)
 {
     const Waiting waiting({request.peer, request.what});
     return call(answer);

@@ -23,8 +23,7 @@ inline constexpr Request kGetImsi = {kWanManager, WM_MSG_IMSI_GET_REQ, "tell the
 Reply ask_imsi(ImsiAnswer *answer);
 
 inline constexpr Request kPassCommand = {kWanManager, WM_MSG_MODEM_AT_REQ,
-                                         "pass the command to the modem",
-                                         offsetof(AtAnswer, text)};
+                                         "pass the command to the modem", offsetof(AtAnswer, text)};
 
 constexpr size_t kAtCommandMax = 910;
 

@@ -121,9 +121,8 @@ int add_operator(Status *status)
 
 int add_nettype(Status *status)
 {
-    return add_value(kGetNettype, [=](uint32_t value) {
-        set_text(get_net_type_str(value), &status->nettype);
-    });
+    return add_value(kGetNettype,
+                     [=](uint32_t value) { set_text(get_net_type_str(value), &status->nettype); });
 }
 
 int add_roaming(Status *status)
