@@ -284,6 +284,21 @@ class Dying(TroubleTest):
             result = ltectl("connect", "--wait", "60")
         self.assertEqual(result.returncode, NOBODY)
 
+    def test_also_one_that_is_gone_before_the_wait_begins(self):
+        """Whatever is sent takes a while to return."""
+        for back in (False, True):
+            manager = FakeManager(self)
+            command = Background(self, "strace", "-f", "-o", "/dev/null", "-e", "inject=sendto:delay_exit=300000",
+                                 support.ltectl_program, "connect", "--wait", "60")
+            manager.accept_registrations()
+            self.assertEqual(manager.take()[1], CONNECT)
+            with self.within(1.5, "connect --wait 60, gone at once"):
+                manager.close()
+                other = FakeManager(self) if back else None
+                self.assertEqual(command.finish()[0], NOBODY)
+            if other:
+                other.close()
+
     def test_one_that_comes_back_at_once_has_not_heard_the_request(self):
         simulator = self.start_stopped()
         command = self.start_command("roam")

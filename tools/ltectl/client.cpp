@@ -26,7 +26,6 @@ const lct_config g_config = {.reserved = {}, .callback = on_event};
 
 std::atomic<bool> g_subscribing{false};
 
-// The WAN manager that was there when this process first subscribed: its socket.
 uint32_t g_first_served = 0;
 
 uint32_t try_to_subscribe(uint32_t notification, uint32_t timeout_ms)
@@ -134,6 +133,8 @@ bool tell(Presence::Change change)
 } // namespace
 
 bool is_subscribing() { return g_subscribing; }
+
+uint32_t first_served() { return g_first_served; }
 
 int subscribe(uint32_t notification)
 {

@@ -18,6 +18,9 @@ int start_client();
 int subscribe(uint32_t notification);
 int subscribe_to_all();
 
+// The socket of the WAN manager that was there when this process first subscribed; 0 when not known.
+uint32_t first_served();
+
 // Whether a response may be the answer to that. Any thread.
 bool is_subscribing();
 

@@ -74,7 +74,10 @@ void stay_if_given_up()
         const Lock lock;
         given_up = g_state.given_up;
     }
-    while (given_up) {
+    if (!given_up) {
+        return;
+    }
+    for (;;) {
         pause();
     }
 }
@@ -357,7 +360,7 @@ int watch(Work &work, pthread_t worker)
 
 Waiting::Waiting(const Wait &wait) : wait_(wait)
 {
-    const auto socket = socket_at(module_address(wait.peer.module_id));
+    const auto socket = wait.asked ? wait.asked : socket_at(module_address(wait.peer.module_id));
     {
         const Lock lock;
         g_state.wait = &wait_;

@@ -8,6 +8,7 @@
 #include "lc_ipc_msg.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace lterouter::tools {
 
@@ -27,6 +28,9 @@ struct Wait {
     const char *what;               // that the peer is to do: "tell the roaming switch"
     const char *too_late = nullptr; // said at the deadline instead of the usual
     int too_late_code = kNoAnswer;
+    // The peer's socket when it was asked, where that comes before the wait: by now it may be
+    // another's.
+    std::optional<uint32_t> asked = std::nullopt;
 };
 
 // The work waits for as long as this lives. The deadline and the peer's end are looked at only

@@ -41,7 +41,7 @@ Arrival await_outcome(const LinkRequest &request, Event *event)
     snprintf(too_late, sizeof(too_late),
              "the link is not %s after %u s; ltectl monitor shows what happens", request.goal_name,
              g_wait_seconds);
-    const Waiting waiting({kWanManager, request.name, too_late, kFailed});
+    const Waiting waiting({kWanManager, request.name, too_late, kFailed, first_served()});
     Arrival arrival;
     do {
         arrival = next_event(event, std::nullopt);

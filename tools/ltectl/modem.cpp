@@ -43,8 +43,9 @@ void print_answer(const char *text)
 }
 
 // A modem ends its answer by the line that tells how the command went.
-bool is_error(std::string_view answer)
+bool is_error(const char *text)
 {
+    std::string_view answer = text;
     while (answer.ends_with('\r') || answer.ends_with('\n')) {
         answer.remove_suffix(1);
     }
@@ -53,8 +54,9 @@ bool is_error(std::string_view answer)
         before == std::string_view::npos
             ? answer
             : std::string_view(answer.data() + before + 1, answer.size() - before - 1);
-    return std::any_of(std::begin(kErrors), std::end(kErrors),
-                       [=](const char *error) { return last.starts_with(error); });
+    return std::any_of(std::begin(kErrors), std::end(kErrors), [=](const char *error) {
+        return strncmp(last.data(), error, strlen(error)) == 0;
+    });
 }
 
 int show_answer(const char *command, const char *text)

@@ -148,10 +148,14 @@ public:
         if (path_ == nullptr && errno == ENOENT) {
             path_ = strdup(path);
         }
-        if (path_ == nullptr || asprintf(&made_, "%s.XXXXXX", path_) < 0) {
-            made_ = nullptr;
+        constexpr char kEnd[] = ".XXXXXX";
+        made_ = path_ != nullptr ? static_cast<char *>(malloc(strlen(path_) + sizeof(kEnd))) : nullptr;
+        if (made_ == nullptr) {
             error_ = errno;
+            return;
         }
+        strcpy(made_, path_);
+        strcat(made_, kEnd);
     }
     ~Replacement()
     {
