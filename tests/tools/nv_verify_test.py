@@ -1,6 +1,5 @@
 """ltectl nv verify: every kind of damage is found, and none is changed."""
 
-import errno
 import os
 import shutil
 
@@ -98,9 +97,9 @@ class Verify(NvTest):
     def test_copies_that_are_no_files(self):
         os.mkdir(CURRENT + "a")
         os.symlink("a", BACKUP + "a")
-        self.assert_problems([{"name": "a", "copy": "current", "problem": "unreadable", "reason": "Is a directory"},
-                              {"name": "a", "copy": "backup", "problem": "unreadable",
-                               "reason": os.strerror(errno.ELOOP)}])
+        # A libc's own words for ELOOP.
+        self.assertRegex(ltectl("nv", "verify").stdout, r"\Aa current unreadable reason=Is a directory\n"
+                         r"a backup unreadable reason=(Too many levels of symbolic links|Symbolic link loop)\n\Z")
 
     def test_files_that_nobody_declared(self):
         self.put("a", b"v")

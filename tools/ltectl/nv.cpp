@@ -231,9 +231,9 @@ int nv_get(char *const *operands)
         add_parameter(record, name, value.text);
         return kDone;
     }
-    if (value.source != kCurrent.name) {
+    if (!value.is_from(kCurrent)) {
         note("\"%s\" has no current copy: this is its %s", name,
-             value.source == kBackup.name ? "backup copy" : "default");
+             value.is_from(kBackup) ? "backup copy" : "default");
     }
     show_value(value.text);
     return kDone;

@@ -82,9 +82,9 @@ int count_selected(const ParameterFile &declared)
     const int code = value.read(declared);
     if (code == kDone) {
         ++g_selected.count;
-        ++(value.source == kCurrent.name  ? g_selected.current
-           : value.source == kBackup.name ? g_selected.backup
-                                          : g_selected.by_default);
+        ++(value.is_from(kCurrent)  ? g_selected.current
+           : value.is_from(kBackup) ? g_selected.backup
+                                    : g_selected.by_default);
     }
     return code;
 }

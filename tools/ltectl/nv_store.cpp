@@ -38,6 +38,8 @@ int directory_error(const char *directory)
 const ParameterStore kPersistentStore = {"nv",        "/2ndfile/nv/", kCopyPlaces, nvm_readnv,
                                          nvm_writenv, nvm_clear,      explain};
 
+bool StoredValue::is_from(const CopyPlace &place) const { return strcmp(source, place.name) == 0; }
+
 bool StoredValue::read_copy(const CopyPlace &place, const char *name, int *code)
 {
     const Copy copy(place, name);

@@ -19,6 +19,8 @@ struct StoredValue {
     const char *source = nullptr; // a place's name, or "default"
     char text[kValueSize];
 
+    bool is_from(const CopyPlace &place) const;
+
     // Each returns kDone, or the exit code after saying what cannot be read: what this process has no
     // right to read another may well get.
     int read(const ParameterFile &declared);

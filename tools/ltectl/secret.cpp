@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -19,7 +20,8 @@ volatile sig_atomic_t g_signal = 0;
 
 void note_signal(int number) { g_signal = number; }
 
-// Has signals break off a read, so that the terminal gets its echo back before they do what they do.
+// Has signals break off the wait for input, so that the terminal gets its echo back before they do what
+// they do. They come only during that wait: one that came just before a read would not break it off.
 class BreakOff {
 public:
     BreakOff()
@@ -32,7 +34,11 @@ public:
             sigaction(kEnding[i], &action, &actions_[i]);
             sigaddset(&ending, kEnding[i]);
         }
-        sigprocmask(SIG_UNBLOCK, &ending, &mask_);
+        sigprocmask(SIG_BLOCK, &ending, &mask_);
+        waiting_mask_ = mask_;
+        for (const int number : kEnding) {
+            sigdelset(&waiting_mask_, number);
+        }
     }
     ~BreakOff()
     {
@@ -47,9 +53,17 @@ public:
     BreakOff(const BreakOff &) = delete;
     BreakOff &operator=(const BreakOff &) = delete;
 
+    // False with EINTR when a signal comes instead.
+    bool await_input() const
+    {
+        pollfd input = {STDIN_FILENO, POLLIN, 0};
+        return ppoll(&input, 1, nullptr, &waiting_mask_) > 0;
+    }
+
 private:
     struct sigaction actions_[kEndings];
     sigset_t mask_;
+    sigset_t waiting_mask_;
 };
 
 class WithoutEcho {
@@ -77,18 +91,24 @@ private:
 struct SecretLine {
     ~SecretLine() { explicit_bzero(text, sizeof(text)); }
 
-    // False at the end of the input, with errno 0, or when it cannot be read.
-    bool read_line();
+    // False at the end of the input, with errno 0, or when it cannot be read. break_off: nullptr unless
+    // it is a terminal.
+    bool read_line(const BreakOff *break_off);
 
     char text[64] = "";
 };
 
-bool SecretLine::read_line()
+ssize_t read_byte(const BreakOff *break_off, char *ch)
+{
+    return break_off == nullptr || break_off->await_input() ? read(STDIN_FILENO, ch, 1) : -1;
+}
+
+bool SecretLine::read_line(const BreakOff *break_off)
 {
     size_t length = 0;
     char ch = 0;
     ssize_t count;
-    while ((count = read(STDIN_FILENO, &ch, 1)) == 1 && ch != '\n') {
+    while ((count = read_byte(break_off, &ch)) == 1 && ch != '\n') {
         // One that is too long stays so.
         text[length] = ch;
         length += length < sizeof(text) - 1 ? 1 : 0;
@@ -103,7 +123,7 @@ bool ask(const char *name, SecretLine *line)
     const BreakOff break_off;
     const WithoutEcho without_echo;
     fprintf(stderr, "%s: ", name);
-    return line->read_line();
+    return line->read_line(&break_off);
 }
 
 } // namespace
@@ -118,7 +138,7 @@ int parse_secret(const char *name, const char *operand, const ValueType &type, v
         return fail(kUsage, "%s is missing; \"-\" reads it from standard input", name);
     }
     SecretLine line;
-    if (!(typed ? ask(name, &line) : line.read_line())) {
+    if (!(typed ? ask(name, &line) : line.read_line(nullptr))) {
         return fail(kFailed, "cannot read %s from standard input: %s", name,
                     errno != 0 ? strerror(errno) : "there is none");
     }
