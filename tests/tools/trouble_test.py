@@ -3,6 +3,7 @@
 Each case is given its deadline and prints the time it took."""
 
 import contextlib
+import fcntl
 import os
 import re
 import signal
@@ -10,8 +11,8 @@ import subprocess
 import time
 
 import support
-from support import (CONNECT, DONE, FAILED, NO_ANSWER, NOBODY, SMS_SOCKET, SOCKET, Background, FakeManager, ToolTest,
-                     ltectl, stranger)
+from support import (BACKUP, CONNECT, CURRENT, DONE, FAILED, NO_ANSWER, NOBODY, SMS_SOCKET, SOCKET, STORE, Background,
+                     FakeManager, NvTest, ToolTest, ltectl, read_file, stranger, write_file)
 
 GRACE = 0.5
 START = 0.0  # what a program takes to start and to end here, which is no part of its deadline
@@ -194,6 +195,118 @@ class Stopped(TroubleTest):
                 with self.within(0, f"{' '.join(words)}, {number.name}"):
                     self.assertEqual(command.end(number), (DONE, "", ""))
                 simulator.dispose()
+
+
+class Locked(TroubleTest, NvTest):
+    """Another process has the lock of a parameter, and does not give it back."""
+
+    WHETHER = 'whether "a" has its new value is not known; ltectl %s get shows it'
+    WHAT = "what has been stored is not known; the same command with --dry-run shows it"
+    FILE = "/2ndfile/given.cfg"
+    SAVED = "/2ndfile/saved.cfg"
+
+    def setUp(self):
+        super().setUp()
+        ToolTest.setUp(self)
+        os.makedirs(STORE)
+        self.declare(b"a=23=da\nb=1=db\n")
+        for name in ("a", "b"):
+            self.put(name, b"v")
+        write_file(STORE + "a", b"v\0")
+        write_file(self.FILE, b"a=1=new\n")
+
+    def lock(self, path):
+        file = open(path, "r+b")
+        self.addCleanup(file.close)
+        fcntl.lockf(file, fcntl.LOCK_EX)
+        return file
+
+    def assert_locked(self, path, result, seconds, unknown=""):
+        pid = os.getpid()
+        name = read_file(f"/proc/{pid}/comm").decode().strip()
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (
+            NO_ANSWER, "", f"ltectl: process {pid} ({name}) holds the lock of {path}, and has not given it back within "
+                           f"{seconds} s; if it hangs, end it: kill {pid}{unknown and '; '}{unknown}\n"))
+
+    def test_of_a_persistent_parameter(self):
+        for directory in (CURRENT, BACKUP):
+            self.lock(directory + "a")
+            for words, unknown in ((["get", "a"], ""), (["list"], ""), (["diff"], ""), (["verify"], ""),
+                                   (["export", self.SAVED], ""), (["set", "a", "x"], self.WHETHER % "nv"),
+                                   (["import", self.FILE, "--no-checksum"], self.WHAT), (["reset"], self.WHAT),
+                                   (["init"], "")):
+                if directory == BACKUP and words[0] in ("get", "list", "diff", "export"):
+                    continue  # the current copy is enough
+                with self.subTest(words, directory=directory):
+                    result = self.run_timed(1, "nv", *words, "--timeout", "1", least=1)
+                    self.assert_locked(directory + "a", result, 1, unknown)
+            self.assertEqual(read_file(BACKUP + "a"), b"v\0")
+            self.assertFalse(os.path.exists(self.SAVED))
+            self.doCleanups()
+
+    def test_of_a_volatile_parameter(self):
+        self.lock(STORE + "a")
+        for words, unknown in ((["get", "a"], ""), (["list"], ""), (["set", "a", "x"], self.WHETHER % "ram")):
+            result = self.run_timed(1, "ram", *words, "--timeout", "1", least=1)
+            self.assert_locked(STORE + "a", result, 1, unknown)
+        self.assertEqual(read_file(STORE + "a"), b"v\0")
+
+    def test_of_what_the_manager_keeps(self):
+        """What is known without it is shown all the same."""
+        self.start_wansim()
+        for name in ("wm_wcdma_modem_status_tmp", "wm_wcdma_link_tmp"):
+            self.lock(STORE + name)
+            result = self.run_timed(1, "status", "--timeout", "1", least=1)
+            self.assertEqual(result.returncode, NO_ANSWER)
+            self.assertIn(f"holds the lock of {STORE}{name}, and", result.stderr)
+            self.assertRegex(result.stdout, r"(?m)^uptime +\d+ d \d+ h \d+ min$")
+            self.doCleanups()
+            self.start_wansim()
+
+    def test_without_a_deadline_of_its_own_a_command_has_ten_seconds(self):
+        self.lock(CURRENT + "a")
+        started = time.monotonic()
+        command = self.start_command("nv", "get", "a")
+        self.assertRegex(command.err.next(), rf"\Altectl: waiting for the lock of {CURRENT}a, which process {os.getpid()} "
+                                             r"\(.+\) holds, for 10 s at most\Z")
+        took = time.monotonic() - started
+        self.assertGreater(took, 2.9)
+        self.assertLess(took, 3 + GRACE + START)
+        status, out, err = command.finish()
+        took = time.monotonic() - started
+        print(f"    {'nv get, default':44} {took:6.2f} s, to end by 10.5 s", flush=True)
+        self.assertEqual((status, out, err.count("\n")), (NO_ANSWER, "", 1))
+        self.assertGreater(took, 9)
+        self.assertLess(took, 10 + GRACE + START)
+
+    def test_signals_end_every_command(self):
+        self.lock(CURRENT + "a")
+        self.lock(STORE + "a")
+        for words, unknown in ((["nv", "get", "a"], ""), (["nv", "set", "a", "x"], "; " + self.WHETHER % "nv"),
+                               (["nv", "reset"], "; " + self.WHAT), (["nv", "export", self.SAVED], ""),
+                               (["ram", "get", "a"], ""), (["ram", "set", "a", "x"], "; " + self.WHETHER % "ram")):
+            for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+                command = self.start_command(*words)
+                time.sleep(0.2 + START)
+                with self.within(0, f"{' '.join(words)}, {number.name}"):
+                    self.assertEqual(command.end(number), (FAILED, "", f"ltectl: interrupted{unknown}\n"))
+
+    def test_one_that_is_given_back_in_time_is_no_trouble(self):
+        file = self.lock(CURRENT + "a")
+        command = self.start_command("nv", "set", "a", "x")
+        time.sleep(0.3 + START)
+        self.assertIsNone(command.process.poll())
+        file.close()
+        self.assertEqual(command.finish(), (DONE, "a=x\n", ""))
+
+    def test_a_reader_may_take_longer_than_the_deadline(self):
+        for number in range(2000):
+            self.put(f"n{number}", b"v" * 100)
+        self.declare(b"".join(b"n%d=1=d\n" % number for number in range(2000)))
+        command = self.start_command("nv", "list", "--timeout", "1")
+        time.sleep(2)
+        status, out, err = command.finish()
+        self.assertEqual((status, out.count("\n"), err), (DONE, 2000, ""))
 
 
 class Terminal(TroubleTest):

@@ -31,7 +31,7 @@ uint32_t g_first_served = 0;
 uint32_t try_to_subscribe(uint32_t notification, uint32_t timeout_ms)
 {
     const ipc_addr address = wan_manager_address();
-    const Waiting waiting({kWanManager, kSubscribing});
+    const Waiting waiting({&kWanManager, kSubscribing});
     g_subscribing = true;
     const uint32_t result = ipc_register_notify(&address, notification, timeout_ms);
     g_subscribing = false;
@@ -40,7 +40,7 @@ uint32_t try_to_subscribe(uint32_t notification, uint32_t timeout_ms)
 
 int32_t init_client()
 {
-    const Waiting waiting({kWanManager, kSubscribing});
+    const Waiting waiting({&kWanManager, kSubscribing});
     return lct_module_init(&g_config);
 }
 

@@ -95,6 +95,9 @@ int net_route_del(char *const *operands);
 int net_default_add(char *const *operands);
 int net_default_del(char *const *operands);
 
+// parameter.cpp
+extern const Option kStoreOptions[];
+
 // ram.cpp
 void offer_ram_name(Offer &offer, const char *const *before);
 int ram_get(char *const *operands);

@@ -4,9 +4,11 @@
 #include "common/wan_manager.h"
 #include "ltectl/clock.h"
 #include "ltectl/endpoints.h"
+#include "ltectl/held_lock.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -37,6 +39,7 @@ struct State {
     // The rest under the mutex.
     const Wait *wait = nullptr;
     int64_t since_ms = 0;           // of the wait
+    int64_t waited_ms = 0;          // before it
     std::optional<uint32_t> socket; // the peer's, at its start
     int64_t looked_ms = 0;          // for the peer, last
     bool missed = false;            // it was not there then
@@ -45,7 +48,8 @@ struct State {
     bool lasting = false;
     bool given_up = false;
     Ending ending = {nullptr, nullptr};
-    bool ended = false; // the work itself, with its code
+    char unknown[256] = ""; // what the command leaves when it is ended, behind "; "
+    bool ended = false;     // the work itself, with its code
     int code = kFailed;
     bool left = false; // with its farewell
 };
@@ -206,18 +210,35 @@ void wipe_clock()
     }
 }
 
+// What is waited for, as a part of a sentence.
+struct Awaited {
+    explicit Awaited(const Wait &wait)
+    {
+        if (wait.peer != nullptr) {
+            snprintf(text, sizeof(text), "the %s to %s", wait.peer->title, wait.what);
+            return;
+        }
+        const HeldLock lock;
+        if (lock.found()) {
+            snprintf(text, sizeof(text), "the lock of %s, which %s holds", lock.path(), lock.holder());
+        } else {
+            snprintf(text, sizeof(text), "%s", wait.what);
+        }
+    }
+    char text[512];
+};
+
 void show_waiting(uint32_t seconds, int64_t waited_ms)
 {
-    const Wait &wait = *g_state.wait;
     if (isatty(STDERR_FILENO) == 1) {
         const int64_t now_s = waited_ms / 1000;
         if (now_s != g_state.clock_s) {
-            fprintf(stderr, "\r%s: waiting for the %s to %s ... %d s of %u s", g_program.name,
-                    wait.peer.title, wait.what, static_cast<int>(now_s), seconds);
+            fprintf(stderr, "\r%s: waiting for %s ... %d s of %u s", g_program.name,
+                    Awaited(*g_state.wait).text, static_cast<int>(now_s), seconds);
             g_state.clock_s = now_s;
         }
     } else if (!g_state.noticed) {
-        note("waiting for the %s to %s, for %u s at most", wait.peer.title, wait.what, seconds);
+        note("waiting for %s, for %u s at most", Awaited(*g_state.wait).text, seconds);
     }
     g_state.noticed = true;
 }
@@ -230,7 +251,7 @@ bool peer_is_gone(int64_t now)
         return false;
     }
     g_state.looked_ms = now;
-    const auto socket = socket_at(module_address(g_state.wait->peer.module_id));
+    const auto socket = socket_at(module_address(g_state.wait->peer->module_id));
     const bool missed = socket && *socket != *g_state.socket;
     const bool gone = missed && g_state.missed;
     g_state.missed = missed;
@@ -239,10 +260,22 @@ bool peer_is_gone(int64_t now)
 
 int tell_gone(const Wait &wait)
 {
-    const ipc_addr address = module_address(wait.peer.module_id);
+    const ipc_addr address = module_address(wait.peer->module_id);
     const std::string_view name = socket_name(address);
     return fail(kNobody, "the %s on %.*s ended before it did %s; whether it had begun is not known",
-                wait.peer.title, static_cast<int>(name.size()), name.data(), wait.what);
+                wait.peer->title, static_cast<int>(name.size()), name.data(), wait.what);
+}
+
+int tell_locked(const Wait &wait, uint32_t seconds)
+{
+    const HeldLock lock;
+    return lock.found()
+               ? fail(kNoAnswer, "%s holds the lock of %s, and has not given it back within %u s; %s%s",
+                      lock.holder(), lock.path(), seconds, lock.next_step(), g_state.unknown)
+               : fail(kNoAnswer,
+                      "%s was not ready within %u s, though no other process holds a lock; dmesg "
+                      "tells whether a device hangs%s",
+                      wait.what, seconds, g_state.unknown);
 }
 
 int tell_late(const Wait &wait, uint32_t seconds)
@@ -250,30 +283,34 @@ int tell_late(const Wait &wait, uint32_t seconds)
     if (wait.too_late != nullptr) {
         return fail(wait.too_late_code, "%s", wait.too_late);
     }
-    const ipc_addr address = module_address(wait.peer.module_id);
+    if (wait.peer == nullptr) {
+        return tell_locked(wait, seconds);
+    }
+    const ipc_addr address = module_address(wait.peer->module_id);
     const std::string_view name = socket_name(address);
     return fail(
         kNoAnswer,
         "the %s is bound to %.*s, but did not %s within %u s: is it stopped or busy? It may still "
         "do so",
-        wait.peer.title, static_cast<int>(name.size()), name.data(), wait.what, seconds);
+        wait.peer->title, static_cast<int>(name.size()), name.data(), wait.what, seconds);
 }
 
 // The reason to end the command while it waits; nothing when there is none.
-std::optional<int> look_at_wait(const Work &work, int64_t deadline_ms)
+std::optional<int> look_at_wait(const Work &work)
 {
     if (g_state.wait == nullptr || g_state.lasting) {
         return std::nullopt;
     }
     const int64_t now = now_ms();
-    const bool late = work.seconds != 0 && now >= deadline_ms;
+    const int64_t waited_ms = g_state.waited_ms + now - g_state.since_ms;
+    const bool late = work.seconds != 0 && waited_ms >= static_cast<int64_t>(work.seconds) * 1000;
     if (late || peer_is_gone(now)) {
         wipe_clock();
         g_state.given_up = true;
         return late ? tell_late(*g_state.wait, work.seconds) : tell_gone(*g_state.wait);
     }
-    if (now - g_state.since_ms >= kNoticeMs) {
-        show_waiting(work.seconds, now - g_state.since_ms);
+    if (waited_ms >= kNoticeMs) {
+        show_waiting(work.seconds, waited_ms);
     }
     return std::nullopt;
 }
@@ -283,9 +320,9 @@ int tell_interrupted(const Wait *wait)
     if (g_state.lasting) {
         return kDone;
     }
-    return wait == nullptr
-               ? fail(kFailed, "interrupted")
-               : fail(kFailed, "interrupted; the %s may go on with the request", wait->peer.title);
+    return wait == nullptr || wait->peer == nullptr
+               ? fail(kFailed, "interrupted%s", g_state.unknown)
+               : fail(kFailed, "interrupted; the %s may go on with the request", wait->peer->title);
 }
 
 // Returns when the work has left in order; who waits for an answer cannot.
@@ -330,7 +367,6 @@ int finish(pthread_t worker)
 
 int watch(Work &work, pthread_t worker)
 {
-    const int64_t deadline_ms = now_ms() + static_cast<int64_t>(work.seconds) * 1000;
     for (;;) {
         bool lasting;
         {
@@ -347,7 +383,7 @@ int watch(Work &work, pthread_t worker)
             if (g_state.ended) {
                 break;
             }
-            code = look_at_wait(work, deadline_ms);
+            code = look_at_wait(work);
         }
         if (code) {
             end(*code, &work);
@@ -360,7 +396,9 @@ int watch(Work &work, pthread_t worker)
 
 Waiting::Waiting(const Wait &wait) : wait_(wait)
 {
-    const auto socket = wait.asked ? wait.asked : socket_at(module_address(wait.peer.module_id));
+    const auto socket = wait.asked || wait.peer == nullptr
+                            ? wait.asked
+                            : socket_at(module_address(wait.peer->module_id));
     {
         const Lock lock;
         g_state.wait = &wait_;
@@ -378,6 +416,7 @@ Waiting::~Waiting()
         if (!g_state.given_up) {
             wipe_clock();
             g_state.wait = nullptr;
+            g_state.waited_ms += now_ms() - g_state.since_ms;
         }
     }
     stay_if_given_up();
@@ -396,8 +435,25 @@ int run_work(Work work)
 
 void at_end(const Ending &ending)
 {
+    bool given_up;
+    {
+        const Lock lock;
+        g_state.ending = ending;
+        given_up = g_state.given_up;
+    }
+    if (given_up) { // and nobody else may say it any more
+        say_farewell();
+    }
+}
+
+void unknown_if_ended(const char *format, ...)
+{
     const Lock lock;
-    g_state.ending = ending;
+    const size_t length = static_cast<size_t>(snprintf(g_state.unknown, sizeof(g_state.unknown), "; "));
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(g_state.unknown + length, sizeof(g_state.unknown) - length, format, arguments);
+    va_end(arguments);
 }
 
 void run_until_signal()

@@ -4,6 +4,7 @@
 // whatever the work is at.
 #pragma once
 
+#include "common/command.h"
 #include "common/program.h"
 #include "lc_ipc_msg.h"
 
@@ -24,8 +25,8 @@ inline constexpr Peer kSmsStore = {IPC_MODULE_SMS_PB, "SMS store",
 
 // What the work waits for.
 struct Wait {
-    const Peer &peer;
-    const char *what;               // that the peer is to do: "tell the roaming switch"
+    const Peer *peer;               // nullptr: for locks of files, and for a device
+    const char *what;               // that the peer is to do: "tell the roaming switch"; else a place
     const char *too_late = nullptr; // said at the deadline instead of the usual
     int too_late_code = kNoAnswer;
     // The peer's socket when it was asked, where that comes before the wait: by now it may be
@@ -33,9 +34,12 @@ struct Wait {
     std::optional<uint32_t> asked = std::nullopt;
 };
 
-// The work waits for as long as this lives. The deadline and the peer's end are looked at only
-// meanwhile: a reader of the output may take its time. When the command is ended meanwhile, the work
-// does not go on.
+// For calls that take the lock of a parameter.
+inline constexpr Wait kStoreWait = {nullptr, "the parameter store"};
+
+// The work waits for as long as this lives. Only that time counts up to the deadline, and only
+// meanwhile the peer's end is looked at: a reader of the output may take its time. When the command is
+// ended meanwhile, the work does not go on.
 class Waiting {
 public:
     explicit Waiting(const Wait &wait);
@@ -65,6 +69,20 @@ template <typename Run> int run_until(uint32_t seconds, Run run)
                      .seconds = seconds});
 }
 
+// --timeout: the deadline.
+inline uint32_t g_timeout_seconds = 10;
+inline constexpr ValueType kTimeoutSeconds = {"a number of seconds from 1 to 400",
+                                              parse_number_in<1, 400>};
+inline constexpr Option kLockTimeoutOption = {"timeout", "SECONDS",
+                                              "end when locks keep it waiting for longer (10)",
+                                              &kTimeoutSeconds, &g_timeout_seconds};
+
+// A command under that deadline.
+template <Run run> int in_time(char *const *operands)
+{
+    return run_until(g_timeout_seconds, [&] { return run(operands); });
+}
+
 // What is done at the end, within a fraction of a second.
 struct Ending {
     void (*farewell)(); // takes back what is left with others, also while the work still waits
@@ -73,6 +91,9 @@ struct Ending {
 
 // For the work.
 void at_end(const Ending &ending);
+
+// For the work: it begins to change something. This is said when the command is ended before the work.
+void unknown_if_ended(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // For the work: from now on there is no deadline, and a signal is the regular end.
 void run_until_signal();

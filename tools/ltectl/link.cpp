@@ -41,7 +41,7 @@ Arrival await_outcome(const LinkRequest &request, Event *event)
     snprintf(too_late, sizeof(too_late),
              "the link is not %s after %u s; ltectl monitor shows what happens", request.goal_name,
              g_wait_seconds);
-    const Waiting waiting({kWanManager, request.name, too_late, kFailed, first_served()});
+    const Waiting waiting({&kWanManager, request.name, too_late, kFailed, first_served()});
     Arrival arrival;
     do {
         arrival = next_event(event, std::nullopt);
@@ -76,7 +76,7 @@ int request_and_wait(const LinkRequest &request)
         return code;
     }
     {
-        const Waiting waiting({kWanManager, kTakeTheRequest});
+        const Waiting waiting({&kWanManager, kTakeTheRequest});
         send_request(IPC_MODULE_MM, request.msg_id, nullptr, 0);
     }
     return wait_for(request);

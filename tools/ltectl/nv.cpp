@@ -4,6 +4,7 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "ltectl/commands.h"
+#include "ltectl/deadline.h"
 #include "ltectl/nv_file.h"
 #include "ltectl/nv_secret.h"
 #include "ltectl/nv_store.h"
@@ -63,6 +64,14 @@ int check_copies_readable()
         code = check_copies_readable(defaults.name());
     }
     return code;
+}
+
+uint32_t open_store()
+{
+    unknown_if_ended(
+        "how far the repair has come is not known; the next ltectl nv init begins it again");
+    const Waiting waiting(kStoreWait);
+    return nvm_init();
 }
 
 bool is_opened() { return is_directory(NVM_CURRENT_DIR) && is_directory(NVM_BACKUP_DIR); }
@@ -151,10 +160,11 @@ int show_each(int (*show)(const ParameterFile &declared))
 
 } // namespace
 
-const Option kNvShowOptions[] = {kShowSecretsOption, {}};
+const Option kNvShowOptions[] = {kShowSecretsOption, kLockTimeoutOption, {}};
 
 const Option kNvClearOptions[] = {
     {"yes", nullptr, "needed: what is stored is lost", &kSwitch, &g_yes},
+    kLockTimeoutOption,
     {},
 };
 
@@ -167,11 +177,11 @@ int nv_init(char *const *)
     if (const int code = check_copies_readable(); code != kDone) {
         return code;
     }
-    uint32_t result = nvm_init();
+    uint32_t result = open_store();
     if (result == NV_SUCCESS && marked && !is_opened()) {
         // The marker of a store that was never opened: there is nothing whose repair it could spare.
         marked = false;
-        result = nvm_init();
+        result = open_store();
     }
     if (result != NV_SUCCESS) {
         return explain_init(marked, errno);

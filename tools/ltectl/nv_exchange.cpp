@@ -3,6 +3,7 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "ltectl/commands.h"
+#include "ltectl/deadline.h"
 #include "ltectl/nv_file.h"
 #include "ltectl/nv_import.h"
 #include "ltectl/nv_secret.h"
@@ -238,12 +239,25 @@ int write_export(const ScratchFile &content, const char *path)
 
 // ---- Import ----
 
+uint32_t export_to(const ScratchFile &content)
+{
+    const Waiting waiting(kStoreWait);
+    return nvm_export(content.path(), g_mask, !g_no_checksum);
+}
+
 uint32_t import_file(const ImportRequest &request)
 {
     return nvm_import(request.path, request.mask, request.checksum, request.identity);
 }
 
 uint32_t reset(const ImportRequest &) { return nvm_routerreset(); }
+
+uint32_t apply(uint32_t (*import)(const ImportRequest &), const ImportRequest &request)
+{
+    unknown_if_ended("what has been stored is not known; the same command with --dry-run shows it");
+    const Waiting waiting(kStoreWait);
+    return import(request);
+}
 
 int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &request)
 {
@@ -257,7 +271,7 @@ int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &re
     if (g_dry_run) {
         return preview_import(request);
     }
-    const uint32_t result = import(request);
+    const uint32_t result = apply(import, request);
     const int code = report_import(request);
     return code == kDone && result != NV_SUCCESS
                ? fail(kFailed, "%s has changed while it was read", request.shown)
@@ -269,6 +283,7 @@ int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &re
 const Option kNvExportOptions[] = {
     kMaskOption,
     {"no-checksum", nullptr, "write no checksum line", &kSwitch, &g_no_checksum},
+    kLockTimeoutOption,
     {},
 };
 
@@ -278,10 +293,11 @@ const Option kNvImportOptions[] = {
     {"no-checksum", nullptr, "the file has no checksum line", &kSwitch, &g_no_checksum},
     kDryRunOption,
     kShowSecretsOption,
+    kLockTimeoutOption,
     {},
 };
 
-const Option kNvResetOptions[] = {kDryRunOption, kShowSecretsOption, {}};
+const Option kNvResetOptions[] = {kDryRunOption, kShowSecretsOption, kLockTimeoutOption, {}};
 
 int nv_export(char *const *operands)
 {
@@ -300,7 +316,7 @@ int nv_export(char *const *operands)
     if (const int code = content.made(); code != kDone) {
         return code;
     }
-    if (nvm_export(content.path(), g_mask, !g_no_checksum) != NV_SUCCESS) {
+    if (export_to(content) != NV_SUCCESS) {
         return cannot("write", content.path(), errno);
     }
     if (!holds_selected(content.path())) {

@@ -67,7 +67,7 @@ int StoredValue::read(const char *name)
     int code = kDone;
     if (!read_copy(kCurrent, name, &code) && !read_copy(kBackup, name, &code)) {
         source = "default";
-        const uint32_t result = nvm_readnv(name, text, sizeof(text));
+        const uint32_t result = read_value(kPersistentStore, name, text);
         code = result == NV_SUCCESS ? kDone : explain(result, name);
     }
     return code;

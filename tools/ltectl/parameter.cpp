@@ -1,6 +1,8 @@
 #include "ltectl/parameter.h"
 
 #include "common/program.h"
+#include "ltectl/commands.h"
+#include "ltectl/deadline.h"
 #include "ltectl/storage.h"
 
 #include <cstdio>
@@ -10,6 +12,22 @@
 
 namespace lterouter::tools {
 namespace {
+
+uint32_t write_value(const ParameterStore &store, const char *name, const char *value)
+{
+    unknown_if_ended("whether \"%.127s\" has its new value is not known; ltectl %s get shows it", name,
+                     store.group);
+    const Waiting waiting(kStoreWait);
+    return store.write(name, value, kValueSize);
+}
+
+void clear_values(const ParameterStore &store)
+{
+    unknown_if_ended("what has been removed is not known; ltectl %s list shows what is there",
+                     store.group);
+    const Waiting waiting(kStoreWait);
+    store.clear();
+}
 
 int is_listed(const dirent *entry) { return !is_dots(entry->d_name); }
 
@@ -32,6 +50,8 @@ struct Files {
 };
 
 } // namespace
+
+const Option kStoreOptions[] = {kLockTimeoutOption, {}};
 
 bool is_dots(const char *name) { return strcmp(name, ".") == 0 || strcmp(name, "..") == 0; }
 
@@ -63,9 +83,15 @@ void add_change(Record &record, const char *name, const NamedValue &from, const 
     }
 }
 
+uint32_t read_value(const ParameterStore &store, const char *name, char *value)
+{
+    const Waiting waiting(kStoreWait);
+    return store.read(name, value, kValueSize);
+}
+
 int find_parameter(const ParameterStore &store, const char *name, char *value)
 {
-    const uint32_t result = store.read(name, value, kValueSize);
+    const uint32_t result = read_value(store, name, value);
     if (result == NV_ERR_NAME) {
         return fail(kFailed, "no parameter \"%s\"; ltectl %s list shows what there is", name,
                     store.group);
@@ -82,7 +108,7 @@ void show_value(const char *value)
 
 int set_parameter(const ParameterStore &store, const char *name, const char *value, const char *shown)
 {
-    const uint32_t result = store.write(name, value, kValueSize);
+    const uint32_t result = write_value(store, name, value);
     if (result == NV_ERR_VALUE) {
         return fail(kFailed, "the value of \"%s\" is longer than %u bytes", name, NV_VALUE_MAX);
     }
@@ -111,7 +137,7 @@ int check_copies(const ParameterStore &store, const char *name, const char *valu
 int clear_parameters(const ParameterStore &store)
 {
     const Files before(store);
-    store.clear();
+    clear_values(store);
     const Files left(store);
     if (left.error != 0) {
         return cannot("read", left.found_in, left.error);

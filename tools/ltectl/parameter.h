@@ -22,6 +22,9 @@ struct ParameterStore {
 // Copies a value to a buffer of kValueSize; prints why there is none.
 int find_parameter(const ParameterStore &store, const char *name, char *value);
 
+// The same, and nothing is printed; returns what the store does.
+uint32_t read_value(const ParameterStore &store, const char *name, char *value);
+
 // As it is, for the shell.
 void show_value(const char *value);
 

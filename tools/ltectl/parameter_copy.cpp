@@ -1,6 +1,7 @@
 #include "ltectl/parameter_copy.h"
 
 #include "common/program.h"
+#include "ltectl/deadline.h"
 #include "ltectl/storage.h"
 
 #include <cerrno>
@@ -30,6 +31,7 @@ void lock(int fd, short type)
     struct flock lock = {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
+    const Waiting waiting(kStoreWait);
     fcntl(fd, F_SETLKW, &lock);
 }
 

@@ -70,7 +70,7 @@ int ram_list(char *const *)
     int code = kDone;
     for (int i = 0; i < names.count(); ++i) {
         char value[kValueSize];
-        if (nvmram_readnv(names[i], value, sizeof(value)) == NV_SUCCESS) {
+        if (read_value(kStore, names[i], value) == NV_SUCCESS) {
             Record record;
             add_parameter(record, names[i], value);
         } else if (check_right(names[i]) != kDone) {

@@ -31,7 +31,7 @@ Outcome ping()
 {
     const ipc_addr address = wan_manager_address();
     at_end({.farewell = take_ping_back, .close = ipc_msg_fin});
-    const Waiting waiting({kWanManager, kPing.what});
+    const Waiting waiting({&kWanManager, kPing.what});
     const uint32_t result = ipc_register_notify(&address, kPing.msg_id, kBeyondAnyDeadlineMs);
     if (result == IPC_ERR_SOCKET) {
         return not_sent(kWanManager);
@@ -80,7 +80,7 @@ struct Datagram {
 uint32_t send_and_wait(const Request &request, Datagram *sent, Datagram *received, uint32_t *length)
 {
     const ipc_addr address = module_address(request.peer.module_id);
-    const Waiting waiting({request.peer, request.what});
+    const Waiting waiting({&request.peer, request.what});
     return ipc_msg_send_syn(&address, &sent->header, sent->header.length, kBeyondAnyDeadlineMs,
                             received, length);
 }
@@ -88,7 +88,7 @@ uint32_t send_and_wait(const Request &request, Datagram *sent, Datagram *receive
 int32_t call_and_wait(int32_t (*call)(lct_value_rsp *out), const Request &request,
                       lct_value_rsp *answer)
 {
-    const Waiting waiting({request.peer, request.what});
+    const Waiting waiting({&request.peer, request.what});
     return call(answer);
 }
 
@@ -197,7 +197,7 @@ int send_to_manager(const Request &request, const void *body, uint32_t body_len)
 {
     Reply reply = {ping(), 0, 0};
     if (reply.outcome == Outcome::kSuccess) {
-        const Waiting waiting({request.peer, request.what});
+        const Waiting waiting({&request.peer, request.what});
         if (send_request(request.peer.module_id, request.msg_id, body, body_len) == 0) {
             reply.outcome = not_sent(request.peer);
         }
@@ -221,6 +221,7 @@ int tell_nobody(const Peer &peer)
 
 SimStatus::SimStatus()
 {
+    const Waiting waiting(kStoreWait);
     if (lct_sim_status_get_req(text, sizeof(text)) != 0) {
         text[0] = '\0';
     }

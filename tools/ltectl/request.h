@@ -11,10 +11,6 @@
 
 namespace lterouter::tools {
 
-// --timeout: the deadline.
-inline uint32_t g_timeout_seconds = 10;
-inline constexpr ValueType kTimeoutSeconds = {"a number of seconds from 1 to 400",
-                                              parse_number_in<1, 400>};
 inline constexpr Option kTimeoutOption = {"timeout", "SECONDS", "end after that without an answer (10)",
                                           &kTimeoutSeconds, &g_timeout_seconds};
 

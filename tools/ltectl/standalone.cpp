@@ -53,19 +53,29 @@ template <typename Run> int with_usable_sim(const Peer &peer, Run run)
 int clear_messages()
 {
     {
-        const Waiting waiting({kWanManager, "take the state change that goes with it"});
+        const Waiting waiting({&kWanManager, "take the state change that goes with it"});
         send_request(kWanManager.module_id, SC_STATE_CHANGE_REQ, nullptr, 0); // they go without it, too
     }
     return request_done({kSmsStore, WM_MSG_SMS_DEL_ALL_REQ, "delete its messages"}, "sms-clear");
 }
 
-// Needs an endpoint, but no WAN manager.
-int inject(uint32_t number)
+bool choose_answer(const char *slot)
 {
+    const Waiting waiting(kStoreWait);
+    return nvmram_init() == NV_SUCCESS &&
+           nvmram_writenv(kFlag, slot, static_cast<uint32_t>(strlen(slot)) + 1) == NV_SUCCESS;
+}
+
+// Needs an endpoint, but no WAN manager.
+int inject(const char *slot, uint32_t number)
+{
+    if (!choose_answer(slot)) {
+        return fail(kFailed, "cannot write to %s: %s", NVMRAM_DIR, strerror(errno));
+    }
     const Request request = {kSmsStore, WM_MSG_MODEM_NOTIFY, "take the answer"};
     Reply reply = {Outcome::kSuccess, 0, 0};
     {
-        const Waiting waiting({request.peer, request.what});
+        const Waiting waiting({&request.peer, request.what});
         if (lct_test_ussd_notify_req() != 0) {
             reply.outcome = Outcome::kNobodyBound;
         }
@@ -94,11 +104,7 @@ int ussd_test(char *const *operands)
     if (!kSlot.parse(slot, &number)) {
         return bad_value("ussd-test", kSlot, slot);
     }
-    if (nvmram_init() != NV_SUCCESS ||
-        nvmram_writenv(kFlag, slot, static_cast<uint32_t>(strlen(slot)) + 1) != NV_SUCCESS) {
-        return fail(kFailed, "cannot write to %s: %s", NVMRAM_DIR, strerror(errno));
-    }
-    return with_endpoint([=] { return inject(number); });
+    return with_endpoint([=] { return inject(slot, number); });
 }
 
 } // namespace lterouter::tools

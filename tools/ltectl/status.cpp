@@ -43,6 +43,7 @@ struct Status {
 
 void read_parameter(int32_t (*read)(char *buf, uint32_t size), Text *text)
 {
+    const Waiting waiting(kStoreWait);
     if (read(text->text, sizeof(text->text)) != 0) {
         text->text[0] = '\0';
     }
@@ -73,14 +74,14 @@ void read_link(Text *text)
 
 void read_known(Status *status)
 {
-    read_parameter(lct_sim_status_get_req, &status->sim);
-    read_parameter(lct_net_imei_get_req, &status->imei);
-    read_parameter(lct_net_signal_level_get_req, &status->signal);
-    read_link(&status->link);
     status->counted = lct_readlist_proc(g_interface, &status->counters) == 0;
     struct sysinfo system = {};
     sysinfo(&system);
     status->uptime = static_cast<uint32_t>(system.uptime);
+    read_parameter(lct_sim_status_get_req, &status->sim);
+    read_parameter(lct_net_imei_get_req, &status->imei);
+    read_parameter(lct_net_signal_level_get_req, &status->signal);
+    read_link(&status->link);
 }
 
 // ---- What the WAN manager is asked for ----
