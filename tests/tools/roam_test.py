@@ -100,6 +100,14 @@ class RoamAgainstFakeManager(ToolTest):
                 FAILED, "", "ltectl: the WAN manager did not tell the roaming switch: its answer has the wrong "
                             "length\n"))
 
+    def test_a_longer_answer_to_pref_tells_its_result(self):
+        for result, expected in ((0, (DONE, "pref value=7", "")),
+                                 (-1, (FAILED, "", "ltectl: the WAN manager did not set the preferred radio "
+                                                   "technology (result -1)\n"))):
+            client = self.ask("pref", "7")
+            self.manager.respond(self.manager.take(), stranger.pack("iI", result, 0))
+            code, out, err = client.finish()
+            self.assertEqual((code, out.split(" name=")[0], err), expected)
 
     def test_a_success_without_a_value_shows_none(self):
         for answer in (stranger.pack("i", 0), stranger.pack("i", 0) + b"\0\0\0"):

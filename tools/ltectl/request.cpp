@@ -107,7 +107,8 @@ Outcome judge(const Request &request, uint32_t code, const Datagram &received, R
     if (code != IPC_SUCCESS && code != IPC_ERR_TOO_SMALL) {
         return Outcome::kNotSent;
     }
-    if (code == IPC_ERR_TOO_SMALL || reply->length < sizeof(reply->result)) {
+    if ((code == IPC_ERR_TOO_SMALL && !request.may_be_longer) ||
+        reply->length < sizeof(reply->result)) {
         return Outcome::kMalformed;
     }
     memcpy(&reply->result, received.body, sizeof(reply->result));

@@ -25,6 +25,7 @@ struct Request {
     // A success without a value is shorter. The result word is included.
     uint32_t answer_len = sizeof(int32_t);
     bool about_pin = false;
+    bool may_be_longer = false; // a success also in front of more than there is room for
 };
 
 enum class Outcome {

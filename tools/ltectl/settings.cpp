@@ -54,7 +54,10 @@ constexpr Setting kPreference = {
     kRadio,
     nullptr,
     kNone,
-    {kWanManager, WM_MSG_DUALMODE_SET_PREF_REQ, "set the preferred radio technology"},
+    {.peer = kWanManager,
+     .msg_id = WM_MSG_DUALMODE_SET_PREF_REQ,
+     .what = "set the preferred radio technology",
+     .may_be_longer = true}, // as lct_net_set_pref_req has it
     show_preference};
 constexpr Setting kSerialPort = {"port",
                                  kPort,
