@@ -1,10 +1,13 @@
 """ltectl nv export: parameters saved to a file."""
 
 import os
+import re
+import signal
 import subprocess
+import time
 
 import support
-from support import BACKUP, CURRENT, DEFAULTS, FAILED, NvTest, ltectl, read_file, with_checksum, write_file
+from support import BACKUP, CURRENT, DEFAULTS, FAILED, NO_ANSWER, Background, NvTest, ltectl, read_file, with_checksum, write_file
 
 FILE = "/2ndfile/saved.cfg"
 
@@ -73,6 +76,83 @@ class Export(NvTest):
         self.assertEqual(set(self.files()), before)
         self.assertTrue(os.path.islink("/2ndfile/link"))
         self.assertEqual((read_file(FILE), os.stat(FILE).st_mode & 0o7777), (with_checksum(b"a=1=va\n"), 0o640))
+
+    def test_leaves_nothing_beside_the_file_when_it_is_ended(self):
+        """Writing takes long: the kernel takes its time to say that everything is on the device."""
+        for earlier in (None, b"earlier"):
+            for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, None):
+                with self.subTest(number, earlier=earlier):
+                    if earlier:
+                        write_file(FILE, earlier)
+                    before = self.files()
+                    export = Background(self, "strace", "-f", "-o", "/dev/null", "-e", "inject=fsync:delay_enter=3000000",
+                                        support.ltectl_program, "nv", "export", FILE, "--timeout", "1")
+                    until = time.monotonic() + support.TIMEOUT
+                    while len(self.files()) == len(before) and time.monotonic() < until:
+                        time.sleep(0.01)
+                    if number:
+                        child = read_file(f"/proc/{export.process.pid}/task/{export.process.pid}/children")
+                        os.kill(int(child), number)
+                    status, out, err = export.finish()
+                    err = re.sub("(?m)^strace: .*\n", "", err)
+                    self.assertEqual((status, out, err), (
+                        FAILED if number else NO_ANSWER, "",
+                        "ltectl: interrupted\n" if number else
+                        f"ltectl: {FILE} was not ready within 1 s, though no other process holds a lock; dmesg tells "
+                        "whether a device hangs\n"))
+                    self.assertEqual(self.files(), before)
+
+    def test_replaces_a_file_where_none_can_be_made(self):
+        write_file(FILE, b"earlier " * 100)
+        inode = os.stat(FILE).st_ino
+        lost = "-dac_override,-dac_read_search"
+        os.chmod("/2ndfile", 0o555)
+        self.addCleanup(os.chmod, "/2ndfile", 0o755)
+        def export(path):
+            return support.run("setpriv", "--inh-caps", lost, "--bounding-set", lost, support.ltectl_program, "nv", "export",
+                               path, "--mask", "1")
+        self.assert_ran(export(FILE), f"{FILE} parameters=1 current=1 backup=0 default=0\n")
+        self.assertEqual((read_file(FILE), os.stat(FILE).st_ino), (with_checksum(b"a=1=va\n"), inode))
+        os.chmod(FILE, 0o444)
+        for path in (FILE, "/2ndfile/other"):
+            self.assert_failed(export(path), FAILED, f"cannot write {path}: Permission denied; it takes root's rights")
+        self.assertEqual(read_file(FILE), with_checksum(b"a=1=va\n"))
+
+    def test_replaces_what_is_mounted(self):
+        """A file of a container is often one of its own in a folder that is another's."""
+        write_file(FILE, b"earlier " * 100)
+        write_file("/2ndfile/real", b"")
+        subprocess.run(["mount", "--bind", "/2ndfile/real", FILE], check=True)
+        self.addCleanup(subprocess.run, ["umount", FILE], check=True)
+        before = set(self.files())
+        self.assertEqual(ltectl("nv", "export", FILE, "--mask", "1").returncode, support.DONE)
+        self.assertEqual((read_file("/2ndfile/real"), set(self.files())), (with_checksum(b"a=1=va\n"), before))
+
+    def test_tells_of_a_part_where_the_file_is_written_in_place(self):
+        os.mkdir("/2ndfile/full")
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k", "none", "/2ndfile/full"], check=True)
+        self.addCleanup(subprocess.run, ["umount", "/2ndfile/full"], check=True)
+        self.put("a", b"v" * 4095)
+        write_file("/2ndfile/full/real", b"earlier")
+        write_file(FILE, b"")
+        subprocess.run(["mount", "--bind", "/2ndfile/full/real", FILE], check=True)
+        self.addCleanup(subprocess.run, ["umount", FILE], check=True)
+        result = ltectl("nv", "export", FILE)
+        self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
+        self.assertTrue(result.stderr.startswith(f"ltectl: cannot write {FILE}: No space left on device; make room"))
+        self.assertTrue(result.stderr.endswith(f"ltectl: {FILE} holds a part of the export; what it held is lost\n"))
+
+    def test_keeps_the_owner_of_the_file(self):
+        """The sandbox has no other user to whom a file could be given."""
+        for error, user, in_place in (("retval=0", 0, False), ("error=EPERM", 0, True), ("error=EPERM", 1000, False)):
+            write_file(FILE, b"earlier " * 100)
+            inode = os.stat(FILE).st_ino
+            result = support.run("strace", "-f", "-o", "/2ndfile/calls", "-e", f"inject=fchown:{error}",
+                                 "-e", f"inject=geteuid:retval={user}", support.ltectl_program, "nv", "export", FILE,
+                                 "--mask", "1")
+            self.assert_ran(result, f"{FILE} parameters=1 current=1 backup=0 default=0\n")
+            self.assertIn(b", 0, 0)", [line for line in read_file("/2ndfile/calls").splitlines() if b"fchown(" in line][0])
+            self.assertEqual((read_file(FILE), os.stat(FILE).st_ino == inode), (with_checksum(b"a=1=va\n"), in_place))
 
     def test_makes_a_file_by_the_umask(self):
         self.assertEqual(ltectl("nv", "export", FILE, umask=0o027).returncode, support.DONE)

@@ -13,6 +13,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -139,46 +140,57 @@ int write_to(int fd, const ScratchFile &content, const char *shown)
     return code;
 }
 
+// The file that an export makes beside the one it is to replace, until it takes that one's place.
+char g_unfinished[PATH_MAX];
+
+void remove_unfinished() { unlink(g_unfinished); }
+
+// A file's owner and rights, or those of a new one: nullptr. False with errno.
+bool take_rights(int fd, const struct stat *of)
+{
+    if (of == nullptr) {
+        const mode_t mask = umask(0);
+        umask(mask);
+        return fchmod(fd, 0666 & ~mask) == 0;
+    }
+    // Only root gives files away.
+    const bool given = fchown(fd, of->st_uid, of->st_gid) == 0 || geteuid() != 0;
+    return given && fchmod(fd, of->st_mode & 07777) == 0;
+}
+
 // A file that takes another's place when it is complete, and else is removed: an earlier export is not
 // lost to one that fails.
 class Replacement {
 public:
     // path: what it is to replace, or a name that is free.
-    explicit Replacement(const char *path) : path_(realpath(path, nullptr))
+    explicit Replacement(const char *path)
     {
-        if (path_ == nullptr && errno == ENOENT) {
-            path_ = strdup(path);
+        replaces_ = realpath(path, path_) != nullptr && stat(path_, &replaced_) == 0;
+        if (!replaces_) {
+            snprintf(path_, sizeof(path_), "%s", path);
         }
-        constexpr char kEnd[] = ".XXXXXX";
-        made_ = path_ != nullptr ? static_cast<char *>(malloc(strlen(path_) + sizeof(kEnd))) : nullptr;
-        if (made_ == nullptr) {
-            error_ = errno;
-            return;
-        }
-        strcpy(made_, path_);
-        strcat(made_, kEnd);
     }
-    ~Replacement()
-    {
-        if (opened_) {
-            unlink(made_);
-        }
-        free(made_);
-        free(path_);
-    }
+    ~Replacement() { remove_unfinished(); }
     Replacement(const Replacement &) = delete;
     Replacement &operator=(const Replacement &) = delete;
 
-    // A descriptor with the rights of the file that is there; -1 with errno.
-    int open()
+    // Returns a descriptor; -1 with errno.
+    int open() const
     {
-        if (made_ == nullptr) {
-            errno = error_;
+        constexpr char kEnd[] = ".XXXXXX";
+        if (strlen(path_) + sizeof(kEnd) > sizeof(g_unfinished)) {
+            errno = ENAMETOOLONG;
             return -1;
         }
-        const int fd = mkostemp(made_, O_CLOEXEC);
-        opened_ = fd >= 0;
-        if (opened_ && fchmod(fd, mode()) != 0) {
+        strcpy(g_unfinished, path_);
+        strcat(g_unfinished, kEnd);
+        const int fd = mkostemp(g_unfinished, O_CLOEXEC);
+        if (fd < 0) {
+            g_unfinished[0] = '\0';
+            return -1;
+        }
+        at_end({.farewell = remove_unfinished, .close = nullptr});
+        if (!take_rights(fd, replaces_ ? &replaced_ : nullptr)) {
             const int error = errno;
             close(fd);
             errno = error;
@@ -186,45 +198,53 @@ public:
         }
         return fd;
     }
-    const char *made() const { return made_; }
-    // Returns an exit code.
-    int take_place(const char *shown)
+    // False with errno.
+    bool take_place() const { return rename(g_unfinished, path_) == 0; }
+    // Whether the folder is what refuses, or the file's place in it, and not the file.
+    bool is_refused(int error) const
     {
-        if (rename(made_, path_) != 0) {
-            return cannot("write", shown, errno);
-        }
-        opened_ = false;
-        return kDone;
+        return replaces_ && (error == EACCES || error == EPERM || error == EROFS || error == EBUSY);
     }
 
 private:
-    mode_t mode() const
-    {
-        constexpr mode_t kRights = 07777;
-        struct stat status;
-        if (stat(path_, &status) == 0) {
-            return status.st_mode & kRights;
-        }
-        const mode_t mask = umask(0);
-        umask(mask);
-        return 0666 & ~mask;
-    }
-
-    char *path_;
-    char *made_ = nullptr; // the file's own name; else error_ tells why there is none
-    int error_ = 0;
-    bool opened_ = false;
+    char path_[PATH_MAX];
+    bool replaces_;
+    struct stat replaced_;
 };
+
+int write_in_place(const ScratchFile &content, const char *path)
+{
+    const int fd = open(path, O_WRONLY | O_TRUNC | O_CLOEXEC);
+    if (fd < 0) {
+        return cannot("write", path, errno);
+    }
+    unknown_if_ended("%s may hold a part of the export", path);
+    if (const int code = write_to(fd, content, path); code != kDone) {
+        note("%s holds a part of the export; what it held is lost", path);
+        return code;
+    }
+    return same_content(content, path) ? kDone
+                                       : fail(kFailed, "%s does not hold what was written", path);
+}
 
 int write_file(const ScratchFile &content, const char *path)
 {
-    Replacement file(path);
-    if (const int code = write_to(file.open(), content, path); code != kDone) {
+    const Waiting waiting({nullptr, path}); // for its device
+    const Replacement file(path);
+    const int fd = file.open();
+    if (fd < 0 && file.is_refused(errno)) {
+        return write_in_place(content, path);
+    }
+    if (const int code = write_to(fd, content, path); code != kDone) {
         return code;
     }
-    return same_content(content, file.made())
-               ? file.take_place(path)
-               : fail(kFailed, "%s does not hold what was written", path);
+    if (!same_content(content, g_unfinished)) {
+        return fail(kFailed, "%s does not hold what was written", path);
+    }
+    if (file.take_place()) {
+        return kDone;
+    }
+    return file.is_refused(errno) ? write_in_place(content, path) : cannot("write", path, errno);
 }
 
 int write_export(const ScratchFile &content, const char *path)
