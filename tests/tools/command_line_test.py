@@ -47,7 +47,7 @@ class Help(ToolTest):
 
     def test_a_group_lists_every_command_below_it_with_its_arguments(self):
         lines = ltectl("--help").stdout.splitlines()
-        names = [line.split("  ")[1] for line in lines if line.startswith("  ") and "--" not in line]
+        names = [line.split("  ")[1] for line in lines if re.match(r"  [a-z](?!.*--)", line)]
         self.assertEqual(names, COMMANDS)
 
     def test_own_options_are_shown_with_their_arguments(self):
@@ -59,8 +59,8 @@ class Help(ToolTest):
         self.assertEqual(ltectl("--help", "roam").stdout, ltectl("--help").stdout)
 
     def test_exit_codes_are_told(self):
-        self.assertIn("0 done, 1 refused or failed, 2 usage, 3 nobody there, 4 no answer in time",
-                      ltectl("--help").stdout)
+        told = ltectl("--help").stdout.split("\nexit codes:\n")[1]
+        self.assertEqual(re.findall(r"^  (\d)  \S.*$", told, re.M), list("01234"))
 
     def test_wansim_shows_every_option(self):
         result = wansim("--help")

@@ -162,6 +162,16 @@ class Pages(unittest.TestCase):
         self.assertEqual({seconds for command, seconds in in_helps.items() if command not in ("scan", "upgrade IMAGE")},
                          {"10"})
 
+    def test_the_exit_codes_are_told_alike(self):
+        told = dict(re.findall(r"^  (\d)  (.*)$", help_of("ltectl").split("\nexit codes:\n")[1], re.M))
+        self.assertEqual(list(told), list("01234"))
+        part = "\n".join(lines("ltectl")).split("\n.Sh EXIT STATUS\n")[1].split("\n.El")[0]
+        items = re.findall(r"(?ms)^\.It (\d)\n(.*?)\.?(?=\n\.It|\Z)", part.replace("\n.Fl -wait\n", " --wait "))
+        self.assertEqual({code: text[0].lower() + text[1:] for code, text in items}, told)
+        with open(os.path.join(PAGES, "..", "ltectl.md")) as file:
+            rows = re.findall(r"^\| (\d) \| (.*) \|$", file.read(), re.M)
+        self.assertEqual({code: text.replace("`", "") for code, text in rows}, told)
+
     def test_every_page_refers_to_pages_that_there_are(self):
         for program in PROGRAMS:
             for name, section in re.findall(r"^\.Xr (\S+) (\d)", "\n".join(lines(program)), re.M):

@@ -9,7 +9,7 @@ import termios
 import time
 
 import support
-from support import DONE, FAILED, USAGE, ToolTest, ltectl
+from support import DONE, FAILED, USAGE, NvTest, ToolTest, ltectl
 
 
 class FromStandardInput(ToolTest):
@@ -46,6 +46,44 @@ class FromStandardInput(ToolTest):
         for arguments, name in ((["enable"], "PIN"), (["disable"], "PIN"), (["change"], "OLD"),
                                 (["change", "1234"], "NEW")):
             self.assert_failed(ltectl("pin", *arguments), USAGE, f'{name} is missing; "-" reads it from standard input')
+
+
+class Value(NvTest):
+    """Of a parameter."""
+
+    def setUp(self):
+        super().setUp()
+        self.declare(b"open=1=\nkey=9=\n")
+
+    def set_from(self, data, name="open"):
+        return subprocess.run([support.ltectl_program, "nv", "set", name, "-"], input=data, capture_output=True,
+                              timeout=support.TIMEOUT)
+
+    def test_from_standard_input(self):
+        for data, value in ((b"v w\n", b"v w"), (b"-\n", b"-"), (b"v", b"v"), (b"\n", b""), (b"v" * 4095 + b"\n", b"v" * 4095)):
+            self.assertEqual(self.set_from(data).returncode, DONE)
+            self.assert_copies("open", value)
+        self.assertEqual(self.set_from(b"4321\n", "key").stdout, b"key=********\n")
+        self.assert_copies("key", b"4321")
+
+    def test_what_cannot_be_stored(self):
+        for data, sentence in ((b"v" * 4096, b'the value of "open" is longer than 4095 bytes'),
+                               (b"4\0" + b"321\n", b"cannot read VALUE from standard input: Invalid or incomplete "
+                                                   b"multibyte or wide character"),
+                               (b"", b"cannot read VALUE from standard input: there is none")):
+            result = self.set_from(data)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (FAILED, b"", b"ltectl: " + sentence + b"\n"))
+
+    def test_from_a_prompt(self):
+        for name, seen in (("key", b"\r\nkey=********\r\n"), ("open", b"4321\r\nopen=4321\r\n")):
+            FromAPrompt.ask(self, "nv", "set", name, "-")
+            shown = b""
+            while not shown.endswith(b"VALUE: "):
+                shown += os.read(self.terminal, 100)
+            os.write(self.terminal, b"4321\n")
+            self.assertEqual(self.client.wait(support.TIMEOUT), DONE)
+            self.assertEqual(FromAPrompt.rest(self), seen.decode())
+            self.assert_copies(name, b"4321")
 
 
 class FromAPrompt(ToolTest):

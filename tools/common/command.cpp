@@ -87,6 +87,14 @@ void print_usage(FILE *file, const Level &level)
     fprintf(file, "usage: %s [OPTION...]%s%s\n", level.path, *operands == '\0' ? "" : " ", operands);
 }
 
+void print_exits(const Exit *exit)
+{
+    puts("\nexit codes:");
+    for (; exit->meaning != nullptr; ++exit) {
+        printf("  %d  %s\n", exit->code, exit->meaning);
+    }
+}
+
 int print_help(const Level &level)
 {
     start_output();
@@ -99,6 +107,9 @@ int print_help(const Level &level)
     puts("\noptions:");
     print_options(level.own_options());
     print_options(kCommonOptions);
+    if (level.command.exits != nullptr) {
+        print_exits(level.command.exits);
+    }
     flush_output();
     return kDone;
 }

@@ -63,6 +63,12 @@ struct Option {
 // Operands are NULL-terminated.
 using Run = int (*)(char *const *operands);
 
+// What an exit code says. A table ends with a row without a meaning.
+struct Exit {
+    int code = 0;
+    const char *meaning = nullptr;
+};
+
 struct Command {
     const char *name = nullptr;
     // As the usage line shows them, optional ones in brackets: "NAME [VALUE]". They fix the number,
@@ -75,6 +81,7 @@ struct Command {
     void (*offer)(Offer &offer, const char *const *before) = nullptr;
     const Option *options = nullptr;   // ends with a row without a name
     const Command *children = nullptr; // likewise
+    const Exit *exits = nullptr;       // for the help, if it tells them
 };
 
 // Runs what the command line asks for. Returns the program's exit code.

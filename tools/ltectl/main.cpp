@@ -131,7 +131,7 @@ constexpr Command kNvCommands[] = {
     {.name = "set",
      .operands = "NAME VALUE",
      .help = "Store a parameter.",
-     .run = in_time<nv_set>,
+     .run = nv_set,
      .offer = offer_nv_name,
      .options = kNvShowOptions},
     {.name = "list",
@@ -317,11 +317,22 @@ constexpr Command kCommands[] = {
     {},
 };
 
+// The manual page and docs/ltectl.md say the same.
+constexpr Exit kExits[] = {
+    {kDone, "done; also when a signal has ended what goes on until then"},
+    {kFailed,
+     "refused or failed; also a link that --wait did not see, and what a signal has ended early"},
+    {kUsage, "the command line is wrong"},
+    {kNobody, "nobody is bound to the name that is asked, or who was ended before the answer"},
+    {kNoAnswer, "somebody is there but has not answered in time, or has a lock for too long"},
+    {},
+};
+
 constexpr Command kRoot = {
     .name = "ltectl",
-    .help = "Drives the WAN manager of an LTE router.\n"
-            "Exit codes: 0 done, 1 refused or failed, 2 usage, 3 nobody there, 4 no answer in time.",
+    .help = "Drives the WAN manager of an LTE router.",
     .children = kCommands,
+    .exits = kExits,
 };
 
 } // namespace

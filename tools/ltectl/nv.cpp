@@ -8,6 +8,7 @@
 #include "ltectl/nv_file.h"
 #include "ltectl/nv_secret.h"
 #include "ltectl/nv_store.h"
+#include "ltectl/secret.h"
 #include "ltectl/storage.h"
 
 #include <cerrno>
@@ -152,6 +153,28 @@ uint32_t declared_bits(const char *name)
     return defaults.find(name) == Line::kParameter ? defaults.bits() : 0;
 }
 
+// Longer ones stay too long.
+struct TypedValue {
+    ~TypedValue() { explicit_bzero(text, sizeof(text)); }
+    char text[kValueSize + 1];
+};
+
+constexpr ValueType kValue = {"a text", [](const char *text, void *target) {
+                                  auto *value = static_cast<TypedValue *>(target);
+                                  snprintf(value->text, sizeof(value->text), "%s", text);
+                                  return true;
+                              }};
+
+int set(const char *name, const char *value, uint32_t bits)
+{
+    if (strchr(value, '\n') != nullptr) {
+        return fail(kFailed, "the value of \"%s\" has a line feed in it and could not be exported",
+                    name);
+    }
+    const int code = check_rights();
+    return code == kDone ? set_parameter(kPersistentStore, name, value, Shown(bits, value).text) : code;
+}
+
 int show_each(int (*show)(const ParameterFile &declared))
 {
     const int code = check_rights();
@@ -251,15 +274,14 @@ int nv_get(char *const *operands)
 
 int nv_set(char *const *operands)
 {
-    if (strchr(operands[1], '\n') != nullptr) {
-        return fail(kFailed, "the value of \"%s\" has a line feed in it and could not be exported",
-                    operands[0]);
-    }
-    if (const int code = check_rights(); code != kDone) {
+    const uint32_t bits = declared_bits(operands[0]);
+    TypedValue value;
+    const bool echo = (bits & kSecretBit) == 0;
+    if (const int code = parse_secret("VALUE", operands[1], kValue, &value, echo); code != kDone) {
         return code;
     }
-    const Shown shown(declared_bits(operands[0]), operands[1]);
-    return set_parameter(kPersistentStore, operands[0], operands[1], shown.text);
+    // Nobody waits for who is typing.
+    return run_until(g_timeout_seconds, [&] { return set(operands[0], value.text, bits); });
 }
 
 void offer_nv_name(Offer &offer, const char *const *before)

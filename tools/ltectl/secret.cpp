@@ -1,6 +1,7 @@
 #include "ltectl/secret.h"
 
 #include "common/program.h"
+#include "lc_nv.h"
 
 #include <cerrno>
 #include <csignal>
@@ -66,24 +67,29 @@ private:
     sigset_t waiting_mask_;
 };
 
-class WithoutEcho {
+class Echo {
 public:
-    WithoutEcho()
+    explicit Echo(bool on) : on_(on)
     {
         tcgetattr(STDIN_FILENO, &before_);
-        termios silent = before_;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+        termios wanted = before_;
+        if (!on_) {
+            wanted.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        }
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &wanted);
     }
-    ~WithoutEcho()
+    ~Echo()
     {
         tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
-        fputc('\n', stderr);
+        if (!on_) {
+            fputc('\n', stderr);
+        }
     }
-    WithoutEcho(const WithoutEcho &) = delete;
-    WithoutEcho &operator=(const WithoutEcho &) = delete;
+    Echo(const Echo &) = delete;
+    Echo &operator=(const Echo &) = delete;
 
 private:
+    const bool on_;
     termios before_;
 };
 
@@ -95,7 +101,7 @@ struct SecretLine {
     // it is a terminal.
     bool read_line(const BreakOff *break_off);
 
-    char text[64] = "";
+    char text[NV_VALUE_MAX + 2] = ""; // of the longest value, and one more: too long
 };
 
 ssize_t read_byte(const BreakOff *break_off, char *ch)
@@ -109,6 +115,10 @@ bool SecretLine::read_line(const BreakOff *break_off)
     char ch = 0;
     ssize_t count;
     while ((count = read_byte(break_off, &ch)) == 1 && ch != '\n') {
+        if (ch == '\0') { // would end the text
+            errno = EILSEQ;
+            return false;
+        }
         // One that is too long stays so.
         text[length] = ch;
         length += length < sizeof(text) - 1 ? 1 : 0;
@@ -118,17 +128,17 @@ bool SecretLine::read_line(const BreakOff *break_off)
     return count == 1 || length != 0;
 }
 
-bool ask(const char *name, SecretLine *line)
+bool ask(const char *name, bool echo, SecretLine *line)
 {
     const BreakOff break_off;
-    const WithoutEcho without_echo;
+    const Echo typed(echo);
     fprintf(stderr, "%s: ", name);
     return line->read_line(&break_off);
 }
 
 } // namespace
 
-int parse_secret(const char *name, const char *operand, const ValueType &type, void *target)
+int parse_secret(const char *name, const char *operand, const ValueType &type, void *target, bool echo)
 {
     if (operand != nullptr && strcmp(operand, "-") != 0) {
         return type.parse(operand, target) ? kDone : bad_value(name, type, operand);
@@ -138,7 +148,7 @@ int parse_secret(const char *name, const char *operand, const ValueType &type, v
         return fail(kUsage, "%s is missing; \"-\" reads it from standard input", name);
     }
     SecretLine line;
-    if (!(typed ? ask(name, &line) : line.read_line(nullptr))) {
+    if (!(typed ? ask(name, echo, &line) : line.read_line(nullptr))) {
         return fail(kFailed, "cannot read %s from standard input: %s", name,
                     errno != 0 ? strerror(errno) : "there is none");
     }

@@ -49,16 +49,15 @@ constexpr Setting kNetworkType = {"nettype",
                                   kGetNettype,
                                   {kWanManager, WM_MSG_NETTYPE_SET_REQ, "set the network type"},
                                   show_nettype};
-constexpr Setting kPreference = {
-    "pref",
-    kRadio,
-    nullptr,
-    kNone,
-    {.peer = kWanManager,
-     .msg_id = WM_MSG_DUALMODE_SET_PREF_REQ,
-     .what = "set the preferred radio technology",
-     .may_be_longer = true}, // as lct_net_set_pref_req has it
-    show_preference};
+constexpr Setting kPreference = {"pref",
+                                 kRadio,
+                                 nullptr,
+                                 kNone,
+                                 {.peer = kWanManager,
+                                  .msg_id = WM_MSG_DUALMODE_SET_PREF_REQ,
+                                  .what = "set the preferred radio technology",
+                                  .may_be_longer = true}, // as lct_net_set_pref_req has it
+                                 show_preference};
 constexpr Setting kSerialPort = {"port",
                                  kPort,
                                  nullptr,
