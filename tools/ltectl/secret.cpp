@@ -116,7 +116,7 @@ bool SecretLine::read_line(const BreakOff *break_off)
     ssize_t count;
     while ((count = read_byte(break_off, &ch)) == 1 && ch != '\n') {
         if (ch == '\0') { // would end the text
-            errno = EILSEQ;
+            errno = EINVAL;
             return false;
         }
         // One that is too long stays so.
