@@ -259,6 +259,12 @@ class Standalone(ToolTest):
             self.assert_ran(ltectl("ussd-test", slot), f"ussd answer={slot}\n")
             self.assertIn(f"modem {start}", store.lines_to("modem")[-1])
 
+    def test_answers_to_ussd_codes_need_a_choice_that_can_be_stored(self):
+        self.start_wansim()
+        self.start_store()
+        os.mkdir(support.STORE + "test_ussd_flg")
+        self.assert_failed(ltectl("ussd-test"), FAILED, f"cannot write {support.STORE}test_ussd_flg: Is a directory")
+
     def test_answers_to_ussd_codes_need_a_store(self):
         self.start_wansim()
         self.assert_failed(ltectl("ussd-test"), NOBODY, NO_STORE)

@@ -151,7 +151,7 @@ class ClientStart(ToolTest):
         self.start_wansim()
         support.shutil.rmtree(support.STORE)
         self.assert_failed(support.run_with_readonly("/tmp", "monitor"), FAILED,
-                           "cannot make /tmp/nv/: Read-only file system; the LTE client needs it")
+                           "cannot make /tmp/nv/: Read-only file system; make it writable: mount -o remount,rw /tmp")
         self.assert_ran(support.run_with_readonly("/tmp", "roam"), "roaming off\n")
 
     def test_without_its_socket(self):

@@ -263,6 +263,19 @@ class Locked(TroubleTest, NvTest):
             self.doCleanups()
             self.start_wansim()
 
+    def test_of_the_state_of_the_sim_that_decides(self):
+        self.start_wansim()
+        path = STORE + "wm_wcdma_modem_status_tmp"
+        self.lock(path)
+        for words in (["state-change"], ["sms", "clear"]):
+            self.assert_locked(path, self.run_timed(1, *words, "--timeout", "1", least=1), 1)
+
+    def test_of_the_answer_to_a_ussd_code(self):
+        write_file(STORE + "test_ussd_flg", b"3\0")
+        self.lock(STORE + "test_ussd_flg")
+        result = self.run_timed(1, "ussd-test", "--timeout", "1", least=1)
+        self.assert_locked(STORE + "test_ussd_flg", result, 1, self.WHETHER.replace('"a"', '"test_ussd_flg"') % "ram")
+
     def test_without_a_deadline_of_its_own_a_command_has_ten_seconds(self):
         self.lock(CURRENT + "a")
         started = time.monotonic()

@@ -2,11 +2,11 @@
 
 #include "common/program.h"
 #include "common/wan_manager.h"
-#include "lc_nv.h"
 #include "ltectl/clock.h"
 #include "ltectl/endpoints.h"
 #include "ltectl/events.h"
 #include "ltectl/link_state.h"
+#include "ltectl/parameter.h"
 #include "ltectl/request.h"
 #include "ltectl/trace_file.h"
 
@@ -169,9 +169,8 @@ int start_client()
     if (!open_events()) {
         return fail(kFailed, "cannot wait for events: %s", strerror(errno));
     }
-    if (nvmram_init() != NV_SUCCESS) {
-        return fail(kFailed, "cannot make %s: %s; the LTE client needs it", NVMRAM_DIR,
-                    strerror(errno));
+    if (const int code = make_volatile_store(); code != kDone) { // the LTE client needs it
+        return code;
     }
     // A start that fails half-way leaves its first half standing.
     at_end({.farewell = lct_deregister, .close = [] { lct_module_fin(); }});

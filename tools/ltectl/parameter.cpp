@@ -106,7 +106,7 @@ void show_value(const char *value)
     flush_output();
 }
 
-int set_parameter(const ParameterStore &store, const char *name, const char *value, const char *shown)
+int store_value(const ParameterStore &store, const char *name, const char *value)
 {
     const uint32_t result = write_value(store, name, value);
     if (result == NV_ERR_VALUE) {
@@ -115,12 +115,17 @@ int set_parameter(const ParameterStore &store, const char *name, const char *val
     if (result != NV_SUCCESS) {
         return store.explain(result, name);
     }
-    if (const int code = check_copies(store, name, value); code != kDone) {
-        return code;
+    return check_copies(store, name, value);
+}
+
+int set_parameter(const ParameterStore &store, const char *name, const char *value, const char *shown)
+{
+    const int code = store_value(store, name, value);
+    if (code == kDone) {
+        Record record;
+        add_parameter(record, name, shown);
     }
-    Record record;
-    add_parameter(record, name, shown);
-    return kDone;
+    return code;
 }
 
 int check_copies(const ParameterStore &store, const char *name, const char *value)

@@ -19,6 +19,12 @@ struct ParameterStore {
     int (*explain)(uint32_t result, const char *name); // prints why a call failed; returns kFailed
 };
 
+// In ram.cpp.
+extern const ParameterStore kVolatileStore;
+
+// Makes the volatile store where nobody has yet; says why not. Returns an exit code.
+int make_volatile_store();
+
 // Copies a value to a buffer of kValueSize; prints why there is none.
 int find_parameter(const ParameterStore &store, const char *name, char *value);
 
@@ -27,6 +33,9 @@ uint32_t read_value(const ParameterStore &store, const char *name, char *value);
 
 // As it is, for the shell.
 void show_value(const char *value);
+
+// Stores a value and reads it back; says what is wrong. Returns an exit code.
+int store_value(const ParameterStore &store, const char *name, const char *value);
 
 // One command each, for any store.
 // shown: the value as it is to be shown.

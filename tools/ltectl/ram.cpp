@@ -29,10 +29,15 @@ int explain(uint32_t result, const char *name)
     return copy.error == EACCES ? copy.complain() : kDone;
 }
 
-constexpr ParameterStore kStore = {"ram",          NVMRAM_DIR,   kPlaces, nvmram_readnv,
-                                   nvmram_writenv, nvmram_clear, explain};
-
 } // namespace
+
+const ParameterStore kVolatileStore = {"ram",          NVMRAM_DIR,   kPlaces, nvmram_readnv,
+                                       nvmram_writenv, nvmram_clear, explain};
+
+int make_volatile_store()
+{
+    return nvmram_init() == NV_SUCCESS ? kDone : cannot("make", NVMRAM_DIR, errno);
+}
 
 int ram_get(char *const *operands)
 {
@@ -41,7 +46,7 @@ int ram_get(char *const *operands)
         return code;
     }
     char value[kValueSize];
-    if (const int code = find_parameter(kStore, name, value); code != kDone) {
+    if (const int code = find_parameter(kVolatileStore, name, value); code != kDone) {
         return code;
     }
     if (g_program.json) {
@@ -55,10 +60,8 @@ int ram_get(char *const *operands)
 
 int ram_set(char *const *operands)
 {
-    if (nvmram_init() != NV_SUCCESS) {
-        return cannot("make", NVMRAM_DIR, errno);
-    }
-    return set_parameter(kStore, operands[0], operands[1], operands[1]);
+    const int code = make_volatile_store();
+    return code == kDone ? set_parameter(kVolatileStore, operands[0], operands[1], operands[1]) : code;
 }
 
 int ram_list(char *const *)
@@ -70,7 +73,7 @@ int ram_list(char *const *)
     int code = kDone;
     for (int i = 0; i < names.count(); ++i) {
         char value[kValueSize];
-        if (read_value(kStore, names[i], value) == NV_SUCCESS) {
+        if (read_value(kVolatileStore, names[i], value) == NV_SUCCESS) {
             Record record;
             add_parameter(record, names[i], value);
         } else if (check_right(names[i]) != kDone) {
@@ -88,6 +91,6 @@ void offer_ram_name(Offer &offer, const char *const *before)
     }
 }
 
-int ram_clear(char *const *) { return clear_parameters(kStore); }
+int ram_clear(char *const *) { return clear_parameters(kVolatileStore); }
 
 } // namespace lterouter::tools

@@ -3,12 +3,11 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "lc_ipc_msg.h"
-#include "lc_nv.h"
 #include "lte_sdk.h"
 #include "ltectl/commands.h"
+#include "ltectl/parameter.h"
 #include "ltectl/request.h"
 
-#include <cerrno>
 #include <cstring>
 
 namespace lterouter::tools {
@@ -19,8 +18,8 @@ constexpr ValueType kSlot = {"a number from 1 to 3", parse_number_in<1, 3>};
 
 bool sim_is_usable()
 {
-    return nvram_match("wm_wcdma_modem_status_tmp", "sim_ready") == NV_SUCCESS ||
-           nvram_match("wm_wcdma_modem_status_tmp", "pin_enable") == NV_SUCCESS;
+    const SimStatus sim;
+    return strcmp(sim.text, "sim_ready") == 0 || strcmp(sim.text, "pin_enable") == 0;
 }
 
 int request_done(const Request &request, const char *event)
@@ -59,18 +58,17 @@ int clear_messages()
     return request_done({kSmsStore, WM_MSG_SMS_DEL_ALL_REQ, "delete its messages"}, "sms-clear");
 }
 
-bool choose_answer(const char *slot)
+int choose_answer(const char *slot)
 {
-    const Waiting waiting(kStoreWait);
-    return nvmram_init() == NV_SUCCESS &&
-           nvmram_writenv(kFlag, slot, static_cast<uint32_t>(strlen(slot)) + 1) == NV_SUCCESS;
+    const int code = make_volatile_store();
+    return code == kDone ? store_value(kVolatileStore, kFlag, slot) : code;
 }
 
 // Needs an endpoint, but no WAN manager.
 int inject(const char *slot, uint32_t number)
 {
-    if (!choose_answer(slot)) {
-        return fail(kFailed, "cannot write to %s: %s", NVMRAM_DIR, strerror(errno));
+    if (const int code = choose_answer(slot); code != kDone) {
+        return code;
     }
     const Request request = {kSmsStore, WM_MSG_MODEM_NOTIFY, "take the answer"};
     Reply reply = {Outcome::kSuccess, 0, 0};

@@ -43,9 +43,14 @@ struct Status {
 
 void read_parameter(int32_t (*read)(char *buf, uint32_t size), Text *text)
 {
-    const Waiting waiting(kStoreWait);
-    if (read(text->text, sizeof(text->text)) != 0) {
-        text->text[0] = '\0';
+    Text value;
+    int32_t failed;
+    {
+        const Waiting waiting(kStoreWait);
+        failed = read(value.text, sizeof(value.text));
+    }
+    if (failed == 0) { // at the deadline another thread shows what there is: no half of a value
+        *text = value;
     }
 }
 
