@@ -25,6 +25,9 @@ extern const ValueType kSwitch;
 extern const ValueType kOnOff;
 // How often. Target: uint32_t.
 extern const ValueType kCount;
+
+// For what may take long. Target: uint32_t.
+extern const ValueType kSeconds;
 // A dotted IPv4 address. Target: char[18].
 extern const ValueType kIpv4Address;
 // Target: char[16].

@@ -71,6 +71,7 @@ const ValueType kSwitch = {"no value", parse_switch};
 const ValueType kOnOff = {"on or off", parse_on_off,
                           [](Offer &offer) { offer.add_each("on off", ' '); }};
 const ValueType kCount = {"a number from 1 to 1000000", parse_number_in<1, 1000000>};
+const ValueType kSeconds = {"a number of seconds from 1 to 86400", parse_number_in<1, 86400>};
 const ValueType kIpv4Address = {"a dotted IPv4 address", parse_ipv4};
 const ValueType kInterfaceName = {"an interface name of at most 15 characters", parse_interface,
                                   [](Offer &offer) { offer.add_interfaces(); }};

@@ -22,7 +22,6 @@ namespace {
 
 // ---- list ----
 
-constexpr std::string_view kPrefix = "lc_socket_";
 constexpr std::string_view kSuffix = "_common";
 
 int compare_names(const void *a, const void *b)
@@ -39,10 +38,10 @@ struct Identity {
 // False when it has not the form of one.
 bool parse_name(std::string_view name, Identity *identity)
 {
-    if (name.size() < kPrefix.size() + kSuffix.size()) {
+    if (name.size() < kEndpointPrefix.size() + kSuffix.size()) {
         return false;
     }
-    name.remove_prefix(kPrefix.size());
+    name.remove_prefix(kEndpointPrefix.size());
     const size_t length = name.size() - kSuffix.size();
     if (std::string_view(name.data() + length, kSuffix.size()) != kSuffix) {
         return false;

@@ -17,8 +17,7 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr uint32_t kAnswerTimeoutMs = 4000;        // of a WAN manager that has come back
-constexpr uint32_t kBeyondAnyDeadlineMs = 500'000; // of one that is to answer within the deadline
+constexpr uint32_t kAnswerTimeoutMs = 4000; // of a WAN manager that has come back
 constexpr int64_t kLookMs = 500;
 constexpr char kSubscribing[] = "answer a subscription";
 
@@ -148,10 +147,8 @@ int subscribe(uint32_t notification)
     if (result == IPC_ERR_SOCKET) {
         return tell_nobody(kWanManager);
     }
-    const ipc_addr address = wan_manager_address();
-    const std::string_view name = socket_name(address);
-    return fail(kFailed, "the WAN manager on %.*s refuses to publish its events (code %u)",
-                static_cast<int>(name.size()), name.data(), result);
+    return fail(kFailed, "the WAN manager on %s refuses to publish its events (code %u)",
+                BoundName(kWanManager).text, result);
 }
 
 int subscribe_to_all()

@@ -22,6 +22,13 @@
 
 namespace lterouter::tools {
 
+BoundName::BoundName(const Peer &peer)
+{
+    const ipc_addr address = module_address(peer.module_id);
+    const std::string_view name = socket_name(address);
+    snprintf(text, sizeof(text), "%.*s", static_cast<int>(name.size()), name.data());
+}
+
 namespace {
 
 constexpr int kTickMs = 100;
@@ -68,6 +75,12 @@ void wake(int fd)
 {
     const uint64_t one = 1;
     static_cast<void>(!write(fd, &one, sizeof(one)));
+}
+
+void drain(int fd)
+{
+    uint64_t count;
+    static_cast<void>(!read(fd, &count, sizeof(count)));
 }
 
 // What the main thread has given up must not be heard of again.
@@ -149,8 +162,7 @@ bool await_change(int timeout_ms)
 {
     pollfd watched[] = {{g_state.changed, POLLIN, 0}, {g_state.signals, POLLIN, 0}};
     poll(watched, std::size(watched), timeout_ms);
-    uint64_t count;
-    static_cast<void>(!read(g_state.changed, &count, sizeof(count)));
+    drain(g_state.changed);
     return (watched[1].revents & POLLIN) != 0;
 }
 
@@ -172,8 +184,7 @@ bool await_leaving()
         // Signals that come now change nothing.
         pollfd changed = {g_state.changed, POLLIN, 0};
         poll(&changed, 1, static_cast<int>(left_ms));
-        uint64_t count;
-        static_cast<void>(!read(g_state.changed, &count, sizeof(count)));
+        drain(g_state.changed);
     }
 }
 
@@ -260,10 +271,8 @@ bool peer_is_gone(int64_t now)
 
 int tell_gone(const Wait &wait)
 {
-    const ipc_addr address = module_address(wait.peer->module_id);
-    const std::string_view name = socket_name(address);
-    return fail(kNobody, "the %s on %.*s ended before it did %s; whether it had begun is not known",
-                wait.peer->title, static_cast<int>(name.size()), name.data(), wait.what);
+    return fail(kNobody, "the %s on %s ended before it did %s; whether it had begun is not known",
+                wait.peer->title, BoundName(*wait.peer).text, wait.what);
 }
 
 int tell_locked(const Wait &wait, uint32_t seconds)
@@ -286,13 +295,10 @@ int tell_late(const Wait &wait, uint32_t seconds)
     if (wait.peer == nullptr) {
         return tell_locked(wait, seconds);
     }
-    const ipc_addr address = module_address(wait.peer->module_id);
-    const std::string_view name = socket_name(address);
     return fail(
         kNoAnswer,
-        "the %s is bound to %.*s, but did not %s within %u s: is it stopped or busy? It may still "
-        "do so",
-        wait.peer->title, static_cast<int>(name.size()), name.data(), wait.what, seconds);
+        "the %s is bound to %s, but did not %s within %u s: is it stopped or busy? It may still do so",
+        wait.peer->title, BoundName(*wait.peer).text, wait.what, seconds);
 }
 
 // The reason to end the command while it waits; nothing when there is none.

@@ -19,6 +19,13 @@ struct Peer {
     const char *title;
     const char *starter; // what to start when nobody is bound
 };
+
+// The name that a peer binds.
+struct BoundName {
+    explicit BoundName(const Peer &peer);
+    char text[sizeof(sockaddr_un::sun_path)];
+};
+
 inline constexpr Peer kWanManager = {IPC_MODULE_MM, "WAN manager", "wansim or the WAN manager"};
 inline constexpr Peer kSmsStore = {IPC_MODULE_SMS_PB, "SMS store",
                                    "wansim --sms-store or the SMS store"};
@@ -76,6 +83,10 @@ inline constexpr ValueType kTimeoutSeconds = {"a number of seconds from 1 to 400
 inline constexpr Option kLockTimeoutOption = {"timeout", "SECONDS",
                                               "end when locks keep it waiting for longer (10)",
                                               &kTimeoutSeconds, &g_timeout_seconds};
+
+// For the library's own timeouts: the deadline comes first, whatever the library makes of the fraction
+// of a second.
+inline constexpr uint32_t kBeyondAnyDeadlineMs = 500'000;
 
 // A command under that deadline.
 template <Run run> int in_time(char *const *operands)

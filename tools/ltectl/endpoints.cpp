@@ -3,13 +3,11 @@
 #include "common/wan_manager.h"
 
 #include <cstring>
-#include <string_view>
 
 namespace lterouter::tools {
 namespace {
 
 constexpr unsigned int kUnconnected = 1;
-constexpr std::string_view kPrefix = "lc_socket_";
 
 // A line of the kernel's table, which shows a NUL of an abstract name as "@". False for whatever is no
 // endpoint: what listens or is connected. The type does not tell, since MIPS has other numbers for it
@@ -27,7 +25,8 @@ bool parse_socket(const char *line, Bound *bound)
     }
     const char *name = line + start + 1;
     size_t length = strcspn(name, "\n");
-    if (length >= sizeof(bound->name) || strncmp(name, kPrefix.data(), kPrefix.size()) != 0) {
+    if (length >= sizeof(bound->name) ||
+        strncmp(name, kEndpointPrefix.data(), kEndpointPrefix.size()) != 0) {
         return false;
     }
     bound->padded = length == sizeof(bound->name) - 1;

@@ -6,10 +6,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <string_view>
 
 namespace lterouter::tools {
 
 inline constexpr char kSocketTable[] = "/proc/net/unix";
+
+// With which the name of every endpoint begins.
+inline constexpr std::string_view kEndpointPrefix = "lc_socket_";
 
 struct Bound {
     char name[sizeof(sockaddr_un::sun_path)];

@@ -16,8 +16,6 @@ namespace {
 
 uint32_t g_wait_seconds = 0; // 0: do not wait
 
-constexpr ValueType kSeconds = {"a number of seconds from 1 to 86400", parse_number_in<1, 86400>};
-
 struct LinkRequest {
     const char *name;
     uint32_t msg_id;

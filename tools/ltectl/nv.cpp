@@ -44,6 +44,7 @@ int explain_init(bool marked, int error)
     return cannot("make", NVM_CURRENT_DIR " and " NVM_BACKUP_DIR, error);
 }
 
+// A function of its own since each copy takes room on the stack.
 [[gnu::noinline]] int check_copies_readable(const char *name)
 {
     for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {

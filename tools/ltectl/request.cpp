@@ -10,9 +10,6 @@
 namespace lterouter::tools {
 namespace {
 
-// The deadline comes first, whatever the library makes of the fraction of a second.
-constexpr uint32_t kBeyondAnyDeadlineMs = 500'000;
-
 constexpr Request kPing = {kWanManager, WM_MSG_LINK_STATUS_NOTIFY, "answer"};
 
 Outcome not_sent(const Peer &peer)
@@ -214,10 +211,8 @@ bool is_bound(const Peer &peer)
 
 int tell_nobody(const Peer &peer)
 {
-    const ipc_addr address = module_address(peer.module_id);
-    const std::string_view name = socket_name(address);
-    return fail(kNobody, "no %s is bound to %.*s; start %s", peer.title, static_cast<int>(name.size()),
-                name.data(), peer.starter);
+    return fail(kNobody, "no %s is bound to %s; start %s", peer.title, BoundName(peer).text,
+                peer.starter);
 }
 
 SimStatus::SimStatus()

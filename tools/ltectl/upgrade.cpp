@@ -31,8 +31,6 @@ constexpr unsigned kPollSeconds = 1;
 uint32_t g_timeout = 300;
 bool g_dry_run = false;
 
-constexpr ValueType kSeconds = {"a number of seconds from 1 to 86400", parse_number_in<1, 86400>};
-
 // ---- The image ----
 
 struct Image {
