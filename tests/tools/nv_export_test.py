@@ -210,6 +210,13 @@ class Export(NvTest):
                                f"cannot write {path}: No space left on device; make room: df /2ndfile/full tells "
                                "how full it is")
             self.assertEqual(os.listdir("/2ndfile/full"), [])
+        sentence = "No space left on device; make room: df /2ndfile/full tells how full it is"
+        self.assert_failed(ltectl("nv", "export", "saved.cfg", cwd="/2ndfile/full"), FAILED,
+                           f"cannot write saved.cfg: {sentence}")
+        with open(path, "w") as output:
+            result = subprocess.run([support.ltectl_program, "nv", "export", "-"], stdout=output,
+                                    stderr=subprocess.PIPE, text=True, timeout=support.TIMEOUT)
+        self.assertEqual((result.returncode, result.stderr), (FAILED, f"ltectl: cannot write standard output: {sentence}\n"))
 
     def test_without_a_backup_directory_saves_what_readers_get(self):
         for name in os.listdir(BACKUP):

@@ -337,7 +337,7 @@ int nv_export(char *const *operands)
         return code;
     }
     if (export_to(content) != NV_SUCCESS) {
-        return cannot("write", content.path(), errno);
+        return fail(kFailed, "cannot make the export: %s", strerror(errno));
     }
     if (!holds_selected(content.path())) {
         return fail(kFailed, "an export would be no good for an import: a value has a line feed in it");

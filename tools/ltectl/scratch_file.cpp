@@ -81,7 +81,7 @@ int ScratchFile::empty_into(int to, const char *shown) const
     ssize_t count;
     while ((count = pread(fd_, bytes, sizeof(bytes), offset)) > 0) {
         if (const int error = write_all(to, bytes, static_cast<size_t>(count)); error != 0) {
-            return cannot("write", shown, error);
+            return cannot_write_to(to, shown, error);
         }
         offset += count;
     }

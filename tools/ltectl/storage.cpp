@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,31 +13,43 @@ namespace lterouter::tools {
 
 namespace {
 
-// Where the file system that holds a path, or would, is mounted; empty when the path does not tell.
+constexpr size_t kPathSize = 1024;
+
+// Where the file system that holds a path, or would, is mounted.
 struct MountPoint {
     explicit MountPoint(const char *path)
     {
-        snprintf(text, sizeof(text), "%s", *path == '/' ? path : "/");
-        struct stat below;
+        char above[kPathSize];
+        snprintf(above, sizeof(above), "%s%s", *path == '/' ? "" : "./", path);
+        char *real;
+        while ((real = realpath(above, nullptr)) == nullptr && cut(above)) {
+        }
+        snprintf(text, sizeof(text), "%s", real != nullptr ? real : "/");
+        free(real);
+        strcpy(above, text);
+        size_t length;
         do {
-            cut();
-        } while (stat(text, &below) != 0);
-        char folder[sizeof(text)];
-        struct stat above;
-        do {
-            strcpy(folder, text);
-        } while (cut() && stat(text, &above) == 0 && above.st_dev == below.st_dev);
-        strcpy(text, folder);
+            length = strlen(above);
+        } while (cut(above) && on_one_device(above, text));
+        text[length] = '\0';
     }
-    // Goes on to the folder above; false at the root.
-    bool cut()
+    // Goes on to the folder above; false where there is none.
+    static bool cut(char *path)
     {
-        char *const slash = strrchr(text, '/');
-        const bool cuttable = slash[1] != '\0';
-        *(slash == text ? slash + 1 : slash) = '\0';
-        return cuttable;
+        char *const slash = strrchr(path, '/');
+        if (slash == nullptr || path[1] == '\0') {
+            return false;
+        }
+        *(slash == path ? slash + 1 : slash) = '\0';
+        return true;
     }
-    char text[128];
+    static bool on_one_device(const char *path, const char *other)
+    {
+        struct stat status[2];
+        return stat(path, &status[0]) == 0 && stat(other, &status[1]) == 0 &&
+               status[0].st_dev == status[1].st_dev;
+    }
+    char text[kPathSize];
 };
 
 } // namespace
@@ -64,6 +77,13 @@ Remedy::Remedy(const char *path, int error)
 int cannot(const char *action, const char *path, int error)
 {
     return fail(kFailed, "cannot %s %s: %s%s", action, path, strerror(error), Remedy(path, error).text);
+}
+
+int cannot_write_to(int fd, const char *shown, int error)
+{
+    char path[32];
+    snprintf(path, sizeof(path), "/proc/self/fd/%d", fd);
+    return fail(kFailed, "cannot write %s: %s%s", shown, strerror(error), Remedy(path, error).text);
 }
 
 int write_all(int fd, const char *bytes, size_t size)

@@ -9,10 +9,13 @@ namespace lterouter::tools {
 // value.
 int cannot(const char *action, const char *path, int error);
 
+// The same of what is open and has perhaps no path. shown: what it is called.
+int cannot_write_to(int fd, const char *shown, int error);
+
 // What helps against it, "; make room ..."; empty when nothing is known to.
 struct Remedy {
     Remedy(const char *path, int error);
-    char text[192] = "";
+    char text[1088] = ""; // for a path of 1023 characters
 };
 
 // Writes everything. Returns 0, or why not, as an errno value.

@@ -7,6 +7,7 @@
 #include "ltectl/clock.h"
 #include "ltectl/commands.h"
 #include "ltectl/progress_bar.h"
+#include "ltectl/storage.h"
 #include "ltectl/upgrade_trace.h"
 
 #include <atomic>
@@ -109,7 +110,7 @@ int lock_upgrade()
 {
     const int fd = open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (fd < 0) {
-        return fail(kFailed, "cannot make %s: %s", kLockFile, strerror(errno));
+        return cannot("make", kLockFile, errno);
     }
     if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
         return fail(kFailed, "another upgrade is running");
