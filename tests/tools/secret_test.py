@@ -138,6 +138,18 @@ class FromAPrompt(ToolTest):
             self.assertTrue(termios.tcgetattr(self.far)[3] & termios.ECHO)
             self.rest()
 
+    def test_a_signal_that_is_ignored_stays_so(self):
+        self.start_wansim()
+        ignored = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        self.addCleanup(signal.signal, signal.SIGHUP, ignored)
+        self.ask("pin", "enable")
+        self.await_prompt(b"PIN")
+        self.client.send_signal(signal.SIGHUP)
+        time.sleep(0.2)
+        os.write(self.terminal, b"1234\n")
+        self.assertEqual(self.client.wait(support.TIMEOUT), DONE)
+        self.assertEqual(self.rest(), "\r\npin enabled sim=pin_enable\r\n")
+
 
 if __name__ == "__main__":
     support.main()

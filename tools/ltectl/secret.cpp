@@ -32,7 +32,10 @@ public:
         sigset_t ending;
         sigemptyset(&ending);
         for (size_t i = 0; i < kEndings; ++i) {
-            sigaction(kEnding[i], &action, &actions_[i]);
+            sigaction(kEnding[i], nullptr, &actions_[i]);
+            if (actions_[i].sa_handler != SIG_IGN) { // as nohup wants it
+                sigaction(kEnding[i], &action, nullptr);
+            }
             sigaddset(&ending, kEnding[i]);
         }
         sigprocmask(SIG_BLOCK, &ending, &mask_);
