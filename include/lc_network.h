@@ -3,9 +3,9 @@
  *
  * Interface predicates answer -1 for yes and 0 for no. Names of interfaces and devices have at most 15
  * characters: of a longer one the kernel is told the first 15, where nothing else is said. Whether an
- * interface exists if_nametoindex tells, to which a longer name is none with the GNU libc, and with musl
- * that of its first 15 characters.
- * Diagnostics are logged at debug level. Pointers must not be NULL unless it is said what NULL does.
+ * interface exists if_nametoindex tells, to which a longer name is none with the GNU libc, and with
+ * musl that of its first 15 characters. Diagnostics are logged at debug level. Pointers must not be
+ * NULL unless it is said what NULL does.
  *
  * @see socket(7), packet(7), arp(7), ltectl(1)
  *
@@ -108,8 +108,8 @@ LC_API int lc_is_interface_exist(const char *name);
  * @retval 0  it does not exist */
 LC_API int lc_is_interface_up(const char *name);
 
-/** Is meant to give an interface's address, but refuses every existing interface, for the same reason as
- * lc_is_interface_up(). It gives one only for a name of more than 15 characters that does not exist
+/** Is meant to give an interface's address, but refuses every existing interface, for the same reason
+ * as lc_is_interface_up(). It gives one only for a name of more than 15 characters that does not exist
  * while its first 15 name an interface with an IPv4 address.
  * @param[in]  name of the interface
  * @param[out] addr the address; left as it is by a failure
