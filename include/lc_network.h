@@ -3,8 +3,8 @@
  *
  * Interface predicates answer -1 for yes and 0 for no. Names of interfaces and devices have at most 15
  * characters: of a longer one the kernel is told the first 15, where nothing else is said. Whether an
- * interface exists if_nametoindex tells, to which a longer name is none with the GNU libc, and with
- * musl that of its first 15 characters. Diagnostics are logged at debug level. Pointers must not be
+ * interface exists is for if_nametoindex to say: with the GNU libc a longer name is no interface's, and
+ * musl goes by its first 15 characters. Diagnostics are logged at debug level. Pointers must not be
  * NULL unless it is said what NULL does.
  *
  * @see socket(7), packet(7), arp(7), ltectl(1)
