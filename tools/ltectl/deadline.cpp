@@ -22,13 +22,6 @@
 
 namespace lterouter::tools {
 
-BoundName::BoundName(const Peer &peer)
-{
-    const ipc_addr address = module_address(peer.module_id);
-    const std::string_view name = socket_name(address);
-    snprintf(text, sizeof(text), "%.*s", static_cast<int>(name.size()), name.data());
-}
-
 namespace {
 
 constexpr int kTickMs = 100;
