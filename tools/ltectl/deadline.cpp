@@ -201,6 +201,7 @@ void *leave(void *argument)
 {
     pthread_t thread;
     if (pthread_create(&thread, nullptr, leave, salvaged) == 0) {
+        pthread_detach(thread); // it may hang, and is never waited for
         await_leaving();
     }
     _exit(code);
