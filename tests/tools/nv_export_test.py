@@ -144,7 +144,10 @@ class Export(NvTest):
 
     def test_keeps_the_owner_of_the_file(self):
         """The sandbox has no other user to whom a file could be given."""
-        for error, user, in_place in (("retval=0", 0, False), ("error=EPERM", 0, True), ("error=EPERM", 1000, False)):
+        cases = [("retval=0", 0, False), ("error=EPERM", 0, True)]
+        if "/launched/" not in support.ltectl_program:  # an emulator, told so, has another user's rights and finds nothing
+            cases.append(("error=EPERM", 1000, False))
+        for error, user, in_place in cases:
             write_file(FILE, b"earlier " * 100)
             inode = os.stat(FILE).st_ino
             result = support.run("strace", "-f", "-o", "/2ndfile/calls", "-e", f"inject=fchown:{error}",

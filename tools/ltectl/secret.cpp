@@ -57,11 +57,16 @@ public:
     BreakOff(const BreakOff &) = delete;
     BreakOff &operator=(const BreakOff &) = delete;
 
-    // False with EINTR when a signal comes instead.
+    // False with EINTR when one of these signals comes instead. Being stopped and continued ends the
+    // call, too.
     bool await_input() const
     {
         pollfd input = {STDIN_FILENO, POLLIN, 0};
-        return ppoll(&input, 1, nullptr, &waiting_mask_) > 0;
+        int ready;
+        do {
+            ready = ppoll(&input, 1, nullptr, &waiting_mask_);
+        } while (ready < 0 && errno == EINTR && g_signal == 0);
+        return ready > 0;
     }
 
 private:
