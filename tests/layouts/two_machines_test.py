@@ -144,46 +144,40 @@ class Parameters(TwoMachines):
 class Requests(TwoMachines):
     """What a client sends to a WAN manager."""
 
-    ANSWERS = {REGISTER: (0,), GET_ROAMING: (0, 1), SET_ROAMING: (0,)}
-    ARRIVALS = [IFACE_STATUS, LINK_STATUS, MODEM, LINK_STATUS]
+    ANSWERS = {GET_ROAMING: (0, 1), SET_ROAMING: (0,)}
 
     def roam(self, machine, answers, *arguments):
-        """Has a client ask; its datagrams and how it ended."""
+        """Has a client ask; its one datagram and how it ended."""
         manager = Peer(self, SERVER)
         client = support.Background(self, machine.ltectl, "roam", *arguments)
-        datagrams, _ = manager.serve(machine, len(self.ARRIVALS) + 3 + 1, answers)
+        datagrams, _ = manager.serve(machine, 1, answers)
         ended = client.finish()
         manager.assert_quiet()
         manager.close()
-        return datagrams, ended
+        return datagrams[0], ended
 
     def test_every_word_is_in_the_machines_own_order(self):
         for machine in machines:
             with self.subTest(str(machine)):
-                datagrams, ended = self.roam(machine, self.ANSWERS, "on")
-                expected = [(REQUEST, REGISTER, 4, session, msg_id)
-                            for session, msg_id in enumerate(self.ARRIVALS, 1)]
-                self.assertEqual([machine.words(datagram) for datagram in datagrams[:4]], expected)
-                self.assertEqual([machine.words(datagram)[:3] for datagram in datagrams[4:7]],
-                                 [(ASYNC, DEREGISTER, 4)] * 3)
-                self.assertEqual(machine.words(datagrams[7]), (REQUEST, SET_ROAMING, 4, 8, 1))
-                self.assertEqual(datagrams[7][:4], (1).to_bytes(4, machine.byte_order))
+                datagram, ended = self.roam(machine, self.ANSWERS, "on")
+                self.assertEqual(machine.words(datagram), (REQUEST, SET_ROAMING, 4, 1, 1))
+                self.assertEqual(datagram[:4], (1).to_bytes(4, machine.byte_order))
                 self.assertEqual(ended, (support.DONE, "roaming on\n", ""))
 
     def test_machines_send_the_same_but_for_the_order_of_bytes(self):
         for arguments in (["on"], []):
             with self.subTest(arguments):
                 conversations = [self.roam(machine, self.ANSWERS, *arguments) for machine in machines]
-                self.assert_same_words([datagrams for datagrams, _ in conversations])
+                self.assert_same_words([[datagram] for datagram, _ in conversations])
                 self.assertEqual(conversations[0][1], conversations[1][1])
 
     def test_machines_trace_the_same(self):
-        for answer, text in (((0, 0xFFFFFFFF), b"get roam switch value:-1\n\n"),
+        for answer, text in (((0, 0x80000000), b"get roam switch value:-2147483648\n\n"),
                              ((0xFFFFFFFF, 1), b"result error.\n\n")):
             with self.subTest(text):
                 traces = []
                 for machine in machines:
-                    self.roam(machine, {**self.ANSWERS, GET_ROAMING: answer})
+                    self.roam(machine, {GET_ROAMING: answer})
                     traces.append(self.taken_trace())
                 self.assertIn(text, traces[0])
                 self.assertEqual(traces[0], traces[1])
@@ -192,6 +186,7 @@ class Requests(TwoMachines):
 class Events(TwoMachines):
     """What a client makes of notifications."""
 
+    ARRIVALS = [IFACE_STATUS, LINK_STATUS, MODEM, LINK_STATUS]
     TEXTS = (b"wwan0", b"10.64.0.2", b"10.64.0.1", b"10.64.0.53", b"10.64.1.53", b"255.255.255.252")
 
     def link_status(self, machine, status):
@@ -199,22 +194,36 @@ class Events(TwoMachines):
         return (machine.pack(2, 0, status, 1, 0) + texts).ljust(LINK_BODY, b"\0")
 
     def monitor(self, machine):
-        """What a client prints of three events, and what it traces."""
+        """What a client prints of three events, what it traces, and its datagrams."""
         manager = Peer(self, SERVER)
         client = support.Background(self, machine.ltectl, "monitor", "--count", "3")
-        _, address = manager.serve(machine, 4, {REGISTER: (0,)})
+        arrivals, address = manager.serve(machine, len(self.ARRIVALS), {REGISTER: (0,)})
         for msg_id, body in ((IFACE_STATUS, machine.pack(0, 1).ljust(IFACE_BODY, b"\0")),
                              (LINK_STATUS, self.link_status(machine, CONNECTED)),
                              (MODEM, b""),
                              (LINK_STATUS, self.link_status(machine, DISCONNECTED))):
             manager.send(machine.message(ASYNC, msg_id, body), address)
+        departures, _ = manager.serve(machine, len(set(self.ARRIVALS)), {})
         status, out, _ = client.finish()
         self.assertEqual(status, support.DONE)
+        manager.assert_quiet()
         manager.close()
-        return out, self.taken_trace()
+        return out, self.taken_trace(), arrivals + departures
+
+    def test_subscriptions_are_in_the_machines_own_words(self):
+        for machine in machines:
+            with self.subTest(str(machine)):
+                datagrams = self.monitor(machine)[2]
+                expected = [(REQUEST, REGISTER, 4, session, msg_id)
+                            for session, msg_id in enumerate(self.ARRIVALS, 1)]
+                arrived = len(self.ARRIVALS)
+                self.assertEqual([machine.words(datagram) for datagram in datagrams[:arrived]], expected)
+                self.assertEqual([machine.words(datagram)[:3] for datagram in datagrams[arrived:]],
+                                 [(ASYNC, DEREGISTER, 4)] * len(set(self.ARRIVALS)))
 
     def test_words_are_swapped_and_texts_are_not(self):
-        printed, traces = zip(*(self.monitor(machine) for machine in machines))
+        printed, traces, conversations = zip(*(self.monitor(machine) for machine in machines))
+        self.assert_same_words(conversations)
         self.assertEqual(printed[0], "interface ready name=WM_READY\n"
                          "link connected interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 "
                          "dns2=10.64.1.53 mask=255.255.255.252 name=CONN_CONNECTED\n"
