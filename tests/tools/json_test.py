@@ -108,7 +108,8 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         write_file("/tmp/apn.list", b"a>00101F>Some name>internet.example>user>secret>13>\n")
         self.ltectl("apn match", "/tmp/apn.list", "00101")
         self.ltectl("stats", "lo", "--watch", "--count", "2")
-        script = ('mkdir -p /tmp/proc && mount --bind /proc /tmp/proc && mount -t tmpfs none /proc && '
+        # With what covers parts of it, as in a container: without, the kernel shows it to nobody.
+        script = ('mkdir -p /tmp/proc && mount --rbind /proc /tmp/proc && mount -t tmpfs none /proc && '
                   'ln -s /tmp/proc/self /proc/self && exec "$@"')
         led = support.run("unshare", "--mount", "sh", "-c", script, "sh", support.ltectl_program, "led", "sim", "10",
                           "--json", env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"})
