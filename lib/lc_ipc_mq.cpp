@@ -33,7 +33,7 @@ lc_list *g_mq_mgt_list GUARDED_BY(g_queues_mutex) = nullptr;
 
 namespace {
 
-constexpr char kUnit[] = "lib/lc_ipc_mq";
+constexpr LogFamily kLogFamily = kLogIpcMq;
 constexpr uint32_t kMaxQueues = 64;
 constexpr uint32_t kDefaultCapacity = 256;
 
@@ -234,7 +234,7 @@ uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb)
         return LC_FAIL(IPC_ERR_NOT_INIT, "Not initialized.\n");
     }
     if (cb == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
     }
     const MutexLock guard(g_queues_mutex);
     if (g_mq_mgt_list == nullptr) {
@@ -263,10 +263,10 @@ uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb)
 uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t timeout)
 {
     if (cb == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
     }
     if (msg_hdr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para msg_hdr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "msg_hdr");
     }
     // High priority is part of the queue's design, but closed to callers: this system has no use of it.
     if (priority != 0) {
@@ -306,10 +306,10 @@ uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t 
 uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
 {
     if (cb == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
     }
     if (msg_hdr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para msg_hdr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "msg_hdr");
     }
     if (!is_timeout(timeout)) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is %ld.\n",
@@ -343,7 +343,7 @@ uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
 uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id)
 {
     if (cb == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para mq_cb is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
     }
     mq_mgt &queue = queue_of(cb);
     const MutexLock guard(queue.lock);
@@ -372,7 +372,7 @@ int ipc_mq_get_fd(mq_cb cb)
 {
     if (cb == nullptr) {
         errno = EINVAL;
-        return LC_FAIL(-1, "Para check failed! Para mq_cb is NULL.\n");
+        return LC_FAIL_NULL(-1, "mq_cb");
     }
     mq_mgt &queue = queue_of(cb);
     const MutexLock guard(queue.lock);
@@ -389,10 +389,10 @@ uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num)
         return LC_FAIL(IPC_ERR_NOT_INIT, "Not initialized.\n");
     }
     if (usg_stat == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para usg_stat is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "usg_stat");
     }
     if (num == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para num is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "num");
     }
     const MutexLock guard(g_queues_mutex);
     const uint32_t queues = g_mq_mgt_list == nullptr ? 0 : g_mq_mgt_list->count;

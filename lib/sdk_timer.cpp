@@ -7,7 +7,7 @@
 #include "sdk_timer.h"
 
 #include "lc_list.h"
-#include "lc_log.h"
+#include "lc_log/print.h"
 #include "lc_mem/alloc.h"
 #include "lc_pthread/mutex.h"
 #include "support/layout.h"
@@ -21,16 +21,12 @@
 namespace lterouter {
 namespace {
 
-constexpr char kUnit[] = "lib/sdk_timer";
+constexpr LogFamily kLogFamily = kLogTimer;
 constexpr suseconds_t kTickMicroseconds = TIMER_TICK_MS * 1000;
 
 static_assert(on_32_bits(offsetof(timer, interval) == 24 && offsetof(timer, repeat) == 28 &&
                          offsetof(timer, callback) == 32 && offsetof(timer, arg) == 36));
 static_assert(on_32_bits(sizeof(timer_id) == 8 && offsetof(timer_id, stamp) == 4));
-
-// Logs an error with its source position and yields the result.
-#define TIMER_FAIL(result, text, ...) \
-    (log_print(LC_LOG_ERROR, "[%s:%d]" text, kUnit, __LINE__ __VA_OPT__(, ) __VA_ARGS__), (result))
 
 Mutex g_mutex;
 
@@ -131,7 +127,7 @@ bool remove_timer(lc_list_node *node) REQUIRES(g_mutex)
         entry_of(node->next).remaining += entry.remaining;
     }
     if (lc_list_del_node(list, node) != LC_LIST_SUCCESS) {
-        return TIMER_FAIL(false, "remove list node from gp_timer_list failure");
+        return LC_FAIL(false, "remove list node from gp_timer_list failure");
     }
     --counter_of(entry.descriptor);
     printf_timerlist();
@@ -142,11 +138,11 @@ bool remove_timer(lc_list_node *node) REQUIRES(g_mutex)
 bool del_timer(lc_list_node *node) REQUIRES(g_mutex)
 {
     if (!remove_timer(node)) {
-        return TIMER_FAIL(false, "remove node error\n");
+        return LC_FAIL(false, "remove node error\n");
     }
     entry_of(node).node = nullptr;
     if (lc_list_add_at_head(g_deleted, node) != LC_LIST_SUCCESS) {
-        return TIMER_FAIL(false, "add deleted node into delete list error\n");
+        return LC_FAIL(false, "add deleted node into delete list error\n");
     }
     return true;
 }
@@ -159,11 +155,11 @@ lc_list_node *reuse_node() REQUIRES(g_mutex)
     uint32_t error;
     lc_list_node *node = lc_list_del_from_head(g_deleted, &error);
     if (node == nullptr || error != LC_LIST_SUCCESS) {
-        return TIMER_FAIL(nullptr, "get node from delete list error errorno=%ld\n",
-                          static_cast<long>(error));
+        return LC_FAIL(nullptr, "get node from delete list error errorno=%ld\n",
+                       static_cast<long>(error));
     }
     if (node->data == nullptr || entry_of(node).node != nullptr) {
-        return TIMER_FAIL(nullptr, "deleted node is not validate\n");
+        return LC_FAIL(nullptr, "deleted node is not validate\n");
     }
     entry_of(node) = {.node = nullptr, .stamp = entry_of(node).stamp, .remaining = 0, .descriptor = {}};
     return node;
@@ -174,11 +170,11 @@ lc_list_node *build_node(const char *no_entry, const char *no_node)
 {
     EntryPtr entry = mem::make<Entry, MEM_OWNER_TIMER>();
     if (entry == nullptr) {
-        return TIMER_FAIL(nullptr, "%s", no_entry);
+        return LC_FAIL(nullptr, "%s", no_entry);
     }
     NodePtr node = mem::make<lc_list_node, MEM_OWNER_TIMER>();
     if (node == nullptr) {
-        return TIMER_FAIL(nullptr, "%s", no_node);
+        return LC_FAIL(nullptr, "%s", no_node);
     }
     node->data = entry.release();
     return node.release();
@@ -214,7 +210,7 @@ int32_t add_timer(timer *descriptor, timer_id *id) REQUIRES(g_mutex)
     *id = {reinterpret_cast<uintptr_t>(node), entry.stamp};
     if (!insert_timer(node, ticks_of(entry.descriptor))) {
         *id = {};
-        return TIMER_FAIL(TIMER_ERR_INTERNAL, "init list node error\n");
+        return LC_FAIL(TIMER_ERR_INTERNAL, "init list node error\n");
     }
     return TIMER_SUCCESS;
 }
@@ -225,10 +221,10 @@ int32_t add_timer(timer *descriptor, timer_id *id) REQUIRES(g_mutex)
 bool restart(lc_list_node *node) REQUIRES(g_mutex)
 {
     if (!remove_timer(node)) {
-        return TIMER_FAIL(false, "remove timer node from gp_timer_list error\n");
+        return LC_FAIL(false, "remove timer node from gp_timer_list error\n");
     }
     if (!insert_timer(node, std::max(ticks_of(entry_of(node).descriptor), 1))) {
-        return TIMER_FAIL(false, "insert timer node into gp_timer_list error\n");
+        return LC_FAIL(false, "insert timer node into gp_timer_list error\n");
     }
     return true;
 }
@@ -242,7 +238,7 @@ bool fire(lc_list_node *node) REQUIRES(g_mutex)
     if (descriptor.repeat == 1) {
         return restart(node);
     }
-    return del_timer(node) || TIMER_FAIL(false, "delete timer node from gp_timer_list error\n");
+    return del_timer(node) || LC_FAIL(false, "delete timer node from gp_timer_list error\n");
 }
 
 // One tick. False ends the service: its list cannot be trusted any more.
@@ -280,22 +276,22 @@ int32_t make_service(Service *service)
 {
     service->control = mem::make<TimerList, MEM_OWNER_TIMER>();
     if (service->control == nullptr) {
-        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "create gp_timer_list error\n");
+        return LC_FAIL(TIMER_ERR_NOT_INIT, "create gp_timer_list error\n");
     }
     service->timers.reset(lc_list_create());
     if (service->timers == nullptr) {
-        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "create timer header error\n");
+        return LC_FAIL(TIMER_ERR_NOT_INIT, "create timer header error\n");
     }
     service->deleted.reset(lc_list_create());
     if (service->deleted == nullptr) {
-        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "create deleted list header error\n");
+        return LC_FAIL(TIMER_ERR_NOT_INIT, "create deleted list header error\n");
     }
     EntryNodePtr head{build_node("init first timer node error\n", "init first list node error\n")};
     if (head == nullptr) {
         return TIMER_ERR_INTERNAL;
     }
     if (lc_list_add_at_head(service->timers.get(), head.get()) != LC_LIST_SUCCESS) {
-        return TIMER_FAIL(TIMER_ERR_INTERNAL, "add first list node error\n");
+        return LC_FAIL(TIMER_ERR_INTERNAL, "add first list node error\n");
     }
     static_cast<void>(head.release());
     service->control->list = service->timers.get();
@@ -311,7 +307,7 @@ int32_t init_timer()
 {
     const MutexLock guard(g_mutex);
     if (gp_timer_list != nullptr || g_deleted != nullptr) {
-        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "timer_list has been inited\n");
+        return LC_FAIL(TIMER_ERR_NOT_INIT, "timer_list has been inited\n");
     }
     Service service;
     if (const int32_t failure = make_service(&service); failure != TIMER_SUCCESS) {
@@ -323,7 +319,7 @@ int32_t init_timer()
     if (lc_pthread_create(&thread, nullptr, timer_thread, nullptr) != 0) {
         gp_timer_list = nullptr;
         g_deleted = nullptr;
-        return TIMER_FAIL(TIMER_ERR_THREAD, "create thread failed.\n");
+        return LC_FAIL(TIMER_ERR_THREAD, "create thread failed.\n");
     }
     static_cast<void>(service.control.release());
     static_cast<void>(service.timers.release());
@@ -335,14 +331,14 @@ int32_t start_timer(timer *descriptor, timer_id *id)
 {
     *id = {};
     if (strnlen(descriptor->name, sizeof(descriptor->name)) > TIMER_NAME_MAX) {
-        return TIMER_FAIL(TIMER_ERR_PARAM, "timer's name error\n");
+        return LC_FAIL(TIMER_ERR_PARAM, "timer's name error\n");
     }
     if (descriptor->repeat > 1) {
-        return TIMER_FAIL(TIMER_ERR_PARAM, "timer's repeat error\n");
+        return LC_FAIL(TIMER_ERR_PARAM, "timer's repeat error\n");
     }
     const MutexLock guard(g_mutex);
     if (gp_timer_list == nullptr) {
-        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "gp_timer_list is NULL\n");
+        return LC_FAIL(TIMER_ERR_NOT_INIT, "gp_timer_list is NULL\n");
     }
     return add_timer(descriptor, id);
 }
@@ -362,11 +358,11 @@ int32_t stop_timer(uintptr_t node, uint32_t stamp)
 int32_t exist_timer(uintptr_t node, uint32_t stamp)
 {
     if (node == 0 || stamp == 0) {
-        return TIMER_FAIL(TIMER_ERR_PARAM, "exclusive id is invalid\n");
+        return LC_FAIL(TIMER_ERR_PARAM, "exclusive id is invalid\n");
     }
     const MutexLock guard(g_mutex);
     if (gp_timer_list == nullptr) {
-        return TIMER_FAIL(TIMER_ERR_NOT_INIT, "gp_timer_list is NULL\n");
+        return LC_FAIL(TIMER_ERR_NOT_INIT, "gp_timer_list is NULL\n");
     }
     return runs(node, stamp) ? TIMER_SUCCESS : TIMER_ERR_NO_TIMER;
 }

@@ -12,15 +12,15 @@ namespace {
 
 using namespace lterouter;
 
-constexpr char kUnit[] = "lib/lc_file";
+constexpr LogFamily kLogFamily = kLogFile;
 constexpr int kLineSize = 256;
 
 } // namespace
 
 // Logs at debug level with the calling wrapper's name and yields the result.
-#define NOTE(result, text, ...)                                                           \
-    (log_print(LC_LOG_DEBUG, "[LOG][%s:%d]:cos,[%s]:%d " text, kUnit, __LINE__, __func__, \
-               __LINE__ __VA_OPT__(, ) __VA_ARGS__),                                      \
+#define NOTE(result, text, ...)                                       \
+    (log_from(place(kLogFamily, __LINE__), "[%s]:%d " text, __func__, \
+              __LINE__ __VA_OPT__(, ) __VA_ARGS__),                   \
      (result))
 
 // The one text for every rejection, also of a mode or whence out of range.

@@ -17,13 +17,13 @@ uint32_t ipc_diag_msg_receive(void *out_buff, uint32_t *out_len, ipc_addr *src_a
         return IPC_ERR_NOT_INIT;
     }
     if (out_buff == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_buff is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_buff");
     }
     if (out_len == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_len is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_len");
     }
     if (src_addr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para src_addr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "src_addr");
     }
     Datagram datagram;
     const uint32_t result = read_datagram(&datagram);

@@ -92,7 +92,7 @@ void *ipc_memory_assign(uint32_t body_len, uint32_t type)
 void *ipc_msg_get_body(ipc_msg_hdr *msg)
 {
     if (msg == nullptr) {
-        return LC_FAIL(nullptr, "Para check failed! Para msg is NULL.\n");
+        return LC_FAIL_NULL(nullptr, "msg");
     }
     return ipc_msg_body(msg);
 }
@@ -100,7 +100,7 @@ void *ipc_msg_get_body(ipc_msg_hdr *msg)
 ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg)
 {
     if (msg == nullptr) {
-        return LC_FAIL(nullptr, "Para check failed! Para msg is NULL.\n");
+        return LC_FAIL_NULL(nullptr, "msg");
     }
     return ipc_msg_sender(msg);
 }
@@ -118,7 +118,7 @@ uint32_t ipc_get_addr_by_id(uint32_t module_id, uint32_t priority, ipc_addr *add
                        static_cast<unsigned long>(priority));
     }
     if (addr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para addr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "addr");
     }
     if (module_id >= IPC_MODULE_COUNT) {
         // "&lu" is deliberate: the texts are part of the interface.

@@ -15,12 +15,13 @@
 
 #include "lc_ipc_msg.h"
 #include "lc_ipc_msg/build.h"
+#include "lc_log/print.h"
 
 #include <cstddef>
 
 namespace lterouter {
 
-constexpr char kUnit[] = "lib/lc_ipc_msg";
+constexpr LogFamily kLogFamily = kLogIpcMsg;
 
 static_assert(sizeof(ipc_msg_hdr) == 16);
 static_assert(offsetof(ipc_msg_hdr, type) == 0 && offsetof(ipc_msg_hdr, msg_id) == 4);

@@ -159,7 +159,7 @@ uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received ms
 uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
 {
     if (running == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para flag is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "flag");
     }
     Datagram datagram;
     const uint32_t result = read_datagram(&datagram);

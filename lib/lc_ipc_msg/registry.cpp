@@ -171,7 +171,7 @@ void destroy_registry() NO_THREAD_SAFETY_ANALYSIS
 uint32_t handle_register(ipc_msg_hdr *msg, ipc_reg_check_fn reg_check)
 {
     if (msg == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para reg_msg is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "reg_msg");
     }
     const Message response = assign_message<MEM_OWNER_IPC>(kWordSize);
     if (response == nullptr) {
@@ -193,7 +193,7 @@ uint32_t handle_register(ipc_msg_hdr *msg, ipc_reg_check_fn reg_check)
 uint32_t handle_deregister(ipc_msg_hdr *msg)
 {
     if (msg == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para dereg_msg is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "dereg_msg");
     }
     if (msg->length != kWordSize) {
         return LC_FAIL(IPC_ERR_LENGTH, "Not invalid deregister message!\n");
@@ -223,7 +223,7 @@ uint32_t ipc_register_notify(const ipc_addr *dest_addr, uint32_t notify_id, uint
         return IPC_ERR_NOT_INIT;
     }
     if (dest_addr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para dest_addr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
     }
     if (timeout == 0) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is 0.\n");
@@ -253,7 +253,7 @@ uint32_t ipc_deregister_notify(const ipc_addr *dest_addr, uint32_t notify_id)
         return IPC_ERR_NOT_INIT;
     }
     if (dest_addr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para dest_addr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
     }
     const Message request = make_word_message(IPC_MSG_ID_DEREGISTER, notify_id);
     if (request == nullptr) {
@@ -272,7 +272,7 @@ uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len)
         return IPC_ERR_NOT_INIT;
     }
     if (buff == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para buff is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "buff");
     }
     const MutexLock guard(g_registry_mutex);
     const reg_notify *registration = find_registration(buff->msg_id);

@@ -74,10 +74,10 @@ uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, uint32_t
         return IPC_ERR_NOT_INIT;
     }
     if (dest_addr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para dest_addr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
     }
     if (buff == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para buff is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "buff");
     }
     return send_asynchronous(*dest_addr, *buff, len);
 }

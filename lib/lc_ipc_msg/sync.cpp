@@ -161,19 +161,19 @@ uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint3
         return IPC_ERR_NOT_INIT;
     }
     if (dest_addr == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para dest_addr is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
     }
     if (in_buff == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para in_buff is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "in_buff");
     }
     if (timeout == 0) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is 0.\n");
     }
     if (out_buff == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_buff is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_buff");
     }
     if (out_len == nullptr) {
-        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para out_len is NULL.\n");
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_len");
     }
     if (in_buff->length != in_len) {
         return LC_FAIL(IPC_ERR_LENGTH,

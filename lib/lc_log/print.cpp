@@ -26,6 +26,23 @@ constexpr Level kLevels[] = {
     {"ERROR", LOG_ERR},
 };
 
+// How a message of a family begins, before and behind its line.
+struct Family {
+    int8_t level;
+    char beginning[21];
+    char rest[6];
+};
+
+constexpr Family kFamilies[] = {
+    {LC_LOG_DEBUG, "[LOG][lib/lc_file", ":cos,"},    // kLogFile
+    {LC_LOG_ERROR, "[ERR][lib/lc_ipc_mq", ""},       // kLogIpcMq
+    {LC_LOG_ERROR, "[ERR][lib/lc_ipc_msg", ""},      // kLogIpcMsg
+    {LC_LOG_DEBUG, "[LOG][lib/lc_network", ":cos,"}, // kLogNetwork
+    {LC_LOG_DEBUG, "[LOG][lib/lc_pthread", ":"},     // kLogPthread
+    {LC_LOG_ERROR, "[lib/sdk_timer", ""},            // kLogTimer
+};
+static_assert(std::size(kFamilies) == kLogTimer + 1);
+
 // Both written before other threads start, then only read.
 char g_module_name[LC_LOG_NAME_SIZE]; // empty until the process has named its module
 // Of that module, by level: every message looks for one.
@@ -51,6 +68,12 @@ void read_uptime(char (&uptime)[64])
     uptime[strcspn(uptime, " ")] = '\0';
 }
 
+bool is_on(int32_t level)
+{
+    return log_has_module() && level >= 0 && level < static_cast<int32_t>(std::size(kLevels)) &&
+           exists(g_flag_files[level]);
+}
+
 // Puts the uptime before the message. A format that does not fit is used as it is: cut short, it could
 // end inside a conversion.
 const char *with_uptime(const char *format, char (&buffer)[512])
@@ -60,6 +83,16 @@ const char *with_uptime(const char *format, char (&buffer)[512])
     read_uptime(uptime);
     const int length = snprintf(buffer, sizeof(buffer), "[%s]%s", uptime, format);
     return length < static_cast<int>(sizeof(buffer)) ? buffer : format;
+}
+
+void write(int32_t level, const char *format, va_list arguments)
+{
+    const ErrnoGuard keep_errno;
+    char buffer[512];
+    if (exists(FLAG_PREFIX "_TIME")) {
+        format = with_uptime(format, buffer);
+    }
+    vsyslog(kLevels[level].priority | LOG_USER, format, arguments);
 }
 
 } // namespace
@@ -75,25 +108,36 @@ void log_set_module(const char *name)
     }
 }
 
+void log_from(uint32_t place, const char *text, ...)
+{
+    const Family &family = kFamilies[family_of(place)];
+    if (!is_on(family.level)) {
+        return;
+    }
+    char format[512];
+    snprintf(format, sizeof(format), "%s:%u]%s%s", family.beginning, line_of(place), family.rest, text);
+    va_list arguments;
+    va_start(arguments, text);
+    write(family.level, format, arguments);
+    va_end(arguments);
+}
+
+void log_null(uint32_t place, const char *parameter)
+{
+    log_from(place, "Para check failed! Para %s is NULL.\n", parameter);
+}
+
 } // namespace lterouter
 
 void log_print(int32_t level, const char *format, ...)
 {
     using namespace lterouter;
-    if (!log_has_module() || level < 0 || level >= static_cast<int32_t>(std::size(kLevels))) {
+    if (!is_on(level)) {
         return;
-    }
-    const ErrnoGuard keep_errno;
-    if (!exists(g_flag_files[level])) {
-        return;
-    }
-    char buffer[512];
-    if (exists(FLAG_PREFIX "_TIME")) {
-        format = with_uptime(format, buffer);
     }
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(kLevels[level].priority | LOG_USER, format, arguments);
+    write(level, format, arguments);
     va_end(arguments);
 }
 

@@ -19,7 +19,7 @@
 namespace lterouter {
 namespace {
 
-constexpr char kUnit[] = "lib/lc_pthread";
+constexpr LogFamily kLogFamily = kLogPthread;
 constexpr int kLastSignal = 126;
 constexpr int kTriesAfterFirst = 5;
 
@@ -96,8 +96,7 @@ int signal_until_gone(const char *caller, const char *name, int sig, const char 
 {
     int result = lc_killall(name, sig);
     for (int tries = kTriesAfterFirst; result == 0 && tries-- > 0;) {
-        log_print(LC_LOG_DEBUG, "[LOG][%s:%d]:%s: %s name=%s n=%d\n\n", kUnit, __LINE__, caller, doing,
-                  name, tries);
+        log_from(place(kLogFamily, __LINE__), "%s: %s name=%s n=%d\n\n", caller, doing, name, tries);
         sleep(seconds);
         result = lc_killall(name, sig);
     }
