@@ -46,7 +46,7 @@ bool send(const char *caller, int fd, const char *command)
     const size_t length = strlen(command);
     const ssize_t written = write(fd, command, length);
     if (written != static_cast<ssize_t>(length)) {
-        trace("[%s:%s:%d]write %s failed, need write:%d real write:%d\n\n", kUnit, caller, __LINE__,
+        trace(place(kTraceFamily, __LINE__), caller, "write %s failed, need write:%d real write:%d\n\n",
               LC_UP_AT_PORT, static_cast<int>(length), static_cast<int>(written));
         return false;
     }
@@ -56,10 +56,10 @@ bool send(const char *caller, int fd, const char *command)
 int32_t judge(const char *caller, const char *command, const Reply &reply)
 {
     if (strstr(reply, "OK") == nullptr) {
-        trace("[%s:%s:%d]result of %s error:%s\n\n", kUnit, caller, __LINE__, command, reply);
+        trace(place(kTraceFamily, __LINE__), caller, "result of %s error:%s\n\n", command, reply);
         return -1;
     }
-    trace("[%s:%s:%d]ok\n\n", kUnit, caller, __LINE__);
+    trace(place(kTraceFamily, __LINE__), caller, "ok\n\n");
     return 0;
 }
 

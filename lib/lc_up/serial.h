@@ -2,12 +2,13 @@
 #pragma once
 
 #include "lc_up.h"
+#include "lct_trace/trace.h"
 
 #include <unistd.h>
 
 namespace lterouter {
 
-constexpr char kUnit[] = "lib/lc_up";
+constexpr TraceFamily kTraceFamily = kTraceUp;
 
 // Opens a port to read and write, not as the controlling terminal. Returns a descriptor or -1.
 int open_port(const char *path);

@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <iterator>
 #include <sys/stat.h>
 
 namespace lterouter {
@@ -12,6 +13,9 @@ namespace {
 constexpr char kCurrent[] = "/tmp/ltelog.1";
 constexpr char kPrevious[] = "/tmp/ltelog.2";
 constexpr off_t kLimit = 262144;
+
+constexpr char kFamilies[][8] = {"lte_sdk", "lc_up"};
+static_assert(std::size(kFamilies) == kTraceUp + 1);
 
 void rotate_if_over_limit()
 {
@@ -23,14 +27,15 @@ void rotate_if_over_limit()
 
 } // namespace
 
-void trace(const char *format, ...)
+void trace(uint32_t place, const char *function, const char *text, ...)
 {
     const ErrnoGuard keep_errno;
     FILE *file = fopen(kCurrent, "ae");
     if (file != nullptr) {
+        fprintf(file, "[lib/%s:%s:%u]", kFamilies[family_of(place)], function, line_of(place));
         va_list arguments;
-        va_start(arguments, format);
-        vfprintf(file, format, arguments);
+        va_start(arguments, text);
+        vfprintf(file, text, arguments);
         va_end(arguments);
         fclose(file);
     }

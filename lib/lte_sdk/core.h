@@ -16,6 +16,7 @@
 #pragma once
 
 #include "lc_ipc_msg.h"
+#include "lct_trace/trace.h"
 #include "lte_sdk.h"
 
 #include <algorithm>
@@ -24,7 +25,7 @@
 
 namespace lterouter {
 
-constexpr char kUnit[] = "lib/lte_sdk";
+constexpr TraceFamily kTraceFamily = kTraceSdk;
 
 // The number that a text starts with, 0 without one; what does not fit becomes the nearest that does,
 // on machines of either word size.

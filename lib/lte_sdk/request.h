@@ -35,6 +35,6 @@ Answer deliver(const Request &request, const void *body, void *response);
 // Makes a request whose response starts with the result word, on behalf of the function that the trace
 // is to name: 0 when it is a success, else -1.
 int32_t ask(const char *function, const Request &request, const void *body, void *response,
-            int line = __builtin_LINE());
+            unsigned line = __builtin_LINE());
 
 } // namespace lterouter

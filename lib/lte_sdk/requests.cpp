@@ -41,19 +41,19 @@ constexpr Request kGetChannel     {WM_MSG_LTE_CHANNEL_REQ,           0, kValue, 
 
 // A request whose response is the result alone.
 int32_t tell(const char *function, const Request &request, const void *body,
-             int line = __builtin_LINE())
+             unsigned line = __builtin_LINE())
 {
     int32_t result = kUnanswered;
     return ask(function, request, body, &result, line);
 }
 
 // The same for the two that name every failure alike.
-int32_t diagnose(const char *function, const Request &request, int line = __builtin_LINE())
+int32_t diagnose(const char *function, const Request &request, unsigned line = __builtin_LINE())
 {
     int32_t result = kUnanswered;
     const Answer answer = deliver(request, nullptr, &result);
     if (!is_success(answer, result)) {
-        trace("[%s:%s:%d]result error.\n", kUnit, function, line);
+        trace(place(kTraceFamily, line), function, "result error.\n");
         return -1;
     }
     return 0;
@@ -80,17 +80,17 @@ Answer lterouter::deliver(const Request &request, const void *body, void *respon
 }
 
 int32_t lterouter::ask(const char *function, const Request &request, const void *body, void *response,
-                       int line)
+                       unsigned line)
 {
     const Answer answer = deliver(request, body, response);
     if (!answer.delivered) {
-        trace("[%s:%s:%d]ipc msg send failure.\n\n", kUnit, function, line);
+        trace(place(kTraceFamily, line), function, "ipc msg send failure.\n\n");
         return -1;
     }
     int32_t result;
     memcpy(&result, response, sizeof(result));
     if (!is_success(answer, result)) {
-        trace("[%s:%s:%d]result error.\n\n", kUnit, function, line);
+        trace(place(kTraceFamily, line), function, "result error.\n\n");
         return -1;
     }
     return 0;

@@ -1,5 +1,5 @@
 // One entry of the trace file.
-#include "lct_trace/trace.h"
+#include "lct_trace/entry.h"
 
 #include "support/interpose.h"
 #include "support/scoped_mount.h"
@@ -16,11 +16,10 @@
 namespace entry_test {
 
 using namespace testing_support;
-using lterouter::trace;
 
 namespace {
 
-constexpr char kUnit[] = "lib/some_unit";
+constexpr lterouter::TraceFamily kTraceFamily = lterouter::kTraceUp;
 
 int trace_from_a_function(int *line)
 {
@@ -47,41 +46,41 @@ TEST(TraceEntry, starts_with_unit_function_and_line)
 {
     int line = 0;
     EXPECT_EQ(trace_from_a_function(&line), 7);
-    EXPECT_EQ(read_text(kTraceFile), "[lib/some_unit:trace_from_a_function:" + std::to_string(line) +
-                                         "]value:42 text:abc\n\n");
+    EXPECT_EQ(read_text(kTraceFile),
+              "[lib/lc_up:trace_from_a_function:" + std::to_string(line) + "]value:42 text:abc\n\n");
 }
 
 TEST(TraceEntry, is_appended_to_what_is_there)
 {
     write_text(kTraceFile, "from another process\n\n");
-    trace("one %s\n\n", "x");
-    trace("two\n");
-    EXPECT_EQ(read_text(kTraceFile), "from another process\n\none x\n\ntwo\n");
+    TRACE("one %s\n\n", "x");
+    TRACE("two\n");
+    EXPECT_EQ(read_text(kTraceFile), "from another process\n\n" ENTRY("one x\n\n") ENTRY("two\n"));
 }
 
 TEST(TraceEntry, creates_the_file_and_no_second_generation)
 {
-    trace("text\n");
+    TRACE("text\n");
     EXPECT_EQ(access(kTraceFile, F_OK), 0);
     EXPECT_NE(access(kOldTraceFile, F_OK), 0);
 }
 
 TEST(TraceEntry, starts_anew_when_the_file_was_removed)
 {
-    trace("one\n");
+    TRACE("one\n");
     unlink(kTraceFile);
-    trace("two\n");
-    EXPECT_EQ(read_text(kTraceFile), "two\n");
+    TRACE("two\n");
+    EXPECT_EQ(read_text(kTraceFile), ENTRY("two\n"));
 }
 
 TEST(TraceEntry, is_on_disk_and_the_file_closed_as_soon_as_the_call_returns)
 {
-    trace("text\n");
-    EXPECT_EQ(read_text(kTraceFile), "text\n");
+    TRACE("text\n");
+    EXPECT_EQ(read_text(kTraceFile), ENTRY("text\n"));
     EXPECT_FALSE(any_descriptor_is_on(kTraceFile));
     const int before = count_descriptors();
     for (int i = 0; i < 50; ++i) {
-        trace("text\n");
+        TRACE("text\n");
     }
     EXPECT_EQ(count_descriptors(), before);
 }
@@ -89,21 +88,21 @@ TEST(TraceEntry, is_on_disk_and_the_file_closed_as_soon_as_the_call_returns)
 TEST(TraceEntry, needs_no_flag_file_and_no_module_name)
 {
     // Nothing was initialised in this process.
-    trace("text\n");
-    EXPECT_EQ(read_text(kTraceFile), "text\n");
+    TRACE("text\n");
+    EXPECT_EQ(read_text(kTraceFile), ENTRY("text\n"));
 }
 
 TEST(TraceEntry, of_any_length_is_written_whole)
 {
     const std::string text(20000, 't');
-    trace("[%s]\n\n", text.c_str());
-    EXPECT_EQ(read_text(kTraceFile), "[" + text + "]\n\n");
+    TRACE("[%s]\n\n", text.c_str());
+    EXPECT_EQ(read_text(kTraceFile), ENTRY("[") + text + "]\n\n");
 }
 
 TEST(TraceEntry, keeps_errno_when_written)
 {
     errno = E2BIG;
-    trace("text\n");
+    TRACE("text\n");
     EXPECT_EQ(errno, E2BIG);
 }
 
@@ -112,7 +111,7 @@ TEST(TraceEntry, keeps_errno_when_it_cannot_be_written)
     ScopedMount tmp("/tmp");
     tmp.make_read_only();
     errno = E2BIG;
-    trace("text\n");
+    TRACE("text\n");
     EXPECT_EQ(errno, E2BIG);
 }
 
@@ -120,11 +119,11 @@ TEST(TraceEntry, that_finds_something_else_in_the_files_place_is_dropped)
 {
     ASSERT_EQ(mkdir(kTraceFile, 0755), 0);
     const int before = count_descriptors();
-    trace("text\n");
+    TRACE("text\n");
     EXPECT_EQ(count_descriptors(), before);
     ASSERT_EQ(rmdir(kTraceFile), 0);
-    trace("next\n");
-    EXPECT_EQ(read_text(kTraceFile), "next\n");
+    TRACE("next\n");
+    EXPECT_EQ(read_text(kTraceFile), ENTRY("next\n"));
 }
 
 } // namespace entry_test

@@ -1,5 +1,5 @@
 // When the trace file moves to its second generation.
-#include "lct_trace/trace.h"
+#include "lct_trace/entry.h"
 
 #include "support/trace_file.h"
 
@@ -11,11 +11,11 @@
 #include <unistd.h>
 
 using namespace testing_support;
-using lterouter::trace;
 
 namespace {
 
 constexpr size_t kLimit = 262144;
+constexpr size_t kEntrySize = sizeof(ENTRY("abc\n")) - 1;
 bool g_fopen_fails = false;
 bool g_stat_fails = false;
 bool g_rename_fails = false;
@@ -72,50 +72,50 @@ int __wrap_rename(const char *from, const char *to)
 
 TEST(TraceRotation, entry_that_ends_at_262144_bytes_does_not_rotate)
 {
-    fill_to(kLimit - 4);
-    trace("abc\n");
+    fill_to(kLimit - kEntrySize);
+    TRACE("abc\n");
     EXPECT_FALSE(exists(kOldTraceFile));
     EXPECT_EQ(read_text(kTraceFile).size(), kLimit);
 }
 
 TEST(TraceRotation, one_more_byte_does)
 {
-    fill_to(kLimit - 4);
-    trace("abcd\n");
+    fill_to(kLimit - kEntrySize);
+    TRACE("abcd\n");
     EXPECT_FALSE(exists(kTraceFile));
-    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit - 4, 'f') + "abcd\n");
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit - kEntrySize, 'f') + ENTRY("abcd\n"));
 }
 
 TEST(TraceRotation, entry_that_crosses_the_limit_is_whole_in_the_second_generation)
 {
     fill_to(kLimit);
     const std::string text(5000, 't');
-    trace("%s\n", text.c_str());
+    TRACE("%s\n", text.c_str());
     EXPECT_FALSE(exists(kTraceFile));
-    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + text + "\n");
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + ENTRY("") + text + "\n");
 }
 
 TEST(TraceRotation, next_entry_starts_a_new_file)
 {
     fill_to(kLimit);
-    trace("last\n");
-    trace("first\n");
-    EXPECT_EQ(read_text(kTraceFile), "first\n");
-    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + "last\n");
+    TRACE("last\n");
+    TRACE("first\n");
+    EXPECT_EQ(read_text(kTraceFile), ENTRY("first\n"));
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + ENTRY("last\n"));
 }
 
 TEST(TraceRotation, replaces_the_earlier_second_generation)
 {
     write_text(kOldTraceFile, "older\n");
     fill_to(kLimit);
-    trace("last\n");
-    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + "last\n");
+    TRACE("last\n");
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + ENTRY("last\n"));
 }
 
 TEST(TraceRotation, leaves_the_second_generation_alone_below_the_limit)
 {
     write_text(kOldTraceFile, "older\n");
-    trace("text\n");
+    TRACE("text\n");
     EXPECT_EQ(read_text(kOldTraceFile), "older\n");
 }
 
@@ -124,18 +124,18 @@ TEST(TraceRotation, bounds_what_many_entries_take)
     const std::string text(1000, 't');
     size_t most = 0;
     for (int i = 0; i < 1000; ++i) {
-        trace("%s\n\n", text.c_str());
+        TRACE("%s\n\n", text.c_str());
         most = std::max(most, size_of(kTraceFile) + size_of(kOldTraceFile));
     }
     EXPECT_GT(most, kLimit);
-    EXPECT_LE(most, 2 * (kLimit + text.size() + 2));
+    EXPECT_LE(most, 2 * (kLimit + sizeof(ENTRY("\n\n")) - 1 + text.size()));
 }
 
 TEST(TraceRotation, happens_even_when_the_file_could_not_be_opened)
 {
     fill_to(kLimit + 1);
     g_fopen_fails = true;
-    trace("lost\n");
+    TRACE("lost\n");
     g_fopen_fails = false;
     EXPECT_FALSE(exists(kTraceFile));
     EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit + 1, 'f'));
@@ -145,9 +145,9 @@ TEST(TraceRotation, failed_size_query_is_ignored)
 {
     fill_to(kLimit);
     g_stat_fails = true;
-    trace("abc\n");
+    TRACE("abc\n");
     g_stat_fails = false;
-    EXPECT_EQ(read_text(kTraceFile).size(), kLimit + 4);
+    EXPECT_EQ(read_text(kTraceFile).size(), kLimit + kEntrySize);
     EXPECT_FALSE(exists(kOldTraceFile));
 }
 
@@ -156,11 +156,11 @@ TEST(TraceRotation, failed_rename_is_ignored_and_tried_again_after_the_next_entr
     fill_to(kLimit);
     g_rename_fails = true;
     errno = E2BIG;
-    trace("one\n");
+    TRACE("one\n");
     EXPECT_EQ(errno, E2BIG);
     g_rename_fails = false;
-    EXPECT_EQ(read_text(kTraceFile), std::string(kLimit, 'f') + "one\n");
-    trace("two\n");
-    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + "one\ntwo\n");
+    EXPECT_EQ(read_text(kTraceFile), std::string(kLimit, 'f') + ENTRY("one\n"));
+    TRACE("two\n");
+    EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + ENTRY("one\n") ENTRY("two\n"));
     EXPECT_FALSE(exists(kTraceFile));
 }

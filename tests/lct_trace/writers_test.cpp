@@ -1,5 +1,5 @@
 // Many writers at once: every entry is there, and no line is torn.
-#include "lct_trace/trace.h"
+#include "lct_trace/entry.h"
 
 #include "support/child_process.h"
 #include "support/trace_file.h"
@@ -14,7 +14,6 @@
 namespace writers_test {
 
 using namespace testing_support;
-using lterouter::trace;
 
 namespace {
 
@@ -28,7 +27,7 @@ std::string filling(int writer, int entry)
 void write_entries(int writer)
 {
     for (int entry = 0; entry < kEntries; ++entry) {
-        trace("[%d %d]%s.\n\n", writer, entry, filling(writer, entry).c_str());
+        TRACE("[%d %d]%s.\n\n", writer, entry, filling(writer, entry).c_str());
     }
 }
 
@@ -42,9 +41,10 @@ void expect_all_entries(int writers)
     for (; std::getline(lines, line); ++entries) {
         int writer = -1;
         int entry = -1;
-        ASSERT_EQ(sscanf(line.c_str(), "[%d %d]", &writer, &entry), 2) << line;
+        ASSERT_EQ(sscanf(line.c_str(), ENTRY("[%d %d]"), &writer, &entry), 2) << line;
         ASSERT_EQ(entry, next[writer]++) << line;
-        const std::string head = "[" + std::to_string(writer) + " " + std::to_string(entry) + "]";
+        const std::string head =
+            ENTRY("[") + std::to_string(writer) + " " + std::to_string(entry) + "]";
         ASSERT_EQ(line, head + filling(writer, entry) + ".");
         ASSERT_TRUE(std::getline(lines, line));
         ASSERT_EQ(line, "");
