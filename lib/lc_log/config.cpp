@@ -20,11 +20,16 @@ constexpr char kConfigPath[] = "/usr/bin/logid.cfg";
 constexpr size_t kLineSize = 45;
 constexpr size_t kMaxIdDigits = 10;
 
-constexpr logconfig g_code_config[] = {
-    {0, 's', "SC"},  {1, 'd', "DM"},    {2, 'a', "ATPXYD"}, {3, 'w', "WanManager"},
-    {4, 'n', "NM"},  {5, 'r', "RM"},    {6, 'u', "UI"},     {7, 'U', "UP"},
-    {8, 'N', "NS"},  {9, 'D', "DIAG"},  {10, 'c', "CGI"},   {11, 'W', "DOG"},
-    {12, 'M', "MM"}, {13, 'z', "WLAN"}, {14, 'y', "SMSPB"}, {15, 'C', "CM"},
+struct BuiltIn {
+    char letter;
+    char name[11];
+};
+
+// By number.
+constexpr BuiltIn g_code_config[] = {
+    {'s', "SC"}, {'d', "DM"},   {'a', "ATPXYD"}, {'w', "WanManager"}, {'n', "NM"},  {'r', "RM"},
+    {'u', "UI"}, {'U', "UP"},   {'N', "NS"},     {'D', "DIAG"},       {'c', "CGI"}, {'W', "DOG"},
+    {'M', "MM"}, {'z', "WLAN"}, {'y', "SMSPB"},  {'C', "CM"},
 };
 
 // syslog keeps a pointer to the identity for the life of the process.
@@ -85,9 +90,11 @@ bool parse_line(std::string_view line, logconfig *out)
 int get_logconfig_by_ID(logconfig *out, int32_t id)
 {
     using namespace lterouter;
-    logconfig found;
+    logconfig found = {};
     if (id >= 0 && id < static_cast<int32_t>(std::size(g_code_config))) {
-        found = g_code_config[id];
+        found.id = id;
+        found.letter = g_code_config[id].letter;
+        strcpy(found.name, g_code_config[id].name);
     } else {
         const Stream file{lc_fopen(kConfigPath, "r")};
         if (!file) {

@@ -6,6 +6,8 @@
 #include "lc_nv.h"
 #include "lct_trace/trace.h"
 
+#include <cstring>
+
 using namespace lterouter;
 
 namespace {
@@ -34,18 +36,17 @@ private:
 
 bool sim_is_ready() { return lct_check_sim_card_ready() == 0; }
 
-// Answers of the network to a USSD code, as the modem reports them. The SMS store takes a whole slot,
-// padding included.
-constexpr char kMenu[400] = // UCS-2: "Choose:", "1 Balance", "2 Data left", "3 Top up", "0 Back"
+// Answers of the network to a USSD code, as the modem reports them.
+constexpr char kMenu[] = // UCS-2: "Choose:", "1 Balance", "2 Data left", "3 Top up", "0 Back"
     "+CUSD: 1,\""
     "00430068006F006F00730065003A000A0031002000420061006C0061006E00630065000A"
     "0032002000440061007400610020006C006500660074000A"
     "003300200054006F0070002000750070000A00300020004200610063006B\",72";
-constexpr char kPacked[400] = // 7-bit: "Your data bundle ends on the last day of this month."
-    ":+CUSD: 0,\""            // with the colon, as modems have been seen to report it
+constexpr char kPacked[] = // 7-bit: "Your data bundle ends on the last day of this month."
+    ":+CUSD: 0,\""         // with the colon, as modems have been seen to report it
     "D9775D0E2287E96190B8EE26B3CBA0B29B3C07BDDD203ABA"
     "0C6287E77410399C07BDCD203A3A3D07B5DF6E3ADA05\",15";
-constexpr char kBalance[200] = "+CUSD: 0,\"The balance of 070 555 0142 is 12.34.\",15";
+constexpr char kBalance[] = "+CUSD: 0,\"The balance of 070 555 0142 is 12.34.\",15";
 
 } // namespace
 
@@ -106,18 +107,15 @@ int32_t lct_sms_del_dev_all_msg()
 
 int32_t lct_test_ussd_notify_req()
 {
-    struct Slot {
-        const char *text;
-        uint32_t size;
-    };
-    constexpr Slot kSlots[] = {
-        {kMenu, sizeof(kMenu)}, {kPacked, sizeof(kPacked)}, {kBalance, sizeof(kBalance)}};
-
     char flag[32];
     const int number =
         nvmram_readnv("test_ussd_flg", flag, sizeof(flag)) == NV_SUCCESS ? number_at(flag) : 1;
-    const Slot &slot = kSlots[number == 2 || number == 3 ? number - 1 : 0];
-    if (send_request(IPC_MODULE_SMS_PB, WM_MSG_MODEM_NOTIFY, slot.text, slot.size) == 0) {
+    const char *text = number == 2 ? kPacked : number == 3 ? kBalance : kMenu;
+    // The SMS store takes a whole slot, padding included.
+    char slot[400];
+    strncpy(slot, text, sizeof(slot));
+    const uint32_t size = number == 3 ? 200 : sizeof(slot);
+    if (send_request(IPC_MODULE_SMS_PB, WM_MSG_MODEM_NOTIFY, slot, size) == 0) {
         return LCT_TRACE(-1, "ipc msg send failure.\n\n");
     }
     return 0;
