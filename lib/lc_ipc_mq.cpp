@@ -9,6 +9,7 @@
 #include "lc_mem/alloc.h"
 #include "lc_pthread/mutex.h"
 #include "support/fd.h"
+#include "support/flag.h"
 
 #include <atomic>
 #include <cerrno>
@@ -61,7 +62,7 @@ static_assert(offsetof(ipc_mq_usg, high_count) == 4 && offsetof(ipc_mq_usg, norm
 using Queue = mem::Ptr<mq_mgt, MEM_OWNER_IPC>;
 using Node = mem::Ptr<lc_list_node, MEM_OWNER_IPC>;
 
-std::atomic<bool> g_initialised;
+Flag g_initialised;
 
 Node make_node(void *data)
 {

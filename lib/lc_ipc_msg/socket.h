@@ -3,6 +3,7 @@
 
 #include "lc_ipc_msg/bounded.h"
 #include "lc_ipc_msg/message.h"
+#include "support/flag.h"
 
 #include <atomic>
 #include <pthread.h>
@@ -20,7 +21,7 @@ static_assert(offsetof(SocketRecord, fd) == offsetof(ipc_addr, priority));
 static_assert(offsetof(SocketRecord, sock) == offsetof(ipc_addr, sock));
 
 struct Endpoint {
-    std::atomic<bool> initialised{false};
+    Flag initialised;
     // Written by who starts and ends the endpoint, before the receive thread starts and after it has
     // ended, and by nobody in between: no lock.
     SocketRecord common;
