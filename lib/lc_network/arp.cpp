@@ -4,6 +4,7 @@
 
 #include "lc_file/stream.h"
 #include "lc_network/note.h"
+#include "support/byte_order.h"
 #include "support/fd.h"
 #include "support/socket.h"
 
@@ -51,12 +52,12 @@ ArpFrame make_request(in_addr target_ip, in_addr our_ip, const uint8_t *our_mac)
     ArpFrame frame = {};
     memset(frame.destination, 0xFF, sizeof(frame.destination));
     memcpy(frame.source, our_mac, LC_MAC_SIZE);
-    frame.ether_type = htons(ETHERTYPE_ARP);
-    frame.hardware_type = htons(kHardwareEthernet);
-    frame.protocol_type = htons(ETHERTYPE_IP);
+    frame.ether_type = network16(ETHERTYPE_ARP);
+    frame.hardware_type = network16(kHardwareEthernet);
+    frame.protocol_type = network16(ETHERTYPE_IP);
     frame.hardware_length = LC_MAC_SIZE;
     frame.protocol_length = sizeof(in_addr);
-    frame.operation = htons(kRequest);
+    frame.operation = network16(kRequest);
     memcpy(frame.sender_mac, our_mac, LC_MAC_SIZE);
     frame.sender_ip = our_ip;
     frame.target_ip = target_ip;
@@ -66,7 +67,8 @@ ArpFrame make_request(in_addr target_ip, in_addr our_ip, const uint8_t *our_mac)
 bool is_answer(const ArpFrame &frame, in_addr asked, const uint8_t *our_mac,
                const uint8_t *expected_mac)
 {
-    return frame.operation == htons(kReply) && memcmp(frame.target_mac, our_mac, LC_MAC_SIZE) == 0 &&
+    return frame.operation == network16(kReply) &&
+           memcmp(frame.target_mac, our_mac, LC_MAC_SIZE) == 0 &&
            frame.sender_ip.s_addr == asked.s_addr &&
            memcmp(frame.sender_mac, expected_mac, LC_MAC_SIZE) == 0;
 }
@@ -145,7 +147,7 @@ int lc_get_climac_by_ip(const char *ip, char *mac)
 int lc_arp_check(in_addr target_ip, in_addr our_ip, const uint8_t *our_mac, const uint8_t *expected_mac,
                  const char *ifname, int timeout_ms)
 {
-    const Fd fd{open_socket(AF_PACKET, SOCK_PACKET, htons(ETHERTYPE_ARP))};
+    const Fd fd{open_socket(AF_PACKET, SOCK_PACKET, network16(ETHERTYPE_ARP))};
     const int on = 1;
     if (!fd || fd.get() >= FD_SETSIZE ||
         setsockopt(fd.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof(on)) != 0) {

@@ -1,5 +1,7 @@
 #include "lc_network.h"
 
+#include "support/byte_order.h"
+
 #include <arpa/inet.h>
 
 int lc_socket(int domain, int type, int protocol) { return socket(domain, type, protocol); }
@@ -12,13 +14,13 @@ int lc_accept(int fd, sockaddr *address, socklen_t *size) { return accept(fd, ad
 
 int lc_connect(int fd, const sockaddr *address, socklen_t size) { return connect(fd, address, size); }
 
-int lc_htons(uint16_t value) { return static_cast<int16_t>(htons(value)); }
+int lc_htons(uint16_t value) { return static_cast<int16_t>(lterouter::network16(value)); }
 
-int lc_ntohs(uint16_t value) { return static_cast<int16_t>(ntohs(value)); }
+int lc_ntohs(uint16_t value) { return static_cast<int16_t>(lterouter::network16(value)); }
 
-uint32_t lc_htonl(uint32_t value) { return htonl(value); }
+uint32_t lc_htonl(uint32_t value) { return lterouter::network32(value); }
 
-uint32_t lc_ntohl(uint32_t value) { return ntohl(value); }
+uint32_t lc_ntohl(uint32_t value) { return lterouter::network32(value); }
 
 in_addr_t lc_inet_addr(const char *text) { return inet_addr(text); }
 

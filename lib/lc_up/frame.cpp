@@ -3,9 +3,9 @@
 #include "lc_up/serial.h"
 
 #include "lct_trace/trace.h"
+#include "support/byte_order.h"
 
 #include <cstring>
-#include <endian.h>
 
 namespace lterouter {
 namespace {
@@ -40,9 +40,9 @@ int32_t lc_fill_head(lc_up_frame *head, uint32_t index, uint32_t type, uint32_t 
     if (head == nullptr) {
         return LCT_TRACE(-1, "param is NULL\n\n");
     }
-    head->index = htole32(index);
-    head->type = htole32(type);
-    head->length = htole32(length);
+    head->index = little32(index);
+    head->type = little32(type);
+    head->length = little32(length);
     return 0;
 }
 
@@ -51,10 +51,10 @@ int32_t lc_data_chk(const lc_up_frame *request, const lc_up_response *response)
     if (request == nullptr || response == nullptr) {
         return LCT_TRACE(-1, "param is NULL\n\n");
     }
-    const uint32_t request_type = le32toh(request->type);
-    const uint32_t response_type = le32toh(response->type);
-    const int request_index = static_cast<int>(le32toh(request->index));
-    const int response_index = static_cast<int>(le32toh(response->index));
+    const uint32_t request_type = little32(request->type);
+    const uint32_t response_type = little32(response->type);
+    const int request_index = static_cast<int>(little32(request->index));
+    const int response_index = static_cast<int>(little32(response->index));
     if (!well_typed(request_type, response_type) || request_index != response_index) {
         return LCT_TRACE(1, "UP Comand error, request type:%d index:%d response type:%d index:%d\n\n",
                          static_cast<int>(request_type), request_index, static_cast<int>(response_type),

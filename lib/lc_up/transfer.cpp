@@ -4,9 +4,9 @@
 
 #include "lc_up/serial.h"
 #include "lct_trace/trace.h"
+#include "support/byte_order.h"
 
 #include <cstring>
-#include <endian.h>
 
 namespace lterouter {
 
@@ -29,8 +29,8 @@ int32_t lc_data_trans(int fd, const lc_up_frame *request, lc_up_response *respon
     if (request == nullptr || response == nullptr) {
         return LCT_TRACE(-1, "param is NULL\n\n");
     }
-    const int type = static_cast<int>(le32toh(request->type));
-    const uint32_t index = le32toh(request->index);
+    const int type = static_cast<int>(little32(request->type));
+    const uint32_t index = little32(request->index);
     const ssize_t written = write(fd, request, sizeof(*request));
     if (written != static_cast<ssize_t>(sizeof(*request))) {
         // Read all the same: the modem may answer, and silence is an answer too.
@@ -53,7 +53,7 @@ int32_t lc_data_trans(int fd, const lc_up_frame *request, lc_up_response *respon
             usleep(kPauseMicroseconds);
             continue;
         }
-        const uint32_t response_index = le32toh(response->index);
+        const uint32_t response_index = little32(response->index);
         if (count < kResponseHead || response_index != index - 1) {
             return count;
         }
@@ -78,7 +78,7 @@ int32_t lc_data_snd(const lc_up_frame *frame)
         lc_up_response response;
         if (lc_data_trans(g_tty_fd, frame, &response) < 0) {
             LCT_TRACE(void(), "tranlate data from tty dev failure,req index:%d\n\n",
-                      static_cast<int>(le32toh(frame->index)));
+                      static_cast<int>(little32(frame->index)));
             close_port(g_tty_fd);
             g_tty_fd = -1;
             continue;

@@ -6,10 +6,10 @@
 
 #include "lc_nv.h"
 #include "lct_trace/trace.h"
+#include "support/byte_order.h"
 
 #include <algorithm>
 #include <cstring>
-#include <endian.h>
 
 namespace lterouter {
 namespace {
@@ -35,7 +35,7 @@ int32_t send_piece(int32_t length)
     lc_fill_head(&frame, static_cast<uint32_t>(g_index), UPGRADE_TLV_TYPE_DATA_REQ,
                  static_cast<uint32_t>(length));
     memcpy(frame.payload, g_up_buf, static_cast<size_t>(std::min(length, kPieceSize)));
-    frame.checksum = htole32(nv_crc32_update(0, frame.payload, sizeof(frame.payload)));
+    frame.checksum = little32(nv_crc32_update(0, frame.payload, sizeof(frame.payload)));
     return lc_data_snd(&frame);
 }
 
