@@ -15,6 +15,12 @@ using namespace lterouter;
 constexpr LogFamily kLogFamily = kLogFile;
 constexpr int kLineSize = 256;
 
+// The one text for every rejection, also of a mode or whence out of range.
+void reject(uint32_t place, const char *function)
+{
+    log_from(place, "[%s]:%u input parameter is null\n\n", function, line_of(place));
+}
+
 } // namespace
 
 // Logs at debug level with the calling wrapper's name and yields the result.
@@ -23,8 +29,7 @@ constexpr int kLineSize = 256;
               __LINE__ __VA_OPT__(, ) __VA_ARGS__),                   \
      (result))
 
-// The one text for every rejection, also of a mode or whence out of range.
-#define REJECT(result) NOTE(result, "input parameter is null\n\n")
+#define REJECT(result) (reject(place(kLogFamily, __LINE__), __func__), (result))
 
 FILE *lc_fopen(const char *path, const char *mode)
 {

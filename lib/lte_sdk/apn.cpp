@@ -47,11 +47,30 @@ bool take_piece(const char **text, char separator, Piece *piece)
 }
 
 // What is too long for its field is cut: the text comes from outside.
-template <size_t kSize> void copy_piece(char (&to)[kSize], const Piece &piece)
+void copy_piece(char *to, size_t size, const Piece &piece)
 {
-    const size_t length = std::min(piece.length, kSize - 1);
+    const size_t length = std::min(piece.length, size - 1);
     memcpy(to, piece.start, length);
     to[length] = '\0';
+}
+
+// A text of the record.
+struct Field {
+    uint16_t offset;
+    uint16_t size; // 0: none
+};
+
+#define FIELD(name)                                      \
+    {                                                    \
+        offsetof(apn_item, name), sizeof(apn_item::name) \
+    }
+
+template <size_t kCount>
+void store_text(const Field (&fields)[kCount], unsigned index, const Piece &piece, apn_item *item)
+{
+    if (index < kCount && fields[index].size != 0) {
+        copy_piece(reinterpret_cast<char *>(item) + fields[index].offset, fields[index].size, piece);
+    }
 }
 
 // Only the last character counts: the lists in use have one digit there.
@@ -67,34 +86,20 @@ struct Line {
     Piece key;
 };
 
-void store_file_field(unsigned index, const Piece &piece, Line *line)
+constexpr Field kFileTexts[] = {{}, FIELD(key), FIELD(text1), FIELD(apn), FIELD(text2), FIELD(text3)};
+
+void store_file_field(unsigned index, Piece piece, Line *line)
 {
-    switch (index) {
-    case 1:
-        line->key = piece;
+    if (index == 1) {
         if (piece.length != 0 && piece.start[piece.length - 1] == 'F') {
-            --line->key.length;
+            --piece.length;
         }
-        copy_piece(line->item.key, line->key);
-        break;
-    case 2:
-        copy_piece(line->item.text1, piece);
-        break;
-    case 3:
-        copy_piece(line->item.apn, piece);
-        break;
-    case 4:
-        copy_piece(line->item.text2, piece);
-        break;
-    case 5:
-        copy_piece(line->item.text3, piece);
-        break;
-    case 6:
-        line->item.number1 = last_digit(piece);
-        break;
-    default:
-        break;
+        line->key = piece;
     }
+    if (index == 6) {
+        line->item.number1 = last_digit(piece);
+    }
+    store_text(kFileTexts, index, piece, &line->item);
 }
 
 // How many fields the text has; what is left of the text behind them.
@@ -114,34 +119,23 @@ bool same(const Piece &piece, const char *text)
 }
 
 // Field 2 says nothing that a host needs.
+constexpr Field kItemTexts[] = {FIELD(text1), {},         {}, FIELD(text2),
+                                FIELD(text3), FIELD(apn), {}, FIELD(text4)};
+
 void store_item_field(unsigned index, const Piece &piece, apn_item *item)
 {
     switch (index) {
-    case 0:
-        copy_piece(item->text1, piece);
-        break;
     case 1:
         item->enabled = number_at(piece.start);
         break;
-    case 3:
-        copy_piece(item->text2, piece);
-        break;
-    case 4:
-        copy_piece(item->text3, piece);
-        break;
-    case 5:
-        copy_piece(item->apn, piece);
-        break;
     case 6:
         item->number1 = static_cast<uint32_t>(number_at(piece.start));
-        break;
-    case 7:
-        copy_piece(item->text4, piece);
         break;
     case 8:
         item->number2 = number_at(piece.start);
         break;
     default:
+        store_text(kItemTexts, index, piece, item);
         break;
     }
 }
@@ -197,7 +191,7 @@ int32_t parse_apn_list(const char *text, apn_item *out)
 {
     for (Piece piece; take_piece(&text, '>', &piece);) {
         char item[kItemSize];
-        copy_piece(item, piece);
+        copy_piece(item, sizeof(item), piece);
         if (parse_apn_item(item, out) == 0) {
             return LCT_TRACE(0, "found right apn:%s\n", out->apn);
         }
