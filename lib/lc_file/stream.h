@@ -8,7 +8,7 @@ namespace lterouter {
 class Stream {
 public:
     explicit Stream(FILE *stream) : stream_(stream) {}
-    ~Stream()
+    __attribute__((always_inline)) ~Stream()
     {
         if (stream_ != nullptr) {
             lc_fclose(stream_);

@@ -40,19 +40,22 @@ struct SessionCounter {
 
 SessionCounter g_msg_session_id_mgt;
 
+// What a record of any kind starts with. A copy would have every function that looks guard its stack.
+struct __attribute__((packed, may_alias)) Word {
+    uint32_t value;
+};
+
 // Both kinds of record that are searched for start with the word that they are searched by.
-uint32_t first_word(const void *record)
-{
-    uint32_t word;
-    memcpy(&word, record, sizeof(word));
-    return word;
-}
+uint32_t first_word(const void *record) { return static_cast<const Word *>(record)->value; }
 
 } // namespace
 
 uint32_t body_word(ipc_msg_hdr &msg) { return first_word(ipc_msg_body(&msg)); }
 
-void set_body_word(ipc_msg_hdr &msg, uint32_t word) { memcpy(ipc_msg_body(&msg), &word, sizeof(word)); }
+void set_body_word(ipc_msg_hdr &msg, uint32_t word)
+{
+    static_cast<Word *>(ipc_msg_body(&msg))->value = word;
+}
 
 void set_socket_name(sockaddr_un &sock, uint32_t module_id, unsigned int pid)
 {

@@ -40,16 +40,14 @@ void nv_wait_for_lock(int fd, short type)
     }
 }
 
-FileLock::FileLock(int fd, short type, NvTurn *turn) : fd_(fd)
+void FileLock::take(int fd, short type, NvTurn *turn)
 {
     if (turn != nullptr) {
-        turn->lock_file(fd_, type);
+        turn->lock_file(fd, type);
     } else {
-        nv_wait_for_lock(fd_, type);
+        nv_wait_for_lock(fd, type);
     }
 }
-
-FileLock::~FileLock() { nv_lock_file(fd_, F_SETLKW, F_UNLCK); }
 
 ssize_t nv_read_text(int fd, char *text, NvTurn *turn)
 {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <fcntl.h>
 #include <sys/types.h>
 
 // A whole-file record lock: command F_SETLKW or F_SETLK, type F_RDLCK, F_WRLCK or F_UNLCK; as fcntl(2)
@@ -25,12 +26,14 @@ void nv_wait_for_lock(int fd, short type);
 // waiting.
 class FileLock {
 public:
-    FileLock(int fd, short type, NvTurn *turn = nullptr);
-    ~FileLock();
+    FileLock(int fd, short type, NvTurn *turn = nullptr) : fd_(fd) { take(fd, type, turn); }
+    ~FileLock() { nv_lock_file(fd_, F_SETLKW, F_UNLCK); }
     FileLock(const FileLock &) = delete;
     FileLock &operator=(const FileLock &) = delete;
 
 private:
+    static void take(int fd, short type, NvTurn *turn);
+
     const int fd_;
 };
 

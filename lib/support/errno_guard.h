@@ -7,13 +7,14 @@ namespace lterouter {
 
 class ErrnoGuard {
 public:
-    ErrnoGuard() = default;
-    ~ErrnoGuard() { errno = saved_; }
+    // Inline in small code too: called, they would have every function with a guard protect its stack.
+    __attribute__((always_inline)) ErrnoGuard() : saved_(errno) {}
+    __attribute__((always_inline)) ~ErrnoGuard() { errno = saved_; }
     ErrnoGuard(const ErrnoGuard &) = delete;
     ErrnoGuard &operator=(const ErrnoGuard &) = delete;
 
 private:
-    const int saved_ = errno;
+    const int saved_;
 };
 
 } // namespace lterouter
