@@ -94,7 +94,7 @@ int get_logconfig_by_ID(logconfig *out, int32_t id)
     if (id >= 0 && id < static_cast<int32_t>(std::size(g_code_config))) {
         found.id = id;
         found.letter = g_code_config[id].letter;
-        strcpy(found.name, g_code_config[id].name);
+        memcpy(found.name, g_code_config[id].name, sizeof(g_code_config[id].name));
     } else {
         const Stream file{lc_fopen(kConfigPath, "r")};
         if (!file) {

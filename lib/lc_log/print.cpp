@@ -114,7 +114,7 @@ void log_from(uint32_t place, const char *text, ...)
     if (!is_on(family.level)) {
         return;
     }
-    char format[512];
+    char format[512]; // a text of the library's own fits behind its beginning
     snprintf(format, sizeof(format), "%s:%u]%s%s", family.beginning, line_of(place), family.rest, text);
     va_list arguments;
     va_start(arguments, text);

@@ -32,10 +32,12 @@ void trace(uint32_t place, const char *function, const char *text, ...)
     const ErrnoGuard keep_errno;
     FILE *file = fopen(kCurrent, "ae");
     if (file != nullptr) {
-        fprintf(file, "[lib/%s:%s:%u]", kFamilies[family_of(place)], function, line_of(place));
+        char format[512]; // a text of the library's own fits behind its beginning
+        snprintf(format, sizeof(format), "[lib/%s:%s:%u]%s", kFamilies[family_of(place)], function,
+                 line_of(place), text);
         va_list arguments;
         va_start(arguments, text);
-        vfprintf(file, text, arguments);
+        vfprintf(file, format, arguments);
         va_end(arguments);
         fclose(file);
     }

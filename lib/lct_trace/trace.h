@@ -1,6 +1,6 @@
 // The trace file of the LTE client and of the modem upgrade: /tmp/ltelog.1, one older generation in
 // /tmp/ltelog.2. It is opened and closed for every entry, so that it survives a crash and can be read
-// while the process runs. No lock: each entry is one write in append mode.
+// while the process runs. No lock: each entry is one formatted write in append mode.
 #pragma once
 
 #include "lc_api.h"
