@@ -1,7 +1,7 @@
 # What the project is built for and tested as. Sourced by the other scripts.
 # shellcheck shell=bash disable=SC2034
 
-targets=(native asan tsan valgrind coverage mips musl mips-musl)
+targets=(native asan tsan valgrind coverage mips musl mips-musl mips16-musl)
 
 declare -A target_is=(
     [native]="GCC, optimised"
@@ -12,6 +12,7 @@ declare -A target_is=(
     [mips]="32-bit big-endian MIPS with the GNU libc, emulated: all but the tools"
     [musl]="musl, a small libc: the C programs, the tools and the demo"
     [mips-musl]="the same on 32-bit big-endian MIPS, emulated: what the router runs"
+    [mips16-musl]="the same with the library as MIPS16 code, for cores that have it"
 )
 
 is_target() { [ -n "$1" ] && [ -n "${target_is[$1]:-}" ]; }
@@ -19,7 +20,7 @@ is_target() { [ -n "$1" ] && [ -n "${target_is[$1]:-}" ]; }
 list_targets() {
     local target
     for target in "${targets[@]}"; do
-        printf '  %-10s %s\n' "$target" "${target_is[$target]}"
+        printf '  %-12s %s\n' "$target" "${target_is[$target]}"
     done
 }
 

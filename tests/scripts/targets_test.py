@@ -10,7 +10,7 @@ import tempfile
 import unittest
 
 PROJECT = pathlib.Path(sys.argv.pop(1))
-TARGETS = ("native", "asan", "tsan", "valgrind", "coverage", "mips", "musl", "mips-musl")
+TARGETS = ("native", "asan", "tsan", "valgrind", "coverage", "mips", "musl", "mips-musl", "mips16-musl")
 
 
 def run(*command, **options):
