@@ -1,9 +1,14 @@
 #include "lct_trace/trace.h"
 
+#include "lc_mem/alloc.h"
 #include "support/errno_guard.h"
+#include "support/fd.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <fcntl.h>
 #include <iterator>
 #include <sys/stat.h>
 
@@ -12,10 +17,54 @@ namespace {
 
 constexpr char kCurrent[] = "/tmp/ltelog.1";
 constexpr char kPrevious[] = "/tmp/ltelog.2";
+constexpr mode_t kMode = 0666; // as fopen makes files
 constexpr off_t kLimit = 262144;
 
 constexpr char kFamilies[][8] = {"lte_sdk", "lc_up"};
 static_assert(std::size(kFamilies) == kTraceUp + 1);
+
+struct Entry {
+    uint32_t place;
+    const char *function;
+    const char *text;
+    va_list arguments;
+};
+
+// Prints what fits; returns how long the whole is.
+size_t print(Entry &entry, char *room, size_t size)
+{
+    const auto head = static_cast<size_t>(snprintf(room, size, "[lib/%s:%s:%u]",
+                                                   kFamilies[family_of(entry.place)], entry.function,
+                                                   line_of(entry.place)));
+    va_list arguments;
+    va_copy(arguments, entry.arguments);
+    const int rest = vsnprintf(room + head, size - head, entry.text, arguments);
+    va_end(arguments);
+    return head + static_cast<size_t>(rest);
+}
+
+// By a single write, so that entries of several writers never mix: stdio would need a buffer from the
+// heap for that.
+void append(int fd, Entry &entry)
+{
+    constexpr char kEnd[] = "\n\n";
+    char usual[512];
+    const char *bytes = usual;
+    size_t length = print(entry, usual, sizeof(usual));
+    // What is longer, such as a modem's answer, needs memory; without it its beginning is an entry.
+    mem::Ptr<char, MEM_OWNER_LCT> longer;
+    if (length >= sizeof(usual)) {
+        longer.reset(static_cast<char *>(mem::allocate(MEM_OWNER_LCT, length + 1)));
+        if (longer != nullptr) {
+            bytes = longer.get();
+            length = std::min(length, print(entry, longer.get(), length + 1));
+        } else {
+            length = sizeof(usual) - 1;
+            memcpy(usual + sizeof(usual) - sizeof(kEnd), kEnd, sizeof(kEnd));
+        }
+    }
+    static_cast<void>(!write(fd, bytes, length));
+}
 
 void rotate_if_over_limit()
 {
@@ -30,16 +79,14 @@ void rotate_if_over_limit()
 void trace(uint32_t place, const char *function, const char *text, ...)
 {
     const ErrnoGuard keep_errno;
-    FILE *file = fopen(kCurrent, "ae");
-    if (file != nullptr) {
-        char format[512]; // a text of the library's own fits behind its beginning
-        snprintf(format, sizeof(format), "[lib/%s:%s:%u]%s", kFamilies[family_of(place)], function,
-                 line_of(place), text);
-        va_list arguments;
-        va_start(arguments, text);
-        vfprintf(file, format, arguments);
-        va_end(arguments);
-        fclose(file);
+    {
+        const Fd file{open(kCurrent, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kMode)};
+        if (file) {
+            Entry entry = {place, function, text, {}};
+            va_start(entry.arguments, text);
+            append(file.get(), entry);
+            va_end(entry.arguments);
+        }
     }
     rotate_if_over_limit();
 }

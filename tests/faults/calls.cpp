@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/stat.h>
@@ -194,17 +195,44 @@ ssize_t taken_read(int fd, void *bytes, size_t size)
     return real(fd, bytes, fault != nullptr && size > 1 ? 1 : size);
 }
 
+namespace faults {
+
+static bool is_trace(int fd)
+{
+    if (!on_caller() && !counted()) {
+        return false;
+    }
+    const Quiet quiet;
+    return strcmp(Subject(fd).text, "/tmp/ltelog.1") == 0;
+}
+
+// An entry that was written whole is one line that has been said.
+static void note_entry(std::string_view entry, ssize_t written)
+{
+    const Quiet quiet;
+    if (written == static_cast<ssize_t>(entry.size())) {
+        say(without_position(std::string(entry)));
+    }
+}
+
+} // namespace faults
+
 CALL(write, "write", EINTR, EIO, ENOSPC, kShort)
+CALL(write_entry, "write of an entry", EINTR, EIO, ENOSPC, kShort)
 extern "C" ssize_t taken_write(int fd, const void *bytes, size_t size) __asm__("write");
 ssize_t taken_write(int fd, const void *bytes, size_t size)
 {
     REAL("write", ssize_t, (int, const void *, size_t));
-    const faults::Fault *fault = DUE(write, Subject(fd).text);
+    const bool is_entry = faults::is_trace(fd);
+    const faults::Fault *fault =
+        is_entry ? DUE(write_entry, Subject(fd).text) : DUE(write, Subject(fd).text);
     if (fault != nullptr && fault->form == Form::kFails) {
         return -1;
     }
     const ssize_t written = real(fd, bytes, fault != nullptr && size > 1 ? 1 : size);
-    if (faults::on_caller() && faults::g_hooks.after_write && written > 0) {
+    if (is_entry) {
+        faults::note_entry({static_cast<const char *>(bytes), size}, written);
+    } else if (faults::on_caller() && faults::g_hooks.after_write && written > 0) {
         const faults::Quiet quiet;
         faults::g_hooks.after_write(fd, bytes, static_cast<size_t>(written));
     }
@@ -320,7 +348,7 @@ TAKE(fseek, int, (FILE * stream, long offset, int whence), (stream, offset, when
      Subject(stream).text, -1, EINTR, EIO)
 TAKE(ftell, long, (FILE * stream), (stream), Subject(stream).text, -1, EINTR, EIO)
 
-// With fortification and without it, printing has two names. The lines of the trace file are kept.
+// With fortification and without it, printing has two names.
 CALL(vfprintf, "vfprintf", EINTR, ENOSPC)
 CALL(printf, "printf", EINTR, ENOSPC)
 namespace faults {
@@ -328,21 +356,7 @@ namespace faults {
 static int print_to(FILE *stream, const char *format, va_list arguments)
 {
     static auto *const real = next_definition<int(FILE *, const char *, va_list)>("vfprintf");
-    char subject[sizeof(Subject::text)] = "";
-    if (on_caller() || counted()) {
-        const Quiet quiet;
-        strcpy(subject, Subject(stream).text);
-    }
-    if (DUE(vfprintf, subject) != nullptr) {
-        return -1;
-    }
-    if (strcmp(subject, "/tmp/ltelog.1") == 0) {
-        va_list copy;
-        va_copy(copy, arguments);
-        say("", format, copy);
-        va_end(copy);
-    }
-    return real(stream, format, arguments);
+    return DUE(vfprintf, Subject(stream).text) != nullptr ? -1 : real(stream, format, arguments);
 }
 
 } // namespace faults
@@ -398,7 +412,10 @@ int taken_printf_chk(int, const char *format, ...)
 extern "C" void taken_vsyslog(int priority, const char *format, va_list arguments) __asm__("vsyslog");
 void taken_vsyslog(int priority, const char *format, va_list arguments)
 {
-    faults::say("<" + std::to_string(priority) + ">", format, arguments);
+    const faults::Quiet quiet;
+    char text[4096];
+    vsnprintf(text, sizeof(text), format, arguments);
+    faults::say("<" + std::to_string(priority) + ">" + faults::without_position(text));
 }
 
 extern "C" void taken_vsyslog_chk(int priority, int flag, const char *format,

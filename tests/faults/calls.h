@@ -80,6 +80,8 @@ inline constexpr const char *kCannotFail[] = {
     "sscanf",
     "snprintf",
     "__snprintf_chk",
+    "vsnprintf",
+    "__vsnprintf_chk",
     "memchr",
     "bcmp",
     "memcmp",

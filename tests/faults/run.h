@@ -199,16 +199,14 @@ inline const std::string kError = "<11>";
 inline std::string err(const std::string &text) { return kError + "[ERR]" + text; }
 inline std::string note(const std::string &text) { return "<15>[LOG]" + text; }
 
-inline void say(const std::string &begin, const char *format, va_list arguments)
+inline void say(const std::string &line)
 {
     if (!g_open) {
         return;
     }
     const Quiet quiet;
-    char text[4096];
-    vsnprintf(text, sizeof(text), format, arguments);
     const std::lock_guard guard(g_said_mutex);
-    g_said.push_back(begin + without_position(text));
+    g_said.push_back(line);
 }
 
 // What has been said since the last time.

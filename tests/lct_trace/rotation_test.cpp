@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t kLimit = 262144;
 constexpr size_t kEntrySize = sizeof(ENTRY("abc\n")) - 1;
-bool g_fopen_fails = false;
+bool g_open_fails = false;
 bool g_stat_fails = false;
 bool g_rename_fails = false;
 
@@ -36,19 +36,19 @@ void fill_to(size_t size) { write_text(kTraceFile, std::string(size, 'f')); }
 
 extern "C" {
 
-FILE *real_fopen(const char *path, const char *mode) __asm__("__real_fopen64");
-FILE *wrapped_fopen(const char *path, const char *mode) __asm__("__wrap_fopen64");
+int real_open(const char *path, int flags, ...) __asm__("__real_open64");
+int wrapped_open(const char *path, int flags, mode_t mode) __asm__("__wrap_open64");
 int real_stat(const char *path, struct stat *status) __asm__("__real_stat64");
 int wrapped_stat(const char *path, struct stat *status) __asm__("__wrap_stat64");
 int __real_rename(const char *from, const char *to);
 
-FILE *wrapped_fopen(const char *path, const char *mode)
+int wrapped_open(const char *path, int flags, mode_t mode)
 {
-    if (g_fopen_fails) {
+    if (g_open_fails) {
         errno = EACCES;
-        return nullptr;
+        return -1;
     }
-    return real_fopen(path, mode);
+    return real_open(path, flags, mode);
 }
 
 int wrapped_stat(const char *path, struct stat *status)
@@ -134,9 +134,9 @@ TEST(TraceRotation, bounds_what_many_entries_take)
 TEST(TraceRotation, happens_even_when_the_file_could_not_be_opened)
 {
     fill_to(kLimit + 1);
-    g_fopen_fails = true;
+    g_open_fails = true;
     TRACE("lost\n");
-    g_fopen_fails = false;
+    g_open_fails = false;
     EXPECT_FALSE(exists(kTraceFile));
     EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit + 1, 'f'));
 }
