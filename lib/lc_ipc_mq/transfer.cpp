@@ -1,0 +1,156 @@
+// Messages into a queue and out of it: what every message passes.
+
+#include "lc_ipc_mq/queue.h"
+
+#include <cerrno>
+#include <limits>
+#include <sys/time.h>
+
+using namespace lterouter;
+
+namespace {
+
+bool is_timeout(int32_t timeout) { return timeout >= -1; }
+
+// Waits once, and only once: the caller goes on after any wake-up but a time-out.
+uint32_t wait_once(mq_mgt &queue, Condition &condition, int32_t timeout, uint32_t would_block)
+    REQUIRES(queue.lock)
+{
+    if (timeout == 0) {
+        return would_block;
+    }
+    if (timeout < 0) {
+        condition.wait(queue.lock);
+        return IPC_SUCCESS;
+    }
+    timespec deadline;
+    mkcondtimeout(&deadline, static_cast<uint32_t>(timeout));
+    return condition.wait_until(queue.lock, deadline) == ETIMEDOUT ? IPC_ERR_TIMEOUT : IPC_SUCCESS;
+}
+
+// Ordinary messages go to the tail; high-priority ones behind those already queued, before all others.
+uint32_t link_message(mq_mgt &queue, lc_list_node *node, uint32_t priority) REQUIRES(queue.lock)
+{
+    if (priority == 0) {
+        const uint32_t result = lc_list_add_at_tail(queue.mq_head, node);
+        if (result == LC_LIST_SUCCESS) {
+            increment(queue.normal_count);
+        }
+        return result;
+    }
+    const uint32_t result = queue.last_high == nullptr
+                                ? lc_list_add_at_head(queue.mq_head, node)
+                                : lc_list_add_next(queue.mq_head, queue.last_high, node);
+    if (result == LC_LIST_SUCCESS) {
+        queue.last_high = node;
+        increment(queue.high_count);
+    }
+    return result;
+}
+
+void count_removal_from_head(mq_mgt &queue) REQUIRES(queue.lock)
+{
+    if (queue.last_high == nullptr) {
+        decrement(queue.normal_count);
+        return;
+    }
+    if (queue.high_count.load(std::memory_order_relaxed) == 1) {
+        queue.last_high = nullptr;
+    }
+    decrement(queue.high_count);
+}
+
+} // namespace
+
+uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t timeout)
+{
+    if (cb == nullptr) {
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
+    }
+    if (msg_hdr == nullptr) {
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "msg_hdr");
+    }
+    // High priority is part of the queue's design, but closed to callers: this system has no use of it.
+    if (priority != 0) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para priority is %lu.\n",
+                       static_cast<unsigned long>(priority));
+    }
+    if (!is_timeout(timeout)) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is %ld.\n",
+                       static_cast<long>(timeout));
+    }
+    mq_mgt &queue = queue_of(cb);
+    const MutexLock guard(queue.lock);
+    if (is_full(queue)) {
+        const uint32_t result = wait_once(queue, queue.not_full, timeout, IPC_ERR_FULL);
+        if (result != IPC_SUCCESS) {
+            return result;
+        }
+    }
+    const bool was_empty = queue.mq_head->count == 0;
+    Node node = make_node(msg_hdr);
+    if (node == nullptr) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
+    }
+    const uint32_t result = link_message(queue, node.get(), priority);
+    if (result != LC_LIST_SUCCESS) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Add to list mgt->mq_head failed! sret=%ld\n",
+                       static_cast<long>(result));
+    }
+    static_cast<void>(node.release());
+    show(queue);
+    if (was_empty) {
+        queue.not_empty.signal();
+    }
+    return IPC_SUCCESS;
+}
+
+uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
+{
+    if (cb == nullptr) {
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
+    }
+    if (msg_hdr == nullptr) {
+        return LC_FAIL_NULL(IPC_ERR_PARAM, "msg_hdr");
+    }
+    if (!is_timeout(timeout)) {
+        return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is %ld.\n",
+                       static_cast<long>(timeout));
+    }
+    mq_mgt &queue = queue_of(cb);
+    const MutexLock guard(queue.lock);
+    if (queue.mq_head->count == 0) {
+        const uint32_t result = wait_once(queue, queue.not_empty, timeout, IPC_ERR_EMPTY);
+        if (result != IPC_SUCCESS) {
+            show(queue);
+            return result;
+        }
+    }
+    const bool was_full = is_full(queue);
+    uint32_t err = LC_LIST_SUCCESS;
+    const Node node{lc_list_del_from_head(queue.mq_head, &err)};
+    if (node == nullptr) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Delete from list mgt->mq_head failed! sret=%ld\n",
+                       static_cast<long>(err));
+    }
+    *msg_hdr = static_cast<ipc_msg_hdr *>(node->data);
+    count_removal_from_head(queue);
+    show(queue);
+    if (was_full) {
+        queue.not_full.signal();
+    }
+    return IPC_SUCCESS;
+}
+
+void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms)
+{
+    // A time_t of 32 bits ends in 2038. Where libc then gives no time, a deadline is one that has
+    // passed; what comes shortly before is no later than its end.
+    timeval now = {};
+    gettimeofday(&now, nullptr);
+    if (__builtin_add_overflow(now.tv_sec, timeout_ms / 1000, &abstime->tv_sec)) {
+        abstime->tv_sec = std::numeric_limits<time_t>::max();
+    }
+    // Without now.tv_usec, on purpose: the router's modules are tuned to deadlines of whole seconds.
+    abstime->tv_nsec = static_cast<long>(timeout_ms % 1000) * 1'000'000L;
+}
