@@ -26,11 +26,22 @@ bool is_refused(const char *name)
     return name == nullptr || *name == '\0' || lc_is_interface_exist(name) == -1;
 }
 
-ifreq request_for(const char *name)
+enum class Answer { kRefused, kNoSocket, kFailed, kGiven };
+
+// Asks the kernel for something of an interface.
+Answer ask(const char *name, unsigned long what, ifreq *request)
 {
-    ifreq request = {};
-    copy_ifname(request.ifr_name, name);
-    return request;
+    if (is_refused(name)) {
+        return Answer::kRefused;
+    }
+    const Fd fd{open_socket(AF_INET, SOCK_STREAM, 0)};
+    if (!fd) {
+        return Answer::kNoSocket;
+    }
+    *request = {};
+    copy_ifname(request->ifr_name, name);
+    request->ifr_addr.sa_family = AF_INET; // for an address
+    return ioctl(fd.get(), what, request) == 0 ? Answer::kGiven : Answer::kFailed;
 }
 
 } // namespace
@@ -58,31 +69,32 @@ int lc_is_interface_exist(const char *name)
 
 int lc_is_interface_up(const char *name)
 {
-    if (is_refused(name)) {
+    ifreq request;
+    switch (ask(name, SIOCGIFFLAGS, &request)) {
+    case Answer::kRefused:
         return NOTE(-1, "Parameter error");
-    }
-    const Fd fd{open_socket(AF_INET, SOCK_STREAM, 0)};
-    if (!fd) {
+    case Answer::kNoSocket:
         return NOTE(-1, "Open socket error");
+    case Answer::kFailed:
+        return kNo;
+    case Answer::kGiven:
+        break;
     }
-    ifreq request = request_for(name);
-    return ioctl(fd.get(), SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_UP) != 0 ? kYes
-                                                                                             : kNo;
+    return (request.ifr_flags & IFF_UP) != 0 ? kYes : kNo;
 }
 
 int lc_get_ip_by_ifname(const char *name, in_addr *addr)
 {
-    if (addr == nullptr || is_refused(name)) {
+    ifreq request;
+    switch (addr == nullptr ? Answer::kRefused : ask(name, SIOCGIFADDR, &request)) {
+    case Answer::kRefused:
         return NOTE(-1, "Parameter error.");
-    }
-    const Fd fd{open_socket(AF_INET, SOCK_STREAM, 0)};
-    if (!fd) {
+    case Answer::kNoSocket:
         return NOTE(-1, "Open socket error.");
-    }
-    ifreq request = request_for(name);
-    request.ifr_addr.sa_family = AF_INET;
-    if (ioctl(fd.get(), SIOCGIFADDR, &request) != 0) {
+    case Answer::kFailed:
         return NOTE(-1, "IOCTL operation error.");
+    case Answer::kGiven:
+        break;
     }
     sockaddr_in found;
     memcpy(&found, &request.ifr_addr, sizeof(found));
@@ -92,16 +104,15 @@ int lc_get_ip_by_ifname(const char *name, in_addr *addr)
 
 int lc_get_mac_by_ifname(const char *name, uint8_t *mac)
 {
-    if (mac == nullptr || is_refused(name)) {
+    ifreq request;
+    switch (mac == nullptr ? Answer::kRefused : ask(name, SIOCGIFHWADDR, &request)) {
+    case Answer::kRefused:
+    case Answer::kNoSocket:
         return -1;
-    }
-    const Fd fd{open_socket(AF_INET, SOCK_STREAM, 0)};
-    if (!fd) {
-        return -1;
-    }
-    ifreq request = request_for(name);
-    if (ioctl(fd.get(), SIOCGIFHWADDR, &request) != 0) {
+    case Answer::kFailed:
         return NOTE(-1, "IOCTL operation error.");
+    case Answer::kGiven:
+        break;
     }
     memcpy(mac, request.ifr_hwaddr.sa_data, LC_MAC_SIZE);
     return NOTE(0, "The mac address of interface %s is[%02hhx:%02hhx:%02hhx:%02hhx:%02hhx:%02hhx]",
