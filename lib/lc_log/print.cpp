@@ -87,7 +87,6 @@ const char *with_uptime(const char *format, char (&buffer)[512])
 
 void write(int32_t level, const char *format, va_list arguments)
 {
-    const ErrnoGuard keep_errno;
     char buffer[512];
     if (exists(FLAG_PREFIX "_TIME")) {
         format = with_uptime(format, buffer);
@@ -114,6 +113,7 @@ void log_from(uint32_t place, const char *text, ...)
     if (!is_on(family.level)) {
         return;
     }
+    const ErrnoGuard keep_errno;
     char format[512]; // a text of the library's own fits behind its beginning
     snprintf(format, sizeof(format), "%s:%u]%s%s", family.beginning, line_of(place), family.rest, text);
     va_list arguments;
@@ -135,6 +135,7 @@ void log_print(int32_t level, const char *format, ...)
     if (!is_on(level)) {
         return;
     }
+    const ErrnoGuard keep_errno;
     va_list arguments;
     va_start(arguments, format);
     write(level, format, arguments);

@@ -48,6 +48,12 @@ constexpr char kPacked[] = // 7-bit: "Your data bundle ends on the last day of t
     "0C6287E77410399C07BDCD203A3A3D07B5DF6E3ADA05\",15";
 constexpr char kBalance[] = "+CUSD: 0,\"The balance of 070 555 0142 is 12.34.\",15";
 
+// The SMS store takes a whole slot, padding included.
+constexpr uint32_t kSlotSize = 400;
+constexpr uint32_t kShortSlotSize = 200; // of the balance
+static_assert(sizeof(kMenu) <= kSlotSize && sizeof(kPacked) <= kSlotSize &&
+              sizeof(kBalance) <= kShortSlotSize);
+
 } // namespace
 
 int32_t lct_check_sim_card_ready()
@@ -111,10 +117,9 @@ int32_t lct_test_ussd_notify_req()
     const int number =
         nvmram_readnv("test_ussd_flg", flag, sizeof(flag)) == NV_SUCCESS ? number_at(flag) : 1;
     const char *text = number == 2 ? kPacked : number == 3 ? kBalance : kMenu;
-    // The SMS store takes a whole slot, padding included.
-    char slot[400];
+    char slot[kSlotSize];
     strncpy(slot, text, sizeof(slot));
-    const uint32_t size = number == 3 ? 200 : sizeof(slot);
+    const uint32_t size = number == 3 ? kShortSlotSize : sizeof(slot);
     if (send_request(IPC_MODULE_SMS_PB, WM_MSG_MODEM_NOTIFY, slot, size) == 0) {
         return LCT_TRACE(-1, "ipc msg send failure.\n\n");
     }

@@ -7,11 +7,15 @@
 namespace lterouter {
 
 constexpr unsigned kLineBits = 12; // no source has as many lines
+constexpr uint32_t kLineMask = (1U << kLineBits) - 1;
 
-constexpr uint32_t place(unsigned family, unsigned line) { return family << kLineBits | line; }
+constexpr uint32_t place(unsigned family, unsigned line)
+{
+    return family << kLineBits | (line & kLineMask);
+}
 
 constexpr unsigned family_of(uint32_t place) { return place >> kLineBits; }
 
-constexpr unsigned line_of(uint32_t place) { return place & ((1U << kLineBits) - 1); }
+constexpr unsigned line_of(uint32_t place) { return place & kLineMask; }
 
 } // namespace lterouter
