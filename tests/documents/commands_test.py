@@ -108,6 +108,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"scripts/cross-musl", ByTest("scripts/build", "scripts/cross-musl")),
     (r"scripts/lint", ByCi("scripts/lint")),
     (r"scripts/footprint", ByCi("scripts/footprint")),
+    (r"scripts/footprint --families", ByTest("tests/abi/archive_test.py", "footprint.Linked(")),
     (r"scripts/fuzz", ByCi(r"scripts/fuzz --seconds \d+")),
     # Smaller: counted, not timed, for a machine that does other work misses the goals; and not recorded, for that
     # writes into the tree.
