@@ -1,4 +1,5 @@
-// An entry of the trace file beside the same steps written out at the place, and beside stdio doing them.
+// An entry of the trace file beside the same steps written out at the place, and beside stdio doing
+// them.
 #include "lte_sdk.h"
 #include "support/measure.h"
 

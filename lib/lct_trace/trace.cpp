@@ -33,9 +33,9 @@ struct Entry {
 // Prints what fits; returns how long the whole is.
 size_t print(Entry &entry, char *room, size_t size)
 {
-    const auto head = static_cast<size_t>(snprintf(room, size, "[lib/%s:%s:%u]",
-                                                   kFamilies[family_of(entry.place)], entry.function,
-                                                   line_of(entry.place)));
+    const auto head =
+        static_cast<size_t>(snprintf(room, size, "[lib/%s:%s:%u]", kFamilies[family_of(entry.place)],
+                                     entry.function, line_of(entry.place)));
     va_list arguments;
     va_copy(arguments, entry.arguments);
     const int rest = vsnprintf(room + head, size - head, entry.text, arguments);

@@ -78,7 +78,6 @@ TEST_F(TraceWrite, is_of_a_long_entrys_beginning_without_memory)
     g_memory_fails = true;
     trace_entry_of(20000);
     TRACE("next\n\n");
-    EXPECT_EQ(read_text(kTraceFile),
-              entry_of(20000).substr(0, kUsual - 3) + "\n\n" ENTRY("next\n\n"));
+    EXPECT_EQ(read_text(kTraceFile), entry_of(20000).substr(0, kUsual - 3) + "\n\n" ENTRY("next\n\n"));
     EXPECT_EQ(g_writes.size(), 2U);
 }
