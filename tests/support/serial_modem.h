@@ -55,6 +55,7 @@ struct ModemCalls {
     FailNth read;
     FailNth trace;
 
+    int trace_file = -1;                  // its descriptor, which may be the number that a port had
     std::map<int, std::string> ports;     // open descriptors
     std::map<int, std::string> old_ports; // closed ones, which the library may still use
 
@@ -62,7 +63,8 @@ struct ModemCalls {
     std::string name_of(int fd) const
     {
         for (const auto &descriptors : {ports, old_ports}) {
-            if (const auto found = descriptors.find(fd); found != descriptors.end()) {
+            if (const auto found = descriptors.find(fd);
+                found != descriptors.end() && fd != trace_file) {
                 return found->second;
             }
         }
@@ -192,7 +194,6 @@ protected:
 extern "C" {
 
 int taken_open(const char *path, int flags, ...) __asm__("open64");
-FILE *taken_fopen(const char *path, const char *mode) __asm__("fopen64");
 
 TAKES_OVER int taken_open(const char *path, int flags, ...)
 {
@@ -203,6 +204,10 @@ TAKES_OVER int taken_open(const char *path, int flags, ...)
     va_end(arguments);
     static auto *const real = next_definition<int(const char *, int, ...)>("open64");
     const std::string text = path;
+    if (text == kTraceFile && (flags & O_APPEND) != 0) {
+        errno = ENOMEM;
+        return g_modem.trace_file = g_modem.trace.fails() ? -1 : real(path, flags, mode);
+    }
     if (text != kDataPort && text != kAtPort) {
         return real(path, flags, mode);
     }
@@ -224,16 +229,6 @@ TAKES_OVER int taken_open(const char *path, int flags, ...)
     return fd;
 }
 
-TAKES_OVER FILE *taken_fopen(const char *path, const char *mode)
-{
-    using namespace testing_support;
-    if (path == std::string(kTraceFile) && *mode == 'a' && g_modem.trace.fails()) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    return next_definition<FILE *(const char *, const char *)>("fopen64")(path, mode);
-}
-
 TAKES_OVER int close(int fd)
 {
     using namespace testing_support;
@@ -241,6 +236,9 @@ TAKES_OVER int close(int fd)
         g_modem.note("close " + name + (g_modem.is_open(fd) ? "" : " again"));
         g_modem.ports.erase(fd);
         g_modem.old_ports[fd] = name;
+    }
+    if (fd == g_modem.trace_file) {
+        g_modem.trace_file = -1;
     }
     return next_definition<int(int)>("close")(fd);
 }
