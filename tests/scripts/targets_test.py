@@ -48,8 +48,8 @@ class UnknownTarget(unittest.TestCase):
                 self.assertRegex(result.stdout, rf"(?m)^  {target} ")
 
     def test_unknown_options_end_with_2(self):
-        for name in ("test", "build", "demo", "footprint", "cross-musl", "fuzz", "bench", "mutate", "abi", "manual",
-                     "package"):
+        for name in ("test", "build", "demo", "footprint", "cross-musl", "debian-source", "fuzz", "bench",
+                     "neighbour-sizes", "mutate", "abi", "manual", "package"):
             result = script(name, "--no-such-option")
             self.assertEqual((name, result.returncode), (name, 2), result.stderr)
 
