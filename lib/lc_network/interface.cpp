@@ -28,8 +28,9 @@ bool is_refused(const char *name)
 
 enum class Answer { kRefused, kNoSocket, kFailed, kGiven };
 
-// Asks the kernel for something of an interface.
-Answer ask(const char *name, unsigned long what, ifreq *request)
+// Asks the kernel for something of an interface. The numbers of requests fit into int, which is what
+// musl's ioctl takes; that of the GNU libc takes unsigned long.
+Answer ask(const char *name, int what, ifreq *request)
 {
     if (is_refused(name)) {
         return Answer::kRefused;
