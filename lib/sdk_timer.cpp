@@ -6,10 +6,11 @@
 
 #include "sdk_timer.h"
 
-#include "lc_list.h"
+#include "lc_list/owned.h"
 #include "lc_log/print.h"
 #include "lc_mem/alloc.h"
 #include "lc_pthread/mutex.h"
+#include "support/ignore.h"
 #include "support/layout.h"
 
 #include <algorithm>
@@ -37,22 +38,7 @@ struct Entry {
     timer descriptor GUARDED_BY(g_mutex);
 };
 
-using NodePtr = mem::Ptr<lc_list_node, MEM_OWNER_TIMER>;
-using EntryPtr = mem::Ptr<Entry, MEM_OWNER_TIMER>;
-
-struct FreeNode {
-    void operator()(lc_list_node *node) const
-    {
-        mem::release(MEM_OWNER_TIMER, node->data);
-        mem::release(MEM_OWNER_TIMER, node);
-    }
-};
-using EntryNodePtr = std::unique_ptr<lc_list_node, FreeNode>;
-
-struct FreeList {
-    void operator()(lc_list *list) const { lc_list_destroy(list, nullptr); }
-};
-using ListPtr = std::unique_ptr<lc_list, FreeList>;
+using NewEntry = OwnedEntry<Entry, MEM_OWNER_TIMER>;
 
 // Control block of the service.
 struct TimerList {
@@ -165,19 +151,20 @@ lc_list_node *reuse_node() REQUIRES(g_mutex)
     return node;
 }
 
-// A new node with a zeroed entry; null when out of memory.
-lc_list_node *build_node(const char *no_entry, const char *no_node)
+bool is_complete(const NewEntry &entry, const char *no_record, const char *no_node)
 {
-    EntryPtr entry = mem::make<Entry, MEM_OWNER_TIMER>();
-    if (entry == nullptr) {
-        return LC_FAIL(nullptr, "%s", no_entry);
+    if (entry.node != nullptr) {
+        return true;
     }
-    NodePtr node = mem::make<lc_list_node, MEM_OWNER_TIMER>();
-    if (node == nullptr) {
-        return LC_FAIL(nullptr, "%s", no_node);
-    }
-    node->data = entry.release();
-    return node.release();
+    return LC_FAIL(false, "%s", entry.record == nullptr ? no_record : no_node);
+}
+
+// A new node with a zeroed entry; null when out of memory.
+lc_list_node *build_node()
+{
+    NewEntry entry;
+    return is_complete(entry, "init timer node error\n", "init list node error\n") ? entry.release()
+                                                                                   : nullptr;
 }
 
 // Never 0, which no id has, nor the entry's last one, which would bring a stale id back to life.
@@ -197,9 +184,7 @@ uint32_t creation_stamp(uint32_t last)
 int32_t add_timer(timer *descriptor, timer_id *id) REQUIRES(g_mutex)
 {
     descriptor->interval -= descriptor->interval % TIMER_TICK_MS;
-    lc_list_node *node = lc_list_query_num(g_deleted) != 0
-                             ? reuse_node()
-                             : build_node("init timer node error\n", "init list node error\n");
+    lc_list_node *node = lc_list_query_num(g_deleted) != 0 ? reuse_node() : build_node();
     if (node == nullptr) {
         return TIMER_ERR_INTERNAL;
     }
@@ -268,8 +253,16 @@ void *timer_thread(void *)
 // What init_timer makes; given back unless the service starts.
 struct Service {
     mem::Ptr<TimerList, MEM_OWNER_TIMER> control;
-    ListPtr timers;
-    ListPtr deleted;
+    OwnedList timers;
+    OwnedList deleted;
+
+    void keep()
+    {
+        constexpr char kReason[] = "the service has no end";
+        ignore(control.release(), kReason);
+        ignore(timers.release(), kReason);
+        ignore(deleted.release(), kReason);
+    }
 };
 
 int32_t make_service(Service *service)
@@ -286,14 +279,13 @@ int32_t make_service(Service *service)
     if (service->deleted == nullptr) {
         return LC_FAIL(TIMER_ERR_NOT_INIT, "create deleted list header error\n");
     }
-    EntryNodePtr head{build_node("init first timer node error\n", "init first list node error\n")};
-    if (head == nullptr) {
+    NewEntry head;
+    if (!is_complete(head, "init first timer node error\n", "init first list node error\n")) {
         return TIMER_ERR_INTERNAL;
     }
-    if (lc_list_add_at_head(service->timers.get(), head.get()) != LC_LIST_SUCCESS) {
+    if (head.add_to_tail(service->timers.get()) != LC_LIST_SUCCESS) { // which is empty
         return LC_FAIL(TIMER_ERR_INTERNAL, "add first list node error\n");
     }
-    static_cast<void>(head.release());
     service->control->list = service->timers.get();
     return TIMER_SUCCESS;
 }
@@ -321,9 +313,7 @@ int32_t init_timer()
         g_deleted = nullptr;
         return LC_FAIL(TIMER_ERR_THREAD, "create thread failed.\n");
     }
-    static_cast<void>(service.control.release());
-    static_cast<void>(service.timers.release());
-    static_cast<void>(service.deleted.release());
+    service.keep();
     return TIMER_SUCCESS;
 }
 

@@ -23,12 +23,6 @@ void reject(uint32_t place, const char *function)
 
 } // namespace
 
-// Logs at debug level with the calling wrapper's name and yields the result.
-#define NOTE(result, text, ...)                                       \
-    (log_from(place(kLogFamily, __LINE__), "[%s]:%d " text, __func__, \
-              __LINE__ __VA_OPT__(, ) __VA_ARGS__),                   \
-     (result))
-
 #define REJECT(result) (reject(place(kLogFamily, __LINE__), __func__), (result))
 
 FILE *lc_fopen(const char *path, const char *mode)
@@ -149,9 +143,9 @@ int lc_file_exist(const char *path)
     }
     struct stat status;
     if (stat(path, &status) == 0 && !S_ISDIR(status.st_mode)) {
-        return NOTE(0, "file exist\n\n");
+        return LC_NOTE("", 0, "file exist\n\n");
     }
-    return NOTE(-1, "file is not exist\n\n");
+    return LC_NOTE("", -1, "file is not exist\n\n");
 }
 
 int lc_dir_exist(const char *path)
@@ -161,9 +155,9 @@ int lc_dir_exist(const char *path)
     }
     struct stat status;
     if (stat(path, &status) == 0 && S_ISDIR(status.st_mode)) {
-        return NOTE(0, "dir is exist\n\n");
+        return LC_NOTE("", 0, "dir is exist\n\n");
     }
-    return NOTE(-1, "dir is not exist\n\n");
+    return LC_NOTE("", -1, "dir is not exist\n\n");
 }
 
 int lc_strread_fileline(const char *path, uint32_t line, char *buf, uint32_t *size)
@@ -173,7 +167,7 @@ int lc_strread_fileline(const char *path, uint32_t line, char *buf, uint32_t *si
         return REJECT(LC_FILE_ERR_PARAM);
     }
     if (lc_file_exist(path) != 0) {
-        return NOTE(LC_FILE_ERR_PARAM, "path is not normal file\n\n");
+        return LC_NOTE("", LC_FILE_ERR_PARAM, "path is not normal file\n\n");
     }
     // A file that vanished since reads as an empty one: lc_fgets rejects the missing stream.
     const Stream stream{lc_fopen(path, "r")};
@@ -190,12 +184,12 @@ int lc_strread_fileline(const char *path, uint32_t line, char *buf, uint32_t *si
     const auto length = static_cast<uint32_t>(strlen(text));
     strncpy(buf, text, *size);
     if (length <= *size) {
-        return NOTE(0, "the line string : %s\n\n", text);
+        return LC_NOTE("", 0, "the line string : %s\n\n", text);
     }
     // Only a caller that asked for the last line learns how much room it needs; those that ask by
     // number rely on *size staying as it was.
     if (line == 0) {
         *size = length;
     }
-    return NOTE(LC_FILE_ERR_PARAM, "the size is not enough and the line string : %s\n\n", text);
+    return LC_NOTE("", LC_FILE_ERR_PARAM, "the size is not enough and the line string : %s\n\n", text);
 }

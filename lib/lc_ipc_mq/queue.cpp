@@ -4,6 +4,7 @@
 
 #include "support/fd.h"
 #include "support/flag.h"
+#include "support/ignore.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -95,7 +96,7 @@ Node make_queue(uint32_t capacity) NO_THREAD_SAFETY_ANALYSIS
         mq_mgt_node_destroy(queue.release());
         return LC_FAIL(Node(), "Assign memory failed!\n");
     }
-    static_cast<void>(queue.release());
+    ignore(queue.release(), "the node has it");
     return node;
 }
 
@@ -123,9 +124,7 @@ uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb)
     if (!g_initialised) {
         return LC_FAIL(IPC_ERR_NOT_INIT, "Not initialized.\n");
     }
-    if (cb == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
-    }
+    LC_REQUIRE(cb, "mq_cb", IPC_ERR_PARAM);
     const MutexLock guard(g_queues_mutex);
     if (g_mq_mgt_list == nullptr) {
         g_mq_mgt_list = lc_list_create();
@@ -152,9 +151,7 @@ uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb)
 
 uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id)
 {
-    if (cb == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
-    }
+    LC_REQUIRE(cb, "mq_cb", IPC_ERR_PARAM);
     mq_mgt &queue = queue_of(cb);
     const MutexLock guard(queue.lock);
     const bool was_full = is_full(queue);
@@ -182,8 +179,8 @@ int ipc_mq_get_fd(mq_cb cb)
 {
     if (cb == nullptr) {
         errno = EINVAL;
-        return LC_FAIL_NULL(-1, "mq_cb");
     }
+    LC_REQUIRE(cb, "mq_cb", -1);
     mq_mgt &queue = queue_of(cb);
     const MutexLock guard(queue.lock);
     if (!queue.watched && !watch(queue)) {
@@ -198,12 +195,8 @@ uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num)
     if (!g_initialised) {
         return LC_FAIL(IPC_ERR_NOT_INIT, "Not initialized.\n");
     }
-    if (usg_stat == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "usg_stat");
-    }
-    if (num == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "num");
-    }
+    LC_REQUIRE(usg_stat, "usg_stat", IPC_ERR_PARAM);
+    LC_REQUIRE(num, "num", IPC_ERR_PARAM);
     const MutexLock guard(g_queues_mutex);
     const uint32_t queues = g_mq_mgt_list == nullptr ? 0 : g_mq_mgt_list->count;
     mq_cb cb = queues == 0 ? nullptr : g_mq_mgt_list->head;
@@ -212,8 +205,7 @@ uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num)
             return IPC_ERR_TOO_SMALL;
         }
         const mq_mgt &queue = queue_of(cb);
-        usg_stat[i] = {queue.capacity, queue.high_count.load(std::memory_order_relaxed),
-                       queue.normal_count.load(std::memory_order_relaxed)};
+        usg_stat[i] = {queue.capacity, get(queue.high_count), get(queue.normal_count)};
     }
     *num = queues;
     return IPC_SUCCESS;

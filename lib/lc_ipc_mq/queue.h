@@ -42,14 +42,21 @@ inline Node make_node(void *data)
 
 inline mq_mgt &queue_of(mq_cb cb) { return *static_cast<mq_mgt *>(cb->data); }
 
-inline void add_to(std::atomic<uint32_t> &counter, uint32_t change)
+// The counters change with the lock held, so that no other writer can come between.
+inline uint32_t get(const std::atomic<uint32_t> &counter)
 {
-    // The lock is held: no other writer can come between.
-    counter.store(counter.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
+    return counter.load(std::memory_order_relaxed);
 }
 
-inline void increment(std::atomic<uint32_t> &counter) { add_to(counter, 1); }
-inline void decrement(std::atomic<uint32_t> &counter) { add_to(counter, UINT32_MAX); }
+inline void increment(std::atomic<uint32_t> &counter)
+{
+    counter.store(get(counter) + 1, std::memory_order_relaxed);
+}
+
+inline void decrement(std::atomic<uint32_t> &counter)
+{
+    counter.store(get(counter) - 1, std::memory_order_relaxed);
+}
 
 // Exactly full: a queue that late senders have overfilled is not, and admits more until it is drained.
 inline bool is_full(const mq_mgt &queue) REQUIRES(queue.lock)

@@ -2,6 +2,8 @@
 
 #include "lc_ipc_mq/queue.h"
 
+#include "support/ignore.h"
+
 #include <cerrno>
 #include <limits>
 #include <sys/time.h>
@@ -29,6 +31,8 @@ uint32_t wait_once(mq_mgt &queue, Condition &condition, int32_t timeout, uint32_
 }
 
 // Ordinary messages go to the tail; high-priority ones behind those already queued, before all others.
+// The queue's record provides for high priority, but ipc_mq_send refuses it: no caller gets to that
+// half.
 uint32_t link_message(mq_mgt &queue, lc_list_node *node, uint32_t priority) REQUIRES(queue.lock)
 {
     if (priority == 0) {
@@ -54,7 +58,7 @@ void count_removal_from_head(mq_mgt &queue) REQUIRES(queue.lock)
         decrement(queue.normal_count);
         return;
     }
-    if (queue.high_count.load(std::memory_order_relaxed) == 1) {
+    if (get(queue.high_count) == 1) {
         queue.last_high = nullptr;
     }
     decrement(queue.high_count);
@@ -64,12 +68,8 @@ void count_removal_from_head(mq_mgt &queue) REQUIRES(queue.lock)
 
 uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t timeout)
 {
-    if (cb == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
-    }
-    if (msg_hdr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "msg_hdr");
-    }
+    LC_REQUIRE(cb, "mq_cb", IPC_ERR_PARAM);
+    LC_REQUIRE(msg_hdr, "msg_hdr", IPC_ERR_PARAM);
     // High priority is part of the queue's design, but closed to callers: this system has no use of it.
     if (priority != 0) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para priority is %lu.\n",
@@ -97,7 +97,7 @@ uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t 
         return LC_FAIL(IPC_ERR_RESOURCE, "Add to list mgt->mq_head failed! sret=%ld\n",
                        static_cast<long>(result));
     }
-    static_cast<void>(node.release());
+    ignore(node.release(), "the queue has it");
     show(queue);
     if (was_empty) {
         queue.not_empty.signal();
@@ -107,12 +107,8 @@ uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t 
 
 uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
 {
-    if (cb == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "mq_cb");
-    }
-    if (msg_hdr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "msg_hdr");
-    }
+    LC_REQUIRE(cb, "mq_cb", IPC_ERR_PARAM);
+    LC_REQUIRE(msg_hdr, "msg_hdr", IPC_ERR_PARAM);
     if (!is_timeout(timeout)) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is %ld.\n",
                        static_cast<long>(timeout));
@@ -144,8 +140,8 @@ uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
 
 void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms)
 {
-    // A time_t of 32 bits ends in 2038. Where libc then gives no time, a deadline is one that has
-    // passed; what comes shortly before is no later than its end.
+    // A time_t of 32 bits ends in 2038. After that libc gives no time, which leaves 0: the deadline has
+    // passed. Shortly before it, a deadline that lies beyond the last second becomes the last second.
     timeval now = {};
     gettimeofday(&now, nullptr);
     if (__builtin_add_overflow(now.tv_sec, timeout_ms / 1000, &abstime->tv_sec)) {

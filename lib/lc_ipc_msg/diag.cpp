@@ -16,15 +16,9 @@ uint32_t ipc_diag_msg_receive(void *out_buff, uint32_t *out_len, ipc_addr *src_a
     if (!g_endpoint.initialised) {
         return IPC_ERR_NOT_INIT;
     }
-    if (out_buff == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_buff");
-    }
-    if (out_len == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_len");
-    }
-    if (src_addr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "src_addr");
-    }
+    LC_REQUIRE(out_buff, "out_buff", IPC_ERR_PARAM);
+    LC_REQUIRE(out_len, "out_len", IPC_ERR_PARAM);
+    LC_REQUIRE(src_addr, "src_addr", IPC_ERR_PARAM);
     Datagram datagram;
     const uint32_t result = read_datagram(&datagram);
     if (result == IPC_ERR_RESOURCE) {

@@ -7,6 +7,7 @@
 #include "lc_log/print.h"
 #include "lc_pthread.h"
 #include "support/fd.h"
+#include "support/ignore.h"
 #include "support/socket.h"
 
 #include <cerrno>
@@ -64,7 +65,7 @@ uint32_t start_receiver(const ReceiveArgs &args)
     if (result != 0) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Start message receiving thread failed! ret=%d.\n", result);
     }
-    static_cast<void>(own.release());
+    ignore(own.release(), "the thread has it");
     return IPC_SUCCESS;
 }
 

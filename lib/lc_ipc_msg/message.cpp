@@ -94,17 +94,13 @@ void *ipc_memory_assign(uint32_t body_len, uint32_t type)
 
 void *ipc_msg_get_body(ipc_msg_hdr *msg)
 {
-    if (msg == nullptr) {
-        return LC_FAIL_NULL(nullptr, "msg");
-    }
+    LC_REQUIRE(msg, "msg", nullptr);
     return ipc_msg_body(msg);
 }
 
 ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg)
 {
-    if (msg == nullptr) {
-        return LC_FAIL_NULL(nullptr, "msg");
-    }
+    LC_REQUIRE(msg, "msg", nullptr);
     return ipc_msg_sender(msg);
 }
 
@@ -120,9 +116,7 @@ uint32_t ipc_get_addr_by_id(uint32_t module_id, uint32_t priority, ipc_addr *add
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para priority is %lu.\n",
                        static_cast<unsigned long>(priority));
     }
-    if (addr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "addr");
-    }
+    LC_REQUIRE(addr, "addr", IPC_ERR_PARAM);
     if (module_id >= IPC_MODULE_COUNT) {
         // "&lu" is deliberate: the texts are part of the interface.
         return LC_FAIL(IPC_ERR_PARAM, "Para module_id invalid! module_id=&lu.\n");

@@ -4,6 +4,7 @@
 #include "lc_ipc_msg/socket.h"
 #include "lc_ipc_msg/sync.h"
 #include "lc_log/print.h"
+#include "support/ignore.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -103,7 +104,7 @@ uint32_t enqueue(mq_cb cb, Received msg)
 {
     const uint32_t result = ipc_mq_send(cb, msg.get(), 0, 0);
     if (result == IPC_SUCCESS) {
-        static_cast<void>(msg.release());
+        ignore(msg.release(), "the queue has it");
     }
     return result;
 }
@@ -158,9 +159,7 @@ uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received ms
 
 uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
 {
-    if (running == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "flag");
-    }
+    LC_REQUIRE(running, "flag", IPC_ERR_PARAM);
     Datagram datagram;
     const uint32_t result = read_datagram(&datagram);
     if (result != IPC_SUCCESS) {
@@ -179,6 +178,7 @@ uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
 void *receive_thread(void *args)
 {
     const ReceiveArgs own = *ReceiveArgsPtr(static_cast<ReceiveArgs *>(args));
+    // As ipc_msg_init does: a handler may send before that has returned.
     g_endpoint.initialised = true;
     const int fd = g_endpoint.common.fd;
     uint32_t running = 1;
@@ -189,12 +189,12 @@ void *receive_thread(void *args)
         timeval timeout = {kSelectSeconds, 0};
         const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
         if (ready < 0) {
-            static_cast<void>(LC_FAIL(0, "Call select failed. errno is %d.\n", errno));
+            LC_REPORT("Call select failed. errno is %d.\n", errno);
         } else if (ready > 0) {
             const uint32_t result = receive_message(own, &running);
             if (result != IPC_SUCCESS) {
-                static_cast<void>(LC_FAIL(0, "Receive common priority message failed! sret=%ld.\n",
-                                          static_cast<long>(result)));
+                LC_REPORT("Receive common priority message failed! sret=%ld.\n",
+                          static_cast<long>(result));
             }
         }
     }

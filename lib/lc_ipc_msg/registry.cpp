@@ -1,8 +1,10 @@
 #include "lc_ipc_msg/registry.h"
 
 #include "lc_ipc_msg/socket.h"
+#include "lc_list/owned.h"
 #include "lc_log/print.h"
 #include "lc_pthread/mutex.h"
+#include "support/ignore.h"
 #include "support/layout.h"
 
 #include <cstring>
@@ -33,12 +35,7 @@ struct reg_notify {
 static_assert(offsetof(reg_notify, notify_id) == 0);
 static_assert(on_32_bits(sizeof(reg_notify) == 8 && offsetof(reg_notify, addr_list) == 4));
 
-template <typename T> using Owned = mem::Ptr<T, MEM_OWNER_IPC_SYNC>;
-
-struct DestroyList {
-    void operator()(lc_list *list) const { lc_list_destroy(list, nullptr); }
-};
-using List = std::unique_ptr<lc_list, DestroyList>;
+template <typename T> using Entry = OwnedEntry<T, MEM_OWNER_IPC_SYNC>;
 
 reg_notify *find_registration(uint32_t notify_id) REQUIRES(g_registry_mutex)
 {
@@ -60,34 +57,14 @@ lc_list_node *find_subscriber(const reg_notify &registration, const sockaddr_un 
     return lc_list_find(registration.addr_list, is_other_socket, &sock);
 }
 
-// A node that carries a block of its own; both empty on failure.
-template <typename T> struct Entry {
-    Owned<lc_list_node> node = mem::make<lc_list_node, MEM_OWNER_IPC_SYNC>();
-    Owned<T> data = mem::make<T, MEM_OWNER_IPC_SYNC>();
-
-    bool complete() const { return node != nullptr && data != nullptr; }
-
-    // Hands both over to the list on success.
-    uint32_t add_to(lc_list *list)
-    {
-        node->data = data.get();
-        const uint32_t result = lc_list_add_at_tail(list, node.get());
-        if (result == LC_LIST_SUCCESS) {
-            static_cast<void>(node.release());
-            static_cast<void>(data.release());
-        }
-        return result;
-    }
-};
-
 uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber) REQUIRES(g_registry_mutex)
 {
     Entry<ipc_addr> entry;
-    if (!entry.complete()) {
+    if (entry.node == nullptr) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
-    *entry.data = subscriber;
-    const uint32_t result = entry.add_to(addr_list);
+    *entry.record = subscriber;
+    const uint32_t result = entry.add_to_tail(addr_list);
     if (result != LC_LIST_SUCCESS) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Add to list mgt->mq_head failed! sret=%ld\n",
                        static_cast<long>(result));
@@ -99,23 +76,23 @@ uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber) REQUIRES
 uint32_t add_registration(uint32_t notify_id, const ipc_addr &subscriber) REQUIRES(g_registry_mutex)
 {
     Entry<reg_notify> entry;
-    if (!entry.complete()) {
+    if (entry.node == nullptr) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
-    List addr_list{lc_list_create()};
+    OwnedList addr_list{lc_list_create()};
     if (addr_list == nullptr) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Create list failed!\n");
     }
     if (add_subscriber(addr_list.get(), subscriber) != IPC_SUCCESS) {
         return IPC_ERR_RESOURCE;
     }
-    *entry.data = {notify_id, addr_list.get()};
-    const uint32_t result = entry.add_to(g_reg_notify_list);
+    *entry.record = {notify_id, addr_list.get()};
+    const uint32_t result = entry.add_to_tail(g_reg_notify_list);
     if (result != LC_LIST_SUCCESS) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Add to list g_reg_notify_list.list_head failed! sret=%ld\n",
                        static_cast<long>(result));
     }
-    static_cast<void>(addr_list.release());
+    ignore(addr_list.release(), "the registration has it");
     return IPC_SUCCESS;
 }
 
@@ -170,9 +147,7 @@ void destroy_registry() NO_THREAD_SAFETY_ANALYSIS
 
 uint32_t handle_register(ipc_msg_hdr *msg, ipc_reg_check_fn reg_check)
 {
-    if (msg == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "reg_msg");
-    }
+    LC_REQUIRE(msg, "reg_msg", IPC_ERR_PARAM);
     const Message response = assign_message<MEM_OWNER_IPC>(kWordSize);
     if (response == nullptr) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
@@ -184,17 +159,14 @@ uint32_t handle_register(ipc_msg_hdr *msg, ipc_reg_check_fn reg_check)
     set_body_word(*response, result);
     const uint32_t sent = ipc_msg_send_asy(ipc_msg_sender(msg), response.get(), kWordSize);
     if (sent != IPC_SUCCESS) {
-        static_cast<void>(LC_FAIL(0, "Send register response to client failed! sret=%ld.\n",
-                                  static_cast<long>(sent)));
+        LC_REPORT("Send register response to client failed! sret=%ld.\n", static_cast<long>(sent));
     }
     return result;
 }
 
 uint32_t handle_deregister(ipc_msg_hdr *msg)
 {
-    if (msg == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "dereg_msg");
-    }
+    LC_REQUIRE(msg, "dereg_msg", IPC_ERR_PARAM);
     if (msg->length != kWordSize) {
         return LC_FAIL(IPC_ERR_LENGTH, "Not invalid deregister message!\n");
     }
@@ -222,9 +194,7 @@ uint32_t ipc_register_notify(const ipc_addr *dest_addr, uint32_t notify_id, uint
     if (!g_endpoint.initialised) {
         return IPC_ERR_NOT_INIT;
     }
-    if (dest_addr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
-    }
+    LC_REQUIRE(dest_addr, "dest_addr", IPC_ERR_PARAM);
     if (timeout == 0) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is 0.\n");
     }
@@ -252,9 +222,7 @@ uint32_t ipc_deregister_notify(const ipc_addr *dest_addr, uint32_t notify_id)
     if (!g_endpoint.initialised) {
         return IPC_ERR_NOT_INIT;
     }
-    if (dest_addr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
-    }
+    LC_REQUIRE(dest_addr, "dest_addr", IPC_ERR_PARAM);
     const Message request = make_word_message(IPC_MSG_ID_DEREGISTER, notify_id);
     if (request == nullptr) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
@@ -271,9 +239,7 @@ uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len)
     if (!g_endpoint.initialised) {
         return IPC_ERR_NOT_INIT;
     }
-    if (buff == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "buff");
-    }
+    LC_REQUIRE(buff, "buff", IPC_ERR_PARAM);
     const MutexLock guard(g_registry_mutex);
     const reg_notify *registration = find_registration(buff->msg_id);
     if (registration != nullptr) {

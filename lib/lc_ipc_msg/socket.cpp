@@ -73,11 +73,7 @@ uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, uint32_t
     if (!g_endpoint.initialised) {
         return IPC_ERR_NOT_INIT;
     }
-    if (dest_addr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
-    }
-    if (buff == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "buff");
-    }
+    LC_REQUIRE(dest_addr, "dest_addr", IPC_ERR_PARAM);
+    LC_REQUIRE(buff, "buff", IPC_ERR_PARAM);
     return send_asynchronous(*dest_addr, *buff, len);
 }

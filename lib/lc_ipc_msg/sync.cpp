@@ -6,6 +6,7 @@
 #include "lc_ipc_msg/sync.h"
 
 #include "lc_ipc_msg/socket.h"
+#include "lc_list/owned.h"
 #include "lc_log/print.h"
 #include "lc_pthread/mutex.h"
 
@@ -39,32 +40,22 @@ static_assert(offsetof(sync_waitor, session_id) == 0);
 
 // Neither lock nor condition is destroyed with the record: with default attributes they own nothing,
 // and once the waiter is unlinked nobody can be using them.
-using Waiter = mem::Ptr<sync_waitor, MEM_OWNER_IPC_SYNC>;
-using Node = mem::Ptr<lc_list_node, MEM_OWNER_IPC_SYNC>;
+using Waiter = OwnedEntry<sync_waitor, MEM_OWNER_IPC_SYNC>;
 
-// Lists a waiter; empty on failure.
-Node list_waiter(uint32_t session_id, void *out_buff, uint32_t out_len) EXCLUDES(g_waiters_mutex)
+bool list_waiter(Waiter &waiter, uint32_t session_id, void *out_buff, uint32_t out_len)
+    EXCLUDES(g_waiters_mutex)
 {
+    if (waiter.node == nullptr) {
+        return LC_FAIL(false, "Assign memory failed!\n");
+    }
+    waiter.record->session_id = session_id;
+    waiter.record->out_buff = out_buff;
+    waiter.record->capacity = out_len + static_cast<uint32_t>(sizeof(ipc_msg_hdr));
     const MutexLock guard(g_waiters_mutex);
-    Waiter waiter = mem::make<sync_waitor, MEM_OWNER_IPC_SYNC>();
-    if (waiter == nullptr) {
-        return LC_FAIL(Node(), "Assign memory failed!\n");
-    }
-    waiter->session_id = session_id;
-    waiter->out_buff = out_buff;
-    waiter->capacity = out_len + static_cast<uint32_t>(sizeof(ipc_msg_hdr));
-
-    Node node = mem::make_copy<MEM_OWNER_IPC_SYNC>(lc_list_node{0, waiter.get(), nullptr, nullptr});
-    if (node == nullptr) {
-        return LC_FAIL(Node(), "Assign memory failed!\n");
-    }
-    const uint32_t result = lc_list_add_at_tail(g_sync_waitor_list, node.get());
-    if (result != LC_LIST_SUCCESS) {
-        return LC_FAIL(Node(), "Add to list g_sync_waitor_list.list_head failed! sret=%ld\n",
-                       static_cast<long>(result));
-    }
-    static_cast<void>(waiter.release());
-    return node;
+    const uint32_t result = lc_list_add_at_tail(g_sync_waitor_list, waiter.node.get());
+    return result == LC_LIST_SUCCESS ||
+           LC_FAIL(false, "Add to list g_sync_waitor_list.list_head failed! sret=%ld\n",
+                   static_cast<long>(result));
 }
 
 // Sends the request; until when the response may come is in deadline then.
@@ -144,8 +135,8 @@ uint32_t deliver_response(const ipc_msg_hdr &response, uint32_t size)
         memcpy(waiter.out_buff, &response, size < waiter.capacity ? size : waiter.capacity);
         waiter.received = size;
     }
-    // The sender wakes into its lock: it finds it free. The list mutex keeps the waiter from being
-    // freed.
+    // Signalled with the waiter's lock released, so that the sender does not wake only to wait for it.
+    // The list mutex is still held, which keeps the sender from freeing the waiter.
     waiter.done.signal();
     return IPC_SUCCESS;
 }
@@ -160,21 +151,13 @@ uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint3
     if (!g_endpoint.initialised) {
         return IPC_ERR_NOT_INIT;
     }
-    if (dest_addr == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "dest_addr");
-    }
-    if (in_buff == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "in_buff");
-    }
+    LC_REQUIRE(dest_addr, "dest_addr", IPC_ERR_PARAM);
+    LC_REQUIRE(in_buff, "in_buff", IPC_ERR_PARAM);
     if (timeout == 0) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para timeout is 0.\n");
     }
-    if (out_buff == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_buff");
-    }
-    if (out_len == nullptr) {
-        return LC_FAIL_NULL(IPC_ERR_PARAM, "out_len");
-    }
+    LC_REQUIRE(out_buff, "out_buff", IPC_ERR_PARAM);
+    LC_REQUIRE(out_len, "out_len", IPC_ERR_PARAM);
     if (in_buff->length != in_len) {
         return LC_FAIL(IPC_ERR_LENGTH,
                        "Message length mismatched! Given length is %d, but length in message header is "
@@ -183,14 +166,13 @@ uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint3
     }
     in_buff->type = IPC_MSG_TYPE_REQUEST;
 
-    const Node node = list_waiter(in_buff->session_id, out_buff, *out_len);
-    if (node == nullptr) {
+    Waiter waiter;
+    if (!list_waiter(waiter, in_buff->session_id, out_buff, *out_len)) {
         return IPC_ERR_RESOURCE;
     }
-    const Waiter waiter{static_cast<sync_waitor *>(node->data)};
-    const uint32_t exchanged = exchange(*waiter, *dest_addr, *in_buff, in_len, timeout);
+    const uint32_t exchanged = exchange(*waiter.record, *dest_addr, *in_buff, in_len, timeout);
 
     const MutexLock guard(g_waiters_mutex);
-    lc_list_del_node(g_sync_waitor_list, node.get());
-    return judge(*waiter, exchanged, out_len);
+    lc_list_del_node(g_sync_waitor_list, waiter.node.get());
+    return judge(*waiter.record, exchanged, out_len);
 }

@@ -26,11 +26,22 @@ void log_null(uint32_t place, const char *parameter);
 
 } // namespace lterouter
 
-// Logs an error with its source position and yields the result code. kLogFamily is the family's own.
-// A message without a result of its own is (void)LC_FAIL(0, ...).
-#define LC_FAIL(code, ...) \
-    (lterouter::log_from(lterouter::place(kLogFamily, __LINE__), __VA_ARGS__), (code))
+// Logs with the source position. kLogFamily is the family's own.
+#define LC_REPORT(...) lterouter::log_from(lterouter::place(kLogFamily, __LINE__), __VA_ARGS__)
 
-// The same for a parameter that is null.
-#define LC_FAIL_NULL(code, parameter) \
-    (lterouter::log_null(lterouter::place(kLogFamily, __LINE__), parameter), (code))
+// The same, and yields the result.
+#define LC_FAIL(result, ...) (LC_REPORT(__VA_ARGS__), (result))
+
+// Returns the result, with a log line, when a parameter is null; name is the log's name for it.
+#define LC_REQUIRE(parameter, name, result)                                    \
+    do {                                                                       \
+        if ((parameter) == nullptr) {                                          \
+            lterouter::log_null(lterouter::place(kLogFamily, __LINE__), name); \
+            return result;                                                     \
+        }                                                                      \
+    } while (false)
+
+// Logs what a function notes, its name and once more the line before the text, and yields the result.
+// Some messages of lc_network have a blank before them.
+#define LC_NOTE(blank, result, text, ...) \
+    LC_FAIL(result, blank "[%s]:%d " text, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)

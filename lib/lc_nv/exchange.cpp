@@ -7,6 +7,7 @@
 #include "lc_nv/store.h"
 #include "lc_nv/transfer.h"
 #include "support/fd.h"
+#include "support/ignore.h"
 
 #include <cstdio>
 #include <cstring>
@@ -19,7 +20,10 @@ namespace {
 
 // ---- Export ----
 
-void write_line(int fd, const char *text, size_t size) { static_cast<void>(!write(fd, text, size)); }
+void write_line(int fd, const char *text, size_t size)
+{
+    ignore(write(fd, text, size), "an export reports no failed write");
+}
 
 // Reads the text of a copy; false when it holds none.
 bool read_copy(const char *path, char *text)
@@ -29,7 +33,8 @@ bool read_copy(const char *path, char *text)
 }
 
 // Writes a parameter's line, its value straight from the copy into the line; runs the checksum over it.
-// Of its own so that the line is on the stack beside the reader's only while it is needed.
+// Not inlined: its line would lie on the caller's stack while the defaults are read, where there is one
+// already.
 [[gnu::noinline]] void export_parameter(int output, const NvParameter &parameter, uint32_t *crc)
 {
     char line[NV_LINE_SIZE];

@@ -6,6 +6,7 @@
 #include "lc_nv/transfer.h"
 #include "lc_nv/turn.h"
 #include "support/fd.h"
+#include "support/ignore.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -79,8 +80,7 @@ uint32_t nvmram_writenv(const char *name, const char *value, uint32_t size)
 
 uint32_t nvmram_clear()
 {
-    // The outcome is not reported: an empty store fails the command as well.
-    static_cast<void>(!system("rm " NVMRAM_DIR "* 2> /dev/null"));
+    ignore(system("rm " NVMRAM_DIR "* 2> /dev/null"), "an empty store fails it too");
     return NV_SUCCESS;
 }
 

@@ -8,6 +8,7 @@
 #include "lc_nv/store.h"
 #include "lc_nv/transfer.h"
 #include "support/fd.h"
+#include "support/ignore.h"
 
 #include <cerrno>
 #include <cstring>
@@ -18,7 +19,10 @@
 namespace lterouter {
 namespace {
 
-void cut(int fd, size_t size) { static_cast<void>(!ftruncate(fd, static_cast<off_t>(size))); }
+void cut(int fd, size_t size)
+{
+    ignore(ftruncate(fd, static_cast<off_t>(size)), "the next start repairs again");
+}
 
 void cut_locked(int fd, size_t size)
 {
@@ -45,7 +49,7 @@ bool mirror(const char *backup, const char *text, size_t size)
     if (!holds(file.get(), text, size)) {
         const FileLock lock(file.get(), F_WRLCK);
         lseek(file.get(), 0, SEEK_SET);
-        static_cast<void>(!write(file.get(), text, size));
+        ignore(write(file.get(), text, size), "the next start repairs again");
         cut(file.get(), size);
     }
     return true;

@@ -8,6 +8,7 @@
 
 #include "lc_nv/parameter_file.h"
 #include "lc_nv/transfer.h"
+#include "support/ignore.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -82,9 +83,8 @@ uint32_t nvm_match(const char *name, const char *value) { return nv_match(nvm_re
 
 uint32_t nvm_clear()
 {
-    // The outcomes are not reported: an empty directory fails the command as well.
-    static_cast<void>(!system("rm " NVM_CURRENT_DIR "* 2> /dev/null"));
-    static_cast<void>(!system("rm " NVM_BACKUP_DIR "* 2> /dev/null"));
+    ignore(system("rm " NVM_CURRENT_DIR "* 2> /dev/null"), "an empty directory fails it too");
+    ignore(system("rm " NVM_BACKUP_DIR "* 2> /dev/null"), "an empty directory fails it too");
     return NV_SUCCESS;
 }
 

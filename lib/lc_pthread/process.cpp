@@ -3,6 +3,7 @@
 #include "lc_log/print.h"
 #include "lc_pthread.h"
 #include "support/fd.h"
+#include "support/ignore.h"
 
 #include <cerrno>
 #include <csignal>
@@ -199,7 +200,7 @@ int pids_by_name(const char *name, pid_t **pids)
         if (grown == nullptr) {
             return -1;
         }
-        static_cast<void>(found.release());
+        ignore(found.release(), "the grown block has taken its place");
         found.reset(static_cast<pid_t *>(grown));
         found[static_cast<size_t>(count++)] = atoi(entry->d_name);
     }

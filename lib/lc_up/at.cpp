@@ -70,10 +70,10 @@ using namespace lterouter;
 
 int32_t lc_at_snd(const char *command)
 {
-    LCT_TRACE(void(), "enter\n\n");
+    LC_TRACE(void(), "enter\n\n");
     const AtPort port(open_port(LC_UP_AT_PORT));
     if (!port) {
-        return LCT_TRACE(-1, "open %s error\n\n", LC_UP_AT_PORT);
+        return LC_TRACE(-1, "open %s error\n\n", LC_UP_AT_PORT);
     }
     if (!send(__func__, port.get(), command)) {
         return -1;
@@ -82,7 +82,7 @@ int32_t lc_at_snd(const char *command)
     for (int reads = 0; reads < kReads; ++reads) {
         const int32_t count = lc_read_tty(port.get(), reply, kReplySize);
         if (count < 0) {
-            return LCT_TRACE(-1, "read AT PORT:%s failed\n\n", LC_UP_AT_PORT);
+            return LC_TRACE(-1, "read AT PORT:%s failed\n\n", LC_UP_AT_PORT);
         }
         if (count == 0) {
             continue;
@@ -90,7 +90,7 @@ int32_t lc_at_snd(const char *command)
         if (strncmp(reply, command, kEchoLength) != 0) {
             break;
         }
-        LCT_TRACE(void(), "result is %s, continue read...\n\n", reply);
+        LC_TRACE(void(), "result is %s, continue read...\n\n", reply);
         memset(reply, 0, sizeof(reply));
     }
     return judge(__func__, command, reply);
@@ -98,10 +98,10 @@ int32_t lc_at_snd(const char *command)
 
 int32_t lc_at_snd_wait(const char *command)
 {
-    LCT_TRACE(void(), "enter\n\n");
+    LC_TRACE(void(), "enter\n\n");
     const AtPort port(open_port(LC_UP_AT_PORT));
     if (!port) {
-        return LCT_TRACE(-1, "open %s error\n\n", LC_UP_AT_PORT);
+        return LC_TRACE(-1, "open %s error\n\n", LC_UP_AT_PORT);
     }
     configure_port(port.get());
     if (!send(__func__, port.get(), command)) {
@@ -110,7 +110,7 @@ int32_t lc_at_snd_wait(const char *command)
     usleep(kReplyMicroseconds);
     Reply reply = {};
     if (read(port.get(), reply, kReplySize) <= 0) {
-        return LCT_TRACE(-1, "result length of %s error\n\n", command);
+        return LC_TRACE(-1, "result length of %s error\n\n", command);
     }
     return judge(__func__, command, reply);
 }

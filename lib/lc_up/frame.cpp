@@ -38,7 +38,7 @@ using namespace lterouter;
 int32_t lc_fill_head(lc_up_frame *head, uint32_t index, uint32_t type, uint32_t length)
 {
     if (head == nullptr) {
-        return LCT_TRACE(-1, "param is NULL\n\n");
+        return LC_TRACE(-1, "param is NULL\n\n");
     }
     head->index = little32(index);
     head->type = little32(type);
@@ -49,27 +49,27 @@ int32_t lc_fill_head(lc_up_frame *head, uint32_t index, uint32_t type, uint32_t 
 int32_t lc_data_chk(const lc_up_frame *request, const lc_up_response *response)
 {
     if (request == nullptr || response == nullptr) {
-        return LCT_TRACE(-1, "param is NULL\n\n");
+        return LC_TRACE(-1, "param is NULL\n\n");
     }
     const uint32_t request_type = little32(request->type);
     const uint32_t response_type = little32(response->type);
     const int request_index = static_cast<int>(little32(request->index));
     const int response_index = static_cast<int>(little32(response->index));
     if (!well_typed(request_type, response_type) || request_index != response_index) {
-        return LCT_TRACE(1, "UP Comand error, request type:%d index:%d response type:%d index:%d\n\n",
-                         static_cast<int>(request_type), request_index, static_cast<int>(response_type),
-                         response_index);
+        return LC_TRACE(1, "UP Comand error, request type:%d index:%d response type:%d index:%d\n\n",
+                        static_cast<int>(request_type), request_index, static_cast<int>(response_type),
+                        response_index);
     }
     if (says(*response, kAccepted)) {
         return 0;
     }
     constexpr int kWidth = sizeof(response->status);
     if (says(*response, kAgain)) {
-        return LCT_TRACE(1, "Up Response error:%.*s, index is %d, retry it...\n\n", kWidth,
-                         response->status, request_index);
+        return LC_TRACE(1, "Up Response error:%.*s, index is %d, retry it...\n\n", kWidth,
+                        response->status, request_index);
     }
-    return LCT_TRACE(-1, "Up Response error:%.*s, index is %d, exit...\n\n", kWidth, response->status,
-                     request_index);
+    return LC_TRACE(-1, "Up Response error:%.*s, index is %d, exit...\n\n", kWidth, response->status,
+                    request_index);
 }
 
 const char *lc_get_tlv_type_str(uint32_t value)

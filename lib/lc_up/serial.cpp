@@ -31,22 +31,22 @@ using namespace lterouter;
 
 int lc_open_tty()
 {
-    LCT_TRACE(void(), "enter\n\n");
+    LC_TRACE(void(), "enter\n\n");
     const int fd = open_port(LC_UP_DATA_PORT);
     if (fd < 0) {
-        return LCT_TRACE(-1, "open %s error\n\n", LC_UP_DATA_PORT);
+        return LC_TRACE(-1, "open %s error\n\n", LC_UP_DATA_PORT);
     }
     configure_port(fd);
-    return LCT_TRACE(fd, "end\n\n");
+    return LC_TRACE(fd, "end\n\n");
 }
 
 int32_t lc_read_tty(int fd, void *buf, size_t len)
 {
     if (buf == nullptr) {
-        return LCT_TRACE(-1, "param is NULL\n\n");
+        return LC_TRACE(-1, "param is NULL\n\n");
     }
     if (fd < 0 || fd >= FD_SETSIZE) {
-        return LCT_TRACE(-1, "FD_ISSET error\n\n"); // a set cannot hold it
+        return LC_TRACE(-1, "FD_ISSET error\n\n"); // a set cannot hold it
     }
     fd_set readable;
     FD_ZERO(&readable);
@@ -57,15 +57,15 @@ int32_t lc_read_tty(int fd, void *buf, size_t len)
         return 0;
     }
     if (ready == -1) {
-        return LCT_TRACE(0, "select error:%d %d\n\n", ready, errno);
+        return LC_TRACE(0, "select error:%d %d\n\n", ready, errno);
     }
     if (!FD_ISSET(fd, &readable)) {
-        return LCT_TRACE(-1, "FD_ISSET error\n\n");
+        return LC_TRACE(-1, "FD_ISSET error\n\n");
     }
     const ssize_t count = read(fd, buf, len);
     // A modem that restarts comes back as another device. The data port tells it for either port.
     if (count == 0 && access(LC_UP_DATA_PORT, F_OK) != 0) {
-        return LCT_TRACE(-1, "tty dev disappear\n\n");
+        return LC_TRACE(-1, "tty dev disappear\n\n");
     }
     return static_cast<int32_t>(count);
 }

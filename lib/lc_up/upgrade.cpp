@@ -78,28 +78,28 @@ using namespace lterouter;
 int32_t lc_set_img_size(int32_t size)
 {
     if (size <= kPieceSize) {
-        return LCT_TRACE(-1, "img file size error:%d\n\n", size);
+        return LC_TRACE(-1, "img file size error:%d\n\n", size);
     }
     g_pic_count = size / kPieceSize + (size % kPieceSize != 0 ? 1 : 0);
-    return LCT_TRACE(0, "img file len:%d, split into %d pic\n\n", size, g_pic_count);
+    return LC_TRACE(0, "img file len:%d, split into %d pic\n\n", size, g_pic_count);
 }
 
 int32_t lc_up_start()
 {
-    LCT_TRACE(void(), "modem up start\n\n");
+    LC_TRACE(void(), "modem up start\n\n");
     if (const int32_t result = lc_at_snd_wait(LC_UP_AT_START); result != 0) {
-        return LCT_TRACE(result, "send at cmd of sys_upgrade_start error\n\n");
+        return LC_TRACE(result, "send at cmd of sys_upgrade_start error\n\n");
     }
-    LCT_TRACE(void(), "send transfer begin cmd\n\n");
+    LC_TRACE(void(), "send transfer begin cmd\n\n");
     const int32_t result = send_command(UPGRADE_TLV_TYPE_CMD_BEGIN);
-    return result == 0 ? result : LCT_TRACE(result, "send img data failure\n\n");
+    return result == 0 ? result : LC_TRACE(result, "send img data failure\n\n");
 }
 
 int32_t lc_up_img(const void *data, int32_t len)
 {
     if (data == nullptr || len < 1) {
-        LCT_TRACE(void(), "param is invalid\n\n");
-        return abandon(LCT_TRACE(-1, "update img failure\n\n"));
+        LC_TRACE(void(), "param is invalid\n\n");
+        return abandon(LC_TRACE(-1, "update img failure\n\n"));
     }
     const uint8_t *bytes = static_cast<const uint8_t *>(data);
     int32_t result = send_full_pieces(&bytes, &len);
@@ -109,25 +109,25 @@ int32_t lc_up_img(const void *data, int32_t len)
         if (g_index != g_pic_count - 1) {
             return 0;
         }
-        LCT_TRACE(void(), "send last img data\n\n");
+        LC_TRACE(void(), "send last img data\n\n");
         // The rest of this call's data is deliberately counted twice: modems in the field expect it.
         result = send_piece(g_up_pos + len);
     }
     if (result == 0) {
         ++g_index;
-        LCT_TRACE(void(), "send transfer end cmd\n\n");
+        LC_TRACE(void(), "send transfer end cmd\n\n");
         result = send_command(UPGRADE_TLV_TYPE_CMD_END);
     }
     if (result == 0) {
         return 0;
     }
-    LCT_TRACE(void(), "send img data failure\n\n");
-    return abandon(LCT_TRACE(result, "update img failure\n\n"));
+    LC_TRACE(void(), "send img data failure\n\n");
+    return abandon(LC_TRACE(result, "update img failure\n\n"));
 }
 
 int32_t lc_up_status()
 {
-    LCT_TRACE(void(), "modem up get status\n\n");
+    LC_TRACE(void(), "modem up get status\n\n");
     return lc_at_snd_wait(LC_UP_AT_STATUS);
 }
 

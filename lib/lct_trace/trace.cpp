@@ -3,6 +3,7 @@
 #include "lc_mem/alloc.h"
 #include "support/errno_guard.h"
 #include "support/fd.h"
+#include "support/ignore.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -63,14 +64,14 @@ void append(int fd, Entry &entry)
             memcpy(usual + sizeof(usual) - sizeof(kEnd), kEnd, sizeof(kEnd));
         }
     }
-    static_cast<void>(!write(fd, bytes, length));
+    ignore(write(fd, bytes, length), "what the trace is about goes on");
 }
 
 void rotate_if_over_limit()
 {
     struct stat status;
     if (stat(kCurrent, &status) == 0 && status.st_size > kLimit) {
-        static_cast<void>(!rename(kCurrent, kPrevious));
+        ignore(rename(kCurrent, kPrevious), "the next entry tries again");
     }
 }
 

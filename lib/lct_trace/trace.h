@@ -19,5 +19,5 @@ void trace(uint32_t place, const char *function, const char *text, ...) LC_PRINT
 
 // Traces with the calling function and the line, and yields the result. kTraceFamily is the family's
 // own.
-#define LCT_TRACE(result, ...) \
+#define LC_TRACE(result, ...) \
     (lterouter::trace(lterouter::place(kTraceFamily, __LINE__), __func__, __VA_ARGS__), (result))

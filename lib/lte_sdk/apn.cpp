@@ -149,7 +149,7 @@ int32_t auto_match_apn(const char *path, const char *key, apn_item *out)
     }
     const Stream file(lc_fopen(path, "re"));
     if (!file) {
-        return LCT_TRACE(-1, "open the apn list file failed:%s\n\n", path);
+        return LC_TRACE(-1, "open the apn list file failed:%s\n\n", path);
     }
     char text[kLineSize];
     while (lc_fgets(text, sizeof(text), file.get()) != nullptr) {
@@ -158,7 +158,7 @@ int32_t auto_match_apn(const char *path, const char *key, apn_item *out)
         const unsigned count = parse_file_line(&rest, &line);
         if (count != kFileFields) {
             // The search ends here: a list that is broken is not to be trusted further down.
-            return LCT_TRACE(-1, "parse error:%s idx:%d\n\n", rest, static_cast<int>(count));
+            return LC_TRACE(-1, "parse error:%s idx:%d\n\n", rest, static_cast<int>(count));
         }
         if (same(line.key, key)) {
             *out = line.item;
@@ -178,13 +178,13 @@ int32_t parse_apn_item(const char *text, apn_item *out)
             return -1;
         }
         if (count == 2) {
-            LCT_TRACE(void(), "skip\n\n");
+            LC_TRACE(void(), "skip\n\n");
         }
     }
     out->number3 = number_at(text);
     return count == kItemSeparators
                ? 0
-               : LCT_TRACE(-1, "parse error:%s idx:%d\n\n", text, static_cast<int>(count));
+               : LC_TRACE(-1, "parse error:%s idx:%d\n\n", text, static_cast<int>(count));
 }
 
 int32_t parse_apn_list(const char *text, apn_item *out)
@@ -193,26 +193,26 @@ int32_t parse_apn_list(const char *text, apn_item *out)
         char item[kItemSize];
         copy_piece(item, sizeof(item), piece);
         if (parse_apn_item(item, out) == 0) {
-            return LCT_TRACE(0, "found right apn:%s\n", out->apn);
+            return LC_TRACE(0, "found right apn:%s\n", out->apn);
         }
     }
-    return LCT_TRACE(-1, "not found appropriate apn\n");
+    return LC_TRACE(-1, "not found appropriate apn\n");
 }
 
 const char *get_split_str(const char *in, const char *sep, char *out, uint32_t out_size)
 {
     if (in == nullptr || sep == nullptr) {
-        return LCT_TRACE(nullptr, "in str or split str is NULL\n\n");
+        return LC_TRACE(nullptr, "in str or split str is NULL\n\n");
     }
     const char *first = strstr(in, sep);
     if (first == nullptr) {
-        return LCT_TRACE(nullptr, "can't find start position\n\n");
+        return LC_TRACE(nullptr, "can't find start position\n\n");
     }
     // One character on, however long the separator is: hosts rely on where that puts the end.
     const char *start = *first == '\0' ? first : first + 1;
     const char *end = strstr(start, sep);
     if (end == nullptr) {
-        return LCT_TRACE(nullptr, "can't find end position\n\n");
+        return LC_TRACE(nullptr, "can't find end position\n\n");
     }
     if (out_size != 0) {
         const auto length = static_cast<size_t>(end - start);

@@ -95,12 +95,12 @@ int32_t lct_ext_at_req(const char *cmd, char *out, uint32_t out_len)
     }
     const AtResponse response = buffer.response(answer.length);
     if (!is_success(answer, response.err_code)) {
-        return LCT_TRACE(-1, "call WM_MSG_MODEM_AT_REQ failed. ret=%d rsp->err_code=%d\n\n",
-                         answer.delivered ? 1 : 0, static_cast<int>(response.err_code));
+        return LC_TRACE(-1, "call WM_MSG_MODEM_AT_REQ failed. ret=%d rsp->err_code=%d\n\n",
+                        answer.delivered ? 1 : 0, static_cast<int>(response.err_code));
     }
-    LCT_TRACE(void(), "rsp_len:%d\n\n", static_cast<int>(response.rsp_len));
-    LCT_TRACE(void(), "type:%d\n\n", static_cast<int>(response.type));
-    LCT_TRACE(void(), "%s\n\n", response.text);
+    LC_TRACE(void(), "rsp_len:%d\n\n", static_cast<int>(response.rsp_len));
+    LC_TRACE(void(), "type:%d\n\n", static_cast<int>(response.type));
+    LC_TRACE(void(), "%s\n\n", response.text);
     strncpy(out, response.text, out_len); // without a terminator when the text fills it
     if (response.type == kTypeFile) {
         print_file(response.text);

@@ -78,7 +78,7 @@ uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *body, uin
     }
     const Message msg = make_request(msg_id, body, body_len);
     if (msg == nullptr) {
-        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+        return LC_TRACE(0U, "Malloc memory failed.\n\n");
     }
     return ipc_msg_send_asy(&addr, msg.get(), body_len) == IPC_SUCCESS ? 1 : 0;
 }
@@ -92,11 +92,11 @@ uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void *body,
     }
     const Message msg = make_request(msg_id, body, body_len);
     if (msg == nullptr) {
-        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+        return LC_TRACE(0U, "Malloc memory failed.\n\n");
     }
     const Message response = make_response(rsp, *rsp_len);
     if (response == nullptr) {
-        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+        return LC_TRACE(0U, "Malloc memory failed.\n\n");
     }
     const uint32_t result =
         ipc_msg_send_syn(&addr, msg.get(), body_len, timeout, response.get(), rsp_len);
@@ -111,7 +111,7 @@ uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len)
 {
     const Message msg = make_request(msg_id, body, body_len);
     if (msg == nullptr) {
-        return LCT_TRACE(0U, "Malloc memory failed.\n\n");
+        return LC_TRACE(0U, "Malloc memory failed.\n\n");
     }
     return ipc_msg_notify(msg.get(), body_len) == IPC_SUCCESS ? 1 : 0;
 }
@@ -139,19 +139,19 @@ void lct_deregister()
 int32_t lct_module_init(const lct_config *config)
 {
     if (config == nullptr) {
-        return LCT_TRACE(-1, "sdk config is null\n\n");
+        return LC_TRACE(-1, "sdk config is null\n\n");
     }
     if (nvmram_init() != NV_SUCCESS) {
-        return LCT_TRACE(-1, "init radom nv failed\n\n");
+        return LC_TRACE(-1, "init radom nv failed\n\n");
     }
     g_sdk_config = config;
     ipc_mq_init();
     if (ipc_mq_create(kQueueCapacity, &g_sdk_mq) != IPC_SUCCESS) {
-        return LCT_TRACE(-1, "ipc_mq_create err\n\n");
+        return LC_TRACE(-1, "ipc_mq_create err\n\n");
     }
     const uint32_t result = ipc_msg_init(IPC_MODULE_CLI1, nullptr, sdk_msg_handler, nullptr, 1);
     if (result != IPC_SUCCESS) {
-        return LCT_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
+        return LC_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
     }
     regnotify();
     return 0;

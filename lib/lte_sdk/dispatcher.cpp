@@ -50,32 +50,32 @@ void call_host(uint32_t event, const void *body, uint32_t len)
 
 // Traces one text of the link status, at most as long as its field.
 #define TRACE_TEXT(label, field) \
-    LCT_TRACE(void(), label ":%.*s\n\n", static_cast<int>(sizeof(field)), field)
+    LC_TRACE(void(), label ":%.*s\n\n", static_cast<int>(sizeof(field)), field)
 
 uint32_t sdk_msg_handler(ipc_msg_hdr *msg, uint32_t len)
 {
     if (g_sdk_config == nullptr || g_sdk_config->callback == nullptr) {
-        return LCT_TRACE(0U, "sdk callback func is NULL\n");
+        return LC_TRACE(0U, "sdk callback func is NULL\n");
     }
     switch (msg == nullptr ? 0 : msg->msg_id) {
     case WM_MSG_IFACE_STATUS_NOTIFY: {
-        LCT_TRACE(void(), "WM_MSG_IFACE_STATUS_NOTIFY\n\n");
+        LC_TRACE(void(), "WM_MSG_IFACE_STATUS_NOTIFY\n\n");
         const Body<lct_iface_status> body(msg, len);
-        LCT_TRACE(void(), "iface status:%s\n\n",
-                  body->readiness == kReady ? "WM_READY" : "WM_NOT_READY");
+        LC_TRACE(void(), "iface status:%s\n\n",
+                 body->readiness == kReady ? "WM_READY" : "WM_NOT_READY");
         call_host(LCT_EVENT_IFACE_STATUS, body.get(), LCT_IFACE_BODY_SIZE);
         break;
     }
     case WM_MSG_MODEM_NOTIFY:
-        LCT_TRACE(void(), "WM_MSG_MODEM_NOTIFY\n\n");
+        LC_TRACE(void(), "WM_MSG_MODEM_NOTIFY\n\n");
         break;
     case WM_MSG_LINK_STATUS_NOTIFY: {
-        LCT_TRACE(void(), "WM_MSG_LINK_STATUS_NOTIFY\n\n");
+        LC_TRACE(void(), "WM_MSG_LINK_STATUS_NOTIFY\n\n");
         const Body<lct_link_status> body(msg, len);
         const bool connected = body->link_status == LCT_LINK_CONNECTED;
-        LCT_TRACE(void(), "link status:%s %s %s\n\n", connected ? "WM_CONNECTED" : "WM_DISCONNECTED",
-                  body->ip_status == kIpUp ? "WM_IP_UP" : "WM_IP_DOWN",
-                  body->iface_type == LCT_IFACE_TYPE_WCDMA ? "WM_WCDMA" : "Other type");
+        LC_TRACE(void(), "link status:%s %s %s\n\n", connected ? "WM_CONNECTED" : "WM_DISCONNECTED",
+                 body->ip_status == kIpUp ? "WM_IP_UP" : "WM_IP_DOWN",
+                 body->iface_type == LCT_IFACE_TYPE_WCDMA ? "WM_WCDMA" : "Other type");
         if (connected) {
             TRACE_TEXT("interface", body->interface_name);
             TRACE_TEXT("ip", body->ip);

@@ -52,11 +52,11 @@ char digit_of(uint32_t flash)
 int32_t lte_set_led_status(uint32_t led, uint32_t colour, uint32_t flash)
 {
     if (colour >= kColours) {
-        return LCT_TRACE(-1, "led color error:%d.\n\n", static_cast<int>(colour));
+        return LC_TRACE(-1, "led color error:%d.\n\n", static_cast<int>(colour));
     }
     const char digit = digit_of(flash);
     if (digit == kNoDigit) {
-        return LCT_TRACE(-1, "led flash error:%d.\n\n", static_cast<int>(flash));
+        return LC_TRACE(-1, "led flash error:%d.\n\n", static_cast<int>(flash));
     }
     // Through the shell, whose status is the result; without a file it is the shell that complains.
     char command[64];

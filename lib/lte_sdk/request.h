@@ -21,19 +21,19 @@ struct Answer {
     uint32_t length;
 };
 
-// Delivered, and with a good result. What else an answer lacks keeps what the record held; without its
-// result it tells of no success, whatever the record held as one.
+// Delivered, with the result word 0. An answer may be shorter than its record, but one without its
+// result word is a failure, whatever stood in the record before.
 inline bool is_success(const Answer &answer, int32_t result)
 {
     return answer.delivered && answer.length >= sizeof(result) && result == 0;
 }
 
-// Sends a request to the WAN manager and waits for the response. What does not come back, response
-// keeps as it holds it.
+// Sends a request to the WAN manager and waits for the response. The bytes of response that the answer
+// does not cover keep their values.
 Answer deliver(const Request &request, const void *body, void *response);
 
-// Makes a request whose response starts with the result word, on behalf of the function that the trace
-// is to name: 0 when it is a success, else -1.
+// Makes a request whose response starts with the result word: 0 when it is a success, else -1. A
+// failure is traced with the function and the line of the caller.
 int32_t ask(const char *function, const Request &request, const void *body, void *response,
             unsigned line = __builtin_LINE());
 

@@ -67,9 +67,9 @@ int32_t read_parameter(const char *name, char *buf, uint32_t size)
 } // namespace
 
 // Traces that a request by this name failed, with what came back, and yields failure.
-#define CALL_FAILED(name, delivered, result)                                     \
-    LCT_TRACE(-1, "call " name " failed ret:%d rsp:%d\n\n", (delivered) ? 1 : 0, \
-              static_cast<int>(result))
+#define CALL_FAILED(name, delivered, result)                                    \
+    LC_TRACE(-1, "call " name " failed ret:%d rsp:%d\n\n", (delivered) ? 1 : 0, \
+             static_cast<int>(result))
 
 Answer lterouter::deliver(const Request &request, const void *body, void *response)
 {
@@ -127,7 +127,7 @@ int32_t lct_get_roam_switch(lct_value_rsp *out)
     if (ask(__func__, kGetRoaming, nullptr, out) != 0) {
         return -1;
     }
-    return LCT_TRACE(0, "get roam switch value:%d\n\n", static_cast<int>(out->value));
+    return LC_TRACE(0, "get roam switch value:%d\n\n", static_cast<int>(out->value));
 }
 
 int32_t lct_net_set_pref_req(const uint32_t *preference)
@@ -143,9 +143,9 @@ int32_t lct_get_netlist_req(lct_netlist_rsp *out)
 {
     const Answer answer = deliver(kSearchOperators, nullptr, out);
     if (!answer.delivered) {
-        return LCT_TRACE(-1, "ipc msg send failure.\n\n");
+        return LC_TRACE(-1, "ipc msg send failure.\n\n");
     }
-    const int32_t status = is_success(answer, out->result) ? 0 : LCT_TRACE(-1, "result error.\n\n");
+    const int32_t status = is_success(answer, out->result) ? 0 : LC_TRACE(-1, "result error.\n\n");
     netlist_nv();
     return status;
 }
@@ -156,8 +156,8 @@ int32_t lct_lte_channel_req(uint32_t *channel)
     const Answer answer = deliver(kGetChannel, nullptr, &response);
     if (!is_success(answer, response.result)) {
         *channel = 0;
-        return LCT_TRACE(-1, "get channel failed ret:%d rsp:%d\n\n", answer.delivered ? 1 : 0,
-                         static_cast<int>(response.result));
+        return LC_TRACE(-1, "get channel failed ret:%d rsp:%d\n\n", answer.delivered ? 1 : 0,
+                        static_cast<int>(response.result));
     }
     *channel = response.value;
     return 0;
@@ -166,8 +166,8 @@ int32_t lct_lte_channel_req(uint32_t *channel)
 int32_t lct_net_imsi_get_req(char *buf, uint32_t len)
 {
     const Answer answer = deliver({WM_MSG_IMSI_GET_REQ, 0, len, 5000}, nullptr, buf);
-    LCT_TRACE(void(), "rsp_len=%d.\n\n", static_cast<int>(answer.length));
-    return answer.delivered ? 0 : LCT_TRACE(-1, "need more length buffer to put.\n\n");
+    LC_TRACE(void(), "rsp_len=%d.\n\n", static_cast<int>(answer.length));
+    return answer.delivered ? 0 : LC_TRACE(-1, "need more length buffer to put.\n\n");
 }
 
 int32_t lct_apn_set_req()
@@ -175,7 +175,7 @@ int32_t lct_apn_set_req()
     int32_t result = kUnanswered;
     const Answer answer = deliver(kSetApn, nullptr, &result);
     if (!is_success(answer, result)) {
-        return LCT_TRACE(-1, "ipc result of request msg error:%d\n\n", static_cast<int>(result));
+        return LC_TRACE(-1, "ipc result of request msg error:%d\n\n", static_cast<int>(result));
     }
     return 0;
 }
@@ -199,7 +199,7 @@ int32_t lct_net_set_status_test_req(const uint32_t *state)
 int32_t lct_inface_status_req(const lct_iface_status *status)
 {
     if (send_request(IPC_MODULE_MM, WM_MSG_IFACE_UPORDOWN_REQ, status, sizeof(*status)) == 0) {
-        return LCT_TRACE(-1, "call WM_MSG_IFACE_UPORDOWN_REQ failed ret:%d \n\n", 0);
+        return LC_TRACE(-1, "call WM_MSG_IFACE_UPORDOWN_REQ failed ret:%d \n\n", 0);
     }
     return 0;
 }
@@ -207,7 +207,7 @@ int32_t lct_inface_status_req(const lct_iface_status *status)
 int32_t lct_at_cfun_off_req()
 {
     if (send_request(IPC_MODULE_MM, WM_MSG_AT_CFUN_OFF_REQ, nullptr, 0) == 0) {
-        return LCT_TRACE(-1, "ipc msg send failure.\n\n");
+        return LC_TRACE(-1, "ipc msg send failure.\n\n");
     }
     return 0;
 }

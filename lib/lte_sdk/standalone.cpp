@@ -64,14 +64,14 @@ int32_t lct_check_sim_card_ready()
         nvram_match(kStatus, "pin_enable") == NV_SUCCESS) {
         return 0;
     }
-    return LCT_TRACE(-1, "nv match error\n\n");
+    return LC_TRACE(-1, "nv match error\n\n");
 }
 
 int32_t lct_ipc_init_for_sc_msg()
 {
     const uint32_t result = ipc_msg_init(IPC_MODULE_CLI1, nullptr, nullptr, nullptr, 1);
     if (result != IPC_SUCCESS) {
-        return LCT_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
+        return LC_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
     }
     return 0;
 }
@@ -80,7 +80,7 @@ int32_t lct_state_change_req()
 {
     const BareEndpoint endpoint;
     if (!endpoint) {
-        return LCT_TRACE(-1, "ipc init failure.\n\n");
+        return LC_TRACE(-1, "ipc init failure.\n\n");
     }
     if (!sim_is_ready()) {
         return 0;
@@ -93,10 +93,10 @@ int32_t lct_sms_del_dev_all_msg()
 {
     const BareEndpoint endpoint;
     if (!endpoint) {
-        return LCT_TRACE(-1, "ipc init failure.\n\n");
+        return LC_TRACE(-1, "ipc init failure.\n\n");
     }
     if (send_request(IPC_MODULE_MM, SC_STATE_CHANGE_REQ, nullptr, 0) == 0) {
-        LCT_TRACE(void(), "ipc msg send failure.\n\n"); // the messages can be deleted all the same
+        LC_TRACE(void(), "ipc msg send failure.\n\n"); // the messages can be deleted all the same
     }
     if (!sim_is_ready()) {
         return 0;
@@ -106,9 +106,9 @@ int32_t lct_sms_del_dev_all_msg()
     if (send_request_syn(IPC_MODULE_SMS_PB, WM_MSG_SMS_DEL_ALL_REQ, nullptr, 0, kSmsDeleteTimeoutMs,
                          &result, &length) == 0 ||
         result != 0) {
-        return LCT_TRACE(-1, "ipc msg del failure.\n\n");
+        return LC_TRACE(-1, "ipc msg del failure.\n\n");
     }
-    return LCT_TRACE(0, "ipc msg del ok\n\n");
+    return LC_TRACE(0, "ipc msg del ok\n\n");
 }
 
 int32_t lct_test_ussd_notify_req()
@@ -121,7 +121,7 @@ int32_t lct_test_ussd_notify_req()
     strncpy(slot, text, sizeof(slot));
     const uint32_t size = number == 3 ? kShortSlotSize : sizeof(slot);
     if (send_request(IPC_MODULE_SMS_PB, WM_MSG_MODEM_NOTIFY, slot, size) == 0) {
-        return LCT_TRACE(-1, "ipc msg send failure.\n\n");
+        return LC_TRACE(-1, "ipc msg send failure.\n\n");
     }
     return 0;
 }

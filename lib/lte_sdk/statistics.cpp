@@ -24,7 +24,8 @@ static_assert(offsetof(if_stats, uptime) == 108 && sizeof(if_stats) == 112);
 
 } // namespace
 
-// What a layout lacks, a %n takes the place of; it is zeroed afterwards.
+// One conversion for each counter of the record, so that all layouts are read with the same arguments.
+// A counter that a layout lacks gets a %n, which reads nothing, and is set to 0 afterwards.
 #define L "%" SCNu64
 #define U "%" SCNu32
 static constexpr const char *ss_fmt[] = {

@@ -24,7 +24,7 @@ constexpr lterouter::TraceFamily kTraceFamily = lterouter::kTraceUp;
 int trace_from_a_function(int *line)
 {
     *line = __LINE__ + 1;
-    return LCT_TRACE(7, "value:%d text:%s\n\n", 42, "abc");
+    return LC_TRACE(7, "value:%d text:%s\n\n", 42, "abc");
 }
 
 bool any_descriptor_is_on(const std::string &path)

@@ -1,0 +1,44 @@
+// Owners of lists, and of what is to go into one: given back together until the list has taken it.
+#pragma once
+
+#include "lc_list.h"
+#include "lc_mem/alloc.h"
+#include "support/ignore.h"
+
+#include <memory>
+
+namespace lterouter {
+
+// Destroys the list and its nodes, and frees what they carry.
+struct DestroyList {
+    void operator()(lc_list *list) const { lc_list_destroy(list, nullptr); }
+};
+using OwnedList = std::unique_ptr<lc_list, DestroyList>;
+
+// A record, zeroed but for what its members set, and a node that carries it. The one that memory was
+// missing for is empty.
+template <typename T, uint32_t Owner> struct OwnedEntry {
+    mem::Ptr<T, Owner> record = mem::make<T, Owner>();
+    mem::Ptr<lc_list_node, Owner> node =
+        record == nullptr ? nullptr
+                          : mem::make_copy<Owner>(lc_list_node{0, record.get(), nullptr, nullptr});
+
+    // Somebody else owns both now.
+    lc_list_node *release()
+    {
+        ignore(record.release(), "the node carries it");
+        return node.release();
+    }
+
+    // The list owns both where it takes them.
+    uint32_t add_to_tail(lc_list *list)
+    {
+        const uint32_t result = lc_list_add_at_tail(list, node.get());
+        if (result == LC_LIST_SUCCESS) {
+            ignore(release(), "the list has it");
+        }
+        return result;
+    }
+};
+
+} // namespace lterouter
