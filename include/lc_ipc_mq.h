@@ -92,6 +92,12 @@ struct timespec; /* strict C99 leaves it out of time.h */
 #define IPC_ERR_RESOURCE 11u /**< out of memory, list failure, or a limit reached */
 /** @} */
 
+/** @name Limits of queues
+ * @{ */
+#define IPC_MQ_MAX_QUEUES 64u        /**< queues of a process */
+#define IPC_MQ_DEFAULT_CAPACITY 256u /**< messages of a queue that is made with capacity 0 */
+/** @} */
+
 /** What every message begins with; its body follows. Host byte order. */
 typedef struct ipc_msg_hdr {
     uint32_t type;       /**< IPC_MSG_TYPE_... */

@@ -41,9 +41,19 @@ LC_BEGIN_DECLS
 #define LC_LOG_ERROR 2 /**< what went wrong */
 /** @} */
 
+/** Names of the levels in those of flag files, by level: an initialiser */
+#define LC_LOG_LEVEL_NAMES       \
+    {                            \
+        "DEBUG", "INFO", "ERROR" \
+    }
+
+#define LC_LOG_FLAG_PREFIX "/tmp/.LC_DEBUG_FLAG_" /**< of flag files: NAME_LEVEL or TIME follows */
+
+#define LC_LOG_CONFIG_FILE "/usr/bin/logid.cfg" /**< modules beyond those that are built in */
+#define LC_LOG_BUILT_IN 16                      /**< so many modules are built in, from 0 on */
 #define LC_LOG_NAME_SIZE 33 /**< bytes of a module's name, its terminator included */
 
-/** A log module: 0 to 15 are built in, others stand in /usr/bin/logid.cfg as lines "id,letter,name". */
+/** A log module, built in or a line "id,letter,name" of LC_LOG_CONFIG_FILE. */
 typedef struct logconfig {
     int32_t id;                  /**< the module's number */
     char letter;                 /**< its letter */

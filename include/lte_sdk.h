@@ -89,6 +89,25 @@ LC_BEGIN_DECLS
 #define WM_MSG_SMS_DEL_ALL_REQ 0x104000d1u       /**< delete every SMS */
 /** @} */
 
+/** @name Volatile parameters of lc_nv.h that tell about the modem
+ * @{ */
+#define LCT_PARAM_SIGNAL "wm_wcdma_rssi_tmp"           /**< signal strength */
+#define LCT_PARAM_IMEI "wm_wcdma_imei_nv"              /**< IMEI */
+#define LCT_PARAM_SIM "wm_wcdma_modem_status_tmp"      /**< state of the SIM */
+#define LCT_PARAM_LINK "wm_wcdma_link_tmp"             /**< LCT_LINK_... in decimal */
+#define LCT_PARAM_OPERATORS "wm_search_netlist_nv"     /**< what the last search found */
+#define LCT_PARAM_DIAG "wm_wcdma_diag_tmp"             /**< diagnosis */
+#define LCT_PARAM_SYSLOG_SWITCH "wm_syslog_switch_flg" /**< 1: the host wants the log */
+#define LCT_PARAM_USSD_TEST "test_ussd_flg" /**< which answer lct_test_ussd_notify_req() sends */
+/** @} */
+
+/** @name The trace file of the client and of the modem upgrade
+ * @{ */
+#define LCT_TRACE_FILE "/tmp/ltelog.1"       /**< what is appended to */
+#define LCT_TRACE_OLDER_FILE "/tmp/ltelog.2" /**< the generation before */
+#define LCT_TRACE_LIMIT 262144               /**< bytes; the entry that goes beyond ends a generation */
+/** @} */
+
 /** @name Events
  * @{ */
 #define LCT_EVENT_LINK_STATUS 0xAF001u  /**< the link changed: lct_link_status */

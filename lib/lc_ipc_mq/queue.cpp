@@ -26,9 +26,6 @@ lc_list *g_mq_mgt_list GUARDED_BY(g_queues_mutex) = nullptr;
 
 namespace {
 
-constexpr uint32_t kMaxQueues = 64;
-constexpr uint32_t kDefaultCapacity = 256;
-
 static_assert(sizeof(ipc_mq_usg) == 12 && offsetof(ipc_mq_usg, capacity) == 0);
 static_assert(offsetof(ipc_mq_usg, high_count) == 4 && offsetof(ipc_mq_usg, normal_count) == 8);
 
@@ -86,7 +83,7 @@ Node make_queue(uint32_t capacity) NO_THREAD_SAFETY_ANALYSIS
     if (queue == nullptr) {
         return LC_FAIL(Node(), "Assign memory failed!\n");
     }
-    queue->capacity = capacity == 0 ? kDefaultCapacity : capacity;
+    queue->capacity = capacity == 0 ? IPC_MQ_DEFAULT_CAPACITY : capacity;
     queue->mq_head = lc_list_create();
     if (queue->mq_head == nullptr) {
         return LC_FAIL(Node(), "Create list failed!\n");
@@ -132,7 +129,7 @@ uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb)
             return LC_FAIL(IPC_ERR_RESOURCE, "Create list failed!\n");
         }
     }
-    if (g_mq_mgt_list->count >= kMaxQueues) {
+    if (g_mq_mgt_list->count >= IPC_MQ_MAX_QUEUES) {
         return IPC_ERR_RESOURCE;
     }
     Node node = make_queue(capacity);

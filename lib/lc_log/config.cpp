@@ -16,7 +16,6 @@
 namespace lterouter {
 namespace {
 
-constexpr char kConfigPath[] = "/usr/bin/logid.cfg";
 constexpr size_t kLineSize = 45;
 constexpr size_t kMaxIdDigits = 10;
 
@@ -31,6 +30,8 @@ constexpr BuiltIn g_code_config[] = {
     {'u', "UI"}, {'U', "UP"},   {'N', "NS"},     {'D', "DIAG"},       {'c', "CGI"}, {'W', "DOG"},
     {'M', "MM"}, {'z', "WLAN"}, {'y', "SMSPB"},  {'C', "CM"},
 };
+
+static_assert(std::size(g_code_config) == LC_LOG_BUILT_IN);
 
 // syslog keeps a pointer to the identity for the life of the process.
 char g_identity[sizeof("-2147483648") + LC_LOG_NAME_SIZE];
@@ -91,12 +92,12 @@ int get_logconfig_by_ID(logconfig *out, int32_t id)
 {
     using namespace lterouter;
     logconfig found = {};
-    if (id >= 0 && id < static_cast<int32_t>(std::size(g_code_config))) {
+    if (id >= 0 && id < LC_LOG_BUILT_IN) {
         found.id = id;
         found.letter = g_code_config[id].letter;
         memcpy(found.name, g_code_config[id].name, sizeof(g_code_config[id].name));
     } else {
-        const Stream file{lc_fopen(kConfigPath, "r")};
+        const Stream file{lc_fopen(LC_LOG_CONFIG_FILE, "r")};
         if (!file) {
             return 4;
         }

@@ -13,18 +13,10 @@
 namespace lterouter {
 namespace {
 
-#define FLAG_PREFIX "/tmp/.LC_DEBUG_FLAG"
-
-struct Level {
-    const char *name;
-    int priority;
-};
-
-constexpr Level kLevels[] = {
-    {"DEBUG", LOG_DEBUG},
-    {"INFO", LOG_INFO},
-    {"ERROR", LOG_ERR},
-};
+// By level.
+constexpr char kLevelNames[][6] = LC_LOG_LEVEL_NAMES;
+constexpr uint8_t kPriorities[] = {LOG_DEBUG, LOG_INFO, LOG_ERR};
+static_assert(std::size(kPriorities) == std::size(kLevelNames));
 
 // How a message of a family begins, before and behind its line.
 struct Family {
@@ -46,7 +38,8 @@ static_assert(std::size(kFamilies) == kLogTimer + 1);
 // Both written before other threads start, then only read.
 char g_module_name[LC_LOG_NAME_SIZE]; // empty until the process has named its module
 // Of that module, by level: every message looks for one.
-char g_flag_files[std::size(kLevels)][sizeof(FLAG_PREFIX) + LC_LOG_NAME_SIZE + sizeof("_DEBUG")];
+char g_flag_files[std::size(kLevelNames)]
+                 [sizeof(LC_LOG_FLAG_PREFIX) + LC_LOG_NAME_SIZE + sizeof("_") + sizeof(kLevelNames[0])];
 
 // Leaves errno as it was: the message may print it with %m.
 bool exists(const char *path)
@@ -70,7 +63,7 @@ void read_uptime(char (&uptime)[64])
 
 bool is_on(int32_t level)
 {
-    return log_has_module() && level >= 0 && level < static_cast<int32_t>(std::size(kLevels)) &&
+    return log_has_module() && level >= 0 && level < static_cast<int32_t>(std::size(kLevelNames)) &&
            exists(g_flag_files[level]);
 }
 
@@ -88,10 +81,10 @@ const char *with_uptime(const char *format, char (&buffer)[512])
 void write(int32_t level, const char *format, va_list arguments)
 {
     char buffer[512];
-    if (exists(FLAG_PREFIX "_TIME")) {
+    if (exists(LC_LOG_FLAG_PREFIX "TIME")) {
         format = with_uptime(format, buffer);
     }
-    vsyslog(kLevels[level].priority | LOG_USER, format, arguments);
+    vsyslog(kPriorities[level] | LOG_USER, format, arguments);
 }
 
 } // namespace
@@ -101,9 +94,9 @@ bool log_has_module() { return g_module_name[0] != '\0'; }
 void log_set_module(const char *name)
 {
     snprintf(g_module_name, sizeof(g_module_name), "%s", name);
-    for (size_t level = 0; level < std::size(kLevels); ++level) {
-        snprintf(g_flag_files[level], sizeof(g_flag_files[level]), FLAG_PREFIX "_%s_%s", name,
-                 kLevels[level].name);
+    for (size_t level = 0; level < std::size(kLevelNames); ++level) {
+        snprintf(g_flag_files[level], sizeof(g_flag_files[level]), LC_LOG_FLAG_PREFIX "%s_%s", name,
+                 kLevelNames[level]);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "lct_trace/trace.h"
 
 #include "lc_mem/alloc.h"
+#include "lte_sdk.h"
 #include "support/errno_guard.h"
 #include "support/fd.h"
 #include "support/ignore.h"
@@ -16,10 +17,7 @@
 namespace lterouter {
 namespace {
 
-constexpr char kCurrent[] = "/tmp/ltelog.1";
-constexpr char kPrevious[] = "/tmp/ltelog.2";
 constexpr mode_t kMode = 0666; // as fopen makes files
-constexpr off_t kLimit = 262144;
 
 constexpr char kFamilies[][8] = {"lte_sdk", "lc_up"};
 static_assert(std::size(kFamilies) == kTraceUp + 1);
@@ -70,8 +68,8 @@ void append(int fd, Entry &entry)
 void rotate_if_over_limit()
 {
     struct stat status;
-    if (stat(kCurrent, &status) == 0 && status.st_size > kLimit) {
-        ignore(rename(kCurrent, kPrevious), "the next entry tries again");
+    if (stat(LCT_TRACE_FILE, &status) == 0 && status.st_size > LCT_TRACE_LIMIT) {
+        ignore(rename(LCT_TRACE_FILE, LCT_TRACE_OLDER_FILE), "the next entry tries again");
     }
 }
 
@@ -81,7 +79,7 @@ void trace(uint32_t place, const char *function, const char *text, ...)
 {
     const ErrnoGuard keep_errno;
     {
-        const Fd file{open(kCurrent, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kMode)};
+        const Fd file{open(LCT_TRACE_FILE, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kMode)};
         if (file) {
             Entry entry = {place, function, text, {}};
             va_start(entry.arguments, text);

@@ -15,7 +15,7 @@ using namespace lterouter;
 
 namespace {
 
-constexpr char kKey[] = "wm_search_netlist_nv";
+constexpr char kKey[] = LCT_PARAM_OPERATORS;
 constexpr size_t kValueSize = 524;
 constexpr size_t kEntrySize = 64;
 constexpr size_t kEntries = 10;

@@ -216,22 +216,22 @@ int32_t lct_at_cfun_off_req()
 
 int32_t lct_net_signal_level_get_req(char *buf, uint32_t size)
 {
-    return read_parameter("wm_wcdma_rssi_tmp", buf, size);
+    return read_parameter(LCT_PARAM_SIGNAL, buf, size);
 }
 
 int32_t lct_net_imei_get_req(char *buf, uint32_t size)
 {
-    return read_parameter("wm_wcdma_imei_nv", buf, size);
+    return read_parameter(LCT_PARAM_IMEI, buf, size);
 }
 
 int32_t lct_sim_status_get_req(char *buf, uint32_t size)
 {
-    return read_parameter("wm_wcdma_modem_status_tmp", buf, size);
+    return read_parameter(LCT_PARAM_SIM, buf, size);
 }
 
 int32_t lct_get_syslog_switch_flg()
 {
     char text[16] = {};
-    return read_parameter("wm_syslog_switch_flg", text, sizeof(text)) == 0 && number_at(text) == 1 ? 1
+    return read_parameter(LCT_PARAM_SYSLOG_SWITCH, text, sizeof(text)) == 0 && number_at(text) == 1 ? 1
                                                                                                    : 0;
 }

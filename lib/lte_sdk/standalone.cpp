@@ -58,7 +58,7 @@ static_assert(sizeof(kMenu) <= kSlotSize && sizeof(kPacked) <= kSlotSize &&
 
 int32_t lct_check_sim_card_ready()
 {
-    constexpr char kStatus[] = "wm_wcdma_modem_status_tmp";
+    constexpr char kStatus[] = LCT_PARAM_SIM;
     // A SIM that asks for its PIN at every start is usable once it has been given.
     if (nvram_match(kStatus, "sim_ready") == NV_SUCCESS ||
         nvram_match(kStatus, "pin_enable") == NV_SUCCESS) {
@@ -115,7 +115,7 @@ int32_t lct_test_ussd_notify_req()
 {
     char flag[32];
     const int number =
-        nvmram_readnv("test_ussd_flg", flag, sizeof(flag)) == NV_SUCCESS ? number_at(flag) : 1;
+        nvmram_readnv(LCT_PARAM_USSD_TEST, flag, sizeof(flag)) == NV_SUCCESS ? number_at(flag) : 1;
     const char *text = number == 2 ? kPacked : number == 3 ? kBalance : kMenu;
     char slot[kSlotSize];
     strncpy(slot, text, sizeof(slot));

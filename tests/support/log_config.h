@@ -1,6 +1,7 @@
 // The file that names further log modules, which the sandbox's own system lacks.
 #pragma once
 
+#include "lc_log.h"
 #include "support/scoped_mount.h"
 #include "support/text_file.h"
 
@@ -8,7 +9,7 @@
 
 namespace testing_support {
 
-constexpr char kLogConfigPath[] = "/usr/bin/logid.cfg";
+constexpr char kLogConfigPath[] = LC_LOG_CONFIG_FILE;
 
 // Stands where the system's file would, until the scope is left.
 class LogConfig {

@@ -1,12 +1,13 @@
 // The LTE client's trace file, read back.
 #pragma once
 
+#include "lte_sdk.h"
 #include "support/text_file.h"
 
 namespace testing_support {
 
-inline constexpr char kTraceFile[] = "/tmp/ltelog.1";
-inline constexpr char kOldTraceFile[] = "/tmp/ltelog.2";
+inline constexpr char kTraceFile[] = LCT_TRACE_FILE;
+inline constexpr char kOldTraceFile[] = LCT_TRACE_OLDER_FILE;
 
 // Everything in the current generation, line numbers as N.
 inline std::string trace_text() { return without_line_numbers(read_text(kTraceFile)); }

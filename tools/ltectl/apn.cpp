@@ -21,7 +21,7 @@ int apn_match(char *const *operands)
     }
     apn_item item;
     if (auto_match_apn(path, key, &item) != 0) {
-        return fail(kFailed, "%s has no \"%s\", or a line that is malformed; see /tmp/ltelog.1", path,
+        return fail(kFailed, "%s has no \"%s\", or a line that is malformed; see " LCT_TRACE_FILE, path,
                     key);
     }
     Record()

@@ -2,13 +2,13 @@
 
 #include "common/program.h"
 #include "common/wan_manager.h"
+#include "lte_sdk.h"
 #include "ltectl/clock.h"
 #include "ltectl/endpoints.h"
 #include "ltectl/events.h"
 #include "ltectl/link_state.h"
 #include "ltectl/parameter.h"
 #include "ltectl/request.h"
-#include "ltectl/trace_file.h"
 
 #include <atomic>
 #include <cerrno>
@@ -173,7 +173,7 @@ int start_client()
     at_end({.farewell = lct_deregister, .close = [] { lct_module_fin(); }});
     const int32_t result = init_client();
     if (result != 0) {
-        return fail(kFailed, "cannot start the LTE client (code %d); see %s", result, kTraceFile);
+        return fail(kFailed, "cannot start the LTE client (code %d); see %s", result, LCT_TRACE_FILE);
     }
     // The client's start does not tell whether its subscriptions were answered. Subscribing once more
     // does, and changes nothing.

@@ -19,17 +19,20 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr char kConfig[] = "/usr/bin/logid.cfg";
-constexpr int32_t kBuiltIn = 16;
 constexpr size_t kMaxIdDigits = 10; // the library takes no more, nor has atoi a value for them
 constexpr char kTime[] = "time";
+
+constexpr const char *kInFlags[] = LC_LOG_LEVEL_NAMES;
 
 struct Level {
     const char *name;
     const char *in_flag;
 };
 
-constexpr Level kLevels[] = {{"debug", "DEBUG"}, {"info", "INFO"}, {"error", "ERROR"}};
+constexpr Level kLevels[] = {{"debug", kInFlags[LC_LOG_DEBUG]},
+                             {"info", kInFlags[LC_LOG_INFO]},
+                             {"error", kInFlags[LC_LOG_ERROR]}};
+static_assert(std::size(kLevels) == std::size(kInFlags));
 
 constexpr const char *kOffOn[] = {"off", "on"};
 
@@ -40,9 +43,9 @@ struct Flag {
 
     Flag(const char *module, const Level &level)
     {
-        snprintf(path, sizeof(path), "/tmp/.LC_DEBUG_FLAG_%.32s_%s", module, level.in_flag);
+        snprintf(path, sizeof(path), LC_LOG_FLAG_PREFIX "%.32s_%s", module, level.in_flag);
     }
-    Flag() { strcpy(path, "/tmp/.LC_DEBUG_FLAG_TIME"); }
+    Flag() { strcpy(path, LC_LOG_FLAG_PREFIX "TIME"); }
 
     const char *state() const { return kOffOn[access(path, F_OK) == 0 ? 1 : 0]; }
 
@@ -102,7 +105,7 @@ private:
     }
     bool read_built_in()
     {
-        for (int32_t id = 0; id < kBuiltIn; ++id) {
+        for (int32_t id = 0; id < LC_LOG_BUILT_IN; ++id) {
             if (!add(id)) {
                 return false;
             }
@@ -112,7 +115,7 @@ private:
     // Only asks the library for whatever may be the id of a line.
     bool read_config()
     {
-        FILE *file = fopen(kConfig, "re");
+        FILE *file = fopen(LC_LOG_CONFIG_FILE, "re");
         if (file == nullptr) {
             return true;
         }

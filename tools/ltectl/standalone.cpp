@@ -13,7 +13,7 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr char kFlag[] = "test_ussd_flg";
+constexpr char kFlag[] = LCT_PARAM_USSD_TEST;
 constexpr ValueType kSlot = {"a number from 1 to 3", parse_number_in<1, 3>};
 
 bool sim_is_usable()

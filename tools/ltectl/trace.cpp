@@ -2,11 +2,11 @@
 
 #include "common/program.h"
 #include "common/record.h"
+#include "lte_sdk.h"
 #include "ltectl/clock.h"
 #include "ltectl/commands.h"
 #include "ltectl/deadline.h"
 #include "ltectl/events.h"
-#include "ltectl/trace_file.h"
 
 #include <cerrno>
 #include <climits>
@@ -224,9 +224,9 @@ Trace open_trace()
 {
     for (;;) {
         // In this order: as long as the current one stands, the other is the one before it.
-        Trace trace{Generation(kTraceFile), Generation(kPreviousTraceFile)};
+        Trace trace{Generation(LCT_TRACE_FILE), Generation(LCT_TRACE_OLDER_FILE)};
         const bool unreadable = !trace.current && trace.current.error() != ENOENT;
-        if (unreadable || leads_to(kTraceFile, trace.current)) {
+        if (unreadable || leads_to(LCT_TRACE_FILE, trace.current)) {
             return trace;
         }
     }
@@ -238,8 +238,8 @@ int check(const Trace &trace)
     const struct {
         const char *path;
         int error;
-    } generations[] = {{kTraceFile, trace.current.error()},
-                       {kPreviousTraceFile, trace.previous.error()}};
+    } generations[] = {{LCT_TRACE_FILE, trace.current.error()},
+                       {LCT_TRACE_OLDER_FILE, trace.previous.error()}};
     for (const auto &[path, error] : generations) {
         if (error != 0 && error != ENOENT) {
             return fail(kFailed, "cannot read %s: %s", path, strerror(error));
@@ -254,8 +254,8 @@ int check(const Trace &trace)
 void catch_up(Trace *trace)
 {
     // A file that has come and gone since the last look is the previous one.
-    if (leads_to(kTraceFile, trace->current) &&
-        (trace->current || leads_to(kPreviousTraceFile, trace->previous))) {
+    if (leads_to(LCT_TRACE_FILE, trace->current) &&
+        (trace->current || leads_to(LCT_TRACE_OLDER_FILE, trace->previous))) {
         return;
     }
     Trace now = open_trace();
@@ -275,7 +275,7 @@ void catch_up(Trace *trace)
 int follow(Trace *trace)
 {
     if (!trace->current && !trace->previous) {
-        note("waiting for %s", kTraceFile);
+        note("waiting for %s", LCT_TRACE_FILE);
     }
     for (;;) {
         catch_up(trace);
@@ -317,7 +317,7 @@ int show_trace(char *const *)
     }
     const bool waits = g_follow || trace.previous; // the next entry makes the file again
     if (!trace.current && !waits) {
-        return fail(kFailed, "cannot read %s: %s", kTraceFile, strerror(ENOENT));
+        return fail(kFailed, "cannot read %s: %s", LCT_TRACE_FILE, strerror(ENOENT));
     }
     if (g_follow) {
         return run_until(0, [&] {

@@ -4,6 +4,7 @@
 #include "common/record.h"
 #include "lc_nv.h"
 #include "lc_up.h"
+#include "lte_sdk.h"
 #include "ltectl/clock.h"
 #include "ltectl/commands.h"
 #include "ltectl/progress_bar.h"
@@ -224,7 +225,7 @@ int fail_at(const char *what, const Attempts &attempts)
     return fail(kFailed,
                 "the modem did not take %s, after %u %s. It has no complete firmware now: leave it "
                 "powered and start the upgrade again; if its ports are gone, restart it first. The "
-                "trace is in /tmp/ltelog.1",
+                "trace is in " LCT_TRACE_FILE,
                 what, attempts.tries, plural_of_try(attempts.tries));
 }
 
@@ -244,13 +245,13 @@ int start(const Image &image)
         tell_failure("begin", 0, attempts.tries);
         return fail(kFailed,
                     "the modem switched to upgrade mode but did not take the begin command, after %u "
-                    "%s. Nothing is changed; restart it and try again. The trace is in /tmp/ltelog.1",
+                    "%s. Nothing is changed; restart it and try again. The trace is in " LCT_TRACE_FILE,
                     attempts.tries, plural_of_try(attempts.tries));
     }
     tell_failure("start", 0, 1);
     return fail(kFailed,
                 "the modem did not accept upgrade mode on %s. Nothing is changed; the trace is "
-                "in /tmp/ltelog.1",
+                "in " LCT_TRACE_FILE,
                 LC_UP_AT_PORT);
 }
 

@@ -1,6 +1,5 @@
 #include "ltectl/upgrade_trace.h"
-
-#include "ltectl/trace_file.h"
+#include "lte_sdk.h"
 
 #include <cstdio>
 #include <cstring>
@@ -59,7 +58,7 @@ void count(const char *path, off_t from, Attempts *attempts)
 TraceMark mark_trace()
 {
     struct stat status;
-    return stat(kTraceFile, &status) == 0 ? TraceMark{status.st_ino, status.st_size} : TraceMark{};
+    return stat(LCT_TRACE_FILE, &status) == 0 ? TraceMark{status.st_ino, status.st_size} : TraceMark{};
 }
 
 Attempts attempts_since(const TraceMark &mark, Frame first)
@@ -67,11 +66,11 @@ Attempts attempts_since(const TraceMark &mark, Frame first)
     Attempts attempts{first, 0};
     off_t from = mark.size;
     struct stat status;
-    if (stat(kPreviousTraceFile, &status) == 0 && status.st_ino == mark.file) {
-        count(kPreviousTraceFile, from, &attempts); // rotated meanwhile
+    if (stat(LCT_TRACE_OLDER_FILE, &status) == 0 && status.st_ino == mark.file) {
+        count(LCT_TRACE_OLDER_FILE, from, &attempts); // rotated meanwhile
         from = 0;
     }
-    count(kTraceFile, from, &attempts);
+    count(LCT_TRACE_FILE, from, &attempts);
     return attempts;
 }
 

@@ -13,9 +13,9 @@ namespace lterouter::tools {
 namespace {
 
 constexpr uint32_t kParameterSize = 128;
-constexpr char kSignalParameter[] = "wm_wcdma_rssi_tmp";
-constexpr char kStatusParameter[] = "wm_wcdma_modem_status_tmp";
-constexpr char kLinkParameter[] = "wm_wcdma_link_tmp";
+constexpr char kSignalParameter[] = LCT_PARAM_SIGNAL;
+constexpr char kStatusParameter[] = LCT_PARAM_SIM;
+constexpr char kLinkParameter[] = LCT_PARAM_LINK;
 
 constexpr char kIdleSignal[] = "18";
 constexpr char kConnectedSignal[] = "23";
@@ -77,8 +77,8 @@ Modem::Modem(const Settings &settings)
     nvmram_init();
     store(kStatusParameter, sim_.status());
     store(kSignalParameter, signal());
-    store("wm_wcdma_imei_nv", imei());
-    store("wm_syslog_switch_flg", "0");
+    store(LCT_PARAM_IMEI, imei());
+    store(LCT_PARAM_SYSLOG_SWITCH, "0");
     store_link(link_status_); // one that was killed has left its last
 }
 

@@ -157,7 +157,7 @@ void store_operators()
                            "%s,%u,%u,%d,%d,%d,%d,%d>", found.name, found.first, found.second, number[0],
                            number[1], number[2], number[3], number[4]);
     }
-    nvmram_writenv("wm_search_netlist_nv", list, sizeof(list));
+    nvmram_writenv(LCT_PARAM_OPERATORS, list, sizeof(list));
 }
 
 int32_t search(State &state, const Body &, Answer *answer)
@@ -178,7 +178,7 @@ int32_t diagnose(State &state, const Body &, Answer *)
 {
     char snapshot[64];
     snprintf(snapshot, sizeof(snapshot), "csq=%s,earfcn=%u", state.modem->signal(), kChannel);
-    nvmram_writenv("wm_wcdma_diag_tmp", snapshot, sizeof(snapshot));
+    nvmram_writenv(LCT_PARAM_DIAG, snapshot, sizeof(snapshot));
     return 0;
 }
 
