@@ -233,5 +233,5 @@ int32_t lct_get_syslog_switch_flg()
 {
     char text[16] = {};
     return read_parameter(LCT_PARAM_SYSLOG_SWITCH, text, sizeof(text)) == 0 && number_at(text) == 1 ? 1
-                                                                                                   : 0;
+                                                                                                    : 0;
 }
