@@ -41,13 +41,8 @@ LC_BEGIN_DECLS
 #define LC_LOG_ERROR 2 /**< what went wrong */
 /** @} */
 
-/** Names of the levels in those of flag files, by level: an initialiser */
-#define LC_LOG_LEVEL_NAMES       \
-    {                            \
-        "DEBUG", "INFO", "ERROR" \
-    }
-
-#define LC_LOG_FLAG_PREFIX "/tmp/.LC_DEBUG_FLAG_" /**< of flag files: NAME_LEVEL or TIME follows */
+#define LC_LOG_LEVEL_NAMES "DEBUG", "INFO", "ERROR" /**< by level, as flag files write them */
+#define LC_LOG_FLAG_PREFIX "/tmp/.LC_DEBUG_FLAG_"   /**< of flag files: NAME_LEVEL or TIME follows */
 
 #define LC_LOG_CONFIG_FILE "/usr/bin/logid.cfg" /**< modules beyond those that are built in */
 #define LC_LOG_BUILT_IN 16                      /**< so many modules are built in, from 0 on */

@@ -283,7 +283,7 @@ int32_t make_service(Service *service)
     if (!is_complete(head, "init first timer node error\n", "init first list node error\n")) {
         return TIMER_ERR_INTERNAL;
     }
-    if (head.add_to_tail(service->timers.get()) != LC_LIST_SUCCESS) { // which is empty
+    if (head.give(lc_list_add_at_head, service->timers.get()) != LC_LIST_SUCCESS) {
         return LC_FAIL(TIMER_ERR_INTERNAL, "add first list node error\n");
     }
     service->control->list = service->timers.get();

@@ -64,7 +64,7 @@ uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber) REQUIRES
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
     *entry.record = subscriber;
-    const uint32_t result = entry.add_to_tail(addr_list);
+    const uint32_t result = entry.give(lc_list_add_at_tail, addr_list);
     if (result != LC_LIST_SUCCESS) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Add to list mgt->mq_head failed! sret=%ld\n",
                        static_cast<long>(result));
@@ -87,7 +87,7 @@ uint32_t add_registration(uint32_t notify_id, const ipc_addr &subscriber) REQUIR
         return IPC_ERR_RESOURCE;
     }
     *entry.record = {notify_id, addr_list.get()};
-    const uint32_t result = entry.add_to_tail(g_reg_notify_list);
+    const uint32_t result = entry.give(lc_list_add_at_tail, g_reg_notify_list);
     if (result != LC_LIST_SUCCESS) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Add to list g_reg_notify_list.list_head failed! sret=%ld\n",
                        static_cast<long>(result));

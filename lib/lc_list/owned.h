@@ -30,10 +30,10 @@ template <typename T, uint32_t Owner> struct OwnedEntry {
         return node.release();
     }
 
-    // The list owns both where it takes them.
-    uint32_t add_to_tail(lc_list *list)
+    // The list owns both where it takes them; add says at which end.
+    uint32_t give(uint32_t (*add)(lc_list *, lc_list_node *), lc_list *list)
     {
-        const uint32_t result = lc_list_add_at_tail(list, node.get());
+        const uint32_t result = add(list, node.get());
         if (result == LC_LIST_SUCCESS) {
             ignore(release(), "the list has it");
         }

@@ -14,7 +14,7 @@ namespace lterouter {
 namespace {
 
 // By level.
-constexpr char kLevelNames[][6] = LC_LOG_LEVEL_NAMES;
+constexpr char kLevelNames[][6] = {LC_LOG_LEVEL_NAMES};
 constexpr uint8_t kPriorities[] = {LOG_DEBUG, LOG_INFO, LOG_ERR};
 static_assert(std::size(kPriorities) == std::size(kLevelNames));
 

@@ -1,5 +1,5 @@
 """What the sandbox keeps from what is outside, and which way it takes where some are forbidden. It makes sandboxes
-in the one that it runs in, of a project that has nothing but scripts/sandbox. usage: sandbox_test.py PROJECT"""
+in the one that it runs in, of a project that has nothing but scripts/sandbox and what it reads. usage: sandbox_test.py PROJECT"""
 
 import contextlib
 import os
@@ -33,7 +33,8 @@ class Checkout(unittest.TestCase):
         self.project = self.around / "checkout"
         for name in "scripts", "lib/inner", "build/release":
             (self.project / name).mkdir(parents=True)
-        shutil.copy(PROJECT / "scripts" / "sandbox", self.project / "scripts")
+        for name in "sandbox", "usage.bash":
+            shutil.copy(PROJECT / "scripts" / name, self.project / "scripts")
         for file in "checkout/README", "checkout/lib/inner/file", "beside":
             (self.around / file).write_text("kept")
 

@@ -22,7 +22,7 @@ namespace {
 constexpr size_t kMaxIdDigits = 10; // the library takes no more, nor has atoi a value for them
 constexpr char kTime[] = "time";
 
-constexpr const char *kInFlags[] = LC_LOG_LEVEL_NAMES;
+constexpr const char *kInFlags[] = {LC_LOG_LEVEL_NAMES};
 
 struct Level {
     const char *name;
