@@ -1,6 +1,7 @@
 """What the scripts say about a target that does not exist, and about programs that a target needs and this
 machine lacks. usage: targets_test.py PROJECT"""
 
+import contextlib
 import os
 import pathlib
 import shutil
@@ -20,6 +21,15 @@ def run(*command, **options):
 
 def script(name, *arguments, **options):
     return run(PROJECT / "scripts" / name, *arguments, **options)
+
+
+def read_to_the_end(terminal):
+    """What programs wrote to a terminal that they have all closed. It comes in pieces, and ends with an error."""
+    text = b""
+    with contextlib.suppress(OSError):
+        while piece := os.read(terminal, 4096):
+            text += piece
+    return text.decode()
 
 
 class UnknownTarget(unittest.TestCase):
@@ -147,7 +157,7 @@ class MissingPackages(unittest.TestCase):
         finally:
             os.close(terminal)
         begin = "\r\x1b[Ksetup: "
-        self.assertEqual(os.read(main, 4096).decode(),
+        self.assertEqual(read_to_the_end(main),
                          f"{begin}asking which packages there are{begin}downloading: 20 %"
                          f"{begin}installing 1 package: 41 %{begin}installing 1 package: done\r\n")
 
