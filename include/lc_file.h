@@ -40,84 +40,34 @@ LC_BEGIN_DECLS
 #define LC_FILE_ERR_PARAM (-2) /**< what a wrapper returns for a bad argument */
 
 /** @name Streams
+ * Arguments and results are those of the call that is named. Bad arguments, which give -2 (NULL where a
+ * pointer is returned), are a NULL stream, path, mode or text and those listed here; a buffer that is
+ * read into and a format are not checked.
  * @{ */
 
-/** Opens a file, as fopen.
- * @param[in] path not NULL
- * @param[in] mode not NULL
- * @return the stream, which the caller owns and closes with lc_fclose(); NULL on failure */
+/** Opens a file, as fopen. The caller owns the stream and closes it with lc_fclose(). */
 LC_API FILE *lc_fopen(const char *path, const char *mode);
-
-/** Closes a stream, as fclose.
- * @param[in] stream not NULL; gone afterwards
- * @retval 0   closed
- * @retval EOF failure, such as of the last write; errno tells which. The stream is gone all the same
- * @retval -2  stream is NULL */
+/** Closes a stream, as fclose. The stream is gone even when it fails, such as in a last write. */
 LC_API int lc_fclose(FILE *stream);
-
-/** Writes a character, as putc.
- * @param[in]     ch     the character
- * @param[in,out] stream not NULL
- * @return the character; EOF on failure; -2 when stream is NULL */
+/** Writes a character, as putc. */
 LC_API int lc_fputc(int ch, FILE *stream);
-
-/** Reads a character, as getc.
- * @param[in,out] stream not NULL
- * @return the character; EOF at the end or on failure; -2 when stream is NULL */
+/** Reads a character, as getc. */
 LC_API int lc_fgetc(FILE *stream);
-
-/** Writes a text, as fputs.
- * @param[in]     text   not NULL
- * @param[in,out] stream not NULL
- * @return not negative for success; EOF on failure; -2 when an argument is NULL */
+/** Writes a text, as fputs. */
 LC_API int lc_fputs(const char *text, FILE *stream);
-
-/** Reads a line or the part of it that fits, as fgets.
- * @param[out]    buffer receives the text, terminated; not checked
- * @param[in]     size   capacity of buffer in bytes, above 0
- * @param[in,out] stream not NULL
- * @return buffer; NULL at the end, on failure or for a bad argument */
+/** Reads a line or the part of it that fits, as fgets. A size below 1 is bad. */
 LC_API char *lc_fgets(char *buffer, int size, FILE *stream);
-
-/** Reads items, as fread.
- * @param[out]    buffer receives the items; not checked
- * @param[in]     size   of an item in bytes, above 0
- * @param[in]     count  of items, above 0
- * @param[in,out] stream not NULL
- * @return the number of whole items read, below count at the end or on failure; (size_t)-2 for a bad
- *         argument */
+/** Reads items, as fread. A size or count of 0 is bad and gives (size_t)-2. */
 LC_API size_t lc_fread(void *buffer, size_t size, size_t count, FILE *stream);
-
-/** Writes items, as fwrite.
- * @param[in]     buffer the items; not NULL
- * @param[in]     size   of an item in bytes, above 0
- * @param[in]     count  of items, above 0
- * @param[in,out] stream not NULL
- * @return the number of whole items written, below count on failure; (size_t)-2 for a bad argument */
+/** Writes items, as fwrite. A NULL buffer and a size or count of 0 are bad and give (size_t)-2. */
 LC_API size_t lc_fwrite(const void *buffer, size_t size, size_t count, FILE *stream);
-
-/** Writes a formatted text, as fprintf.
- * @param[in,out] stream not NULL
- * @param[in]     format of printf, followed by its arguments; not checked
- * @return the bytes written; negative on failure; -2 when stream is NULL */
+/** Writes a formatted text, as fprintf. */
 LC_API int lc_fprintf(FILE *stream, const char *format, ...) LC_PRINTF(2, 3);
-
-/** Sets the position in a stream, as fseek.
- * @param[in,out] stream not NULL
- * @param[in]     offset in bytes
- * @param[in]     whence SEEK_SET, SEEK_CUR or SEEK_END
- * @retval 0  set
- * @retval -1 failure; errno tells which
- * @retval -2 a bad argument */
+/** Sets the position in bytes, as fseek. A whence other than SEEK_SET, SEEK_CUR or SEEK_END is bad. */
 LC_API int lc_fseek(FILE *stream, int32_t offset, int whence);
-
-/** Tells the position in a stream, as ftell.
- * @param[in] stream not NULL
- * @return bytes from the start; -1 on failure; -2 when stream is NULL */
+/** Tells the position in bytes, as ftell. */
 LC_API long lc_ftell(FILE *stream);
-
-/** Sets the position in a stream to its start, as rewind.
- * @param[in,out] stream NULL does nothing */
+/** Sets the position to the start, as rewind. A NULL stream is only logged. */
 LC_API void lc_rewind(FILE *stream);
 
 /** @}
@@ -132,16 +82,14 @@ LC_API void lc_rewind(FILE *stream);
  * @retval -2 a bad argument */
 LC_API int lc_access(const char *path, int mode);
 
-/** Tells whether a path exists and is not a directory. A device, FIFO or socket counts. Each outcome is
- * logged at debug level.
- * @param[in] path the path
+/** Tells whether @p path exists and is not a directory. A device, FIFO or socket counts. Each outcome
+ * is logged at debug level.
  * @retval 0  yes
  * @retval -1 no, or it cannot be told
  * @retval -2 path is NULL */
 LC_API int lc_file_exist(const char *path);
 
-/** Tells whether a path is a directory. Each outcome is logged at debug level.
- * @param[in] path the path
+/** Tells whether @p path is a directory. Each outcome is logged at debug level.
  * @retval 0  yes
  * @retval -1 no, or it cannot be told
  * @retval -2 path is NULL */

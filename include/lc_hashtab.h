@@ -54,27 +54,19 @@ LC_BEGIN_DECLS
 
 struct lc_hashtab;
 
-/** Gives a key's number, which modulo the number of buckets is its bucket.
- * @param[in] table the table
- * @param[in] key   a key
- * @return any number; equal keys have equal ones */
+/** Gives the hash of @p key in @p table; modulo the number of buckets it is the key's bucket.
+ * @return any number, the same for equal keys */
 typedef uint32_t (*lc_hashtab_hash_fn)(struct lc_hashtab *table, const void *key);
 
-/** Compares two keys.
- * @param[in] table     the table
- * @param[in] key       the key that is looked for
- * @param[in] entry_key the key of an entry
+/** Compares @p key, which is searched for in @p table, with @p entry_key, the key of an entry.
  * @return 0 when the keys are equal, positive when key sorts after entry_key, else negative */
 typedef int (*lc_hashtab_compare_fn)(struct lc_hashtab *table, const void *key, const void *entry_key);
 
-/** Frees a key or a value.
- * @param[in] object the key or value; NULL where that was inserted */
+/** Frees a key or a value, @p object: NULL where NULL was inserted. */
 typedef void (*lc_hashtab_free_fn)(void *object);
 
-/** Visits an entry. It must not change the table.
- * @param[in]     key   of the entry
- * @param[in,out] value of the entry
- * @param[in,out] arg   as given to lc_hashtab_map()
+/** Visits an entry, its @p key and @p value, with the @p arg of lc_hashtab_map(). It must not change
+ * the table.
  * @return non-zero to stop the walk */
 typedef int (*lc_hashtab_visit_fn)(void *key, void *value, void *arg);
 
@@ -94,46 +86,36 @@ typedef struct lc_hashtab {
     lc_hashtab_compare_fn compare; /**< as given to lc_hashtab_create() */
 } lc_hashtab;
 
-/** Makes a new, empty table.
- * @param[in] hash    the numbers of keys
- * @param[in] compare the order of keys
- * @param[in] size    number of buckets
+/** Makes a new, empty table of @p size buckets, which finds a key's bucket by @p hash and sorts keys by
+ * @p compare.
  * @return the table, which lc_hashtab_destroy() takes back; NULL when out of memory or size is 0 */
 LC_API lc_hashtab *lc_hashtab_create(lc_hashtab_hash_fn hash, lc_hashtab_compare_fn compare,
                                      uint32_t size);
 
-/** Adds an entry.
- * @param[in,out] table the table
- * @param[in]     key   not copied: must last, unchanged, until lc_hashtab_destroy() frees it
- * @param[in]     value not copied: freed by lc_hashtab_destroy() too
+/** Adds an entry to @p table. Neither @p key nor @p value is copied: ownership of both moves to the
+ * table, and the key must not change.
  * @retval 0  added
  * @retval -1 the table is NULL or full, the key is there already (its value is kept) or memory is
  *            short; key and value stay the caller's */
 LC_API int32_t lc_hashtab_insert(lc_hashtab *table, void *key, void *value);
 
-/** Looks a key up.
- * @param[in] table the table
- * @param[in] key   the key
+/** Looks @p key up in @p table.
  * @return its value, still the table's; NULL when there is none or the table is NULL */
 LC_API void *lc_hashtab_search(lc_hashtab *table, const void *key);
 
-/** Frees each key and value, and the table.
- * @param[in] table      NULL is ignored
+/** Frees each key and value, and @p table; NULL is ignored.
  * @param[in] key_free   frees a key; NULL for mem_free_ex()
  * @param[in] value_free frees a value; NULL for mem_free_ex() */
 LC_API void lc_hashtab_destroy(lc_hashtab *table, lc_hashtab_free_fn key_free,
                                lc_hashtab_free_fn value_free);
 
-/** Visits every entry, bucket by bucket, each in ascending order of its keys.
- * @param[in]     table the table
- * @param[in]     visit the visitor
- * @param[in,out] arg   for the visitor
+/** Calls @p visit with @p arg for every entry of @p table, bucket by bucket, each in ascending order of
+ * its keys.
  * @return 0, also for a NULL table, or what the visitor stopped the walk with */
 LC_API int32_t lc_hashtab_map(lc_hashtab *table, lc_hashtab_visit_fn visit, void *arg);
 
-/** Tells how well the hash spreads.
- * @param[in]  table not NULL
- * @param[out] out   [0]: buckets that are not empty; [1]: length of the longest chain
+/** Tells how well the hash spreads the keys of @p table, which must not be NULL.
+ * @param[out] out [0]: buckets that are not empty; [1]: length of the longest chain
  * @return the length of the longest chain */
 LC_API uint32_t lc_hashtab_stat(const lc_hashtab *table, uint32_t out[2]);
 

@@ -4,14 +4,14 @@
  * A producer hands a buffer over with ipc_mq_send(); a consumer takes it with ipc_mq_recv() and frees
  * it with mem_free_ex(). Call ipc_mq_init() first. At most 64 queues per process.
  *
- * A waiting call wakes at most once: after the wake-up a sender queues its buffer even if the queue has
- * filled again, and a receiver that finds the queue emptied by another gets 11. A wake-up is given only
+ * A waiting call waits once: after the wake-up a sender queues its buffer even if the queue has filled
+ * again, and a receiver that finds the queue emptied by another gets 11. One waiter is woken, and only
  * when a queue stops being empty or stops being full. An event loop watches ipc_mq_get_fd() instead.
  *
  * @par Threads
  * Every function but ipc_mq_init(), ipc_mq_destroy() and mq_mgt_node_destroy() may be called from any
- * thread; any number of producers and consumers may share a queue. The two destroying calls must find
- * no one using what they destroy. A thread must not be cancelled inside a call.
+ * thread; any number of producers and consumers may share a queue. The two destroying calls must not
+ * run while another thread uses what they destroy. A thread must not be cancelled inside a call.
  *
  * @par Example
  * A worker that carries out what is queued for it, one message after the other, up to the last. A wait
@@ -136,13 +136,11 @@ LC_API void ipc_mq_init(void);
  * @retval 11 out of memory, or 64 queues exist */
 LC_API uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb);
 
-/** Queues a buffer.
- * @param[in] cb       the queue
- * @param[in] msg_hdr  the buffer; the queue's on success, else still the caller's
+/** Queues a buffer in @p cb. Its ownership moves to the queue on success.
+ * @param[in] msg_hdr  the buffer
  * @param[in] priority 0
- * @param[in] timeout  milliseconds; 0 does not wait for room, -1 waits without limit. The deadline is
- *                     cut to a whole second before the fraction of timeout is added, so it can fall up
- *                     to 1 s early
+ * @param[in] timeout  milliseconds, to the deadline of mkcondtimeout(); 0 does not wait for room, -1
+ *                     waits without limit
  * @retval 0  queued
  * @retval 1  an argument is NULL, priority not 0 or timeout below -1
  * @retval 7  timed out
@@ -150,11 +148,11 @@ LC_API uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb);
  * @retval 11 out of memory */
 LC_API uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t timeout);
 
-/** Takes the oldest buffer.
- * @param[in]  cb      the queue
- * @param[out] msg_hdr the buffer; the caller's, who frees it with mem_free_ex(). Untouched on failure
- * @param[in]  timeout milliseconds; 0 does not wait for a buffer, -1 waits without limit. The deadline
- *                     is that of ipc_mq_send()
+/** Takes the oldest buffer of @p cb.
+ * @param[out] msg_hdr the buffer; its ownership moves to the caller, who frees it with mem_free_ex().
+ *                     Unchanged on failure
+ * @param[in]  timeout milliseconds, to the deadline of mkcondtimeout(); 0 does not wait for a buffer,
+ *                     -1 waits without limit
  * @retval 0  taken
  * @retval 1  an argument is NULL or timeout below -1
  * @retval 7  timed out
@@ -162,27 +160,24 @@ LC_API uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, i
  * @retval 11 woken, but there is none: another consumer was faster, or the wake-up was spurious */
 LC_API uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout);
 
-/** Removes and frees every queued message of one identifier.
- * @param[in] cb     the queue
- * @param[in] msg_id the identifier
+/** Removes and frees every message of the identifier @p msg_id that is queued in @p cb.
  * @retval 0  done, also when there was none
  * @retval 1  cb is NULL
  * @retval 11 list failure */
 LC_API uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id);
 
 /** Gives a descriptor for an event loop (poll, select, epoll and what is built on them): it is readable
- * exactly while the queue holds a message. The first call for a queue makes it, a pipe with both ends
- * non-blocking and close-on-exec; later ones give the same. A queue that nobody asks costs nothing
- * more. A program that another thread forks and executes while the pipe is made may inherit it.
+ * exactly while @p cb holds a message. The first call for a queue makes a pipe with both ends
+ * non-blocking and close-on-exec; later calls give the same descriptor. A program that another thread
+ * forks and executes while the pipe is made may inherit it.
  *
- * Only watch it: never read, write or close it, and have the loop forget it before ipc_mq_destroy(),
- * which closes it. When it is readable, take messages with ipc_mq_recv() and a timeout of 0, until that
- * gives 9 or as many as the loop cares to: it stays readable as long as there are others. Another
- * thread may have been faster. A forked child shares it with its parent: using the queue there makes it
- * wrong here, so the child leaves the queue alone.
- * @param[in] cb the queue
+ * Only watch it: never read, write or close it, and remove it from the loop before ipc_mq_destroy(),
+ * which closes it. When it is readable, take messages with ipc_mq_recv() and a timeout of 0: all of
+ * them until that gives 9 (another thread may have taken them), or some, since it stays readable while
+ * there are others. A forked child shares the pipe with its parent and must not use the queue: that
+ * would make the parent's descriptor wrong.
  * @return the descriptor; -1 with errno set when cb is NULL (EINVAL) or it cannot be made (EMFILE,
- * ENFILE) */
+ *         ENFILE) */
 LC_API int ipc_mq_get_fd(mq_cb cb);
 
 /** Tells the usage of every queue, newest queue first.
@@ -194,8 +189,8 @@ LC_API int ipc_mq_get_fd(mq_cb cb);
  * @retval 5 more queues than room: the entries that fit are written, *num stays */
 LC_API uint32_t ipc_mq_usg_state(ipc_mq_usg *usg_stat, uint32_t *num);
 
-/** Destroys every queue and frees what is queued; the handles and descriptors are void. Queues can be
- * created again afterwards. */
+/** Destroys every queue and frees what is queued; the handles and descriptors are no longer valid.
+ * Queues can be created again afterwards. */
 LC_API void ipc_mq_destroy(void);
 
 /** Destroys one queue record and what it holds. It leaves the record's node in place: for the tear-down
@@ -204,11 +199,10 @@ LC_API void ipc_mq_destroy(void);
  * @retval 0 always */
 LC_API uint32_t mq_mgt_node_destroy(void *record);
 
-/** Gives the wall-clock deadline of a wait: whole seconds of now, plus the wait. The fraction of the
- * current second is dropped on purpose, so a deadline falls up to one second early; the router's
- * modules are tuned to it.
- * @param[out] abstime    the deadline
- * @param[in]  timeout_ms length of the wait in milliseconds */
+/** Stores in @p abstime the wall-clock deadline of a wait of @p timeout_ms milliseconds: whole seconds
+ * of now, plus the wait. The fraction of the current second is dropped on purpose, so a deadline falls
+ * up to one second early; the router's modules are tuned to it. Every time-out of the messaging
+ * families ends at such a deadline. */
 LC_API void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms);
 
 LC_END_DECLS

@@ -79,20 +79,16 @@ typedef struct lc_list {
     lc_list_node *tail; /**< NULL when empty */
 } lc_list;
 
-/** Frees the data of one node.
- * @param[in] data not NULL
+/** Frees the @p data of one node, which is not NULL.
  * @return ignored */
 typedef uint32_t (*lc_list_free_fn)(void *data);
 
-/** Tells whether a node's data is what is looked for.
- * @param[in] data of a node, not NULL
- * @param[in] key  as given to lc_list_find()
- * @return 0 when data is what key asks for */
+/** Tells whether @p data of a node, not NULL, matches the @p key of lc_list_find().
+ * @return 0 when it matches */
 typedef uint32_t (*lc_list_match_fn)(const void *data, const void *key);
 
-/** Visits a node (not its data). It may unlink and free the node it is given.
- * @param[in,out] node     the node
- * @param[in,out] argument as given to lc_list_tarverse()
+/** Visits @p node (not its data) with the @p argument of lc_list_tarverse(). It may unlink and free the
+ * node.
  * @return non-zero to stop the walk */
 typedef uint32_t (*lc_list_visit_fn)(lc_list_node *node, void *argument);
 
@@ -100,117 +96,76 @@ typedef uint32_t (*lc_list_visit_fn)(lc_list_node *node, void *argument);
  * @return the list, which lc_list_destroy() takes back; NULL when out of memory */
 LC_API lc_list *lc_list_create(void);
 
-/** Frees each node's non-NULL data, the nodes and the list, which is gone afterwards.
- * @param[in] list      the list
+/** Frees each node's non-NULL data, the nodes and @p list itself.
  * @param[in] free_data frees a node's data, before the node; NULL for mem_free_ex()
  * @retval 0 done
  * @retval 1 list is NULL */
 LC_API uint32_t lc_list_destroy(lc_list *list, lc_list_free_fn free_data);
 
-/** Counts the nodes.
- * @param[in] list the list
- * @return the number of nodes; 0xFFFFFFFF for a NULL list */
+/** Counts the nodes of @p list.
+ * @return their number; 0xFFFFFFFF for a NULL list */
 LC_API uint32_t lc_list_query_num(const lc_list *list);
 
 /** @name Insertion
- * Each links a node that is in no list; it stays the caller's memory.
+ * Each links @p node, which must be in no list and stays the caller's memory, into @p list, where @p
+ * ref must be.
+ * @retval 0 done
+ * @retval 1 an argument is NULL
+ * @retval 3 the list is empty (only where there is ref)
  * @{ */
 
-/** Links a node before the head.
- * @param[in,out] list the list
- * @param[in,out] node in no list
- * @retval 0 done
- * @retval 1 an argument is NULL */
+/** Links a node before the head. */
 LC_API uint32_t lc_list_add_at_head(lc_list *list, lc_list_node *node);
-
-/** Links a node behind the tail.
- * @param[in,out] list the list
- * @param[in,out] node in no list
- * @retval 0 done
- * @retval 1 an argument is NULL */
+/** Links a node behind the tail. */
 LC_API uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node);
-
-/** Links a node before another.
- * @param[in,out] list the list
- * @param[in,out] ref  in the list
- * @param[in,out] node in no list
- * @retval 0 done
- * @retval 1 an argument is NULL
- * @retval 3 the list is empty */
+/** Links a node before another. */
 LC_API uint32_t lc_list_add_before(lc_list *list, lc_list_node *ref, lc_list_node *node);
-
-/** Links a node behind another.
- * @param[in,out] list the list
- * @param[in,out] ref  in the list
- * @param[in,out] node in no list
- * @retval 0 done
- * @retval 1 an argument is NULL
- * @retval 3 the list is empty */
+/** Links a node behind another. */
 LC_API uint32_t lc_list_add_next(lc_list *list, lc_list_node *ref, lc_list_node *node);
 
 /** @}
  * @name Removal
- * Each unlinks a node, which the caller then owns, with its data.
+ * Each unlinks a node from @p list, which the caller then owns, with its data. The list is circular:
+ * before the head comes the tail, and behind the tail the head. @p ref must be in the list.
+ * @param[out] err never NULL; gets 0 or, with NULL returned, 1 (another argument is NULL), 3 (empty
+ *                 list) or, where there is ref, 4 (only one node)
+ * @return the node, or NULL
  * @{ */
 
-/** Unlinks the head.
- * @param[in,out] list the list
- * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (list is NULL) or 3 (empty list)
- * @return the node, or NULL */
+/** Unlinks the head. */
 LC_API lc_list_node *lc_list_del_from_head(lc_list *list, uint32_t *err);
-
-/** Unlinks the tail.
- * @param[in,out] list the list
- * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (list is NULL) or 3 (empty list)
- * @return the node, or NULL */
+/** Unlinks the tail. */
 LC_API lc_list_node *lc_list_del_from_tail(lc_list *list, uint32_t *err);
-
-/** Unlinks the node before another; the list is circular, so before the head comes the tail.
- * @param[in,out] list the list
- * @param[in,out] ref  in the list
- * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (an argument is NULL), 3 (empty
- *                     list) or 4 (only one node)
- * @return the node, or NULL */
+/** Unlinks the node before another. */
 LC_API lc_list_node *lc_list_del_prev(lc_list *list, lc_list_node *ref, uint32_t *err);
-
-/** Unlinks the node behind another; the list is circular, so behind the tail comes the head.
- * @param[in,out] list the list
- * @param[in,out] ref  in the list
- * @param[out]    err  never NULL; gets 0 or, with NULL returned, 1 (an argument is NULL), 3 (empty
- *                     list) or 4 (only one node)
- * @return the node, or NULL */
+/** Unlinks the node behind another. */
 LC_API lc_list_node *lc_list_del_next(lc_list *list, lc_list_node *ref, uint32_t *err);
 
-/** Unlinks one node.
- * @param[in,out] list the list
- * @param[in,out] node must belong to list; this is not checked
+/** @} */
+
+/** Unlinks @p node from @p list, to which it must belong; this is not checked. The caller then owns it,
+ * with its data.
  * @retval 0 done
  * @retval 1 an argument is NULL
  * @retval 3 the list is empty */
 LC_API uint32_t lc_list_del_node(lc_list *list, lc_list_node *node);
 
-/** @}
- * @name Looking
+/** @name Looking
  * @{ */
 
-/** Finds the first node, from the head, whose non-NULL data matches.
- * @param[in] list  the list
- * @param[in] match 0 when a node's data is what is looked for
- * @param[in] key   for match
+/** Finds the first node of @p list, from the head, with non-NULL data for which @p match, called with
+ * the data and @p key, returns 0.
  * @return the node, which stays linked; NULL when there is none or an argument is NULL */
 LC_API lc_list_node *lc_list_find(lc_list *list, lc_list_match_fn match, const void *key);
 
-/** Calls visit(node, argument) for each node from head to tail.
- * @param[in,out] list     the list
- * @param[in]     visit    NULL visits nothing and gives 0
- * @param[in,out] argument for visit
+/** Calls @p visit with the node and @p argument for each node of @p list from head to tail. A NULL
+ * visit gives 0.
  * @retval 0 every node was visited
  * @retval 1 list is NULL
  * @retval 9 the visitor stopped the walk */
 LC_API uint32_t lc_list_tarverse(lc_list *list, lc_list_visit_fn visit, void *argument);
 
-/** Gives the node at an index.
- * @param[in]  list  the list
+/** Gives the node of @p list at an index.
  * @param[in]  index from the head, which is 0
  * @param[out] err   never NULL; gets 0 or, with NULL returned, 1 (list is NULL), 3 (empty list) or 12
  *                   (index negative or not below the count)

@@ -55,18 +55,16 @@ typedef struct logconfig {
     char name[LC_LOG_NAME_SIZE]; /**< its name, as in the names of its flag files */
 } logconfig;
 
-/** Looks a module up. Any thread.
- * @param[out] out the module's record; NULL when it is not wanted
- * @param[in]  id  the module's number
+/** Looks up the module with the number @p id. Any thread.
+ * @param[out] out its record; NULL when it is not wanted
  * @retval 0 found
  * @retval 3 the configuration file has no such module
  * @retval 4 the configuration file cannot be opened */
 LC_API int get_logconfig_by_ID(logconfig *out, int32_t id);
 
-/** Names the calling process's module for all its log lines. Their identity is the module's number, in
- * at least two digits, and its name, such as "03WanManager". Call it once, at start-up, before other
- * threads start.
- * @param[in] id the module's number
+/** Sets the module of the calling process, with the number @p id, for all its log lines. Their identity
+ * is the module's number, in at least two digits, and its name, such as "03WanManager". Call it once,
+ * at start-up, before other threads start.
  * @retval 0 done, also when a module was named before (nothing changes then)
  * @retval 1 the module is not known: log_print() stays silent */
 LC_API int log_init(int32_t id);

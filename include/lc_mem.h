@@ -29,50 +29,41 @@ LC_BEGIN_DECLS
 #define MEM_OWNER_LCT 0x84080000u      /**< messages of the LTE client */
 /** @} */
 
-/** Allocates a block, uninitialised. The first three arguments only serve tracing and are ignored here.
- * @param[in] thread_tag low 16 bits of the caller's kernel thread id
- * @param[in] line       source line of the call
- * @param[in] owner      MEM_OWNER_...
- * @param[in] size       bytes
- * @return the block, which the caller owns and gives back with mem_free_ex(); NULL when out of memory
- */
+/** @name Allocation
+ * @param[in] thread_tag low 16 bits of the caller's kernel thread id; for tracing, ignored here
+ * @param[in] line       source line of the call; for tracing, ignored here
+ * @param[in] owner      MEM_OWNER_...; for tracing, ignored here
+ * @{ */
+
+/** Allocates a block of @p size bytes, uninitialised.
+ * @return the block, which the caller owns and frees with mem_free_ex(); NULL when out of memory */
 LC_API void *mem_malloc_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, size_t size);
 
-/** Frees a block of mem_malloc_ex().
- * @param[in] thread_tag low 16 bits of the caller's kernel thread id
- * @param[in] line       source line of the call
- * @param[in] owner      MEM_OWNER_...
- * @param[in] block      the block; NULL is allowed
+/** Frees @p block, which is NULL or of mem_malloc_ex().
  * @retval 0 always */
 LC_API uint32_t mem_free_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, void *block);
 
-/** @name Entry points of the tracing allocator; inert here
+/** @}
+ * @name Entry points of the tracing allocator; inert here
+ * They take any @p block.
  * @{ */
 
 /** Does nothing. */
 LC_API void mem_init(void);
-
 /** Does nothing. */
 LC_API void mem_fin(void);
-
 /** Does nothing. */
 LC_API void mem_dump_trace_info(void);
-
 /** Tells the size of a large block.
  * @retval 0 always */
 LC_API uint32_t mem_get_big_block_size(void);
-
 /** Tells the size of the pool.
  * @retval 0 always */
 LC_API uint32_t mem_get_pool_size(void);
-
 /** Tells whether a block is sound.
- * @param[in] block any
  * @retval 1 always */
 LC_API uint32_t mem_is_valid(const void *block);
-
 /** Gives the tracing record of a block.
- * @param[in] block any
  * @return block itself */
 LC_API void *mem_get_tr_head(void *block);
 

@@ -49,80 +49,66 @@ LC_BEGIN_DECLS
 #define LC_MAC_TEXT_SIZE 18u /**< bytes of "00:11:22:33:44:55" and its terminator */
 
 /** @name Routes
+ * IPv4 routes. The texts @p dst, @p gw and @p mask are dotted quads, NULL and "" stand for 0.0.0.0. A
+ * gateway other than 0.0.0.0 makes it a route through that gateway, the mask 255.255.255.255 a route to
+ * a host. The metric has 16 bits and is that of the kernel's call, one more than tools show.
+ * @param[in]     dev      network interface
+ * @param[in,out] gateways separated by single blanks; two in a row end the list. It is modified
  * @{ */
 
-/** Adds an IPv4 route. A gateway other than 0.0.0.0 makes it a route through that gateway, the mask
- * 255.255.255.255 a route to a host.
- * @param[in] dev    device
- * @param[in] metric 16 bits, as the kernel's call counts, one more than is shown; 0 for none
- * @param[in] dst    destination, a dotted quad; NULL or "" for 0.0.0.0
- * @param[in] gw     gateway, a dotted quad; NULL or "" for 0.0.0.0
- * @param[in] mask   a dotted quad; NULL or "" for 0.0.0.0
- * @return 0, the errno of the failed call, or EINVAL for any other text that is no address */
+/** Adds a route.
+ * @param[in] metric 0 for none
+ * @return 0, the errno of the failed call, or EINVAL for a text that is no address */
 LC_API int lc_route_add(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 
-/** Deletes an IPv4 route. Gateway and mask count as for lc_route_add().
- * @param[in] dev    device
- * @param[in] metric 16 bits, as the kernel's call counts, one more than is shown; 0 for any
- * @param[in] dst    destination, a dotted quad; NULL or "" for 0.0.0.0
- * @param[in] gw     gateway, a dotted quad; NULL or "" for 0.0.0.0
- * @param[in] mask   a dotted quad; NULL or "" for 0.0.0.0
- * @return 0, the errno of the failed call, or EINVAL for any other text that is no address */
+/** Deletes a route.
+ * @param[in] metric 0 for any
+ * @return 0, the errno of the failed call, or EINVAL for a text that is no address */
 LC_API int lc_route_del(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 
 /** Adds a default route through each gateway of a list.
- * @param[in]     dev      device
- * @param[in,out] gateways separated by single blanks; two in a row end the list. It is modified
  * @retval 0  whatever the routes gave
  * @retval -1 the list is NULL or empty */
 LC_API int lc_route_add_default(const char *dev, char *gateways);
 
 /** Deletes the default route through each gateway of a list.
- * @param[in]     dev      device
- * @param[in,out] gateways separated by single blanks; two in a row end the list. It is modified
  * @retval 0  whatever the routes gave
  * @retval -1 the list is NULL or empty */
 LC_API int lc_route_del_default(const char *dev, char *gateways);
 
 /** @}
  * @name Addresses and interfaces
+ * The last three are deliberately inverted, since the router's processes rely on it: they refuse an
+ * existing interface as a parameter error. They go on only for a name that does not exist; of one with
+ * more than 15 characters the first 15 may name an interface that does.
+ * @param[in] name of the interface
  * @{ */
 
-/** Tells whether a text is an IPv4 address.
- * @param[in] text the text
+/** Tells whether @p text is an IPv4 address.
  * @retval 1 it begins with four decimal numbers with dots between and inet_aton accepts it
  * @retval 0 it does not */
 LC_API int is_valid_ip(const char *text);
 
 /** Tells whether there is an interface of a name.
- * @param[in] name of the interface
  * @retval -1 yes, if_nametoindex knows it
  * @retval 0  no */
 LC_API int lc_is_interface_exist(const char *name);
 
-/** Tells of every existing interface that it is up. Deliberately inverted, since the router's processes
- * rely on it: an existing interface is refused as a parameter error.
- * @param[in] name of the interface
- * @retval -1 the interface exists, name is NULL or "", or no socket can be opened. Of a name of more
- *            than 15 characters that does not exist: also when the interface of the first 15 is up
+/** Says of every existing interface that it is up.
+ * @retval -1 the interface exists, name is NULL or "", or no socket can be opened; or the first 15
+ *            characters of a longer name are an interface that is up
  * @retval 0  it does not exist */
 LC_API int lc_is_interface_up(const char *name);
 
-/** Is meant to give an interface's address, but refuses every existing interface, for the same reason
- * as lc_is_interface_up(). It gives one only for a name of more than 15 characters that does not exist
- * while its first 15 name an interface with an IPv4 address.
- * @param[in]  name of the interface
- * @param[out] addr the address; left as it is by a failure
+/** Is meant to give an interface's IPv4 address.
+ * @param[out] addr the address; unchanged after a failure
  * @retval -1 the interface exists, there is no such address, an argument is NULL, name is "", or no
  *            socket can be opened
  * @retval 0  the address of the interface of the first 15 characters is in addr */
 LC_API int lc_get_ip_by_ifname(const char *name, struct in_addr *addr);
 
-/** Is meant to give an interface's hardware address, but refuses every existing interface, for the same
- * reason as lc_is_interface_up(). It gives one only for a name of more than 15 characters that does not
- * exist while its first 15 name an interface.
- * @param[in]  name of the interface
- * @param[out] mac  the address, 6 bytes; left as it is by a failure
+/** Is meant to give an interface's hardware address.
+ * @param[out] mac the address, 6 bytes; unchanged after a failure
  * @retval -1 the interface exists, there is none, an argument is NULL, name is "", or no socket can be
  *            opened
  * @retval 0  the hardware address of the interface of the first 15 characters is in mac */
@@ -144,9 +130,9 @@ LC_API int lc_get_climac_by_ip(const char *ip, char *mac);
 /** Asks who has an address and looks at the first ARP packet that comes. Needs the right to open packet
  * sockets.
  * @param[in] target_ip    the address asked for, in network order
- * @param[in] our_ip       the asker's, in network order
- * @param[in] our_mac      the asker's, 6 bytes
- * @param[in] expected_mac the one that should answer, 6 bytes
+ * @param[in] our_ip       the sender's, in network order
+ * @param[in] our_mac      the sender's, 6 bytes
+ * @param[in] expected_mac the hardware address that should answer, 6 bytes
  * @param[in] ifname       interface, at most 13 characters
  * @param[in] timeout_ms   milliseconds to wait for a packet
  * @retval 0  the packet is the answer, to our_mac, of expected_mac
@@ -154,13 +140,13 @@ LC_API int lc_get_climac_by_ip(const char *ip, char *mac);
 LC_API int lc_arp_check(struct in_addr target_ip, struct in_addr our_ip, const uint8_t *our_mac,
                         const uint8_t *expected_mac, const char *ifname, int timeout_ms);
 
-/** Has a neighbour note that an address is at a hardware address, by asking for the neighbour in that
- * name: takes 500 ms when it is silent.
+/** Has a neighbour update its ARP entry of an address, by an ARP request for the neighbour with that
+ * address as the sender's: takes 500 ms when it does not answer.
  * @param[in] target_ip the neighbour, a dotted quad
  * @param[in] source_ip the address, a dotted quad
  * @param[in] ifname    interface, at most 13 characters
- * @param[in] mac       the hardware address, as text; one that is none has the neighbour's looked up
- *                      instead, and nothing is sent
+ * @param[in] mac       the hardware address, as text; with a text that is none the neighbour's is only
+ *                      looked up, and nothing is sent
  * @retval 0  done, also when the request could not be sent
  * @retval -1 an address cannot be read or looked up
  * @retval -2 a NULL argument */
@@ -177,77 +163,32 @@ LC_API int lc_arp_update2(const char *ifname);
 
 /** @}
  * @name Sockets
- * Each does what the call of its name without lc_ does.
+ * Arguments and results are those of the call that is named; errno is left as that call sets it.
  * @{ */
 
-/** Makes a socket, as socket.
- * @param[in] domain   AF_...
- * @param[in] type     SOCK_...
- * @param[in] protocol 0 for the usual one
- * @return a descriptor that the caller closes; -1 on failure, errno tells which */
+/** Makes a socket, as socket. The caller closes the descriptor. */
 LC_API int lc_socket(int domain, int type, int protocol);
-
-/** Names a socket, as bind.
- * @param[in] fd      the socket
- * @param[in] address its name
- * @param[in] size    bytes of address
- * @return 0; -1 on failure, errno tells which */
+/** Names a socket, as bind. */
 LC_API int lc_bind(int fd, const struct sockaddr *address, socklen_t size);
-
-/** Has a socket take connections, as listen.
- * @param[in] fd      the socket
- * @param[in] backlog connections that may wait
- * @return 0; -1 on failure, errno tells which */
+/** Has a socket take connections, as listen. */
 LC_API int lc_listen(int fd, int backlog);
-
-/** Takes a connection, as accept.
- * @param[in]     fd      the socket
- * @param[out]    address the peer's; NULL when it is not wanted
- * @param[in,out] size    in: bytes of room; out: bytes of the address; NULL with a NULL address
- * @return a descriptor that the caller closes; -1 on failure, errno tells which */
+/** Takes a connection, as accept. The caller closes the descriptor. */
 LC_API int lc_accept(int fd, struct sockaddr *address, socklen_t *size);
-
-/** Connects a socket, as connect.
- * @param[in] fd      the socket
- * @param[in] address the peer's
- * @param[in] size    bytes of address
- * @return 0; -1 on failure, errno tells which */
+/** Connects a socket, as connect. */
 LC_API int lc_connect(int fd, const struct sockaddr *address, socklen_t size);
-
-/** Converts to network order, as htons.
- * @param[in] value in host order
- * @return the value as a signed 16-bit number: from 0x8000 on it is negative */
+/** Converts to network order, as htons. The result is signed 16 bits, negative from 0x8000 on. */
 LC_API int lc_htons(uint16_t value);
-
-/** Converts to host order, as ntohs.
- * @param[in] value in network order
- * @return the value as a signed 16-bit number: from 0x8000 on it is negative */
+/** Converts to host order, as ntohs. The result is signed 16 bits, negative from 0x8000 on. */
 LC_API int lc_ntohs(uint16_t value);
-
-/** Converts to network order, as htonl.
- * @param[in] value in host order
- * @return the value in network order */
+/** Converts to network order, as htonl. */
 LC_API uint32_t lc_htonl(uint32_t value);
-
-/** Converts to host order, as ntohl.
- * @param[in] value in network order
- * @return the value in host order */
+/** Converts to host order, as ntohl. */
 LC_API uint32_t lc_ntohl(uint32_t value);
-
-/** Reads an address, as inet_addr.
- * @param[in] text a dotted quad
- * @return the address in network order; INADDR_NONE when it is none */
+/** Reads an address, as inet_addr. */
 LC_API in_addr_t lc_inet_addr(const char *text);
-
-/** Reads an address, as inet_aton.
- * @param[in]  text a dotted quad
- * @param[out] addr the address
- * @return non-zero; 0 when it is none */
+/** Reads an address, as inet_aton. */
 LC_API int lc_inet_aton(const char *text, struct in_addr *addr);
-
-/** Writes an address, as inet_ntoa. Not thread-safe.
- * @param[in] addr the address
- * @return a dotted quad in libc's buffer, valid until the next call */
+/** Writes an address, as inet_ntoa. Not thread-safe: valid until the next call. */
 LC_API char *lc_inet_ntoa(struct in_addr addr);
 
 /** @} */

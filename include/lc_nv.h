@@ -6,31 +6,34 @@
  * /2ndfile/nv/, where the defaults file declares each with its attribute bits and its factory value,
  * and a current and a backup copy hold its value.
  *
- * A run: one process calls nvm_init() before any other reads; then any process reads and writes; at an
- * orderly shutdown nvm_fin() spares the next nvm_init() its repair.
+ * One process calls nvm_init() before any other reads; then any process reads and writes; after
+ * nvm_fin(), at an orderly shutdown, the next nvm_init() skips its repair.
  *
- * Nothing here logs, but for the debug line of lc_dir_exist() in nvm_init(). A write cut short and a
- * lock that is refused are not detected; neither is a wait for a lock that a signal handler without
- * SA_RESTART breaks off. What sets the umask to 0 does so even when it fails.
+ * Nothing here logs except lc_dir_exist(), at debug level, in nvm_init(). Not detected are a short
+ * write, a lock that is refused and a wait for a lock that a signal handler without SA_RESTART
+ * interrupts. A function that sets the umask to 0 does so even when it fails.
  *
  * @see ltectl(1)
  *
  * @par Threads
- * Whole-file record locks keep processes apart. Since all threads of a process are one for the kernel,
- * it can refuse a lock for a deadlock that is none; the stores then ask again, a thousand times at
- * most, with pauses of a millisecond. Another program that asks for one parameter's lock while it has
- * another's can be refused for the same reason. Any thread may use the volatile store: those of a
- * process take turns at a parameter, in the order in which they come, and do not wait for each other at
- * different ones, whatever other processes have locked. nvmram_readnv(), nvmram_writenv() and
- * nvram_match() are cancellation points wherever there is a file to be locked: a thread that is
- * cancelled there, also while it waits for other threads or processes, leaves nothing open or locked,
- * and the value as it was; what it has begun to write it writes to its end. This is so with deferred
- * cancellation, the default. A signal handler must not call these functions, nor leave one that it has
- * interrupted. A forked child may use the volatile store, whatever its parent's threads were doing
- * there; it has copies of the descriptors that these had open. The persistent store does not keep the
- * threads of a process apart: those that may touch the same parameter bring a lock of their own. A
- * thread must not be cancelled in it: what is open or locked stays so. It keeps nothing in memory; a
- * forked child may use it, nvm_init() only where it may use the log.
+ * Whole-file record locks exclude other processes. Since the kernel sees all threads of a process as
+ * one owner, it can report a deadlock that does not exist, also when another program asks for one
+ * parameter's lock while it has another's; both stores then retry, at most 1000 times, every
+ * millisecond.
+ *
+ * Any thread may use the volatile store. The threads of a process access a parameter one at a time, in
+ * the order in which they come; at different parameters they do not wait for each other, whatever other
+ * processes have locked. nvmram_readnv(), nvmram_writenv() and nvram_match() are cancellation points
+ * wherever there is a file to be locked: a thread that is cancelled there (deferred cancellation, the
+ * default), also while it waits for other threads or processes, leaves nothing open or locked, and the
+ * value either unchanged or written completely. A signal handler must not call these functions, nor
+ * leave one that it has interrupted. A forked child may use the volatile store, whatever its parent's
+ * threads were doing there; it has copies of the descriptors that they had open.
+ *
+ * The persistent store does not exclude other threads of the same process: threads that may access the
+ * same parameter need a lock of the caller's. A thread must not be cancelled in it: what is open or
+ * locked would stay so. It keeps nothing in memory; a forked child may use it, but nvm_init() only
+ * where it may use the log.
  *
  * @par Example
  * Stores a volatile parameter and reads it back, since a file that could not be made is no error.
@@ -80,6 +83,9 @@ LC_BEGIN_DECLS
 /** @} */
 
 /** @name Volatile parameters
+ * @param[in]  name  of the parameter
+ * @param[out] buf   receives the value and a NUL
+ * @param[in]  value to be stored, or expected
  * @{ */
 
 /** Makes the store's directory.
@@ -88,9 +94,7 @@ LC_BEGIN_DECLS
 LC_API uint32_t nvmram_init(void);
 
 /** Copies the value of a parameter. Values of 4096 bytes and more are cut to 4095.
- * @param[in]  name the parameter
- * @param[out] buf  receives the value and a NUL
- * @param[in]  size capacity of buf in bytes
+ * @param[in] size capacity of buf in bytes
  * @retval 0 copied
  * @retval 1 bad name, no such parameter or nothing readable in it
  * @retval 2 a NULL argument, or the value with its NUL is longer than size */
@@ -99,9 +103,7 @@ LC_API uint32_t nvmram_readnv(const char *name, char *buf, uint32_t size);
 /** Stores a value, creating the parameter if needed. Sets the process's umask to 0 and leaves it so:
  * the files are mode 0666. A parameter file that cannot be created also gives 0; read back what must be
  * stored.
- * @param[in] name  the parameter
- * @param[in] value the value
- * @param[in] size  of the largest value that the caller allows, terminator included
+ * @param[in] size of the largest value that the caller allows, terminator included
  * @retval 0 stored
  * @retval 1 bad name
  * @retval 2 NULL name
@@ -113,9 +115,7 @@ LC_API uint32_t nvmram_writenv(const char *name, const char *value, uint32_t siz
  * @retval 0 always */
 LC_API uint32_t nvmram_clear(void);
 
-/** Compares a stored value with an expected one.
- * @param[in] name  the parameter
- * @param[in] value the value expected
+/** Compares the stored value with an expected one.
  * @retval 0 equal
  * @retval 4 a NULL argument
  * @retval 5 the value cannot be read, or is longer than 2047 bytes
@@ -143,7 +143,7 @@ LC_API uint32_t nvram_match(const char *name, const char *value);
 #define NV_LINE_SKIP 1         /**< nv_parse_line(): a comment or an empty line */
 #define NV_LINE_MALFORMED (-1) /**< nv_parse_line(): neither */
 
-/** Parses one line, in place. The outputs hold something only after NV_LINE_PARAMETER. Any thread.
+/** Parses one line, in place. The outputs are valid only after NV_LINE_PARAMETER. Any thread.
  * @param[in,out] line        with its line feed; NULs are written into it
  * @param[out]    name_out    the name, in line
  * @param[out]    bits_out    the attribute bits
@@ -156,15 +156,13 @@ LC_API int nv_parse_line(char *line, char **name_out, uint32_t *bits_out, char *
 
 /** Runs the checksum of parameter files and upgrade images: the reflected CRC-32 (polynomial
  * 0xEDB88320) without inversion before or after. Any thread.
- * @param[in] crc    0, or the result for what came before
- * @param[in] data   the bytes
- * @param[in] length their number
+ * @param[in] crc    0, or the result for the data before
+ * @param[in] data   length bytes
+ * @param[in] length of data
  * @return the checksum */
 LC_API uint32_t nv_crc32_update(uint32_t crc, const void *data, size_t length);
 
-/** Looks a parameter up in a parameter file and copies its value. Any thread.
- * @param[in]  path    of the file
- * @param[in]  name    the parameter
+/** Looks the parameter @p name up in the file @p path and copies its value. Any thread.
  * @param[out] buf     receives the value and a NUL
  * @param[in]  size    capacity of buf in bytes
  * @param[in]  has_crc non-zero for a file that begins with a checksum line
@@ -178,12 +176,15 @@ LC_API uint32_t nvm_parsefile(const char *path, const char *name, char *buf, uin
 
 /** @}
  * @name Persistent parameters
+ * @param[in]  name  of the parameter
+ * @param[out] buf   receives the value and a NUL
+ * @param[in]  value to be stored, or expected
  * @{ */
 
 /** Opens the store. After an orderly shutdown it only removes the marker; otherwise it makes the
  * store's directories and gives every declared parameter two copies of equal value: the current one
- * when there is one, else the backup's, else the default. Sets the umask to 0 and leaves it so. Once,
- * before other processes and threads use the store.
+ * when there is one, else the backup's, else the default. Sets the umask to 0 and leaves it so. Call it
+ * once, before other processes and threads use the store.
  * @retval 0 opened
  * @retval 5 the marker cannot be removed, the defaults file is missing, a directory cannot be made (a
  *           name that is taken passes), or a line of the defaults file is malformed (what is declared
@@ -194,20 +195,16 @@ LC_API uint32_t nvm_init(void);
  * Values of 4096 bytes and more are cut to 4095. A copy that cannot be opened counts as one that is not
  * there: a process without the right to read the store gets the defaults, and 0. The store's
  * directories as nvm_init() makes them can be searched by root alone.
- * @param[in]  name the parameter
- * @param[out] buf  receives the value and a NUL
- * @param[in]  size capacity of buf in bytes
+ * @param[in] size capacity of buf in bytes
  * @retval 0 copied
  * @retval 1 bad name or not declared
  * @retval 2 a NULL argument, or the value with its NUL is longer than size
  * @retval 5 the defaults file is missing or malformed (asked only when neither copy holds anything) */
 LC_API uint32_t nvm_readnv(const char *name, char *buf, uint32_t size);
 
-/** Stores a value in both copies. A parameter that has no copy yet must be declared. Sets the umask to
- * 0 and leaves it so.
- * @param[in] name  the parameter
- * @param[in] value the value; a line feed in it can be stored, but garbles an export
- * @param[in] size  of the largest value that the caller allows, terminator included
+/** Stores a value in both copies. A parameter that has no copy yet must be declared. A line
+ * feed in the value can be stored, but makes an export malformed. Sets the umask to 0 and leaves it so.
+ * @param[in] size of the largest value that the caller allows, terminator included
  * @retval 0 stored; also when a copy, or even both, cannot be written, as on a full file system
  * @retval 1 bad name or not declared
  * @retval 2 NULL name
@@ -215,9 +212,7 @@ LC_API uint32_t nvm_readnv(const char *name, char *buf, uint32_t size);
  * @retval 5 the defaults file is missing or malformed (asked only when there is no copy) */
 LC_API uint32_t nvm_writenv(const char *name, const char *value, uint32_t size);
 
-/** Compares a stored value with an expected one.
- * @param[in] name  the parameter
- * @param[in] value the value expected
+/** Compares the stored value with an expected one.
  * @retval 0 equal
  * @retval 4 a NULL argument
  * @retval 5 the value cannot be read, or is longer than 2047 bytes
@@ -236,12 +231,12 @@ LC_API uint32_t nvm_fin(void);
 
 /** @}
  * @name Import, export, reset
+ * @param[in] path of the parameter file
+ * @param[in] mask attribute bits
  * @{ */
 
 /** Writes a line for each declared parameter whose attribute bits and mask have a bit in common, in the
- * order of the defaults file. Writes that fail are not detected.
- * @param[in] path     of the file, which is made or emptied
- * @param[in] mask     attribute bits
+ * order of the defaults file, into a file that is made or emptied. Writes that fail are not detected.
  * @param[in] with_crc non-zero for a checksum line
  * @retval 0 written
  * @retval 3 path is NULL, or the file cannot be made or sought in
@@ -250,10 +245,8 @@ LC_API uint32_t nvm_fin(void);
 LC_API uint32_t nvm_export(const char *path, uint32_t mask, int with_crc);
 
 /** Stores every value of a parameter file whose name is declared with an attribute bit that mask has
- * too, and passes over the others. What stood before a malformed line stays applied. Sets the umask to
+ * too, and passes over the others. The lines before a malformed one stay applied. Sets the umask to
  * 0 and leaves it so.
- * @param[in] path           of the file
- * @param[in] mask           attribute bits
  * @param[in] has_crc        non-zero for a file that begins with a checksum line
  * @param[in] check_identity non-zero to accept only a file whose NV_IDENTITY_ parameters both have
  *                           their default values; without a checksum line only the lines behind the

@@ -57,44 +57,34 @@ LC_API pid_t lc_fork(void);
  *         ignored), which cannot be told from a wait status */
 LC_API int _eval(char *const argv[], const char *redirect, int timeout, int *ppid);
 
-/** Reads from the start of a file, with one read.
- * @param[in]  path of the file
- * @param[out] buf  receives the bytes
- * @param[in]  len  bytes at most
+/** Reads at most @p len bytes from the start of the file @p path into @p buf, with one read.
  * @return bytes read; -1 on failure, also for a negative len */
 LC_API int f_read(const char *path, void *buf, int len);
 
-/** Reads a text from the start of a file, with one read.
- * @param[in]  path of the file
- * @param[out] buf  receives at most size - 1 bytes; always terminated, unless size is below 1
- * @param[in]  size capacity of buf
+/** Reads at most @p size - 1 bytes from the start of the file @p path into @p buf, with one read, and
+ * always terminates them, unless size is below 1.
  * @return bytes read; -1 on failure, also for a size below 1 */
 LC_API int f_read_string(const char *path, char *buf, int size);
 
-/** Gives the command name of a process. A name that fills buf is not terminated: 16 bytes hold the name
- * of every ordinary process, kernel threads may have longer ones.
- * @param[in]  pid  the process
- * @param[out] buf  receives the name; an empty text when it cannot be told
- * @param[in]  size capacity of buf
+/** Stores the command name of the process @p pid in the @p size bytes of @p buf; an empty text when it
+ * cannot be told. A name that fills buf is not terminated: 16 bytes hold the name of every ordinary
+ * process, kernel threads may have longer ones.
  * @return buf; NULL when size is below 1 */
 LC_API char *psname(int pid, char *buf, int size);
 
-/** Finds the first process of a name, in the order of /proc.
- * @param[in] name the command name; of one with a slash only what follows the first slash counts
+/** Finds the first process with the command name @p name, in the order of /proc. Of a name with a slash
+ * only the part behind the first slash counts.
  * @return its process id; -1 when there is none, or out of memory */
 LC_API int lc_pidof(const char *name);
 
-/** Sends a signal to every process of a name. A child that nobody has reaped still counts.
- * @param[in] name as for lc_pidof()
- * @param[in] sig  the signal
+/** Sends the signal @p sig to every process with @p name, as for lc_pidof(). A zombie still counts.
  * @retval 0  sent
  * @retval -1 a kill failed, also when a process ended meanwhile; the others are tried all the same
  * @retval -2 there is no process, or out of memory */
 LC_API int lc_killall(const char *name, int sig);
 
-/** Ends every process of a name: SIGTERM, then up to 5 seconds of waiting, then SIGKILL up to six
- * times, 2 seconds apart.
- * @param[in] name as for lc_pidof()
+/** Ends every process with @p name, as for lc_pidof(): SIGTERM, then up to 5 seconds of waiting, then
+ * SIGKILL up to six times, 2 seconds apart.
  * @retval -2 none is left (the good end), or out of memory
  * @retval -1 one could not be signalled
  * @retval 0  the last SIGKILL still found them */
@@ -102,147 +92,67 @@ LC_API int lc_killall_tk(const char *name);
 
 /** @}
  * @name Threads
- * Arguments and results exactly as those of the pthread call that is named.
+ * Arguments and results are those of the call that is named: 0 or an error number, where there is one.
  * @{ */
 
-/** Starts a thread, as pthread_create.
- * @param[out] thread   its handle
- * @param[in]  attr     NULL for the defaults
- * @param[in]  start    what it runs
- * @param[in]  argument for start
- * @return 0 or an error number */
+/** Starts a thread, as pthread_create. */
 LC_API int lc_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*start)(void *),
                              void *argument);
-
-/** Ends the calling thread, as pthread_exit.
- * @param[in] result for who joins it */
+/** Ends the calling thread, as pthread_exit. */
 LC_API void lc_pthread_exit(void *result) LC_NORETURN;
-
-/** Waits for a thread's end, as pthread_join.
- * @param[in]  thread the thread
- * @param[out] result what it ended with; NULL when it is not wanted
- * @return 0 or an error number */
+/** Waits for a thread's end, as pthread_join. */
 LC_API int lc_pthread_join(pthread_t thread, void **result);
-
-/** Asks a thread to end, as pthread_cancel.
- * @param[in] thread the thread
- * @return 0 or an error number */
+/** Asks a thread to end, as pthread_cancel. */
 LC_API int lc_pthread_cancle(pthread_t thread);
 
 /** @}
  * @name Attributes of threads
- * Arguments and results exactly as those of the pthread call that is named.
+ * Arguments and results are those of the call that is named: 0 or an error number.
  * @{ */
 
-/** Makes default attributes, as pthread_attr_init.
- * @param[out] attr the attributes
- * @return 0 or an error number */
+/** Makes default attributes, as pthread_attr_init. */
 LC_API int lc_pthread_attr_init(pthread_attr_t *attr);
-
-/** Gives attributes back, as pthread_attr_destroy.
- * @param[in,out] attr the attributes
- * @return 0 or an error number */
+/** Gives attributes back, as pthread_attr_destroy. */
 LC_API int lc_pthread_attr_destroy(pthread_attr_t *attr);
-
-/** Tells the contention scope, as pthread_attr_getscope.
- * @param[in]  attr  the attributes
- * @param[out] scope PTHREAD_SCOPE_...
- * @return 0 or an error number */
+/** Tells the contention scope, as pthread_attr_getscope. */
 LC_API int lc_pthread_attr_getscope(const pthread_attr_t *attr, int *scope);
-
-/** Sets the contention scope, as pthread_attr_setscope.
- * @param[in,out] attr  the attributes
- * @param[in]     scope PTHREAD_SCOPE_...
- * @return 0 or an error number */
+/** Sets the contention scope, as pthread_attr_setscope. */
 LC_API int lc_pthread_attr_setscope(pthread_attr_t *attr, int scope);
-
-/** Tells whether a thread is to be joined, as pthread_attr_getdetachstate.
- * @param[in]  attr  the attributes
- * @param[out] state PTHREAD_CREATE_...
- * @return 0 or an error number */
+/** Tells whether a thread is to be joined, as pthread_attr_getdetachstate. */
 LC_API int lc_pthread_attr_getdetachstate(const pthread_attr_t *attr, int *state);
-
-/** Sets whether a thread is to be joined, as pthread_attr_setdetachstate.
- * @param[in,out] attr  the attributes
- * @param[in]     state PTHREAD_CREATE_...
- * @return 0 or an error number */
+/** Sets whether a thread is to be joined, as pthread_attr_setdetachstate. */
 LC_API int lc_pthread_attr_setdetachstate(pthread_attr_t *attr, int state);
-
-/** Tells the size of a thread's stack, as pthread_attr_getstacksize.
- * @param[in]  attr the attributes
- * @param[out] size in bytes
- * @return 0 or an error number */
+/** Tells the size of a thread's stack in bytes, as pthread_attr_getstacksize. */
 LC_API int lc_pthread_attr_getstacksize(const pthread_attr_t *attr, size_t *size);
-
-/** Sets the size of a thread's stack, as pthread_attr_setstacksize.
- * @param[in,out] attr the attributes
- * @param[in]     size in bytes
- * @return 0 or an error number */
+/** Sets the size of a thread's stack in bytes, as pthread_attr_setstacksize. */
 LC_API int lc_pthread_attr_setstacksize(pthread_attr_t *attr, size_t size);
 
 /** @}
  * @name Mutexes and conditions
- * Arguments and results exactly as those of the pthread call that is named.
+ * Arguments and results are those of the call that is named: 0 or an error number.
  * @{ */
 
-/** Makes a mutex, as pthread_mutex_init.
- * @param[out] mutex the mutex
- * @param[in]  attr  NULL for the defaults
- * @return 0 or an error number */
+/** Makes a mutex, as pthread_mutex_init. */
 LC_API int lc_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
-
-/** Gives a mutex back, as pthread_mutex_destroy.
- * @param[in,out] mutex held by nobody
- * @return 0 or an error number */
+/** Destroys a mutex, as pthread_mutex_destroy. */
 LC_API int lc_pthread_mutex_destroy(pthread_mutex_t *mutex);
-
-/** Takes a mutex, waiting for it, as pthread_mutex_lock.
- * @param[in,out] mutex the mutex
- * @return 0 or an error number */
+/** Locks a mutex, waiting for it, as pthread_mutex_lock. */
 LC_API int lc_pthread_mutex_lock(pthread_mutex_t *mutex);
-
-/** Takes a mutex if it is free, as pthread_mutex_trylock.
- * @param[in,out] mutex the mutex
- * @return 0, EBUSY or another error number */
+/** Locks a mutex or fails at once, as pthread_mutex_trylock. */
 LC_API int lc_pthread_mutex_trylock(pthread_mutex_t *mutex);
-
-/** Lets a mutex go, as pthread_mutex_unlock.
- * @param[in,out] mutex held by the calling thread
- * @return 0 or an error number */
+/** Unlocks a mutex, as pthread_mutex_unlock. */
 LC_API int lc_pthread_mutex_unlock(pthread_mutex_t *mutex);
-
-/** Makes a condition, as pthread_cond_init.
- * @param[out] cond the condition
- * @param[in]  attr NULL for the defaults
- * @return 0 or an error number */
+/** Makes a condition, as pthread_cond_init. */
 LC_API int lc_pthread_cond_init(pthread_cond_t *cond, const pthread_condattr_t *attr);
-
-/** Gives a condition back, as pthread_cond_destroy.
- * @param[in,out] cond waited for by nobody
- * @return 0 or an error number */
+/** Destroys a condition, as pthread_cond_destroy. */
 LC_API int lc_pthread_cond_destroy(pthread_cond_t *cond);
-
-/** Wakes all who wait, as pthread_cond_broadcast.
- * @param[in,out] cond the condition
- * @return 0 or an error number */
+/** Wakes all waiters, as pthread_cond_broadcast. */
 LC_API int lc_pthread_cond_broadcast(pthread_cond_t *cond);
-
-/** Wakes one of those who wait, as pthread_cond_signal.
- * @param[in,out] cond the condition
- * @return 0 or an error number */
+/** Wakes one waiter, as pthread_cond_signal. */
 LC_API int lc_pthread_cond_signal(pthread_cond_t *cond);
-
-/** Waits for a wake-up, as pthread_cond_wait.
- * @param[in,out] cond  the condition
- * @param[in,out] mutex held by the calling thread; let go while it waits
- * @return 0 or an error number */
+/** Waits for a wake-up, as pthread_cond_wait. */
 LC_API int lc_pthread_cond_wait(pthread_cond_t *cond, pthread_mutex_t *mutex);
-
-/** Waits for a wake-up until a deadline, as pthread_cond_timedwait.
- * @param[in,out] cond     the condition
- * @param[in,out] mutex    held by the calling thread; let go while it waits
- * @param[in]     deadline absolute, on the clock of cond (the wall clock by default)
- * @return 0, ETIMEDOUT or another error number */
+/** Waits for a wake-up until a deadline, as pthread_cond_timedwait. */
 LC_API int lc_pthread_cond_timedwait(pthread_cond_t *cond, pthread_mutex_t *mutex,
                                      const struct timespec *deadline);
 

@@ -6,8 +6,8 @@
  * lc_up_start(), lc_up_img() until the whole image is passed, then lc_up_status() to poll.
  *
  * A process performs one upgrade: nothing is reset after it has ended or failed. Every call blocks its
- * thread, a failing one for minutes, and a signal handler cuts its pauses short. What happens is told
- * in the trace file /tmp/ltelog.1.
+ * thread, a failing one for minutes; a signal handler shortens its pauses. Each step is traced in
+ * /tmp/ltelog.1.
  *
  * @see ltectl(1), modemsim(1)
  *
@@ -77,7 +77,7 @@ LC_BEGIN_DECLS
 /** @name The AT commands that an upgrade needs
  * @{ */
 #define LC_UP_AT_START "at+syscmd=sys_upgrade_start\r\n" /**< switches into upgrade mode */
-#define LC_UP_AT_STATUS "at+syscmd=sys_upgrader_get\r\n" /**< asks how the upgrade stands */
+#define LC_UP_AT_STATUS "at+syscmd=sys_upgrader_get\r\n" /**< asks for the state of the upgrade */
 /** @} */
 
 /** @name Status of an upgrade, for an application's own reports
@@ -93,7 +93,7 @@ LC_BEGIN_DECLS
 typedef struct {
     uint32_t index;    /**< of a data frame the piece, from 0; of a command frame the command */
     uint32_t type;     /**< UPGRADE_TLV_TYPE_..._REQ */
-    uint32_t length;   /**< bytes of payload that count, but see lc_up_img(); 0 in a command frame */
+    uint32_t length;   /**< bytes of image in it, but see lc_up_img(); 0 in a command frame */
     uint32_t checksum; /**< nv_crc32_update(0, payload, 2048); 0 in a command frame */
     uint8_t payload[LC_UP_PIECE_SIZE]; /**< zero-filled */
 } lc_up_frame;
@@ -107,67 +107,55 @@ typedef struct {
 } lc_up_response;
 
 /** @name An upgrade
+ * @retval 0  done
+ * @retval -1 failed
  * @{ */
 
-/** Announces the image.
- * @param[in] size its length in bytes
- * @retval 0  done
- * @retval -1 it is not more than one piece */
+/** Announces the image of @p size bytes, which must be more than one piece. */
 LC_API int32_t lc_set_img_size(int32_t size);
 
-/** Switches the modem into upgrade mode and opens the transfer; takes 12 s or more.
- * @retval 0  done
- * @retval -1 the modem or a port fails */
+/** Switches the modem into upgrade mode and opens the transfer; takes 12 s or more. */
 LC_API int32_t lc_up_start(void);
 
-/** Passes the next bytes of the image. The call that begins the last piece also ends the transfer, so
- * it must bring what is left of the image; chunks of a multiple of 2048 bytes always do. In the length
- * field of the last piece the bytes that this call leaves for it count twice: modems expect it.
- * @param[in] data the bytes; stay the caller's
- * @param[in] len  their number, above 0
- * @retval 0  passed; the data port stays open
- * @retval -1 data is NULL, len is not positive or a frame is not accepted; the data port is then
- *            closed. Pass nothing more: it would go to a descriptor that is no longer the port's */
+/** Passes the next @p len bytes of the image, more than 0, at @p data. The call that begins the last
+ * piece also ends the transfer, so it must bring the whole rest of the image; chunks of a multiple of
+ * 2048 bytes always do. The length field of the last piece counts the bytes that this call puts into it
+ * twice: modems expect it. After success the data port stays open. After a failure, such as a frame
+ * that is not accepted, it is closed: pass nothing more, since the next write would go to the number of
+ * the closed descriptor. */
 LC_API int32_t lc_up_img(const void *data, int32_t len);
 
-/** Asks the modem how the upgrade stands; takes 12 s.
- * @retval 0  it answers "OK"
- * @retval -1 anything else */
+/** Asks the modem for the state of the upgrade, to which it must answer "OK"; takes 12 s. */
 LC_API int32_t lc_up_status(void);
 
-/** Sends one complete frame until it is accepted, at most 11 times, opening the data port when needed.
- * @param[in] frame the frame
- * @retval 0  accepted
- * @retval -1 it is NULL or refused, nothing comes back, or the data port cannot be opened */
+/** Sends a complete @p frame until it is accepted, at most 11 times, opening the data port when needed.
+ * It fails for NULL, a frame that is refused or not answered and a port that cannot be opened. */
 LC_API int32_t lc_data_snd(const lc_up_frame *frame);
 
-/** Names an upgrade's status.
- * @param[in] status LCT_UP_...
- * @return its name, or "UNKNOWN STATUS"; static storage */
-LC_API const char *lc_get_status_str(int32_t status);
+/** @}
+ * @name Names
+ * @return a text in static storage
+ * @{ */
 
-/** Names a frame type or command code.
- * @param[in] value UPGRADE_TLV_TYPE_...
- * @return its name, or "UNKNOWN COMMD"; static storage */
+/** Names the @p status LCT_UP_... of an upgrade; others are "UNKNOWN STATUS". */
+LC_API const char *lc_get_status_str(int32_t status);
+/** Names the frame type or command code @p value, UPGRADE_TLV_TYPE_...; others are "UNKNOWN COMMD". */
 LC_API const char *lc_get_tlv_type_str(uint32_t value);
 
 /** @}
  * @name AT commands
+ * @param[in] command complete, sent exactly as given
+ * @retval 0  the reply contains "OK"
+ * @retval -1 anything else
  * @{ */
 
 /** Sends a command line to the AT port and reads replies, each for up to 5 s, until one comes that is
- * not the echo of the command: 120 reads at most, some ten minutes. What begins with the first 20
- * characters of the command counts as its echo, even with the answer behind it. Unless the port cannot
- * be opened, takes 10 s longer.
- * @param[in] command complete, sent exactly as given
- * @retval 0  the reply contains "OK"
- * @retval -1 anything else */
+ * not the echo of the command: 120 reads at most, some ten minutes. A reply that begins with the first
+ * 20 characters of the command counts as its echo, even with the answer behind it. Unless the port
+ * cannot be opened, takes 10 s longer. */
 LC_API int32_t lc_at_snd(const char *command);
 
-/** Sends a command line as lc_at_snd() does, but takes what there is to read after 2 s as the reply.
- * @param[in] command complete, sent exactly as given
- * @retval 0  the reply contains "OK"
- * @retval -1 anything else */
+/** Sends a command line as lc_at_snd() does, but takes as the reply what there is to read after 2 s. */
 LC_API int32_t lc_at_snd_wait(const char *command);
 
 /** @}
@@ -186,26 +174,20 @@ LC_API int lc_open_tty(void);
  *         below FD_SETSIZE, reading fails or the data port has disappeared */
 LC_API int32_t lc_read_tty(int fd, void *buf, size_t len);
 
-/** Fills the first three fields of a frame with numbers that are given in host order.
- * @param[out] head   the frame; the other fields stay
- * @param[in]  index  of the piece, or the command
- * @param[in]  type   UPGRADE_TLV_TYPE_..._REQ
- * @param[in]  length bytes of payload
+/** Fills the first three fields of the frame @p head, and only these, with @p index, @p type and
+ * @p length, which are given in host order.
  * @retval 0  done
  * @retval -1 head is NULL */
 LC_API int32_t lc_fill_head(lc_up_frame *head, uint32_t index, uint32_t type, uint32_t length);
 
-/** Judges a response by its request.
- * @param[in] request  as sent
- * @param[in] response as received
+/** Classifies a received @p response to the @p request sent.
  * @retval 0  accepted
  * @retval 1  send again: it says so, or it answers another request
  * @retval -1 give up, or a NULL argument */
 LC_API int32_t lc_data_chk(const lc_up_frame *request, const lc_up_response *response);
 
-/** Writes a frame and reads its response, passing over a late one to the frame before.
- * @param[in]  fd       the data port; stays open
- * @param[in]  request  the frame
+/** Writes the frame @p request to the data port @p fd and reads its response, skipping a late one to
+ * the frame before. The port stays open.
  * @param[out] response bytes that do not arrive are zero
  * @return the number of bytes read; -1 for a NULL argument, when nothing else came in ten reads or when
  *         reading fails */

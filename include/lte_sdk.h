@@ -5,13 +5,13 @@
  * interface notifications. A program that only asks and ends starts by lct_ipc_init_for_sc_msg()
  * instead. Diagnostics go to the trace file /tmp/ltelog.1 (/tmp/ltelog.2 is the generation before).
  *
- * No message says that the WAN manager has ended or started again. While it is not there every send
- * fails at once; while it hangs requests time out. One that has started again knows no subscribers. A
- * host that outlives it therefore subscribes every few seconds, by ipc_register_notify() with a
- * time-out of some seconds, on a thread that may wait: where the subscription stands that changes
- * nothing, and the result tells whether the WAN manager is there.
+ * No message says that the WAN manager has ended or started again. While it does not run every send
+ * fails at once; while it hangs requests time out. After a restart it has no subscribers. A host that
+ * outlives it therefore subscribes every few seconds, by ipc_register_notify() with a time-out of some
+ * seconds, on a thread that may block: subscribing is idempotent, and the result tells whether the WAN
+ * manager runs.
  *
- * An orderly end: no thread calls any more, then lct_deregister(), then lct_module_fin().
+ * To end, stop the threads that make requests, then call lct_deregister(), then lct_module_fin().
  *
  * @see ltectl(1), wansim(1)
  *
@@ -19,12 +19,12 @@
  * lct_module_init() and lct_module_fin() belong to one thread. Requests may be made from any thread but
  * the one that runs the callback, the messaging receive thread: the callback must not block for long, a
  * synchronous request could never be answered there, and any send may have to wait for its receiver,
- * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h). The receive thread may take
- * any signal to the process which the caller of lct_module_init() does not block: a host that awaits
- * signals (sigwait), or whose handlers are not to run there, blocks them before.
+ * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h). The receive thread
+ * inherits the signal mask of the caller of lct_module_init(): a host that awaits signals (sigwait), or
+ * whose handlers must not run there, blocks them before.
  *
  * @par Example
- * Asks for the link and tells what becomes of it.
+ * Asks for the link and prints its states for ten seconds.
  * @code
  * #include <lte_sdk.h>
  * #include <stdio.h>
@@ -159,8 +159,7 @@ typedef struct lct_event {
     uint32_t reserved; /**< always 0 */
 } lct_event;
 
-/** Gets an event, on the messaging receive thread.
- * @param[in] event valid during the call
+/** Gets an @p event, valid during the call, on the messaging receive thread.
  * @return ignored */
 typedef uint32_t (*lct_callback)(const lct_event *event);
 
@@ -173,21 +172,19 @@ typedef struct lct_config {
 /** @name Start-up and shut-down
  * @{ */
 
-/** Starts the client: RAM parameters, queue, endpoint of module 3, subscriptions to the three
- * notifications of the WAN manager. A WAN manager that does not answer is not an error (each of the
- * three subscriptions waits up to 4 s for one that is there and silent). The steps done before a failed
- * one stay done.
+/** Starts the client with @p config, which must live until lct_module_fin(): RAM parameters, queue,
+ * endpoint of module 3, subscriptions to the three notifications of the WAN manager. A WAN manager that
+ * does not answer is not an error (each of the three subscriptions waits up to 4 s for one that is
+ * there and silent). The steps done before a failed one stay done.
  *
- * The subscriptions outlive the process: unless they are taken back by lct_deregister(), the WAN
- * manager sends each of its events to an address where nobody is, for as long as it runs. A program
- * that is not interested in events starts by lct_ipc_init_for_sc_msg() instead, which subscribes to
- * nothing.
- * @param[in] config the host's, which keeps it alive until lct_module_fin()
+ * The subscriptions outlive the process: until lct_deregister() the WAN manager goes on sending each
+ * event to the address of the ended process. A program that needs no events starts by
+ * lct_ipc_init_for_sc_msg() instead, which subscribes to nothing.
  * @return 0; -1 when config is NULL or there is no RAM store or no queue; else the code of
  *         ipc_msg_init() */
 LC_API int32_t lct_module_init(const lct_config *config);
 
-/** Stops the endpoint and destroys the queues of the process. It takes no subscription back: call
+/** Stops the endpoint and destroys the queues of the process. It cancels no subscription: call
  * lct_deregister() before. No other call may be in progress.
  * @retval 0 always */
 LC_API int32_t lct_module_fin(void);
@@ -195,37 +192,30 @@ LC_API int32_t lct_module_fin(void);
 /** @}
  * @name Send primitives
  * A body of more than IPC_MSG_MAX_BODY bytes is dropped by its receiver.
- * @{ */
-
-/** Sends an asynchronous message.
  * @param[in] module_id IPC_MODULE_...
  * @param[in] msg_id    the message's identifier
  * @param[in] body      body_len bytes in host byte order, or NULL with length 0
  * @param[in] body_len  bytes of body
+ * @{ */
+
+/** Sends an asynchronous message.
  * @retval 1 the receiver's socket took the message
  * @retval 0 it did not */
 LC_API uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *body, uint32_t body_len);
 
-/** Sends a request and waits for its response. When nothing came back, rsp and *rsp_len keep the
- * caller's own values; of a response too long for rsp, the beginning is copied and 0 returned.
- * @param[in]     module_id IPC_MODULE_...
- * @param[in]     msg_id    the message's identifier
- * @param[in]     body      body_len bytes in host byte order, or NULL with length 0
- * @param[in]     body_len  bytes of body
- * @param[in]     timeout   milliseconds, not 0; since up to 1 s of them can be lost, as with
- *                          ipc_msg_send_syn(), 2000 or more
- * @param[out]    rsp       the response's body, whose first word is the WAN manager's result (0 =
- *                          success)
- * @param[in,out] rsp_len   in: room in rsp; out: bytes delivered
+/** Sends a request and waits for its response. When nothing came back, rsp and *rsp_len are unchanged;
+ * of a response too long for rsp, the beginning is copied and 0 returned.
+ * @param[in]     timeout milliseconds, not 0, as for ipc_msg_send_syn(); should be 2000 or more, since
+ *                        up to 1 s is lost
+ * @param[out]    rsp     the response's body, whose first word is the WAN manager's result (0 is
+ *                        success)
+ * @param[in,out] rsp_len in: room in rsp; out: bytes delivered
  * @retval 1 the response is there
  * @retval 0 it is not */
 LC_API uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void *body,
                                  uint32_t body_len, uint32_t timeout, void *rsp, uint32_t *rsp_len);
 
 /** Sends a notification to every process that registered for it at this process.
- * @param[in] msg_id   the notification's identifier
- * @param[in] body     body_len bytes in host byte order, or NULL with length 0
- * @param[in] body_len bytes of body
  * @retval 1 it was published, to however many
  * @retval 0 it was not */
 LC_API uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len);
@@ -234,8 +224,8 @@ LC_API uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len
  * to subscribe at a WAN manager that was started later, or again. Waits up to 4 s for each. */
 LC_API void regnotify(void);
 
-/** Takes the subscriptions of regnotify() back; to be called before lct_module_fin(). There is no
- * answer: an event that is under way by then still arrives. */
+/** Cancels the subscriptions of regnotify(); to be called before lct_module_fin(). There is no answer:
+ * an event that has been sent before still arrives. */
 LC_API void lct_deregister(void);
 
 /** @} */
@@ -273,88 +263,51 @@ typedef struct lct_netlist_rsp {
 } lct_netlist_rsp;
 
 /** @name Requests
- * -1 stands for failure; the trace file tells which. Pointers must not be NULL. Where nothing else is
- * said, an answer is a success when its result is 0, also one that is shorter than its record; without
- * a result it is a failure, and so is one that is longer. What did not come keeps what the record held
- * before, after a failure too. The outcome of lct_connect() and lct_disconnect() arrives as a link
- * status event.
+ * The trace file tells why one failed. Pointers must not be NULL. Where nothing else is said, an answer
+ * is a success when its result is 0, also one that is shorter than its record; without a result it is a
+ * failure, and so is one that is longer. A field that the answer does not contain stays unchanged,
+ * after a failure too. The meaning of switches, types and preferences is the WAN manager's business;
+ * what wansim makes of them is noted.
  *
- * The time that a request waits is fixed. Who cannot wait so long makes it by send_request_syn(), with
- * its identifier, the body that is its argument here, and a time-out of choice, and bounds by
- * ipc_msg_set_send_limit() what comes before that: the wait for room in the WAN manager's socket.
+ * The time that a request waits is fixed. A caller that cannot wait so long makes it by
+ * send_request_syn(), with its identifier, the body that is its argument here, and a time-out of
+ * choice, and bounds by ipc_msg_set_send_limit() the wait before it, for room in the WAN manager's
+ * socket.
+ * @param[in] enable one byte (wansim: 0 off)
+ * @retval 0  success
+ * @retval -1 failure
  * @{ */
 
-/** Asks for the link.
+/** Asks for the link; the outcome arrives as a link status event.
  * @retval 0 always */
 LC_API int32_t lct_connect(void);
-
-/** Asks for the end of the link.
+/** Asks for the end of the link; the outcome arrives as a link status event.
  * @retval 0 always */
 LC_API int32_t lct_disconnect(void);
-
-/** Reads the roaming switch. Waits up to 400 s.
- * @param[in,out] out the answer; what the value means is the WAN manager's business (wansim: 0 off,
- *                    1 on). One that did not come keeps what it had there
- * @retval 0  success
- * @retval -1 failure */
+/** Reads the roaming switch into @p out (wansim: 0 off, 1 on). Waits up to 400 s. */
 LC_API int32_t lct_get_roam_switch(lct_value_rsp *out);
-
-/** Sets the roaming switch. Waits up to 400 s.
- * @param[in] value as lct_get_roam_switch() gives it
- * @retval 0  success
- * @retval -1 failure */
+/** Sets the roaming switch to @p value, as lct_get_roam_switch() gives it. Waits up to 400 s. */
 LC_API int32_t lct_set_roam_switch(const uint32_t *value);
-
-/** Reads the network type: what the modem may register with. Waits up to 400 s.
- * @param[in,out] out the answer; what the value means is the WAN manager's business. One that did not
- *                    come keeps what it had there
- * @retval 0  success
- * @retval -1 failure */
+/** Reads the network type, what the modem may register with, into @p out. Waits up to 400 s. */
 LC_API int32_t lct_get_nettype(lct_value_rsp *out);
-
-/** Sets the network type. Waits up to 400 s.
- * @param[in] nettype as lct_get_nettype() gives it
- * @retval 0  success
- * @retval -1 failure */
+/** Sets the network type to @p nettype, as lct_get_nettype() gives it. Waits up to 400 s. */
 LC_API int32_t lct_set_nettype(const uint32_t *nettype);
-
-/** Has the SIM ask for its PIN at every start. Waits up to 5 s.
- * @param[in] pin the PIN
- * @retval 0  success
- * @retval -1 failure */
+/** Has the SIM ask for its PIN, @p pin, at every start. Waits up to 5 s. */
 LC_API int32_t lct_enable_pin(const lct_pin *pin);
-
-/** Has the SIM no longer ask for its PIN. Waits up to 5 s.
- * @param[in] pin the PIN
- * @retval 0  success
- * @retval -1 failure */
+/** Has the SIM no longer ask for its PIN, @p pin. Waits up to 5 s. */
 LC_API int32_t lct_disenable_pin(const lct_pin *pin);
-
-/** Changes the PIN. Waits up to 5 s.
- * @param[in] change the PIN so far and the new one
- * @retval 0  success
- * @retval -1 failure */
+/** Changes the PIN by @p change, the old one and the new one. Waits up to 5 s. */
 LC_API int32_t lct_modify_pin(const lct_pin_change *change);
-
-/** Switches whether the PIN is asked for. Waits up to 5 s.
- * @param[in] enable one byte (wansim: 0 off)
- * @retval 0  success
- * @retval -1 failure */
+/** Switches whether the PIN is asked for. Waits up to 5 s. */
 LC_API int32_t lct_modify_pin_en(const uint8_t *enable);
 
-/** Switches whether the PIN is asked for, for callers that take an answer of one byte, whatever it
- * says, for success; a longer answer is a failure. Waits up to 20 s.
- * @param[in] enable one byte (wansim: 0 off)
- * @retval 0  success
- * @retval -1 failure */
+/** Switches whether the PIN is asked for, for callers that count any answer of one byte as success; a
+ * longer answer is a failure. Waits up to 20 s. */
 LC_API int32_t lct_sim_set_pinen_req(const uint8_t *enable);
 
-/** Searches for operators and prints the list that the search left in the RAM store
- * ("wm_search_netlist_nv") to standard output, also when the WAN manager reports an error. Waits up to
- * 400 s.
- * @param[in,out] out the answer; what did not come keeps what it had there
- * @retval 0  success
- * @retval -1 failure */
+/** Searches for operators, with the answer in @p out, and prints the list that the search left in the
+ * RAM store ("wm_search_netlist_nv") to standard output, also when the WAN manager reports an error.
+ * Waits up to 400 s. */
 LC_API int32_t lct_get_netlist_req(lct_netlist_rsp *out);
 
 /** Reads the SIM's IMSI. Waits up to 5 s.
@@ -365,43 +318,28 @@ LC_API int32_t lct_get_netlist_req(lct_netlist_rsp *out);
  * @retval -1 failure, also when the answer is longer than len; buf then holds its beginning */
 LC_API int32_t lct_net_imsi_get_req(char *buf, uint32_t len);
 
-/** Has the WAN manager use the access point name that the host has stored. Waits up to 5 s.
- * @retval 0  success
- * @retval -1 failure */
+/** Has the WAN manager use the access point name that the host has stored. Waits up to 5 s. */
 LC_API int32_t lct_apn_set_req(void);
 
-/** Sets the preferred radio technology. Waits up to 20 s.
- * @param[in] preference what it means is the WAN manager's business
+/** Sets the @p preference for a radio technology. Waits up to 20 s.
  * @retval 0  an answer came, whatever its result; of one that is too long the result must be 0
  * @retval -1 failure */
 LC_API int32_t lct_net_set_pref_req(const uint32_t *preference);
 
-/** Injects a state into the WAN manager's state machine, for tests. Waits up to 20 s.
- * @param[in] state 4 bytes
+/** Injects a @p state of 4 bytes into the WAN manager's state machine, for tests. Waits up to 20 s.
  * @retval 0  an answer came, whatever its result
  * @retval -1 failure */
 LC_API int32_t lct_net_set_status_test_req(const uint32_t *state);
 
 /** Reads the LTE channel in use. Waits up to 20 s.
- * @param[out] channel the channel; 0 on failure, or when the answer holds none
- * @retval 0  success
- * @retval -1 failure */
+ * @param[out] channel the channel; 0 on failure, or when the answer holds none */
 LC_API int32_t lct_lte_channel_req(uint32_t *channel);
 
-/** Selects the modem's serial port. Waits up to 400 s.
- * @param[in] port what it means is the WAN manager's business
- * @retval 0  success
- * @retval -1 failure */
+/** Selects the serial @p port of the modem. Waits up to 400 s. */
 LC_API int32_t lct_set_serial_port(uint32_t port);
-
-/** Has the WAN manager take a snapshot for diagnosis, of what is public. Waits up to 400 s.
- * @retval 0  success
- * @retval -1 failure */
+/** Has the WAN manager take a snapshot for diagnosis, of what is public. Waits up to 400 s. */
 LC_API int32_t lct_get_diag_info(void);
-
-/** Has the WAN manager take a snapshot for diagnosis, of all. Waits up to 400 s.
- * @retval 0  success
- * @retval -1 failure */
+/** Has the WAN manager take a snapshot for diagnosis, of everything. Waits up to 400 s. */
 LC_API int32_t lct_get_diag_hide_info(void);
 
 /** Has the modem carry out an AT command. A long answer is in a file: out is then its path, and its
@@ -409,51 +347,33 @@ LC_API int32_t lct_get_diag_hide_info(void);
  * @param[in]  cmd     the command and one more character, which is replaced by the carriage return that
  *                     ends a command; at most 911 characters in all
  * @param[out] out     the answer, at most 116 characters and out_len bytes of it, padded with NULs,
- *                     without a terminator when the text fills it; as it was after a failure
- * @param[in]  out_len bytes of out
- * @retval 0  success
- * @retval -1 failure */
+ *                     without a terminator when the text fills it; unchanged after a failure
+ * @param[in]  out_len bytes of out */
 LC_API int32_t lct_ext_at_req(const char *cmd, char *out, uint32_t out_len);
 
-/** Brings the interface up or down, without waiting for it.
- * @param[in] status what is wanted
- * @retval 0  the request is on its way
- * @retval -1 failure */
+/** Brings the interface up or down, as @p status says, and returns when the request has been sent. */
 LC_API int32_t lct_inface_status_req(const lct_iface_status *status);
-
-/** Switches the modem's radio off, without waiting for it.
- * @retval 0  the request is on its way
- * @retval -1 failure */
+/** Switches the modem's radio off, and returns when the request has been sent. */
 LC_API int32_t lct_at_cfun_off_req(void);
 
 /** @}
  * @name Values that the WAN manager keeps in the RAM store
- * No message is sent. They count while the WAN manager is there: one that was killed leaves them as
- * they were. The state of the link is among them, for a host that starts while it is up:
- * nvmram_readnv() gives "wm_wcdma_link_tmp" (wansim: LCT_LINK_... in decimal).
+ * No message is sent. The values are valid while the WAN manager runs: one that was killed leaves them
+ * behind. The state of the link is among them, for a host that starts while it is up: nvmram_readnv()
+ * gives LCT_PARAM_LINK (wansim: LCT_LINK_... in decimal).
+ * @param[out] buf  the value
+ * @param[in]  size capacity of buf, terminator included
+ * @retval 0  read
+ * @retval -1 there is no value or it does not fit
  * @{ */
 
 /** Reads the signal's level (wansim: in decimal, as the modem's +CSQ has it: 0 is -113 dBm or less,
- * each step is 2 dB more, 31 is -51 dBm or more; 99 is not known, as with the radio off).
- * @param[out] buf  the value
- * @param[in]  size capacity of buf, terminator included
- * @retval 0  read
- * @retval -1 there is no value or it does not fit */
+ * each step is 2 dB more, 31 is -51 dBm or more; 99 is not known, as with the radio off). */
 LC_API int32_t lct_net_signal_level_get_req(char *buf, uint32_t size);
-
-/** Reads the modem's IMEI.
- * @param[out] buf  the value
- * @param[in]  size capacity of buf, terminator included
- * @retval 0  read
- * @retval -1 there is no value or it does not fit */
+/** Reads the modem's IMEI. */
 LC_API int32_t lct_net_imei_get_req(char *buf, uint32_t size);
-
-/** Reads the SIM's state.
- * @param[out] buf  "sim_ready" or "pin_enable" of a SIM that can be used; of another (wansim) what it
- *                  waits for, "sim_pin" or "sim_puk", or else "sim_locked" or "sim_absent"
- * @param[in]  size capacity of buf, terminator included
- * @retval 0  read
- * @retval -1 there is no value or it does not fit */
+/** Reads the SIM's state: "sim_ready" or "pin_enable" of a SIM that can be used; of another (wansim)
+ * what it waits for, "sim_pin" or "sim_puk", or else "sim_locked" or "sim_absent". */
 LC_API int32_t lct_sim_status_get_req(char *buf, uint32_t size);
 
 /** Tells whether logging to syslog is switched on for the whole router.
@@ -466,7 +386,7 @@ LC_API int32_t lct_get_syslog_switch_flg(void);
  * @{ */
 
 /** Brings up the endpoint of module 3 without a handler and without subscriptions, for programs that
- * ask and end: the requests above work with it, and nothing of the program stays at the WAN manager.
+ * make some requests and end: the WAN manager does not remember them.
  * ipc_msg_fin() ends it.
  * @return 0 or the code of ipc_msg_init() */
 LC_API int32_t lct_ipc_init_for_sc_msg(void);
@@ -496,62 +416,35 @@ LC_API int32_t lct_test_ussd_notify_req(void);
 
 /** @}
  * @name Names of enumerations
+ * Each names a @p value as the WAN manager counts.
+ * @return a constant text; a fallback for a value that has no name
  * @{ */
 
-/** Names a radio access technology.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names a radio access technology. */
 LC_API const char *get_radio_str(uint32_t value);
-
-/** Names a SIM state.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names a SIM state. */
 LC_API const char *get_sim_str(uint32_t value);
-
-/** Names a state of the link.
- * @param[in] value LCT_LINK_...
- * @return a constant text; a fallback for a value that has no name */
+/** Names a state of the link, LCT_LINK_.... */
 LC_API const char *get_link_str(uint32_t value);
-
-/** Names a registration.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names a registration. */
 LC_API const char *get_net_type_str(uint32_t value);
-
-/** Names an interface type.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names an interface type. */
 LC_API const char *get_iface_type_str(uint32_t value);
-
-/** Names an interface's priority.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names an interface's priority. */
 LC_API const char *get_iface_priority_str(uint32_t value);
-
-/** Names an interface's connection mode.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names an interface's connection mode. */
 LC_API const char *get_iface_conn_str(uint32_t value);
-
-/** Names an interface's readiness.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names an interface's readiness. */
 LC_API const char *get_iface_status_str(uint32_t value);
-
-/** Names a roaming state.
- * @param[in] value as the WAN manager counts
- * @return a constant text; a fallback for a value that has no name */
+/** Names a roaming state. */
 LC_API const char *get_roaming_str(uint32_t value);
-
-/** Names an IP mode.
- * @param[in] value as the WAN manager counts; the modes start at 1
- * @return a constant text; a fallback for a value that has no name */
+/** Names an IP mode; the modes start at 1. */
 LC_API const char *get_ipmode_str(uint32_t value);
 
 /** @} */
 
-/** An access point. Texts that are too long for their field are cut. What those without a name mean is
- * the host's business. */
+/** An access point. Texts that are too long for their field are cut. What text1 to text4 and the
+ * numbers mean is the host's business. */
 typedef struct apn_item {
     char key[16];           /**< operator code */
     char apn[65];           /**< the access point name */
@@ -570,35 +463,29 @@ typedef struct apn_item {
 /** @name Access point names
  * @{ */
 
-/** Looks an operator code up in a list file. Its lines have at most 255 characters and seven fields,
- * each ended by ">": one that is not looked at, the code (one "F" at its end is padding), text1, apn,
- * text2, text3, number1 (its last digit counts). The first line with the code wins; a line of other
- * than seven fields, such as an empty one, ends the search.
- * @param[in]  path of the file
- * @param[in]  key  the operator code
- * @param[out] out  the access point; what the file has no field for, such as enabled, is 0
+/** Looks the operator code @p key up in the list file @p path. Its lines have at most 255 characters
+ * and seven fields, each ended by ">": one that is not looked at, the code (one "F" at its end is
+ * padding), text1, apn, text2, text3, number1 (its last digit counts). The first line with the code
+ * wins; a line of other than seven fields, such as an empty one, ends the search.
+ * @param[out] out the access point; what the file has no field for, such as enabled, is 0
  * @retval 0  found
- * @retval -1 NULL or unreadable path, malformed line, no such code; *out stays as it is */
+ * @retval -1 NULL or unreadable path, malformed line, no such code; *out is unchanged */
 LC_API int32_t auto_match_apn(const char *path, const char *key, apn_item *out);
 
-/** Takes the first enabled, complete item of a list. Items are ended by ">" and shorter than 512
- * characters; their ten fields are separated by "&": text1, enabled, one that is not looked at, text2,
- * text3, apn, number1, text4, number2, number3.
- * @param[in]  text the list
- * @param[out] out  the access point
+/** Stores the first enabled, complete item of the list @p text in @p out. Items are ended by ">" and
+ * shorter than 512 characters; their ten fields are separated by "&": text1, enabled, one that is not
+ * looked at, text2, text3, apn, number1, text4, number2, number3.
  * @retval 0  found
  * @retval -1 there is none: *out then holds the last item as far as it was read, or what it held before
  *            when there is no ">" */
 LC_API int32_t parse_apn_list(const char *text, apn_item *out);
 
-/** Copies what stands between the first separator in a text and the next. Both the copy and the search
- * for the next begin one character behind the start of the first, however long a separator is.
- * @param[in]  in       the text
- * @param[in]  sep      the separator
+/** Copies the text between the first and the second separator @p sep in @p in. Both the copy and the
+ * search for the second begin one character behind the start of the first, however long sep is.
  * @param[out] out      is zeroed first; what is too long is cut
  * @param[in]  out_size bytes of out
- * @return where the next separator starts, in the text given; NULL, and out as it was, when a
- *         separator, in or sep is missing */
+ * @return where the second separator starts, in in; NULL, and out unchanged, when a separator is
+ *         missing, or in or sep is NULL */
 LC_API const char *get_split_str(const char *in, const char *sep, char *out, uint32_t out_size);
 
 /** @} */
@@ -634,11 +521,10 @@ typedef struct if_stats {
 /** @name Interface counters
  * @{ */
 
-/** Reads an interface's counters from /proc/net/dev; those that the kernel does not list there are 0.
- * @param[in]  ifname the interface
- * @param[out] stats  its counters
+/** Reads the counters of the interface @p ifname from /proc/net/dev into @p stats; those that the
+ * kernel does not list there are 0.
  * @retval 0  read
- * @retval -1 NULL ifname or no such file (*stats stays as it is), or no such interface (*stats is then
+ * @retval -1 NULL ifname or no such file (*stats is unchanged), or no such interface (*stats is then
  *            all zero) */
 LC_API int32_t lct_readlist_proc(const char *ifname, if_stats *stats);
 

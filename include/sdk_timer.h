@@ -1,19 +1,19 @@
 /** @file
  * One-shot and repeating timers on one thread that ticks every 50 ms.
  *
- * Ticks are counted, not measured: what callbacks and a busy machine cost lengthens every timer, and a
- * signal that the timer thread handles shortens them by up to a tick. Of timers shorter than a tick
- * only one expires at each, and what stands behind them waits.
+ * Ticks are counted, not measured: slow callbacks and a busy machine lengthen every timer, and a signal
+ * that the timer thread handles shortens them by up to a tick. Of timers shorter than a tick only one
+ * expires at each tick, and timers behind them in the list wait.
  *
  * @par Threads
  * Any. Callbacks run on the timer thread with the service's mutex held. A callback must not call
- * init_timer(), start_timer(), stop_timer(), exist_timer() or query_timer(): it would wait for itself
- * for ever. It must not wait for anything else either, since every timer and every caller of this
- * family waits with it: no request, no send to another process, whose socket may be full, no lock that
- * is held around a call of this family. It may count, post a semaphore (sem_post) or queue a message
- * (ipc_mq_send() with time-out 0), and leave the work to a thread that may wait. The timer thread has
- * the signal mask of the caller of init_timer(), and may take any signal to the process which that does
- * not block. A forked child has no timer thread and must not use this family before exec.
+ * init_timer(), start_timer(), stop_timer(), exist_timer() or query_timer(): it would deadlock. It must
+ * not block on anything else either, since every timer and every caller of this family waits with it:
+ * no request, no send to another process, whose socket may be full, no lock that is held around a call
+ * of this family. It may count, post a semaphore (sem_post) or queue a message (ipc_mq_send() with
+ * time-out 0), and leave the work to a thread that may wait. The timer thread inherits the signal mask
+ * of the caller of init_timer(): it may take any signal to the process that this mask does not block. A
+ * forked child has no timer thread and must not use this family before exec.
  *
  * @par Example
  * A line every second, five times.
@@ -57,14 +57,13 @@ LC_BEGIN_DECLS
 #define TIMER_ERR_INTERNAL (-1) /**< out of memory, or a list failure */
 /** @} */
 
-/** What a timer does when it expires, on the timer thread.
- * @param[in] arg as in the descriptor */
+/** Called on the timer thread when a timer expires, with the @p arg of its descriptor. */
 typedef void (*timer_callback_fn)(uintptr_t arg);
 
 /** Describes a timer. */
 typedef struct timer {
     char name[TIMER_NAME_MAX + 4]; /**< at most TIMER_NAME_MAX characters and a terminator */
-    uint32_t interval;             /**< milliseconds; a rest below a tick is dropped */
+    uint32_t interval;             /**< milliseconds; rounded down to whole ticks */
     uint32_t repeat;               /**< 1 repeating, 0 one-shot */
     timer_callback_fn callback;    /**< may be NULL: the timer only expires */
     uintptr_t arg;                 /**< for the callback */
@@ -76,7 +75,7 @@ typedef struct timer_id {
     uint32_t stamp; /**< tells it from others that are kept there */
 } timer_id;
 
-/** Starts the service, once in a process; there is no end to it. What fails can be tried again.
+/** Starts the service, once in a process; it cannot be stopped. After a failure it can be called again.
  * @retval 0  started
  * @retval 1  started already, or out of memory
  * @retval -1 out of memory
@@ -92,16 +91,12 @@ LC_API int32_t init_timer(void);
  * @retval -1 out of memory */
 LC_API int32_t start_timer(timer *descriptor, timer_id *id);
 
-/** Stops a running timer. With 0 and with 3 its callback is not called any more, and no longer runs:
- * what it uses may go.
- * @param[in] node  of the timer's id
- * @param[in] stamp of the timer's id
+/** Stops the running timer whose id is @p node and @p stamp. After 0 and after 3 its callback neither
+ * runs nor will be called: what it uses may be freed.
  * @return 0 when it is stopped; what exist_timer() returns when that is not 0; or -1 */
 LC_API int32_t stop_timer(uintptr_t node, uint32_t stamp);
 
-/** Tells whether a timer runs.
- * @param[in] node  of the timer's id; must come from start_timer()
- * @param[in] stamp of the timer's id
+/** Tells whether a timer runs, whose id is @p node and @p stamp and must come from start_timer().
  * @retval 0 it runs
  * @retval 1 not initialised
  * @retval 2 a word is zero

@@ -18,10 +18,16 @@ HEADERS = sorted((PROJECT / "include").glob("*.h"))
 PAGES = sorted((PROJECT / "docs" / "man").glob("*.3"))
 SOURCES = sorted((PROJECT / "docs" / "diagrams").iterdir())
 
-Declaration = collections.namedtuple("Declaration", "comment text kind name parameters")
+Declaration = collections.namedtuple("Declaration", "comment group text kind name parameters")
 # A comment, if there is one, and what is declared behind it.
 DECLARATION = re.compile(r"(?:/\*\*((?:(?!\*/).)*)\*/\s*)?^((LC_API|typedef|static inline) [^;{]*?\)[^;{]*?)\s*[;{]",
                          re.S | re.M)
+# The comment that opens a group of declarations, which tells what they have in common, or the end of one.
+GROUP = re.compile(r"@\}|@name ((?:(?!\*/).)*?)@\{", re.S)
+PARAMETER = re.compile(r"@param(?:\[\S*\])?\s+(\w+)")
+# Told in the running text.
+MENTIONED = re.compile(r"@p[\s*]+(\w+)")
+RESULT = re.compile(r"@ret(?:urn|val)\s+[^@\s]")
 
 
 def words(text):
@@ -35,12 +41,28 @@ def parameter_name(parameter):
 
 def declarations(header):
     """Functions and types of functions."""
-    for comment, text, kind in DECLARATION.findall(header.read_text()):
+    content = header.read_text()
+    for found in DECLARATION.finditer(content):
+        comment, text, kind = (part or "" for part in found.groups())
+        group = ([""] + [opened[1] or "" for opened in GROUP.finditer(content, 0, found.start(2))])[-1]
         text = words(re.sub(r"^LC_API | LC_(?:PRINTF\(.*\)|NORETURN)$", "", words(text)))
         name, arguments = re.fullmatch(r".*?(\w+)\)?\((.*)\)", text).groups()
         parameters = [parameter_name(one) for one in re.split(r", (?![^()]*\))", arguments)
                       if one not in ("void", "...")]
-        yield Declaration(comment, text, kind, name, parameters)
+        yield Declaration(comment, group, text, kind, name, parameters)
+
+
+def passes_through(function):
+    """Whether a call that others describe is named, and with it what it takes and returns."""
+    return "of the call that is named" in words(function.group.replace("*", "")) and re.search(r", as \w+\.", function.comment)
+
+
+def groups():
+    """[(header, comment, functions)] of those that tell what several functions have in common."""
+    gathered = {}
+    for header, found in all_declarations():
+        gathered.setdefault((header, found.group), []).append(found)
+    return [(header, comment, functions) for (header, comment), functions in gathered.items() if comment]
 
 
 def all_declarations():
@@ -65,25 +87,50 @@ class Comments(unittest.TestCase):
     def test_each_begins_with_what_the_function_does(self):
         for header, function in all_declarations():
             with self.subTest(header=header.name, function=function.name):
-                self.assertRegex(words(function.comment.replace("*", "")), r"^[A-Z][^@]*\.")
+                self.assertRegex(words(function.comment.replace("*", "")), r"^[A-Z](?:[^@]|@p )*\.")
 
-    def test_each_names_the_parameters_that_the_prototype_has(self):
+    def test_each_names_only_parameters_of_the_prototype_and_in_its_order(self):
         for header, function in all_declarations():
             with self.subTest(header=header.name, function=function.name):
-                self.assertEqual(re.findall(r"@param(?:\[\S*\])?\s+(\w+)", function.comment), function.parameters)
+                named = PARAMETER.findall(function.comment)
+                self.assertEqual(named, [name for name in function.parameters if name in named])
+                self.assertLessEqual(set(MENTIONED.findall(function.comment)), set(function.parameters))
+
+    def test_each_parameter_is_described_with_the_function_or_its_group(self):
+        for header, function in all_declarations():
+            with self.subTest(header=header.name, function=function.name):
+                if not passes_through(function):
+                    told = function.comment + (function.group if function.kind == "LC_API" else "")
+                    described = PARAMETER.findall(told) + MENTIONED.findall(told)
+                    self.assertLessEqual(set(function.parameters), set(described))
+
+    def test_no_parameter_is_described_twice(self):
+        for header, function in all_declarations():
+            with self.subTest(header=header.name, function=function.name):
+                own = PARAMETER.findall(function.comment)
+                self.assertEqual([name for name in PARAMETER.findall(function.group) if name in own], [])
+
+    def test_what_a_group_describes_its_functions_have(self):
+        for header, comment, functions in groups():
+            with self.subTest(header=header.name, group=comment.split("\n")[0]):
+                self.assertLessEqual(set(PARAMETER.findall(comment) + MENTIONED.findall(comment)),
+                                     {name for function in functions for name in function.parameters})
 
     def test_each_parameter_has_a_direction_and_a_description(self):
         described = re.compile(r"@param\[(?:in|out|in,out)\] +(\w+) +[^@\s]")
         for header, function in all_declarations():
-            with self.subTest(header=header.name, function=function.name):
-                self.assertEqual(described.findall(function.comment), function.parameters)
+            for comment in (function.comment, function.group):
+                with self.subTest(header=header.name, function=function.name):
+                    self.assertEqual(described.findall(comment), PARAMETER.findall(comment))
 
     def test_a_result_is_described_where_there_is_one(self):
         for header, function in all_declarations():
             with self.subTest(header=header.name, function=function.name):
                 returned = function.text.removeprefix("typedef ").split(function.name)[0].strip()
-                self.assertEqual(re.search(r"@ret(?:urn|val)\s+[^@\s]", function.comment) is None,
-                                 returned in ("void", "void (*"))
+                if returned in ("void", "void (*"):
+                    self.assertNotRegex(function.comment, RESULT)
+                elif not passes_through(function):
+                    self.assertRegex(function.comment + function.group, RESULT)
 
     def test_the_examples_compile(self):
         for header in HEADERS:
