@@ -18,7 +18,7 @@ static_assert(on_32_bits(offsetof(lc_hashtab_entry, key) == 0 &&
                          offsetof(lc_hashtab_entry, value) == 4 &&
                          offsetof(lc_hashtab_entry, next) == 8));
 
-// Where a key is or would be: the link to its place in the chain, which is sorted.
+// Where a key is or would be inserted: the link to that place in the sorted chain.
 struct Place {
     lc_hashtab_entry **link;
     bool taken; // by an entry with this key

@@ -22,7 +22,7 @@ void convert(char *text, int (*conversion)(int))
     }
 }
 
-// One position of the case-insensitive compares: 0 go on (also at the common end), else the outcome.
+// Compares one position without case: 0 to go on (also at a common end), else the result.
 int compare_folded(char a, char b)
 {
     if (a == '\0' && b == '\0') {
@@ -122,8 +122,8 @@ int lc_strwicmp(const char *a, const char *b)
             break;
         }
     }
-    // Differing in nothing but case at the point where they stop means that both have ended. Otherwise
-    // the difference keeps the case on purpose: callers sort by it.
+    // If the characters where the walk stops are equal but for case, both texts have ended. The
+    // difference keeps the case on purpose: callers sort by it.
     return static_cast<signed char>(*a) - static_cast<signed char>(*b);
 }
 

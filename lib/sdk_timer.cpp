@@ -1,6 +1,6 @@
 // Timers in one delta list: each entry holds its ticks relative to the entry before it, so that a tick
-// touches only the first. Entries are never freed but parked for the next start: an id of a timer that
-// is gone can always be looked at.
+// changes only the first. Entries are never freed but parked for the next start, so that the id of a
+// timer that has ended can always be dereferenced.
 //
 // One mutex guards both lists and the counters; it is held while callbacks run.
 
@@ -44,7 +44,7 @@ using NewEntry = OwnedEntry<Entry, MEM_OWNER_TIMER>;
 struct TimerList {
     uint32_t repeating GUARDED_BY(g_mutex);
     uint32_t one_shot GUARDED_BY(g_mutex);
-    lc_list *list; // begins with an entry that is no timer, for the others to hang on
+    lc_list *list; // its first entry is a permanent head, not a timer
 };
 
 TimerList *gp_timer_list GUARDED_BY(g_mutex) = nullptr;
@@ -66,7 +66,7 @@ uint32_t &counter_of(const timer &descriptor) REQUIRES(g_mutex)
     return descriptor.repeat == 1 ? gp_timer_list->repeating : gp_timer_list->one_shot;
 }
 
-// Whether these words name a timer that runs. A parked entry has no node, one in use again another
+// Whether these words are the id of a running timer. A parked entry has no node, a reused one another
 // stamp.
 bool runs(uintptr_t id, uint32_t stamp) REQUIRES(g_mutex)
 {
@@ -76,7 +76,7 @@ bool runs(uintptr_t id, uint32_t stamp) REQUIRES(g_mutex)
 
 // ---- The delta list ----
 
-// Links a node where it expires after `ticks`, behind those that expire then too.
+// Links a node so that it expires after `ticks`, behind others that expire in the same tick.
 bool insert_timer(lc_list_node *node, int32_t ticks) REQUIRES(g_mutex)
 {
     lc_list *const list = gp_timer_list->list;
@@ -120,7 +120,7 @@ bool remove_timer(lc_list_node *node) REQUIRES(g_mutex)
     return true;
 }
 
-// Removes a timer and parks its entry; every id of it is then stale.
+// Removes a timer and parks its entry; its id is stale afterwards.
 bool del_timer(lc_list_node *node) REQUIRES(g_mutex)
 {
     if (!remove_timer(node)) {
@@ -167,11 +167,11 @@ lc_list_node *build_node()
                                                                                    : nullptr;
 }
 
-// Never 0, which no id has, nor the entry's last one, which would bring a stale id back to life.
+// Never 0, which is no stamp, nor the entry's last one, which would make a stale id valid again.
 uint32_t creation_stamp(uint32_t last)
 {
     timeval now;
-    uint32_t stamp = last + 1; // libc gives no time when time_t has too few bits for it
+    uint32_t stamp = last + 1; // used when gettimeofday fails, as with a 32-bit time_t after 2038
     if (gettimeofday(&now, nullptr) == 0) {
         stamp = static_cast<uint32_t>(now.tv_sec) + static_cast<uint32_t>(now.tv_usec);
     }
@@ -202,7 +202,7 @@ int32_t add_timer(timer *descriptor, timer_id *id) REQUIRES(g_mutex)
 
 // ---- The thread ----
 
-// A repeating timer without a whole tick comes at every one.
+// A repeating timer shorter than a tick expires at every tick.
 bool restart(lc_list_node *node) REQUIRES(g_mutex)
 {
     if (!remove_timer(node)) {
@@ -226,7 +226,7 @@ bool fire(lc_list_node *node) REQUIRES(g_mutex)
     return del_timer(node) || LC_FAIL(false, "delete timer node from gp_timer_list error\n");
 }
 
-// One tick. False ends the service: its list cannot be trusted any more.
+// One tick. False ends the service, since its list is then inconsistent.
 bool tick()
 {
     const MutexLock guard(g_mutex);
@@ -250,7 +250,7 @@ void *timer_thread(void *)
     return nullptr;
 }
 
-// What init_timer makes; given back unless the service starts.
+// What init_timer allocates; freed unless the service starts.
 struct Service {
     mem::Ptr<TimerList, MEM_OWNER_TIMER> control;
     OwnedList timers;
@@ -305,7 +305,7 @@ int32_t init_timer()
     if (const int32_t failure = make_service(&service); failure != TIMER_SUCCESS) {
         return failure;
     }
-    pthread_t thread; // never joined: the service has no end
+    pthread_t thread; // never joined: the service cannot be stopped
     gp_timer_list = service.control.get();
     g_deleted = service.deleted.get();
     if (lc_pthread_create(&thread, nullptr, timer_thread, nullptr) != 0) {
@@ -340,7 +340,7 @@ int32_t stop_timer(uintptr_t node, uint32_t stamp)
     }
     const MutexLock guard(g_mutex);
     if (!runs(node, stamp)) {
-        return TIMER_ERR_NO_TIMER; // expired in between
+        return TIMER_ERR_NO_TIMER; // expired since exist_timer
     }
     return del_timer(reinterpret_cast<lc_list_node *>(node)) ? TIMER_SUCCESS : TIMER_ERR_INTERNAL;
 }
@@ -370,5 +370,5 @@ int32_t query_timer(uint32_t counts[2])
 
 int32_t printf_list() { return 0; }
 
-// Weak, else an optimiser that sees an empty function leaves the calls out.
+// Weak: otherwise the compiler would drop the calls of an empty function, and a debugger its hook.
 [[gnu::weak]] void printf_timerlist() {}

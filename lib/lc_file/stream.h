@@ -1,4 +1,4 @@
-// Owner of a stdio stream: closes it when the scope is left, whichever way. May be empty.
+// Owner of a stdio stream: closes it at the end of the scope, on every path. May be empty.
 #pragma once
 
 #include "lc_file.h"

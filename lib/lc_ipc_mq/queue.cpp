@@ -1,4 +1,4 @@
-// Making, watching, purging, counting and ending queues.
+// Creating and destroying queues, their descriptors, removal of messages, usage report.
 
 #include "lc_ipc_mq/queue.h"
 
@@ -33,13 +33,13 @@ using Queue = mem::Ptr<mq_mgt, MEM_OWNER_IPC>;
 
 Flag g_initialised;
 
-// By calls of their own, since kernels before 2.6.27 make no pipe with flags.
+// Flags are set by separate calls, since kernels before 2.6.27 have no pipe2.
 bool prepare_end(const Fd &end)
 {
     return fcntl(end.get(), F_SETFL, O_NONBLOCK) == 0 && fcntl(end.get(), F_SETFD, FD_CLOEXEC) == 0;
 }
 
-// Gives the queue its descriptors; errno tells why not.
+// Makes the pipe of the queue; false on failure, with errno set.
 bool watch(mq_mgt &queue) REQUIRES(queue.lock)
 {
     int ends[2];
@@ -75,8 +75,8 @@ uint32_t message_id(const lc_list_node &node)
     return node.data == nullptr ? 0 : static_cast<const ipc_msg_hdr *>(node.data)->msg_id;
 }
 
-// Makes a queue record with its empty message list, and the node that is to carry it; empty on failure.
-// Nobody else has the record yet.
+// Makes a queue record with its empty message list, and a node for it; empty on failure. Needs no lock,
+// since no other thread has the record yet.
 Node make_queue(uint32_t capacity) NO_THREAD_SAFETY_ANALYSIS
 {
     Queue queue = mem::make<mq_mgt, MEM_OWNER_IPC>();
@@ -108,7 +108,7 @@ void lterouter::show_watched(mq_mgt &queue)
     char byte = 0;
     const ssize_t done = has_message ? write(queue.write_end, &byte, sizeof(byte))
                                      : read(queue.watch_end, &byte, sizeof(byte));
-    // Whoever reads the descriptor, which is nobody's to read, takes the byte before us.
+    // EAGAIN: a caller has read the byte from the descriptor, against the contract.
     if (done == sizeof(byte) || (done < 0 && errno == EAGAIN)) {
         queue.shows_message = has_message;
     }
@@ -218,7 +218,7 @@ void ipc_mq_destroy()
     g_mq_mgt_list = nullptr;
 }
 
-// Nobody else has the record any more.
+// No other thread uses the record any more.
 uint32_t mq_mgt_node_destroy(void *record) NO_THREAD_SAFETY_ANALYSIS
 {
     if (record == nullptr) {

@@ -1,4 +1,4 @@
-// The record of a queue, and what both those who make queues and those who pass messages do with it.
+// The record of a queue, and what queue.cpp and transfer.cpp both need of it.
 //
 // Locks: the list of queues has one; each queue's own lock guards its record and its messages. No
 // operation holds both.
@@ -25,8 +25,8 @@ struct mq_mgt {
     Condition not_empty;
     lc_list *mq_head GUARDED_BY(lock);        // oldest first, high priority before ordinary
     lc_list_node *last_high GUARDED_BY(lock); // the last high-priority node in mq_head, or null
-    // What event loops watch, once somebody has asked for it: a pipe with a byte in it while a message
-    // is queued. One descriptor fewer would do with eventfd, which not every router's kernel has.
+    // For event loops, made at the first ipc_mq_get_fd: a pipe with a byte in it while a message is
+    // queued. Not eventfd, which needs one descriptor less but is missing from some routers' kernels.
     bool watched GUARDED_BY(lock);
     bool shows_message GUARDED_BY(lock);
     int watch_end GUARDED_BY(lock);
@@ -42,7 +42,7 @@ inline Node make_node(void *data)
 
 inline mq_mgt &queue_of(mq_cb cb) { return *static_cast<mq_mgt *>(cb->data); }
 
-// The counters change with the lock held, so that no other writer can come between.
+// Counters are written only with the lock held, so a load and a store are enough: no other writer.
 inline uint32_t get(const std::atomic<uint32_t> &counter)
 {
     return counter.load(std::memory_order_relaxed);
@@ -58,17 +58,17 @@ inline void decrement(std::atomic<uint32_t> &counter)
     counter.store(get(counter) - 1, std::memory_order_relaxed);
 }
 
-// Exactly full: a queue that late senders have overfilled is not, and admits more until it is drained.
+// Exactly full: a queue beyond its capacity, after a late sender's wake-up, admits more until drained.
 inline bool is_full(const mq_mgt &queue) REQUIRES(queue.lock)
 {
     return queue.mq_head->count == queue.capacity;
 }
 
-// Has a watched queue's descriptor say what is. That does not block: both ends are non-blocking, and
-// there is never more than one byte. What could not be done is made up for at the next occasion.
+// Makes the pipe of a watched queue readable or not, as the queue has messages. It does not block: both
+// ends are non-blocking, and there is never more than one byte. A failure is repaired by the next call.
 void show_watched(mq_mgt &queue) REQUIRES(queue.lock);
 
-// Apart, so that a queue that nobody watches pays no more than this.
+// Inline, so that a queue that nobody watches costs one test.
 inline void show(mq_mgt &queue) REQUIRES(queue.lock)
 {
     if (queue.watched) {

@@ -1,4 +1,4 @@
-// Messages into a queue and out of it: what every message passes.
+// Sending and receiving: the path of every message.
 
 #include "lc_ipc_mq/queue.h"
 
@@ -31,8 +31,8 @@ uint32_t wait_once(mq_mgt &queue, Condition &condition, int32_t timeout, uint32_
 }
 
 // Ordinary messages go to the tail; high-priority ones behind those already queued, before all others.
-// The queue's record provides for high priority, but ipc_mq_send refuses it: no caller gets to that
-// half.
+// The high-priority half cannot be reached: ipc_mq_send accepts priority 0 only. It is kept because the
+// record, the usage report and ipc_mq_recv have high priority as part of the queue's design.
 uint32_t link_message(mq_mgt &queue, lc_list_node *node, uint32_t priority) REQUIRES(queue.lock)
 {
     if (priority == 0) {
@@ -70,7 +70,7 @@ uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t 
 {
     LC_REQUIRE(cb, "mq_cb", IPC_ERR_PARAM);
     LC_REQUIRE(msg_hdr, "msg_hdr", IPC_ERR_PARAM);
-    // High priority is part of the queue's design, but closed to callers: this system has no use of it.
+    // Only ordinary priority, although the queue has a high one: callers rely on the refusal.
     if (priority != 0) {
         return LC_FAIL(IPC_ERR_PARAM, "Para check failed! Para priority is %lu.\n",
                        static_cast<unsigned long>(priority));
@@ -140,8 +140,8 @@ uint32_t ipc_mq_recv(mq_cb cb, ipc_msg_hdr **msg_hdr, int32_t timeout)
 
 void mkcondtimeout(struct timespec *abstime, uint32_t timeout_ms)
 {
-    // A time_t of 32 bits ends in 2038. After that libc gives no time, which leaves 0: the deadline has
-    // passed. Shortly before it, a deadline that lies beyond the last second becomes the last second.
+    // A 32-bit time_t ends in 2038. After that gettimeofday fails and now stays 0: the deadline has
+    // passed. Just before that, a sum that would overflow is clamped to the largest time_t.
     timeval now = {};
     gettimeofday(&now, nullptr);
     if (__builtin_add_overflow(now.tv_sec, timeout_ms / 1000, &abstime->tv_sec)) {

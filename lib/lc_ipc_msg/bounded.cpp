@@ -12,7 +12,7 @@
 namespace lterouter {
 namespace {
 
-// How soon a send is tried again that nothing tells when there is room.
+// Retry interval where nothing signals room in the receiver's socket.
 constexpr int kRetryMs = 10;
 
 timespec after(uint32_t milliseconds)
@@ -21,7 +21,7 @@ timespec after(uint32_t milliseconds)
     clock_gettime(CLOCK_MONOTONIC, &moment);
     moment.tv_sec += static_cast<time_t>(milliseconds / 1000);
     moment.tv_nsec += static_cast<long>(milliseconds % 1000) * 1'000'000L;
-    return moment; // its fraction may exceed a second
+    return moment; // tv_nsec may exceed a second: until() copes
 }
 
 // Milliseconds until then, as poll takes them; 0 once it is past.
@@ -35,17 +35,17 @@ int until(clockid_t clock, const timespec &moment)
         nanoseconds += 1'000'000'000L;
         --seconds;
     }
-    // Only the fraction is divided: for 64 bits the router's code would need a function of a kilobyte.
+    // A 64-bit division would add a function of a kilobyte to the router's code: divide the fraction.
     const long fraction = (nanoseconds + 999'999L) / 1'000'000L;
     return static_cast<int>(std::clamp<int64_t>(seconds * 1000 + fraction, 0, INT_MAX));
 }
 
-// Waits for room in a receiver's socket, at most so many milliseconds; false when there is room
-// already, or nothing to wait with. Of a full receiver poll tells only on a socket that is connected to
-// it. The endpoint's own must not be connected, or it would receive from that peer alone; so another
-// one is, which nothing is sent through. SO_SNDTIMEO would wait without it, but is one value for all
-// threads' sends, whatever their deadlines; and trying again after pauses alone takes a fortieth of the
-// messages that a busy receiver could, and gets hardly any through to one that others flood.
+// Waits up to that many milliseconds for room in a receiver's socket; false when there is room
+// already, or no descriptor for the wait. poll reports a full receiver only on a socket connected to
+// it. The endpoint's own must not be connected, or it would receive from that peer only; so a second
+// socket is, through which nothing is sent. SO_SNDTIMEO needs none, but is one value for all threads'
+// sends, whatever their deadlines. Retrying after pauses alone reaches a fortieth of the throughput of
+// a busy receiver, and delivers almost nothing to one that others flood.
 bool wait_for_receiver(const sockaddr_un &to, int milliseconds)
 {
     const Fd watch{open_socket(AF_UNIX, SOCK_DGRAM, 0)};
@@ -81,8 +81,8 @@ ssize_t send_within(SendBound bound, int fd, const void *bytes, size_t size, con
             errno = ETIMEDOUT;
             return -1;
         }
-        // Room may have come just now. When it is not for us the second time, either what others have
-        // not read takes up the sender's own buffer, or nothing tells: before 2.6.26 kernels did not.
+        // Room at once after a failed send is a race the first time. The second time this socket's send
+        // buffer is full of unread messages, or the kernel, before 2.6.26, does not report room.
         if (wait_for_receiver(to, left)) {
             in_vain = 0;
         } else if (++in_vain > 1) {

@@ -1,4 +1,4 @@
-// Building messages, whichever family sends them and under whichever owner tag it frees them.
+// Building messages, for every family that sends some; each has its own owner tag.
 #pragma once
 
 #include "lc_ipc_msg.h"
@@ -13,7 +13,7 @@ template <uint32_t Owner> mem::Ptr<ipc_msg_hdr, Owner> assign_message(uint32_t b
         static_cast<ipc_msg_hdr *>(ipc_memory_assign(body_len, IPC_MSG_TYPE_ASYNC)));
 }
 
-// A message with a zeroed header but for these fields and a fresh session id; empty when out of memory.
+// A message with a zeroed header but for these fields and a new session id; empty when out of memory.
 template <uint32_t Owner> mem::Ptr<ipc_msg_hdr, Owner> make_message(uint32_t msg_id, uint32_t body_len)
 {
     auto msg = assign_message<Owner>(body_len);

@@ -1,5 +1,5 @@
-// Reading the endpoint's socket past the receive thread, for diagnostic clients that drive it
-// themselves.
+// Reading the endpoint's socket on the caller's thread instead of the receive thread, for diagnostic
+// clients.
 
 #include "lc_ipc_msg.h"
 

@@ -18,8 +18,8 @@ namespace lterouter {
 
 namespace {
 
-// A descriptor that select cannot watch is of no use. Not inherited across exec: a child that outlived
-// this process would keep its name bound.
+// Fails for a descriptor that select cannot watch. Close-on-exec, since a child that outlives this
+// process would keep its name bound.
 int open_watchable_socket()
 {
     Fd fd{open_socket(AF_UNIX, SOCK_DGRAM, 0)};
@@ -82,7 +82,7 @@ uint32_t start(uint32_t module_id, bool per_process, const ReceiveArgs &args)
     return IPC_SUCCESS;
 }
 
-// The record that names this endpoint.
+// The address record of this endpoint.
 ipc_addr own_address()
 {
     ipc_addr self = {};
@@ -122,8 +122,8 @@ void ipc_msg_fin()
     if (!g_endpoint.initialised) {
         return;
     }
-    // Without the stop message the thread runs on, and the join waits for it. So it has no limit: given
-    // up, it would have the join wait for good; as it is, that ends when there is room again.
+    // The join waits until the thread has received the stop message. So that is sent without a limit:
+    // if it were given up, the join would never end; like this it ends when there is room again.
     const Message stop = make_message<MEM_OWNER_IPC>(IPC_MSG_ID_STOP, 0);
     if (stop != nullptr) {
         send_datagram(own_address(), *stop, 0);

@@ -19,12 +19,12 @@ struct Module {
     uint32_t numbers[5];
 };
 
-// The same in every process of the router. Only the short name is read; the rest is carried along.
+// The same in every process of the router. Only the short name is used.
 constexpr Module kModules[] = {
     {0, "wm", "lc_wm", {2, 60000, 120000, 0, 1}},
     {1, "mm", "lc_mm", {2, 60000, 120000, 0, 1}},
     {2, "cgi", "", {4, 0, 120000, 0, 1}},
-    // 3 and 4 share a name: both bind per-process names, so they never meet.
+    // 3 and 4 share a name: both always bind per-process names, so these differ.
     {3, "cli1", "", {2, 0, 120000, 0, 1}},
     {4, "cli1", "", {4, 0, 120000, 0, 1}},
     {5, "", "", {4, 0, 120000, 0, 1}},
@@ -40,12 +40,12 @@ struct SessionCounter {
 
 SessionCounter g_msg_session_id_mgt;
 
-// What a record of any kind starts with. A copy would have every function that looks guard its stack.
+// The first word of a record. Read in place: a copy would give every reading function a stack guard.
 struct __attribute__((packed, may_alias)) Word {
     uint32_t value;
 };
 
-// Both kinds of record that are searched for start with the word that they are searched by.
+// Waiters and registrations both start with the word by which they are found.
 uint32_t first_word(const void *record) { return static_cast<const Word *>(record)->value; }
 
 } // namespace

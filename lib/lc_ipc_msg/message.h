@@ -1,12 +1,12 @@
 // lc_ipc_msg: the per-process messaging endpoint.
 //
 //   message    wire format, module table, addresses, session ids: no socket, no thread
-//   socket     the endpoint's state, and what is sent through it
+//   socket     the endpoint's state, and sending through it
 //   bounded    sending that gives up while the receiver's socket stays full
 //   sync       senders that wait for a response
-//   registry   who gets which notification
+//   registry   notifications and their subscribers
 //   receive    the receive thread and its dispatch
-//   endpoint   start and end of it all
+//   endpoint   start and stop
 //
 // Threads: callers' threads send; one receive thread per process reads and dispatches.
 // Lock order: the waiter-list mutex before a waiter's own lock. The registry mutex, the session-counter
@@ -33,17 +33,17 @@ static_assert(offsetof(ipc_addr, sock) == 4 && offsetof(ipc_addr, padding) == 11
 
 constexpr const char *kCommonPriority = "common";
 
-// Messages that this process builds; the received ones carry the other tag.
+// For messages that this process builds; received ones have MEM_OWNER_IPC_SYNC.
 using Message = mem::Ptr<ipc_msg_hdr, MEM_OWNER_IPC>;
 
-// The one word that register and deregister requests and register responses carry.
+// Body of register and deregister requests and of register responses: one word.
 uint32_t body_word(ipc_msg_hdr &msg);
 void set_body_word(ipc_msg_hdr &msg, uint32_t word);
 
 // Writes the socket name of a module into the zeroed address, with the process id when it is not 0.
 void set_socket_name(sockaddr_un &sock, uint32_t module_id, unsigned int pid);
 
-// The whole path counts, since that is what the kernel goes by.
+// Compares the whole path, as the kernel does, not only up to a NUL.
 bool same_socket(const sockaddr_un &a, const sockaddr_un &b);
 
 } // namespace lterouter

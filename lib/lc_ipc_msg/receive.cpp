@@ -20,14 +20,14 @@ constexpr time_t kSelectSeconds = 10;
 
 uint32_t padded(uint32_t size) { return (size + 3U) & ~3U; }
 
-// The sizes are compared without a sign: a datagram shorter than a header has no length to agree with.
+// A datagram shorter than a header never passes: size - sizeof(header) is not computed for it.
 bool is_whole(const ipc_msg_hdr &header, size_t size)
 {
     return size >= sizeof(header) && size <= IPC_MSG_MAX_SIZE && size - sizeof(header) == header.length;
 }
 
-// Whether the sender's name, in the abstract namespace, is bound without its padding. What is sent to
-// its record then reaches another socket, or none: answers would come back as requests.
+// Whether the sender's name, in the abstract namespace, was bound shorter than sockaddr_un. The padded
+// address then names another socket, or none: an answer could reach this endpoint as a request.
 bool is_lookalike(const sockaddr_un &sender, socklen_t size)
 {
     return size > offsetof(sockaddr_un, sun_path) && size < sizeof(sender) &&
@@ -44,12 +44,12 @@ uint32_t read_datagram(Datagram *datagram)
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
     void *buffer = datagram->bytes.get();
-    // The header of a datagram that is too short for one is looked at all the same, and nothing else
-    // that did not come.
+    // The header is read also of a datagram that is shorter; no other byte beyond its end is. So only
+    // the header is zeroed.
     memset(buffer, 0, sizeof(ipc_msg_hdr));
     sockaddr_un &sender = datagram->sender.sock;
     socklen_t sender_size = sizeof(sender);
-    // MSG_TRUNC gives the size as it was sent, so that one that was cut is not taken for a whole one.
+    // MSG_TRUNC returns the size that was sent, so that a truncated datagram is recognised.
     const ssize_t size = recvfrom(g_endpoint.common.fd, buffer, IPC_MSG_MAX_SIZE, MSG_TRUNC,
                                   reinterpret_cast<sockaddr *>(&sender), &sender_size);
     if (size < 0) {
@@ -74,7 +74,7 @@ uint32_t read_datagram(Datagram *datagram)
 
 namespace {
 
-// Only this endpoint itself may stop it.
+// Only the endpoint itself may send its stop message.
 uint32_t handle_stop(const Datagram &datagram, uint32_t *running)
 {
     if (datagram.bytes->length != 0 || !datagram.from_self) {
@@ -84,7 +84,7 @@ uint32_t handle_stop(const Datagram &datagram, uint32_t *running)
     return IPC_SUCCESS;
 }
 
-// What handlers, queue and registry are given: the datagram, padding, the sender's address record.
+// The buffer for handlers, queue and registry: datagram, padding, the sender's address record.
 Received with_sender(const Datagram &datagram)
 {
     const uint32_t size = padded(datagram.size);
@@ -99,7 +99,7 @@ Received with_sender(const Datagram &datagram)
     return msg;
 }
 
-// A full queue drops the message: this thread never waits for its own module.
+// A full queue drops the message: the receive thread must not wait for a consumer.
 uint32_t enqueue(mq_cb cb, Received msg)
 {
     const uint32_t result = ipc_mq_send(cb, msg.get(), 0, 0);
@@ -138,7 +138,7 @@ uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received ms
         msg.reset();
         return deliver_response(*datagram.bytes, datagram.size);
     }
-    // A lookalike neither registers or deregisters the other nor has it answered.
+    // A lookalike's request must not change the registration of the socket that its record names.
     if (datagram.bytes->msg_id == IPC_MSG_ID_REGISTER) {
         const uint32_t result =
             datagram.from_lookalike ? IPC_ERR_LENGTH : handle_register(msg.get(), args.reg_check);
@@ -178,7 +178,7 @@ uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
 void *receive_thread(void *args)
 {
     const ReceiveArgs own = *ReceiveArgsPtr(static_cast<ReceiveArgs *>(args));
-    // As ipc_msg_init does: a handler may send before that has returned.
+    // ipc_msg_init sets it too, but a handler may send before that has returned.
     g_endpoint.initialised = true;
     const int fd = g_endpoint.common.fd;
     uint32_t running = 1;

@@ -1,11 +1,11 @@
-// The receive thread, and the reading of a datagram that it shares with diagnostic clients.
+// The receive thread, and reading a datagram, which diag.cpp does too.
 #pragma once
 
 #include "lc_ipc_msg/message.h"
 
 namespace lterouter {
 
-// What the receive thread is started with; it frees the record.
+// Argument of the receive thread, which frees the record.
 struct ReceiveArgs {
     mq_cb cb;
     ipc_msg_handler_fn msg_handler;
@@ -28,7 +28,7 @@ uint32_t read_datagram(Datagram *datagram);
 
 using ReceiveArgsPtr = mem::Ptr<ReceiveArgs, MEM_OWNER_IPC_SYNC>;
 
-// Thread body; takes over its ReceiveArgs.
+// Body of the receive thread; ownership of the ReceiveArgs moves to it.
 void *receive_thread(void *args);
 
 // Reads and dispatches one datagram. A valid stop message clears *running.

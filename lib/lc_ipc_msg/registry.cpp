@@ -12,7 +12,7 @@
 namespace lterouter {
 namespace {
 
-// Held while a notification is fanned out.
+// Held while a notification is sent to its subscribers.
 Mutex g_registry_mutex;
 
 } // namespace
@@ -72,7 +72,7 @@ uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber) REQUIRES
     return IPC_SUCCESS;
 }
 
-// Listed last, when nothing can fail any more, so that a failure leaves no trace in the registry.
+// The last step lists it, so that a failure leaves the registry unchanged.
 uint32_t add_registration(uint32_t notify_id, const ipc_addr &subscriber) REQUIRES(g_registry_mutex)
 {
     Entry<reg_notify> entry;
@@ -132,7 +132,7 @@ Message make_word_message(uint32_t msg_id, uint32_t word)
 
 } // namespace
 
-// Before the receive thread starts, and after it has ended.
+// Called before the receive thread starts and after it has ended: no lock.
 bool create_registry() NO_THREAD_SAFETY_ANALYSIS
 {
     g_reg_notify_list = lc_list_create();
@@ -209,7 +209,7 @@ uint32_t ipc_register_notify(const ipc_addr *dest_addr, uint32_t notify_id, uint
     if (result != IPC_SUCCESS) {
         return LC_FAIL(result, "Send notify register failed! sret=%ld.\n", static_cast<long>(result));
     }
-    // An answer too short to hold a result is no answer to this request.
+    // An answer without a result word does not answer this request.
     result = length == kWordSize ? body_word(*response) : IPC_ERR_LENGTH;
     if (result != IPC_SUCCESS) {
         return LC_FAIL(result, "Server returned error: %lu.\n", static_cast<unsigned long>(result));
@@ -251,7 +251,7 @@ uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len)
     return IPC_SUCCESS;
 }
 
-// With its list, when nobody looks at that any more.
+// Called when no other thread uses the list any more: no lock.
 uint32_t reg_notify_node_destroy(void *record) NO_THREAD_SAFETY_ANALYSIS
 {
     if (record != nullptr) {

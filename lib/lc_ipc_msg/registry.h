@@ -1,4 +1,4 @@
-// Who gets which notification.
+// The registry of notifications and their subscribers.
 #pragma once
 
 #include "lc_ipc_msg/message.h"

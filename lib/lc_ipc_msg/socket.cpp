@@ -11,7 +11,7 @@ Endpoint g_endpoint{};
 
 namespace {
 
-// Only the common priority has a socket: through any other the kernel refuses.
+// Only the common priority has a socket; with -1 the kernel fails with EBADF.
 int socket_to(const ipc_addr &to)
 {
     return to.priority == IPC_PRIORITY_COMMON ? g_endpoint.common.fd : -1;

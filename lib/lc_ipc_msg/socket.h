@@ -1,4 +1,4 @@
-// The process's one socket and what is sent through it.
+// The process's one socket, and sending through it.
 #pragma once
 
 #include "lc_ipc_msg/bounded.h"
@@ -22,27 +22,27 @@ static_assert(offsetof(SocketRecord, sock) == offsetof(ipc_addr, sock));
 
 struct Endpoint {
     Flag initialised;
-    // Written by who starts and ends the endpoint, before the receive thread starts and after it has
-    // ended, and by nobody in between: no lock.
+    // Written only before the receive thread starts and after it has ended, by the thread that starts
+    // and stops the endpoint: no lock.
     SocketRecord common;
     pthread_t receiver;
 };
 
 extern Endpoint g_endpoint;
 
-// The limit that sends have now; 0: none. Beside the endpoint, since it is there before that starts and
-// outlives it.
+// The send limit in milliseconds; 0: none. Not in the endpoint, since it can be set before the endpoint
+// starts and remains when that stops.
 inline std::atomic<uint32_t> g_send_limit{0};
 
-// One datagram, header and body_len bytes, through the socket that the destination's priority names,
-// however long it takes. 10 on failure.
+// Sends one datagram, header and body_len bytes, through the socket of the destination's priority,
+// without a limit. 10 on failure.
 uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len);
 
-// The same within a limit, and until a deadline, if there is one: 7 when that has ended it.
+// The same within a limit, and a deadline if there is one: 7 when the deadline has passed.
 uint32_t send_datagram_within(SendBound bound, const ipc_addr &to, const ipc_msg_hdr &msg,
                               uint32_t body_len);
 
-// A message whose sender waits for no response, within the limit. 4 when its header says another
+// Sends an asynchronous message or a response within g_send_limit. 4 when its header has another
 // length, 10 when it cannot be sent.
 uint32_t send_asynchronous(const ipc_addr &to, ipc_msg_hdr &msg, uint32_t len);
 

@@ -1,7 +1,7 @@
-// The sender never holds both locks: it lists its waiter under the list mutex, lets that go, and holds
-// the waiter's own lock from before the request leaves until it sleeps, so that no response can be
-// signalled before someone waits. The receive thread delivers under both, list mutex first, and signals
-// under the first alone.
+// The sender never holds both locks: it lists its waiter under the list mutex, releases that, and holds
+// the waiter's own lock from before sendto until it waits on the condition, so that no response can be
+// signalled before there is a waiter. The receive thread takes the list mutex, then the waiter's lock,
+// to deliver, and signals with the list mutex alone.
 
 #include "lc_ipc_msg/sync.h"
 
@@ -38,8 +38,8 @@ struct sync_waitor {
 };
 static_assert(offsetof(sync_waitor, session_id) == 0);
 
-// Neither lock nor condition is destroyed with the record: with default attributes they own nothing,
-// and once the waiter is unlinked nobody can be using them.
+// Lock and condition are not destroyed with the record: with default attributes they own no resource,
+// and once the waiter is unlinked no other thread can use them.
 using Waiter = OwnedEntry<sync_waitor, MEM_OWNER_IPC_SYNC>;
 
 bool list_waiter(Waiter &waiter, uint32_t session_id, void *out_buff, uint32_t out_len)
@@ -58,7 +58,7 @@ bool list_waiter(Waiter &waiter, uint32_t session_id, void *out_buff, uint32_t o
                    static_cast<long>(result));
 }
 
-// Sends the request; until when the response may come is in deadline then.
+// Sends the request and stores the deadline of the response.
 uint32_t send_request(const ipc_addr &to, const ipc_msg_hdr &request, uint32_t in_len, uint32_t timeout,
                       timespec *deadline)
 {
@@ -66,13 +66,13 @@ uint32_t send_request(const ipc_addr &to, const ipc_msg_hdr &request, uint32_t i
         mkcondtimeout(deadline, timeout);
         return send_datagram_within({limit, deadline}, to, request, in_len);
     }
-    // Without a limit the time-out counts from the moment the request has left.
+    // Without a limit the time-out counts from when the request has been sent.
     const uint32_t sent = send_datagram(to, request, in_len);
     mkcondtimeout(deadline, timeout);
     return sent;
 }
 
-// Sends the request and sleeps until the response or the deadline.
+// Sends the request and waits until the response or the deadline.
 uint32_t exchange(sync_waitor &waiter, const ipc_addr &to, const ipc_msg_hdr &request, uint32_t in_len,
                   uint32_t timeout) EXCLUDES(g_waiters_mutex)
 {
@@ -83,7 +83,7 @@ uint32_t exchange(sync_waitor &waiter, const ipc_addr &to, const ipc_msg_hdr &re
         return sent;
     }
     while (waiter.received == 0) {
-        // The only failure of a timed wait that can be is that its time has come.
+        // A timed wait can only fail with ETIMEDOUT here.
         if (waiter.done.wait_until(waiter.lock, deadline) != 0) {
             return IPC_ERR_TIMEOUT;
         }
@@ -109,7 +109,7 @@ uint32_t judge(const sync_waitor &waiter, uint32_t exchanged, uint32_t *out_len)
 
 } // namespace
 
-// Before the receive thread starts, and after it has ended.
+// Called before the receive thread starts and after it has ended: no lock.
 bool create_waiters() NO_THREAD_SAFETY_ANALYSIS
 {
     g_sync_waitor_list = lc_list_create();
@@ -135,8 +135,8 @@ uint32_t deliver_response(const ipc_msg_hdr &response, uint32_t size)
         memcpy(waiter.out_buff, &response, size < waiter.capacity ? size : waiter.capacity);
         waiter.received = size;
     }
-    // Signalled with the waiter's lock released, so that the sender does not wake only to wait for it.
-    // The list mutex is still held, which keeps the sender from freeing the waiter.
+    // Signalled after the waiter's lock is released, so that the woken sender does not block on it at
+    // once. The list mutex is still held: the sender needs it before it can free the waiter.
     waiter.done.signal();
     return IPC_SUCCESS;
 }

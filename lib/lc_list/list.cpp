@@ -15,7 +15,7 @@ static_assert(on_32_bits(offsetof(lc_list_node, next) == 8 && offsetof(lc_list_n
 static_assert(sizeof(lc_list) == 3 * sizeof(void *) && offsetof(lc_list, count) == 0);
 static_assert(on_32_bits(offsetof(lc_list, head) == 4 && offsetof(lc_list, tail) == 8));
 
-// Every insertion is this one: between prev and the node after it. prev is null in an empty list.
+// All insertions: links node between prev and the node after it. prev is null in an empty list.
 void link_after(lc_list *list, lc_list_node *prev, lc_list_node *node)
 {
     if (prev == nullptr) {
@@ -32,7 +32,7 @@ void link_after(lc_list *list, lc_list_node *prev, lc_list_node *node)
     ++list->count;
 }
 
-// Every removal is this one.
+// All removals.
 lc_list_node *unlink_node(lc_list *list, lc_list_node *node)
 {
     if (node->next == node) {

@@ -1,4 +1,4 @@
-// Owners of lists, and of what is to go into one: given back together until the list has taken it.
+// Owners of a list, and of a record with its node, which are freed together until a list owns them.
 #pragma once
 
 #include "lc_list.h"
@@ -15,22 +15,22 @@ struct DestroyList {
 };
 using OwnedList = std::unique_ptr<lc_list, DestroyList>;
 
-// A record, zeroed but for what its members set, and a node that carries it. The one that memory was
-// missing for is empty.
+// A record, zeroed but for what its members set, and a node for it. After a failed allocation the
+// pointer concerned is empty.
 template <typename T, uint32_t Owner> struct OwnedEntry {
     mem::Ptr<T, Owner> record = mem::make<T, Owner>();
     mem::Ptr<lc_list_node, Owner> node =
         record == nullptr ? nullptr
                           : mem::make_copy<Owner>(lc_list_node{0, record.get(), nullptr, nullptr});
 
-    // Somebody else owns both now.
+    // Ownership of both moves to the caller.
     lc_list_node *release()
     {
         ignore(record.release(), "the node carries it");
         return node.release();
     }
 
-    // The list owns both where it takes them; add says at which end.
+    // On success ownership of both moves to the list; add is the list operation for the end.
     uint32_t give(uint32_t (*add)(lc_list *, lc_list_node *), lc_list *list)
     {
         const uint32_t result = add(list, node.get());

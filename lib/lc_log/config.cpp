@@ -1,5 +1,5 @@
-// The logger's upper half: which modules there are. It reads its file through the file helpers, which
-// in turn report through print.cpp.
+// The upper half of the logger: the table of modules. It reads its file through the file helpers, which
+// log through print.cpp.
 
 #include "lc_file.h"
 #include "lc_file/stream.h"
@@ -36,8 +36,8 @@ static_assert(std::size(g_code_config) == LC_LOG_BUILT_IN);
 // syslog keeps a pointer to the identity for the life of the process.
 char g_identity[sizeof("-2147483648") + LC_LOG_NAME_SIZE];
 
-// Reads one line as a text without its newline; what does not fit is read and dropped. False at the end
-// of file, and when reading fails: the part of a line could name another module.
+// Reads one line as a text without its newline; the rest of a line that is too long is skipped. False
+// at the end of file, and on a read error, since a part of a line could name another module.
 bool read_line(FILE *file, char (&line)[kLineSize])
 {
     size_t length = 0;

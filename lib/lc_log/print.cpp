@@ -18,7 +18,7 @@ constexpr char kLevelNames[][6] = {LC_LOG_LEVEL_NAMES};
 constexpr uint8_t kPriorities[] = {LOG_DEBUG, LOG_INFO, LOG_ERR};
 static_assert(std::size(kPriorities) == std::size(kLevelNames));
 
-// How a message of a family begins, before and behind its line.
+// The beginning of a family's messages, before and behind the line number.
 struct Family {
     int8_t level;
     char beginning[21];
@@ -37,7 +37,7 @@ static_assert(std::size(kFamilies) == kLogTimer + 1);
 
 // Both written before other threads start, then only read.
 char g_module_name[LC_LOG_NAME_SIZE]; // empty until the process has named its module
-// Of that module, by level: every message looks for one.
+// Flag files of that module, by level: every message tests whether one exists.
 char g_flag_files[std::size(kLevelNames)]
                  [sizeof(LC_LOG_FLAG_PREFIX) + LC_LOG_NAME_SIZE + sizeof("_") + sizeof(kLevelNames[0])];
 
@@ -48,7 +48,7 @@ bool exists(const char *path)
     return access(path, F_OK) == 0;
 }
 
-// First field of /proc/uptime. Not through stdio, whose buffer would be an allocation per message.
+// First field of /proc/uptime. Not through stdio, which would allocate a buffer for every message.
 void read_uptime(char (&uptime)[64])
 {
     const Fd file{open("/proc/uptime", O_RDONLY | O_CLOEXEC)};
@@ -67,7 +67,7 @@ bool is_on(int32_t level)
            exists(g_flag_files[level]);
 }
 
-// Puts the uptime before the message. A format that does not fit is used as it is: cut short, it could
+// Prefixes the format with the uptime. A format that does not fit is used as it is: truncated, it could
 // end inside a conversion.
 const char *with_uptime(const char *format, char (&buffer)[512])
 {
@@ -107,7 +107,7 @@ void log_from(uint32_t place, const char *text, ...)
         return;
     }
     const ErrnoGuard keep_errno;
-    char format[512]; // a text of the library's own fits behind its beginning
+    char format[512]; // fits the longest beginning and text of the library
     snprintf(format, sizeof(format), "%s:%u]%s%s", family.beginning, line_of(place), family.rest, text);
     va_list arguments;
     va_start(arguments, text);

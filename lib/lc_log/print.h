@@ -1,5 +1,5 @@
-// The logger's lower half: what every room above may call. It includes no other family, so that the
-// file helpers can report through it; the module table and its configuration file live in config.cpp.
+// The lower half of the logger, which every room above may call. It includes no other family, so that
+// the file helpers can log through it; the module table and its configuration file are in config.cpp.
 #pragma once
 
 #include "lc_log.h"
@@ -15,10 +15,10 @@ bool log_has_module();
 // Names the module; name holds at most 32 characters. Called once, before other threads start.
 void log_set_module(const char *name);
 
-// The families that log: print.cpp knows at which level and how their messages begin.
+// The families that log; print.cpp has the level and the beginning of the messages of each.
 enum LogFamily : unsigned { kLogFile, kLogIpcMq, kLogIpcMsg, kLogNetwork, kLogPthread, kLogTimer };
 
-// Logs a message of a family's source, which text is without its beginning.
+// Logs a message of a family: its beginning with the source position, then the text.
 void log_from(uint32_t place, const char *text, ...) LC_PRINTF(2, 3);
 
 // Logs that a parameter is null.
@@ -29,7 +29,7 @@ void log_null(uint32_t place, const char *parameter);
 // Logs with the source position. kLogFamily is the family's own.
 #define LC_REPORT(...) lterouter::log_from(lterouter::place(kLogFamily, __LINE__), __VA_ARGS__)
 
-// The same, and yields the result.
+// The same, with result as the value of the expression.
 #define LC_FAIL(result, ...) (LC_REPORT(__VA_ARGS__), (result))
 
 // Returns the result, with a log line, when a parameter is null; name is the log's name for it.
@@ -41,7 +41,7 @@ void log_null(uint32_t place, const char *parameter);
         }                                                                      \
     } while (false)
 
-// Logs what a function notes, its name and once more the line before the text, and yields the result.
-// Some messages of lc_network have a blank before them.
+// Logs with the function's name and a second line number before the text; result is the expression's
+// value. Some messages of lc_network have a blank before the name.
 #define LC_NOTE(blank, result, text, ...) \
     LC_FAIL(result, blank "[%s]:%d " text, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)

@@ -1,5 +1,5 @@
-// Apart from the two functions that are called here: a compiler that sees them would call its own and
-// not those that a program puts in their place.
+// Not in mem.cpp: a compiler that sees the definitions of mem_malloc_ex and mem_free_ex could inline
+// them, and a program could no longer interpose them.
 
 #include "lc_mem/alloc.h"
 
@@ -10,11 +10,11 @@
 namespace lterouter::mem {
 namespace {
 
-// Asking the kernel for the thread id at every allocation would cost a system call each. Of no fixed
-// place, so that a program may load the library when it runs.
+// Cached, since asking the kernel for the thread id would cost every allocation a system call. No
+// static TLS, so that a program may load the library with dlopen.
 constinit thread_local pid_t t_thread_id = 0;
 
-// The one thread of a forked child has an id of its own.
+// A forked child's thread has another id.
 __attribute__((constructor)) void forget_thread_id_after_fork()
 {
     pthread_atfork(nullptr, nullptr, [] { t_thread_id = 0; });
@@ -27,7 +27,7 @@ __attribute__((noinline)) void note_thread_id()
     t_thread_id = static_cast<pid_t>(syscall(SYS_gettid));
 }
 
-// Apart, so that what happens once a thread costs nothing at every allocation.
+// Not inline: runs once per thread, and must not make every allocation more expensive.
 __attribute__((noinline)) void *allocate_first(size_t size, uint32_t line, uint32_t owner)
 {
     note_thread_id();
@@ -42,8 +42,8 @@ __attribute__((noinline)) void release_first(void *block, uint32_t line, uint32_
 
 } // namespace
 
-// Never inline: before 2.40 the GNU libc may change vector registers when a thread first comes to the
-// storage of a library that was loaded late, which is harmless across a call.
+// Never inline: before 2.40 the GNU libc may change vector registers at a thread's first access to the
+// thread storage of a library that was loaded by dlopen, which is harmless across a call.
 __attribute__((noinline)) void *allocate_at(size_t size, uint32_t line, uint32_t owner)
 {
     const pid_t id = t_thread_id;

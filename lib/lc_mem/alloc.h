@@ -1,5 +1,5 @@
-// Typed allocation over mem_malloc_ex and mem_free_ex: who allocates here names its owner tag once.
-// Thread tag and source line are filled in, and a Ptr gives its block back.
+// Typed allocation over mem_malloc_ex and mem_free_ex: callers give only the owner tag. Thread tag and
+// source line are filled in, and a Ptr frees its block.
 #pragma once
 
 #include "lc_mem.h"
@@ -9,8 +9,8 @@
 
 namespace lterouter::mem {
 
-// mem_malloc_ex and mem_free_ex with the thread's tag. Functions of their own, so that the many callers
-// do not each ask for the tag; the order of the arguments leaves them in place for the next call.
+// mem_malloc_ex and mem_free_ex with the thread's tag. Functions, so that the code that gets the tag
+// exists once; the order of the arguments lets them stay in their registers for the next call.
 void *allocate_at(size_t size, uint32_t line, uint32_t owner);
 void release_at(void *block, uint32_t line, uint32_t owner);
 

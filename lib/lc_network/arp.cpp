@@ -1,4 +1,4 @@
-// ARP: the kernel's table, a request of our own, announcements.
+// ARP: the kernel's table, requests over a packet socket, announcements.
 
 #include "lc_network.h"
 
@@ -75,7 +75,7 @@ bool is_answer(const ArpFrame &frame, in_addr asked, const uint8_t *our_mac,
 
 bool send_frame(int fd, const ArpFrame &frame, const char *ifname)
 {
-    // This kind of packet socket is told the interface by its name, which the kernel would cut.
+    // A SOCK_PACKET address contains the interface's name; the kernel would truncate a longer one.
     sockaddr to = {};
     const size_t length = strlen(ifname);
     if (length >= sizeof(to.sa_data)) {
@@ -181,7 +181,7 @@ int lc_arp_update(const char *target_ip, const char *source_ip, const char *ifna
         return lc_get_climac_by_ip(target_ip, found) == 0 ? 0
                                                           : NOTE_ARP(-1, "get target mac by ip failed");
     }
-    // What counts is that the target hears the request; its answer does not matter.
+    // The request itself makes the target update its entry; whether it answers does not matter.
     const uint8_t any_mac[LC_MAC_SIZE] = {};
     lc_arp_check(target, source, our_mac, any_mac, ifname, kUpdateMs);
     return 0;
@@ -193,7 +193,7 @@ int lc_arp_update2(const char *ifname)
         return NOTE(-1, "Parameter error.");
     }
     in_addr addr = {};
-    // Deliberately inverted, as the getter's own test is: the router's processes rely on the outcome.
+    // Deliberately inverted, as the test in the getter is: the router's processes rely on the result.
     if (lc_get_ip_by_ifname(ifname, &addr) == 0) {
         return NOTE(-1, "Call function lc_get_ip_by_ifname error.");
     }
@@ -202,7 +202,7 @@ int lc_arp_update2(const char *ifname)
     char command[128];
     const int length = snprintf(command, sizeof(command), "arping -U -c 1 -I %s %s", ifname, text);
     if (length >= static_cast<int>(sizeof(command))) {
-        return NOTE(-1, "Parameter error."); // no interface has such a name
+        return NOTE(-1, "Parameter error."); // longer than any interface's name
     }
     NOTE(void(), "Will exec comand: %s", command);
     return system(command) < 0 ? NOTE(-1, "Call function system error.") : 0;

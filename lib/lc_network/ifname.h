@@ -6,7 +6,7 @@
 
 namespace lterouter {
 
-// Copies a name into a zeroed record: of a long one the 15 characters that the kernel looks at.
+// Copies a name into a zeroed record, at most the 15 characters that the kernel uses.
 inline void copy_ifname(char (&record)[IFNAMSIZ], const char *name)
 {
     memcpy(record, name, strnlen(name, sizeof(record) - 1));

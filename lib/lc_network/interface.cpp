@@ -18,9 +18,9 @@ namespace {
 constexpr int kYes = -1;
 constexpr int kNo = 0;
 
-// What the three functions below refuse. It deliberately takes every interface that exists, by
-// comparing the yes of lc_is_interface_exist as if it were a failure: the router's processes rely on
-// what follows.
+// Whether the three functions below refuse the name. They deliberately refuse every interface that
+// exists, since the yes (-1) of lc_is_interface_exist is tested as if it were a failure: the router's
+// processes rely on these results.
 bool is_refused(const char *name)
 {
     return name == nullptr || *name == '\0' || lc_is_interface_exist(name) == -1;
@@ -28,8 +28,8 @@ bool is_refused(const char *name)
 
 enum class Answer { kRefused, kNoSocket, kFailed, kGiven };
 
-// Asks the kernel for something of an interface. The numbers of requests fit into int, which is what
-// musl's ioctl takes; that of the GNU libc takes unsigned long.
+// An interface ioctl. The request numbers fit into int, the parameter's type in musl; in the GNU libc
+// it is unsigned long.
 Answer ask(const char *name, int what, ifreq *request)
 {
     if (is_refused(name)) {

@@ -1,5 +1,5 @@
-// How this family logs. The prefix is spelled in two ways: the messages about the ARP table and of
-// lc_arp_update have no blank in it.
+// Logging of this family. There are two prefixes: that of the messages about the ARP table and of
+// lc_arp_update has no blank behind "cos,".
 #pragma once
 
 #include "lc_log/print.h"

@@ -17,8 +17,8 @@ namespace {
 
 constexpr char kAny[] = "0.0.0.0";
 
-// An empty text is an address that was not given: hosts pass on the fields of forms. False for any
-// other that is no address: taken for 0.0.0.0 it could become a default route.
+// An empty text counts as no address, since hosts pass on empty fields of forms. False for any other
+// text that is no address: as 0.0.0.0 it could become a default route.
 bool set_address(sockaddr *target, const char *text)
 {
     sockaddr_in address = {};
@@ -58,7 +58,7 @@ int change_route(Change change, const char *dev, int metric, const char *dst, co
         route.rt_flags |= RTF_HOST;
     }
     route.rt_metric = static_cast<short>(metric);
-    char name[IFNAMSIZ] = {}; // the kernel reads that much, however short the name and its page are
+    char name[IFNAMSIZ] = {}; // the kernel reads IFNAMSIZ bytes, whatever the length of the name
     if (dev != nullptr) {
         copy_ifname(name, dev);
         route.rt_dev = name;

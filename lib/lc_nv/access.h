@@ -1,4 +1,4 @@
-// What every store asks of its callers: names, arguments, comparison.
+// Checks of names and arguments, and comparison: the same for every store.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ constexpr size_t kNvNameMax = 127;
 // At most 127 letters, digits, "-", "_" and "."; the empty name passes.
 bool nv_name_valid(const char *name);
 
-// The checks come in the order that callers rely on; each returns 0 or the result code.
+// The order of the checks is part of the interface; each returns 0 or the result code.
 uint32_t nv_check_read(const char *name, const char *buf);
 // length: of the value with its NUL.
 uint32_t nv_check_write(const char *name, const char *value, uint32_t size, size_t *length);
@@ -21,7 +21,7 @@ uint32_t nv_check_write(const char *name, const char *value, uint32_t size, size
 uint32_t nv_match(uint32_t (*read)(const char *, char *, uint32_t), const char *name,
                   const char *value);
 
-// The file of a parameter in a directory, which ends in a slash. Name has passed nv_name_valid.
+// The file of a parameter in a directory, which ends in a slash. The name has passed nv_name_valid.
 template <size_t DirectorySize> struct NvPath {
     char text[DirectorySize + kNvNameMax];
 

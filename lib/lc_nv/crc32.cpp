@@ -1,9 +1,9 @@
 // The checksum of parameter files and upgrade images: the reflected CRC-32 without the usual inversion
 // before and after, since files and images in the field carry it so.
 //
-// Byte after byte, each look-up waits for the one before. Where memory for tables is no concern a word
-// is looked up at once, a table for each of its bytes, and of long data the words of several columns
-// side by side: each column has a checksum of its own until the last row, where they meet.
+// Byte by byte, each look-up depends on the one before. Where memory is plentiful a whole word is
+// looked up at once, with a table for each of its bytes, and long data is taken as several columns in
+// parallel: each column has a checksum of its own, and the last row combines them.
 
 #include "lc_nv.h"
 
@@ -14,7 +14,7 @@
 namespace lterouter {
 namespace {
 
-// A router has no room for more than one table, and its serial port no use for it.
+// A router has no memory for more than one table, and its serial port is slower than that anyway.
 constexpr bool kSideBySide = sizeof(uintptr_t) == 8;
 
 using Word = uint64_t;
@@ -24,7 +24,7 @@ constexpr size_t kRow = kColumns * sizeof(Word);
 using Table = std::array<uint32_t, 256>;
 using Tables = std::array<Table, sizeof(Word)>; // for the bytes of a word, first to last
 
-// What a byte does to the checksum.
+// Effect of a byte on the checksum.
 constexpr Table make_table()
 {
     Table table = {};
@@ -41,10 +41,10 @@ constexpr Table make_table()
 constexpr Table kByte = make_table();
 static_assert(kByte[1] == 0x77073096U);
 
-// A byte taken into the checksum.
+// The checksum with one more byte.
 constexpr uint32_t step(uint32_t crc, uint8_t byte) { return kByte[(crc ^ byte) & 0xFF] ^ (crc >> 8); }
 
-// What each byte of a word does to the checksum after so many bytes from the start of the word.
+// Effect of each byte of a word on the checksum, so many bytes behind the start of the word.
 constexpr Tables make_tables(size_t bytes)
 {
     Tables tables = {};
@@ -105,7 +105,7 @@ Row load_row(const unsigned char *bytes)
     return row;
 }
 
-// Byte by byte of all words: none of a row's look-ups waits for another.
+// The same byte of all words, then the next: the look-ups of a row are independent.
 void update_columns(std::array<uint32_t, kColumns> &columns, Row row)
 {
 #pragma GCC unroll 8

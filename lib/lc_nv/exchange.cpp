@@ -1,5 +1,5 @@
-// Saving parameters to a file, loading them back, and the reset of the router's settings. What takes
-// part is declared in the defaults file and selected there by its attribute bits.
+// Export of parameters to a file, import, and the reset of the router's settings. The attribute bits in
+// the defaults file select the parameters.
 
 #include "lc_nv.h"
 
@@ -32,9 +32,9 @@ bool read_copy(const char *path, char *text)
     return file && nv_read_text(file.get(), text) > 0;
 }
 
-// Writes a parameter's line, its value straight from the copy into the line; runs the checksum over it.
-// Not inlined: its line would lie on the caller's stack while the defaults are read, where there is one
-// already.
+// Writes a parameter's line, with the value read from the copy into the line; updates the checksum.
+// Not inlined: its line buffer would add to the caller's stack frame, which has one already, while the
+// defaults are read.
 [[gnu::noinline]] void export_parameter(int output, const NvParameter &parameter, uint32_t *crc)
 {
     char line[NV_LINE_SIZE];
@@ -72,13 +72,13 @@ uint32_t export_parameters(int output, uint32_t mask, uint32_t *crc)
 
 // ---- Import ----
 
-// What tells for which router a file was made.
+// The identity of the router for which a file was made.
 struct Identity {
     bool version = false;
     bool variant = false;
 
     bool complete() const { return version && variant; }
-    // Notes the parameter when it names the router's own value.
+    // Records that the parameter is an identity parameter with the router's own value.
     void note(const NvParameter &parameter, const NvParameter &declared);
 };
 
@@ -91,8 +91,8 @@ void Identity::note(const NvParameter &parameter, const NvParameter &declared)
     variant = variant || strcmp(parameter.name, NV_IDENTITY_VARIANT) == 0;
 }
 
-// The two that follow read the defaults file anew for every line of the input; in functions of their
-// own so that only one more line buffer is on the stack.
+// The next two functions read the defaults file again for every line of the input. Not inlined, so that
+// the stack holds only one of their line buffers beside the input's.
 
 [[gnu::noinline]] uint32_t compare_identity(const NvParameter &parameter, Identity *identity)
 {
@@ -114,8 +114,8 @@ void Identity::note(const NvParameter &parameter, const NvParameter &declared)
     return result;
 }
 
-// Without a checksum line the input deliberately stays behind the later of the two parameters: lines up
-// to there only say whom the file is for, and are not applied.
+// Without a checksum line the input is deliberately not rewound: only the lines behind the later of the
+// two identity parameters are applied.
 uint32_t demand_identity(NvParameterFile &input, bool has_crc)
 {
     Identity identity;
@@ -160,7 +160,7 @@ uint32_t nvm_export(const char *path, uint32_t mask, int with_crc)
     if (with_crc == 0) {
         return export_parameters(output.get(), mask, nullptr);
     }
-    // Until the checksum is known its place holds what no import accepts.
+    // A placeholder that no import accepts, until the checksum is known.
     char checksum[NV_CHECKSUM_SIZE + 1];
     memset(checksum, 0xFF, sizeof(checksum));
     write_line(output.get(), checksum, NV_CHECKSUM_SIZE);

@@ -10,7 +10,7 @@
 namespace lterouter {
 namespace {
 
-// A number that fills the text up to its end, as strtoul takes it.
+// A number as strtoul takes it, which must end where the text ends.
 bool parse_hexadecimal(const char *text, const char *end, unsigned long *number)
 {
     char *stop;
@@ -38,7 +38,7 @@ bool parse_bits(const char *field, uint32_t *bits)
         return false;
     }
     *bits = static_cast<uint32_t>(number);
-    return *bits == number; // where a long is wider, a file means the same as on the router
+    return *bits == number; // a wider long must not accept more than the router does
 }
 
 } // namespace
@@ -85,7 +85,7 @@ NvLine NvParameterFile::next(NvParameter *out)
             return kind == NV_LINE_PARAMETER ? NvLine::kParameter : NvLine::kMalformed;
         }
     }
-    // What cannot be read is not the end: a truncated export must not pass for a whole one.
+    // A read error is not the end of the file: a part of an export must not pass for a whole one.
     return ferror(stream_.get()) != 0 ? NvLine::kMalformed : NvLine::kEnd;
 }
 

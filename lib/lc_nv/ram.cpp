@@ -18,13 +18,13 @@ namespace {
 
 using RamPath = NvPath<sizeof(NVMRAM_DIR)>;
 
-// A copy of the name that stays as it is: the caller's may be in the buffer that is read into.
+// A copy of the name, since the caller's may be in the buffer that is overwritten.
 const char *name_in(const RamPath &path) { return path.text + sizeof(NVMRAM_DIR) - 1; }
 
-// The lock on the directory is asked for, not given: the kernel grants an exclusive one only through a
-// writable descriptor. Nothing depends on it, since creation neither excludes nor truncates and the
-// transfer has a lock of its own. A parameter that cannot be created is not reported: callers rely on 0
-// whenever the directory is there.
+// The lock on the directory is never granted: the kernel needs a writable descriptor for an exclusive
+// one. Nothing depends on it, since the file is created without O_EXCL and O_TRUNC and the transfer has
+// a lock of its own. A parameter that cannot be created is not reported: callers rely on 0 whenever the
+// directory exists.
 uint32_t create_parameter(const char *path, const char *value, size_t size, NvTurn *turn)
 {
     const Fd directory{open(NVMRAM_DIR, O_RDONLY | O_CLOEXEC)};
@@ -48,7 +48,7 @@ using namespace lterouter;
 
 uint32_t nvmram_init()
 {
-    // With search permission, so that processes without full rights can open what is inside.
+    // With search permission, so that processes without full rights can open the files in it.
     return mkdir(NVMRAM_DIR, 0777) == 0 || errno == EEXIST ? NV_SUCCESS : NV_ERR_SYSTEM;
 }
 
@@ -64,7 +64,7 @@ uint32_t nvmram_readnv(const char *name, char *buf, uint32_t size)
 
 uint32_t nvmram_writenv(const char *name, const char *value, uint32_t size)
 {
-    // Left so on purpose: every process of the router may write every parameter.
+    // Not restored, on purpose: every process of the router may write every parameter.
     umask(0);
     size_t length;
     if (const uint32_t refusal = nv_check_write(name, value, size, &length); refusal != NV_SUCCESS) {

@@ -30,8 +30,8 @@ void cut_locked(int fd, size_t size)
     cut(fd, size);
 }
 
-// Whether a file holds this text, size bytes with its NUL, and nothing else. Like the two repairs a
-// function of its own, so that the stack of a small thread carries no more buffers than it must.
+// Whether a file holds this text, size bytes with its NUL, and nothing else. Like the two repairs not
+// inlined, so that the buffers of only one are on the stack at a time.
 [[gnu::noinline]] bool holds(int fd, const char *text, size_t size)
 {
     char held[kNvReadSize];

@@ -36,7 +36,7 @@ uint32_t nvm_readnv(const char *name, char *buf, uint32_t size)
     const NvCopies copies(name);
     const char *const paths[] = {copies.current.text, copies.backup.text};
     for (const char *path : paths) {
-        // A value that is too long is final: the backup is not asked for a shorter one.
+        // A value that is too long ends the search: the backup is not tried.
         if (const uint32_t result = nv_load(path, buf, size); result != NV_ERR_NAME) {
             return result;
         }
@@ -54,7 +54,7 @@ uint32_t nvm_readnv(const char *name, char *buf, uint32_t size)
 
 uint32_t nvm_writenv(const char *name, const char *value, uint32_t size)
 {
-    // Left so on purpose: every process of the router may write every parameter.
+    // Not restored, on purpose: every process of the router may write every parameter.
     umask(0);
     size_t length;
     if (const uint32_t refusal = nv_check_write(name, value, size, &length); refusal != NV_SUCCESS) {

@@ -22,10 +22,10 @@ int nv_lock_file(int fd, int command, short type)
 namespace lterouter {
 namespace {
 
-// The kernel takes the threads of a process for one when it looks for deadlocks: if a thread here has
+// The kernel's deadlock detection counts all threads of a process as one owner: if a thread here has
 // one parameter and another waits for a second one, and in another process it is the other way round,
-// the last of them is refused. Nobody who has a lock waits, so that passes with the next transfer that
-// ends. What lasts longer is a deadlock with locks of the host's own.
+// the last request gets EDEADLK. No thread that has a lock waits for another, so the next transfer that
+// ends resolves it. If it lasts longer, it is a deadlock with locks of the host's own.
 constexpr int kDeadlockTries = 1000;
 constexpr useconds_t kDeadlockPauseMicroseconds = 1000;
 
@@ -64,7 +64,7 @@ void nv_write_text(int fd, const char *text, size_t size, NvTurn *turn)
 {
     const FileLock lock(fd, F_WRLCK, turn);
     const ssize_t written = write(fd, text, size);
-    // The stores take a short write as it is; after a failed one the file keeps its length.
+    // A short write is not reported; after a failed one (-1) the file keeps its length.
     ignore(ftruncate(fd, written), "the stores report no failed write");
 }
 

@@ -1,5 +1,5 @@
-// Moving a value into and out of a parameter file under its lock. Other processes, also ones that do
-// not use this library, guard the same files with the same record locks.
+// Reading and writing the value in a parameter file under its lock. Other processes, also some without
+// this library, lock the same files with the same record locks.
 #pragma once
 
 #include <cstddef>
@@ -15,15 +15,15 @@ namespace lterouter {
 
 class NvTurn;
 
-// What one read of a parameter file takes at most, the terminator included.
+// The most bytes that one read of a parameter file takes, terminator included.
 constexpr size_t kNvReadSize = 4096;
 
-// Waits for a lock on the whole file, F_RDLCK shared or F_WRLCK exclusive. One that is refused is done
-// without: the stores go on rather than lose a parameter.
+// Waits for a lock on the whole file, F_RDLCK shared or F_WRLCK exclusive. When it is refused the
+// stores go on without it rather than lose a parameter.
 void nv_wait_for_lock(int fd, short type);
 
-// Holds such a lock until the scope is left. turn: of a volatile parameter, which then does the
-// waiting.
+// Holds such a lock until the end of the scope. turn: for a volatile parameter, whose wait can be
+// cancelled.
 class FileLock {
 public:
     FileLock(int fd, short type, NvTurn *turn = nullptr) : fd_(fd) { take(fd, type, turn); }
@@ -37,13 +37,13 @@ private:
     const int fd_;
 };
 
-// Reads a text of at most kNvReadSize bytes from where the file stands, under a shared lock. Returns
-// the number of bytes, of which the last, the stored terminator, is made NUL (a file written by other
-// means loses it); 0 or less: there is nothing to read.
+// Reads a text of at most kNvReadSize bytes from the file's position, under a shared lock. Returns the
+// number of bytes, the last of which, the stored terminator, is overwritten with NUL (a file without a
+// terminator loses a byte); 0 or less: there is nothing to read.
 ssize_t nv_read_text(int fd, char *text, NvTurn *turn = nullptr);
 
-// Writes size bytes where the file stands, under an exclusive lock, and cuts the file behind them.
-// Cutting comes last: a longer old value is shortened only when the new bytes are in place.
+// Writes size bytes at the file's position, under an exclusive lock, then truncates the file behind
+// them: a longer old value is shortened only when the new bytes are written.
 void nv_write_text(int fd, const char *text, size_t size, NvTurn *turn = nullptr);
 
 // Copies the value in a file into buf. Returns 0, NV_ERR_NAME when there is nothing to read,

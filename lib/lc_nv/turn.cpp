@@ -11,8 +11,8 @@ namespace lterouter {
 constinit Mutex NvTurn::mutex_;
 constinit NvTurn *NvTurn::turns_ = nullptr;
 
-// Whoever had the mutex or a turn does not exist in the child. Nothing is done before the fork: a
-// handler that took the mutex would hang a host that forks where a signal has interrupted its holder.
+// The threads that had the mutex or a turn do not exist in the child. There is no handler before the
+// fork: if it took the mutex, a fork in a signal handler that interrupted the holder would deadlock.
 void NvTurn::start_anew_in_child() NO_THREAD_SAFETY_ANALYSIS
 {
     mutex_ = Mutex();
@@ -55,7 +55,7 @@ void NvTurn::leave()
 {
     const MutexLock guard(mutex_);
     const bool was_first = first_at(name_) == this;
-    // A child that was forked where a signal interrupted this turn does not have it listed.
+    // Not listed in a child that was forked by a signal handler during this turn.
     for (NvTurn **place = &turns_; *place != nullptr; place = &(*place)->next_) {
         if (*place == this) {
             *place = next_;

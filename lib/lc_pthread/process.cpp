@@ -68,7 +68,7 @@ void redirect_standard_descriptors(const char *redirect)
     for (int sig = 0; sig <= kLastSignal; ++sig) {
         signal(sig, SIG_DFL);
     }
-    // A thread of the host that blocks SIGALRM would otherwise take the time-out away.
+    // The child inherits the signal mask: with SIGALRM blocked there would be no time-out.
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -76,7 +76,7 @@ void redirect_standard_descriptors(const char *redirect)
     redirect_standard_descriptors(redirect);
     alarm(static_cast<unsigned int>(timeout));
     execvp(argv[0], argv);
-    // Not exit: the host's buffers and exit handlers are not the child's to run.
+    // Not exit, which would flush the host's buffers and run its exit handlers.
     _exit(errno);
 }
 
@@ -111,7 +111,7 @@ using namespace lterouter;
 
 pid_t lc_fork() { return fork(); }
 
-// The name is the interface that the router's modules link to.
+// The reserved name is part of the interface: the router's modules link to it.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 int _eval(char *const argv[], const char *redirect, int timeout, int *ppid)
 {

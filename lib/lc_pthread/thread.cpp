@@ -1,4 +1,4 @@
-// The POSIX thread calls under the library's names; nothing is added to them.
+// The POSIX thread calls under the library's names, unchanged.
 
 #include "lc_pthread.h"
 

@@ -1,4 +1,4 @@
-// Commands to the modem's AT port. A reply counts as success when it has "OK" in it, wherever.
+// Commands to the modem's AT port. A reply that contains "OK" anywhere counts as success.
 
 #include "lc_up/serial.h"
 
@@ -39,7 +39,7 @@ private:
     const int fd_;
 };
 
-// The two that follow trace in the name of the exported function that they work for.
+// caller: the exported function whose name the trace entries of the next two functions contain.
 
 bool send(const char *caller, int fd, const char *command)
 {

@@ -1,4 +1,4 @@
-// What is sent and what comes back, and how the one is judged by the other.
+// Request and response frames, and checking a response against its request.
 
 #include "lc_up/serial.h"
 
@@ -17,7 +17,7 @@ static_assert(sizeof(lc_up_response) == 128 && offsetof(lc_up_response, status) 
 constexpr char kAccepted[] = "RSP_OK";
 constexpr char kAgain[] = "RSP_FAILED";
 
-// Whether the status begins with these characters; a modem need not end them.
+// Whether the status begins with these characters; it need not be terminated.
 template <size_t Size> bool says(const lc_up_response &response, const char (&text)[Size])
 {
     return strncmp(response.status, text, Size - 1) == 0;

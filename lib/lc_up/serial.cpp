@@ -18,7 +18,7 @@ int open_port(const char *path) { return open(path, O_RDWR | O_NOCTTY | O_CLOEXE
 
 void configure_port(int fd)
 {
-    // All zero but the speed: no flow control, no translation, and reads that wait for no minimum.
+    // All zero but the speed: no flow control, no translation, and no minimum count for reads.
     termios settings = {};
     cfsetspeed(&settings, B115200);
     tcflush(fd, TCIOFLUSH);
@@ -46,7 +46,7 @@ int32_t lc_read_tty(int fd, void *buf, size_t len)
         return LC_TRACE(-1, "param is NULL\n\n");
     }
     if (fd < 0 || fd >= FD_SETSIZE) {
-        return LC_TRACE(-1, "FD_ISSET error\n\n"); // a set cannot hold it
+        return LC_TRACE(-1, "FD_ISSET error\n\n"); // FD_SET would write beyond the set
     }
     fd_set readable;
     FD_ZERO(&readable);
@@ -63,7 +63,7 @@ int32_t lc_read_tty(int fd, void *buf, size_t len)
         return LC_TRACE(-1, "FD_ISSET error\n\n");
     }
     const ssize_t count = read(fd, buf, len);
-    // A modem that restarts comes back as another device. The data port tells it for either port.
+    // A modem that restarts appears as another device. Always tested at the data port.
     if (count == 0 && access(LC_UP_DATA_PORT, F_OK) != 0) {
         return LC_TRACE(-1, "tty dev disappear\n\n");
     }

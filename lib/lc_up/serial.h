@@ -16,8 +16,8 @@ int open_port(const char *path);
 // Makes a port raw at 115200 baud and discards what it holds.
 void configure_port(int fd);
 
-// Closes a port, but never descriptor 0, which is not ours even if a host without standard input is
-// given it.
+// Closes a port, but never descriptor 0, which counts as none even when a host without standard input
+// gets it from open.
 inline void close_port(int fd)
 {
     if (fd != 0) {

@@ -1,4 +1,4 @@
-// One frame to the modem: exchanged with its response, and sent again until it is accepted.
+// Sending a frame to the modem: the exchange with its response, and retries until it is accepted.
 
 #include "lc_up/transfer.h"
 
@@ -33,7 +33,7 @@ int32_t lc_data_trans(int fd, const lc_up_frame *request, lc_up_response *respon
     const uint32_t index = little32(request->index);
     const ssize_t written = write(fd, request, sizeof(*request));
     if (written != static_cast<ssize_t>(sizeof(*request))) {
-        // Read all the same: the modem may answer, and silence is an answer too.
+        // Not a failure yet: the reads below find out whether the modem answers.
         LC_TRACE(void(),
                  "write tty dev failed, type:%d index:%d need write:%d real write:%d, need check "
                  "callback\n\n",
@@ -41,7 +41,7 @@ int32_t lc_data_trans(int fd, const lc_up_frame *request, lc_up_response *respon
                  static_cast<int>(written));
     }
     for (int reads = 0; reads < kReads; ++reads) {
-        // What does not arrive must not be taken from an earlier response.
+        // A short response must not be completed by bytes of an earlier one.
         memset(response, 0, sizeof(*response));
         const int32_t count = lc_read_tty(fd, response, sizeof(*response));
         if (count < 0) {

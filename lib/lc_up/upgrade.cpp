@@ -1,5 +1,5 @@
-// The upgrade: image size, start, pieces, end, status. The process's one upgrade is kept in globals
-// that nothing resets: what comes after its end is another process.
+// The upgrade: image size, start, pieces, end, status. Its state is global and never reset, since a
+// process performs one upgrade.
 
 #include "lc_up/serial.h"
 #include "lc_up/transfer.h"
@@ -28,7 +28,7 @@ int32_t send_command(uint32_t command)
     return lc_data_snd(&frame);
 }
 
-// Sends what is buffered as the next piece. length: the header's, which the last piece overstates.
+// Sends the buffer as the next piece. length: of the header; too large in the last piece, on purpose.
 int32_t send_piece(int32_t length)
 {
     lc_up_frame frame = {};
@@ -44,8 +44,8 @@ void buffer(const uint8_t *data, int32_t len)
     memcpy(g_up_buf + g_up_pos, data, static_cast<size_t>(len));
 }
 
-// Fills and sends pieces as long as data goes beyond the one that is being filled; what then remains is
-// left to the caller. A piece that fails stays unfilled, so its data can be passed again.
+// Fills and sends pieces while there is more data than fits into the buffer; the rest is left to the
+// caller. g_up_pos does not advance for a piece that fails, so its data can be passed again.
 int32_t send_full_pieces(const uint8_t **data, int32_t *len)
 {
     int32_t room;
@@ -63,7 +63,7 @@ int32_t send_full_pieces(const uint8_t **data, int32_t *len)
     return 0;
 }
 
-// The port's number deliberately stays: this process's upgrade is over.
+// g_tty_fd deliberately keeps its value: the process's upgrade is over.
 int32_t abandon(int32_t result)
 {
     close_port(g_tty_fd);

@@ -42,15 +42,15 @@ size_t print(Entry &entry, char *room, size_t size)
     return head + static_cast<size_t>(rest);
 }
 
-// By a single write, so that entries of several writers never mix: stdio would need a buffer from the
-// heap for that.
+// A single write, so that entries of several writers are never interleaved; stdio would need a buffer
+// from the heap for that.
 void append(int fd, Entry &entry)
 {
     constexpr char kEnd[] = "\n\n";
     char usual[512];
     const char *bytes = usual;
     size_t length = print(entry, usual, sizeof(usual));
-    // What is longer, such as a modem's answer, needs memory; without it its beginning is an entry.
+    // A longer entry, such as a modem's answer, is allocated; out of memory it is truncated.
     mem::Ptr<char, MEM_OWNER_LCT> longer;
     if (length >= sizeof(usual)) {
         longer.reset(static_cast<char *>(mem::allocate(MEM_OWNER_LCT, length + 1)));

@@ -12,12 +12,12 @@ namespace lterouter {
 enum TraceFamily : unsigned { kTraceSdk, kTraceUp };
 
 // Appends one entry, "[FAMILY:FUNCTION:LINE]" and the text, and rotates the file when it has grown past
-// its limit. Never fails visibly; keeps errno.
+// its limit. Reports no failure; keeps errno.
 void trace(uint32_t place, const char *function, const char *text, ...) LC_PRINTF(3, 4);
 
 } // namespace lterouter
 
-// Traces with the calling function and the line, and yields the result. kTraceFamily is the family's
-// own.
+// Traces with the calling function and the line; result is the expression's value. kTraceFamily is the
+// family's.
 #define LC_TRACE(result, ...) \
     (lterouter::trace(lterouter::place(kTraceFamily, __LINE__), __func__, __VA_ARGS__), (result))

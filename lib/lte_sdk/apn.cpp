@@ -1,4 +1,4 @@
-// The access point name for the SIM in use: out of a list file by operator code, or out of a list in a
+// The access point name for the SIM in use: from a list file by operator code, or from a list in a
 // string.
 
 #include "lte_sdk/core.h"
@@ -33,7 +33,7 @@ struct Piece {
     size_t length;
 };
 
-// Takes the piece up to the next separator off the text; false, and the text as it was, when there is
+// Takes the piece up to the next separator from the text; false, with the text unchanged, when there is
 // none.
 bool take_piece(const char **text, char separator, Piece *piece)
 {
@@ -46,7 +46,7 @@ bool take_piece(const char **text, char separator, Piece *piece)
     return true;
 }
 
-// What is too long for its field is cut: the text comes from outside.
+// Truncates a piece that is too long for its field, since lists come from outside.
 void copy_piece(char *to, size_t size, const Piece &piece)
 {
     const size_t length = std::min(piece.length, size - 1);
@@ -80,7 +80,7 @@ uint32_t last_digit(const Piece &piece)
     return isdigit(static_cast<unsigned char>(last)) != 0 ? static_cast<uint32_t>(last - '0') : 0;
 }
 
-// Fields of one line of the file, and the key as it stands there without padding.
+// Fields of one line of the file, and its key without the padding.
 struct Line {
     apn_item item;
     Piece key;
@@ -102,7 +102,7 @@ void store_file_field(unsigned index, Piece piece, Line *line)
     store_text(kFileTexts, index, piece, &line->item);
 }
 
-// How many fields the text has; what is left of the text behind them.
+// Returns the number of fields; *text becomes the rest behind them.
 unsigned parse_file_line(const char **text, Line *line)
 {
     *line = {};
@@ -118,7 +118,7 @@ bool same(const Piece &piece, const char *text)
     return strlen(text) == piece.length && memcmp(piece.start, text, piece.length) == 0;
 }
 
-// Field 2 says nothing that a host needs.
+// Field 2 is skipped: hosts do not need it.
 constexpr Field kItemTexts[] = {FIELD(text1), {},         {}, FIELD(text2),
                                 FIELD(text3), FIELD(apn), {}, FIELD(text4)};
 
@@ -157,7 +157,7 @@ int32_t auto_match_apn(const char *path, const char *key, apn_item *out)
         const char *rest = text;
         const unsigned count = parse_file_line(&rest, &line);
         if (count != kFileFields) {
-            // The search ends here: a list that is broken is not to be trusted further down.
+            // A malformed line ends the search, since the lines behind it may be wrong too.
             return LC_TRACE(-1, "parse error:%s idx:%d\n\n", rest, static_cast<int>(count));
         }
         if (same(line.key, key)) {

@@ -17,7 +17,7 @@ namespace {
 struct AtHead {
     uint32_t command_len; // without the terminator
     uint32_t type;
-    uint32_t modem_timeout_ms; // what the WAN manager gives the modem
+    uint32_t modem_timeout_ms; // how long the WAN manager waits for the modem
     uint32_t marker_count;     // texts that end the modem's answer
     char marker1[16];
     char marker2[16];
@@ -37,15 +37,15 @@ struct AtResponse {
     int32_t err_code;
     uint32_t type; // kTypeFile: text is the path of a file that holds the answer
     uint32_t rsp_len;
-    char text[kResponseRoom - 12 + 1]; // with a terminator where the answer comes without
+    char text[kResponseRoom - 12 + 1]; // room for a terminator if the answer has none
 };
 static_assert(offsetof(AtResponse, text) == 12);
 
-// The response takes the request's place: of its head, what does not come is the request's own.
+// The response overwrites the request: a field of its head that does not arrive keeps the request's.
 struct AtBuffer {
     uint8_t bytes[IPC_MSG_MAX_BODY] = {};
 
-    // Length of the body.
+    // Returns the length of the body.
     uint32_t put_request(const char *cmd, size_t length)
     {
         AtHead head = kHead;
@@ -59,7 +59,7 @@ struct AtBuffer {
         return static_cast<uint32_t>(sizeof(head) + length + 1);
     }
 
-    // The text ends with the answer: the request's markers are no answer of the modem's.
+    // The text is cut at the end of the answer, so that the request's markers do not become part of it.
     AtResponse response(uint32_t length) const
     {
         constexpr size_t kHeadSize = offsetof(AtResponse, text);

@@ -23,7 +23,7 @@ constexpr uint32_t kRegisterTimeoutMs = 4000;
 constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,
                                        WM_MSG_MODEM_NOTIFY};
 
-// Processes of either word size agree on these records.
+// These records are the same for processes of either word size.
 static_assert(sizeof(lct_link_status) == LCT_LINK_BODY_SIZE);
 static_assert(offsetof(lct_link_status, iface_type) == 0);
 static_assert(offsetof(lct_link_status, link_status) == 8);
@@ -39,7 +39,7 @@ static_assert(offsetof(lct_iface_status, readiness) == 4);
 static_assert(sizeof(lct_value_rsp) == 8);
 static_assert(offsetof(lct_value_rsp, result) == 0 && offsetof(lct_value_rsp, value) == 4);
 
-// These are the host's, in memory.
+// The host shares these records in memory.
 static_assert(offsetof(lct_config, callback) == 9 * sizeof(uintptr_t));
 static_assert(on_32_bits(sizeof(lct_config) == 40));
 static_assert(on_32_bits(sizeof(lct_event) == 16 && offsetof(lct_event, event) == 0));
@@ -48,7 +48,7 @@ static_assert(on_32_bits(offsetof(lct_event, reserved) == 12));
 
 using Message = mem::Ptr<ipc_msg_hdr, MEM_OWNER_LCT>;
 
-// A length without a body leaves the body as it was allocated.
+// With a length but no body, the body stays as allocated.
 Message make_request(uint32_t msg_id, const void *body, uint32_t body_len)
 {
     Message msg = make_message<MEM_OWNER_LCT>(msg_id, body_len);
@@ -58,7 +58,7 @@ Message make_request(uint32_t msg_id, const void *body, uint32_t body_len)
     return msg;
 }
 
-// Room for a response that holds, until one comes, what the caller has in rsp.
+// Room for a response, with the contents of rsp until one arrives.
 Message make_response(const void *rsp, uint32_t rsp_len)
 {
     Message msg = assign_message<MEM_OWNER_LCT>(rsp_len);
@@ -100,7 +100,7 @@ uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void *body,
     }
     const uint32_t result =
         ipc_msg_send_syn(&addr, msg.get(), body_len, timeout, response.get(), rsp_len);
-    // Whatever the result: of a response that is too long the caller gets what fits.
+    // After a failure too: of a response that is too long the caller gets the part that fits.
     if (*rsp_len != 0) {
         memcpy(rsp, ipc_msg_body(response.get()), *rsp_len);
     }
@@ -121,7 +121,7 @@ void regnotify()
     ipc_addr addr;
     ipc_get_addr_by_id(IPC_MODULE_MM, IPC_PRIORITY_COMMON, &addr);
     for (const uint32_t notification : kNotifications) {
-        // A WAN manager that starts later is no reason for the host not to.
+        // Not an error: the WAN manager may start later than the host.
         ipc_register_notify(&addr, notification, kRegisterTimeoutMs);
     }
 }
@@ -131,7 +131,7 @@ void lct_deregister()
     ipc_addr addr;
     ipc_get_addr_by_id(IPC_MODULE_MM, IPC_PRIORITY_COMMON, &addr);
     for (const uint32_t notification : kNotifications) {
-        // A WAN manager that is gone has forgotten its subscribers.
+        // Not an error: a WAN manager that has ended has no subscriptions.
         ipc_deregister_notify(&addr, notification);
     }
 }

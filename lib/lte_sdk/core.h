@@ -27,8 +27,8 @@ namespace lterouter {
 
 constexpr TraceFamily kTraceFamily = kTraceSdk;
 
-// The number that a text starts with, 0 without one; what does not fit becomes the nearest that does,
-// on machines of either word size.
+// The number at the start of a text, 0 without one, clamped to 32 bits on machines of either word size.
+// Not atoi, which is undefined for numbers that do not fit.
 inline int32_t number_at(const char *text)
 {
     return static_cast<int32_t>(std::clamp<long>(strtol(text, nullptr, 10), INT32_MIN, INT32_MAX));
@@ -41,7 +41,7 @@ extern "C" {
 // The host's record. Written before the endpoint exists, then only read.
 extern const lct_config *g_sdk_config;
 
-// The client's queue; the endpoint is never given it, so it stays empty. Only start and end touch it.
+// The client's queue; the endpoint does not get it, so it stays empty. Used only at start and end.
 extern mq_cb g_sdk_mq;
 
 // Handler of the client's endpoint: 1 when the host has a callback, else 0.

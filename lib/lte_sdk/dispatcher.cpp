@@ -12,7 +12,7 @@ using namespace lterouter;
 constexpr uint32_t kReady = 1;
 constexpr uint32_t kIpUp = 1;
 
-// A notification body as the host is promised it: of full size. One that arrived shorter is completed
+// A notification body of the full size that the host relies on. One that arrived shorter is completed
 // with zeros, so that neither the host nor the trace reads past the message.
 template <typename T> class Body {
 public:

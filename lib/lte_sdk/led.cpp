@@ -1,4 +1,4 @@
-// The router's status LEDs: the board's driver has a control file for each, and takes one digit.
+// The router's status LEDs: the board's driver has a control file for each, which takes one digit.
 
 #include "lte_sdk/core.h"
 
@@ -58,7 +58,7 @@ int32_t lte_set_led_status(uint32_t led, uint32_t colour, uint32_t flash)
     if (digit == kNoDigit) {
         return LC_TRACE(-1, "led flash error:%d.\n\n", static_cast<int>(flash));
     }
-    // Through the shell, whose status is the result; without a file it is the shell that complains.
+    // Through the shell, whose status is the result; the shell also reports a missing file.
     char command[64];
     snprintf(command, sizeof(command), "echo %c > %s", digit, control_file(led));
     return system(command);

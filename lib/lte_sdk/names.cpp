@@ -1,5 +1,5 @@
 // Names of the WAN manager's enumerations, for display and logging. Web pages and scripts compare them,
-// so they stay as they are, spelling included.
+// so they must not change, spelling included.
 
 #include "lte_sdk.h"
 

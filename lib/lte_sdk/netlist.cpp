@@ -23,7 +23,7 @@ constexpr size_t kEntries = 10;
 static_assert(sizeof(lct_operator) == 40);
 static_assert(sizeof(lct_netlist_rsp) == 408 && sizeof(lct_netlist_rsp::operators) == 40 * kEntries);
 
-// Fields that are missing keep what the entry has.
+// Missing fields keep their values in the entry.
 void parse_entry(const char *text, lct_operator *entry)
 {
     char name[kEntrySize];

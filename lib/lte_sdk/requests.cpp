@@ -1,4 +1,4 @@
-// The requests to the WAN manager: rows of data, and the members that differ from their siblings.
+// The requests to the WAN manager: rows of data, and the functions that differ from the others.
 
 #include "lte_sdk/request.h"
 
@@ -47,7 +47,7 @@ int32_t tell(const char *function, const Request &request, const void *body,
     return ask(function, request, body, &result, line);
 }
 
-// The same for the two that name every failure alike.
+// The same for the two snapshots, which trace one text for every failure.
 int32_t diagnose(const char *function, const Request &request, unsigned line = __builtin_LINE())
 {
     int32_t result = kUnanswered;
@@ -66,7 +66,7 @@ int32_t read_parameter(const char *name, char *buf, uint32_t size)
 
 } // namespace
 
-// Traces that a request by this name failed, with what came back, and yields failure.
+// Traces that the request of this name failed, with delivery and result; its value is -1.
 #define CALL_FAILED(name, delivered, result)                                    \
     LC_TRACE(-1, "call " name " failed ret:%d rsp:%d\n\n", (delivered) ? 1 : 0, \
              static_cast<int>(result))
@@ -109,7 +109,7 @@ int32_t lct_modify_pin_en(const uint8_t *enable) { return tell(__func__, kModify
 int32_t lct_sim_set_pinen_req(const uint8_t *enable)
 {
     uint8_t result = kUnanswered;
-    // Delivered is enough: hosts do not ask what the WAN manager made of it.
+    // Success when delivered: hosts ignore the WAN manager's result.
     const bool delivered = deliver(kSetPinEn, enable, &result).delivered;
     return delivered ? 0 : CALL_FAILED("WM_MSG_PIN_MODIFY_EN_REQ", delivered, result);
 }
@@ -134,7 +134,7 @@ int32_t lct_net_set_pref_req(const uint32_t *preference)
 {
     int32_t result = kUnanswered;
     const bool delivered = deliver(kSetPreference, preference, &result).delivered;
-    // Either is enough, also a good result in front of more than there is room for.
+    // Either suffices: the result may be 0 in an answer that is too long to be delivered.
     return delivered || result == 0 ? 0
                                     : CALL_FAILED("WM_MSG_DUALMODE_SET_PREF_REQ", delivered, result);
 }
@@ -191,7 +191,7 @@ int32_t lct_get_diag_hide_info() { return diagnose(__func__, kDiagnoseHidden); }
 int32_t lct_net_set_status_test_req(const uint32_t *state)
 {
     int32_t result = kUnanswered;
-    // Delivered is enough: what is tested is the way there.
+    // Success when delivered: only the delivery is tested.
     const bool delivered = deliver(kSetStatusTest, state, &result).delivered;
     return delivered ? 0 : CALL_FAILED("SC_STATE_CHANGE_REQ", delivered, result);
 }
@@ -212,7 +212,7 @@ int32_t lct_at_cfun_off_req()
     return 0;
 }
 
-// ---- What the WAN manager keeps in the RAM store ----
+// ---- Values that the WAN manager keeps in the RAM store ----
 
 int32_t lct_net_signal_level_get_req(char *buf, uint32_t size)
 {

@@ -1,5 +1,5 @@
-// Requests of short-lived tools that have not started the client: they bring up a bare endpoint for the
-// duration of the call, and ask for nothing while the SIM cannot be used.
+// Requests of short-lived tools that have not started the client: each starts a bare endpoint for the
+// duration of the call, and sends nothing while the SIM cannot be used.
 
 #include "lte_sdk/request.h"
 
@@ -15,7 +15,7 @@ namespace {
 constexpr Request kStateChange{SC_STATE_CHANGE_REQ, 0, sizeof(int32_t), 400000};
 constexpr uint32_t kSmsDeleteTimeoutMs = 50000;
 
-// The endpoint of the call; stopped with the scope.
+// The endpoint of the call; stopped at the end of the scope.
 class BareEndpoint {
 public:
     BareEndpoint() : started_(lct_ipc_init_for_sc_msg() == IPC_SUCCESS) {}
@@ -48,7 +48,7 @@ constexpr char kPacked[] = // 7-bit: "Your data bundle ends on the last day of t
     "0C6287E77410399C07BDCD203A3A3D07B5DF6E3ADA05\",15";
 constexpr char kBalance[] = "+CUSD: 0,\"The balance of 070 555 0142 is 12.34.\",15";
 
-// The SMS store takes a whole slot, padding included.
+// The SMS store expects a whole slot, padding included.
 constexpr uint32_t kSlotSize = 400;
 constexpr uint32_t kShortSlotSize = 200; // of the balance
 static_assert(sizeof(kMenu) <= kSlotSize && sizeof(kPacked) <= kSlotSize &&
@@ -59,7 +59,7 @@ static_assert(sizeof(kMenu) <= kSlotSize && sizeof(kPacked) <= kSlotSize &&
 int32_t lct_check_sim_card_ready()
 {
     constexpr char kStatus[] = LCT_PARAM_SIM;
-    // A SIM that asks for its PIN at every start is usable once it has been given.
+    // pin_enable: the SIM asks for its PIN at every start, and has been given it.
     if (nvram_match(kStatus, "sim_ready") == NV_SUCCESS ||
         nvram_match(kStatus, "pin_enable") == NV_SUCCESS) {
         return 0;
@@ -96,7 +96,7 @@ int32_t lct_sms_del_dev_all_msg()
         return LC_TRACE(-1, "ipc init failure.\n\n");
     }
     if (send_request(IPC_MODULE_MM, SC_STATE_CHANGE_REQ, nullptr, 0) == 0) {
-        LC_TRACE(void(), "ipc msg send failure.\n\n"); // the messages can be deleted all the same
+        LC_TRACE(void(), "ipc msg send failure.\n\n"); // deleting the messages can still succeed
     }
     if (!sim_is_ready()) {
         return 0;

@@ -1,4 +1,4 @@
-// Traffic counters of an interface out of /proc/net/dev, in any of the three layouts that it has had.
+// Traffic counters of an interface from /proc/net/dev, in any of the three layouts it has had.
 
 #include "lte_sdk/statistics.h"
 
@@ -24,8 +24,8 @@ static_assert(offsetof(if_stats, uptime) == 108 && sizeof(if_stats) == 112);
 
 } // namespace
 
-// One conversion for each counter of the record, so that all layouts are read with the same arguments.
-// A counter that a layout lacks gets a %n, which reads nothing, and is set to 0 afterwards.
+// One conversion for each counter of the record, so that one sscanf with the same arguments reads every
+// layout. For a counter that a layout lacks it is %n, which consumes no input; it is zeroed afterwards.
 #define L "%" SCNu64
 #define U "%" SCNu32
 static constexpr const char *ss_fmt[] = {

@@ -12,11 +12,11 @@ constexpr unsigned kIfNameSize = 16;
 extern "C" {
 
 // Layout of the file by its second header line: 2 the present one, 1 without compressed and multicast
-// packets, 0 without bytes either.
+// packets, 0 also without bytes.
 unsigned procnetdev_version(const char *header);
 
-// Interface name of a line, an alias's number included, and where the counters start. A name that does
-// not fit, or is not ended by a colon, reads as empty.
+// Stores the interface name of a line, including an alias's number, and returns where the counters
+// start. The name becomes empty when it does not fit or no colon ends it.
 const char *get_name(char (&name)[lterouter::kIfNameSize], const char *line);
 
 // Counters that a layout lacks read as 0.

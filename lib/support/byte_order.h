@@ -1,5 +1,5 @@
-// A number in the byte order of the network or of the modem, and one of theirs in the machine's own:
-// the same either way. Of the libc's functions for it a small one's are calls.
+// Converts between the machine's byte order and that of the network or of the modem; the same operation
+// in both directions. Not libc's functions, since those of a small libc are calls and not inline.
 #pragma once
 
 #include <bit>

@@ -1,4 +1,4 @@
-// Reporting must not disturb what is reported: errno is put back when the scope is left.
+// Restores errno at the end of the scope: logging an error must not change it.
 #pragma once
 
 #include <cerrno>
@@ -7,7 +7,7 @@ namespace lterouter {
 
 class ErrnoGuard {
 public:
-    // Inline in small code too: called, they would have every function with a guard protect its stack.
+    // Inlined even at -Os: as calls, they would give every function with such a guard a stack guard.
     __attribute__((always_inline)) ErrnoGuard() : saved_(errno) {}
     __attribute__((always_inline)) ~ErrnoGuard() { errno = saved_; }
     ErrnoGuard(const ErrnoGuard &) = delete;

@@ -1,4 +1,4 @@
-// Owner of a file descriptor: closes it when the scope is left, whichever way.
+// Owner of a file descriptor: closes it at the end of the scope, on every path.
 #pragma once
 
 #include <unistd.h>
@@ -8,7 +8,7 @@ namespace lterouter {
 class Fd {
 public:
     explicit Fd(int fd) : fd_(fd) {}
-    // Inline in small code too: called, it would have every function with a descriptor guard its stack.
+    // Inlined even at -Os: as a call, it would give every function with a descriptor a stack guard.
     __attribute__((always_inline)) ~Fd()
     {
         if (fd_ >= 0) {

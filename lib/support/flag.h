@@ -1,6 +1,6 @@
-// A yes or no that threads read while another sets it: whoever sees it set sees what was written
-// before. That is all that a flag of a service's start is asked for, and on the router it saves the
-// full barriers of a plain atomic.
+// A flag that threads read while another sets it: a thread that sees it set also sees what was written
+// before (acquire and release). A flag of a service's start needs no more, and on the router this saves
+// the full barriers of sequential consistency.
 #pragma once
 
 #include <atomic>

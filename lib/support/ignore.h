@@ -1,4 +1,4 @@
-// A result that does not matter, and why: nothing is ignored without saying so.
+// Ignores a result and states the reason: no result is ignored silently.
 #pragma once
 
 namespace lterouter {

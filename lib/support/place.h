@@ -1,12 +1,12 @@
-// Where in the library a message comes from: a family's number and a line in half a word, which the
-// router's code passes by one instruction.
+// The source position of a message: a family's number and a line in 16 bits, which the router's code
+// loads by one instruction.
 #pragma once
 
 #include <cstdint>
 
 namespace lterouter {
 
-constexpr unsigned kLineBits = 12; // no source has as many lines
+constexpr unsigned kLineBits = 12; // no source file has more lines
 constexpr uint32_t kLineMask = (1U << kLineBits) - 1;
 
 constexpr uint32_t place(unsigned family, unsigned line)

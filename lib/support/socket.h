@@ -7,7 +7,7 @@
 namespace lterouter {
 
 // As socket. Close-on-exec is set afterwards, since kernels before 2.6.27 take no flag in the type. A
-// socket that cannot be given it serves all the same.
+// socket for which that fails is used all the same.
 inline int open_socket(int domain, int type, int protocol)
 {
     const int fd = socket(domain, type, protocol);
