@@ -1,4 +1,4 @@
-// The body of a message as it came.
+// The body of a received message.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ struct Body {
     const uint8_t *bytes;
     uint32_t length;
 
-    // The record at its start; that there is one has been seen to.
+    // The record at its start; the caller has checked that the body is long enough.
     template <typename T> T record() const
     {
         T record;

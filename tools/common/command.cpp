@@ -122,7 +122,7 @@ int print_version()
 
 // ---- Options ----
 
-// What getopt is told, and which row each of its values stands for.
+// The option tables of getopt, and the row for each value that it returns.
 class OptionTable {
 public:
     explicit OptionTable(const Level &level)
@@ -180,7 +180,7 @@ int unknown_option(const Level &level, const char *word)
     return fail(kUsage, "unknown option \"%s\"; see %s --help", word, level.path);
 }
 
-// Stores every option; operands end up behind them, from optind on.
+// Stores every option; getopt moves the operands behind them, from optind on.
 int parse_options(const Level &level, int argc, char **argv)
 {
     const OptionTable table(level);
@@ -224,7 +224,7 @@ int check_operands(const Level &level, char *const *operands)
         summary += strspn(summary, " ");
     }
     if (*summary != '\0' && *summary != '[') {
-        const int length = static_cast<int>(strcspn(summary, " ].")); // without what marks it
+        const int length = static_cast<int>(strcspn(summary, " ].")); // without brackets and dots
         return fail(kUsage, "%.*s is missing; see %s --help", length, summary, level.path);
     }
     return kDone;
@@ -283,7 +283,8 @@ int run_program(const Command &root, int argc, char **argv)
     if (!open_standard_streams()) {
         return fail(kFailed, "cannot open /dev/null: %s", strerror(errno));
     }
-    // A reader that has gone is found out by the write, so that a command can still end in order.
+    // With SIGPIPE ignored, a write to a closed pipe fails instead of killing the process, so that a
+    // command still cleans up.
     signal(SIGPIPE, SIG_IGN);
     if (argc > 1 && strcmp(argv[1], "--complete") == 0) {
         return complete(root, kCommonOptions, argc - 2, argv + 2);
@@ -297,7 +298,7 @@ int judge_output(int code)
         return code;
     }
     const int error = output_error();
-    // A reader that had enough is no failure.
+    // EPIPE is not a failure: the reader has read what it wanted.
     if (error != 0 && error != EPIPE) {
         note("cannot write the answer: %s",
              error == EBADF ? "standard output is closed" : strerror(error));

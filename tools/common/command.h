@@ -1,5 +1,5 @@
-// Commands as tables: what a program understands is data, and parsing, help and usage errors follow
-// from it. A row either runs or has children, so a program is a tree of rows.
+// Commands as tables: parsing, help, completion and usage errors are made from one description of a
+// program's commands. A row either runs or has children, so a program is a tree of rows.
 //
 // Every command also understands --json, --help and --version.
 #pragma once
@@ -12,21 +12,21 @@ namespace lterouter::tools {
 
 class Offer;
 
-// What an option's argument may be.
+// The type of an option's argument.
 struct ValueType {
     const char *expects;                           // for the usage error: "a number from 1 to 9"
     bool (*parse)(const char *text, void *target); // false: text is no such value
-    void (*offer)(Offer &offer) = nullptr;         // to a shell: the values, where they can be listed
+    void (*offer)(Offer &offer) = nullptr; // completion: offers the values, if they can be listed
 };
 
 // A switch, which has no argument. Target: bool.
 extern const ValueType kSwitch;
 // Target: uint32_t, 1 for on.
 extern const ValueType kOnOff;
-// How often. Target: uint32_t.
+// A number of repetitions. Target: uint32_t.
 extern const ValueType kCount;
 
-// For what may take long. Target: uint32_t.
+// A duration of long operations. Target: uint32_t.
 extern const ValueType kSeconds;
 // A dotted IPv4 address. Target: char[18].
 extern const ValueType kIpv4Address;
@@ -56,7 +56,7 @@ template <size_t Min, size_t Max> bool parse_digits(const char *text, void *targ
 
 struct Option {
     const char *name = nullptr;
-    const char *argument = nullptr; // as the help calls it; none for a switch
+    const char *argument = nullptr; // its name in the help; none for a switch
     const char *help = nullptr;
     const ValueType *type = &kSwitch;
     void *target = nullptr;
@@ -66,7 +66,7 @@ struct Option {
 // Operands are NULL-terminated.
 using Run = int (*)(char *const *operands);
 
-// What an exit code says. A table ends with a row without a meaning.
+// The meaning of an exit code. A table ends with a row without a meaning.
 struct Exit {
     int code = 0;
     const char *meaning = nullptr;
@@ -79,19 +79,19 @@ struct Command {
     const char *operands = "";
     const char *help = nullptr;
     Run run = nullptr;
-    // To a shell: what may follow these operands, which end with a NULL. Not needed for what their
-    // names tell: "on|off", "FILE".
+    // Completion: offers what may follow these operands, which end with a NULL. Not needed for operands
+    // that their names describe: "on|off", "FILE".
     void (*offer)(Offer &offer, const char *const *before) = nullptr;
     const Option *options = nullptr;   // ends with a row without a name
     const Command *children = nullptr; // likewise
-    const Exit *exits = nullptr;       // for the help, if it tells them
+    const Exit *exits = nullptr;       // shown by the help, if there are any
 };
 
 // Runs what the command line asks for. Returns the program's exit code.
 int run_program(const Command &root, int argc, char **argv);
 
-// The exit code of a program that would end with this one, after saying so when its answer could not be
-// written.
+// Returns code; or, after an error message, kFailed when output could not be written or a field of
+// --get was in no object.
 int judge_output(int code);
 
 // Prints why the value of an option or operand is wrong; returns the exit code.

@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t kMostOperands = 64;
 
-// What the words before the one that is being typed lead to.
+// The state after the words before the one that is being typed.
 struct Position {
     const Command *command;
     const Option *awaiting = nullptr; // an option whose value is next
@@ -60,7 +60,7 @@ const Option *with_value(const Option *option)
     return option != nullptr && option->argument != nullptr ? option : nullptr;
 }
 
-// Without string_view::substr and starts_with, which need the C++ run time for what cannot happen here.
+// Not string_view::substr, which can throw and so needs the C++ run time.
 
 bool begins_with(std::string_view text, std::string_view start)
 {
@@ -74,7 +74,7 @@ std::string_view slice(std::string_view text, size_t from, size_t to = SIZE_MAX)
 
 bool is_option(std::string_view word) { return word.size() > 1 && word[0] == '-'; }
 
-// Of an option word, the option whose value is the next word.
+// The option whose value is the word behind this option word.
 const Option *awaiting_after(const AllOptions &options, std::string_view word)
 {
     if (begins_with(word, "--")) {
@@ -93,7 +93,7 @@ const Command *find_child(const Command &command, std::string_view name)
     return nullptr;
 }
 
-// False when the word can stand nowhere.
+// False when the word is not valid there.
 bool pass(Position &position, const Option *common, const char *word)
 {
     const AllOptions options(*position.command, common);
@@ -129,7 +129,7 @@ void offer_value(Offer &offer, const Option &option)
     }
 }
 
-// The operand of that number as the usage line calls it, without brackets; empty behind the last.
+// The name of that operand in the usage line, without brackets; empty behind the last.
 std::string_view operand_name(std::string_view summary, size_t number)
 {
     for (; number != 0 && !summary.empty(); --number) {

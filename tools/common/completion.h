@@ -1,8 +1,8 @@
-// What may stand next on a command line, from the same tables that it is understood by.
+// Completion: the possible next words of a command line, from the tables that also parse it.
 //
 // A shell asks "PROGRAM --complete WORD...", the words behind the program's name up to the one that is
 // being typed, and gets the candidates, one a line, with a tab and an explanation where there is one.
-// The only line ":files" says that it is the name of a file.
+// The single line ":files" stands for file names.
 #pragma once
 
 #include "common/command.h"
@@ -11,15 +11,15 @@
 
 namespace lterouter::tools {
 
-// The word that is being typed, and who takes the candidates for it.
+// The word that is being typed, and the output of the candidates for it.
 class Offer {
 public:
-    // prefix: of the word, what stands before the value: "--sim=".
+    // prefix: the part of the word before the value: "--sim=".
     Offer(std::string_view prefix, std::string_view typed) : prefix_(prefix), typed_(typed) {}
 
-    // Offers a word, if it can be what is being typed.
+    // Offers a word if it begins with what has been typed.
     void add(std::string_view word, const char *help = "");
-    // Offers words that stand in a text with a separator between them.
+    // Offers each word of a text with separators.
     void add_each(std::string_view words, char separator);
     void add_numbers(uint32_t min, uint32_t max);
     void add_interfaces();

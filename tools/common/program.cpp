@@ -26,7 +26,7 @@ bool open_standard_streams()
 {
     constexpr int kOtherWay[] = {O_WRONLY, O_RDONLY, O_RDONLY};
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-        // Those below are open, so that the lowest free one is this.
+        // open returns the lowest free descriptor, which is this one, since those below are open.
         if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", kOtherWay[fd]) != fd) {
             return false;
         }

@@ -17,7 +17,7 @@ namespace {
 
 std::atomic<int> g_output_error{0};
 
-// A byte that is no character still is a control character to a terminal of one byte a character.
+// A byte that is not UTF-8 can be a control character on a terminal with a one-byte encoding.
 bool drives_terminal(const Character &character)
 {
     const auto last = static_cast<uint8_t>(character.bytes.back());
@@ -53,11 +53,11 @@ void flush_output()
 
 namespace {
 
-// What a program answers with --get: of each object the values of some fields, each on a line.
+// Output with --get: the values of some fields of each object, each on a line.
 struct Fields {
     static constexpr size_t kMost = 16;
 
-    // In the order of the command line; what an object does not have is an empty line.
+    // In the order of the command line; a field that the object does not have is an empty line.
     std::string_view names[kMost];
     char *values[kMost] = {};
     bool seen[kMost] = {}; // in any object

@@ -11,8 +11,8 @@
 
 namespace lterouter::tools {
 
-// Prints while it is built, so values of any length fit; holds standard output for itself until it is
-// destroyed, which ends the line and flushes it. Any thread.
+// Prints while it is built, so that values of any length fit. It locks standard output until it is
+// destroyed; that ends the line and flushes it. Any thread.
 class Record {
 public:
     Record();
@@ -20,14 +20,14 @@ public:
     Record(const Record &) = delete;
     Record &operator=(const Record &) = delete;
 
-    // What the object is about. Not in text; a second one is no more than text either.
+    // The object's "event". Not printed as text; a second call is ignored.
     Record &event(const char *name);
     // As text: the value alone.
     Record &word(const char *name, std::string_view value);
     // As text: name=value.
     Record &field(const char *name, std::string_view value);
     Record &number(const char *name, int64_t value);
-    // As text name=as_text, for what is written otherwise elsewhere too: in hexadecimal, say.
+    // As text name=as_text, such as a number that is usually written in hexadecimal.
     Record &number(const char *name, int64_t value, const char *as_text);
     // As text name=value,value.
     Record &numbers(const char *name, std::span<const uint32_t> values);
@@ -45,25 +45,26 @@ private:
     bool has_event_ = false;
 };
 
-// The names of fields whose values are all that is printed of an answer. No target.
+// --get: the names of the fields whose values alone are printed. No target.
 extern const ValueType kFields;
 
 // A field that was asked for and that no object had; empty when there is none, or no object.
 std::string_view missing_field();
 
-// Prints a text that may hold anything: it must not break its line nor drive the terminal.
+// Prints a text from outside: control characters, which could end the line or control the terminal, are
+// replaced.
 void put_text(std::string_view text, FILE *file = stdout);
 
-// The error that kept output from being written, as an errno value; 0 when there was none.
+// The error of the first failed write to standard output, as an errno value; 0 when there was none.
 int output_error();
 
-// What is printed between these two is remembered to be written or not. Some of it may be written at
-// once, so the reason for a failure can date from anywhere in between.
+// Output between these two is checked: an error is recorded for output_error(). The buffer may be
+// written at any time in between, so the error may be that of an earlier write.
 void start_output();
 void flush_output();
 
-// Adds what a value is called, as a word. A value without a name is shown itself; in an object it is
-// "unknown" and stands beside it, in NAME_value.
+// Adds the name of a value as a word. A value without a name is printed as a number; in an object the
+// field is "unknown" and the number is in NAME_value.
 void add_named(Record &record, const char *name, std::span<const char *const> names, uint32_t value);
 
 // The text of a fixed-width field, which need not be terminated.

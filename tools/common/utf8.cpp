@@ -53,7 +53,7 @@ size_t sequence_length(std::string_view text)
     return 0;
 }
 
-// Those of ASCII, and U+0080 to U+009F: each does what ESC and another character do.
+// Those of ASCII, and U+0080 to U+009F, each of which is equivalent to ESC and another character.
 bool is_control(std::string_view bytes)
 {
     if (bytes.size() == 1) {

@@ -1,4 +1,4 @@
-// The characters of a text that may hold anything, in UTF-8 or not.
+// Splits a text of any bytes, UTF-8 or not, into characters.
 #pragma once
 
 #include <string_view>
@@ -7,8 +7,8 @@ namespace lterouter::tools {
 
 enum class CharacterKind {
     kShown,
-    kControl, // would drive a terminal
-    kInvalid, // a byte that belongs to no character
+    kControl, // would control a terminal
+    kInvalid, // a byte that is not part of a valid character
 };
 
 struct Character {

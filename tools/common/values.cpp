@@ -30,7 +30,7 @@ bool parse_on_off(const char *text, void *target)
     return true;
 }
 
-// Zero-fills, so that a notification carries nothing of an earlier value.
+// Fills up with zeros, so that a notification contains nothing of an earlier value.
 void store_text(const char *text, void *target, size_t size)
 {
     memset(target, 0, size);
@@ -78,12 +78,12 @@ const ValueType kInterfaceName = {"an interface name of at most 15 characters", 
 
 bool parse_number(const char *text, uint32_t min, uint32_t max, uint32_t *value)
 {
-    // strtoul would take blanks and signs.
+    // strtoul would accept blanks and signs.
     if (*text < '0' || *text > '9') {
         return false;
     }
     char *end = nullptr;
-    // What is too big for it becomes the biggest number, which no range holds.
+    // A number that is too large becomes UINT32_MAX, which no range includes.
     const unsigned long number = strtoul(text, &end, 10);
     if (*end != '\0' || number < min || number > max) {
         return false;

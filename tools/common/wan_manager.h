@@ -1,4 +1,4 @@
-// The WAN manager as its clients and its stand-in both see it.
+// The WAN manager's messages, for its clients and for wansim.
 #pragma once
 
 #include "common/record.h"
@@ -7,7 +7,7 @@
 
 namespace lterouter::tools {
 
-// Where a module listens.
+// The address of a module.
 ipc_addr module_address(uint32_t module_id);
 inline ipc_addr wan_manager_address() { return module_address(IPC_MODULE_MM); }
 

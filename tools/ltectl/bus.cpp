@@ -1,4 +1,4 @@
-// bus: the endpoints of this machine, and what arrives at one of them.
+// bus: the endpoints of this machine, and the messages that one of them receives.
 
 #include "common/program.h"
 #include "common/wan_manager.h"
@@ -29,13 +29,13 @@ int compare_names(const void *a, const void *b)
     return strcmp(static_cast<const Bound *>(a)->name, static_cast<const Bound *>(b)->name);
 }
 
-// What an endpoint's name tells.
+// An endpoint's name, parsed.
 struct Identity {
     std::string_view module;
     uint32_t pid = 0; // none in the name that a module's processes share
 };
 
-// False when it has not the form of one.
+// False when it is not an endpoint's name.
 bool parse_name(std::string_view name, Identity *identity)
 {
     if (name.size() < kEndpointPrefix.size() + kSuffix.size()) {
@@ -51,7 +51,7 @@ bool parse_name(std::string_view name, Identity *identity)
     const size_t mark = name.rfind('_');
     if (mark != std::string_view::npos) {
         const std::string_view digits(name.data() + mark + 1, name.size() - mark - 1);
-        // No process writes its number with zeros in front.
+        // Process ids in names have no leading zeros.
         if (!digits.starts_with('0') && parse_number(digits, 1, INT32_MAX, &identity->pid)) {
             identity->module = {name.data(), mark};
         }
@@ -59,7 +59,7 @@ bool parse_name(std::string_view name, Identity *identity)
     return true;
 }
 
-// The identifiers of the modules of that name, for two share one; returns how many.
+// Stores the identifiers of the modules of that name, since two share one; returns how many.
 size_t find_modules(std::string_view module, uint32_t (&ids)[IPC_MODULE_COUNT])
 {
     size_t count = 0;
@@ -135,7 +135,7 @@ static_assert(is_passed_whole<Message>);
 // This process publishes nothing.
 uint32_t refuse_subscriber(uint32_t) { return 0; }
 
-// An endpoint that hands every message to on_message, and subscribes to all there is.
+// An endpoint that hands every message to on_message and subscribes to all notifications.
 int start_watching()
 {
     if (!open_events()) {

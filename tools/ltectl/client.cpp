@@ -17,7 +17,7 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr uint32_t kAnswerTimeoutMs = 4000; // of a WAN manager that has come back
+constexpr uint32_t kAnswerTimeoutMs = 4000; // of a WAN manager that has restarted
 constexpr int64_t kLookMs = 500;
 constexpr char kSubscribing[] = "answer a subscription";
 
@@ -43,7 +43,7 @@ int32_t init_client()
     return lct_module_init(&g_config);
 }
 
-// ---- The WAN manager's way from one process to the next ----
+// ---- Restarts of the WAN manager ----
 
 class Presence {
 public:
@@ -67,7 +67,7 @@ public:
             served_ = 0;
             return Change::kGone;
         }
-        // One that was not there at the last look may not yet have stored its state.
+        // One that has just started may not have stored its state yet.
         const bool settled = *socket != 0 && *socket == seen_;
         seen_ = *socket;
         if (!settled || !subscribe_again()) {
@@ -169,14 +169,14 @@ int start_client()
     if (const int code = make_volatile_store(); code != kDone) { // the LTE client needs it
         return code;
     }
-    // A start that fails half-way leaves its first half standing.
+    // After a failure the steps before the failed one remain done.
     at_end({.farewell = lct_deregister, .close = [] { lct_module_fin(); }});
     const int32_t result = init_client();
     if (result != 0) {
         return fail(kFailed, "cannot start the LTE client (code %d); see %s", result, LCT_TRACE_FILE);
     }
-    // The client's start does not tell whether its subscriptions were answered. Subscribing once more
-    // does, and changes nothing.
+    // lct_module_init does not report whether its subscriptions were answered. Subscribing again does,
+    // and is idempotent.
     return subscribe(WM_MSG_LINK_STATUS_NOTIFY);
 }
 
@@ -207,7 +207,7 @@ int show_events(void *event, size_t size, uint32_t count, void (*print)(const vo
             return fail(kFailed, "cannot wait for events: %s", strerror(errno));
         }
         if (output_error() != 0) {
-            return kDone; // whether this is a failure is judged at the program's end
+            return kDone; // judge_output decides at the end whether this is a failure
         }
     }
     return kDone;

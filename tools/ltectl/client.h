@@ -9,12 +9,12 @@
 
 namespace lterouter::tools {
 
-// Starts the client and subscribes; events arrive at next_event. It is ended, and its subscriptions
-// given back, with the command. Returns kDone, or the exit code after saying what is wrong.
+// Starts the client and subscribes; next_event returns the events. The end of the command cancels the
+// subscriptions and stops the client. Returns kDone, or the exit code after an error message.
 int start_client();
 
 // Subscribes this process, which has an endpoint, at the WAN manager. Returns kDone, or the exit code
-// after saying what is wrong.
+// after an error message.
 int subscribe(uint32_t notification);
 int subscribe_to_all();
 
@@ -24,9 +24,9 @@ uint32_t first_served();
 // Whether a response may be the answer to that. Any thread.
 bool is_subscribing();
 
-// Shows event after event, until there were count of them (0: no limit), a signal comes or nobody reads
-// the output. Says when events were lost, and when the WAN manager went and came back; then subscribes
-// again and begins with the state as it is. Returns the exit code.
+// Shows events until there were count of them (0: no limit), a signal comes or the output is closed.
+// Reports lost events and restarts of the WAN manager; after a restart it subscribes again and shows
+// the current state first. Returns the exit code.
 int show_events(void *event, size_t size, uint32_t count, void (*print)(const void *event));
 
 } // namespace lterouter::tools

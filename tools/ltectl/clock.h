@@ -1,4 +1,4 @@
-// Moments, for waiting and for people.
+// Points in time, for waiting and for output.
 #pragma once
 
 #include <cstdint>

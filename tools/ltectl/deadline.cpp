@@ -25,7 +25,7 @@ namespace lterouter::tools {
 namespace {
 
 constexpr int kTickMs = 100;
-constexpr int kGraceMs = 200; // for leaving in order
+constexpr int kGraceMs = 200; // for an orderly end
 constexpr int64_t kNoticeMs = 3000;
 constexpr int64_t kLookMs = 250;
 
@@ -76,7 +76,7 @@ void drain(int fd)
     static_cast<void>(!read(fd, &count, sizeof(count)));
 }
 
-// What the main thread has given up must not be heard of again.
+// After the main thread has given up, the work must not print anything.
 void stay_if_given_up()
 {
     bool given_up;
@@ -94,7 +94,7 @@ void stay_if_given_up()
 
 // ---- The work's thread ----
 
-// By whoever comes first.
+// Run once, by the work's thread or the main thread, whichever is first.
 void say_farewell()
 {
     void (*farewell)() = nullptr;
@@ -131,7 +131,7 @@ void *do_work(void *argument)
 
 // ---- The main thread ----
 
-// One that is ignored stays so: nohup and the shell's background jobs ask for that.
+// An ignored signal stays ignored, as nohup and background jobs of a shell require.
 bool open_descriptors()
 {
     sigset_t ending;
@@ -150,7 +150,7 @@ bool open_descriptors()
     return g_state.signals >= 0 && g_state.changed >= 0 && g_state.stop >= 0;
 }
 
-// Until something has changed, or the time is over; true when it was a signal.
+// Waits until something has changed or the time has passed; true for a signal.
 bool await_change(int timeout_ms)
 {
     pollfd watched[] = {{g_state.changed, POLLIN, 0}, {g_state.signals, POLLIN, 0}};
@@ -159,7 +159,7 @@ bool await_change(int timeout_ms)
     return (watched[1].revents & POLLIN) != 0;
 }
 
-// True when the work has left in order.
+// True when the work has ended in order.
 bool await_leaving()
 {
     const int64_t until = now_ms() + kGraceMs;
@@ -174,7 +174,7 @@ bool await_leaving()
         if (left_ms <= 0) {
             return false;
         }
-        // Signals that come now change nothing.
+        // Further signals are ignored.
         pollfd changed = {g_state.changed, POLLIN, 0};
         poll(&changed, 1, static_cast<int>(left_ms));
         drain(g_state.changed);
@@ -196,7 +196,8 @@ void *leave(void *argument)
     return nullptr;
 }
 
-// Ends the process in the work's place. salvaged: the work whose findings are to be shown, or nullptr.
+// Ends the process while the work still runs. salvaged: the work whose results so far are shown, or
+// nullptr.
 [[noreturn]] void end(int code, Work *salvaged)
 {
     pthread_t thread;
@@ -215,7 +216,7 @@ void wipe_clock()
     }
 }
 
-// What is waited for, as a part of a sentence.
+// What the work waits for, as a part of a sentence.
 struct Awaited {
     explicit Awaited(const Wait &wait)
     {
@@ -248,8 +249,8 @@ void show_waiting(uint32_t seconds, int64_t waited_ms)
     g_state.noticed = true;
 }
 
-// Whether the process that was there when the wait began is gone. Twice, since its answer may be on
-// its way through this process.
+// Whether the process that existed when the wait began has ended. Tested twice, since its answer may
+// have been received but not yet delivered to the work.
 bool peer_is_gone(int64_t now)
 {
     if (now - g_state.looked_ms < kLookMs || !g_state.socket || *g_state.socket == 0) {
@@ -295,7 +296,7 @@ int tell_late(const Wait &wait, uint32_t seconds)
         wait.peer->title, BoundName(*wait.peer).text, wait.what, seconds);
 }
 
-// The reason to end the command while it waits; nothing when there is none.
+// The reason to end the command while it waits, if there is one.
 std::optional<int> look_at_wait(const Work &work)
 {
     if (g_state.wait == nullptr || g_state.lasting) {
@@ -325,7 +326,7 @@ int tell_interrupted(const Wait *wait)
                : fail(kFailed, "interrupted; the %s may go on with the request", wait->peer->title);
 }
 
-// Returns when the work has left in order; who waits for an answer cannot.
+// Returns when the work has ended in order; work that waits for an answer cannot.
 void end_by_signal()
 {
     wake(g_state.stop);
@@ -349,7 +350,7 @@ void end_by_signal()
     end(*code, nullptr);
 }
 
-// The code of work that has ended.
+// The exit code of work that has ended.
 int finish(pthread_t worker)
 {
     const bool left = await_leaving();
@@ -441,7 +442,7 @@ void at_end(const Ending &ending)
         g_state.ending = ending;
         given_up = g_state.given_up;
     }
-    if (given_up) { // and nobody else may say it any more
+    if (given_up) { // only this thread prints from now on
         say_farewell();
     }
 }

@@ -1,7 +1,7 @@
 // The one deadline of a command, and its signals. The command's work runs on a thread of its own, since
-// nothing calls a call of the library off. The main thread waits for the end of the work, for the
-// deadline, for a signal and for the end of the process that is to answer, and then ends this one,
-// whatever the work is at.
+// a call of the library cannot be cancelled. The main thread waits for the end of the work, the
+// deadline, a signal and the end of the process that should answer; then it ends this process, even if
+// the work still runs.
 #pragma once
 
 #include "common/command.h"
@@ -15,21 +15,21 @@ namespace lterouter::tools {
 
 // What the work waits for.
 struct Wait {
-    const Peer *peer;               // nullptr: for locks of files, and for a device
-    const char *what;               // that the peer is to do: "tell the roaming switch"; else a place
-    const char *too_late = nullptr; // said at the deadline instead of the usual
+    const Peer *peer; // nullptr: the wait is for file locks, or for a device
+    const char *what; // what the peer should do: "tell the roaming switch"; without a peer, a place
+    const char *too_late = nullptr; // the message at the deadline, if not the usual one
     int too_late_code = kNoAnswer;
-    // The peer's socket when it was asked, where that comes before the wait: by now it may be
-    // another's.
+    // The peer's socket when it was asked, if that was before the wait: the peer may have restarted
+    // since.
     std::optional<uint32_t> asked = std::nullopt;
 };
 
 // For calls that take the lock of a parameter.
 inline constexpr Wait kStoreWait = {nullptr, "the parameter store"};
 
-// The work waits for as long as this lives. Only that time counts up to the deadline, and only
-// meanwhile the peer's end is looked at: a reader of the output may take its time. When the command is
-// ended meanwhile, the work does not go on.
+// The work waits during the lifetime of this object. Only that time counts towards the deadline, and
+// only then the peer's end is noticed: a slow reader of the output must not cause a time-out. If the
+// command is ended meanwhile, the destructor does not return.
 class Waiting {
 public:
     explicit Waiting(const Wait &wait);
@@ -45,11 +45,11 @@ struct Work {
     int (*run)(void *context); // returns the exit code
     void *context;
     uint32_t seconds; // until the deadline; 0: there is none
-    // Shows what is known when no more is to be expected.
+    // Shows the results so far when the work is ended.
     void (*salvage)(void *context) = nullptr;
 };
 
-// Has the work done. Returns its exit code, or does not return.
+// Runs the work. Returns its exit code, or ends the process.
 int run_work(Work work);
 
 template <typename Run> int run_until(uint32_t seconds, Run run)
@@ -67,8 +67,8 @@ inline constexpr Option kLockTimeoutOption = {"timeout", "SECONDS",
                                               "end when locks keep it waiting for longer (10)",
                                               &kTimeoutSeconds, &g_timeout_seconds};
 
-// For the library's own timeouts: the deadline comes first, whatever the library makes of the fraction
-// of a second.
+// For the library's own time-outs: later than every deadline, even by the second that mkcondtimeout may
+// drop.
 inline constexpr uint32_t kBeyondAnyDeadlineMs = 500'000;
 
 // A command under that deadline.
@@ -77,16 +77,16 @@ template <Run run> int in_time(char *const *operands)
     return run_until(g_timeout_seconds, [&] { return run(operands); });
 }
 
-// What is done at the end, within a fraction of a second.
+// Steps at the end, within kGraceMs.
 struct Ending {
-    void (*farewell)(); // takes back what is left with others, also while the work still waits
+    void (*farewell)(); // cancels what other processes keep of this one; the work may still wait
     void (*close)();    // after the work and its farewell
 };
 
 // For the work.
 void at_end(const Ending &ending);
 
-// For the work: it begins to change something. This is said when the command is ended before the work.
+// For the work, before it changes something: the message if the command is ended before the work.
 void unknown_if_ended(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // For the work: from now on there is no deadline, and a signal is the regular end.

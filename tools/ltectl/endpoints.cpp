@@ -9,9 +9,9 @@ namespace {
 
 constexpr unsigned int kUnconnected = 1;
 
-// A line of the kernel's table, which shows a NUL of an abstract name as "@". False for whatever is no
-// endpoint: what listens or is connected. The type does not tell, since MIPS has other numbers for it
-// than the machine that emulates a program.
+// Parses a line of the kernel's table, which shows a NUL of an abstract name as "@". False for a socket
+// that is not an endpoint: one that listens or is connected. The type is not tested, since its numbers
+// on MIPS differ from those of the machine that emulates a program.
 bool parse_socket(const char *line, Bound *bound)
 {
     unsigned int flags = 0;

@@ -12,7 +12,7 @@ namespace lterouter::tools {
 
 inline constexpr char kSocketTable[] = "/proc/net/unix";
 
-// With which the name of every endpoint begins.
+// The beginning of every endpoint's name.
 inline constexpr std::string_view kEndpointPrefix = "lc_socket_";
 
 struct Bound {
@@ -24,7 +24,7 @@ struct Bound {
 // The next endpoint of an open table; false at its end.
 bool next_endpoint(FILE *table, Bound *bound);
 
-// The socket that is bound to an address: its inode, or 0 when there is none. Nothing when the table
+// The inode of the socket that is bound to an address, or 0 when there is none; no value when the table
 // cannot be read.
 std::optional<uint32_t> socket_at(const ipc_addr &address);
 

@@ -53,7 +53,7 @@ bool pass_on(void *event, size_t size)
     }
     const EventHead head = {++g_arrived, wall_clock_ms()};
     memcpy(event, &head, sizeof(head));
-    // A full pipe loses the event: a slow reader of ours must not hold up the WAN manager.
+    // A full pipe loses the event: a slow reader of the output must not block the WAN manager.
     return write(g_write_end, event, size) == static_cast<ssize_t>(size);
 }
 

@@ -1,6 +1,6 @@
-// What a command that shows events waits for, in one place: notifications, a signal to end, the reader
-// of its output going away, and time. The callback on the receive thread puts notifications into a pipe
-// and never blocks; the command's thread takes them out.
+// The wait of a command that shows events: for notifications, a signal, the closing of its output and a
+// deadline. The callback on the receive thread writes notifications to a pipe and never blocks; the
+// command's thread reads them.
 #pragma once
 
 #include "common/command.h"
@@ -13,9 +13,9 @@
 
 namespace lterouter::tools {
 
-// With which everything that is passed on begins.
+// The beginning of every record in the pipe.
 struct EventHead {
-    uint32_t number;    // counts the events that arrived; a gap is what was lost
+    uint32_t number;    // counts the events that arrived; a gap: events were lost
     int64_t arrived_ms; // on the wall clock
 };
 
@@ -30,17 +30,17 @@ struct Event {
 
 enum class Arrival { kEvent, kSignal, kReaderGone, kTimeout, kError };
 
-// Opens the pipe; before the receive thread starts. False when the system refuses, with errno.
+// Opens the pipe; to be called before the receive thread starts. False on failure, with errno set.
 bool open_events();
 
-// Written to the pipe and read from it whole.
+// Writes of at most PIPE_BUF are atomic.
 template <typename T> constexpr bool is_passed_whole = sizeof(T) <= PIPE_BUF;
 static_assert(is_passed_whole<Event>);
 
-// Gives an event its head and passes it on. Only on the receive thread.
+// Fills the head of an event and writes it to the pipe. Only on the receive thread.
 bool pass_on(void *event, size_t size);
 
-// The host's callback: passes Event on.
+// The client's callback: writes an Event to the pipe.
 uint32_t on_event(const lct_event *event);
 
 // Waits for the next event, until the deadline if there is one.
@@ -50,14 +50,14 @@ inline Arrival next_event(Event *event, std::optional<int64_t> deadline_ms)
     return next_event(event, sizeof(*event), deadline_ms);
 }
 
-// Waits until something can be printed; false when a signal comes first, which next_event then tells. A
-// write would wait for the reader as well, but no signal would end it.
+// Waits until output can be written; false when a signal comes first, which next_event then returns. A
+// blocking write would not be ended by the signal.
 bool await_reader();
 
-// Tells of events that came while the pipe was full. last: the number of the event before.
+// Reports events that were lost while the pipe was full. last: the number of the event before.
 void note_lost(const void *event, uint32_t *last);
 
-// Begins a line with the moment, if the user wants it: --timestamps.
+// Begins a line with the time, with --timestamps.
 inline bool g_timestamps = false;
 inline constexpr Option kTimestampsOption = {
     "timestamps", nullptr, "begin each line with the time it came, in UTC", &kSwitch, &g_timestamps};

@@ -7,7 +7,7 @@ class HeldLock {
 public:
     HeldLock();
 
-    // False when this process waits for none, or the table cannot be read.
+    // False when this process waits for no lock, or the table cannot be read.
     bool found() const { return path_[0] != '\0'; }
     const char *path() const { return path_; }
     // "process 25583 (python3)"

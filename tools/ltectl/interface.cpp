@@ -13,7 +13,7 @@
 namespace lterouter::tools {
 namespace {
 
-// What the kernel is asked about one interface.
+// The queries about an interface.
 class Questions {
 public:
     explicit Questions(const char *name) : fd_(socket(AF_INET, SOCK_DGRAM, 0))

@@ -1,4 +1,5 @@
-// An interface as the kernel has it: what the library says of an interface that is there is inverted.
+// An interface's state from the kernel, since the library's answers about existing interfaces are
+// deliberately inverted.
 #pragma once
 
 #include "lc_network.h"
@@ -9,7 +10,7 @@ struct Interface {
     bool up;
     bool has_ip;
     in_addr ip;
-    bool has_mac; // Ethernet has; what has no such address, or a longer one, has none here
+    bool has_mac; // false without an address of 6 bytes
     uint8_t mac[LC_MAC_SIZE];
 };
 
@@ -17,7 +18,8 @@ using MacText = char[LC_MAC_TEXT_SIZE];
 
 void format_mac(const uint8_t *mac, MacText &text);
 
-// Reads an interface; says so when it cannot. name: at most 15 characters. Returns the exit code.
+// Reads an interface; prints an error message on failure. name: at most 15 characters. Returns the exit
+// code.
 int read_interface(const char *name, Interface *interface);
 
 } // namespace lterouter::tools

@@ -1,4 +1,4 @@
-// connect, disconnect: the request goes out at once; the outcome is an event.
+// connect, disconnect: the request is asynchronous; the outcome is an event.
 
 #include "common/program.h"
 #include "common/wan_manager.h"
@@ -19,7 +19,7 @@ uint32_t g_wait_seconds = 0; // 0: do not wait
 struct LinkRequest {
     const char *name;
     uint32_t msg_id;
-    uint32_t goal; // the link status that fulfils it
+    uint32_t goal; // the link status that means success
     const char *goal_name;
 };
 
@@ -32,7 +32,7 @@ bool fulfils(const Event &event, const LinkRequest &request)
     return event.kind == LCT_EVENT_LINK_STATUS && event.link.link_status == request.goal;
 }
 
-// The first event that decides, or why none came.
+// Waits for the first event that decides the outcome.
 Arrival await_outcome(const LinkRequest &request, Event *event)
 {
     char too_late[96];

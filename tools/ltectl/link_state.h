@@ -1,4 +1,4 @@
-// The state of the link as the WAN manager keeps it, for who has missed the event.
+// The state of the link as the WAN manager stores it, for a command that has missed the event.
 #pragma once
 
 #include "common/record.h"
@@ -8,7 +8,7 @@
 
 namespace lterouter::tools {
 
-// Nothing where the WAN manager keeps none.
+// No value if the WAN manager stores none.
 std::optional<uint32_t> read_link_state();
 
 } // namespace lterouter::tools

@@ -1,4 +1,4 @@
-// log: which modules log what. The library looks for a flag file before each message.
+// log: switches the log levels of modules, by flag files that the library tests before each message.
 
 #include "lc_log.h"
 
@@ -19,7 +19,7 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr size_t kMaxIdDigits = 10; // the library takes no more, nor has atoi a value for them
+constexpr size_t kMaxIdDigits = 10; // longer ones do not fit the library's atoi
 constexpr char kTime[] = "time";
 
 constexpr const char *kInFlags[] = {LC_LOG_LEVEL_NAMES};
@@ -49,11 +49,11 @@ struct Flag {
 
     const char *state() const { return kOffOn[access(path, F_OK) == 0 ? 1 : 0]; }
 
-    // Returns kDone, or the exit code after saying what is wrong.
+    // Returns kDone, or the exit code after an error message.
     int set(bool on) const
     {
         if (on && access(path, F_OK) != 0) {
-            // O_EXCL: no link that a stranger has left leads to another file.
+            // O_EXCL: /tmp is writable for all; a symbolic link there must not be followed.
             const int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
             if (fd < 0) {
                 return fail(kFailed, "cannot make %s: %s", path, strerror(errno));
@@ -97,7 +97,7 @@ private:
         }
         return false;
     }
-    // The library decides whether there is one.
+    // The library tells whether the module exists.
     bool add(int32_t id)
     {
         logconfig module;
@@ -112,7 +112,7 @@ private:
         }
         return true;
     }
-    // Only asks the library for whatever may be the id of a line.
+    // Calls the library only for a number that can be the id of a line.
     bool read_config()
     {
         FILE *file = fopen(LC_LOG_CONFIG_FILE, "re");
@@ -136,12 +136,12 @@ private:
     Array<logconfig> modules_;
 };
 
-// ---- What is asked for ----
+// ---- The request ----
 
 struct Wanted {
     const char *module = nullptr; // all
     const Level *level = nullptr; // all
-    bool time = false;            // that instead
+    bool time = false;            // the time prefix instead
     uint32_t on = 0;
 };
 
@@ -174,7 +174,7 @@ char *list_modules(const Modules &modules)
     return text;
 }
 
-// what: "a module" or what else could stand there.
+// what: "a module" or the alternatives there.
 int unknown(const Modules &modules, const char *what, const char *name)
 {
     char *known = list_modules(modules);
@@ -199,7 +199,7 @@ int parse_module(const Modules &modules, const char *name, Wanted *wanted)
     return modules.has(name) ? kDone : unknown(modules, "a module", name);
 }
 
-// One word, which may be a module, a level or the time.
+// One word: a module, a level or "time".
 int parse_word(const Modules &modules, const char *word, Wanted *wanted)
 {
     wanted->time = strcasecmp(word, kTime) == 0;
@@ -237,7 +237,7 @@ int parse(const Modules &modules, char *const *operands, Wanted *wanted)
     return code;
 }
 
-// ---- What is done ----
+// ---- Carrying it out ----
 
 bool concerns(const Wanted &wanted, const logconfig &module)
 {
@@ -282,7 +282,7 @@ int set(const Modules &modules, const Wanted &wanted)
         }
         return code;
     }
-    int code = kDone; // or that of a module which could not be set: the others are all the same
+    int code = kDone; // or the failure of a module; the others are set nevertheless
     for (const logconfig &module : modules) {
         if (!concerns(wanted, module)) {
             continue;
@@ -307,7 +307,7 @@ int show_all(const Modules &modules)
 
 } // namespace
 
-// What may follow depends on what is there: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
+// The forms are: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
 void offer_log(Offer &offer, const char *const *before)
 {
     const char *const first = before[0];

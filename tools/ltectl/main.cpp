@@ -1,35 +1,35 @@
 // ltectl: drives the WAN manager from a shell.
 //
 //   main      the table of commands
-//   deadline  the end of a command: its deadline, signals, the death of who is to answer
+//   deadline  the end of a command: its deadline, signals, the end of the process that should answer
 //   request   requests to the WAN manager and the SMS store
-//   requests  those that more than one command makes
-//   client    this process as a subscriber of the WAN manager
+//   requests  requests that more than one command makes
+//   client    subscribing to the WAN manager
 //   events    notifications on their way to the command
-//   message   a received message, for people
-//   endpoints who is bound, by the kernel's table
+//   message   printing a received message
+//   endpoints the endpoints of this machine, from the kernel's table
 //   link_state
-//             the link as the WAN manager keeps it
-//   held_lock who holds the lock that this process waits for
-//   clock     moments
+//             the state of the link that the WAN manager stores
+//   held_lock the owner of the lock that this process waits for
+//   clock     points in time
 //   trace_file
-//             where the library traces
+//             the path of the library's trace file
 //   array     an array that grows
-//   parameter what the commands of the two parameter stores have in common
+//   parameter the commands that both parameter stores have
 //   parameter_copy
 //             the file that holds a parameter's value
-//   storage   what to say when a file or folder is refused
-//   interface an interface as the kernel has it
+//   storage   error messages about files and directories
+//   interface an interface's state from the kernel
 //   nv_file, nv_store, nv_import
-//             parameter files, copies and imports beyond what the library tells of them
+//             parameter files, copies and imports: details that the library does not report
 //   scratch_file
-//             a file without a name, for what the library takes by its path
+//             a temporary file without a name, for library calls that take a path
 //   secret    a secret from the command line, standard input or a prompt; whether it is shown
-//   nv_secret parameters that are not shown unless they are asked for
+//   nv_secret parameters whose values are hidden unless requested
 //   progress_bar
-//             how far long work is
+//             the progress of long work
 //   upgrade_trace
-//             what the trace file tells of an upgrade
+//             details of an upgrade from the trace file
 //   others    one file for each group of commands
 
 #include "ltectl/commands.h"

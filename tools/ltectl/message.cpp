@@ -27,7 +27,7 @@ struct Hex {
     explicit Hex(uint32_t number) { snprintf(text, sizeof(text), "0x%08" PRIx32, number); }
 };
 
-// ---- Bodies ---- each adds what is in one; false when it is malformed.
+// ---- Bodies ---- each adds a body's fields; false when the body is malformed.
 
 const char *name_of(uint32_t msg_id);
 
@@ -83,7 +83,7 @@ bool add_pins(Record &record, const Body &body)
     return true;
 }
 
-// How much of a command comes before the PIN that it hands over; npos when it does none.
+// The length of an AT command up to the PIN in it; npos when it contains none.
 size_t length_before_pin(std::string_view command)
 {
     constexpr std::string_view kWithPin[] = {"CPIN", "CPWD", "CLCK"};
@@ -182,7 +182,7 @@ constexpr Kind kKinds[] = {
 };
 // clang-format on
 
-// nullptr: whatever is not in the table.
+// nullptr: not in the table.
 const Kind *find_kind(uint32_t msg_id)
 {
     for (const Kind &kind : kKinds) {
@@ -211,7 +211,7 @@ void add_hex(Record &record, const Body &body)
     record.field("body", text);
 }
 
-// Also a body of another length than it should have.
+// Also a body of the wrong length.
 bool may_hold_pin(const Kind *kind)
 {
     return kind != nullptr &&
@@ -224,7 +224,7 @@ bool add_fields(Record &record, const Kind *kind, const Body &body)
            kind->add_body(record, body);
 }
 
-// Every response begins with a result; what is behind it only its request tells.
+// Every response begins with a result; the layout behind it depends on the request.
 void add_answer(Record &record, Body body)
 {
     if (body.length >= sizeof(int32_t)) {
@@ -238,7 +238,7 @@ void add_answer(Record &record, Body body)
 
 void copy_message(ipc_msg_hdr *received, Message *message)
 {
-    // Not where ipc_msg_body says: what travels has the long header, whatever its type.
+    // Not ipc_msg_body: a message that was sent has the long header, whatever its type.
     const auto *body = reinterpret_cast<const uint8_t *>(received) + sizeof(*received);
     message->header = *received;
     message->sender = *ipc_msg_sender(received);

@@ -1,4 +1,4 @@
-// A received message, for people.
+// Printing a received message.
 #pragma once
 
 #include "common/record.h"

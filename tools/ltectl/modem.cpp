@@ -1,4 +1,4 @@
-// at, diag, iface, cfun-off: the modem itself.
+// at, diag, iface, cfun-off: requests about the modem itself.
 
 #include "common/program.h"
 #include "common/record.h"
@@ -17,7 +17,7 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr size_t kAnswerMax = 64 * 1024; // of one in a file
+constexpr size_t kAnswerMax = 64 * 1024; // bytes of an answer in a file
 
 constexpr const char *kErrors[] = {"ERROR", "+CME ERROR", "+CMS ERROR"};
 
@@ -29,7 +29,7 @@ constexpr ValueType kUpDown = {"up or down", [](const char *text, void *target) 
                                    return up || strcmp(text, "down") == 0;
                                }};
 
-// As it is, for the shell; line ends as files have them.
+// Printed unchanged for the shell, with line feeds as line ends.
 void print_answer(const char *text)
 {
     start_output();
@@ -42,7 +42,7 @@ void print_answer(const char *text)
     flush_output();
 }
 
-// A modem ends its answer by the line that tells how the command went.
+// The last line of a modem's answer is the result of the command.
 bool is_error(const char *text)
 {
     std::string_view answer = text;

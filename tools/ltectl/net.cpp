@@ -15,12 +15,12 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr size_t kProbedNameMax = 13; // the library's probe takes no longer one
+constexpr size_t kProbedNameMax = 13; // limit of lc_arp_check
 constexpr char kNoMac[] = "00:00:00:00:00:00";
 
 bool parse_mac(const char *text, void *target)
 {
-    // sscanf would take blanks, signs and fewer digits.
+    // sscanf would accept blanks, signs and fewer digits.
     auto *mac = static_cast<uint8_t *>(target);
     constexpr int kLength = LC_MAC_TEXT_SIZE - 1;
     int length = 0;
@@ -52,7 +52,7 @@ constexpr ValueType kTimeout = {"a number of milliseconds from 1 to 60000", pars
 uint32_t g_timeout_ms = 1000;
 ExpectedMac g_expected = {};
 
-// What the kernel has a neighbour at. Returns the exit code.
+// Looks a neighbour up in the kernel's ARP table. Returns the exit code.
 int look_up(const char *ip, MacText &mac)
 {
     if (lc_get_climac_by_ip(ip, mac) != 0) {
@@ -76,7 +76,7 @@ int expect_from_table(const char *ip)
                : fail(kFailed, "%s has no Ethernet address in the ARP table: %s", ip, mac);
 }
 
-// Without the right to, the library's probe would be without an answer.
+// Without the right to open a packet socket the library's probe only reports that nobody answered.
 int check_packet_sockets()
 {
     const int fd = socket(AF_PACKET, SOCK_RAW, 0);
@@ -87,7 +87,7 @@ int check_packet_sockets()
     return kDone;
 }
 
-// The interface to ask from, with all that it takes.
+// The interface that asks; its address and hardware address must be known.
 int read_asking(const char *name, Interface *interface)
 {
     const int code = read_interface(name, interface);

@@ -21,7 +21,7 @@ constexpr char kAny[] = "0.0.0.0";
 constexpr char kEverywhere[] = "0.0.0.0/0";
 constexpr size_t kGatewaysMax = 32;
 
-// What is done with routes: to one, and to the default routes over each of a list of gateways.
+// An operation on routes: the call for one, and for default routes over a list of gateways.
 struct Change {
     const char *verb;
     const char *done;
@@ -64,7 +64,7 @@ constexpr ValueType kMetric = {"a number from 0 to 32766", parse_number_in<0, 32
 
 uint32_t g_metric = 0;
 
-// A route as the user knows it.
+// A route as the command line names it.
 struct Route {
     const char *destination;
     const char *gateway; // or null
@@ -122,7 +122,7 @@ int change_route(const Change &change, char *const *operands)
             return bad_value("GATEWAY", kIpv4Address, gateway);
         }
     }
-    // The kernel's call counts metrics from 1, everything that shows them from 0.
+    // The kernel's call counts metrics from 1, all tools that show them from 0.
     const int error =
         change.one(dev, static_cast<int>(g_metric) + 1, network.address, gateway, network.mask);
     return finish(change, {operands[1], gateway, dev, g_metric}, error);
@@ -130,7 +130,7 @@ int change_route(const Change &change, char *const *operands)
 
 // ---- Default routes ----
 
-// How many routes lead over a gateway.
+// Counts the routes over a gateway.
 int count_routes(const char *gateway)
 {
     in_addr wanted = {};
@@ -151,8 +151,8 @@ int count_routes(const char *gateway)
     return count;
 }
 
-// The library says nothing of the single routes. What has become of one the kernel's table shows; why
-// nothing has, doing it once more.
+// The library does not report the result of each route. The kernel's table shows whether the operation
+// worked; if it did not, it is repeated for that route to get the error.
 int finish_default(const Change &change, const char *dev, const char *gateway, int count_before)
 {
     const bool changed = count_routes(gateway) != count_before;

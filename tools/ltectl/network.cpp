@@ -1,4 +1,4 @@
-// scan, imsi, channel: what the modem knows of its network.
+// scan, imsi, channel: the modem's network.
 
 #include "common/program.h"
 #include "common/record.h"

@@ -1,4 +1,4 @@
-// What the commands of the two parameter stores have in common.
+// The commands that both parameter stores have.
 #pragma once
 
 #include "common/record.h"
@@ -31,7 +31,7 @@ int find_parameter(const ParameterStore &store, const char *name, char *value);
 // The same, and nothing is printed; returns what the store does.
 uint32_t read_value(const ParameterStore &store, const char *name, char *value);
 
-// As it is, for the shell.
+// Printed unchanged, for the shell.
 void show_value(const char *value);
 
 // Stores a value and reads it back; says what is wrong. Returns an exit code.

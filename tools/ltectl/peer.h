@@ -1,4 +1,4 @@
-// Who is asked.
+// The processes that commands talk to.
 #pragma once
 
 #include "lc_ipc_msg.h"

@@ -33,7 +33,7 @@ void ProgressBar::clear()
 void ProgressBar::show(uint64_t done)
 {
     if (done == 0) {
-        return; // nothing is known of the rate
+        return; // the rate is not known yet
     }
     if (!terminal_) {
         print(done);

@@ -1,4 +1,4 @@
-// How far long work is: a bar on a terminal, a line at each tenth otherwise.
+// Progress of long work: a bar on a terminal, otherwise a line at each tenth.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ public:
 
     // done: bytes, never fewer than before.
     void show(uint64_t done);
-    // Takes the bar away, so that something else can be said.
+    // Removes the bar, so that a message can be printed.
     void clear();
 
 private:

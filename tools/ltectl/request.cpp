@@ -23,7 +23,8 @@ void take_ping_back()
     ipc_deregister_notify(&address, kPing.msg_id);
 }
 
-// A subscription is what every WAN manager answers; it is given back at once.
+// Every WAN manager answers a subscription, so this finds out whether one runs; it is cancelled at
+// once.
 Outcome ping()
 {
     const ipc_addr address = wan_manager_address();
@@ -40,8 +41,8 @@ Outcome ping()
 
 struct SimHint {
     const char *status;
-    const char *any; // for a request that has been refused
-    const char *pin; // for one about the PIN
+    const char *any; // after the refusal of any request
+    const char *pin; // after the refusal of a request about the PIN
 };
 
 constexpr char kWrongPin[] = "the PIN may be wrong, and three wrong ones in a row lock the SIM";

@@ -1,8 +1,8 @@
-// Requests as commands make them: from an endpoint of their own, without subscriptions, within the
+// Requests of commands: from an endpoint of the command's own, without subscriptions, within the
 // command's one deadline.
 //
-// Most of the library's own calls for these requests wait for times of their own and call a refusal and
-// silence by the same name.
+// Most of the library's calls for these requests have fixed time-outs and return the same value for a
+// refusal and for no answer.
 #pragma once
 
 #include "common/command.h"
@@ -21,11 +21,11 @@ inline constexpr Option kSubscribingTimeoutOption = {
 struct Request {
     const Peer &peer;
     uint32_t msg_id;
-    const char *what; // that is asked for: "tell the roaming switch"
-    // A success without a value is shorter. The result word is included.
+    const char *what; // what the peer should do: "tell the roaming switch"
+    // Length of a complete answer, result word included; a success without a value is shorter.
     uint32_t answer_len = sizeof(int32_t);
     bool about_pin = false;
-    bool may_be_longer = false; // a success also in front of more than there is room for
+    bool may_be_longer = false; // a longer answer can be a success too
 };
 
 enum class Outcome {
@@ -51,10 +51,10 @@ Reply exchange(const Request &request, const void *body, uint32_t body_len, void
 // The same by a call of the library that traces what came and waits for longer than any deadline.
 Reply exchange_by(int32_t (*call)(lct_value_rsp *out), const Request &request, lct_value_rsp *answer);
 
-// Says what is wrong; the exit code. Nothing to say of kDone.
+// Prints an error message unless the outcome is a success; returns the exit code.
 int explain(const Request &request, const Reply &reply);
 
-// Both. Returns kDone when the answer is a success.
+// exchange and explain. Returns kDone when the answer is a success.
 int ask(const Request &request, const void *body, uint32_t body_len, void *answer, uint32_t room);
 
 template <typename Answer> int ask(const Request &request, Answer *answer)
@@ -62,7 +62,7 @@ template <typename Answer> int ask(const Request &request, Answer *answer)
     return ask(request, nullptr, 0, answer, sizeof(*answer));
 }
 
-// For a request that is answered by its result alone.
+// For a request whose answer is the result alone.
 template <typename Body> int tell(const Request &request, const Body &body)
 {
     int32_t result;
@@ -75,27 +75,27 @@ inline constexpr char kTakeTheRequest[] = "take the request";
 // For a request that has no answer: finds out whether the WAN manager answers at all, then sends it.
 int send_to_manager(const Request &request, const void *body, uint32_t body_len);
 
-// Also when that cannot be found out.
+// True also when the kernel's table cannot be read.
 bool is_bound(const Peer &peer);
 
-// Says that nobody is bound to the name; the exit code.
+// Prints that nobody is bound to the name; returns the exit code.
 int tell_nobody(const Peer &peer);
 
-// The state of the SIM, which the WAN manager keeps in the RAM store; empty when it does not.
+// The state of the SIM that the WAN manager stores in the RAM store; empty when there is none.
 struct SimStatus {
     char text[64] = "";
 
     SimStatus();
 };
 
-// The next step of who has been refused; nullptr when the SIM is not known to be the reason.
+// The advice after a refusal; nullptr unless the SIM is known to be the reason.
 const char *sim_hint(bool about_pin);
 
-// Says that this process has got no endpoint; the exit code.
+// Prints that this process could not start an endpoint; returns the exit code.
 int fail_to_open(uint32_t result);
 
-// Starts an endpoint without subscriptions, which is ended with the command. Returns kDone, or the exit
-// code after saying what is wrong.
+// Starts an endpoint without subscriptions, which the end of the command stops. Returns kDone, or the
+// exit code after an error message.
 int open_endpoint();
 
 // Runs the command with such an endpoint.

@@ -21,8 +21,8 @@ volatile sig_atomic_t g_signal = 0;
 
 void note_signal(int number) { g_signal = number; }
 
-// Has signals break off the wait for input, so that the terminal gets its echo back before they do what
-// they do. They come only during that wait: one that came just before a read would not break it off.
+// Lets signals interrupt the wait for input, so that the terminal's echo is restored before they take
+// effect. They are unblocked only during that wait: a signal just before a read would not interrupt it.
 class BreakOff {
 public:
     BreakOff()
@@ -33,7 +33,7 @@ public:
         sigemptyset(&ending);
         for (size_t i = 0; i < kEndings; ++i) {
             sigaction(kEnding[i], nullptr, &actions_[i]);
-            if (actions_[i].sa_handler != SIG_IGN) { // as nohup wants it
+            if (actions_[i].sa_handler != SIG_IGN) { // set by nohup
                 sigaction(kEnding[i], &action, nullptr);
             }
             sigaddset(&ending, kEnding[i]);
@@ -57,7 +57,7 @@ public:
     BreakOff(const BreakOff &) = delete;
     BreakOff &operator=(const BreakOff &) = delete;
 
-    // False with EINTR when one of these signals comes instead. Being stopped and continued ends the
+    // False with EINTR when one of these signals comes first. Being stopped and continued ends the
     // call, too.
     bool await_input() const
     {
@@ -109,7 +109,7 @@ struct SecretLine {
     // it is a terminal.
     bool read_line(const BreakOff *break_off);
 
-    char text[NV_VALUE_MAX + 2] = ""; // of the longest value, and one more: too long
+    char text[NV_VALUE_MAX + 2] = ""; // one more than the longest value: too long
 };
 
 ssize_t read_byte(const BreakOff *break_off, char *ch)

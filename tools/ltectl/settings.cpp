@@ -1,4 +1,4 @@
-// roam, nettype, pref, port: values that the WAN manager keeps.
+// roam, nettype, pref, port: settings of the WAN manager.
 
 #include "common/completion.h"
 #include "common/program.h"
@@ -14,7 +14,7 @@ constexpr ValueType kNettype = {"a network type from 0 to 3", parse_number_in<0,
 constexpr ValueType kRadio = {"a radio technology from 0 to 15", parse_number_in<0, 15>};
 constexpr ValueType kPort = {"a port from 0 to 255", parse_number_in<0, 255>};
 
-// A value that can be set and, when get is there, shown.
+// A value that can be set and, if it has get, shown.
 struct Setting {
     const char *name;
     const ValueType &type;
@@ -56,7 +56,7 @@ constexpr Setting kPreference = {"pref",
                                  {.peer = kWanManager,
                                   .msg_id = WM_MSG_DUALMODE_SET_PREF_REQ,
                                   .what = "set the preferred radio technology",
-                                  .may_be_longer = true}, // as lct_net_set_pref_req has it
+                                  .may_be_longer = true}, // as for lct_net_set_pref_req
                                  show_preference};
 constexpr Setting kSerialPort = {"port",
                                  kPort,

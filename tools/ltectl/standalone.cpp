@@ -1,4 +1,4 @@
-// state-change, sms clear, ussd-test: what tools do without being a client.
+// state-change, sms clear, ussd-test: requests without the LTE client.
 
 #include "common/program.h"
 #include "common/record.h"
@@ -38,7 +38,7 @@ int tell_unusable()
                 hint != nullptr ? hint : "its state is not known");
 }
 
-// As the library's own calls for tools do, which ask for nothing while the SIM cannot be used.
+// Like the library's calls for tools, which send nothing while the SIM cannot be used.
 template <typename Run> int with_usable_sim(const Peer &peer, Run run)
 {
     return with_endpoint([&] {
@@ -53,7 +53,8 @@ int clear_messages()
 {
     {
         const Waiting waiting({&kWanManager, "take the state change that goes with it"});
-        send_request(kWanManager.module_id, SC_STATE_CHANGE_REQ, nullptr, 0); // they go without it, too
+        // A failure does not matter: the messages can be deleted without it.
+        send_request(kWanManager.module_id, SC_STATE_CHANGE_REQ, nullptr, 0);
     }
     return request_done({kSmsStore, WM_MSG_SMS_DEL_ALL_REQ, "delete its messages"}, "sms-clear");
 }

@@ -1,5 +1,4 @@
-// status: everything at a glance. What is not known is left out of an object, and shown as "-" on the
-// screen.
+// status: everything at a glance. An unknown value is left out of an object, and shown as "-" in text.
 
 #include "common/program.h"
 #include "common/record.h"
@@ -49,7 +48,7 @@ void read_parameter(int32_t (*read)(char *buf, uint32_t size), Text *text)
         const Waiting waiting(kStoreWait);
         failed = read(value.text, sizeof(value.text));
     }
-    if (failed == 0) { // at the deadline another thread shows what there is: no half of a value
+    if (failed == 0) { // at the deadline another thread shows the values: only complete ones
         *text = value;
     }
 }
@@ -75,7 +74,7 @@ void read_link(Text *text)
     }
 }
 
-// ---- What needs no message ----
+// ---- Values without a message ----
 
 void read_known(Status *status)
 {
@@ -89,9 +88,9 @@ void read_known(Status *status)
     read_link(&status->link);
 }
 
-// ---- What the WAN manager is asked for ----
+// ---- Requests to the WAN manager ----
 
-// What is refused is not known, which is no failure; no more is a value that is missing, which is told.
+// A refused value is unknown, which is not a failure. Neither is a missing value; it is reported.
 int judge(const Request &request, const Reply &reply)
 {
     if (reply.outcome == Outcome::kRefused) {
@@ -101,7 +100,7 @@ int judge(const Request &request, const Reply &reply)
     return reply.outcome == Outcome::kNoValue ? kDone : code;
 }
 
-// Stores what came.
+// Stores the values that arrived.
 template <typename Store> int add_value(const Request &request, Store store)
 {
     lct_value_rsp answer;
@@ -146,7 +145,7 @@ int add_imsi(Status *status)
     return judge(kGetImsi, reply);
 }
 
-// Its own values first: the modem may keep it waiting.
+// The WAN manager's own values first: for the others it may have to wait for the modem.
 constexpr int (*kQuestions[])(Status *status) = {add_nettype, add_roaming, add_imsi, add_operator};
 
 // Returns the first exit code that is not kDone.

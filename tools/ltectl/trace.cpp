@@ -1,4 +1,4 @@
-// trace: what the library traces, oldest first. It needs no WAN manager.
+// trace: the entries of the library's trace file, oldest first. It needs no WAN manager.
 
 #include "common/program.h"
 #include "common/record.h"
@@ -22,8 +22,8 @@ namespace {
 
 bool g_follow = false;
 
-// Far longer than a line of an entry. What has no end must not take the memory, and a pipe takes at
-// once what is printed of it.
+// Far longer than any line of an entry. Bounds the memory for an endless line, and is printed to a pipe
+// in one write.
 constexpr size_t kLongestLine = 2048;
 static_assert(kLongestLine < PIPE_BUF);
 
@@ -32,14 +32,14 @@ constexpr int64_t kPollMs = 200;
 
 // ---- Lines ----
 
-// What an entry begins with: "[unit:function:line]".
+// The beginning of an entry: "[unit:function:line]".
 struct Head {
     std::string_view unit;
     std::string_view function;
     uint32_t line = 0;
 };
 
-// Takes what stands before the mark off the text, with the mark; false when there is none.
+// Removes the text up to and including the mark; false when there is no mark.
 bool take_to(std::string_view *text, char mark, std::string_view *taken)
 {
     const size_t length = text->find(mark);
@@ -51,7 +51,7 @@ bool take_to(std::string_view *text, char mark, std::string_view *taken)
     return true;
 }
 
-// Takes the head off a line; false when it begins otherwise, as the further ones of an entry do.
+// Removes the head of a line; false when it has none, like the further lines of an entry.
 bool take_head(std::string_view *line, Head *head)
 {
     std::string_view rest = *line;
@@ -80,7 +80,7 @@ void print_object(std::string_view line)
     record.word("text", line);
 }
 
-// As it stands in the file.
+// Unchanged from the file.
 void print_line(std::string_view line)
 {
     start_output();
@@ -92,7 +92,7 @@ void print_line(std::string_view line)
 // line: without its line feed.
 void show(std::string_view line)
 {
-    if (line.ends_with('\r')) { // so do the modem's
+    if (line.ends_with('\r')) { // lines from the modem end with it
         line.remove_suffix(1);
     }
     g_program.json ? print_object(line) : print_line(line);
@@ -104,7 +104,7 @@ void show(std::string_view line)
 class Generation {
 public:
     Generation() = default;
-    // O_NONBLOCK: whatever else somebody has put in its place is not waited for.
+    // O_NONBLOCK: must not block on a FIFO or device in its place.
     explicit Generation(const char *path)
     {
         const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -126,7 +126,7 @@ public:
     }
 
     explicit operator bool() const { return file_ != nullptr; }
-    // Why it could not be opened or read.
+    // The error of opening or reading.
     int error() const { return error_; }
 
     bool is(const struct stat &other) const
@@ -153,12 +153,12 @@ private:
     int error_ = ENOENT;
 };
 
-// Somebody has emptied it, to see what comes next.
+// The file has been truncated, as by a user who wants only new entries.
 void Generation::begin_again_if_cut()
 {
     struct stat status;
     if (fstat(fileno(file_), &status) == 0 && status.st_size < ftello(file_)) {
-        // A stream of its own: the old one may hold in its buffer what was there.
+        // A new stream: the old one's buffer may hold the removed text.
         const int fd = fcntl(fileno(file_), F_DUPFD_CLOEXEC, 0);
         fclose(file_);
         lseek(fd, 0, SEEK_SET);
@@ -167,7 +167,7 @@ void Generation::begin_again_if_cut()
     }
 }
 
-// Up to its line feed, or as much as there is room or anything for. Returns the length.
+// Reads up to the line feed, the end of the file or of the buffer. Returns the length.
 size_t Generation::take_line(char (&line)[kLongestLine])
 {
     size_t length = 0;
@@ -204,7 +204,7 @@ void Generation::show_new(bool finally)
     if (ferror(file_) != 0) {
         error_ = errno;
     }
-    fseeko(file_, shown, SEEK_SET); // forgets the end of the file, too
+    fseeko(file_, shown, SEEK_SET); // also clears the end-of-file flag
 }
 
 // Both generations as they were at one moment.
@@ -250,10 +250,10 @@ int check(const Trace &trace)
 
 // ---- Following ----
 
-// Takes up what was renamed since.
+// Follows renamed files.
 void catch_up(Trace *trace)
 {
-    // A file that has come and gone since the last look is the previous one.
+    // A file created and renamed since the last look is the previous one.
     if (leads_to(LCT_TRACE_FILE, trace->current) &&
         (trace->current || leads_to(LCT_TRACE_OLDER_FILE, trace->previous))) {
         return;
@@ -261,9 +261,9 @@ void catch_up(Trace *trace)
     Trace now = open_trace();
     if (now.previous.is(trace->current)) {
         trace->previous.show_new(true);
-        now.previous = std::move(trace->current); // with what has been shown of it
+        now.previous = std::move(trace->current); // and its position
     } else if (!now.previous || now.previous.is(trace->previous)) {
-        trace->current.show_new(true); // somebody has removed it
+        trace->current.show_new(true); // it has been removed
         now.previous = std::move(trace->previous);
     } else if (trace->current || trace->previous) {
         trace->current.show_new(true);
@@ -279,14 +279,14 @@ int follow(Trace *trace)
     }
     for (;;) {
         catch_up(trace);
-        // Who had it open when it was renamed writes to the previous one.
+        // A writer that had the file open when it was renamed writes to the previous one.
         trace->previous.show_new(false);
         trace->current.show_new(false);
         if (const int code = check(*trace); code != kDone) {
             return code;
         }
         if (output_error() != 0) {
-            return kDone; // whether this is a failure is judged at the program's end
+            return kDone; // judge_output decides at the end whether this is a failure
         }
         Event none;
         switch (next_event(&none, now_ms() + kPollMs)) {
@@ -315,7 +315,7 @@ int show_trace(char *const *)
     if (const int code = check(trace); code != kDone) {
         return code;
     }
-    const bool waits = g_follow || trace.previous; // the next entry makes the file again
+    const bool waits = g_follow || trace.previous; // the next entry creates the file again
     if (!trace.current && !waits) {
         return fail(kFailed, "cannot read %s: %s", LCT_TRACE_FILE, strerror(ENOENT));
     }

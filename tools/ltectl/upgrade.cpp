@@ -46,7 +46,7 @@ struct Image {
 
 int open_image(Image *image)
 {
-    image->fd = open(image->path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); // a pipe must not block it
+    image->fd = open(image->path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); // must not block on a FIFO
     struct stat status;
     if (image->fd < 0 || fstat(image->fd, &status) != 0) {
         return fail(kFailed, "cannot read %s: %s", image->path, strerror(errno));
@@ -62,7 +62,7 @@ int open_image(Image *image)
     return kDone;
 }
 
-// NULL when the piece was read.
+// Returns the error, or NULL when the piece was read.
 const char *read_piece(const Image &image, int32_t piece, char *bytes, int32_t size)
 {
     const off_t offset = static_cast<off_t>(piece) * LC_UP_PIECE_SIZE;
@@ -80,7 +80,7 @@ int32_t size_of(const Image &image, int32_t piece)
 
 // ---- Before anything is sent ----
 
-// NULL when the port can be used.
+// Returns the error, or NULL when the port can be used.
 const char *obstacle(const char *port)
 {
     const int fd = open(port, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -105,8 +105,8 @@ int check_ports()
     return kDone;
 }
 
-// Held until the process ends. The ports themselves are no place for a lock: a modem that restarts
-// comes back under another name while its old port is held open.
+// Held until the process ends. Not a lock on a port: a modem that restarts would get another device
+// name while its old port is held open.
 int lock_upgrade()
 {
     const int fd = open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
@@ -177,18 +177,18 @@ void *watch_signals(void *set)
     const char *const behind_bar = isatty(STDERR_FILENO) == 1 ? "\n" : "";
     int signal = 0;
     sigwait(static_cast<sigset_t *>(set), &signal);
-    if (g_phase == Phase::kSending) { // without complete firmware: one signal is not enough
+    if (g_phase == Phase::kSending) { // the modem has incomplete firmware: requires a second signal
         fputs(behind_bar, stderr);
         note("stopping now can leave the modem without firmware; press Ctrl-C again to stop all the "
              "same");
         sigwait(static_cast<sigset_t *>(set), &signal);
     }
     fputs(behind_bar, stderr);
-    // The library's calls cannot be called off: they end with the process.
+    // The library's calls cannot be cancelled: they end with the process.
     _exit(fail(kFailed, "%s", what_stopping_leaves(g_phase)));
 }
 
-// Before the upgrade, so that no signal cuts one of the library's pauses short.
+// Before the upgrade, so that no signal interrupts a pause of the library.
 int start_watching()
 {
     static sigset_t stopping;
@@ -196,7 +196,7 @@ int start_watching()
     sigaddset(&stopping, SIGINT);
     sigaddset(&stopping, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopping, nullptr);
-    signal(SIGHUP, SIG_IGN); // a terminal that closes is no reason to stop
+    signal(SIGHUP, SIG_IGN); // a closed terminal does not end the upgrade
     pthread_t watcher;
     const int error = pthread_create(&watcher, nullptr, watch_signals, &stopping);
     return error == 0 ? kDone : fail(kFailed, "cannot start a thread: %s", strerror(error));
@@ -206,7 +206,7 @@ int start_watching()
 
 const char *plural_of_try(uint32_t tries) { return tries == 1 ? "try" : "tries"; }
 
-// For programs; people read the sentence that follows. piece: counted from 1; 0 when it is none.
+// The JSON fields; in text the sentence that follows has them. piece: counted from 1; 0: none.
 void tell_failure(const char *frame, int32_t piece, uint32_t tries)
 {
     if (!g_program.json) {
@@ -288,7 +288,7 @@ int send(const Image &image)
             progress.clear();
             return explain_failure(image, piece, attempts_since(mark, Frame::kPiece));
         }
-        // Of what was passed the library keeps the last piece back, unless it is the image's.
+        // The library has buffered the last piece that was passed, unless it is the image's last.
         const bool complete = piece + 1 == image.pieces();
         progress.show(static_cast<uint64_t>(complete ? image.size : piece * LC_UP_PIECE_SIZE));
     }
@@ -309,11 +309,11 @@ int await_modem()
                 "leave it powered and look again later",
                 g_timeout);
         }
-        // It restarts first, and a port that is missing is told at once.
+        // The modem restarts first; a missing port is reported at once.
         sleep(kPollSeconds);
         ++questions;
     } while (lc_up_status() != 0);
-    g_program.outcome_stands = true; // a failure would have the modem upgraded again
+    g_program.outcome_stands = true; // a failure would make the user upgrade the modem again
     Record().word("event", "upgraded");
     return kDone;
 }

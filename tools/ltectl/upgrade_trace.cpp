@@ -19,7 +19,7 @@ constexpr Milestone kMilestones[] = {{"send transfer begin cmd", Frame::kBegin},
                                      {"send last img data", Frame::kLastPiece},
                                      {"send transfer end cmd", Frame::kEnd}};
 
-// Every try that fails leaves one of these.
+// Every failed attempt traces one of these.
 constexpr const char *kFailures[] = {"tranlate data from tty dev failure",
                                      "transfer this package again", "check data failure",
                                      "open tty dev failed"};

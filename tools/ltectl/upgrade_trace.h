@@ -1,4 +1,4 @@
-// What the library tells of an upgrade in the trace file: its calls only return that they failed.
+// Details of an upgrade from the trace file, since the library's calls only return that they failed.
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@ namespace lterouter::tools {
 enum class Frame { kNone, kBegin, kPiece, kLastPiece, kEnd };
 
 struct Attempts {
-    Frame frame; // kNone: it did not come to one
+    Frame frame; // kNone: none was sent
     uint32_t tries;
 };
 
-// The end of the trace file at a moment.
+// The position of the end of the trace file.
 struct TraceMark {
     ino_t file = 0;
     off_t size = 0;
@@ -22,7 +22,7 @@ struct TraceMark {
 
 TraceMark mark_trace();
 
-// What one call of the library has traced since. first: the frame that the call begins with.
+// Evaluates the entries of one call of the library since then. first: the first frame of the call.
 Attempts attempts_since(const TraceMark &mark, Frame first);
 
 } // namespace lterouter::tools

@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint32_t kMost = 600000;
 
-// What the number behind the colon is, and what it is without one.
+// The meaning of the number behind the colon, and its default.
 enum class Number { kTimes, kMilliseconds };
 
 struct FaultName {
@@ -37,7 +37,7 @@ constexpr FaultName kFaults[] = {
     {"short", Fault::kShort, Number::kMilliseconds, 1000},
 };
 
-// The modem cannot know beforehand when the begin command comes, so nothing can be prepared for it.
+// These must be prepared before the frame, and the time of the begin command is not known.
 constexpr Fault kPreparedFaults[] = {Fault::kStall, Fault::kShort};
 
 // An AT port has no frames.

@@ -1,5 +1,5 @@
-// Misbehaviour on demand, at a place of the upgrade, so that an application can be seen to cope with
-// it.
+// Misbehaviour on demand, at a chosen step of the upgrade, for testing the error handling of
+// applications.
 #pragma once
 
 #include "common/command.h"
@@ -36,16 +36,16 @@ constexpr int64_t kAtEnd = -1;
 struct FaultRule {
     int64_t place = 0;
     Fault fault = Fault::kNone;
-    std::string_view name; // as the command line calls it
-    uint32_t times = 0;    // that it still happens
+    std::string_view name; // on the command line
+    uint32_t times = 0;    // remaining
     uint32_t ms = 0;
 };
 
-// What the command line asks for, PLACE=FAULT[:N] each time.
+// The faults of the command line, each PLACE=FAULT[:N].
 class FaultRules {
 public:
     bool add(const char *text);
-    // The next fault of this place, which is used up by taking it.
+    // Takes the next fault of this place.
     FaultRule take(int64_t place);
     // Whether taking it would yield this fault.
     bool pending(int64_t place, Fault fault) const;

@@ -4,7 +4,7 @@
 //   port      a serial port that can be unplugged
 //   modem     ports, restarts, AT commands
 //   receiver  the frames of an image
-//   fault     what is to go wrong, and where
+//   fault     faults, and where they happen
 //
 // One thread: a modem does one thing at a time.
 

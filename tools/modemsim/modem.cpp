@@ -118,7 +118,7 @@ bool Modem::unplug(uint32_t ms, bool both)
     Record().word("event", "ports").word("status", "gone");
     filled_ = command_length_ = 0;
     if (!pause_ms(ms)) {
-        return true; // the end is near, and nobody needs the ports any more
+        return true; // the process ends; the ports are not needed any more
     }
     if (!appear(data_) || (both && !appear(at_))) {
         return false;
@@ -138,7 +138,7 @@ bool Modem::serve_at()
     char bytes[sizeof(command_)];
     const ssize_t count = read(at_.fd(), bytes, sizeof(bytes));
     if (count <= 0) {
-        return true; // nobody is at the other end any more
+        return true; // the host has closed the port
     }
     if (settings_.echo != 0) {
         at_.write(bytes, static_cast<size_t>(count));
@@ -146,7 +146,7 @@ bool Modem::serve_at()
     for (ssize_t i = 0; i < count; ++i) {
         const char ch = bytes[i];
         if (ch != '\r' && ch != '\n') {
-            // What no command is as long as is cut: it is unknown anyway.
+            // A line longer than any command is truncated, since it is unknown anyway.
             command_[command_length_] = ch;
             command_length_ += command_length_ < sizeof(command_) - 1 ? 1 : 0;
             continue;
@@ -205,7 +205,7 @@ bool Modem::answer_start()
     return answer_at("OK");
 }
 
-// "OK" anywhere counts as done, so it must not be in what tells of anything else.
+// Clients take "OK" anywhere for success, so no other answer may contain it.
 bool Modem::answer_status()
 {
     if (state_ != State::kUpgraded) {
@@ -226,7 +226,7 @@ bool Modem::answer_at(const char *text)
 {
     char line[96];
     const int length = snprintf(line, sizeof(line), "\r\n%s\r\n", text);
-    // A host that is gone does not miss its answer.
+    // A failed write does not matter: the host has closed the port.
     at_.write(line, static_cast<size_t>(length));
     return true;
 }

@@ -11,11 +11,11 @@ namespace lterouter::tools {
 struct Settings {
     char data_port[128] = LC_UP_DATA_PORT;
     char at_port[128] = LC_UP_AT_PORT;
-    char image[256] = ""; // where the image goes; empty: nowhere
-    uint32_t size = 0;    // of the image, as its own header would tell; 0: not known
+    char image[256] = ""; // file for the image; empty: none
+    uint32_t size = 0;    // of the image, which a real image's header contains; 0: not known
     uint32_t echo = 1;    // of AT commands
     uint32_t restart_ms = 1000;
-    uint32_t busy = 0; // status commands that find the modem not done yet
+    uint32_t busy = 0; // status commands answered as not done yet
     FaultRules faults;
 };
 
@@ -26,7 +26,7 @@ public:
     Modem(const Modem &) = delete;
     Modem &operator=(const Modem &) = delete;
 
-    // Makes the ports. Returns kDone, or the exit code after saying what is wrong.
+    // Makes the ports. Returns kDone, or the exit code after an error message.
     int start();
     // Each returns false when the modem cannot go on; the reason has been printed.
     bool serve_at();
@@ -44,7 +44,7 @@ private:
         kUpgrade, // may begin
         kReceiving,
         kComplete, // ended
-        kTold,     // the host has been told so
+        kTold,     // the host has been told of it
         kUpgraded
     };
 
@@ -88,10 +88,10 @@ private:
     uint64_t received_ = 0;
 };
 
-// Adds what goes wrong, if anything does.
+// Adds the fault, if there is one.
 void tell_fault(Record &told, const FaultRule &rule);
 
-// Lets time pass; false as soon as the end is asked for.
+// Sleeps; false as soon as a signal asks for the end.
 bool pause_ms(uint32_t ms);
 
 } // namespace lterouter::tools

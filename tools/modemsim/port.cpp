@@ -21,8 +21,8 @@
 namespace lterouter::tools {
 namespace {
 
-// What a filled port still takes, and what it is filled by: the system keeps bytes in portions of 256,
-// and takes a whole frame as long as it may begin another portion.
+// The room left in a filled port, and the size of the filling writes: the kernel buffers bytes in
+// portions of 256, and takes a whole frame while it may begin another portion.
 constexpr size_t kRoom = 128;
 constexpr size_t kPortion = 64;
 constexpr int kRounds = 4;
@@ -123,7 +123,7 @@ void Port::disappear()
     if (far_ < 0) {
         return;
     }
-    if (leads_to(name_, link_)) { // what somebody else has put there stays
+    if (leads_to(name_, link_)) { // another program's file is not removed
         unlink(link_);
     }
     close(near_);
@@ -162,7 +162,7 @@ void Port::take_until_writable() const
     }
 }
 
-// A full port takes bytes again in steps of the system's own, after some rounds in steps of equal size.
+// The kernel frees a full port in steps of its own, of equal size after some rounds.
 void Port::fill() const
 {
     set_nonblocking(near_, true);

@@ -1,4 +1,5 @@
-// A serial port as the modem has it: the far end of a pseudo-terminal, whose near end a link names.
+// The modem's end of a serial port: the master of a pseudo-terminal; a symbolic link leads to its
+// slave.
 #pragma once
 
 #include <cstddef>

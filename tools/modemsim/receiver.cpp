@@ -1,4 +1,4 @@
-// The frames of an image: checked, kept, answered.
+// The frames of an image: checked, stored, answered.
 
 #include "modemsim/modem.h"
 
@@ -26,11 +26,11 @@ constexpr char kAgain[] = "RSP_FAILED";
 // Time for the host to read one response before the next comes.
 constexpr uint32_t kApartMs = 100;
 
-// A hung-up port loses what the host has not read yet, so it is given this time, and then so often.
+// Closing a port loses what the host has not read yet; so this time passes first, at most so often.
 constexpr uint32_t kDeliveryMs = 20;
 constexpr int kDeliveries = 50;
 
-// Time for the host to run into a port that is full.
+// Time for the host to find the port full.
 constexpr uint32_t kShortMs = 300;
 
 constexpr size_t kHeadSize = offsetof(lc_up_response, status);
@@ -52,7 +52,7 @@ bool Modem::serve_data()
     auto *const bytes = reinterpret_cast<char *>(&frame_);
     const ssize_t count = read(data_.fd(), bytes + filled_, sizeof(frame_) - filled_);
     if (count <= 0) {
-        return true; // nobody is at the other end any more
+        return true; // the host has closed the port
     }
     filled_ += static_cast<size_t>(count);
     if (filled_ < sizeof(frame_)) {
@@ -168,7 +168,7 @@ const char *Modem::take_piece(uint32_t index)
 const char *Modem::end()
 {
     if (state_ == State::kComplete || state_ == State::kUpgraded) {
-        return kAccepted; // asked again
+        return kAccepted; // sent again by the host
     }
     if (state_ != State::kReceiving || next_piece_ == 0) {
         return "RSP_NOT_READY";
@@ -195,7 +195,7 @@ bool Modem::answer_frame(const FaultRule &rule, int64_t place, uint32_t index, u
     if (rule.fault != Fault::kNone) {
         return misbehave(rule, index, type, status);
     }
-    // What is to go wrong with the next frame's bytes must be so before the host may send it.
+    // A fault of the next frame's bytes must be prepared before the host is allowed to send it.
     const bool last = place >= 0 && le32toh(frame_.length) != kPiece;
     const int64_t next = place == kAtBegin ? 0 : last ? kAtEnd : place + 1;
     if (place != kAtEnd && settings_.faults.pending(next, Fault::kStall)) {
@@ -259,7 +259,7 @@ bool Modem::respond(uint32_t index, uint32_t type, const char *status)
     if (state_ == State::kComplete && tells_end) {
         state_ = State::kTold;
     }
-    // A host that is gone does not miss its answer.
+    // A failed write does not matter: the host has closed the port.
     data_.write(&response, kHeadSize + length);
     return true;
 }

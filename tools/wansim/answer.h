@@ -1,4 +1,4 @@
-// The answer to a request while it is made.
+// The answer to a request, under construction.
 #pragma once
 
 #include "lc_ipc_msg.h"
@@ -8,7 +8,7 @@
 
 namespace lterouter::tools {
 
-// Starts with the result word; whoever serves the request may put a record in its place.
+// The result word; the function that serves the request may replace it by a record.
 struct Answer {
     alignas(uint32_t) uint8_t body[IPC_MSG_MAX_BODY] = {};
     uint32_t length;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kAnswerFile[] = "/tmp/wansim.at";
 
-// A command and what answers it. A text may be a format for the value.
+// A command and its answer. A text may be a format for the value.
 struct AtCommand {
     const char *name;
     const char *format;
@@ -53,7 +53,7 @@ bool is(const char *name, std::string_view command)
     return strlen(name) == command.size() && strncasecmp(name, command.data(), command.size()) == 0;
 }
 
-// A file of its own: what others have put there, a link to somewhere perhaps, is not written to.
+// A new file: one that exists, perhaps another user's symbolic link, is not written to.
 FILE *make_answer_file()
 {
     unlink(kAnswerFile);

@@ -1,14 +1,14 @@
-// The end of the process, for a worker that waits for something else.
+// The announced end of the process, which ends a worker's waits.
 #pragma once
 
 #include <cstdint>
 
 namespace lterouter::tools {
 
-// From the main thread: nobody waits any longer.
+// From the main thread: ends all waits.
 void announce_end();
 
-// Lets that many milliseconds pass; false as soon as the end is announced.
+// Sleeps that many milliseconds; false as soon as the end is announced.
 bool wait_unless_ending(uint32_t ms);
 
 } // namespace lterouter::tools

@@ -1,4 +1,4 @@
-// Misbehaviour on demand, for each request by its name, so that clients can be seen to cope with it.
+// Misbehaviour on demand, for each request by its name, for testing the error handling of clients.
 #pragma once
 
 #include "common/command.h"
@@ -16,7 +16,7 @@ enum class Fault {
     kLong,   // the answer is longer than any client has room for
     kTwice,  // the answer is sent twice
     kSilent, // nothing is answered
-    kDie,    // the process is gone before it answers
+    kDie,    // the process ends before it answers
 };
 
 struct FaultRule {
@@ -25,7 +25,7 @@ struct FaultRule {
     uint32_t late_ms = 0;
 };
 
-// What the command line asks for, REQUEST=FAULT each time. A later rule wins.
+// The faults of the command line, each REQUEST=FAULT. A later rule wins.
 class FaultRules {
 public:
     bool add(const char *text);

@@ -8,7 +8,7 @@ namespace {
 // Written before the threads that use it start.
 mq_cb g_queue = nullptr;
 
-// Responses and registrations are the library's business.
+// The library handles responses and registrations.
 uint32_t queue_requests(ipc_msg_hdr *message, uint32_t)
 {
     const bool request = message->type == IPC_MSG_TYPE_ASYNC || message->type == IPC_MSG_TYPE_REQUEST;
@@ -69,7 +69,7 @@ bool post(uint32_t msg_id)
 
 Message receive()
 {
-    // Woken for nothing, a receiver is told so and waits again.
+    // ipc_mq_recv can return without a message; it is called again.
     ipc_msg_hdr *message = nullptr;
     while (ipc_mq_recv(g_queue, &message, -1) != IPC_SUCCESS) {
     }

@@ -2,14 +2,14 @@
 //
 //   main         options, signals, start and end
 //   mailbox      endpoint and queue
-//   requests     the worker that serves requests, and misbehaves where it is told to
+//   requests     the worker that serves requests, with faults
 //   wan_manager  the WAN manager's requests, a table
 //   sms_store    the SMS store's
-//   fault        which request is to go wrong, and how
+//   fault        faults of requests
 //   modem        link, signal, notifications, parameters
 //   sim          the SIM card and its PIN
 //   at           AT commands
-//   ending       waiting that the end cuts short
+//   ending       waits that the end of the process interrupts
 //
 // Threads: the library's receive thread fills the queue; one worker empties it and owns all state, so
 // there is nothing to lock; the main thread turns signals into messages to the worker.
@@ -123,7 +123,7 @@ bool await_end(const sigset_t &awaited)
     }
 }
 
-// A subscriber that does not read holds the worker up for as long as it likes.
+// Without a limit a subscriber that does not read would block the worker.
 bool join_within(pthread_t thread, time_t seconds)
 {
     timespec deadline;
@@ -157,7 +157,7 @@ int run(char *const *)
     if (g_settings.quiet && freopen("/dev/null", "w", stdout) == nullptr) {
         return fail(kFailed, "cannot open /dev/null");
     }
-    // Before any thread starts, so that none of them takes what the main thread waits for.
+    // Blocked before any thread starts, so that only the main thread takes them.
     const sigset_t awaited = signal_set({SIGINT, SIGTERM, SIGALRM});
     pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
     log_init(kLogModule);

@@ -79,7 +79,7 @@ Modem::Modem(const Settings &settings)
     store(kSignalParameter, signal());
     store(LCT_PARAM_IMEI, imei());
     store(LCT_PARAM_SYSLOG_SWITCH, "0");
-    store_link(link_status_); // one that was killed has left its last
+    store_link(link_status_); // replaces the value of a WAN manager that was killed
 }
 
 Modem::~Modem()
@@ -123,11 +123,11 @@ void Modem::disconnect()
 
 void Modem::alarm()
 {
-    // Nobody calls it off when the link is given up.
+    // The alarm is not cancelled when the link goes down.
     if (link_status_ != LCT_LINK_CONNECTING) {
         return;
     }
-    // The signal first: "connected" is the last word on a connection.
+    // The signal first: clients take "connected" for the end of connecting.
     link_status_ = LCT_LINK_CONNECTED;
     publish_signal();
     become(LCT_LINK_CONNECTED);

@@ -1,4 +1,4 @@
-// The modem and its link: what they are doing, and telling everyone.
+// The modem and its link: their state and its publication.
 #pragma once
 
 #include "wansim/settings.h"
@@ -9,9 +9,9 @@ namespace lterouter::tools {
 // On the worker's thread alone.
 class Modem {
 public:
-    // Keeps the parameters that other processes read the modem's state from.
+    // Stores the parameters from which other processes read the modem's state.
     explicit Modem(const Settings &settings);
-    // Takes back those that do not outlive the WAN manager.
+    // Removes those that are only valid while the WAN manager runs.
     ~Modem();
     Modem(const Modem &) = delete;
     Modem &operator=(const Modem &) = delete;

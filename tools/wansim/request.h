@@ -9,10 +9,10 @@
 
 namespace lterouter::tools {
 
-// Refused by whoever serves it.
+// The result of a refusal.
 constexpr int32_t kRefused = -1;
 
-// All there is to know; the worker's alone.
+// The whole state; used by the worker only.
 struct State {
     const Settings &settings;
     Modem *modem; // none in the SMS store
@@ -23,8 +23,8 @@ struct State {
     uint32_t messages; // in the SMS store
 };
 
-// What tells one request from another. A request that came synchronously is answered with the result,
-// and with what run puts behind it.
+// A request's properties. A synchronous request is answered with the result, and with what run puts
+// behind it.
 struct Request {
     const char *name;
     uint32_t msg_id;

@@ -18,7 +18,7 @@ namespace {
 // More than any client has room for.
 constexpr uint32_t kTooLong = 600;
 
-// Whatever is not in the table.
+// A request that is not in the table.
 constexpr Request kUnknown = {"unknown", 0, 0, 0, sizeof(int32_t), nullptr};
 
 const RequestTable &table_of(const Settings &settings)
@@ -51,7 +51,7 @@ void send_answer(ipc_msg_hdr *message, const Answer &answer)
     }
 }
 
-// The answer as the fault makes it.
+// The answer, changed by the fault.
 void send_faulty(ipc_msg_hdr *message, Answer *answer, const FaultRule &rule)
 {
     switch (rule.fault) {

@@ -1,4 +1,4 @@
-// What the command line says. Written before any thread starts, then only read.
+// The settings of the command line. Written before any thread starts, then only read.
 #pragma once
 
 #include "lte_sdk.h"
@@ -34,7 +34,7 @@ struct Settings {
     char operator_name[16] = "Northern Cell";
     uint32_t messages = 3; // in the SMS store
     FaultRules faults;
-    bool sms_store = false; // stand in for that instead
+    bool sms_store = false; // stand in for the SMS store instead
     bool list_requests = false;
     bool quiet = false;
 };

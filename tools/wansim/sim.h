@@ -1,4 +1,4 @@
-// The SIM card: whether it asks for its PIN, and what wrong tries do to it.
+// The SIM card: whether it asks for its PIN, and its states after wrong tries.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ public:
     Sim(SimState state, std::string_view pin, std::string_view puk);
 
     bool usable() const { return state_ == SimState::kUsable; }
-    // As the router's processes know it from the RAM store.
+    // The state's name in the RAM store.
     const char *status() const;
 
     // The right PIN unlocks the card too. Each returns the result for the client: 0, or why not.

@@ -52,7 +52,7 @@ int32_t get(uint32_t value, Answer *answer)
     return 0;
 }
 
-// Refuses what the modem does not know.
+// Refuses a value that the modem does not know.
 int32_t set(uint32_t *value, const Body &body, uint32_t count)
 {
     const auto wanted = body.record<uint32_t>();
@@ -114,8 +114,8 @@ int32_t modify_pin(State &state, const Body &body, Answer *)
                                          text_of(body, offsetof(lct_pin_change, new_pin)));
 }
 
-// Always with a whole result word, which lct_sim_set_pinen_req has no room for: nothing tells the
-// callers apart.
+// Always answered with a whole result word, for which lct_sim_set_pinen_req has no room: the request
+// does not tell which function sent it.
 int32_t set_pin_asking(State &state, const Body &body, Answer *)
 {
     return state.modem->sim().set_asking(body.record<uint8_t>() != 0);
