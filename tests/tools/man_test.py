@@ -152,7 +152,7 @@ class Pages(unittest.TestCase):
             if macro == "Cm":
                 command = flatten([macro, *words])
             elif item.startswith("Fl -timeout Ar SECONDS"):
-                in_pages[command] = re.search(r"(\d+) if it is not\sgiven", item).group(1)
+                in_pages[command] = re.search(r"the\sdefault\sis\s(\d+)", item).group(1)
         in_helps = {}
         for command, options in in_help("ltectl").items():
             if "--timeout SECONDS" in options:

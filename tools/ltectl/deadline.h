@@ -64,7 +64,7 @@ inline uint32_t g_timeout_seconds = 10;
 inline constexpr ValueType kTimeoutSeconds = {"a number of seconds from 1 to 400",
                                               parse_number_in<1, 400>};
 inline constexpr Option kLockTimeoutOption = {"timeout", "SECONDS",
-                                              "end when locks keep it waiting for longer (10)",
+                                              "give up after waiting that long for locks (10)",
                                               &kTimeoutSeconds, &g_timeout_seconds};
 
 // For the library's own time-outs: later than every deadline, even by the second that mkcondtimeout may

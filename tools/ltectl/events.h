@@ -60,7 +60,7 @@ void note_lost(const void *event, uint32_t *last);
 // Begins a line with the time, with --timestamps.
 inline bool g_timestamps = false;
 inline constexpr Option kTimestampsOption = {
-    "timestamps", nullptr, "begin each line with the time it came, in UTC", &kSwitch, &g_timestamps};
+    "timestamps", nullptr, "begin each line with the time of arrival, in UTC", &kSwitch, &g_timestamps};
 void add_time(Record &record, int64_t wall_clock_ms);
 
 } // namespace lterouter::tools

@@ -98,10 +98,10 @@ int request_link(const LinkRequest &request)
 } // namespace
 
 const Option kWaitOptions[] = {
-    {"wait", "SECONDS", "wait for the outcome no longer than that, and show it", &kSeconds,
+    {"wait", "SECONDS", "wait at most that long for the outcome, and show it", &kSeconds,
      &g_wait_seconds},
-    {"timeout", "SECONDS", "without --wait: end after that without an answer (10)", &kTimeoutSeconds,
-     &g_timeout_seconds},
+    {"timeout", "SECONDS", "without --wait: give up after that long without an answer (10)",
+     &kTimeoutSeconds, &g_timeout_seconds},
     {},
 };
 

@@ -124,7 +124,7 @@ int switch_interface(const lct_iface_status &status, const char *name)
 } // namespace
 
 const Option kDiagOptions[] = {
-    {"hidden", nullptr, "what is not for everybody too", &kSwitch, &g_hidden},
+    {"hidden", nullptr, "include confidential values", &kSwitch, &g_hidden},
     kTimeoutOption,
     {},
 };

@@ -125,8 +125,9 @@ int probe(const char *ip, const char *name, const Interface &interface)
 } // namespace
 
 const Option kNetProbeOptions[] = {
-    {"timeout", "MS", "wait for the answer, milliseconds (1000)", &kTimeout, &g_timeout_ms},
-    {"mac", "MAC", "who is to answer (who is in the ARP table)", &kExpectedMac, &g_expected},
+    {"timeout", "MS", "wait that many milliseconds for the answer (1000)", &kTimeout, &g_timeout_ms},
+    {"mac", "MAC", "the address that should answer (that in the ARP table)", &kExpectedMac,
+     &g_expected},
     {},
 };
 

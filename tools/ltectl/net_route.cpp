@@ -195,7 +195,7 @@ int change_defaults(const Change &change, char *const *operands)
 } // namespace
 
 const Option kNetRouteOptions[] = {
-    {"metric", "N", "the smaller, the better; del with 0: any (0)", &kMetric, &g_metric},
+    {"metric", "N", "a smaller one is preferred; del with 0: any (0)", &kMetric, &g_metric},
     {},
 };
 

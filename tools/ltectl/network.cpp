@@ -72,7 +72,7 @@ int show_channel()
 } // namespace
 
 const Option kScanOptions[] = {
-    {"timeout", "SECONDS", "end after that without an answer (180)", &kTimeoutSeconds,
+    {"timeout", "SECONDS", "give up after that long without an answer (180)", &kTimeoutSeconds,
      &g_search_seconds},
     {},
 };

@@ -11,12 +11,13 @@
 
 namespace lterouter::tools {
 
-inline constexpr Option kTimeoutOption = {"timeout", "SECONDS", "end after that without an answer (10)",
+inline constexpr Option kTimeoutOption = {"timeout", "SECONDS",
+                                          "give up after that long without an answer (10)",
                                           &kTimeoutSeconds, &g_timeout_seconds};
 
 inline constexpr Option kSubscribingTimeoutOption = {
-    "timeout", "SECONDS", "end when no subscription is answered by then (10)", &kTimeoutSeconds,
-    &g_timeout_seconds};
+    "timeout", "SECONDS", "give up after that long without an answer to a subscription (10)",
+    &kTimeoutSeconds, &g_timeout_seconds};
 
 struct Request {
     const Peer &peer;

@@ -305,7 +305,7 @@ int follow(Trace *trace)
 } // namespace
 
 const Option kTraceOptions[] = {
-    {"follow", nullptr, "go on with what is added, until Ctrl-C", &kSwitch, &g_follow, 'f'},
+    {"follow", nullptr, "continue with new entries, until Ctrl-C", &kSwitch, &g_follow, 'f'},
     {},
 };
 

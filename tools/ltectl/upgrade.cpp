@@ -337,8 +337,9 @@ int run(const Image &image)
 } // namespace
 
 const Option kUpgradeOptions[] = {
-    {"timeout", "SECONDS", "time that the modem has after the transfer (300)", &kSeconds, &g_timeout},
-    {"dry-run", nullptr, "check image and ports, and say what would be sent", &kSwitch, &g_dry_run},
+    {"timeout", "SECONDS", "time-out of the modem's part after the transfer (300)", &kSeconds,
+     &g_timeout},
+    {"dry-run", nullptr, "check image and ports, and show what would be sent", &kSwitch, &g_dry_run},
     {},
 };
 

@@ -60,7 +60,7 @@ constexpr Option kOptions[] = {
     {"restart", "MS", "time that the modem is gone after an upgrade (1000)", &kDelay,
      &g_settings.restart_ms},
     {"busy", "N", "status commands after an upgrade before it is done (0)", &kCount, &g_settings.busy},
-    {"fault", "PLACE=FAULT[:N]", "what goes wrong, and where; can be repeated", &kFaultRule,
+    {"fault", "PLACE=FAULT[:N]", "a fault, and where it happens; can be repeated", &kFaultRule,
      &g_settings.faults},
     {"quiet", nullptr, "print nothing but errors", &kSwitch, &g_quiet},
     {},
@@ -118,8 +118,8 @@ constexpr Command kRoot = {
         "image and restarts. SIGINT or SIGTERM ends it.\n"
         "Places of a fault: start and status (the AT commands), begin, a piece's number, end.\n"
         "Faults, N being times (1): failed, fatal, wrong-index, behind, partial, garbage, silent,\n"
-        "error; N being milliseconds: late (2500), vanish, reboot, stall, short (1000). An AT command\n"
-        "knows error, silent, late, vanish and reboot; the begin command not stall and short.",
+        "error; N being milliseconds: late (2500), vanish, reboot, stall, short (1000). AT commands\n"
+        "have error, silent, late, vanish and reboot; the begin command has no stall and short.",
     .run = run,
     .options = kOptions,
 };
