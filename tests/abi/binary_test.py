@@ -1,4 +1,4 @@
-"""What the finished library is made of. usage: binary_test.py LIBRARY EXPORTS_MAP INCLUDE_DIR"""
+"""Symbols, dependencies and sections of the finished library. usage: binary_test.py LIBRARY EXPORTS_MAP INCLUDE_DIR"""
 
 import os
 import pathlib

@@ -1,6 +1,6 @@
-/* Checks for programs that have libc alone. Each check is counted; one that does not hold is told, with
- * its place, on the standard error output, and makes the program fail. Only the main thread of a
- * program's first process checks. */
+/* Checks for programs that use libc only. Each check is counted; a failed one is printed with its
+ * source position on standard error, and makes the program fail. Only for the main thread of a
+ * program's first process. */
 #ifndef CHECK_H
 #define CHECK_H
 

@@ -1,4 +1,4 @@
-/* Processes beside the program's own. */
+/* Child processes. */
 #ifndef CHILD_H
 #define CHILD_H
 

@@ -1,4 +1,4 @@
-/* The allocation layer as it is shipped: malloc and free, and inert entry points. */
+/* The allocation layer without a tracing allocator: malloc and free, and inert entry points. */
 #include "lc_mem.h"
 
 #include "check.h"

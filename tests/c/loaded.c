@@ -1,6 +1,5 @@
-/* The library as a plug-in or a script has it: loaded by dlopen, used from several threads, closed
- * again. The allocation layer is this program's, where the library's own calls arrive. usage: loaded
- * LIBRARY */
+/* The library as a plug-in or a script uses it: loaded by dlopen, used from several threads, closed
+ * again. The program interposes the allocation layer. usage: loaded LIBRARY */
 #include "lc_ipc_msg.h"
 #include "lc_list.h"
 #include "lc_mem.h"

@@ -1,4 +1,4 @@
-/* What the client has under /proc: interface counters and the control files of the LEDs. */
+/* The client's files under /proc: interface counters and the control files of the LEDs. */
 #include "lte_sdk.h"
 
 #include "check.h"

@@ -1,4 +1,4 @@
-/* The client's requests to the WAN manager: what it is sent, and what becomes of its answers. */
+/* The client's requests to the WAN manager: the messages sent, and the handling of answers. */
 #include "lc_nv.h"
 
 #include "module.h"

@@ -1,4 +1,4 @@
-/* A clock that nobody sets. */
+/* A clock that cannot be set. */
 #ifndef MILLISECONDS_H
 #define MILLISECONDS_H
 

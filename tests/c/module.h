@@ -1,6 +1,6 @@
-/* A module of the router in a process of its own, with a plain socket at its address: it answers every
- * request as it was told to, and remembers the last message. A test tells and asks it over a plain
- * socket too, so that nothing depends on what is tested. */
+/* A module of the router in a process of its own, with a plain socket at its address: it gives a chosen
+ * answer to every request, and stores the last message. A test controls it over a plain socket too, so
+ * that nothing depends on the code under test. */
 #ifndef MODULE_H
 #define MODULE_H
 

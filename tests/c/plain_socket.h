@@ -1,5 +1,5 @@
-/* A module of the router that does without the library: what it sends and gets is the wire format
- * itself, in the machine's own byte order. */
+/* A module of the router that does not use the library: it sends and receives the wire format, in the
+ * machine's byte order. */
 #ifndef PLAIN_SOCKET_H
 #define PLAIN_SOCKET_H
 

@@ -1,4 +1,4 @@
-/* Numbers that look random, and are the same in every run. */
+/* Pseudo-random numbers, the same in every run. */
 #ifndef RANDOM_H
 #define RANDOM_H
 

@@ -1,5 +1,5 @@
-/* What becomes of waits when the wall clock jumps. Sets the clock of the machine, so it runs only on
- * one that is made for it: tests/clock/own_machine.
+/* The behaviour of waits when the wall clock jumps. Sets the clock of the machine, so it runs only on a
+ * virtual machine of its own: tests/clock/own_machine.
  *
  * In each case three threads wait with a time-out at once: for the response to a request, for a message
  * in an empty queue, and for room in a full one; a fourth waits for a message without a limit. Then the

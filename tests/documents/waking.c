@@ -1,4 +1,4 @@
-/* Every wait without a limit ends after 1 ms, for nothing: POSIX lets any do so. */
+/* Every wait without a limit ends after 1 ms by a spurious wake-up, which POSIX allows. */
 #include <pthread.h>
 #include <time.h>
 

@@ -1,5 +1,6 @@
-/* What a router does in months, in one go: a publisher and its subscribers, each a process of its own,
- * exchange messages, requests and notifications, start and stop timers, read and write parameters.
+/* The operations of a router in months, in one run: a publisher and its subscribers, each a process of
+ * its own, exchange messages, requests and notifications, start and stop timers, read and write
+ * parameters.
  *
  * usage: mixed_operations [OPERATIONS]
  *   OPERATIONS  of all processes together; 20000 when it is not given

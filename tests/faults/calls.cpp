@@ -51,7 +51,7 @@ static void *run_library_thread(void *started)
     return own.routine(own.argument);
 }
 
-// What takes the place of a path or command of the caller's; kept for good.
+// A copy that replaces a path or command of the caller; never freed.
 static const char *in_place_of(const char *path)
 {
     if (!on_caller()) {

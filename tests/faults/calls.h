@@ -1,5 +1,5 @@
-// Takes over every call of libc that can fail and that the library makes, and its allocation layer:
-// each counts itself and fails on demand. Those that cannot fail are listed at the end.
+// Interposes every libc function that the library calls and that can fail, and its allocation layer:
+// each counts its calls and fails on demand. Those that cannot fail are listed at the end.
 #pragma once
 
 #include "run.h"

@@ -1,9 +1,9 @@
 // Each call that a function of the library makes fails once.
 //
-// A scenario runs once untouched, which shows what it calls; then once for every one of these calls and
-// every way in which it can fail. Each run is a process of its own, so that what a failure damages is
-// seen in that run alone. What must come of a failure stands in the scenario's rules; where none
-// applies, the failure must not be seen: the same result, and no line that is not there otherwise.
+// A scenario runs once without a failure, which records its calls; then once for each of these calls
+// and each way in which it can fail. Each run is a process of its own, so that the damage of a failure
+// is limited to that run. The scenario's rules state the effects of a failure; where none applies, the
+// failure must have no effect: the same result, and no additional log line.
 // A failure keeps nothing of what it has taken. Then the same must work on the same objects when
 // another thread does it, to which a lock that is still held would show. In the end nothing may be
 // left.

@@ -1,6 +1,6 @@
-// Counts the blocks that a run takes from the heap and does not give back, and makes an allocation
-// fail. AddressSanitizer owns the heap: it tells of the blocks, and nothing fails. ThreadSanitizer
-// tells of none where it could be asked: none is counted.
+// Counts the blocks that a run allocates and does not free, and makes an allocation fail. With
+// AddressSanitizer the blocks come from its report, and no allocation fails. With ThreadSanitizer
+// blocks are not counted.
 #pragma once
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// What comes of failing calls in the file helpers: the wrappers give back exactly what the call gives.
+// Effects of failing calls in the file helpers: a wrapper returns exactly what the call returns.
 #include "harness.h"
 
 #include "lc_file.h"

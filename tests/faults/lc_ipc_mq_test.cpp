@@ -1,4 +1,4 @@
-// What comes of failing calls in the message queues.
+// Effects of failing calls in the message queues.
 #include "harness.h"
 
 #include "lc_ipc_mq.h"

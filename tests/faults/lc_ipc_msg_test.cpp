@@ -1,4 +1,4 @@
-// What comes of failing calls in the messaging endpoint.
+// Effects of failing calls in the messaging endpoint.
 #include "receive.h"
 
 #include "lc_ipc_msg.h"

@@ -1,4 +1,4 @@
-// What comes of failing calls in the logger.
+// Effects of failing calls in the logger.
 #include "harness.h"
 
 #include "lc_log.h"

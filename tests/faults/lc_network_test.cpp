@@ -1,4 +1,4 @@
-// What comes of failing calls in the network helpers.
+// Effects of failing calls in the network helpers.
 #include "harness.h"
 
 #include "lc_network.h"

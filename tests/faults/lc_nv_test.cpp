@@ -1,6 +1,6 @@
-// What comes of failing calls in the parameter stores. They report little: what cannot be read is
-// missing, and what cannot be written, locked or cut is not noticed. So the results also show what the
-// files hold.
+// Effects of failing calls in the parameter stores. They report little: an unreadable parameter counts
+// as missing, and failures to write, lock or truncate are not detected. So the results include the
+// files' contents.
 #include "harness.h"
 
 #include "lc_nv.h"

@@ -1,4 +1,4 @@
-// What comes of failing calls in the process and thread helpers.
+// Effects of failing calls in the process and thread helpers.
 #include "harness.h"
 
 #include "lc_pthread.h"

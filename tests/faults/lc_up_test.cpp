@@ -1,5 +1,5 @@
-// What comes of failing calls in the modem upgrade. What the modem has answered is there at once, and
-// no time passes.
+// Effects of failing calls in the modem upgrade. The modem's answers are available at once, and no time
+// passes.
 #include "harness.h"
 
 #include "lc_up.h"

@@ -1,4 +1,4 @@
-// What comes of failing calls in the client of the WAN manager.
+// Effects of failing calls in the client of the WAN manager.
 #include "receive.h"
 
 #include "lc_nv.h"

@@ -1,4 +1,4 @@
-// What comes of failing calls on the endpoint's receive thread, whatever is made of the message.
+// Effects of failing calls on the endpoint's receive thread, for every kind of message.
 #pragma once
 
 #include "harness.h"

@@ -1,5 +1,5 @@
-// One run of a scenario: which calls are counted, which of them fails, and what the run leaves to the
-// process that judges it. Runs are processes of their own, so this lies in memory that they share.
+// One run of a scenario: which calls are counted, which of them fails, and the results for the process
+// that evaluates it. Each run is a process of its own, so this is in shared memory.
 #pragma once
 
 #include "heap.h"

@@ -1,4 +1,4 @@
-// What comes of failing calls in the timer service.
+// Effects of failing calls in the timer service.
 #include "harness.h"
 
 #include "sdk_timer.h"

@@ -1,4 +1,4 @@
-// What comes of failing calls in the families below the others: memory, lists, hash tables, text.
+// Effects of failing calls in the lowest families: memory, lists, hash tables, strings.
 #include "harness.h"
 
 #include "lc_hashtab.h"

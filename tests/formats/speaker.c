@@ -1,4 +1,4 @@
-/* Shows the bytes that no tool does, one line of hexadecimal digits each.
+/* Prints the bytes that no tool prints, one line of hexadecimal digits each.
  *
  *   short            the short form of a message with the body "body"
  *   names            the names of the modules' sockets, one a line

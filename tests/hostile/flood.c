@@ -1,5 +1,5 @@
-/* A module of the router among neighbours that mean it harm: sixteen processes flood its endpoint with
- * whatever a datagram can be, while four of its threads go on asking an honest peer.
+/* A module of the router under attack: sixteen processes flood its endpoint with datagrams of every
+ * kind, while four of its threads make requests to an honest peer.
  *
  * usage: flood [DATAGRAMS]
  *   DATAGRAMS  of all flooders together; 20000 when it is not given

@@ -1,5 +1,5 @@
-// What neighbours can and cannot do to an endpoint, and what it can do to itself. The floods are in
-// flood.c.
+// Attacks of other processes on an endpoint, and deadlocks of an endpoint with itself. The floods are
+// in flood.c.
 
 #include "support/endpoint.h"
 

@@ -1,4 +1,4 @@
-// What counts as a file and what as a directory; every answer is noted.
+// What counts as a file and what as a directory; every result is logged.
 
 #include "lc_file.h"
 #include "support/file_notes.h"

@@ -1,4 +1,4 @@
-// With bad arguments a wrapper notes it once, under its own name, and makes no call.
+// With bad arguments a wrapper logs one message with its own name, and makes no call.
 
 #include "lc_file.h"
 #include "support/file_notes.h"

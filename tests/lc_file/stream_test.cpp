@@ -1,4 +1,4 @@
-// With good arguments a wrapper gives what the call gives, success or failure, and notes nothing.
+// With good arguments a wrapper returns what the call returns, success or failure, and logs nothing.
 
 #include "lc_file.h"
 #include "support/file_notes.h"

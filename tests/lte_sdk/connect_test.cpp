@@ -1,4 +1,4 @@
-// Asking for the link and giving it up.
+// Connecting and disconnecting.
 #include "lc_ipc_msg.h"
 #include "support/client.h"
 

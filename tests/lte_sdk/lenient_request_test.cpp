@@ -1,4 +1,4 @@
-// The requests for which being delivered is enough.
+// The requests that succeed when they are delivered.
 #include "support/sync_requests.h"
 
 #include <gtest/gtest.h>

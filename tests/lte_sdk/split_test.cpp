@@ -1,4 +1,4 @@
-// Cutting the text between two separators out of another.
+// Copying the text between two separators.
 #include "lte_sdk.h"
 #include "support/guarded.h"
 #include "support/trace_file.h"

@@ -1,4 +1,4 @@
-// Start-up steps that really fail, and what stays in place.
+// Start-up steps that fail for real, and the state that remains.
 #include "lc_ipc_mq.h"
 #include "lc_ipc_msg.h"
 #include "support/client.h"

@@ -1,4 +1,4 @@
-// What start-up keeps.
+// State that start-up stores.
 #include "lte_sdk/core.h"
 
 #include "lc_ipc_mq.h"

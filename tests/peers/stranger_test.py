@@ -1,4 +1,4 @@
-"""The endpoint among processes that this project did not write. usage: stranger_test.py SERVER CLIENT"""
+"""The endpoint with peers that do not use the library. usage: stranger_test.py SERVER CLIENT"""
 
 import random
 import subprocess

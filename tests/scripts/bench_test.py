@@ -1,4 +1,4 @@
-"""What scripts/bench makes of figures and counts. usage: bench_test.py PROJECT"""
+"""The evaluation of figures and counts by scripts/bench. usage: bench_test.py PROJECT"""
 
 import contextlib
 import io

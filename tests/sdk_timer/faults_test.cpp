@@ -1,5 +1,4 @@
-// List operations that fail: what is said, what is given, and that the thread ends where its list
-// cannot be trusted any more.
+// List operations that fail: messages, results, and that the thread ends when its list is inconsistent.
 
 #include "support/counted_memory.h"
 #include "support/error_log.h"

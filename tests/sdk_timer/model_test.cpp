@@ -1,5 +1,5 @@
-// The service against a model that knows nothing of deltas: each timer expires at a tick counted from
-// the beginning, and among those of one tick in the order in which they were put there.
+// The service against a model without deltas: each timer expires at an absolute tick, and timers of one
+// tick in the order in which they were inserted.
 
 #include "support/counted_memory.h"
 #include "support/timers.h"

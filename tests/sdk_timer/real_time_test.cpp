@@ -1,4 +1,4 @@
-// The service as it is, on the clock.
+// The service in real time.
 
 #include "sdk_timer.h"
 #include "support/interpose.h"

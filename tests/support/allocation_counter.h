@@ -1,6 +1,6 @@
-// Counts what the process takes from the heap, and makes the n-th allocation fail. Include it in one
-// source file of a test program: it takes over malloc, calloc and realloc, or, under a sanitizer, which
-// has taken them over already, listens to the sanitizer's own hook; then nothing can be made to fail.
+// Counts the allocations of the process, and makes the n-th one fail. Include it in one source file of
+// a test program: it interposes malloc, calloc and realloc. Under a sanitizer, which interposes them
+// itself, it uses the sanitizer's hook and cannot make an allocation fail.
 #pragma once
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// An access point record as its table of offsets has it, built without the structure.
+// An access point record as bytes, built from a table of offsets and not from the structure.
 #pragma once
 
 #include "support/messages.h"

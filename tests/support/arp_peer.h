@@ -1,5 +1,5 @@
-// A neighbour that answers the next ARP request as it was told to: arp_peer.py, which does without the
-// library. For programs that are given PYTHON and ARP_PEER, the script's path.
+// A neighbour that gives a chosen answer to the next ARP request: arp_peer.py, which does not use the
+// library. For programs with the definitions PYTHON and ARP_PEER, the script's path.
 #pragma once
 
 #include "support/neighbour.h"

@@ -1,4 +1,4 @@
-// Bytes that tell their places apart.
+// Test data whose bytes show their positions.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Processes beside the test's own.
+// Child processes of a test.
 #pragma once
 
 #include <csignal>

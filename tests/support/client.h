@@ -1,4 +1,4 @@
-// A started LTE client and what surrounds it.
+// A started LTE client and its environment.
 #pragma once
 
 #include "lte_sdk.h"
@@ -11,7 +11,7 @@
 
 namespace testing_support {
 
-// A host that takes no notice of its events. It has a callback, since without one every response that
+// A host that ignores its events. It has a callback, since without one every response that
 // arrives leaves a line in the trace file.
 inline const lct_config kClientConfig = {{}, [](const lct_event *) { return uint32_t{0}; }};
 

@@ -1,5 +1,5 @@
-// Takes over the library's allocation layer: notes every call, counts the blocks in use, makes the n-th
-// allocation fail. For programs that are linked with the shared library.
+// Interposes the library's allocation layer: records every call, counts the blocks in use, makes the
+// n-th allocation fail. For programs that are linked with the shared library.
 #pragma once
 
 #include "lc_mem.h"

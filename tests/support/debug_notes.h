@@ -1,4 +1,4 @@
-// What the library notes at debug level, seen by a listener in the log daemon's place.
+// The library's debug messages, received by a listener in the place of the log daemon.
 #pragma once
 
 #include "lc_log.h"

@@ -1,4 +1,4 @@
-// The ERROR lines of this process, as the system's log daemon gets them.
+// The ERROR messages of this process, received in the place of the log daemon.
 #pragma once
 
 #include "lc_log.h"

@@ -1,5 +1,5 @@
-// Waiting for what another thread or process is about to do. Only for what must come true: a test that
-// something does not happen needs an event behind which it would have happened.
+// Waiting for another thread or process. Only for events that must happen: a test that something does
+// not happen needs a later event, before which it would have happened.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// What the file helpers note in the log.
+// Log messages of the file helpers.
 #pragma once
 
 #include "support/debug_notes.h"

@@ -1,4 +1,4 @@
-// A record between guard bytes, all of it filled before the code under test gets it.
+// A record between guard bytes, filled with a pattern before the code under test gets it.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
-// Taking over a call that the shared library makes: a test program defines the function, and this finds
-// the real one behind it.
+// Interposing a function that the shared library calls: a test program defines it, and this finds the
+// real one.
 #pragma once
 
 #include <dlfcn.h>
 
-// Before a function that a header takes over: each source file of a program may include the header, and
+// Before a function that a header interposes: each source file of a program may include the header, and
 // the linker keeps one of the definitions.
 #define TAKES_OVER [[gnu::weak]]
 

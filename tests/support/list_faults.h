@@ -1,4 +1,4 @@
-// Takes over the library's list operations, to make them fail. For programs that are linked with the
+// Interposes the library's list operations to make them fail. For programs that are linked with the
 // shared library.
 #pragma once
 

@@ -1,6 +1,6 @@
-// Processes that each have a parameter locked and want another's: a deadlock, unless it is different
-// threads that have and want. Counts what the kernel refuses, and holds a reader up. For the one source
-// file of a program that is linked with the shared library.
+// Processes that each hold the lock of a parameter and request that of another: a deadlock, or with
+// different threads only one that the kernel reports. Counts the refusals (EDEADLK), and can delay a
+// reader. For one source file of a program that is linked with the shared library.
 #pragma once
 
 #include "support/child_process.h"

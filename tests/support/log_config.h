@@ -11,7 +11,7 @@ namespace testing_support {
 
 constexpr char kLogConfigPath[] = LC_LOG_CONFIG_FILE;
 
-// Stands where the system's file would, until the scope is left.
+// In the place of the system's file until the end of the scope.
 class LogConfig {
 public:
     explicit LogConfig(const std::string &content) { write_text(kLogConfigPath, content); }

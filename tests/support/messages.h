@@ -1,4 +1,4 @@
-// Messages as modules make them, and datagrams as anybody may make them.
+// Messages as modules build them, and arbitrary datagrams.
 #pragma once
 
 #include "lc_ipc_msg.h"

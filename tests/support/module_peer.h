@@ -1,5 +1,4 @@
-// A module of the router as a bare socket, without the library: what it sends and receives is the wire
-// format itself.
+// A module of the router as a plain socket, without the library: it sends and receives the wire format.
 #pragma once
 
 #include "lc_ipc_msg.h"

@@ -1,5 +1,5 @@
-// A neighbour on a cable of its own: a pair of interfaces, of which one end is here and the other in a
-// network namespace that has nothing else.
+// A neighbour on a virtual cable: a pair of interfaces, one here and the other in a network namespace
+// of its own.
 #pragma once
 
 #include "support/child_process.h"

@@ -1,4 +1,4 @@
-// Takes over the calls that the network helpers make: notes their arguments and makes them fail. For
+// Interposes the system calls of the network helpers: records their arguments and makes them fail. For
 // programs that are linked with the shared library.
 #pragma once
 

@@ -1,4 +1,4 @@
-// What the network helpers note in the log.
+// Log messages of the network helpers.
 #pragma once
 
 #include "support/debug_notes.h"

@@ -1,5 +1,5 @@
-// What becomes of a parameter's two copies, whatever bytes they hold, told independently of the
-// library.
+// The expected result of the repair for a parameter's two copies with any contents, computed without
+// the library.
 #pragma once
 
 #include "support/parameter_files.h"

@@ -1,4 +1,4 @@
-// A persistent parameter store that nobody has started yet: its folder and a file of defaults.
+// A persistent parameter store before nvm_init: its directory and a defaults file.
 #pragma once
 
 #include "lc_nv.h"

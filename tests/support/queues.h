@@ -1,4 +1,4 @@
-// Queues and what is in them.
+// Queues and their contents.
 #pragma once
 
 #include "lc_ipc_mq.h"

@@ -1,5 +1,5 @@
-// A peer that does without the library: a datagram socket with the address of its choice. It makes its
-// calls past those that a test program takes over from the library.
+// A peer that does not use the library: a datagram socket with a chosen address. Its system calls
+// bypass those that a test program interposes.
 #pragma once
 
 #include "support/messages.h"

@@ -1,5 +1,5 @@
-// A file system of the test's own over a folder, for as long as the object lives. Nobody outside the
-// test's sandbox sees it.
+// A file system of the test, mounted over a directory during the object's lifetime; visible only in the
+// test's sandbox.
 #pragma once
 
 #include <gtest/gtest.h>

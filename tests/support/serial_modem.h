@@ -1,6 +1,5 @@
-// A modem behind the system calls that are made for its two ports: each call is noted, what is read is
-// scripted, and no time passes. For programs that are linked with the
-// shared library.
+// A modem simulated by interposing the system calls on its two ports: each call is recorded, the input
+// is scripted, and no time passes. For programs that are linked with the shared library.
 #pragma once
 
 #include "support/child_process.h"

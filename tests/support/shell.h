@@ -1,4 +1,4 @@
-// Commands of the system beside the test.
+// Shell commands of a test.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// Which thread takes a signal to the process: one that the library has started, or the one that started
-// it.
+// Finds out which thread receives a signal to the process: one that the library has started, or the one
+// that started it.
 #pragma once
 
 #include "support/eventually.h"

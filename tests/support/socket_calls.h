@@ -1,5 +1,5 @@
-// Takes over the socket calls that an endpoint makes: notes their arguments and makes them fail. For
-// programs that are linked with the shared library.
+// Interposes the socket calls of an endpoint: records their arguments and makes them fail. For programs
+// that are linked with the shared library.
 #pragma once
 
 #include "support/eventually.h"

@@ -1,4 +1,4 @@
-// What a call prints to standard output.
+// Captures what a call prints to standard output.
 #pragma once
 
 #include <gtest/gtest.h>

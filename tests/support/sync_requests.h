@@ -1,4 +1,4 @@
-// Synchronous requests to a WAN manager that answers, keeps silent or is not there. Takes over
+// Synchronous requests to a WAN manager that answers, does not answer or does not run. Interposes
 // ipc_msg_send_syn.
 #pragma once
 

@@ -1,4 +1,4 @@
-// The system's log daemon, as far as a process that logs can tell: a datagram socket on /dev/log.
+// A stand-in for the system's log daemon: a datagram socket on /dev/log.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Whole files as text, and texts whose line numbers do not matter.
+// Reading whole files as text, and texts with line numbers removed.
 #pragma once
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// The ticks of a thread that sleeps between them, given by hand: nobody waits for time to pass.
+// Manual ticks for a thread that sleeps between ticks, so that no time has to pass.
 #pragma once
 
 #include <chrono>

@@ -1,5 +1,5 @@
-// Takes over what the timer service stands on: its sleep, its thread and its clock. Shows the lists
-// that it keeps.
+// Interposes the calls that the timer service uses: its sleep, its thread and its clock. Gives access
+// to its lists.
 #pragma once
 
 #include "lc_list.h"

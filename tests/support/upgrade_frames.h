@@ -1,4 +1,4 @@
-// The frames of an upgrade, byte by byte: written down a second time, without the library.
+// The frames of an upgrade, byte by byte: an independent second implementation.
 #pragma once
 
 #include "support/bytes.h"

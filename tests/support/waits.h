@@ -1,5 +1,5 @@
-// Takes over the library's condition variables: tells who sleeps and who was signalled, and wakes
-// sleepers for no reason.
+// Interposes the library's condition variables: tells which threads wait and which were signalled, and
+// causes spurious wake-ups.
 #pragma once
 
 #include "lc_pthread.h"

@@ -1,4 +1,4 @@
-"""What both tools make of their command lines."""
+"""Parsing of the tools' command lines."""
 
 import os
 import re

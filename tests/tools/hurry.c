@@ -1,5 +1,5 @@
-/* Preloaded into a program, shortens what the library waits for: an upgrade's pauses are for a modem's
- * flash. Where an answer is waited for there is time enough left for a loaded machine. */
+/* Preloaded into a program, shortens the library's pauses in an upgrade, which are for a modem's flash.
+ * The waits for answers remain long enough for a loaded machine. */
 #include <sys/select.h>
 #include <time.h>
 #include <unistd.h>

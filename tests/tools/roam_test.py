@@ -1,4 +1,4 @@
-"""ltectl roam, and what every command does about a WAN manager that is not as it should be."""
+"""ltectl roam, and the behaviour of every command with a WAN manager that misbehaves."""
 
 import json
 import os

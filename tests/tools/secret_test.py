@@ -1,4 +1,4 @@
-"""PINs that no other process is to see: from a prompt without echo, and from standard input."""
+"""PINs that no other process may see: from a prompt without echo, and from standard input."""
 
 import fcntl
 import os

@@ -1,4 +1,4 @@
-"""ltectl trace. What is to be seen is written, and renamed, by the library.
+"""ltectl trace, with trace files that the library writes and renames.
 
 usage: trace_test.py LTECTL WANSIM TRACE_WRITER"""
 

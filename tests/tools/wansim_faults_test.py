@@ -1,4 +1,4 @@
-"""wansim misbehaving as it was told to."""
+"""The faults of wansim."""
 
 import signal
 import time
