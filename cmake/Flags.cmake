@@ -1,5 +1,5 @@
-# What every target of the project is compiled and linked with, and the extra rules for code that
-# must run without the C++ run time.
+# Compile and link options of every target of the project, and those of code that must run without the C++ run
+# time.
 
 option(LTEROUTER_WERROR "Warnings are errors" ${PROJECT_IS_TOP_LEVEL})
 if(LTEROUTER_WERROR)
@@ -40,13 +40,13 @@ if(LTEROUTER_COVERAGE)
 endif()
 
 # Exceptions, type information and guarded statics would pull in libstdc++, which the router lacks.
-# The stacks of a router's threads are small; sanitizers and unoptimised code widen frames.
+# The stacks of a router's threads are small; with sanitizers or without optimisation frames are larger.
 if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT LTEROUTER_SANITIZE)
     set(lterouter_frame_limit -Wframe-larger-than=8192)
 endif()
 
-# What is shipped is the same bytes whatever folder it was built in: it names its files as they stand in the
-# tree. Debug builds keep the paths, by which a debugger finds the files from anywhere.
+# Reproducible builds: paths of source files are relative to the tree. Debug builds keep absolute paths, so that a
+# debugger finds the files from anywhere.
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     set(lterouter_same_everywhere
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=./ -ffile-prefix-map=${CMAKE_BINARY_DIR}=.

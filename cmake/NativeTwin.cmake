@@ -1,7 +1,7 @@
 # lterouter_native_twin(TARGET...)
-# Has a cross-compiling build build these programs for this machine too, from the same sources, in
-# PROJECT_BINARY_DIR/native, and sets LTEROUTER_NATIVE_<TARGET> to where each stands. The programs must be
-# known to the build already.
+# Makes a cross-compiling build also build these programs for this machine, from the same sources, in
+# PROJECT_BINARY_DIR/native, and sets LTEROUTER_NATIVE_<TARGET> to the path of each. The programs must be defined
+# already.
 function(lterouter_native_twin)
     set(twin ${PROJECT_BINARY_DIR}/native)
     add_custom_command(OUTPUT ${twin}/CMakeCache.txt

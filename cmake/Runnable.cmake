@@ -1,6 +1,6 @@
 # lterouter_runnable(TARGET)
-# Sets LTEROUTER_RUN_<TARGET> to what starts the program by its path alone: the program itself, or a script
-# that has it emulated or watched, for those who start it (a shell, another program) know nothing of that.
+# Sets LTEROUTER_RUN_<TARGET> to a path that starts the program: the program itself, or a script that runs it in an
+# emulator or under valgrind, so that a shell or another program can start it without options.
 macro(lterouter_runnable target)
     if(CMAKE_CROSSCOMPILING OR LTEROUTER_TEST_LAUNCHER)
         set(LTEROUTER_RUN_${target} ${PROJECT_BINARY_DIR}/launched/${target} CACHE INTERNAL "")

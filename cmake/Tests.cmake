@@ -1,5 +1,5 @@
-# Sets LTEROUTER_WITH_TESTS. AUTO leaves all tests out where one of the packages that they are built with is
-# missing, so that the library and the tools need none of those; ON, as scripts/test has it, fails there instead.
+# Sets LTEROUTER_WITH_TESTS. AUTO builds no tests when one of the packages that they need is missing, so that the
+# library and the tools can be built without those; ON, which scripts/test uses, fails instead.
 set(lterouter_tests_default OFF)
 if(PROJECT_IS_TOP_LEVEL)
     set(lterouter_tests_default AUTO)

@@ -1,4 +1,4 @@
-// The WAN manager's answers to the requests of the LTE client, held against what each request is to
+// The WAN manager's answers to the requests of the LTE client, compared with what each request is to
 // make of them. Input: a byte for the request, a byte of choices, and the answer's body.
 #include "lc_ipc_msg/receive.h"
 #include "lc_ipc_msg/registry.h"
@@ -75,7 +75,7 @@ void serve()
     require(respond(header) == IPC_SUCCESS, "somebody waits for the answer");
 }
 
-// ---- What is made of the answer ----
+// ---- Handling of the answer ----
 
 bool arrives(size_t room) { return !g_is_silent && g_body.size() <= room; }
 
@@ -242,7 +242,7 @@ void run(uint8_t request, uint32_t room)
 
 } // namespace
 
-// No time passes: the answer is there at once, or never comes.
+// No time passes: the answer is available at once, or never.
 extern "C" int pthread_cond_timedwait(pthread_cond_t *, pthread_mutex_t *mutex, const timespec *)
 {
     if (g_is_silent) {

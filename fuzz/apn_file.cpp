@@ -1,4 +1,4 @@
-// Looking an operator's access point up in a list file, held against the same lookup in memory. Input:
+// Looking an operator's access point up in a list file, compared with the same lookup in memory. Input:
 // the operator's code up to the first line feed, the file.
 #include "apn_record.h"
 #include "served_file.h"

@@ -1,4 +1,4 @@
-// Access points out of a list in a string, and the pieces of a string, each held against the same in
+// Access points out of a list in a string, and the pieces of a string, each compared with the same in
 // memory. Input: a byte of choices; the list, or the separator up to the first line feed and the
 // string.
 #include "apn_record.h"

@@ -1,4 +1,4 @@
-// Log modules out of the configuration file, held against the same lookup in memory, and a message of
+// Log modules out of the configuration file, compared with the same lookup in memory, and a message of
 // such a module. Input: the module's number up to the first line feed, the file.
 #include "lc_log/print.h"
 #include "served_file.h"

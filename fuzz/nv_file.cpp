@@ -1,4 +1,4 @@
-// Looking a parameter up in a file, held against the same lookup in memory. Input: a byte of choices,
+// Looking a parameter up in a file, compared with the same lookup in memory. Input: a byte of choices,
 // the name up to the first line feed, the file.
 #include "lc_nv.h"
 #include "parameter_text.h"

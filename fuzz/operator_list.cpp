@@ -1,5 +1,5 @@
-// Printing the operator list that a search left in the RAM store, held against the same in memory.
-// Input: the parameter's file.
+// Printing the operator list that a search left in the RAM store, compared with an implementation in
+// memory. Input: the parameter's file.
 #include "lc_nv.h"
 #include "lte_sdk/core.h"
 #include "printed.h"

@@ -1,5 +1,5 @@
-// A file that the library opens by a path of its own, out of memory. Takes over a call of libc: for the
-// one source file of a target.
+// A file in memory in the place of one that the library opens by a fixed path. Interposes a libc
+// function: for one source file of a target.
 #pragma once
 
 #include "support.h"

@@ -1,5 +1,5 @@
-// The comparisons of strings and the splitting of numbers, held against the same in memory. Input: the
-// separator; two strings, the first up to a line feed.
+// The comparisons of strings and the splitting of numbers, compared with an implementation in memory.
+// Input: the separator; two strings, the first up to a line feed.
 #include "lc_string.h"
 #include "support.h"
 

@@ -1,4 +1,4 @@
-// What the fuzz targets share: claims about what the library did, input in pieces, and whole files.
+// Shared by the fuzz targets: assertions, splitting of the input, and reading of files.
 #pragma once
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 // What a modem answers: judging a response, exchanging a frame for one, and taking the reply to an AT
-// command, each held against the same decision in memory. Input: a byte of choices, then what the port
+// command, each compared with the same decision in memory. Input: a byte of choices, then what the port
 // has for each read: a length, 0 for silence, and the bytes. No time passes.
 #include "lc_up.h"
 #include "support.h"

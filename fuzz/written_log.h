@@ -1,5 +1,5 @@
-// Log messages that are put together as for syslog, which would read beyond a text that is not ended,
-// and go nowhere. Takes over a call of libc: for the one source file of a target.
+// Formats log messages like syslog, so that a text without a terminator is noticed, and drops them.
+// Interposes a libc function: for one source file of a target.
 #pragma once
 
 #include "lc_log.h"

@@ -1,4 +1,4 @@
-# What the project is built for and tested as. Sourced by the other scripts.
+# The targets. Sourced by the other scripts.
 # shellcheck shell=bash disable=SC2034
 
 targets=(native asan tsan valgrind coverage mips musl mips-musl mips16-musl)
@@ -24,7 +24,7 @@ list_targets() {
     done
 }
 
-# Ends the script that was given a name that is none.
+# Ends the script with an error message for an unknown target.
 require_targets() {
     local target
     for target in "$@"; do

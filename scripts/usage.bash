@@ -1,4 +1,4 @@
-# How a script tells its usage: what its head says. Sourced by the other scripts.
+# Prints the usage of a script from the comment at its head. Sourced by the other scripts.
 # shellcheck shell=bash
 
 # print_usage SCRIPT: the comment at its head, without the marks.

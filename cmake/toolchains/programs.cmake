@@ -1,4 +1,4 @@
-# Finds a program of a toolchain, or says which package brings it.
+# Finds a program of a toolchain, or fails with the name of its package.
 function(lterouter_toolchain_program variable program package)
     find_program(${variable} ${program})
     if(NOT ${variable})
