@@ -44,7 +44,7 @@ int explain_init(bool marked, int error)
     return cannot("make", NVM_CURRENT_DIR " and " NVM_BACKUP_DIR, error);
 }
 
-// A function of its own since each copy takes room on the stack.
+// Not inlined, since each copy needs much stack.
 [[gnu::noinline]] int check_copies_readable(const char *name)
 {
     for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {
@@ -56,8 +56,8 @@ int explain_init(bool marked, int error)
     return kDone;
 }
 
-// The repair takes a copy that it has no right to read for a missing one, and would overwrite the other
-// with the default.
+// The repair treats a copy that it may not read as missing, and would overwrite the other with the
+// default.
 int check_copies_readable()
 {
     ParameterFile defaults(NVM_DEFAULTS_FILE);
@@ -78,7 +78,7 @@ uint32_t open_store()
 
 bool is_opened() { return is_directory(NVM_CURRENT_DIR) && is_directory(NVM_BACKUP_DIR); }
 
-// Parameters that the repair should have given two copies and has not, and the first of these copies.
+// The parameters that lack a copy after the repair, and the first such copy.
 uint32_t g_unrepaired = 0;
 MissingValue g_missing;
 
@@ -154,7 +154,7 @@ uint32_t declared_bits(const char *name)
     return defaults.find(name) == Line::kParameter ? defaults.bits() : 0;
 }
 
-// Longer ones stay too long.
+// One byte more than a value may have: a longer one is truncated, but remains too long.
 struct TypedValue {
     ~TypedValue() { explicit_bzero(text, sizeof(text)); }
     char text[kValueSize + 1];
@@ -203,7 +203,7 @@ int nv_init(char *const *)
     }
     uint32_t result = open_store();
     if (result == NV_SUCCESS && marked && !is_opened()) {
-        // The marker of a store that was never opened: there is nothing whose repair it could spare.
+        // A marker of a store that was never opened must not suppress the repair.
         marked = false;
         result = open_store();
     }
@@ -237,7 +237,8 @@ int nv_fin(char *const *)
     if (nvm_fin() != NV_SUCCESS) {
         return cannot("make", NVM_SHUTDOWN_MARKER, errno);
     }
-    // The library is content with the name; the next start is not.
+    // nvm_fin accepts any existing name, but nvm_init then fails to remove a marker that is no
+    // directory.
     if (!is_directory(NVM_SHUTDOWN_MARKER)) {
         return fail(kFailed, "%s is no directory, so the next nv init repairs", NVM_SHUTDOWN_MARKER);
     }
@@ -281,7 +282,7 @@ int nv_set(char *const *operands)
     if (const int code = parse_secret("VALUE", operands[1], kValue, &value, echo); code != kDone) {
         return code;
     }
-    // Nobody waits for who is typing.
+    // The deadline does not count while the user types.
     return run_until(g_timeout_seconds, [&] { return set(operands[0], value.text, bits); });
 }
 

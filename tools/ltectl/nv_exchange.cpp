@@ -47,10 +47,10 @@ constexpr Option kMaskOption = {"mask", "M", "only parameters with an attribute 
 constexpr Option kDryRunOption = {"dry-run", nullptr, "only tell line by line what would be done",
                                   &kSwitch, &g_dry_run};
 
-// As a file: standard input or output.
+// As a file name: standard input or output.
 constexpr char kStandardStream[] = "-";
 
-// Whether a path leads to what can be read only once.
+// Whether the file of a path can be read only once.
 bool is_stream(const char *path)
 {
     struct stat status;
@@ -66,7 +66,7 @@ bool same_file(const char *path, const char *other)
            status[0].st_dev == status[1].st_dev && status[0].st_ino == status[1].st_ino;
 }
 
-// What is exported, and where it comes from.
+// The exported values, counted by source.
 struct Selected {
     uint32_t count = 0;
     uint32_t current = 0;
@@ -91,7 +91,7 @@ int count_selected(const ParameterFile &declared)
     return code;
 }
 
-// Whether a file holds as many lines as were selected, each of them whole.
+// Whether a file holds as many lines as were selected, all complete.
 bool holds_selected(const char *path)
 {
     ParameterFile file(path);
@@ -124,14 +124,14 @@ bool same_content(const ScratchFile &content, const char *path)
     return same;
 }
 
-// What is opened is closed; shown: its name in messages.
+// Closes the file; shown: its name in messages.
 int write_to(int fd, const ScratchFile &content, const char *shown)
 {
     if (fd < 0) {
         return cannot("write", shown, errno);
     }
     int code = content.empty_into(fd, shown);
-    if (code == kDone && fsync(fd) != 0 && errno != EINVAL) { // that it is no file is no error
+    if (code == kDone && fsync(fd) != 0 && errno != EINVAL) { // EINVAL: not a regular file
         code = cannot("write", shown, errno);
     }
     if (close(fd) != 0 && code == kDone) {
@@ -140,12 +140,12 @@ int write_to(int fd, const ScratchFile &content, const char *shown)
     return code;
 }
 
-// The file that an export makes beside the one it is to replace, until it takes that one's place.
+// The temporary file of an export, in the directory of the file that it replaces.
 char g_unfinished[PATH_MAX];
 
 void remove_unfinished() { unlink(g_unfinished); }
 
-// A file's owner and rights, or those of a new one: nullptr. False with errno.
+// Sets the owner and rights of another file, or those of a new one: nullptr. False with errno set.
 bool take_rights(int fd, const struct stat *of)
 {
     if (of == nullptr) {
@@ -153,16 +153,16 @@ bool take_rights(int fd, const struct stat *of)
         umask(mask);
         return fchmod(fd, 0666 & ~mask) == 0;
     }
-    // Only root gives files away.
+    // Only root may change the owner.
     const bool given = fchown(fd, of->st_uid, of->st_gid) == 0 || geteuid() != 0;
     return given && fchmod(fd, of->st_mode & 07777) == 0;
 }
 
-// A file that takes another's place when it is complete, and else is removed: an earlier export is not
-// lost to one that fails.
+// A file that replaces another when it is complete, and is removed otherwise: a failed export does not
+// destroy an earlier one.
 class Replacement {
 public:
-    // path: what it is to replace, or a name that is free.
+    // path: of the file to be replaced, or a new name.
     explicit Replacement(const char *path)
     {
         replaces_ = realpath(path, path_) != nullptr && stat(path_, &replaced_) == 0;
@@ -200,7 +200,7 @@ public:
     }
     // False with errno.
     bool take_place() const { return rename(g_unfinished, path_) == 0; }
-    // Whether the folder is what refuses, or the file's place in it, and not the file.
+    // Whether the error of making or renaming the file is due to the directory or the place in it.
     bool is_refused(int error) const
     {
         return replaces_ && (error == EACCES || error == EPERM || error == EROFS || error == EBUSY);
@@ -284,7 +284,7 @@ int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &re
     if (const int code = check_directories(); code != kDone) {
         return code;
     }
-    // The library would print this in its own way.
+    // nvm_import would print a message of its own.
     if (const ParameterFile file(request.path, request.shown); file.error() != 0) {
         return file.complain("", "");
     }
@@ -331,7 +331,7 @@ int nv_export(char *const *operands)
     if (const int code = each_declared(count_selected); code != kDone) {
         return code;
     }
-    // The library neither tells of a full partition nor writes a checksum into a pipe.
+    // nvm_export does not report a full partition, and cannot write a checksum to a pipe.
     const ScratchFile content;
     if (const int code = content.made(); code != kDone) {
         return code;
@@ -369,7 +369,7 @@ int nv_import(char *const *operands)
     if (!standard && !is_stream(request.path)) {
         return import_by(import_file, request);
     }
-    // An import is read more than once.
+    // The file is read more than once.
     const ScratchFile content;
     if (const int code = content.made(); code != kDone) {
         return code;

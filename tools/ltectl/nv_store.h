@@ -1,5 +1,5 @@
-// The persistent store beyond what its library functions tell: where a value comes from, and whether
-// one has arrived.
+// Details of the persistent store that the library does not report: where a value comes from, and
+// whether a write succeeded.
 #pragma once
 
 #include "ltectl/nv_file.h"
@@ -9,7 +9,7 @@ namespace lterouter::tools {
 
 extern const ParameterStore kPersistentStore;
 
-// In the order in which they are asked for a value.
+// In the order in which they are searched for a value.
 constexpr CopyPlace kCurrent = {"current", NVM_CURRENT_DIR};
 constexpr CopyPlace kBackup = {"backup", NVM_BACKUP_DIR};
 constexpr CopyPlace kCopyPlaces[] = {kCurrent, kBackup, {}};
@@ -21,8 +21,8 @@ struct StoredValue {
 
     bool is_from(const CopyPlace &place) const;
 
-    // Each returns kDone, or the exit code after saying what cannot be read: what this process has no
-    // right to read another may well get.
+    // Each returns kDone, or the exit code after an error message about an unreadable file: a value
+    // that this process may not read must not be reported as missing.
     int read(const ParameterFile &declared);
     int read(const char *name);
 
@@ -30,16 +30,18 @@ private:
     bool read_copy(const CopyPlace &place, const char *name, int *code);
 };
 
-// Whether both copies of a parameter hold a value; says which does not, and why. Returns an exit code.
+// Tests whether both copies of a parameter hold a value; prints which does not, and why. Returns an
+// exit code.
 int check_stored(const char *name, const char *value);
 
-// Whether the store's directories are there and this process may look into them; says so if not.
-// Returns an exit code. Without them values go nowhere, and the library does not tell.
+// Tests whether the store's directories exist and this process may search them; prints an error message
+// if not. Returns an exit code. Without them values are lost, which the library does not report.
 int check_directories();
-// The same, but a store that was never opened passes: it has its defaults.
+// The same, but accepts a store that was never opened: it has its defaults.
 int check_rights();
 
-// Declared for a directory itself, which takes no value; the library does not tell.
+// Declared with the name of a directory (".", ".."), which cannot hold a value; the library does not
+// report that.
 bool is_unstorable(const char *name);
 
 } // namespace lterouter::tools

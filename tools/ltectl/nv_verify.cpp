@@ -1,4 +1,4 @@
-// nv verify: looks for what start-up would have to repair, and for what it cannot. Changes nothing.
+// nv verify: looks for damage that start-up would repair, and that it cannot repair. Changes nothing.
 
 #include "common/program.h"
 #include "common/record.h"
@@ -15,7 +15,7 @@ namespace {
 uint32_t g_declared = 0;
 uint32_t g_problems = 0;
 
-// error: why something cannot be read, as an errno value.
+// error: of reading, as an errno value.
 void add_reason(Record &record, int error)
 {
     if (error != 0 && error != ENOENT) {
@@ -58,8 +58,7 @@ void report_copy(const char *name, const CopyPlace &place, const Copy &copy)
     }
 }
 
-// The ones that follow are functions of their own since each brings a copy or a file along on the
-// stack.
+// The following functions are not inlined, since each has a copy or a file on its stack.
 
 [[gnu::noinline]] void verify_backup(const char *name, const Copy &current)
 {
@@ -109,7 +108,7 @@ void verify_defaults()
     }
 }
 
-// Behind a malformed line nobody knows what is declared.
+// The declarations behind a malformed line are not known.
 [[gnu::noinline]] bool is_undeclared(const char *name)
 {
     return ParameterFile(NVM_DEFAULTS_FILE).find(name) == Line::kEnd;

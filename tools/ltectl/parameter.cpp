@@ -31,7 +31,7 @@ void clear_values(const ParameterStore &store)
 
 int is_listed(const dirent *entry) { return !is_dots(entry->d_name); }
 
-// What is in the directories of a store.
+// The parameters in the directories of a store.
 struct Files {
     explicit Files(const ParameterStore &store)
     {
@@ -46,7 +46,7 @@ struct Files {
     }
     int count = 0;
     const char *found_in = nullptr;
-    int error = 0; // why a directory cannot be read, as an errno value
+    int error = 0; // of reading a directory, as an errno value
 };
 
 } // namespace

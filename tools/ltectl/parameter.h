@@ -11,8 +11,8 @@ namespace lterouter::tools {
 
 struct ParameterStore {
     const char *group;       // its commands: "ram"
-    const char *root;        // where it keeps its files
-    const CopyPlace *places; // that hold parameters; ends with a row without a name
+    const char *root;        // the directory of its files
+    const CopyPlace *places; // its directories of parameters; ends with a row without a name
     uint32_t (*read)(const char *name, char *buf, uint32_t size);
     uint32_t (*write)(const char *name, const char *value, uint32_t size);
     uint32_t (*clear)();
@@ -22,28 +22,29 @@ struct ParameterStore {
 // In ram.cpp.
 extern const ParameterStore kVolatileStore;
 
-// Makes the volatile store where nobody has yet; says why not. Returns an exit code.
+// Creates the volatile store if it does not exist; prints an error message on failure. Returns an exit
+// code.
 int make_volatile_store();
 
-// Copies a value to a buffer of kValueSize; prints why there is none.
+// Copies a value to a buffer of kValueSize; prints an error message on failure.
 int find_parameter(const ParameterStore &store, const char *name, char *value);
 
-// The same, and nothing is printed; returns what the store does.
+// The same without a message; returns the store's result code.
 uint32_t read_value(const ParameterStore &store, const char *name, char *value);
 
 // Printed unchanged, for the shell.
 void show_value(const char *value);
 
-// Stores a value and reads it back; says what is wrong. Returns an exit code.
+// Stores a value and reads it back; prints an error message on failure. Returns an exit code.
 int store_value(const ParameterStore &store, const char *name, const char *value);
 
 // One command each, for any store.
-// shown: the value as it is to be shown.
+// shown: the value as printed.
 int set_parameter(const ParameterStore &store, const char *name, const char *value, const char *shown);
 int clear_parameters(const ParameterStore &store);
 
-// The stores report success also for what they could not write, so that has to be read back. Prints in
-// which file the value is not, and why; returns an exit code.
+// Reads a value back, since the stores report success also after a failed write. Prints which file does
+// not hold the value, and why; returns an exit code.
 int check_copies(const ParameterStore &store, const char *name, const char *value);
 
 // As text NAME=VALUE.
@@ -56,7 +57,7 @@ struct NamedValue {
 // As text NAME=OLD -> NEW.
 void add_change(Record &record, const char *name, const NamedValue &from, const NamedValue &to);
 
-// What is in a directory, sorted.
+// The entries of a directory, sorted.
 class Names {
 public:
     explicit Names(const char *directory);
@@ -64,9 +65,9 @@ public:
     Names(const Names &) = delete;
     Names &operator=(const Names &) = delete;
 
-    // Why the directory cannot be read, as an errno value; 0 when it can.
+    // The error of reading the directory, as an errno value; 0 when it was read.
     int error() const { return count_ < 0 ? error_ : 0; }
-    // A directory that nobody has made yet is empty.
+    // A directory that does not exist counts as empty.
     bool known() const { return error() == 0 || error() == ENOENT; }
     int count() const { return count_ > 0 ? count_ : 0; }
     const char *operator[](int index) const { return entries_[index]->d_name; }
@@ -77,7 +78,7 @@ private:
     int error_ = errno;
 };
 
-// The names that stand for a directory itself and for the one above it.
+// "." and "..".
 bool is_dots(const char *name);
 
 } // namespace lterouter::tools

@@ -1,5 +1,5 @@
-// The file that holds a parameter's value, looked at beyond what the library tells: it says neither
-// where a value comes from nor whether one has arrived.
+// The file of a parameter's value, read directly, since the library reports neither where a value comes
+// from nor whether a write succeeded.
 #pragma once
 
 #include "lc_nv.h"
@@ -9,11 +9,11 @@
 
 namespace lterouter::tools {
 
-// Holds every value that can be read: the stores cut longer ones.
+// Large enough for every value: the stores truncate longer ones.
 constexpr uint32_t kValueSize = NV_VALUE_MAX + 1;
 
 struct CopyPlace {
-    const char *name; // as the output calls it
+    const char *name; // its name in the output
     const char *directory;
 };
 
@@ -26,17 +26,17 @@ struct CopyPath {
 struct Copy {
     Copy(const CopyPlace &place, const char *name);
 
-    // Whether this is what readers get of it.
+    // Whether readers get this value.
     bool holds(const char *text) const;
-    // Prints that it cannot be read, and why; returns kFailed.
+    // Prints why the file cannot be read; returns kFailed.
     int complain() const;
 
     const CopyPath path;
     // What is wrong with the file; NULL when nothing is.
     const char *problem;
-    // Why it cannot be read, as an errno value; 0 when it can, or is not there.
+    // The error of reading the file, as an errno value; 0 when it was read or does not exist.
     int error = 0;
-    // Whether the copy holds something, which is then in value as readers get it.
+    // Whether the copy holds a value, which is then in value.
     bool usable = false;
     char value[kValueSize];
 
@@ -45,11 +45,11 @@ private:
     const char *unreadable(int reason);
 };
 
-// A value that has not arrived in a file.
+// A value that is not in a file after it was stored.
 class MissingValue {
 public:
-    // False when the file holds it. What the library has stored without success is stored again: only
-    // that tells the reason.
+    // False when the file holds it. Otherwise stores it again to find out the reason, which the library
+    // does not report.
     bool found(const CopyPlace &place, const char *name, const char *value);
     // Prints it; returns kFailed.
     int complain() const;

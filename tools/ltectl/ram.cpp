@@ -22,8 +22,8 @@ int explain(uint32_t result, const char *name)
     return cannot("open", NVMRAM_DIR, errno);
 }
 
-// Who may not read a parameter is told by the store that there is none. A function of its own since the
-// copy takes room on the stack.
+// The store reports a parameter that this process may not read as missing. Not inlined, since the copy
+// needs much stack.
 [[gnu::noinline]] int check_right(const char *name)
 {
     const Copy copy(kPlaces[0], name);
