@@ -2,8 +2,8 @@
  * What every public header of the library shares: visibility, C linkage, checks by the compiler. */
 
 /** @mainpage
- * Each family of functions has a header of its own: see the list of files. Whoever includes one links
- * with what "pkg-config --libs lterouter" tells. */
+ * Each family of functions has a header of its own: see the list of files. A program that includes
+ * one links with the output of "pkg-config --libs lterouter". */
 #ifndef LC_API_H
 #define LC_API_H
 

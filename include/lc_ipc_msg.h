@@ -2,12 +2,12 @@
  * Messages between the router's processes over local datagram sockets.
  *
  * A process has at most one endpoint: a socket bound to its module's name in the abstract namespace and
- * a receive thread that hands every datagram to whoever waits for it: a synchronous sender, the
+ * a receive thread that hands every datagram to its recipient: a synchronous sender, the
  * notification registry, or the module's handler and queue.
  *
  * Every send blocks while the receiver's socket is full, beyond any time-out: a time-out counts from
- * when the request has been sent. So a process that is stopped, or does not read, blocks whoever sends
- * to it, and as a subscriber the publisher, with all its registrations. ipc_msg_set_send_limit() bounds
+ * when the request has been sent. So a process that is stopped, or does not read, blocks its senders,
+ * and as a subscriber the publisher, with all its registrations. ipc_msg_set_send_limit() bounds
  * that. A body is at most IPC_MSG_MAX_BODY bytes; a receiver drops a
  * longer one.
  *
@@ -248,7 +248,7 @@ LC_API uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, u
  * @retval 4  the header's length is not in_len
  * @retval 5  the response is longer than *out_len: its beginning is in out_buff, *out_len stays
  * @retval 7  timed out
- * @retval 10 socket error, such as nobody bound there, or no room within the limit
+ * @retval 10 socket error, such as no socket of that name, or no room within the limit
  * @retval 11 out of memory */
 LC_API uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len,
                                  uint32_t timeout, void *out_buff, uint32_t *out_len);

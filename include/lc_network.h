@@ -2,16 +2,16 @@
  * Routes, interfaces and ARP, and the socket calls under this library's names.
  *
  * Interface predicates answer -1 for yes and 0 for no. Names of interfaces and devices have at most 15
- * characters: of a longer one the kernel is told the first 15, where nothing else is said. Whether an
- * interface exists is for if_nametoindex to say: with the GNU libc a longer name is no interface's, and
- * musl goes by its first 15 characters. Diagnostics are logged at debug level. Pointers must not be
- * NULL unless it is said what NULL does.
+ * characters: of a longer one the kernel gets the first 15, unless stated otherwise. Whether an
+ * interface exists is decided by if_nametoindex: the GNU libc accepts no longer name, musl uses its
+ * first 15 characters. Diagnostics are logged at debug level. Pointers must not be NULL unless stated
+ * otherwise.
  *
  * @see socket(7), packet(7), arp(7), ltectl(1)
  *
  * @par Threads
  * Any; only lc_inet_ntoa() shares a buffer. A program that another thread forks and executes during a
- * call may inherit the call's socket: it becomes close-on-exec only after it is made.
+ * call may inherit the call's socket, which becomes close-on-exec only after it is made.
  *
  * @par Example
  * A default route, and the hardware address of the gateway that it goes through.

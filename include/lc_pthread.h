@@ -79,7 +79,7 @@ LC_API int lc_pidof(const char *name);
 
 /** Sends the signal @p sig to every process with @p name, as for lc_pidof(). A zombie still counts.
  * @retval 0  sent
- * @retval -1 a kill failed, also when a process ended meanwhile; the others are tried all the same
+ * @retval -1 a kill failed, also when a process ended meanwhile; the others are tried nevertheless
  * @retval -2 there is no process, or out of memory */
 LC_API int lc_killall(const char *name, int sig);
 

@@ -68,7 +68,7 @@ inline bool is_full(const mq_mgt &queue) REQUIRES(queue.lock)
 // ends are non-blocking, and there is never more than one byte. A failure is repaired by the next call.
 void show_watched(mq_mgt &queue) REQUIRES(queue.lock);
 
-// Inline, so that a queue that nobody watches costs one test.
+// Inline, so that a queue without a descriptor costs one test.
 inline void show(mq_mgt &queue) REQUIRES(queue.lock)
 {
     if (queue.watched) {

@@ -1,5 +1,5 @@
 // The persistent store: of each parameter a current copy and, behind it, a backup copy, so that a write
-// that is cut off leaves one that is whole. What may exist stands in the defaults file.
+// that is interrupted leaves one complete. The defaults file declares the parameters.
 //
 // The copies are rewritten in place, never through a temporary file. Record locks keep processes apart;
 // there is no lock between the threads of one.

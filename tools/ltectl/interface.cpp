@@ -29,8 +29,8 @@ public:
     Questions(const Questions &) = delete;
     Questions &operator=(const Questions &) = delete;
 
-    // The answer stands in the request; null, with errno, when there is none. The question is a
-    // constant since each libc has its own type for it.
+    // Returns the request record with the answer; null, with errno set, on failure. The ioctl number is
+    // a template argument, since its type depends on the libc.
     template <unsigned long Question> const ifreq *ask()
     {
         return ioctl(fd_, Question, &request_) == 0 ? &request_ : nullptr;

@@ -20,7 +20,7 @@ public:
     // Makes the port and its link; a link that is there is replaced, anything else is not touched.
     // False when the system refuses, with errno.
     bool appear();
-    // As if unplugged: the link is gone, and whoever has the port open finds it hung up.
+    // Simulates unplugging: removes the link, and a host that has the port open gets a hang-up.
     void disappear();
 
     const char *link() const { return link_; }
@@ -31,7 +31,7 @@ public:
     // Whether the host has not read all of it yet.
     bool holds_unread() const;
 
-    // Flow control: whoever writes to the port waits until it is let go on.
+    // Flow control: a host that writes to the port blocks until it is released.
     void hold(bool held) const;
     // Leaves so little room that no whole frame fits.
     void fill() const;
