@@ -92,8 +92,8 @@ typedef struct lc_hashtab {
 LC_API lc_hashtab *lc_hashtab_create(lc_hashtab_hash_fn hash, lc_hashtab_compare_fn compare,
                                      uint32_t size);
 
-/** Adds an entry to @p table. Neither @p key nor @p value is copied: ownership of both moves to the
- * table, and the key must not change.
+/** Adds an entry to @p table. Neither @p key nor @p value is copied: both must last, the key unchanged,
+ * until lc_hashtab_destroy() frees them.
  * @retval 0  added
  * @retval -1 the table is NULL or full, the key is there already (its value is kept) or memory is
  *            short; key and value stay the caller's */

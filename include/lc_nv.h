@@ -17,9 +17,9 @@
  *
  * @par Threads
  * Whole-file record locks exclude other processes. Since the kernel sees all threads of a process as
- * one owner, it can report a deadlock that does not exist, also when another program asks for one
- * parameter's lock while it has another's; both stores then retry, at most 1000 times, every
- * millisecond.
+ * one owner, it can refuse a lock because of a deadlock that does not exist; both stores then retry, at
+ * most 1000 times, every millisecond. Another program that requests one parameter's lock while it holds
+ * another's can be refused for the same reason.
  *
  * Any thread may use the volatile store. The threads of a process access a parameter one at a time, in
  * the order in which they come; at different parameters they do not wait for each other, whatever other
