@@ -54,7 +54,8 @@ def declarations(header):
 
 def passes_through(function):
     """Whether a call that others describe is named, and with it what it takes and returns."""
-    return "of the call that is named" in words(function.group.replace("*", "")) and re.search(r", as \w+\.", function.comment)
+    is_said = "of the call that is named" in words(function.group.replace("*", ""))
+    return is_said and re.search(r", as \w+\.", function.comment) is not None
 
 
 def groups():
