@@ -1,4 +1,4 @@
-"""The examples and tables of docs/formats.md, held against what the library and the tools send and store.
+"""The examples and tables of docs/formats.md, compared with what the library and the tools send and store.
 
 usage: formats_test.py LTECTL WANSIM MODEMSIM SPEAKER HURRIED_LTECTL FORMATS_MD LTE_SDK_H"""
 

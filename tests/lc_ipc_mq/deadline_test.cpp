@@ -1,5 +1,5 @@
-// Deadlines by a clock that the tests set. Near its end, or past it: on a machine whose time_t has 32
-// bits, libc gives no time from 2038 on.
+// Deadlines with an interposed clock. Near the end of a 32-bit time_t in 2038, and after it, when
+// gettimeofday fails.
 
 #include "lc_ipc_mq.h"
 

@@ -1,5 +1,5 @@
 // Many producers and consumers on one small queue. A wake-up is given only when the queue stops being
-// empty or full, and to one waiter, so both sides wait with a limit and try again.
+// empty or full, and to one waiter, so both sides wait with a time-out and retry.
 
 #include "support/counted_memory.h"
 #include "support/queues.h"

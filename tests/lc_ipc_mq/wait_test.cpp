@@ -1,4 +1,4 @@
-// Who waits, for how long, and what a wake-up is worth.
+// When calls wait, for how long, and what they do after a wake-up.
 
 #include "support/counted_memory.h"
 #include "support/error_log.h"

@@ -1,4 +1,4 @@
-// Reading the endpoint's socket past the receive thread.
+// Reading the endpoint's socket on the caller's thread instead of the receive thread.
 
 #include "support/counted_memory.h"
 #include "support/endpoint.h"

@@ -1,5 +1,5 @@
-// What no caller of the library can reach, or only see from outside: checks of the receive thread's
-// functions, and the lists behind the endpoint.
+// Code that callers of the library cannot reach directly: argument checks of the receive thread's
+// functions, and the lists of the endpoint.
 
 #include "lc_ipc_msg/receive.h"
 #include "lc_ipc_msg/registry.h"

@@ -1,4 +1,4 @@
-// A failing step of the receive thread costs at most the datagram at hand.
+// A failing step of the receive thread loses at most the current datagram.
 
 #include "support/counted_memory.h"
 #include "support/endpoint.h"

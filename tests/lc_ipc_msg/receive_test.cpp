@@ -1,4 +1,4 @@
-// What becomes of each datagram.
+// The handling of each kind of datagram.
 
 #include "support/counted_memory.h"
 #include "support/endpoint.h"

@@ -1,5 +1,5 @@
-// Many threads of one process ask one server at once. The server answers whatever it has in reverse
-// order, and what is marked as slow long after its sender has given up.
+// Many threads of one process ask one server at once. The server answers the pending
+// requests in reverse order, and those marked as slow long after their time-out.
 
 #include "support/child_process.h"
 #include "support/endpoint.h"

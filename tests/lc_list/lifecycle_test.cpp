@@ -1,4 +1,4 @@
-// Making and destroying lists, with every block accounted for.
+// Creating and destroying lists, with every allocation counted.
 
 #include "support/counted_memory.h"
 #include "support/list_nodes.h"

@@ -1,4 +1,4 @@
-// Which node comes out, what stays behind, and the code that is written through err.
+// Which node is removed, what remains, and the code stored in *err.
 
 #include "support/list_nodes.h"
 

@@ -1,4 +1,4 @@
-// What a message costs: it is asked for everywhere, and off nearly always.
+// The cost of a message: the calls are everywhere, and logging is nearly always off.
 
 #include "support/allocation_counter.h"
 

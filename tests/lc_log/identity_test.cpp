@@ -1,4 +1,4 @@
-// Under which name a process appears in the system log, and when that name is taken.
+// The identity of a process in the system log, and when it is set.
 
 #include "lc_log.h"
 #include "support/interpose.h"

@@ -1,4 +1,4 @@
-// Which modules there are: sixteen built in, the others in the configuration file.
+// The log modules: sixteen built in, the others in the configuration file.
 
 #include "lc_log.h"
 #include "support/log_config.h"

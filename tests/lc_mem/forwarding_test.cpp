@@ -1,4 +1,4 @@
-// The allocation layer as shipped: it forwards to the heap and traces nothing.
+// The allocation layer without a tracing allocator: it forwards to the heap and traces nothing.
 
 #include "support/allocation_counter.h"
 

@@ -1,4 +1,4 @@
-// What a tracing allocator behind mem_malloc_ex and mem_free_ex learns from each call of the library.
+// The arguments that a tracing allocator in the place of mem_malloc_ex and mem_free_ex gets.
 
 #include "support/counted_memory.h"
 

@@ -1,5 +1,5 @@
-// Where a thread's id comes from: the call that asks the kernel for it is taken over. The id is above
-// 65535, as a busy system gives them out and a sandbox does not.
+// Where a thread's id comes from, with gettid interposed. The id is above 65535, which occurs on a busy
+// system but not in a sandbox.
 
 #include "support/counted_memory.h"
 

@@ -1,4 +1,4 @@
-"""Takes the next ARP packet on an interface, shows it, and sends what it is told to.
+"""Receives the next ARP packet on an interface, prints it, and sends the given answers.
 
 usage: arp_peer.py INTERFACE [FRAME...]
 """

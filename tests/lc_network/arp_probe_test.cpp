@@ -1,4 +1,4 @@
-// Asking who has an address: what goes over the wire, and which answer counts.
+// The ARP probe: the frame that is sent, and which answer is accepted.
 #include "lc_network.h"
 #include "support/arp_peer.h"
 #include "support/network_calls.h"

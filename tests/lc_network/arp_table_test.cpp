@@ -1,4 +1,4 @@
-// Looking a neighbour up in the kernel's table, and in tables that the kernel would not make.
+// Looking a neighbour up in the kernel's table, and in malformed tables.
 #include "lc_network.h"
 #include "support/guarded.h"
 #include "support/neighbour.h"

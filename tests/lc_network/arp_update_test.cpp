@@ -1,4 +1,4 @@
-// Announcing addresses: by a request of our own, and by the system's arping.
+// Announcing addresses: by an ARP request of the library, and by the system's arping.
 #include "lc_network.h"
 #include "support/arp_peer.h"
 #include "support/network_calls.h"

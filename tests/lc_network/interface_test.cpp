@@ -1,4 +1,4 @@
-// Interfaces and their addresses: the inverted tests, and what is behind them.
+// Interfaces and their addresses: the inverted tests, and the code behind them.
 #include "lc_network.h"
 #include "support/network_calls.h"
 #include "support/network_notes.h"

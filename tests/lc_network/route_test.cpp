@@ -1,4 +1,4 @@
-// Routes: what the kernel is asked for, and what it has afterwards.
+// Routes: the ioctl requests, and the kernel's table afterwards.
 #include "lc_network.h"
 #include "support/network_calls.h"
 #include "support/shell.h"

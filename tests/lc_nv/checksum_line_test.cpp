@@ -1,4 +1,4 @@
-// The checksum line by itself, whatever stands behind it.
+// The checksum line, independent of the lines behind it.
 #include "lc_nv/parameter_file.h"
 
 #include "support/text_file.h"

@@ -1,5 +1,5 @@
 // The process is killed at every step of the operations that write, and inside every write; then the
-// store is started by another process. Prints what became of the value at each of these points.
+// store is started by another process. Prints the value after each of these points.
 //
 // Between two steps nothing changes on disk, so "before a step" is also "after the step before it".
 // What the C library reads for a stream changes nothing either and is no step.

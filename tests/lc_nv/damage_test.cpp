@@ -1,5 +1,5 @@
-// Copies of a parameter with a flipped bit, too short or too long, one after the other: what nvm_readnv
-// gives before and after the start-up, and what the start-up leaves on disk.
+// Copies of a parameter with a flipped bit, too short or too long, one at a time: the result of
+// nvm_readnv before and after start-up, and the files after start-up.
 #include "support/nv_recovery.h"
 #include "support/persistent_store.h"
 

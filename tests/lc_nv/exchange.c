@@ -1,4 +1,4 @@
-/* Does what its first argument says, and prints the result:
+/* Performs the operation named by its first argument, and prints the result:
  * checksum: of the standard input, eight digits; export FILE MASK; import FILE MASK; both with a
  * checksum line. */
 #include "lc_nv.h"

@@ -1,5 +1,6 @@
-// Each allocation of the persistent store fails once. The store itself asks for none; libc does for a
-// stream (its record, then its buffer), so what is there already is read and written without the heap.
+// Each allocation of the persistent store fails once. The store itself allocates nothing; libc
+// allocates for a stream (its record, then its buffer), so existing copies are read and written without
+// the heap.
 #include "support/allocation_counter.h"
 #include "support/persistent_store.h"
 

@@ -1,6 +1,6 @@
-// Each system call and stream operation of the persistent store fails once, or is cut short: what comes
-// of it, call by call. Whatever it was, another parameter's files keep every byte, no descriptor stays
-// open and the store works on.
+// Each system call and stream operation of the persistent store fails once, or is cut short: its
+// effect, call by call. In every case another parameter's files keep every byte, no descriptor stays
+// open and the store remains usable.
 #include "support/file_steps.h"
 #include "support/persistent_store.h"
 

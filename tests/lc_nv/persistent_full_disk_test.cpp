@@ -1,5 +1,5 @@
 // The file system of the persistent store is full: writes fail or are cut short, which is not reported.
-// What was there stays, and the next start repairs what it can.
+// Existing values are kept, and the next start repairs what it can.
 #include "support/persistent_store.h"
 #include "support/scoped_mount.h"
 

@@ -1,5 +1,5 @@
-// The system calls behind the persistent store, in order: other processes rely on what is locked when,
-// and after a power cut the repair relies on what was written first.
+// The system calls of the persistent store, in order: other processes rely on the order of locking, and
+// the repair after a power cut on the order of writing.
 #include "support/file_steps.h"
 #include "support/persistent_store.h"
 

@@ -1,4 +1,4 @@
-// Threads that are cancelled in the store: where they are, and what they leave behind.
+// Threads that are cancelled in the store: at which call, and the state afterwards.
 #include "support/interpose.h"
 #include "support/lock_holder.h"
 #include "support/ram_store.h"

@@ -1,5 +1,5 @@
-// A child that is forked while other threads use the store: it has the forking thread alone, and uses
-// the store as any process does. One that hangs is ended.
+// A child that is forked while other threads use the store: it has only the forking thread, and can
+// use the store. A child that hangs is killed.
 #include "lc_pthread.h"
 #include "support/child_process.h"
 #include "support/interpose.h"

@@ -1,4 +1,4 @@
-// The system calls behind reading and writing, in order: other processes rely on what is locked when.
+// The system calls of reading and writing, in order: other processes rely on the order of locking.
 #include "support/file_steps.h"
 #include "support/ram_store.h"
 

@@ -1,5 +1,5 @@
-// The stores report through their results alone: nothing they do reaches the log, not even at debug
-// level, except that start-up's look for the shutdown marker is noted by the helper that it asks.
+// The stores report by their results only and log nothing, not even at debug level, except that
+// lc_dir_exist logs start-up's test for the shutdown marker.
 #include "lc_nv/transfer.h"
 
 #include "lc_log.h"

@@ -1,4 +1,4 @@
-// The list behind the searches: its order, what counts as a process, and what it does out of memory.
+// The list behind the searches: its order, what counts as a process, and its behaviour out of memory.
 #include "lc_pthread/process.h"
 
 #include "lc_pthread.h"

@@ -1,4 +1,4 @@
-// The command name of a process, from the kernel's own files and from odd ones.
+// The command name of a process, from the kernel's files and from malformed ones.
 #include "lc_pthread.h"
 #include "support/child_process.h"
 #include "support/scoped_mount.h"

@@ -1,4 +1,4 @@
-// The destroying calls have no effect to look at, so the calls behind them are taken over.
+// The destroying calls have no visible effect, so the calls behind them are interposed.
 #include "lc_pthread.h"
 
 #include <gtest/gtest.h>

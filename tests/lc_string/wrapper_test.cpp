@@ -1,4 +1,4 @@
-// The plain wrappers give exactly what the call of the same name gives.
+// The plain wrappers return exactly what the call of the same name returns.
 
 #include "lc_string.h"
 

@@ -1,4 +1,4 @@
-// A command to the AT port that is read for until its reply comes.
+// lc_at_snd: a command to the AT port, with reads until its reply arrives.
 #include "lc_up.h"
 #include "support/serial_modem.h"
 

@@ -1,4 +1,4 @@
-// A command to the AT port whose reply is taken after two seconds.
+// lc_at_snd_wait: a command to the AT port, with one read after two seconds.
 #include "lc_up.h"
 #include "support/serial_modem.h"
 

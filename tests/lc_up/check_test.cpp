@@ -1,4 +1,4 @@
-// A response judged by its request.
+// Checking a response against its request.
 #include "lc_up.h"
 #include "support/serial_modem.h"
 

@@ -1,4 +1,4 @@
-// The frames' layout, what fills their heads, and the names of what is in them.
+// The layout of frames, filling their heads, and the names of types and commands.
 #include "lc_up.h"
 #include "support/guarded.h"
 #include "support/serial_modem.h"

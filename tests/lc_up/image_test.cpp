@@ -1,5 +1,5 @@
-// Which frames an image becomes: every size and chunk size against a model that knows only how many
-// bytes were passed when.
+// The frames of an image: every size and chunk size against a model that only counts the bytes passed
+// in each call.
 #include "lc_up.h"
 #include "support/serial_modem.h"
 

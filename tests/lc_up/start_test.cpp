@@ -1,4 +1,4 @@
-// What goes before the image and after it: its size, the opening of the transfer, the status.
+// The steps before and after the image: its size, the start of the transfer, the status.
 #include "lc_up.h"
 #include "support/serial_modem.h"
 

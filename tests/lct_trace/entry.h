@@ -1,4 +1,4 @@
-// Entries of one place in the library, and how they begin.
+// Entries traced at one source position, and their beginning.
 #pragma once
 
 #include "lct_trace/trace.h"

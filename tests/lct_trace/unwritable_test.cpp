@@ -1,4 +1,4 @@
-// With no place for the trace file, the client works as it does with one.
+// The client works the same when the trace file cannot be written.
 #include "lte_sdk.h"
 #include "support/module_peer.h"
 #include "support/scoped_mount.h"

@@ -1,4 +1,4 @@
-// How an entry gets into the trace file.
+// The system calls that write an entry to the trace file.
 #include "lct_trace/entry.h"
 
 #include "support/trace_file.h"

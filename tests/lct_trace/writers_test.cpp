@@ -1,4 +1,4 @@
-// Many writers at once: every entry is there, and no line is torn.
+// Many writers at once: every entry is complete and present.
 #include "lct_trace/entry.h"
 
 #include "support/child_process.h"
