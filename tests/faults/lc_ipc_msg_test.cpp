@@ -2,9 +2,8 @@
 #include "receive.h"
 
 #include "lc_ipc_msg.h"
-#include "support/module_peer.h"
+#include "support/peer.h"
 #include "support/queues.h"
-#include "support/raw_peer.h"
 
 namespace lc_ipc_msg_test {
 
@@ -30,8 +29,8 @@ Rule memory(int nth, const std::string &result, const Lines &said)
 // ---- The endpoint, and what it talks to ----
 
 mq_cb g_queue = nullptr;
-std::unique_ptr<ModulePeer> g_peer;
-std::unique_ptr<RawPeer> g_subscribers[2];
+std::unique_ptr<Peer> g_peer;
+std::unique_ptr<Peer> g_subscribers[2];
 
 uint32_t start() { return ipc_msg_init(IPC_MODULE_MM, g_queue, nullptr, nullptr, 0); }
 
@@ -75,7 +74,7 @@ void stop_endpoint()
 void start_endpoint_and_module()
 {
     start_endpoint();
-    g_peer = std::make_unique<ModulePeer>(kSmsStoreSocket);
+    g_peer = std::make_unique<Peer>(kSmsStoreSocket);
     g_hooks.wait = [] {
         WireMessage request;
         while (g_peer->receive(&request, 0)) {
@@ -93,13 +92,13 @@ ipc_addr module_record()
 
 // ---- A module that does not read ----
 
-std::unique_ptr<RawPeer> g_full;
+std::unique_ptr<Peer> g_full;
 
 void start_endpoint_and_full_module(uint32_t limit)
 {
     start_endpoint();
-    g_full = std::make_unique<RawPeer>(kSmsStoreSocket);
-    const RawPeer filler;
+    g_full = std::make_unique<Peer>(kSmsStoreSocket);
+    const Peer filler;
     for (size_t i = 0; i < room_of_a_socket(); ++i) {
         filler.send(kSmsStoreSocket, {0});
     }
@@ -137,7 +136,7 @@ std::string request_answered(uint32_t timeout = 20000)
 
 std::string queued_after(const Bytes &bytes)
 {
-    const RawPeer peer;
+    const Peer peer;
     peer.send(kOwnName, bytes);
     rests();
     return shown(queued()) + " queued";
@@ -145,7 +144,7 @@ std::string queued_after(const Bytes &bytes)
 
 std::string registered()
 {
-    RawPeer peer("subscriber");
+    Peer peer("subscriber");
     peer.send(kOwnName,
               datagram({IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 4, 5}, word(kNotification)));
     rests();
@@ -155,7 +154,7 @@ std::string registered()
 
 void subscribe(size_t i)
 {
-    g_subscribers[i] = std::make_unique<RawPeer>("subscriber" + std::to_string(i));
+    g_subscribers[i] = std::make_unique<Peer>("subscriber" + std::to_string(i));
     g_subscribers[i]->send(
         kOwnName, datagram({IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 4, 5}, word(kNotification)));
     g_subscribers[i]->receive();
@@ -195,7 +194,7 @@ std::string diagnosed()
 {
     {
         const Quiet quiet;
-        const RawPeer peer("sender");
+        const Peer peer("sender");
         peer.send(kOwnName, datagram({0, kMessage, 4, 0}, word(1)));
     }
     uint8_t message[64];

@@ -3,13 +3,13 @@
 
 #include "lc_nv.h"
 #include "lte_sdk.h"
-#include "support/module_peer.h"
+#include "support/peer.h"
 #include "support/text_file.h"
 
 namespace lte_sdk_test {
 
 using namespace faults;
-using testing_support::ModulePeer;
+using testing_support::Peer;
 using testing_support::read_text;
 using testing_support::WireMessage;
 using testing_support::write_text;
@@ -42,8 +42,8 @@ Rule timing_out(const std::string &result, Lines said, int nth = 0)
 
 // ---- The other modules: they answer who waits for it ----
 
-std::unique_ptr<ModulePeer> g_wan_manager;
-std::unique_ptr<ModulePeer> g_sms_store;
+std::unique_ptr<Peer> g_wan_manager;
+std::unique_ptr<Peer> g_sms_store;
 bool g_answer_is_file = false;
 size_t g_pin_answer_size = 4;
 
@@ -81,7 +81,7 @@ std::vector<uint8_t> answer_to(uint32_t msg_id)
     }
 }
 
-void answer(ModulePeer *peer)
+void answer(Peer *peer)
 {
     WireMessage request;
     while (peer != nullptr && peer->receive(&request, 0)) {
@@ -93,8 +93,8 @@ void answer(ModulePeer *peer)
 
 void start_modules()
 {
-    g_wan_manager = std::make_unique<ModulePeer>(testing_support::kWanManagerSocket);
-    g_sms_store = std::make_unique<ModulePeer>(testing_support::kSmsStoreSocket);
+    g_wan_manager = std::make_unique<Peer>(testing_support::kWanManagerSocket);
+    g_sms_store = std::make_unique<Peer>(testing_support::kSmsStoreSocket);
     g_hooks.wait = [] {
         answer(g_wan_manager.get());
         answer(g_sms_store.get());
@@ -131,7 +131,7 @@ void stop_again()
     }
     ipc_msg_hdr stop = {0, IPC_MSG_ID_STOP, 0, 0};
     ipc_addr own = {};
-    own.sock = testing_support::module_address(testing_support::client_socket_name(getpid()));
+    own.sock = testing_support::abstract_address(testing_support::client_socket_name(getpid()));
     ipc_msg_send_asy(&own, &stop, 0);
 }
 
@@ -194,7 +194,7 @@ const Lines kHeard = {"WM_MSG_LINK_STATUS_NOTIFY",
 std::string events_after(uint32_t msg_id, const std::vector<uint8_t> &body)
 {
     g_events = 0;
-    g_wan_manager->send(testing_support::module_address(testing_support::client_socket_name(getpid())),
+    g_wan_manager->send(testing_support::abstract_address(testing_support::client_socket_name(getpid())),
                         {IPC_MSG_TYPE_ASYNC, msg_id, 0, 0}, body);
     rests();
     return shown(g_events.load()) + " events";

@@ -18,7 +18,7 @@ constexpr uint32_t kNews = 20;
 constexpr uint32_t kMessage = 10;
 
 // What arrives here can only come from the receive thread.
-bool receives(const Endpoint &endpoint, const RawPeer &peer = RawPeer("honest"))
+bool receives(const Endpoint &endpoint, const Peer &peer = Peer("honest"))
 {
     if (!peer.send(kMmName, datagram({IPC_MSG_TYPE_ASYNC, kMessage, 0, 0}))) {
         return false;
@@ -30,7 +30,7 @@ bool receives(const Endpoint &endpoint, const RawPeer &peer = RawPeer("honest"))
 // The result of a request to a peer that answers at once.
 uint32_t asked(uint32_t timeout)
 {
-    RawPeer honest(kHonest);
+    Peer honest(kHonest);
     std::future<uint32_t> result = std::async(std::launch::async, [timeout] {
         const MessagePtr request = make_message(50);
         ipc_gen_seesion_id(request.get());
@@ -100,7 +100,7 @@ uint32_t publish()
     return ipc_msg_notify(news.get(), 0);
 }
 
-bool subscribe(RawPeer &peer)
+bool subscribe(Peer &peer)
 {
     return peer.send(kMmName, register_request(kNews, 1)) && word_at(peer.receive(), 16) == IPC_SUCCESS;
 }
@@ -135,15 +135,15 @@ bool send_with_descriptor(const Bytes &bytes, int descriptor)
 TEST(Neighbour, may_send_every_length_and_only_whole_messages_get_through)
 {
     const Endpoint endpoint;
-    const RawPeer named("named");
-    const RawPeer nameless;
-    const std::vector<const RawPeer *> peers = {&named, &nameless};
+    const Peer named("named");
+    const Peer nameless;
+    const std::vector<const Peer *> peers = {&named, &nameless};
     for (uint32_t size = 0; size <= 1060; ++size) {
         const uint32_t length = size - 16; // of a datagram too short for a header, it wraps
         Bytes bytes =
             datagram({IPC_MSG_TYPE_ASYNC, kMessage + 1, length, 0}, Bytes(size < 16 ? 0 : length));
         bytes.resize(size);
-        for (const RawPeer *peer : peers) {
+        for (const Peer *peer : peers) {
             ASSERT_TRUE(peer->send(kMmName, bytes));
             if (size >= 16 && size <= 1024) {
                 const MessagePtr msg = take(endpoint.queue, 10000);
@@ -160,7 +160,7 @@ TEST(Neighbour, may_send_every_length_and_only_whole_messages_get_through)
 TEST(Neighbour, cannot_leave_descriptors_behind)
 {
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     ASSERT_TRUE(receives(endpoint));
     const size_t before = open_descriptors();
     int ends[2];
@@ -188,12 +188,12 @@ TEST(Neighbour, cannot_leave_descriptors_behind)
 TEST(Neighbour, without_a_name_is_heard_but_cannot_be_answered)
 {
     const Endpoint endpoint;
-    const RawPeer nameless;
+    const Peer nameless;
     ASSERT_TRUE(nameless.send(kMmName, datagram({IPC_MSG_TYPE_REQUEST, kMessage, 0, 0})));
     const MessagePtr request = take(endpoint.queue, 10000);
     ASSERT_NE(request, nullptr);
     const MessagePtr answer = make_message(kMessage, {}, IPC_MSG_TYPE_RESPONSE);
-    const RawPeer empty_name{std::string()}; // which is not the same as none
+    const Peer empty_name{std::string()}; // which is not the same as none
     EXPECT_EQ(ipc_msg_send_asy(ipc_msg_sender(request.get()), answer.get(), 0), IPC_ERR_SOCKET);
     EXPECT_TRUE(receives(endpoint));
 }
@@ -201,7 +201,7 @@ TEST(Neighbour, without_a_name_is_heard_but_cannot_be_answered)
 TEST(Neighbour, that_never_reads_holds_up_whoever_sends_to_it_but_not_the_receive_thread)
 {
     const Endpoint endpoint;
-    auto silent = std::make_unique<RawPeer>(kSilent);
+    auto silent = std::make_unique<Peer>(kSilent);
     Repeated sender([] { return tell(kSilent); });
     ASSERT_TRUE(eventually([&] { return sender.done == room_of_a_socket(); }));
     EXPECT_TRUE(receives(endpoint));
@@ -218,12 +218,12 @@ TEST(Neighbour, that_never_reads_holds_up_whoever_sends_to_it_but_not_the_receiv
 TEST(Neighbour, that_subscribes_and_never_reads_holds_up_the_endpoint_until_it_reads_or_ends)
 {
     const Endpoint endpoint;
-    auto silent = std::make_unique<RawPeer>(kSilent);
+    auto silent = std::make_unique<Peer>(kSilent);
     ASSERT_TRUE(subscribe(*silent));
     Repeated publisher(publish, room_of_a_socket() + 1);
     ASSERT_TRUE(eventually([&] { return publisher.done == room_of_a_socket(); }));
     EXPECT_TRUE(receives(endpoint)) << "as long as nobody has to do with the registry";
-    RawPeer other("other");
+    Peer other("other");
     ASSERT_TRUE(other.send(kMmName, register_request(kNews, 1)));
     EXPECT_EQ(asked(kBriefly), IPC_ERR_TIMEOUT) << "the answer waits behind the registration";
     EXPECT_TRUE(publisher.is_held());
@@ -239,7 +239,7 @@ TEST(Neighbour, that_subscribes_and_never_reads_holds_up_the_endpoint_until_it_r
 TEST(Neighbour, that_registers_and_never_reads_the_answers_holds_up_the_endpoint_until_it_reads_or_ends)
 {
     const Endpoint endpoint;
-    auto silent = std::make_unique<RawPeer>(kSilent);
+    auto silent = std::make_unique<Peer>(kSilent);
     for (size_t i = 0; i <= room_of_a_socket(); ++i) {
         ASSERT_TRUE(silent->send(kMmName, register_request(kNews, 1)));
     }
@@ -264,10 +264,10 @@ TEST(Neighbour, that_registers_and_never_reads_the_answers_holds_up_the_endpoint
 TEST(Neighbours, that_never_read_use_up_together_what_the_endpoint_may_have_under_way)
 {
     const Endpoint endpoint;
-    std::vector<std::unique_ptr<RawPeer>> silent;
+    std::vector<std::unique_ptr<Peer>> silent;
     constexpr size_t kCount = 100;
     for (size_t i = 0; i < kCount; ++i) {
-        silent.push_back(std::make_unique<RawPeer>("silent" + std::to_string(i)));
+        silent.push_back(std::make_unique<Peer>("silent" + std::to_string(i)));
     }
     // Each has room for all that it is sent.
     size_t next = 0;
@@ -324,7 +324,7 @@ TEST(Module, that_subscribes_to_itself_and_publishes_faster_than_it_receives_wai
     g_gate_is_open = true;
     ASSERT_EQ(subscribe_to_itself(), IPC_SUCCESS);
     g_gate_is_open = false;
-    RawPeer other("other");
+    Peer other("other");
     ASSERT_TRUE(other.send(kMmName, datagram({IPC_MSG_TYPE_ASYNC, kMessage, 0, 0})));
     ASSERT_TRUE(other.send(kMmName, register_request(kNews, 1)));
     Repeated publisher([] { return g_is_enough ? IPC_ERR_TIMEOUT : publish(); });

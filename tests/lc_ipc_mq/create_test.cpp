@@ -1,6 +1,6 @@
 #include "support/counted_memory.h"
 #include "support/error_log.h"
-#include "support/list_faults.h"
+#include "support/library_calls.h"
 #include "support/queues.h"
 
 namespace create_test {
@@ -119,7 +119,7 @@ TEST(QueueCreate, a_list_failure_gives_11_and_leaves_nothing_behind)
     ErrorLog log;
     const mq_cb first = new_queue(1);
     const size_t blocks = memory().blocks_in_use();
-    g_list_faults.add_at_head.fail_nth(1);
+    calls::lc_list_add_at_head.fail_nth(1);
     mq_cb cb = first;
     EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE);
     EXPECT_EQ(cb, first);
@@ -160,7 +160,7 @@ TEST(QueueCreate, is_silent_while_the_flag_file_is_absent)
         EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE);
         ipc_mq_destroy();
     }
-    g_list_faults.add_at_head.fail_nth(1);
+    calls::lc_list_add_at_head.fail_nth(1);
     EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();

@@ -2,14 +2,17 @@
 // gettimeofday fails.
 
 #include "lc_ipc_mq.h"
+#include "support/calls.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <sys/time.h>
+
+namespace deadline_test {
+
+using namespace testing_support;
 
 namespace {
 
@@ -32,19 +35,20 @@ timespec deadline_after(uint32_t timeout_ms)
     return deadline;
 }
 
+class Deadline : public testing::Test {
+    const Hooked set_{calls::gettimeofday, [](auto &, timeval *now, void *) {
+                          if (!g_now) {
+                              errno = EOVERFLOW;
+                              return -1;
+                          }
+                          *now = {*g_now, 999'999};
+                          return 0;
+                      }};
+};
+
 } // namespace
 
-extern "C" int gettimeofday(timeval *__restrict now, void *__restrict) noexcept
-{
-    if (!g_now) {
-        errno = EOVERFLOW;
-        return -1;
-    }
-    *now = {*g_now, 999'999};
-    return 0;
-}
-
-TEST(Deadline, drops_the_fraction_of_the_current_second)
+TEST_F(Deadline, drops_the_fraction_of_the_current_second)
 {
     g_now = 1000;
     const timespec deadline = deadline_after(0);
@@ -52,7 +56,7 @@ TEST(Deadline, drops_the_fraction_of_the_current_second)
     EXPECT_EQ(deadline.tv_nsec, 0);
 }
 
-TEST(Deadline, adds_whole_seconds_and_keeps_the_milliseconds_as_the_fraction)
+TEST_F(Deadline, adds_whole_seconds_and_keeps_the_milliseconds_as_the_fraction)
 {
     struct Case {
         uint32_t timeout_ms;
@@ -69,7 +73,7 @@ TEST(Deadline, adds_whole_seconds_and_keeps_the_milliseconds_as_the_fraction)
     }
 }
 
-TEST(Deadline, has_passed_when_the_clock_gives_no_time)
+TEST_F(Deadline, has_passed_when_the_clock_gives_no_time)
 {
     g_now.reset();
     const timespec deadline = deadline_after(400'500);
@@ -77,7 +81,7 @@ TEST(Deadline, has_passed_when_the_clock_gives_no_time)
     EXPECT_EQ(deadline.tv_nsec, 500'000'000);
 }
 
-TEST(Deadline, that_the_clock_cannot_show_is_the_last_that_it_can)
+TEST_F(Deadline, that_the_clock_cannot_show_is_the_last_that_it_can)
 {
     constexpr time_t kLast = std::numeric_limits<time_t>::max();
     g_now = kLast - 400;
@@ -85,3 +89,5 @@ TEST(Deadline, that_the_clock_cannot_show_is_the_last_that_it_can)
     EXPECT_EQ(deadline_after(401'000).tv_sec, kLast);
     EXPECT_EQ(deadline_after(UINT32_MAX).tv_sec, kLast);
 }
+
+} // namespace deadline_test

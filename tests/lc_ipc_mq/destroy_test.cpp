@@ -1,28 +1,11 @@
-#include "lc_pthread.h"
 #include "support/counted_memory.h"
 #include "support/error_log.h"
+#include "support/library_calls.h"
 #include "support/queues.h"
 
+namespace destroy_test {
+
 using namespace testing_support;
-
-namespace {
-
-int g_conditions_destroyed = 0;
-int g_mutexes_destroyed = 0;
-
-} // namespace
-
-int lc_pthread_cond_destroy(pthread_cond_t *cond)
-{
-    ++g_conditions_destroyed;
-    return pthread_cond_destroy(cond);
-}
-
-int lc_pthread_mutex_destroy(pthread_mutex_t *mutex)
-{
-    ++g_mutexes_destroyed;
-    return pthread_mutex_destroy(mutex);
-}
 
 TEST(QueueDestroy, before_the_family_is_initialised_does_nothing)
 {
@@ -97,9 +80,11 @@ TEST(QueueRecord, destroying_one_frees_its_messages_and_gives_back_lock_and_cond
     EXPECT_EQ(mq_mgt_node_destroy(cb->data), 0U);
     EXPECT_EQ(memory().blocks_in_use(), empty - 2) << "record and message list";
     EXPECT_TRUE(memory().watched_was_freed_zeroed());
-    EXPECT_EQ(g_conditions_destroyed, 2);
-    EXPECT_EQ(g_mutexes_destroyed, 1);
+    EXPECT_EQ(calls::lc_pthread_cond_destroy.made, 2);
+    EXPECT_EQ(calls::lc_pthread_mutex_destroy.made, 1);
     cb->data = nullptr;
     ipc_mq_destroy();
     EXPECT_EQ(memory().blocks_in_use(), 0U);
 }
+
+} // namespace destroy_test

@@ -3,7 +3,6 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/interpose.h"
 
 #include <algorithm>
 #include <array>
@@ -11,30 +10,32 @@
 #include <poll.h>
 #include <thread>
 
+namespace fd_test {
+
 using namespace testing_support;
 
 namespace {
 
-struct Calls {
-    std::atomic<int> pipes{0};
-    std::atomic<int> bytes{0}; // reads and writes of one byte
-    std::atomic<int> fail_pipe{0};
+// Reads and writes of one byte.
+struct ByteCalls {
+    std::atomic<int> bytes{0};
     std::atomic<int> fail_bytes{0}; // an error number for every one
-};
-Calls g_calls;
 
-template <typename Real> ssize_t pass(Real real, size_t size)
-{
-    if (size != 1) {
-        return real();
+    ByteCalls()
+    {
+        const auto pass = [this](auto &next, int fd, auto *buffer, size_t size) -> ssize_t {
+            bytes += size == 1 ? 1 : 0;
+            if (size == 1 && fail_bytes != 0) {
+                errno = fail_bytes;
+                return -1;
+            }
+            return next(fd, buffer, size);
+        };
+        calls::read.add(pass);
+        calls::write.add(pass);
     }
-    ++g_calls.bytes;
-    if (g_calls.fail_bytes != 0) {
-        errno = g_calls.fail_bytes;
-        return -1;
-    }
-    return real();
-}
+};
+ByteCalls &g_calls = kept<ByteCalls>();
 
 bool readable(int fd, int timeout = 0)
 {
@@ -54,33 +55,6 @@ protected:
 };
 
 } // namespace
-
-extern "C" {
-
-int pipe(int ends[2]) noexcept
-{
-    ++g_calls.pipes;
-    if (g_calls.fail_pipe != 0) {
-        errno = g_calls.fail_pipe;
-        return -1;
-    }
-    static auto *const real = next_definition<int(int *)>("pipe");
-    return real(ends);
-}
-
-ssize_t write(int fd, const void *bytes, size_t size)
-{
-    static auto *const real = next_definition<ssize_t(int, const void *, size_t)>("write");
-    return pass([&] { return real(fd, bytes, size); }, size);
-}
-
-ssize_t read(int fd, void *bytes, size_t size)
-{
-    static auto *const real = next_definition<ssize_t(int, void *, size_t)>("read");
-    return pass([&] { return real(fd, bytes, size); }, size);
-}
-
-} // extern "C"
 
 TEST_F(Watched, queue_is_readable_exactly_while_it_holds_a_message)
 {
@@ -135,7 +109,7 @@ TEST_F(Watched, queue_makes_one_call_for_becoming_filled_and_one_for_becoming_em
 TEST_F(Watched, queue_has_one_descriptor_of_its_own)
 {
     EXPECT_EQ(ipc_mq_get_fd(cb), fd);
-    EXPECT_EQ(g_calls.pipes, 1);
+    EXPECT_EQ(calls::pipe.made, 1);
     const mq_cb other = new_queue(1);
     const int others = ipc_mq_get_fd(other);
     EXPECT_NE(others, fd);
@@ -253,13 +227,14 @@ TEST(QueueFd, is_closed_with_its_queue)
 TEST(QueueFd, costs_a_queue_nothing_that_nobody_asks_for_it)
 {
     const size_t before = open_descriptors();
+    const int pipes = calls::pipe.made;
     const mq_cb cb = new_queue(4);
     ASSERT_EQ(put(cb, 1), IPC_SUCCESS);
     drain(cb);
     EXPECT_EQ(ipc_mq_remove(cb, 1), IPC_SUCCESS);
     EXPECT_EQ(open_descriptors(), before);
     ipc_mq_destroy();
-    EXPECT_EQ(g_calls.pipes, 0);
+    EXPECT_EQ(calls::pipe.made, pipes);
     EXPECT_EQ(g_calls.bytes, 0);
 }
 
@@ -286,7 +261,7 @@ TEST(QueueFd, that_cannot_be_made_is_told_and_can_be_asked_for_again)
     ErrorLog log;
     const mq_cb cb = new_queue(4);
     const size_t before = open_descriptors();
-    g_calls.fail_pipe = EMFILE;
+    calls::pipe.fail_nth(1, EMFILE);
     errno = 0;
     EXPECT_EQ(ipc_mq_get_fd(cb), -1);
     EXPECT_EQ(errno, EMFILE);
@@ -294,7 +269,6 @@ TEST(QueueFd, that_cannot_be_made_is_told_and_can_be_asked_for_again)
               Lines{from_mq("Create pipe failed! errno is " + std::to_string(EMFILE) + ".\n")});
     EXPECT_EQ(open_descriptors(), before);
     ASSERT_EQ(put(cb, 1), IPC_SUCCESS);
-    g_calls.fail_pipe = 0;
     const int fd = ipc_mq_get_fd(cb);
     EXPECT_TRUE(readable(fd));
     ipc_mq_destroy();
@@ -305,9 +279,11 @@ TEST(QueueFd, tells_of_what_an_endpoint_receives)
     const Endpoint endpoint;
     const int fd = ipc_mq_get_fd(endpoint.queue);
     EXPECT_FALSE(readable(fd));
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     ASSERT_TRUE(peer.send(kMmName, datagram({0, 10, 0, 0})));
     EXPECT_TRUE(readable(fd, 20000));
     EXPECT_EQ(drain(endpoint.queue), std::vector<uint32_t>{10});
     EXPECT_FALSE(readable(fd));
 }
+
+} // namespace fd_test

@@ -1,6 +1,6 @@
 #include "support/counted_memory.h"
 #include "support/error_log.h"
-#include "support/list_faults.h"
+#include "support/library_calls.h"
 #include "support/queues.h"
 #include "support/waits.h"
 
@@ -75,9 +75,13 @@ TEST(QueueRemove, a_node_without_a_buffer_counts_as_identifier_0)
 {
     const mq_cb cb = new_queue(4);
     const MessagePtr left_out = make_message(5);
-    g_list_faults.before_add_at_tail = [](lc_list_node *node) { node->data = nullptr; };
-    ASSERT_EQ(ipc_mq_send(cb, left_out.get(), 0, 0), IPC_SUCCESS);
-    g_list_faults.before_add_at_tail = nullptr;
+    {
+        const Hooked emptied(calls::lc_list_add_at_tail, [](auto &next, auto *list, auto *node) {
+            node->data = nullptr;
+            return next(list, node);
+        });
+        ASSERT_EQ(ipc_mq_send(cb, left_out.get(), 0, 0), IPC_SUCCESS);
+    }
     EXPECT_EQ(ipc_mq_remove(cb, 5), IPC_SUCCESS);
     EXPECT_EQ(queued(), 1U);
     EXPECT_EQ(ipc_mq_remove(cb, 0), IPC_SUCCESS);
@@ -111,23 +115,23 @@ TEST(QueueRemove, from_a_full_queue_wakes_a_blocked_sender)
 TEST(QueueRemove, gives_a_wake_up_only_when_a_full_queue_lost_a_message)
 {
     const mq_cb cb = queue_with({5, 6, 7, 8}, 4);
-    const int before = g_waits.signals;
+    const int before = calls::lc_pthread_cond_signal.made;
     ASSERT_EQ(ipc_mq_remove(cb, 9), IPC_SUCCESS);
-    EXPECT_EQ(g_waits.signals, before) << "nothing was removed";
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, before) << "nothing was removed";
     ASSERT_EQ(ipc_mq_remove(cb, 5), IPC_SUCCESS);
-    EXPECT_EQ(g_waits.signals, before + 1) << "it was full";
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, before + 1) << "it was full";
     ASSERT_EQ(ipc_mq_remove(cb, 6), IPC_SUCCESS);
-    EXPECT_EQ(g_waits.signals, before + 1) << "it was not full any more";
-    EXPECT_EQ(g_waits.broadcasts, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, before + 1) << "it was not full any more";
+    EXPECT_EQ(calls::lc_pthread_cond_broadcast.made, 0);
     ipc_mq_destroy();
 }
 
 TEST(QueueRemove, several_messages_from_a_full_queue_give_one_wake_up)
 {
     const mq_cb cb = queue_with({5, 5, 6}, 3);
-    const int before = g_waits.signals;
+    const int before = calls::lc_pthread_cond_signal.made;
     ASSERT_EQ(ipc_mq_remove(cb, 5), IPC_SUCCESS);
-    EXPECT_EQ(g_waits.signals, before + 1);
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, before + 1);
     ipc_mq_destroy();
 }
 
@@ -136,7 +140,7 @@ TEST(QueueRemove, a_list_failure_gives_11_after_the_message_was_discounted)
     ErrorLog log;
     const mq_cb cb = queue_with({5, 6});
     const size_t blocks = memory().blocks_in_use();
-    g_list_faults.del_node.fail_nth(1);
+    calls::lc_list_del_node.fail_nth(1);
     EXPECT_EQ(ipc_mq_remove(cb, 5), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{from_mq("Delete from list mgt->mq_head failed! sret=3\n")});
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -144,7 +148,7 @@ TEST(QueueRemove, a_list_failure_gives_11_after_the_message_was_discounted)
     EXPECT_EQ(drain(cb), (Ids{5, 6})) << "and the queue is unlocked";
     ErrorLog::switch_off();
     put(cb, 5);
-    g_list_faults.del_node.fail_nth(1);
+    calls::lc_list_del_node.fail_nth(1);
     EXPECT_EQ(ipc_mq_remove(cb, 5), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();

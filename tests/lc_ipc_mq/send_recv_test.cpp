@@ -1,6 +1,6 @@
 #include "support/counted_memory.h"
 #include "support/error_log.h"
-#include "support/list_faults.h"
+#include "support/library_calls.h"
 #include "support/queues.h"
 #include "support/waits.h"
 
@@ -53,7 +53,7 @@ TEST(Queue, send_to_full_queue_without_waiting_returns_8_and_the_caller_keeps_th
     ASSERT_EQ(put(cb, 10), IPC_SUCCESS);
     const MessagePtr kept = make_message(11);
     EXPECT_EQ(ipc_mq_send(cb, kept.get(), 0, 0), IPC_ERR_FULL);
-    EXPECT_EQ(g_waits.timed + g_waits.unlimited, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made + calls::lc_pthread_cond_wait.made, 0);
     EXPECT_EQ(drain(cb), std::vector<uint32_t>{10});
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();
@@ -67,7 +67,7 @@ TEST(Queue, receive_on_empty_queue_without_waiting_returns_9)
     ipc_msg_hdr *msg = &untouched;
     EXPECT_EQ(ipc_mq_recv(cb, &msg, 0), IPC_ERR_EMPTY);
     EXPECT_EQ(msg, &untouched);
-    EXPECT_EQ(g_waits.timed + g_waits.unlimited, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made + calls::lc_pthread_cond_wait.made, 0);
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();
 }
@@ -155,7 +155,7 @@ TEST(Queue, send_with_a_list_failure_returns_11_and_frees_its_node)
     const mq_cb cb = new_queue(2);
     const MessagePtr kept = make_message(10);
     const size_t blocks = memory().blocks_in_use();
-    g_list_faults.add_at_tail.fail_nth(1);
+    calls::lc_list_add_at_tail.fail_nth(1);
     EXPECT_EQ(ipc_mq_send(cb, kept.get(), 0, 0), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{from_mq("Add to list mgt->mq_head failed! sret=1\n")});
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -183,14 +183,14 @@ TEST(Queue, a_wake_up_is_given_only_when_the_queue_stops_being_empty_or_full)
 {
     const mq_cb cb = new_queue(2);
     ASSERT_EQ(put(cb, 10), IPC_SUCCESS);
-    EXPECT_EQ(g_waits.signals, 1) << "empty to non-empty";
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, 1) << "empty to non-empty";
     ASSERT_EQ(put(cb, 11), IPC_SUCCESS);
-    EXPECT_EQ(g_waits.signals, 1) << "non-empty to full";
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, 1) << "non-empty to full";
     take(cb);
-    EXPECT_EQ(g_waits.signals, 2) << "full to non-full";
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, 2) << "full to non-full";
     take(cb);
-    EXPECT_EQ(g_waits.signals, 2) << "non-full to empty";
-    EXPECT_EQ(g_waits.broadcasts, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, 2) << "non-full to empty";
+    EXPECT_EQ(calls::lc_pthread_cond_broadcast.made, 0);
     ipc_mq_destroy();
 }
 
@@ -210,7 +210,7 @@ TEST(Queue, send_and_receive_are_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(ipc_mq_recv(cb, &received, -2), IPC_ERR_PARAM);
     memory().fail_nth(1);
     EXPECT_EQ(ipc_mq_send(cb, msg.get(), 0, 0), IPC_ERR_RESOURCE);
-    g_list_faults.add_at_tail.fail_nth(1);
+    calls::lc_list_add_at_tail.fail_nth(1);
     EXPECT_EQ(ipc_mq_send(cb, msg.get(), 0, 0), IPC_ERR_RESOURCE);
     g_waits.wake_spuriously(1);
     EXPECT_EQ(ipc_mq_recv(cb, &received, -1), IPC_ERR_RESOURCE);

@@ -1,6 +1,6 @@
 #include "support/counted_memory.h"
 #include "support/error_log.h"
-#include "support/list_faults.h"
+#include "support/library_calls.h"
 #include "support/queues.h"
 
 #include <future>
@@ -143,10 +143,11 @@ TEST(QueueUsage, and_create_do_not_wait_for_a_queue_that_is_in_use)
     const mq_cb cb = new_queue(1);
     std::promise<void> inside;
     std::promise<void> leave;
-    g_list_faults.before_add_at_tail = [&](lc_list_node *) {
+    const Hooked stuck(calls::lc_list_add_at_tail, [&](auto &next, auto *list, auto *node) {
         inside.set_value();
         leave.get_future().wait();
-    };
+        return next(list, node);
+    });
     std::thread sender([=] { put(cb, 10); });
     inside.get_future().wait();
     EXPECT_EQ(entry(usage()[0]), (Entry{1, 0, 0}));

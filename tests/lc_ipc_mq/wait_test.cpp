@@ -72,29 +72,29 @@ void wake_receiver(int32_t timeout)
 TEST(QueueWait, a_receive_wakes_a_sender_that_waits_without_limit)
 {
     wake_sender(kForever);
-    EXPECT_EQ(g_waits.unlimited, 1);
-    EXPECT_EQ(g_waits.timed, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_wait.made, 1);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 0);
 }
 
 TEST(QueueWait, a_receive_wakes_a_sender_that_waits_with_a_limit)
 {
     wake_sender(kMinute);
-    EXPECT_EQ(g_waits.unlimited, 0);
-    EXPECT_EQ(g_waits.timed, 1);
+    EXPECT_EQ(calls::lc_pthread_cond_wait.made, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 1);
 }
 
 TEST(QueueWait, a_send_wakes_a_receiver_that_waits_without_limit)
 {
     wake_receiver(kForever);
-    EXPECT_EQ(g_waits.unlimited, 1);
-    EXPECT_EQ(g_waits.timed, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_wait.made, 1);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 0);
 }
 
 TEST(QueueWait, a_send_wakes_a_receiver_that_waits_with_a_limit)
 {
     wake_receiver(kMinute);
-    EXPECT_EQ(g_waits.unlimited, 0);
-    EXPECT_EQ(g_waits.timed, 1);
+    EXPECT_EQ(calls::lc_pthread_cond_wait.made, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 1);
 }
 
 TEST(QueueWait, one_send_wakes_one_of_two_receivers)
@@ -107,7 +107,7 @@ TEST(QueueWait, one_send_wakes_one_of_two_receivers)
     ASSERT_TRUE(g_waits.until_asleep(2));
     ASSERT_EQ(put(cb, 10), IPC_SUCCESS);
     ASSERT_TRUE(eventually([&] { return received == 1; }));
-    EXPECT_EQ(g_waits.asleep, 1);
+    EXPECT_EQ(g_waits.asleep(), 1);
     ASSERT_EQ(put(cb, 11), IPC_SUCCESS);
     first.join();
     second.join();
@@ -153,7 +153,7 @@ TEST(QueueWait, send_that_times_out_gives_7_without_a_line_and_the_caller_keeps_
     ASSERT_EQ(put(cb, 10), IPC_SUCCESS);
     const MessagePtr kept = make_message(11);
     EXPECT_EQ(ipc_mq_send(cb, kept.get(), 0, 1), IPC_ERR_TIMEOUT);
-    EXPECT_EQ(g_waits.timed, 1);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 1);
     EXPECT_EQ(drain(cb), std::vector<uint32_t>{10});
     EXPECT_EQ(log.lines(), Lines{});
     ipc_mq_destroy();
@@ -177,7 +177,7 @@ TEST(QueueWait, a_sender_does_not_wait_while_there_is_room_nor_a_receiver_while_
     ASSERT_EQ(put(cb, 11, kForever), IPC_SUCCESS);
     EXPECT_NE(take(cb, kForever), nullptr);
     EXPECT_NE(take(cb, kMinute), nullptr);
-    EXPECT_EQ(g_waits.timed + g_waits.unlimited, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made + calls::lc_pthread_cond_wait.made, 0);
     ipc_mq_destroy();
 }
 
@@ -188,7 +188,7 @@ TEST(QueueWait, after_one_wake_up_a_sender_queues_its_buffer_even_if_the_queue_i
     g_waits.wake_spuriously(1);
     EXPECT_EQ(put(cb, 11, kForever), IPC_SUCCESS);
     EXPECT_EQ(queued(), 2U);
-    EXPECT_EQ(g_waits.unlimited, 1) << "it waits once";
+    EXPECT_EQ(calls::lc_pthread_cond_wait.made, 1) << "it waits once";
     EXPECT_EQ(drain(cb), (std::vector<uint32_t>{10, 11}));
     ipc_mq_destroy();
 }
@@ -199,7 +199,7 @@ TEST(QueueWait, the_same_holds_for_a_wake_up_before_the_deadline)
     ASSERT_EQ(put(cb, 10), IPC_SUCCESS);
     g_waits.wake_spuriously(1);
     EXPECT_EQ(put(cb, 11, kMinute), IPC_SUCCESS);
-    EXPECT_EQ(g_waits.timed, 1);
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 1);
     EXPECT_EQ(drain(cb), (std::vector<uint32_t>{10, 11}));
     ipc_mq_destroy();
 }
@@ -211,12 +211,12 @@ TEST(QueueWait, an_overfilled_queue_is_not_full_so_draining_it_wakes_a_sender_on
     g_waits.wake_spuriously(1);
     ASSERT_EQ(put(cb, 11, kForever), IPC_SUCCESS);
     EXPECT_EQ(put(cb, 12), IPC_SUCCESS) << "more than capacity is not capacity";
-    const int before = g_waits.signals;
+    const int before = calls::lc_pthread_cond_signal.made;
     take(cb);
     take(cb);
-    EXPECT_EQ(g_waits.signals, before);
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, before);
     take(cb);
-    EXPECT_EQ(g_waits.signals, before + 1);
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made, before + 1);
     ipc_mq_destroy();
 }
 

@@ -1,5 +1,5 @@
 #include "support/error_log.h"
-#include "support/raw_peer.h"
+#include "support/peer.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -3,7 +3,7 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/socket_calls.h"
+#include "support/call_notes.h"
 
 #include <set>
 
@@ -98,7 +98,7 @@ protected:
 
     ErrorLog log;
     const Endpoint endpoint{{.handler = hold}};
-    RawPeer peer{kPeerName};
+    Peer peer{kPeerName};
 
 private:
     size_t blocks_ = 0;
@@ -154,8 +154,8 @@ TEST_F(Diag, reads_with_room_for_1024_bytes_and_the_whole_address)
     send(message({}));
     memory().take();
     EXPECT_EQ(receive(0).result, IPC_SUCCESS);
-    EXPECT_EQ(g_socket_calls.receive_size, 1024U);
-    EXPECT_EQ(g_socket_calls.receive_address_size, 110U);
+    EXPECT_EQ(notes().receive_size, 1024U);
+    EXPECT_EQ(notes().receive_address_size, 110U);
     const std::vector<MemoryCall> allocations = memory().take_allocations();
     ASSERT_EQ(allocations.size(), 1U);
     EXPECT_EQ(allocations[0].size, 1024U);
@@ -163,14 +163,14 @@ TEST_F(Diag, reads_with_room_for_1024_bytes_and_the_whole_address)
 
 TEST_F(Diag, gives_a_sender_with_a_short_name_or_none_with_zeros_behind_it)
 {
-    EXPECT_TRUE(RawPeer().send(kMmName, message({})));
+    EXPECT_TRUE(Peer().send(kMmName, message({})));
     Bytes record(sizeof(ipc_addr), 0);
     EXPECT_TRUE(receive(0).sender_is(record));
 
     const sockaddr_un address = abstract_address("short");
     const size_t size = offsetof(sockaddr_un, sun_path) + sizeof("short");
     memcpy(record.data() + offsetof(ipc_addr, sock), &address, size);
-    EXPECT_TRUE(RawPeer(address, size).send(kMmName, message({})));
+    EXPECT_TRUE(Peer(address, size).send(kMmName, message({})));
     EXPECT_TRUE(receive(0).sender_is(record));
 }
 
@@ -291,7 +291,7 @@ TEST_F(Diag, datagram_without_a_byte_gives_10)
 TEST_F(Diag, error_of_the_socket_gives_10)
 {
     send(message({}));
-    g_socket_calls.recvfrom.fail_nth(1, ECONNRESET);
+    calls::recvfrom.fail_nth(1, ECONNRESET);
     const Received received = receive(16);
     EXPECT_EQ(received.result, IPC_ERR_SOCKET);
     EXPECT_EQ(received.length, 16U);
@@ -316,18 +316,13 @@ TEST_F(Diag, without_memory_gives_11_and_the_datagram_stays)
 
 TEST_F(Diag, waits_without_end_for_a_datagram)
 {
-    g_socket_calls.receive_size = 0;
-    std::atomic<bool> done = false;
-    std::thread reader([&done] {
-        EXPECT_EQ(receive(4).result, IPC_SUCCESS);
-        done = true;
-    });
-    EXPECT_TRUE(eventually([] { return g_socket_calls.receive_size != 0; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(done);
+    g_noted_calls.forget();
+    const int before = calls::recvfrom.made;
+    std::thread reader([] { EXPECT_EQ(receive(4).result, IPC_SUCCESS); });
+    EXPECT_TRUE(eventually([] { return notes().receive_size != 0; }));
     send(message(word(1)));
     reader.join();
-    EXPECT_TRUE(done);
+    EXPECT_EQ(calls::recvfrom.made, before + 1) << "it does not come back in between";
 }
 
 // ---- Beside the receive thread ----
@@ -335,7 +330,7 @@ TEST_F(Diag, waits_without_end_for_a_datagram)
 TEST(DiagBesideTheReceiveThread, each_datagram_goes_to_one_of_both)
 {
     constexpr uint32_t kCount = 500;
-    const RawPeer peer(kPeerName);
+    const Peer peer(kPeerName);
     const Endpoint endpoint({.capacity = 2 * kCount});
     std::vector<uint32_t> read;
     std::thread reader([&read] {

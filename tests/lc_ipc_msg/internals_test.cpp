@@ -6,9 +6,6 @@
 #include "lc_ipc_msg/sync.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/interpose.h"
-
-#include <functional>
 
 using namespace testing_support;
 
@@ -22,9 +19,6 @@ namespace {
 
 constexpr int32_t kMinute = 60000;
 constexpr char kServer[] = "lc_socket_wm_common";
-
-// Called on the sending thread; set while no other thread sends.
-std::function<void()> g_before_send;
 
 struct Registration {
     uint32_t notify_id;
@@ -50,14 +44,14 @@ std::vector<Registration> registrations()
     return all;
 }
 
-void subscribe(RawPeer &peer, uint32_t notify_id)
+void subscribe(Peer &peer, uint32_t notify_id)
 {
     ASSERT_TRUE(peer.send(kMmName, register_request(notify_id, 1)));
     ASSERT_EQ(word_at(peer.receive(), 16), 0U);
 }
 
 // The receive thread handles its datagrams one by one, so the one behind comes out of the queue last.
-void unsubscribe(const Endpoint &endpoint, const RawPeer &peer, uint32_t notify_id)
+void unsubscribe(const Endpoint &endpoint, const Peer &peer, uint32_t notify_id)
 {
     ASSERT_TRUE(peer.send(kMmName, deregister_request(notify_id)));
     ASSERT_TRUE(peer.send(kMmName, datagram({0, 10, 0, 0})));
@@ -65,15 +59,6 @@ void unsubscribe(const Endpoint &endpoint, const RawPeer &peer, uint32_t notify_
 }
 
 } // namespace
-
-ssize_t sendto(int fd, const void *bytes, size_t size, int flags, const sockaddr *to, socklen_t to_size)
-{
-    if (g_before_send) {
-        g_before_send();
-    }
-    static auto *const real = next_definition<decltype(sendto)>("sendto");
-    return real(fd, bytes, size, flags, to, to_size);
-}
 
 TEST(Internals, a_receive_step_without_a_running_flag_gives_1)
 {
@@ -125,8 +110,8 @@ TEST(Internals, waiters_and_registry_live_with_the_endpoint)
 TEST(Internals, registrations_are_kept_in_the_order_of_their_first_subscriber)
 {
     const Endpoint endpoint;
-    RawPeer a("a");
-    RawPeer b("b");
+    Peer a("a");
+    Peer b("b");
     subscribe(a, 22);
     subscribe(a, 20);
     subscribe(b, 22);
@@ -147,7 +132,7 @@ TEST(Internals, registrations_are_kept_in_the_order_of_their_first_subscriber)
 TEST(Internals, a_registration_whose_last_subscriber_left_stays_empty)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     subscribe(peer, 20);
     unsubscribe(endpoint, peer, 20);
     ASSERT_EQ(registrations().size(), 1U);
@@ -163,7 +148,7 @@ TEST(Internals, a_registration_whose_last_subscriber_left_stays_empty)
 TEST(Internals, a_refused_registration_stores_nothing)
 {
     const Endpoint endpoint({.reg_check = [](uint32_t) -> uint32_t { return 0; }});
-    RawPeer peer("peer");
+    Peer peer("peer");
     ASSERT_TRUE(peer.send(kMmName, register_request(20, 1)));
     ASSERT_EQ(word_at(peer.receive(), 16), 6U);
     EXPECT_TRUE(registrations().empty());
@@ -172,21 +157,21 @@ TEST(Internals, a_refused_registration_stores_nothing)
 TEST(Internals, a_waiter_is_listed_under_its_session_before_the_request_leaves)
 {
     const Endpoint endpoint;
-    const RawPeer server(kServer);
+    const Peer server(kServer);
     const ipc_addr to = address_record(kServer);
     const MessagePtr request = make_message(50);
     ipc_gen_seesion_id(request.get());
     Bytes out(16);
     uint32_t out_len = 0;
     int listed = 0;
-    g_before_send = [&] {
+    const Hooked looked(calls::sendto, [&](auto &next, auto... arguments) {
         listed += g_sync_waitor_list->count == 1 &&
                           msg_id_match(g_sync_waitor_list->head->data, request.get()) == 0
                       ? 1
                       : 0;
-    };
+        return next(arguments...);
+    });
     EXPECT_EQ(ipc_msg_send_syn(&to, request.get(), 0, 1, out.data(), &out_len), IPC_ERR_TIMEOUT);
-    g_before_send = nullptr;
     EXPECT_EQ(listed, 1);
 }
 
@@ -199,7 +184,7 @@ TEST(Internals, a_waiter_is_unlisted_after_a_time_out_and_after_a_failed_send)
     uint32_t out_len = 0;
     EXPECT_EQ(ipc_msg_send_syn(&to, request.get(), 0, 1, out.data(), &out_len), IPC_ERR_SOCKET);
     EXPECT_EQ(lc_list_query_num(g_sync_waitor_list), 0U);
-    const RawPeer server(kServer);
+    const Peer server(kServer);
     EXPECT_EQ(ipc_msg_send_syn(&to, request.get(), 0, 1, out.data(), &out_len), IPC_ERR_TIMEOUT);
     EXPECT_EQ(lc_list_query_num(g_sync_waitor_list), 0U);
 }

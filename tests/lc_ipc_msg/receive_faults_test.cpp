@@ -3,7 +3,7 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/socket_calls.h"
+#include "support/call_notes.h"
 
 namespace receive_faults_test {
 
@@ -21,7 +21,7 @@ Lines failed(uint32_t result, Lines lines)
 // A datagram that could not be read the first time takes a second round.
 constexpr int kTwice = 2;
 
-void deliver(const RawPeer &peer, uint32_t msg_id, int rounds = 1)
+void deliver(const Peer &peer, uint32_t msg_id, int rounds = 1)
 {
     deliver(peer, kMmName, datagram({0, msg_id, 0, 0}), rounds);
 }
@@ -31,12 +31,20 @@ void deliver(const RawPeer &peer, uint32_t msg_id, int rounds = 1)
 TEST(ReceiveFault, each_round_waits_up_to_10_seconds_and_a_time_out_starts_the_next_without_a_line)
 {
     ErrorLog log;
-    g_socket_calls.select_timeouts = 3;
+    std::atomic<int> silent_rounds = 3;
+    const Hooked silence(calls::select, [&](auto &next, int count, auto *readable, auto... others) {
+        if (silent_rounds == 0) {
+            return next(count, readable, others...);
+        }
+        --silent_rounds;
+        *std::get<2>(std::tuple(others...)) = {0, 0};
+        return 0;
+    });
     const Endpoint endpoint;
-    ASSERT_TRUE(g_socket_calls.until_rounds(4));
-    EXPECT_EQ(g_socket_calls.select_seconds, 10) << "made anew, though the call used it up";
-    EXPECT_EQ(g_socket_calls.select_microseconds, 0);
-    const RawPeer peer("peer");
+    ASSERT_TRUE(until_rounds(4));
+    EXPECT_EQ(notes().patience.tv_sec, 10) << "made anew, though the call used it up";
+    EXPECT_EQ(notes().patience.tv_usec, 0);
+    const Peer peer("peer");
     deliver(peer, 10);
     EXPECT_NE(take(endpoint.queue), nullptr);
     EXPECT_EQ(log.lines(), Lines{});
@@ -45,9 +53,9 @@ TEST(ReceiveFault, each_round_waits_up_to_10_seconds_and_a_time_out_starts_the_n
 TEST(ReceiveFault, an_error_while_waiting_is_logged_and_the_next_round_starts_at_once)
 {
     ErrorLog log;
-    g_socket_calls.select.fail_nth(1, EINTR);
+    calls::select.fail_nth(1, EINTR);
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     deliver(peer, 10);
     // The round that failed may be the one that was waited for.
     EXPECT_NE(take(endpoint.queue, 5000), nullptr);
@@ -58,10 +66,10 @@ TEST(ReceiveFault, an_error_while_reading_gives_10)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
-    g_socket_calls.recvfrom.fail_nth(1, ECONNRESET);
-    const RawPeer peer("peer");
+    calls::recvfrom.fail_nth(1, ECONNRESET);
+    const Peer peer("peer");
     deliver(peer, 10);
     EXPECT_EQ(log.lines(), failed(10, {from_msg("Receive message failed!", ECONNRESET)}));
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -72,19 +80,19 @@ TEST(ReceiveFault, an_error_while_reading_gives_10)
 TEST(ReceiveFault, a_datagram_is_read_with_room_for_1024_bytes_and_the_whole_address)
 {
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     deliver(peer, 10);
     EXPECT_NE(take(endpoint.queue), nullptr);
-    EXPECT_EQ(g_socket_calls.receive_size, 1024U);
-    EXPECT_EQ(g_socket_calls.receive_address_size, 110U);
+    EXPECT_EQ(notes().receive_size, 1024U);
+    EXPECT_EQ(notes().receive_address_size, 110U);
 }
 
 TEST(ReceiveFault, without_memory_to_read_it_a_datagram_waits_for_the_next_round)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const Peer peer("peer");
+    ASSERT_TRUE(until_rounds(1));
     memory().fail_nth(1);
     deliver(peer, 10, kTwice);
     EXPECT_NE(take(endpoint.queue), nullptr);
@@ -95,8 +103,8 @@ TEST(ReceiveFault, without_memory_for_the_received_message_it_is_lost)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const Peer peer("peer");
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     memory().fail_nth(2);
     deliver(peer, 10);
@@ -110,8 +118,8 @@ TEST(ReceiveFault, without_memory_to_queue_it_the_message_is_freed)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const Peer peer("peer");
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     memory().fail_nth(3);
     deliver(peer, 10);
@@ -125,8 +133,8 @@ TEST(ReceiveFault, with_a_handler_a_queue_failure_is_ignored)
     ErrorLog log;
     const auto keep = [](ipc_msg_hdr *, uint32_t) -> uint32_t { return 1; };
     const Endpoint endpoint({.handler = keep});
-    const RawPeer peer("peer");
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const Peer peer("peer");
+    ASSERT_TRUE(until_rounds(1));
     memory().fail_nth(3);
     deliver(peer, 10);
     ASSERT_TRUE(memory().failed());
@@ -139,13 +147,13 @@ TEST(ReceiveFault, is_silent_while_the_flag_file_is_absent)
 {
     ErrorLog log;
     ErrorLog::switch_off();
-    g_socket_calls.select.fail_nth(1, EINTR);
+    calls::select.fail_nth(1, EINTR);
     const Endpoint endpoint;
-    const RawPeer peer("peer");
-    ASSERT_TRUE(g_socket_calls.until_rounds(2));
-    g_socket_calls.recvfrom.fail_nth(1, ECONNRESET);
+    const Peer peer("peer");
+    ASSERT_TRUE(until_rounds(2));
+    calls::recvfrom.fail_nth(1, ECONNRESET);
     deliver(peer, 10);
-    ASSERT_TRUE(g_socket_calls.until_rounds(3));
+    ASSERT_TRUE(until_rounds(3));
     for (int nth = 1; nth <= 3; ++nth) {
         memory().fail_nth(nth);
         deliver(peer, 10, nth == 1 ? kTwice : 1);

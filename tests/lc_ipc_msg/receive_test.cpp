@@ -3,7 +3,7 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/socket_calls.h"
+#include "support/call_notes.h"
 
 #include <mutex>
 
@@ -39,12 +39,12 @@ std::vector<Handled> handled()
     return std::exchange(g_handled, {});
 }
 
-void deliver(const RawPeer &peer, const Bytes &bytes) { deliver(peer, kMmName, bytes); }
+void deliver(const Peer &peer, const Bytes &bytes) { deliver(peer, kMmName, bytes); }
 
 // What is in use once the receive thread has started and freed what it was started with.
 size_t settled_blocks()
 {
-    EXPECT_TRUE(g_socket_calls.until_rounds(1));
+    EXPECT_TRUE(until_rounds(1));
     return memory().blocks_in_use();
 }
 
@@ -59,7 +59,7 @@ const Lines kNotAStop = {from_msg("Not invalid stop message!\n"),
                          from_msg("Receive common priority message failed! sret=4.\n")};
 
 // The datagram is refused with these lines, and the endpoint goes on.
-void expect_refused(ErrorLog &log, const Endpoint &endpoint, const RawPeer &peer, const Bytes &bytes,
+void expect_refused(ErrorLog &log, const Endpoint &endpoint, const Peer &peer, const Bytes &bytes,
                     const Lines &lines)
 {
     const size_t blocks = settled_blocks();
@@ -86,7 +86,7 @@ Bytes expected_buffer(const Bytes &bytes, const std::string &peer_name)
 TEST(Receive, a_message_is_queued_with_padding_and_the_senders_address_record)
 {
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     for (const uint32_t length : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 1007U, 1008U}) {
         const Bytes sent = datagram({0, 10, length, 77}, pattern(length));
         deliver(peer, sent);
@@ -105,7 +105,7 @@ TEST(Receive, a_message_is_queued_with_padding_and_the_senders_address_record)
 TEST(Receive, the_address_record_can_be_answered)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     deliver(peer, datagram({1, 10, 3, 77}, pattern(3)));
     const MessagePtr request = take(endpoint.queue);
     ASSERT_NE(request, nullptr);
@@ -118,7 +118,7 @@ TEST(Receive, the_address_record_can_be_answered)
 TEST(Receive, header_and_type_stay_as_they_were_received)
 {
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     for (const uint32_t type : {0U, 1U, 3U, 9U}) {
         deliver(peer, datagram({type, 10, 0, 5}));
         const MessagePtr msg = take(endpoint.queue);
@@ -130,7 +130,7 @@ TEST(Receive, header_and_type_stay_as_they_were_received)
 TEST(Receive, buffers_carry_the_tag_of_synchronous_records)
 {
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     memory().take_allocations();
     deliver(peer, datagram({0, 10, 4, 0}, pattern(4)));
     const MessagePtr msg = take(endpoint.queue);
@@ -148,7 +148,7 @@ TEST(Receive, without_handler_and_queue_a_message_is_dropped_without_a_line)
     ErrorLog log;
     const Endpoint endpoint({.with_queue = false});
     const size_t blocks = settled_blocks();
-    RawPeer peer("peer");
+    Peer peer("peer");
     deliver(peer, datagram({0, 10, 0, 0}));
     // An answered registration that is refused for its length leaves nothing either.
     deliver(peer, datagram({1, 2, 0, 0}));
@@ -160,7 +160,7 @@ TEST(Receive, without_handler_and_queue_a_message_is_dropped_without_a_line)
 TEST(Receive, the_handler_is_given_the_buffer_and_its_size_without_the_16_bytes_of_a_header)
 {
     const Endpoint endpoint({.handler = handler, .with_queue = false});
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     const Bytes sent = datagram({0, 10, 5, 77}, pattern(5));
     deliver(peer, sent);
     const std::vector<Handled> seen = handled();
@@ -172,7 +172,7 @@ TEST(Receive, a_message_is_queued_when_the_handler_says_so)
 {
     g_handler_answer = 0x80000000;
     const Endpoint endpoint({.handler = handler});
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     const Bytes sent = datagram({0, 10, 2, 77}, pattern(2));
     deliver(peer, sent);
     const MessagePtr msg = take(endpoint.queue);
@@ -185,7 +185,7 @@ TEST(Receive, a_message_that_the_handler_declines_is_freed_and_not_queued)
 {
     const Endpoint endpoint({.handler = handler});
     const size_t blocks = settled_blocks();
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     deliver(peer, datagram({0, 10, 0, 0}));
     EXPECT_EQ(queued(), 0U);
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -197,7 +197,7 @@ TEST(Receive, without_a_queue_a_message_that_the_handler_wants_queued_is_freed)
     g_handler_answer = 1;
     const Endpoint endpoint({.handler = handler, .with_queue = false});
     const size_t blocks = settled_blocks();
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     deliver(peer, datagram({0, 10, 0, 0}));
     EXPECT_EQ(memory().blocks_in_use(), blocks);
     EXPECT_EQ(log.lines(), Lines{});
@@ -207,7 +207,7 @@ TEST(Receive, the_handler_sees_responses_and_registry_requests_too_but_they_are_
 {
     g_handler_answer = 1;
     const Endpoint endpoint({.handler = handler});
-    RawPeer peer("peer");
+    Peer peer("peer");
     deliver(peer, datagram({2, 10, 0, 99}));
     deliver(peer, register_request(20, 1));
     deliver(peer, deregister_request(20));
@@ -222,7 +222,7 @@ TEST(Receive, the_handler_sees_responses_and_registry_requests_too_but_they_are_
 TEST(Receive, the_handler_sees_neither_stop_messages_nor_what_is_refused_for_its_length)
 {
     const Endpoint endpoint({.handler = handler});
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     deliver(peer, datagram({0, 1, 0, 0}));
     deliver(peer, datagram({0, 10, 8, 0}, pattern(4)));
     EXPECT_EQ(g_calls, 0U);
@@ -231,7 +231,7 @@ TEST(Receive, the_handler_sees_neither_stop_messages_nor_what_is_refused_for_its
 TEST(Receive, responses_and_registry_requests_are_freed)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     deliver(peer, register_request(20, 1));
     peer.receive();
     const size_t blocks = settled_blocks();
@@ -245,7 +245,7 @@ TEST(Receive, a_response_that_nobody_waits_for_is_dropped_with_result_4)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     expect_refused(log, endpoint, peer, datagram({2, 10, 0, 99}),
                    {from_msg("Receive common priority message failed! sret=4.\n")});
 }
@@ -254,7 +254,7 @@ TEST(Receive, a_response_is_a_response_whatever_its_identifier)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     for (const uint32_t id : {2U, 3U}) {
         expect_refused(log, endpoint, peer, datagram({2, id, 4, 99}, word(20)),
                        {from_msg("Receive common priority message failed! sret=4.\n")});
@@ -266,7 +266,7 @@ TEST(Receive, a_full_queue_without_a_handler_drops_the_message_and_goes_on)
 {
     ErrorLog log;
     const Endpoint endpoint({.capacity = 1});
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     deliver(peer, datagram({0, 10, 0, 0}));
     const size_t blocks = settled_blocks();
     deliver(peer, datagram({0, 11, 0, 0}));
@@ -283,7 +283,7 @@ TEST(Receive, a_full_queue_with_a_handler_drops_the_message_without_a_line)
     ErrorLog log;
     g_handler_answer = 1;
     const Endpoint endpoint({.handler = handler, .capacity = 1});
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     deliver(peer, datagram({0, 10, 0, 0}));
     const size_t blocks = settled_blocks();
     deliver(peer, datagram({0, 11, 0, 0}));
@@ -296,7 +296,7 @@ TEST(ReceiveMalformed, a_datagram_of_20_bytes_with_length_8_is_dropped_with_resu
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     expect_refused(log, endpoint, peer, datagram({0, 10, 8, 0}, pattern(4)), mismatch(20, 8));
 }
 
@@ -304,7 +304,7 @@ TEST(ReceiveMalformed, a_length_below_or_above_the_body_is_refused_for_every_kin
 {
     ErrorLog log;
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     for (const uint32_t id : {1U, 2U, 3U, 10U}) {
         for (const uint32_t type : {0U, 1U, 2U}) {
             expect_refused(log, endpoint, peer, datagram({type, id, 3, 0}, word(20)), mismatch(20, 3));
@@ -319,7 +319,7 @@ TEST(ReceiveMalformed, a_datagram_too_short_for_a_header_is_refused)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     for (size_t size = 1; size < 16; ++size) {
         for (const uint8_t byte : {uint8_t{0}, uint8_t{0xFF}}) {
             const Bytes bytes(size, byte);
@@ -335,7 +335,7 @@ TEST(ReceiveMalformed, a_short_datagram_whose_length_agrees_modulo_2_to_the_32_i
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     for (uint32_t size = 12; size < 16; ++size) {
         const uint32_t length = size - 16; // 0xFFFFFFFC and up
         Bytes bytes = datagram({0, 10, length, 0});
@@ -348,7 +348,7 @@ TEST(ReceiveMalformed, a_datagram_of_more_than_1024_bytes_is_cut_and_refused)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     for (const uint32_t size : {1025U, 1028U, 4000U}) {
         const uint32_t length = size - 16;
         expect_refused(log, endpoint, peer, datagram({0, 10, length, 0}, pattern(length)),
@@ -360,7 +360,7 @@ TEST(ReceiveMalformed, a_datagram_that_is_cut_to_the_length_that_it_promises_is_
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     expect_refused(log, endpoint, peer, datagram({0, 10, 1008, 0}, pattern(1984)),
                    mismatch(1024, 1008));
 }
@@ -369,7 +369,7 @@ TEST(ReceiveMalformed, an_empty_datagram_is_refused_with_result_10)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     expect_refused(log, endpoint, peer, {},
                    {from_msg("Orderly shutdown occured!\n"),
                     from_msg("Receive common priority message failed! sret=10.\n")});
@@ -379,7 +379,7 @@ TEST(ReceiveStop, from_another_name_is_refused_whatever_its_type)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer("lc_socket_wm_common");
+    const Peer peer("lc_socket_wm_common");
     for (const uint32_t type : {0U, 1U, 2U, 3U}) {
         expect_refused(log, endpoint, peer, datagram({type, 1, 0, 0}), kNotAStop);
     }
@@ -389,7 +389,7 @@ TEST(ReceiveStop, from_a_peer_without_a_name_is_refused)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    const RawPeer peer;
+    const Peer peer;
     expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
 }
 
@@ -399,7 +399,7 @@ TEST(ReceiveStop, from_names_that_only_begin_or_end_alike_is_refused)
     const Endpoint endpoint;
     for (const std::string &name : {std::string("lc_socket_mm_commo"), std::string(kMmName) + "s",
                                     std::string(kMmName) + std::string("\0x", 2)}) {
-        const RawPeer peer(name);
+        const Peer peer(name);
         expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
     }
 }
@@ -411,7 +411,7 @@ TEST(ReceiveStop, from_the_same_name_with_a_shorter_length_is_refused)
     const size_t header = offsetof(sockaddr_un, sun_path) + 1;
     for (const size_t size :
          {header + strlen(kMmName), header + strlen(kMmName) + 1, sizeof(sockaddr_un) - 1}) {
-        const RawPeer peer(abstract_address(kMmName), size);
+        const Peer peer(abstract_address(kMmName), size);
         expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
     }
 }
@@ -423,7 +423,7 @@ TEST(ReceiveStop, from_a_file_whose_path_reads_the_same_behind_its_first_byte_is
     ASSERT_EQ(chdir("/tmp"), 0);
     sockaddr_un address = abstract_address(kMmName);
     address.sun_path[0] = 'x';
-    const RawPeer peer(address, sizeof(address));
+    const Peer peer(address, sizeof(address));
     expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
 }
 
@@ -433,9 +433,9 @@ TEST(ReceiveStop, from_the_endpoint_itself_but_with_a_body_is_refused)
     const Endpoint endpoint;
     const MessagePtr msg = make_message(IPC_MSG_ID_STOP, pattern(4));
     const ipc_addr self = address_record(kMmName);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     ASSERT_EQ(ipc_msg_send_asy(&self, msg.get(), 4), IPC_SUCCESS);
-    ASSERT_TRUE(g_socket_calls.until_rounds(2));
+    ASSERT_TRUE(until_rounds(2));
     EXPECT_EQ(log.lines(), kNotAStop);
 }
 
@@ -457,7 +457,7 @@ TEST(ReceiveLog, is_silent_while_the_flag_file_is_absent)
     ErrorLog log;
     ErrorLog::switch_off();
     const Endpoint endpoint({.capacity = 1});
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     for (const Bytes &bytes : {Bytes(), Bytes(3), datagram({0, 10, 8, 0}), datagram({0, 1, 0, 0}),
                                datagram({2, 10, 0, 9}), datagram({1, 2, 0, 0}), datagram({0, 3, 0, 0}),
                                datagram({0, 10, 0, 0}), datagram({0, 11, 0, 0})}) {

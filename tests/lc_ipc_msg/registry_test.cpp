@@ -4,8 +4,8 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/list_faults.h"
-#include "support/socket_calls.h"
+#include "support/library_calls.h"
+#include "support/call_notes.h"
 
 #include <atomic>
 #include <thread>
@@ -29,10 +29,10 @@ uint32_t reg_check(uint32_t notify_id)
     return g_accept;
 }
 
-void deliver(const RawPeer &peer, const Bytes &bytes) { deliver(peer, kMmName, bytes); }
+void deliver(const Peer &peer, const Bytes &bytes) { deliver(peer, kMmName, bytes); }
 
 // Registers and gives the result that the publisher answered with.
-uint32_t subscribe(RawPeer &peer, uint32_t notify_id = kTopic)
+uint32_t subscribe(Peer &peer, uint32_t notify_id = kTopic)
 {
     deliver(peer, register_request(notify_id, 77));
     const Bytes response = peer.receive();
@@ -40,7 +40,7 @@ uint32_t subscribe(RawPeer &peer, uint32_t notify_id = kTopic)
     return word_at(response, 16);
 }
 
-void unsubscribe(RawPeer &peer, uint32_t notify_id = kTopic)
+void unsubscribe(Peer &peer, uint32_t notify_id = kTopic)
 {
     deliver(peer, deregister_request(notify_id));
     EXPECT_TRUE(peer.has_nothing()) << "there is no answer";
@@ -55,7 +55,7 @@ void notify(uint32_t notify_id = kTopic)
 }
 
 // What the peer has got since the last time.
-std::vector<Bytes> received(RawPeer &peer)
+std::vector<Bytes> received(Peer &peer)
 {
     std::vector<Bytes> all;
     while (!peer.has_nothing()) {
@@ -79,7 +79,7 @@ class Registry : public ::testing::Test {
 protected:
     ErrorLog log;
     Endpoint endpoint{{.reg_check = reg_check}};
-    RawPeer peer{"peer"};
+    Peer peer{"peer"};
 };
 
 } // namespace
@@ -151,16 +151,16 @@ TEST_F(Registry, one_subscriber_may_have_several_identifiers)
 
 TEST_F(Registry, subscribers_get_a_notification_in_the_order_in_which_they_registered)
 {
-    RawPeer third("third");
-    RawPeer first("first");
-    RawPeer second("second");
-    for (RawPeer *subscriber : {&first, &second, &third}) {
+    Peer third("third");
+    Peer first("first");
+    Peer second("second");
+    for (Peer *subscriber : {&first, &second, &third}) {
         ASSERT_EQ(subscribe(*subscriber), 0U);
     }
-    g_socket_calls.take_sent();
+    take_sent();
     notify();
     std::vector<std::string> order;
-    for (const SentDatagram &sent : g_socket_calls.take_sent()) {
+    for (const SentDatagram &sent : take_sent()) {
         order.emplace_back(reinterpret_cast<const char *>(&sent.address[3]));
     }
     EXPECT_EQ(order, (std::vector<std::string>{"first", "second", "third"}));
@@ -183,7 +183,7 @@ TEST_F(Registry, a_request_whose_body_is_not_4_bytes_is_answered_with_4_and_not_
 
 TEST_F(Registry, a_refused_identifier_is_answered_with_6_and_nothing_is_stored)
 {
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     g_accept = 0;
     EXPECT_EQ(subscribe(peer), 6U);
@@ -196,13 +196,13 @@ TEST_F(Registry, a_refused_identifier_is_answered_with_6_and_nothing_is_stored)
 
 TEST(RegistryCheck, any_answer_but_0_accepts_and_without_a_check_every_identifier_is)
 {
-    RawPeer peer("peer");
+    Peer peer("peer");
     {
         g_accept = 0x80000000;
         const Endpoint endpoint({.reg_check = reg_check});
         EXPECT_EQ(subscribe(peer), 0U);
     }
-    g_socket_calls.select_calls = 0;
+    calls::select.made = 0;
     const Endpoint endpoint;
     for (const uint32_t notify_id : {0U, 1U, kTopic, UINT32_MAX}) {
         EXPECT_EQ(subscribe(peer, notify_id), 0U);
@@ -211,9 +211,9 @@ TEST(RegistryCheck, any_answer_but_0_accepts_and_without_a_check_every_identifie
 
 TEST_F(Registry, deregistering_ends_the_notifications_of_that_subscriber_only)
 {
-    RawPeer other("other");
-    RawPeer third("third");
-    for (RawPeer *subscriber : {&peer, &other, &third}) {
+    Peer other("other");
+    Peer third("third");
+    for (Peer *subscriber : {&peer, &other, &third}) {
         ASSERT_EQ(subscribe(*subscriber), 0U);
     }
     unsubscribe(other);
@@ -236,7 +236,7 @@ TEST_F(Registry, deregistering_frees_the_address)
 {
     ASSERT_EQ(subscribe(peer), 0U);
     const size_t blocks = memory().blocks_in_use();
-    RawPeer other("other");
+    Peer other("other");
     ASSERT_EQ(subscribe(other), 0U);
     unsubscribe(other);
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -248,7 +248,7 @@ TEST_F(Registry, deregistering_frees_the_address)
 
 TEST_F(Registry, deregistering_what_is_not_registered_changes_nothing)
 {
-    RawPeer stranger("stranger");
+    Peer stranger("stranger");
     unsubscribe(stranger);
     ASSERT_EQ(subscribe(peer), 0U);
     unsubscribe(stranger);
@@ -276,7 +276,7 @@ TEST_F(Registry, a_list_failure_while_deregistering_is_reported_and_the_subscrib
 {
     ASSERT_EQ(subscribe(peer), 0U);
     const size_t blocks = memory().blocks_in_use();
-    g_list_faults.del_node.fail_nth(1);
+    calls::lc_list_del_node.fail_nth(1);
     unsubscribe(peer);
     EXPECT_EQ(log.lines(), failed("deregister", 3));
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -287,9 +287,9 @@ TEST_F(Registry, a_list_failure_while_deregistering_is_reported_and_the_subscrib
 TEST_F(Registry, an_answer_that_cannot_be_sent_is_logged_and_the_registration_stands)
 {
     ASSERT_EQ(subscribe(peer), 0U);
-    RawPeer other("other");
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
-    g_socket_calls.sendto.fail_nth(1, ENOBUFS);
+    Peer other("other");
+    ASSERT_TRUE(until_rounds(1));
+    calls::sendto.fail_nth(1, ENOBUFS);
     deliver(other, register_request(kTopic, 77));
     EXPECT_TRUE(other.has_nothing());
     EXPECT_EQ(log.lines(), (Lines{from_msg("Send failed!", ENOBUFS),
@@ -301,7 +301,7 @@ TEST_F(Registry, an_answer_that_cannot_be_sent_is_logged_and_the_registration_st
 
 TEST_F(Registry, a_request_from_a_socket_without_a_name_cannot_be_answered)
 {
-    const RawPeer nameless;
+    const Peer nameless;
     deliver(nameless, register_request(kTopic, 77));
     EXPECT_EQ(log.lines(), (Lines{from_msg("Send failed!", EINVAL),
                                   from_msg("Send register response to client failed! sret=10.\n")}));
@@ -312,7 +312,7 @@ TEST_F(Registry, a_request_from_a_socket_without_a_name_cannot_be_answered)
 TEST_F(Registry, a_lookalike_of_a_module_neither_registers_it_nor_has_it_answered)
 {
     for (const uint32_t type : {0U, 1U}) {
-        deliver(RawPeer(abstract_address("peer"), kUnpaddedSize), register_request(kTopic, 77, type));
+        deliver(Peer(abstract_address("peer"), kUnpaddedSize), register_request(kTopic, 77, type));
         notify();
         EXPECT_EQ(received(peer), kNothing);
         EXPECT_EQ(log.lines(), failed("register", IPC_ERR_LENGTH));
@@ -322,7 +322,7 @@ TEST_F(Registry, a_lookalike_of_a_module_neither_registers_it_nor_has_it_answere
 TEST_F(Registry, a_lookalike_of_a_subscriber_cannot_deregister_it)
 {
     ASSERT_EQ(subscribe(peer), 0U);
-    deliver(RawPeer(abstract_address("peer"), kUnpaddedSize), deregister_request(kTopic));
+    deliver(Peer(abstract_address("peer"), kUnpaddedSize), deregister_request(kTopic));
     EXPECT_EQ(log.lines(), failed("deregister", IPC_ERR_LENGTH));
     notify();
     EXPECT_EQ(received(peer), kOnce);
@@ -330,7 +330,7 @@ TEST_F(Registry, a_lookalike_of_a_subscriber_cannot_deregister_it)
 
 TEST_F(Registry, without_memory_for_the_answer_there_is_none)
 {
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     memory().fail_nth(3); // behind the two buffers of the datagram
     deliver(peer, register_request(kTopic, 77));
@@ -343,7 +343,7 @@ TEST_F(Registry, without_memory_for_the_answer_there_is_none)
 
 TEST_F(Registry, each_failing_allocation_of_a_first_registration_is_answered_with_11)
 {
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     // Of the registration its node, record and address list; of the subscriber its node and address.
     constexpr int kAllocations = 5;
@@ -371,7 +371,7 @@ TEST_F(Registry, each_failing_allocation_of_a_first_registration_is_answered_wit
 TEST_F(Registry, each_failing_allocation_of_a_further_subscriber_leaves_the_first_alone)
 {
     ASSERT_EQ(subscribe(peer), 0U);
-    RawPeer other("other");
+    Peer other("other");
     const size_t blocks = memory().blocks_in_use();
     for (int step = 0; step < 2; ++step) {
         memory().fail_nth(4 + step);
@@ -387,13 +387,13 @@ TEST_F(Registry, each_failing_allocation_of_a_further_subscriber_leaves_the_firs
 
 TEST_F(Registry, each_list_failure_of_a_first_registration_is_answered_with_11)
 {
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     const std::string texts[] = {"Add to list g_reg_notify_list.list_head failed! sret=1\n",
                                  "Add to list mgt->mq_head failed! sret=1\n"};
     int seen[] = {0, 0};
     for (int nth = 1; nth <= 2; ++nth) {
-        g_list_faults.add_at_tail.fail_nth(nth);
+        calls::lc_list_add_at_tail.fail_nth(nth);
         EXPECT_EQ(subscribe(peer), 11U) << nth;
         const Lines lines = log.lines();
         for (size_t i = 0; i < 2; ++i) {
@@ -410,7 +410,7 @@ TEST_F(Registry, each_list_failure_of_a_first_registration_is_answered_with_11)
 
 TEST_F(Registry, records_carry_the_tag_of_synchronous_records)
 {
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     memory().take_allocations();
     ASSERT_EQ(subscribe(peer), 0U);
     int own = 0;
@@ -436,17 +436,17 @@ TEST_F(Registry, a_notification_of_null_gives_1)
 TEST_F(Registry, an_identifier_that_nobody_registered_gives_0_and_sends_nothing)
 {
     ASSERT_EQ(subscribe(peer), 0U);
-    g_socket_calls.take_sent();
+    take_sent();
     notify(kOtherTopic);
     unsubscribe(peer);
     notify();
-    EXPECT_TRUE(g_socket_calls.take_sent().empty());
+    EXPECT_TRUE(take_sent().empty());
     EXPECT_EQ(log.lines(), Lines{});
 }
 
 TEST_F(Registry, a_wrong_length_gives_0_and_is_logged_for_each_subscriber)
 {
-    RawPeer other("other");
+    Peer other("other");
     ASSERT_EQ(subscribe(peer), 0U);
     ASSERT_EQ(subscribe(other), 0U);
     const MessagePtr msg = make_message(kTopic, pattern(3));
@@ -460,10 +460,10 @@ TEST_F(Registry, a_wrong_length_gives_0_and_is_logged_for_each_subscriber)
 
 TEST_F(Registry, a_subscriber_that_is_gone_does_not_stop_the_others_and_stays_registered)
 {
-    RawPeer last("last");
+    Peer last("last");
     {
-        RawPeer dead("dead");
-        for (RawPeer *subscriber : {&peer, &dead, &last}) {
+        Peer dead("dead");
+        for (Peer *subscriber : {&peer, &dead, &last}) {
             ASSERT_EQ(subscribe(*subscriber), 0U);
         }
     }
@@ -471,7 +471,7 @@ TEST_F(Registry, a_subscriber_that_is_gone_does_not_stop_the_others_and_stays_re
     EXPECT_EQ(received(peer), kOnce);
     EXPECT_EQ(received(last), kOnce);
     EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ECONNREFUSED)});
-    RawPeer risen("dead");
+    Peer risen("dead");
     notify();
     EXPECT_EQ(received(risen), kOnce);
 }
@@ -541,10 +541,10 @@ TEST_F(Registry, is_silent_while_the_flag_file_is_absent)
         EXPECT_EQ(subscribe(peer), 11U);
     }
     for (int nth = 1; nth <= 2; ++nth) {
-        g_list_faults.add_at_tail.fail_nth(nth);
+        calls::lc_list_add_at_tail.fail_nth(nth);
         EXPECT_EQ(subscribe(peer), 11U);
     }
-    deliver(RawPeer(), register_request(kTopic, 77));
+    deliver(Peer(), register_request(kTopic, 77));
     notify();
     EXPECT_EQ(log.lines(), Lines{});
 }

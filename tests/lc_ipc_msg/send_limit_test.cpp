@@ -4,7 +4,7 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/socket_calls.h"
+#include "support/call_notes.h"
 #include "support/waits.h"
 
 #include <csignal>
@@ -28,14 +28,26 @@ const Lines kTimedOut = {from_msg("Send failed!", ETIMEDOUT)};
 // ---- How sends wait ----
 
 struct WaitCalls {
-    std::atomic<bool> refuse_connect{false};
-    std::atomic<int> for_room{0};              // polls that wait for room, or just wait
-    std::atomic<int> longest{0};               // milliseconds that one may have taken
-    std::atomic<int> clock_reads{0};           // of the clock that deadlines are made from
-    std::atomic<int> fail_every_poll{0};       // an error number
-    std::function<void()> after_first_connect; // set while no thread waits
+    std::atomic<int> for_room{0};        // polls that wait for room, or just wait
+    std::atomic<int> longest{0};         // milliseconds that one may have taken
+    std::atomic<int> fail_every_poll{0}; // an error number
+
+    WaitCalls()
+    {
+        calls::poll.add([this](auto &next, pollfd *polled, nfds_t count, int timeout) {
+            if (count == 0 || polled->events == POLLOUT) {
+                longest = std::max<int>(longest, timeout);
+                for_room += timeout > 0 ? 1 : 0;
+                if (fail_every_poll != 0) {
+                    errno = fail_every_poll;
+                    return -1;
+                }
+            }
+            return next(polled, count, timeout);
+        });
+    }
 };
-WaitCalls g_wait_calls;
+WaitCalls &g_wait_calls = kept<WaitCalls>();
 
 class Limit {
 public:
@@ -49,15 +61,15 @@ public:
 
 void fill(const std::string &name)
 {
-    const RawPeer filler;
+    const Peer filler;
     for (size_t i = 0; i < room_of_a_socket(); ++i) {
         ASSERT_TRUE(filler.send(name, {0}));
     }
 }
 
-class FullPeer : public RawPeer {
+class FullPeer : public Peer {
 public:
-    explicit FullPeer(const std::string &name = kPeer) : RawPeer(name) { fill(name); }
+    explicit FullPeer(const std::string &name = kPeer) : Peer(name) { fill(name); }
 };
 
 uint32_t tell(const std::string &name = kPeer, size_t size = 0, uint32_t type = 0)
@@ -83,7 +95,7 @@ uint32_t publish()
     return ipc_msg_notify(news.get(), 0);
 }
 
-void subscribe(RawPeer &peer)
+void subscribe(Peer &peer)
 {
     ASSERT_TRUE(peer.send(kMmName, register_request(kNews, 1)));
     ASSERT_EQ(word_at(peer.receive(), 16), IPC_SUCCESS);
@@ -119,45 +131,6 @@ protected:
 
 } // namespace
 
-extern "C" {
-
-int connect(int fd, const sockaddr *address, socklen_t size)
-{
-    if (g_wait_calls.refuse_connect) {
-        errno = EACCES;
-        return -1;
-    }
-    static auto *const real = next_definition<int(int, const sockaddr *, socklen_t)>("connect");
-    const int result = real(fd, address, size);
-    if (const auto action = std::exchange(g_wait_calls.after_first_connect, nullptr)) {
-        action();
-    }
-    return result;
-}
-
-int poll(pollfd *polled, nfds_t count, int timeout)
-{
-    static auto *const real = next_definition<int(pollfd *, nfds_t, int)>("poll");
-    if (count == 0 || polled->events == POLLOUT) {
-        g_wait_calls.longest = std::max<int>(g_wait_calls.longest, timeout);
-        g_wait_calls.for_room += timeout > 0 ? 1 : 0;
-        if (g_wait_calls.fail_every_poll != 0) {
-            errno = g_wait_calls.fail_every_poll;
-            return -1;
-        }
-    }
-    return real(polled, count, timeout);
-}
-
-int gettimeofday(timeval *now, void *zone) noexcept
-{
-    ++g_wait_calls.clock_reads;
-    static auto *const real = next_definition<int(timeval *, void *)>("gettimeofday");
-    return real(now, zone);
-}
-
-} // extern "C"
-
 TEST_F(SendLimit, a_message_that_finds_no_room_in_time_gives_10_and_tells_ETIMEDOUT)
 {
     const FullPeer peer;
@@ -189,10 +162,10 @@ TEST_F(SendLimit, a_message_that_finds_room_in_time_is_sent_then)
 
 TEST_F(SendLimit, a_message_that_finds_room_at_once_is_one_call)
 {
-    RawPeer peer(kPeer);
+    Peer peer(kPeer);
     const Limit limit(kLong);
     EXPECT_EQ(tell(), IPC_SUCCESS);
-    const std::vector<SentDatagram> sent = g_socket_calls.take_sent();
+    const std::vector<SentDatagram> sent = take_sent();
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_EQ(sent[0].address.size(), 110U);
     EXPECT_EQ(g_wait_calls.for_room, 0);
@@ -207,12 +180,12 @@ TEST_F(SendLimit, zero_is_none_and_is_what_a_process_begins_with)
             ipc_msg_set_send_limit(kShort);
             ipc_msg_set_send_limit(0);
         }
-        g_socket_calls.take_sent();
+        take_sent();
         std::future<uint32_t> result = begin([] { return tell(); });
         EXPECT_EQ(result.wait_for(std::chrono::milliseconds(3 * kShort)), std::future_status::timeout);
         peer.receive();
         EXPECT_EQ(result.get(), IPC_SUCCESS);
-        const std::vector<SentDatagram> sent = g_socket_calls.take_sent();
+        const std::vector<SentDatagram> sent = take_sent();
         ASSERT_EQ(sent.size(), 1U);
         EXPECT_EQ(sent[0].flags, 0);
     }
@@ -268,14 +241,19 @@ TEST_F(SendLimit, a_receiver_that_starts_anew_meanwhile_is_waited_for)
     auto peer = std::make_unique<FullPeer>();
     const Limit limit(kLong);
     // Gone and there again, and full, before the sender has looked.
-    g_wait_calls.after_first_connect = [&peer] {
-        peer.reset();
-        peer = std::make_unique<FullPeer>();
-    };
-    g_socket_calls.take_sent();
+    bool once = true;
+    const Hooked restarted(calls::connect, [&](auto &next, auto... arguments) {
+        const int result = next(arguments...);
+        if (std::exchange(once, false)) {
+            peer.reset();
+            peer = std::make_unique<FullPeer>();
+        }
+        return result;
+    });
+    take_sent();
     std::future<uint32_t> result = begin_waiting([] { return tell(); });
     EXPECT_EQ(result.wait_for(std::chrono::milliseconds(kShort)), std::future_status::timeout);
-    EXPECT_LT(g_socket_calls.take_sent().size(), 10U) << "it waits, and does not try without a pause";
+    EXPECT_LT(take_sent().size(), 10U) << "it waits, and does not try without a pause";
     peer->receive();
     EXPECT_EQ(result.get(), IPC_SUCCESS);
 }
@@ -284,13 +262,13 @@ TEST_F(SendLimit, any_other_error_of_a_send_is_its_end)
 {
     FullPeer peer;
     const Limit limit(kLong);
-    g_socket_calls.sendto.fail_nth(1, ENOBUFS);
+    calls::sendto.fail_nth(1, ENOBUFS);
     EXPECT_EQ(tell(), IPC_ERR_SOCKET);
     EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ENOBUFS)});
     EXPECT_EQ(g_wait_calls.for_room, 0);
 
     std::future<uint32_t> result = begin_waiting([] { return tell(); });
-    g_socket_calls.sendto.fail_nth(1, ENOBUFS);
+    calls::sendto.fail_nth(1, ENOBUFS);
     peer.receive();
     EXPECT_EQ(result.get(), IPC_ERR_SOCKET);
     EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ENOBUFS)});
@@ -303,23 +281,21 @@ TEST_F(SendLimit, a_wait_for_which_there_is_no_socket_tries_again_from_time_to_t
     for (const bool connects : {true, false}) {
         FullPeer peer;
         const Limit limit(kLong);
-        g_wait_calls.refuse_connect = !connects;
-        if (connects) {
-            g_socket_calls.replace_socket = [](int fd) {
-                close(fd);
-                errno = EMFILE;
-                return -1;
-            };
-        }
-        g_socket_calls.take_sent();
+        const auto refuse = [](auto &, auto...) {
+            errno = EACCES;
+            return -1;
+        };
+        const std::unique_ptr<Hooked> refused =
+            connects ? std::make_unique<Hooked>(calls::socket, refuse)
+                     : std::make_unique<Hooked>(calls::connect, refuse);
+        take_sent();
         std::future<uint32_t> result = begin_waiting([] { return tell(); });
         EXPECT_EQ(result.wait_for(std::chrono::milliseconds(kShort)), std::future_status::timeout);
-        EXPECT_LT(g_socket_calls.take_sent().size(), 20U)
+        EXPECT_LT(take_sent().size(), 20U)
             << "it waits, and does not try without a pause";
         EXPECT_LE(g_wait_calls.longest, 10);
         peer.receive();
         EXPECT_EQ(result.get(), IPC_SUCCESS);
-        g_socket_calls.replace_socket = nullptr;
     }
     EXPECT_EQ(log.lines(), Lines{});
 }
@@ -366,12 +342,12 @@ TEST_F(SendLimit, a_signal_does_not_end_the_wait)
 // all.
 TEST_F(SendLimit, bounds_what_others_hold_up_too)
 {
-    std::vector<std::unique_ptr<RawPeer>> silent;
+    std::vector<std::unique_ptr<Peer>> silent;
     const Limit limit(kShort);
     uint32_t result = IPC_SUCCESS;
     while (result == IPC_SUCCESS && silent.size() < 200) {
         const std::string name = "silent" + std::to_string(silent.size());
-        silent.push_back(std::make_unique<RawPeer>(name));
+        silent.push_back(std::make_unique<Peer>(name));
         for (size_t i = 0; i < room_of_a_socket() && result == IPC_SUCCESS; ++i) {
             result = tell(name, IPC_MSG_MAX_BODY);
         }
@@ -379,18 +355,18 @@ TEST_F(SendLimit, bounds_what_others_hold_up_too)
     ASSERT_EQ(result, IPC_ERR_SOCKET);
     EXPECT_EQ(log.lines(), kTimedOut);
 
-    RawPeer peer(kPeer);
+    Peer peer(kPeer);
     EXPECT_GE(milliseconds_of([] { EXPECT_EQ(tell(kPeer, IPC_MSG_MAX_BODY), IPC_ERR_SOCKET); }), kShort)
         << "there is room at the receiver";
     EXPECT_EQ(log.lines(), kTimedOut);
 
     const Limit longer(kLong);
-    g_socket_calls.take_sent();
+    take_sent();
     std::future<uint32_t> held = begin_waiting([] { return tell(kPeer, IPC_MSG_MAX_BODY); });
     EXPECT_EQ(held.wait_for(std::chrono::milliseconds(kShort)), std::future_status::timeout);
     silent.clear();
     EXPECT_EQ(held.get(), IPC_SUCCESS);
-    EXPECT_LT(g_socket_calls.take_sent().size(), 200U) << "it waits, and does not try without a pause";
+    EXPECT_LT(take_sent().size(), 200U) << "it waits, and does not try without a pause";
 }
 
 // ---- Requests ----
@@ -399,19 +375,19 @@ TEST_F(SendLimit, a_request_that_finds_no_room_within_the_limit_gives_10)
 {
     const FullPeer peer;
     const Limit limit(kShort);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     EXPECT_GE(milliseconds_of([] { EXPECT_EQ(ask(kLong), IPC_ERR_SOCKET); }), kShort);
     EXPECT_EQ(log.lines(), kTimedOut);
     EXPECT_EQ(memory().blocks_in_use(), blocks);
-    EXPECT_EQ(g_waits.timed, 0) << "nobody waits for an answer";
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 0) << "nobody waits for an answer";
 }
 
 TEST_F(SendLimit, a_request_that_finds_no_room_before_its_deadline_gives_7)
 {
     const FullPeer peer;
     const Limit limit(kLong);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     EXPECT_EQ(ask(kPast), IPC_ERR_TIMEOUT);
     // So that there is something left of it after it has lost the fraction of a second.
@@ -425,7 +401,7 @@ TEST_F(SendLimit, a_request_that_finds_no_room_before_its_deadline_gives_7)
 
 TEST_F(SendLimit, a_request_whose_deadline_has_passed_is_sent_if_there_is_room)
 {
-    RawPeer peer(kPeer);
+    Peer peer(kPeer);
     const Limit limit(kLong);
     EXPECT_EQ(ask(kPast), IPC_ERR_TIMEOUT);
     EXPECT_EQ(log.lines(), Lines{from_msg("Sending sync message timeout occured!\n")});
@@ -434,16 +410,18 @@ TEST_F(SendLimit, a_request_whose_deadline_has_passed_is_sent_if_there_is_room)
 
 TEST_F(SendLimit, the_time_out_of_a_request_begins_before_it_is_sent_and_without_a_limit_behind)
 {
-    RawPeer peer(kPeer);
+    Peer peer(kPeer);
     for (const uint32_t milliseconds : {kLong, 0U}) {
         const Limit limit(milliseconds);
-        g_wait_calls.clock_reads = 0;
+        const int reads_before = calls::gettimeofday.made;
         int reads_when_sent = -1;
-        g_socket_calls.after_send = [&reads_when_sent] { reads_when_sent = g_wait_calls.clock_reads; };
+        const Hooked noted(calls::sendto, [&](auto &next, auto... arguments) {
+            reads_when_sent = calls::gettimeofday.made - reads_before;
+            return next(arguments...);
+        });
         EXPECT_EQ(ask(kPast), IPC_ERR_TIMEOUT);
         EXPECT_EQ(reads_when_sent, milliseconds != 0 ? 1 : 0);
-        EXPECT_EQ(g_wait_calls.clock_reads, 1);
-        g_socket_calls.after_send = nullptr;
+        EXPECT_EQ(calls::gettimeofday.made, reads_before + 1);
     }
 }
 
@@ -478,9 +456,9 @@ TEST_F(SendLimit, holds_for_registering_and_deregistering)
 
 TEST_F(SendLimit, holds_for_each_subscriber_of_a_notification_and_the_others_get_theirs)
 {
-    RawPeer first("first");
-    RawPeer silent[] = {RawPeer("silent0"), RawPeer("silent1")};
-    RawPeer last("last");
+    Peer first("first");
+    Peer silent[] = {Peer("silent0"), Peer("silent1")};
+    Peer last("last");
     subscribe(first);
     subscribe(silent[0]);
     subscribe(silent[1]);
@@ -505,13 +483,13 @@ TEST_F(SendLimit, holds_for_each_subscriber_of_a_notification_and_the_others_get
 TEST_F(SendLimit, a_subscriber_that_never_reads_does_not_keep_others_from_registering)
 {
     const Limit limit(kShort);
-    RawPeer silent("silent");
+    Peer silent("silent");
     subscribe(silent);
     for (size_t i = 0; i < room_of_a_socket() + 3; ++i) {
         EXPECT_EQ(publish(), IPC_SUCCESS);
     }
     EXPECT_EQ(log.lines(), Lines({kTimedOut[0], kTimedOut[0], kTimedOut[0]}));
-    RawPeer other(kOther);
+    Peer other(kOther);
     subscribe(other);
 }
 
@@ -520,7 +498,7 @@ TEST_F(SendLimit, holds_for_the_answer_to_a_registration)
     const Limit limit(kShort);
     const FullPeer silent("silent");
     ASSERT_TRUE(silent.send(kMmName, register_request(kNews, 1)));
-    RawPeer other(kOther);
+    Peer other(kOther);
     subscribe(other); // which the receive thread can only do when it has given up the other
     EXPECT_EQ(log.lines(),
               Lines({kTimedOut[0], from_msg("Send register response to client failed! sret=10.\n")}));
@@ -528,14 +506,14 @@ TEST_F(SendLimit, holds_for_the_answer_to_a_registration)
 
 TEST_F(SendLimit, does_not_hold_for_the_message_that_stops_the_receive_thread)
 {
-    std::vector<std::unique_ptr<RawPeer>> silent;
+    std::vector<std::unique_ptr<Peer>> silent;
     const Limit limit(kShort);
     // Until there is no room in this endpoint's own buffer, not even for the shortest.
     for (const size_t size : {size_t{IPC_MSG_MAX_BODY}, size_t{0}}) {
         uint32_t result = IPC_SUCCESS;
         while (result == IPC_SUCCESS) {
             const std::string name = "silent" + std::to_string(silent.size());
-            silent.push_back(std::make_unique<RawPeer>(name));
+            silent.push_back(std::make_unique<Peer>(name));
             for (size_t i = 0; i < room_of_a_socket() && result == IPC_SUCCESS; ++i) {
                 result = tell(name, size);
             }

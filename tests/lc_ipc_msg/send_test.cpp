@@ -3,7 +3,7 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/socket_calls.h"
+#include "support/call_notes.h"
 
 namespace send_test {
 
@@ -13,7 +13,7 @@ namespace {
 
 const ipc_addr kPeer = address_record("peer");
 
-uint32_t sent_type(RawPeer &peer, uint32_t type)
+uint32_t sent_type(Peer &peer, uint32_t type)
 {
     const MessagePtr msg = make_message(10, {}, type);
     EXPECT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 0), IPC_SUCCESS);
@@ -42,7 +42,7 @@ TEST(Send, checks_address_then_buffer_then_length)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     const MessagePtr msg = make_message(10, pattern(4), 1);
     EXPECT_EQ(ipc_msg_send_asy(nullptr, nullptr, 9), IPC_ERR_PARAM);
     EXPECT_EQ(log.lines(), Lines{from_msg("Para check failed! Para dest_addr is NULL.\n")});
@@ -58,7 +58,7 @@ TEST(Send, checks_address_then_buffer_then_length)
 TEST(Send, puts_header_and_body_on_the_wire_as_they_are)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     const MessagePtr msg = make_message(0x1234, pattern(37));
     msg->session_id = 77;
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 37), IPC_SUCCESS);
@@ -68,7 +68,7 @@ TEST(Send, puts_header_and_body_on_the_wire_as_they_are)
 TEST(Send, the_largest_body_is_1008_bytes_in_one_datagram)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     const MessagePtr msg = make_message(10, pattern(1008));
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 1008), IPC_SUCCESS);
     EXPECT_EQ(peer.receive().size(), 1024U);
@@ -77,7 +77,7 @@ TEST(Send, the_largest_body_is_1008_bytes_in_one_datagram)
 TEST(Send, every_type_but_that_of_a_response_becomes_0)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     EXPECT_EQ(sent_type(peer, 0), 0U);
     EXPECT_EQ(sent_type(peer, 1), 0U);
     EXPECT_EQ(sent_type(peer, 2), 2U);
@@ -88,7 +88,7 @@ TEST(Send, every_type_but_that_of_a_response_becomes_0)
 TEST(Send, the_receiver_sees_the_modules_own_name_as_the_sender)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     const MessagePtr msg = make_message(10);
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 0), IPC_SUCCESS);
     peer.receive();
@@ -99,10 +99,10 @@ TEST(Send, the_receiver_sees_the_modules_own_name_as_the_sender)
 TEST(Send, is_one_call_with_the_whole_address_and_no_flags)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     const MessagePtr msg = make_message(10, pattern(4));
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 4), IPC_SUCCESS);
-    const std::vector<SentDatagram> sent = g_socket_calls.take_sent();
+    const std::vector<SentDatagram> sent = take_sent();
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_EQ(sent[0].bytes.size(), 20U);
     EXPECT_EQ(sent[0].flags, 0);
@@ -112,7 +112,7 @@ TEST(Send, is_one_call_with_the_whole_address_and_no_flags)
 TEST(Send, a_peer_that_bound_its_name_with_a_shorter_length_is_not_reached)
 {
     const Endpoint endpoint;
-    RawPeer peer(abstract_address("peer"), offsetof(sockaddr_un, sun_path) + 1 + strlen("peer"));
+    Peer peer(abstract_address("peer"), offsetof(sockaddr_un, sun_path) + 1 + strlen("peer"));
     const MessagePtr msg = make_message(10);
     EXPECT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 0), IPC_ERR_SOCKET);
     EXPECT_TRUE(peer.has_nothing());
@@ -131,9 +131,9 @@ TEST(Send, with_any_other_socket_error_gives_10)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     const MessagePtr msg = make_message(10);
-    g_socket_calls.sendto.fail_nth(1, ENOBUFS);
+    calls::sendto.fail_nth(1, ENOBUFS);
     EXPECT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 0), IPC_ERR_SOCKET);
     EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ENOBUFS)});
     EXPECT_TRUE(peer.has_nothing());
@@ -142,7 +142,7 @@ TEST(Send, with_any_other_socket_error_gives_10)
 TEST(Send, through_a_priority_without_a_socket_gives_10)
 {
     const Endpoint endpoint;
-    RawPeer peer("peer");
+    Peer peer("peer");
     const MessagePtr msg = make_message(10);
     for (const uint32_t priority : {1U, 2U, UINT32_MAX}) {
         ipc_addr to = kPeer;
@@ -155,9 +155,9 @@ TEST(Send, through_a_priority_without_a_socket_gives_10)
 TEST(Send, the_caller_keeps_the_buffer)
 {
     const Endpoint endpoint;
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     const MessagePtr msg = make_message(10, pattern(4));
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const size_t blocks = memory().blocks_in_use();
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 4), IPC_SUCCESS);
     ASSERT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 4), IPC_SUCCESS);

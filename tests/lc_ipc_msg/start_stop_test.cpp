@@ -2,8 +2,9 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
+#include "support/library_calls.h"
 #include "support/signals.h"
-#include "support/socket_calls.h"
+#include "support/call_notes.h"
 
 #include <fcntl.h>
 #include <future>
@@ -22,10 +23,6 @@ using namespace testing_support;
 #endif
 
 namespace {
-
-CallFault g_create_fault;
-std::atomic<bool> g_create_had_attributes{false};
-std::function<void()> g_after_create;
 
 using Names = std::vector<std::string>;
 
@@ -85,7 +82,7 @@ void expect_failed_start(ErrorLog &log, const Lines &expected, const Holdings &b
 // The endpoint's socket through a descriptor of the test's own, for use while the endpoint stops.
 class OwnSocket {
 public:
-    OwnSocket() : fd_(fcntl(g_socket_calls.last_socket, F_DUPFD_CLOEXEC, 0)) {}
+    OwnSocket() : fd_(fcntl(notes().last_socket, F_DUPFD_CLOEXEC, 0)) {}
     ~OwnSocket() { close(fd_); }
     OwnSocket(const OwnSocket &) = delete;
     OwnSocket &operator=(const OwnSocket &) = delete;
@@ -111,20 +108,6 @@ private:
 
 } // namespace
 
-int lc_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*start)(void *),
-                      void *argument)
-{
-    g_create_had_attributes = attr != nullptr;
-    if (g_create_fault.fails()) {
-        return errno;
-    }
-    const int result = pthread_create(thread, attr, start, argument);
-    if (g_after_create) {
-        g_after_create();
-    }
-    return result;
-}
-
 TEST(Start, modules_bind_their_shared_name_unless_they_ask_for_one_of_their_process)
 {
     const std::pair<uint32_t, const char *> modules[] = {{0, "wm"}, {1, "mm"},     {2, "cgi"},
@@ -146,13 +129,18 @@ TEST(Start, client_modules_bind_a_name_of_their_process_even_without_asking)
 
 TEST(Start, opens_one_datagram_socket_and_binds_the_whole_address)
 {
+    bool had_attributes = true;
+    const Hooked noted(calls::lc_pthread_create, [&](auto &next, auto *thread, auto *attributes, auto... rest) {
+        had_attributes = attributes != nullptr;
+        return next(thread, attributes, rest...);
+    });
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
-    EXPECT_EQ(g_socket_calls.socket_domain, AF_UNIX);
-    EXPECT_EQ(g_socket_calls.socket_type, SOCK_DGRAM);
-    EXPECT_EQ(g_socket_calls.socket_protocol, 0);
-    EXPECT_EQ(g_socket_calls.bind_size, 110U);
-    EXPECT_FALSE(g_create_had_attributes);
-    EXPECT_NE(fcntl(g_socket_calls.last_socket, F_GETFD) & FD_CLOEXEC, 0)
+    EXPECT_EQ(notes().socket_domain, AF_UNIX);
+    EXPECT_EQ(notes().socket_type, SOCK_DGRAM);
+    EXPECT_EQ(notes().socket_protocol, 0);
+    EXPECT_EQ(notes().bind_size, 110U);
+    EXPECT_FALSE(had_attributes);
+    EXPECT_NE(fcntl(notes().last_socket, F_GETFD) & FD_CLOEXEC, 0)
         << "a program started from here must not keep the name bound";
     ipc_msg_fin();
 }
@@ -172,14 +160,14 @@ TEST(Start, a_second_start_gives_0_and_changes_nothing)
 {
     ErrorLog log;
     const Endpoint endpoint;
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     const Holdings before;
     const auto discard = [](ipc_msg_hdr *, uint32_t) -> uint32_t { return 0; };
     EXPECT_EQ(ipc_msg_init(IPC_MODULE_WM, nullptr, discard, nullptr, 1), IPC_SUCCESS);
     EXPECT_EQ(ipc_msg_init(8, nullptr, nullptr, nullptr, 0), IPC_SUCCESS) << "not even a check";
     EXPECT_TRUE(gives_back(before));
     EXPECT_EQ(log.lines(), Lines{});
-    const RawPeer peer("peer");
+    const Peer peer("peer");
     ASSERT_TRUE(peer.send(kMmName, datagram({0, 10, 0, 0})));
     EXPECT_NE(take(endpoint.queue, 60000), nullptr) << "no handler came in between";
 }
@@ -192,11 +180,13 @@ TEST(Start, the_endpoint_is_running_before_the_starting_call_returns)
         sent = ipc_msg_send_asy(ipc_msg_sender(msg), reply.get(), 0);
         return 0;
     };
-    RawPeer peer("peer");
-    g_after_create = [&] {
+    Peer peer("peer");
+    const Hooked delayed(calls::lc_pthread_create, [&](auto &next, auto... arguments) {
+        const int result = next(arguments...);
         EXPECT_TRUE(peer.send(kMmName, datagram({0, 10, 0, 0})));
         EXPECT_TRUE(eventually([] { return sent != UINT32_MAX; }));
-    };
+        return result;
+    });
     ASSERT_EQ(ipc_msg_init(IPC_MODULE_MM, nullptr, answer, nullptr, 0), IPC_SUCCESS);
     EXPECT_EQ(sent, IPC_SUCCESS);
     EXPECT_EQ(header_of(peer.receive()).msg_id, 11U);
@@ -219,7 +209,7 @@ TEST(Start, without_a_socket_gives_11)
 {
     ErrorLog log;
     const Holdings before;
-    g_socket_calls.socket.fail_nth(1, ENFILE);
+    calls::socket.fail_nth(1, ENFILE);
     expect_failed_start(log, {from_msg("Create socket common failed!", ENFILE)}, before);
 }
 
@@ -230,15 +220,15 @@ TEST(Start, with_a_descriptor_too_large_to_be_waited_for_gives_11)
     rlimit limit = {FD_SETSIZE + 16, FD_SETSIZE + 16};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     bool once = true;
-    g_socket_calls.replace_socket = [&once](int fd) {
-        if (!once) {
+    const Hooked enlarged(calls::socket, [&once](auto &next, auto... arguments) {
+        const int fd = next(arguments...);
+        if (!std::exchange(once, false)) {
             return fd;
         }
-        once = false;
         const int large = fcntl(fd, F_DUPFD_CLOEXEC, FD_SETSIZE);
         close(fd);
         return large;
-    };
+    });
     expect_failed_start(log, {from_msg("Create socket common failed!", EMFILE)}, before);
 }
 
@@ -246,7 +236,7 @@ TEST(Start, with_a_name_in_use_gives_11_until_its_owner_is_gone)
 {
     ErrorLog log;
     {
-        const RawPeer owner(kMmName);
+        const Peer owner(kMmName);
         const size_t descriptors = open_descriptors();
         EXPECT_EQ(start_mm(), IPC_ERR_RESOURCE);
         EXPECT_EQ(log.lines(), Lines{from_msg("Bind socket common failed!", EADDRINUSE)});
@@ -259,7 +249,7 @@ TEST(Start, with_a_name_in_use_gives_11_until_its_owner_is_gone)
 
 TEST(Start, a_name_of_shorter_length_is_another_name)
 {
-    const RawPeer owner(abstract_address(kMmName),
+    const Peer owner(abstract_address(kMmName),
                         offsetof(sockaddr_un, sun_path) + 1 + strlen(kMmName));
     EXPECT_EQ(start_mm(), IPC_SUCCESS);
     ipc_msg_fin();
@@ -269,7 +259,7 @@ TEST(Start, with_any_other_bind_error_gives_11)
 {
     ErrorLog log;
     const Holdings before;
-    g_socket_calls.bind.fail_nth(1, EACCES);
+    calls::bind.fail_nth(1, EACCES);
     expect_failed_start(log, {from_msg("Bind socket common failed!", EACCES)}, before);
 }
 
@@ -277,7 +267,7 @@ TEST(Start, without_a_thread_gives_11)
 {
     ErrorLog log;
     const Holdings before;
-    g_create_fault.fail_nth(1, EAGAIN);
+    calls::lc_pthread_create.fail_nth(1);
     expect_failed_start(log, {from_msg("Start message receiving thread failed! ret=11.\n")}, before);
 }
 
@@ -315,11 +305,11 @@ TEST(Start, is_silent_while_the_flag_file_is_absent)
     ErrorLog log;
     ErrorLog::switch_off();
     ipc_msg_init(8, nullptr, nullptr, nullptr, 0);
-    g_socket_calls.socket.fail_nth(1, ENFILE);
+    calls::socket.fail_nth(1, ENFILE);
     EXPECT_EQ(start_mm(), IPC_ERR_RESOURCE);
-    g_socket_calls.bind.fail_nth(1, EACCES);
+    calls::bind.fail_nth(1, EACCES);
     EXPECT_EQ(start_mm(), IPC_ERR_RESOURCE);
-    g_create_fault.fail_nth(1, EAGAIN);
+    calls::lc_pthread_create.fail_nth(1);
     EXPECT_EQ(start_mm(), IPC_ERR_RESOURCE);
     memory().fail_nth(1);
     EXPECT_EQ(start_mm(), IPC_ERR_RESOURCE);
@@ -330,7 +320,7 @@ TEST(Stop, without_a_start_does_nothing)
 {
     ErrorLog log;
     ipc_msg_fin();
-    EXPECT_EQ(g_socket_calls.take_sent().size(), 0U);
+    EXPECT_EQ(take_sent().size(), 0U);
     EXPECT_EQ(log.lines(), Lines{});
 }
 
@@ -338,7 +328,7 @@ TEST(Stop, sends_a_stop_message_to_its_own_name)
 {
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
     ipc_msg_fin();
-    const std::vector<SentDatagram> sent = g_socket_calls.take_sent();
+    const std::vector<SentDatagram> sent = take_sent();
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_EQ(sent[0].bytes, datagram({0, 1, 0, 1}));
     const sockaddr_un address = abstract_address(kMmName);
@@ -350,7 +340,7 @@ TEST(Stop, gives_back_thread_socket_name_lists_and_registrations)
 {
     const Holdings before;
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
-    RawPeer peer("peer");
+    Peer peer("peer");
     for (uint32_t id = 20; id < 23; ++id) {
         ASSERT_TRUE(peer.send(kMmName, register_request(id, id)));
         ASSERT_EQ(word_at(peer.receive(), 16), 0U);
@@ -367,7 +357,7 @@ TEST(Stop, waits_for_the_thread_when_the_stop_message_cannot_be_sent)
     ErrorLog log;
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
     OwnSocket own_socket;
-    g_socket_calls.sendto.fail_nth(1, ENOBUFS);
+    calls::sendto.fail_nth(1, ENOBUFS);
     std::future<void> stopped = std::async(std::launch::async, ipc_msg_fin);
     EXPECT_EQ(log.lines(1), Lines{from_msg("Send failed!", ENOBUFS)});
     EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
@@ -381,7 +371,7 @@ TEST(Stop, waits_for_the_thread_when_the_stop_message_cannot_be_sent)
 TEST(Stop, without_memory_for_the_stop_message_waits_for_the_thread_too)
 {
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     OwnSocket own_socket;
     memory().fail_nth(1);
     std::future<void> stopped = std::async(std::launch::async, ipc_msg_fin);
@@ -403,7 +393,7 @@ TEST(Stop, the_endpoint_can_be_started_again_as_another_module)
 TEST(Stop, registrations_end_with_the_endpoint)
 {
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
-    RawPeer peer("peer");
+    Peer peer("peer");
     ASSERT_TRUE(peer.send(kMmName, register_request(20, 1)));
     ASSERT_EQ(word_at(peer.receive(), 16), 0U);
     ipc_msg_fin();
@@ -421,7 +411,7 @@ TEST(StartStop, a_thousand_cycles_leave_no_descriptor_thread_or_byte)
             ASSERT_EQ(start_mm(), IPC_SUCCESS) << i;
             ipc_msg_fin();
         }
-        g_socket_calls.take_sent();
+        take_sent();
         memory().take_allocations();
     };
     cycle(50);

@@ -3,7 +3,7 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/socket_calls.h"
+#include "support/call_notes.h"
 
 #include <thread>
 
@@ -21,8 +21,8 @@ const ipc_addr kPublisherAddress = address_record(kPublisher);
 // Registers at a publisher that answers with these bytes behind the header.
 uint32_t registered_with(const Bytes &answer)
 {
-    RawPeer publisher(kPublisher);
-    const int rounds = g_socket_calls.select_calls;
+    Peer publisher(kPublisher);
+    const int rounds = calls::select.made;
     uint32_t result = UINT32_MAX;
     std::thread subscriber(
         [&result] { result = ipc_register_notify(&kPublisherAddress, kTopic, kMinute); });
@@ -31,7 +31,7 @@ uint32_t registered_with(const Bytes &answer)
     header.length = static_cast<uint32_t>(answer.size());
     EXPECT_TRUE(publisher.reply(datagram(header, answer)));
     subscriber.join();
-    EXPECT_TRUE(g_socket_calls.until_rounds(rounds + 1));
+    EXPECT_TRUE(until_rounds(rounds + 1));
     return result;
 }
 
@@ -39,7 +39,7 @@ class Subscriber : public ::testing::Test {
 protected:
     Subscriber()
     {
-        EXPECT_TRUE(g_socket_calls.until_rounds(1));
+        EXPECT_TRUE(until_rounds(1));
         blocks = memory().blocks_in_use();
     }
 
@@ -60,7 +60,7 @@ TEST(SubscriberStopped, before_the_start_gives_2_without_a_line_whatever_the_arg
 
 TEST_F(Subscriber, register_checks_the_address_before_the_timeout)
 {
-    RawPeer publisher(kPublisher);
+    Peer publisher(kPublisher);
     EXPECT_EQ(ipc_register_notify(nullptr, kTopic, 0), IPC_ERR_PARAM);
     EXPECT_EQ(log.lines(), Lines{from_msg("Para check failed! Para dest_addr is NULL.\n")});
     EXPECT_EQ(ipc_register_notify(&kPublisherAddress, kTopic, 0), IPC_ERR_PARAM);
@@ -70,7 +70,7 @@ TEST_F(Subscriber, register_checks_the_address_before_the_timeout)
 
 TEST_F(Subscriber, register_sends_a_synchronous_request_with_the_identifier_and_a_fresh_session)
 {
-    RawPeer publisher(kPublisher);
+    Peer publisher(kPublisher);
     ipc_msg_hdr last = {};
     ipc_gen_seesion_id(&last);
     EXPECT_EQ(ipc_register_notify(&kPublisherAddress, kTopic, 1), IPC_ERR_TIMEOUT);
@@ -97,7 +97,7 @@ TEST_F(Subscriber, register_gives_the_publishers_result_and_logs_it)
 
 TEST_F(Subscriber, register_without_an_answer_gives_7)
 {
-    const RawPeer publisher(kPublisher);
+    const Peer publisher(kPublisher);
     EXPECT_EQ(ipc_register_notify(&kPublisherAddress, kTopic, 1), IPC_ERR_TIMEOUT);
     EXPECT_EQ(log.lines(), (Lines{from_msg("Sending sync message timeout occured!\n"),
                                   from_msg("Send notify register failed! sret=7.\n")}));
@@ -131,7 +131,7 @@ TEST_F(Subscriber, register_with_an_answer_too_short_for_a_result_gives_4)
 
 TEST_F(Subscriber, register_with_each_failing_allocation_gives_11_and_nothing_is_sent)
 {
-    RawPeer publisher(kPublisher);
+    Peer publisher(kPublisher);
     const Lines own = {from_msg("Assign memory failed!\n")};
     const Lines of_the_wait = {from_msg("Assign memory failed!\n"),
                                from_msg("Send notify register failed! sret=11.\n")};
@@ -152,7 +152,7 @@ TEST_F(Subscriber, deregister_without_an_address_gives_1)
 
 TEST_F(Subscriber, deregister_sends_an_ordinary_message_with_the_identifier_and_a_fresh_session)
 {
-    RawPeer publisher(kPublisher);
+    Peer publisher(kPublisher);
     ipc_msg_hdr last = {};
     ipc_gen_seesion_id(&last);
     EXPECT_EQ(ipc_deregister_notify(&kPublisherAddress, kTopic), IPC_SUCCESS);
@@ -172,7 +172,7 @@ TEST_F(Subscriber, deregister_at_a_name_that_nobody_bound_gives_10)
 
 TEST_F(Subscriber, deregister_without_memory_gives_11_and_nothing_is_sent)
 {
-    RawPeer publisher(kPublisher);
+    Peer publisher(kPublisher);
     memory().fail_nth(1);
     EXPECT_EQ(ipc_deregister_notify(&kPublisherAddress, kTopic), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{from_msg("Assign memory failed!\n")});

@@ -73,7 +73,7 @@ private:
         peer_.reply(datagram(header, body_of(request)));
     }
 
-    RawPeer peer_{kServer};
+    Peer peer_{kServer};
     std::deque<Bytes> slow_;
 };
 

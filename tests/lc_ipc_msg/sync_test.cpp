@@ -3,8 +3,8 @@
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/list_faults.h"
-#include "support/socket_calls.h"
+#include "support/library_calls.h"
+#include "support/call_notes.h"
 #include "support/waits.h"
 
 #include <algorithm>
@@ -88,7 +88,7 @@ Bytes response_to(const Bytes &request, const Bytes &body)
 
 uint32_t call_answered_with(Call &call, const Bytes &body)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     RunningCall running(call);
     EXPECT_TRUE(server.reply(response_to(server.receive(), body)));
     return running.result();
@@ -113,7 +113,7 @@ TEST(SyncStopped, before_the_start_gives_2_without_a_line_whatever_the_arguments
 
 TEST_F(Sync, checks_address_request_timeout_response_and_its_length_in_this_order)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4, pattern(4));
     call.request->type = 9;
     ipc_msg_hdr *const in = call.request.get();
@@ -138,7 +138,7 @@ TEST_F(Sync, checks_address_request_timeout_response_and_its_length_in_this_orde
 
 TEST_F(Sync, the_request_goes_out_as_type_1_in_one_datagram_from_the_modules_own_name)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4, pattern(6));
     call.request->type = 9;
     const uint32_t session = call.request->session_id;
@@ -147,7 +147,7 @@ TEST_F(Sync, the_request_goes_out_as_type_1_in_one_datagram_from_the_modules_own
     EXPECT_EQ(request, datagram({1, 50, 6, session}, pattern(6)));
     EXPECT_EQ(server.sender_size(), 110U);
     EXPECT_TRUE(same_address(server.sender(), abstract_address(kMmName)));
-    const std::vector<SentDatagram> sent = g_socket_calls.take_sent();
+    const std::vector<SentDatagram> sent = take_sent();
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_EQ(sent[0].address.size(), 110U);
     EXPECT_EQ(sent[0].flags, 0);
@@ -195,8 +195,8 @@ TEST_F(Sync, a_longer_response_gives_5_with_its_beginning_and_the_length_unchang
 
 TEST_F(Sync, a_response_is_matched_by_its_session_id_alone)
 {
-    RawPeer server(kServer);
-    const RawPeer somebody_else("peer");
+    Peer server(kServer);
+    const Peer somebody_else("peer");
     Call call(4);
     RunningCall running(call);
     server.receive();
@@ -208,7 +208,7 @@ TEST_F(Sync, a_response_is_matched_by_its_session_id_alone)
 
 TEST_F(Sync, only_type_2_is_a_response)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
     RunningCall running(call);
     const Bytes request = server.receive();
@@ -223,7 +223,7 @@ TEST_F(Sync, only_type_2_is_a_response)
 
 TEST_F(Sync, a_response_with_an_unknown_session_id_is_dropped_and_the_wait_goes_on)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
     RunningCall running(call);
     const Bytes request = server.receive();
@@ -238,8 +238,8 @@ TEST_F(Sync, a_response_with_an_unknown_session_id_is_dropped_and_the_wait_goes_
 
 TEST_F(Sync, without_a_response_it_gives_7_and_leaves_nothing_behind)
 {
-    const RawPeer server(kServer);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const Peer server(kServer);
+    ASSERT_TRUE(until_rounds(1));
     Call call(4);
     const size_t blocks = memory().blocks_in_use();
     EXPECT_EQ(call.run(1), IPC_ERR_TIMEOUT);
@@ -250,7 +250,7 @@ TEST_F(Sync, without_a_response_it_gives_7_and_leaves_nothing_behind)
 
 TEST_F(Sync, a_late_response_is_dropped_with_4_and_the_next_request_still_matches)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call late(4);
     ASSERT_EQ(late.run(1), IPC_ERR_TIMEOUT);
     log.lines();
@@ -268,7 +268,7 @@ TEST_F(Sync, a_late_response_is_dropped_with_4_and_the_next_request_still_matche
 
 TEST_F(Sync, a_second_response_is_dropped_with_4)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
     RunningCall running(call);
     const Bytes request = server.receive();
@@ -283,7 +283,7 @@ TEST_F(Sync, a_second_response_is_dropped_with_4)
 TEST_F(Sync, two_responses_in_a_row_satisfy_one_call_once)
 {
     ErrorLog::switch_off(); // whether the second finds its waiter gone, and says so, is a race
-    RawPeer server(kServer);
+    Peer server(kServer);
     for (uint32_t i = 0; i < 200; ++i) {
         Call call(4);
         RunningCall running(call);
@@ -297,11 +297,11 @@ TEST_F(Sync, two_responses_in_a_row_satisfy_one_call_once)
 
 TEST_F(Sync, nobody_bound_gives_10_at_once_and_leaves_nothing_behind)
 {
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     Call call(4);
     const size_t blocks = memory().blocks_in_use();
     EXPECT_EQ(call.run(), IPC_ERR_SOCKET);
-    EXPECT_EQ(g_waits.timed, 0) << "no wait";
+    EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 0) << "no wait";
     EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ECONNREFUSED)});
     EXPECT_EQ(call.out_len, 4U);
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -309,7 +309,7 @@ TEST_F(Sync, nobody_bound_gives_10_at_once_and_leaves_nothing_behind)
 
 TEST_F(Sync, a_response_after_a_failed_send_finds_nobody)
 {
-    const RawPeer server("peer");
+    const Peer server("peer");
     Call call(4);
     ASSERT_EQ(call.run(), IPC_ERR_SOCKET);
     const Bytes untouched = call.out;
@@ -321,7 +321,7 @@ TEST_F(Sync, a_response_after_a_failed_send_finds_nobody)
 
 TEST_F(Sync, a_priority_without_a_socket_gives_10)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
     ipc_addr to = kServerAddress;
     to.priority = 1;
@@ -332,8 +332,8 @@ TEST_F(Sync, a_priority_without_a_socket_gives_10)
 
 TEST_F(Sync, each_failing_allocation_gives_11_and_nothing_is_sent)
 {
-    RawPeer server(kServer);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    Peer server(kServer);
+    ASSERT_TRUE(until_rounds(1));
     Call call(4);
     const size_t blocks = memory().blocks_in_use();
     for (int nth = 1; nth <= 2; ++nth) {
@@ -350,11 +350,11 @@ TEST_F(Sync, each_failing_allocation_gives_11_and_nothing_is_sent)
 
 TEST_F(Sync, a_list_failure_gives_11_and_nothing_is_sent)
 {
-    RawPeer server(kServer);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    Peer server(kServer);
+    ASSERT_TRUE(until_rounds(1));
     Call call(4);
     const size_t blocks = memory().blocks_in_use();
-    g_list_faults.add_at_tail.fail_nth(1);
+    calls::lc_list_add_at_tail.fail_nth(1);
     EXPECT_EQ(call.run(), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(),
               Lines{from_msg("Add to list g_sync_waitor_list.list_head failed! sret=1\n")});
@@ -365,8 +365,8 @@ TEST_F(Sync, a_list_failure_gives_11_and_nothing_is_sent)
 
 TEST_F(Sync, waiter_and_node_carry_the_tag_of_synchronous_records)
 {
-    const RawPeer server(kServer);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    const Peer server(kServer);
+    ASSERT_TRUE(until_rounds(1));
     Call call(4);
     memory().take_allocations();
     ASSERT_EQ(call.run(1), IPC_ERR_TIMEOUT);
@@ -378,7 +378,7 @@ TEST_F(Sync, waiter_and_node_carry_the_tag_of_synchronous_records)
 
 TEST_F(Sync, the_deadline_is_a_whole_second_plus_the_timeout)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
     const time_t before = current_second();
     RunningCall running(call, 400'250);
@@ -394,7 +394,7 @@ TEST_F(Sync, the_deadline_is_a_whole_second_plus_the_timeout)
 
 TEST_F(Sync, timeouts_above_the_signed_range_are_timeouts)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
     RunningCall running(call, UINT32_MAX);
     ASSERT_TRUE(server.reply(response_to(server.receive(), word(1))));
@@ -403,7 +403,7 @@ TEST_F(Sync, timeouts_above_the_signed_range_are_timeouts)
 
 TEST_F(Sync, a_wake_up_without_a_response_is_not_taken_for_one)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
     g_waits.wake_spuriously(3);
     RunningCall running(call);
@@ -417,25 +417,26 @@ TEST_F(Sync, a_wake_up_without_a_response_is_not_taken_for_one)
 // The receive thread has the response in hand before the sender has come to wait for it.
 TEST_F(Sync, a_response_that_overtakes_the_wait_is_not_lost)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call call(4);
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     memory().take_allocations();
-    g_socket_calls.after_send = [&] {
+    const Hooked overtaken(calls::sendto, [&](auto &next, auto... arguments) {
+        const ssize_t result = next(arguments...);
         server.reply(response_to(server.receive(), word(1)));
         // The buffers of the datagram are made just before it is delivered.
         size_t made = 0;
         EXPECT_TRUE(eventually([&] { return (made += memory().take_allocations().size()) >= 2 + 2; }));
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    };
+        return result;
+    });
     EXPECT_EQ(call.run(), IPC_SUCCESS);
     EXPECT_EQ(body_of(call.response()), word(1));
-    g_socket_calls.after_send = nullptr;
 }
 
 TEST_F(Sync, two_threads_each_get_their_own_response_whatever_the_order)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     for (const bool reversed : {false, true}) {
         Call calls[] = {Call(4, word(100)), Call(4, word(200))};
         RunningCall first(calls[0]);
@@ -456,7 +457,7 @@ TEST_F(Sync, two_threads_each_get_their_own_response_whatever_the_order)
 
 TEST_F(Sync, a_time_out_of_one_thread_does_not_disturb_another)
 {
-    RawPeer server(kServer);
+    Peer server(kServer);
     Call patient(4);
     RunningCall running(patient);
     const Bytes request = server.receive();
@@ -469,11 +470,11 @@ TEST_F(Sync, a_time_out_of_one_thread_does_not_disturb_another)
 
 TEST_F(Sync, a_response_is_freed_when_it_has_been_delivered)
 {
-    ASSERT_TRUE(g_socket_calls.until_rounds(1));
+    ASSERT_TRUE(until_rounds(1));
     Call call(4);
     const size_t blocks = memory().blocks_in_use();
     ASSERT_EQ(call_answered_with(call, word(1)), IPC_SUCCESS);
-    ASSERT_TRUE(g_socket_calls.until_rounds(2));
+    ASSERT_TRUE(until_rounds(2));
     EXPECT_EQ(memory().blocks_in_use(), blocks);
 }
 
@@ -488,11 +489,11 @@ TEST_F(Sync, is_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(call.run(), IPC_ERR_SOCKET);
     Call too_small(0);
     EXPECT_EQ(call_answered_with(too_small, word(1)), IPC_ERR_TOO_SMALL);
-    const RawPeer server(kServer);
+    const Peer server(kServer);
     EXPECT_EQ(call.run(1), IPC_ERR_TIMEOUT);
     memory().fail_nth(1);
     EXPECT_EQ(call.run(1), IPC_ERR_RESOURCE);
-    g_list_faults.add_at_tail.fail_nth(1);
+    calls::lc_list_add_at_tail.fail_nth(1);
     EXPECT_EQ(call.run(1), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{});
 }

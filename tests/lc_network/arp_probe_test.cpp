@@ -1,7 +1,7 @@
 // The ARP probe: the frame that is sent, and which answer is accepted.
 #include "lc_network.h"
 #include "support/arp_peer.h"
-#include "support/network_calls.h"
+#include "support/call_notes.h"
 #include "support/text_file.h"
 
 #include <gtest/gtest.h>
@@ -62,7 +62,7 @@ class ArpProbe : public testing::Test {
 protected:
     ArpProbe()
     {
-        g_network_calls = {};
+        g_noted_calls.forget();
         descriptors_ = count_descriptors();
     }
     ~ArpProbe() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
@@ -70,9 +70,9 @@ protected:
     int probe_answered_with(const std::vector<std::string> &frames)
     {
         const ArpPeer peer(neighbour, frames);
-        g_network_calls.receive_size = 0;
+        g_noted_calls.forget();
         const int result = probe(kSilentIp, kPatience);
-        EXPECT_EQ(g_network_calls.receive_size, 60U) << "nothing came";
+        EXPECT_EQ(notes().receive_size, 60U) << "nothing came";
         return result;
     }
 
@@ -120,10 +120,10 @@ TEST_F(ArpProbe, waits_for_the_seconds_and_the_rest_of_its_time_out)
         long microseconds;
     } kTimeouts[] = {{0, 0, 0}, {1, 0, 1000}, {999, 0, 999000}, {1000, 1, 0}, {61500, 61, 500000}};
     for (const auto &[timeout_ms, seconds, microseconds] : kTimeouts) {
-        g_network_calls.fail.select = EINTR; // at once
+        calls::select.fail_nth(1, EINTR); // at once
         EXPECT_EQ(probe(kSilentIp, timeout_ms), -1);
-        EXPECT_EQ(g_network_calls.patience.tv_sec, seconds);
-        EXPECT_EQ(g_network_calls.patience.tv_usec, microseconds);
+        EXPECT_EQ(notes().patience.tv_sec, seconds);
+        EXPECT_EQ(notes().patience.tv_usec, microseconds);
     }
     EXPECT_EQ(probe(kSilentIp, 0), -1);
     EXPECT_EQ(probe(kSilentIp, -1), -1);
@@ -156,19 +156,19 @@ TEST_F(ArpProbe, is_a_broadcast_request_of_60_bytes)
 TEST_F(ArpProbe, is_sent_to_the_name_of_the_interface_through_a_packet_socket_for_arp)
 {
     probe(kSilentIp, 0);
-    EXPECT_EQ(g_network_calls.socket_domain, AF_PACKET);
-    EXPECT_EQ(g_network_calls.socket_type, SOCK_PACKET);
-    EXPECT_EQ(g_network_calls.socket_protocol, htons(0x0806));
-    EXPECT_TRUE(g_network_calls.closed_on_exec);
-    EXPECT_EQ(g_network_calls.option_level, SOL_SOCKET);
-    EXPECT_EQ(g_network_calls.option, SO_BROADCAST);
-    EXPECT_EQ(g_network_calls.option_value, 1);
+    EXPECT_EQ(notes().socket_domain, AF_PACKET);
+    EXPECT_EQ(notes().socket_type, SOCK_PACKET);
+    EXPECT_EQ(notes().socket_protocol, htons(0x0806));
+    EXPECT_TRUE(notes().closed_on_exec);
+    EXPECT_EQ(notes().option_level, SOL_SOCKET);
+    EXPECT_EQ(notes().option, SO_BROADCAST);
+    EXPECT_EQ(notes().option_value, 1);
     sockaddr to = {};
     strcpy(to.sa_data, kNear);
     const auto *bytes = reinterpret_cast<const uint8_t *>(&to);
-    EXPECT_EQ(g_network_calls.address, std::vector<uint8_t>(bytes, bytes + 16));
-    ASSERT_EQ(g_network_calls.sent.size(), 1U);
-    EXPECT_EQ(g_network_calls.sent[0].size(), 60U);
+    EXPECT_EQ(notes().sent.back().address, std::vector<uint8_t>(bytes, bytes + 16));
+    ASSERT_EQ(notes().sent.size(), 1U);
+    EXPECT_EQ(notes().sent[0].bytes.size(), 60U);
 }
 
 TEST_F(ArpProbe, takes_the_right_answer_with_and_without_padding)
@@ -266,7 +266,7 @@ TEST_F(ArpProbe, needs_a_descriptor_that_can_be_waited_for)
         ASSERT_NE(taken.back(), -1);
     } while (taken.back() < FD_SETSIZE - 1);
     EXPECT_EQ(probe(kFarIp, kPatience), -1);
-    EXPECT_TRUE(g_network_calls.sent.empty());
+    EXPECT_TRUE(notes().sent.empty());
     close(taken.back());
     taken.pop_back();
     EXPECT_EQ(probe(kFarIp, kPatience), 0) << "with the last that can be";
@@ -277,13 +277,11 @@ TEST_F(ArpProbe, needs_a_descriptor_that_can_be_waited_for)
 
 TEST_F(ArpProbe, fails_with_any_of_its_calls)
 {
-    for (int NetworkCalls::Failures::*const call :
-         {&NetworkCalls::Failures::socket, &NetworkCalls::Failures::setsockopt,
-          &NetworkCalls::Failures::sendto, &NetworkCalls::Failures::select,
-          &NetworkCalls::Failures::recv}) {
-        g_network_calls.fail.*call = EIO;
+    for (Fault *const call : std::initializer_list<Fault *>{
+             &calls::socket, &calls::setsockopt, &calls::sendto, &calls::select, &calls::recv}) {
+        call->fail_nth(1);
         EXPECT_EQ(probe(kFarIp, kPatience), -1);
-        EXPECT_EQ(g_network_calls.fail.*call, 0) << "was not called";
+        EXPECT_TRUE(call->failed()) << "was not called";
     }
     EXPECT_EQ(probe(kFarIp, kPatience), 0);
 }

@@ -1,21 +1,21 @@
 // Announcing addresses: by an ARP request of the library, and by the system's arping.
 #include "lc_network.h"
 #include "support/arp_peer.h"
-#include "support/network_calls.h"
+#include "support/call_notes.h"
+#include "support/library_calls.h"
 #include "support/network_notes.h"
 #include "support/scoped_mount.h"
 #include "support/standard_output.h"
 #include "support/text_file.h"
 
 #include <arpa/inet.h>
-#include <functional>
 #include <sys/stat.h>
+
+namespace arp_update_test {
 
 using namespace testing_support;
 
 namespace {
-
-std::function<int(in_addr *)> g_getter; // instead of the library's
 
 constexpr char kRoamingIp[] = "10.9.0.77";
 constexpr char kRoamingMac[] = "02:AB:cd:00:00:4d";
@@ -25,14 +25,10 @@ class ArpUpdate : public NetworkNotes {
 protected:
     ArpUpdate()
     {
-        g_network_calls = {};
+        g_noted_calls.forget();
         descriptors_ = count_descriptors();
     }
-    ~ArpUpdate() override
-    {
-        g_getter = nullptr;
-        EXPECT_EQ(count_descriptors(), descriptors_) << "left open";
-    }
+    ~ArpUpdate() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
 
     const Neighbour neighbour;
 
@@ -42,19 +38,17 @@ private:
 
 using Announcement = ArpUpdate;
 
-void leave_address(in_addr *address)
+// In the place of the library's getter, as long as it lives.
+Hooked getter_that_gives(int result)
 {
-    EXPECT_EQ(address->s_addr, 0U) << "before it is got";
-    inet_aton(kNearIp, address);
+    return {calls::lc_get_ip_by_ifname, [result](auto &, const char *, in_addr *address) {
+                EXPECT_EQ(address->s_addr, 0U) << "before it is got";
+                inet_aton(kNearIp, address);
+                return result;
+            }};
 }
 
 } // namespace
-
-int lc_get_ip_by_ifname(const char *name, in_addr *address)
-{
-    static auto *const real = next_definition<int(const char *, in_addr *)>("lc_get_ip_by_ifname");
-    return g_getter ? g_getter(address) : real(name, address);
-}
 
 // ---- By a request of our own ----
 
@@ -67,7 +61,7 @@ TEST_F(ArpUpdate, needs_all_of_its_arguments)
         expect_arp_note("lc_arp_update", "input ip is invalid");
     }
     expect_silence();
-    EXPECT_TRUE(g_network_calls.sent.empty());
+    EXPECT_TRUE(notes().sent.empty());
 }
 
 TEST_F(ArpUpdate, needs_addresses)
@@ -81,7 +75,7 @@ TEST_F(ArpUpdate, needs_addresses)
     EXPECT_EQ(lc_arp_update("x", "x", kNear, "x"), -1) << "the target's is read first";
     expect_arp_note("lc_arp_update", "transfer target address fail");
     expect_silence();
-    EXPECT_TRUE(g_network_calls.sent.empty());
+    EXPECT_TRUE(notes().sent.empty());
 }
 
 TEST_F(ArpUpdate, has_the_neighbour_note_the_address)
@@ -106,8 +100,8 @@ TEST_F(ArpUpdate, asks_for_the_target_in_the_name_of_the_source)
     EXPECT_EQ(peer.frame(), "ffffffffffff02abcd00004d08060001080006040001"
                             "02abcd00004d0a09004d0000000000000a090003" +
                                 std::string(2 * 18, '0'));
-    EXPECT_EQ(g_network_calls.patience.tv_sec, 0);
-    EXPECT_EQ(g_network_calls.patience.tv_usec, 500000);
+    EXPECT_EQ(notes().patience.tv_sec, 0);
+    EXPECT_EQ(notes().patience.tv_usec, 500000);
     expect_silence();
 }
 
@@ -116,12 +110,12 @@ TEST_F(ArpUpdate, takes_whatever_begins_with_a_hardware_address)
     for (const char *mac :
          {"02:AB:cd:00:00:4d", "2:ab:CD:0:0:4d", "02:ab:cd:00:00:4dxyz", " 02:ab:cd:00:00:4d"}) {
         EXPECT_EQ(lc_arp_update(kFarIp, kRoamingIp, kNear, mac), 0) << mac;
-        const std::vector<uint8_t> &frame = g_network_calls.sent.back();
+        const Bytes frame = notes().sent.back().bytes;
         EXPECT_EQ(std::vector<uint8_t>(frame.begin() + 22, frame.begin() + 28),
                   (std::vector<uint8_t>{0x02, 0xAB, 0xCD, 0, 0, 0x4D}))
             << mac;
     }
-    EXPECT_EQ(g_network_calls.sent.size(), 4U);
+    EXPECT_EQ(notes().sent.size(), 4U);
     expect_silence();
 }
 
@@ -130,7 +124,7 @@ TEST_F(ArpUpdate, that_cannot_be_sent_is_not_told)
     EXPECT_EQ(lc_arp_update(kFarIp, kRoamingIp, "none0", kRoamingMac), 0);
     EXPECT_EQ(lc_arp_update(kFarIp, kRoamingIp, "", kRoamingMac), 0);
     EXPECT_EQ(lc_arp_update(kFarIp, kRoamingIp, std::string(5000, 'x').c_str(), kRoamingMac), 0);
-    g_network_calls.fail.socket = EPERM;
+    calls::socket.fail_nth(1, EPERM);
     EXPECT_EQ(lc_arp_update(kFarIp, kRoamingIp, kNear, kRoamingMac), 0);
     expect_silence();
 }
@@ -145,7 +139,7 @@ TEST_F(ArpUpdate, without_a_hardware_address_looks_the_targets_up_and_sends_noth
                         "open the ip is exist in arp table and corresponding mac is 02:aa:bb:cc:dd:ee");
         expect_silence();
     }
-    EXPECT_TRUE(g_network_calls.sent.empty());
+    EXPECT_TRUE(notes().sent.empty());
 }
 
 TEST_F(ArpUpdate, without_a_hardware_address_does_not_mind_what_the_table_has_for_one)
@@ -157,7 +151,7 @@ TEST_F(ArpUpdate, without_a_hardware_address_does_not_mind_what_the_table_has_fo
     expect_arp_note("lc_get_climac_by_ip",
                     "open the ip is exist in arp table and corresponding mac is *");
     expect_silence();
-    EXPECT_TRUE(g_network_calls.sent.empty());
+    EXPECT_TRUE(notes().sent.empty());
 }
 
 TEST_F(ArpUpdate, without_a_hardware_address_needs_a_target_that_is_known)
@@ -169,7 +163,7 @@ TEST_F(ArpUpdate, without_a_hardware_address_needs_a_target_that_is_known)
     expect_arp_note("lc_get_climac_by_ip", "input ip is invalid");
     expect_arp_note("lc_arp_update", "get target mac by ip failed");
     expect_silence();
-    EXPECT_TRUE(g_network_calls.sent.empty());
+    EXPECT_TRUE(notes().sent.empty());
 }
 
 // ---- By arping ----
@@ -180,19 +174,16 @@ TEST_F(Announcement, runs_arping_with_the_address_that_the_getter_never_finds)
     expect_note("lc_get_ip_by_ifname", "Parameter error.");
     expect_note("lc_arp_update2", std::string("Will exec comand: ") + kArping + "0.0.0.0");
     expect_silence();
-    EXPECT_EQ(g_network_calls.command, std::string(kArping) + "0.0.0.0");
+    EXPECT_EQ(notes().command, std::string(kArping) + "0.0.0.0");
     EXPECT_EQ(printed, "ARPING 0.0.0.0 from 0.0.0.0 near0\n") << "arping's own line";
 }
 
 TEST_F(Announcement, has_the_address_that_the_getter_left)
 {
-    g_getter = [](in_addr *address) {
-        leave_address(address);
-        return -1;
-    };
+    const Hooked getter = getter_that_gives(-1);
     ArpPeer peer(neighbour);
     printed_by([] { EXPECT_EQ(lc_arp_update2(kNear), 0); });
-    EXPECT_EQ(g_network_calls.command, std::string(kArping) + kNearIp);
+    EXPECT_EQ(notes().command, std::string(kArping) + kNearIp);
     // Everybody is asked, in its own name, for an address that is the sender's.
     const std::string frame = peer.frame();
     EXPECT_EQ(frame.substr(0, 44), "ffffffffffff02000000000108060001080006040001");
@@ -204,14 +195,11 @@ TEST_F(Announcement, has_the_address_that_the_getter_left)
 
 TEST_F(Announcement, takes_the_success_of_the_getter_for_a_failure)
 {
-    g_getter = [](in_addr *address) {
-        leave_address(address);
-        return 0;
-    };
+    const Hooked getter = getter_that_gives(0);
     EXPECT_EQ(lc_arp_update2(kNear), -1);
     expect_note("lc_arp_update2", "Call function lc_get_ip_by_ifname error.");
     expect_silence();
-    EXPECT_EQ(g_network_calls.command.find("arping -U"), std::string::npos);
+    EXPECT_EQ(notes().command.find("arping -U"), std::string::npos);
 }
 
 TEST_F(Announcement, of_a_missing_interface_is_left_to_arping)
@@ -237,7 +225,7 @@ TEST_F(Announcement, refuses_an_endless_name)
     expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
     expect_note("lc_arp_update2", "Parameter error.");
     expect_silence();
-    EXPECT_EQ(g_network_calls.command.find("xxx"), std::string::npos);
+    EXPECT_EQ(notes().command.find("xxx"), std::string::npos);
 }
 
 TEST_F(Announcement, takes_a_name_with_which_its_command_has_127_characters)
@@ -248,21 +236,23 @@ TEST_F(Announcement, takes_a_name_with_which_its_command_has_127_characters)
     EXPECT_EQ(lc_arp_update2(longest.c_str()), 0);
     expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
     expect_note("lc_arp_update2", "Will exec comand: " + command);
-    EXPECT_EQ(g_network_calls.command, command);
-    g_network_calls.command.clear();
+    EXPECT_EQ(notes().command, command);
+    g_noted_calls.forget();
     EXPECT_EQ(lc_arp_update2((longest + "x").c_str()), -1);
     expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
     expect_note("lc_arp_update2", "Parameter error.");
     expect_silence();
-    EXPECT_EQ(g_network_calls.command, "");
+    EXPECT_EQ(notes().command, "");
 }
 
 TEST_F(Announcement, fails_when_no_command_can_be_run)
 {
-    g_network_calls.fail.system = EAGAIN;
+    calls::system.fail_nth(1, EAGAIN);
     EXPECT_EQ(lc_arp_update2(kNear), -1);
     expect_note("lc_get_ip_by_ifname", "Parameter error.");
     expect_note("lc_arp_update2", std::string("Will exec comand: ") + kArping + "0.0.0.0");
     expect_note("lc_arp_update2", "Call function system error.");
     expect_silence();
 }
+
+} // namespace arp_update_test

@@ -1,6 +1,6 @@
 // Interfaces and their addresses: the inverted tests, and the code behind them.
 #include "lc_network.h"
-#include "support/network_calls.h"
+#include "support/call_notes.h"
 #include "support/network_notes.h"
 #include "support/shell.h"
 #include "support/text_file.h"
@@ -33,7 +33,7 @@ protected:
         shell("/sbin/ip link add up0 address 02:03:0a:0b:fe:ff type veth peer name a-name-of-15-ch");
         shell("/sbin/ip address add 10.9.0.1/24 dev up0");
         shell("/sbin/ip link set up0 up");
-        g_network_calls = {};
+        g_noted_calls.forget();
         descriptors_ = count_descriptors();
     }
     ~Interfaces() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
@@ -59,7 +59,7 @@ private:
 // The same, unknown to if_nametoindex: only so the requests to the kernel succeed.
 class HiddenInterfaces : public Interfaces {
 protected:
-    HiddenInterfaces() { g_network_calls.interfaces_are_hidden = true; }
+    const Hooked hidden{calls::if_nametoindex, [](auto &, const char *) { return 0U; }};
 };
 
 } // namespace
@@ -86,7 +86,7 @@ TEST_F(Interfaces, existing_one_is_refused_as_a_parameter_and_so_counts_as_up)
         expect_note("lc_is_interface_up", "Parameter error");
     }
     expect_silence();
-    EXPECT_EQ(g_network_calls.ioctls, 0);
+    EXPECT_EQ(notes().ioctls, 0);
 }
 
 TEST_F(Interfaces, missing_one_is_not_up)
@@ -96,7 +96,7 @@ TEST_F(Interfaces, missing_one_is_not_up)
     }
     EXPECT_EQ(lc_is_interface_up(std::string(5000, 'x').c_str()), 0);
     expect_silence();
-    EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFFLAGS));
+    EXPECT_EQ(notes().request, static_cast<unsigned long>(SIOCGIFFLAGS));
 }
 
 TEST_F(Interfaces, without_a_name_count_as_up)
@@ -118,7 +118,7 @@ TEST_F(Interfaces, address_of_an_existing_one_is_refused)
     EXPECT_EQ(lc_get_ip_by_ifname("none0", nullptr), -1);
     expect_note("lc_get_ip_by_ifname", "Parameter error.");
     expect_silence();
-    EXPECT_EQ(g_network_calls.ioctls, 0);
+    EXPECT_EQ(notes().ioctls, 0);
 }
 
 TEST_F(Interfaces, address_of_a_missing_one_cannot_be_had)
@@ -140,7 +140,7 @@ TEST_F(Interfaces, hardware_address_of_an_existing_one_is_refused_without_a_word
     }
     EXPECT_EQ(lc_get_mac_by_ifname("none0", nullptr), -1);
     expect_silence();
-    EXPECT_EQ(g_network_calls.ioctls, 0);
+    EXPECT_EQ(notes().ioctls, 0);
 }
 
 TEST_F(Interfaces, hardware_address_of_a_missing_one_cannot_be_had)
@@ -171,11 +171,11 @@ TEST_F(Interfaces, longer_name_is_that_of_its_first_15_characters)
     EXPECT_EQ(mac, (Mac{0x02, 0, 0, 0, 0, 0x15}));
     expect_note("lc_get_mac_by_ifname",
                 "The mac address of interface a-name-of-15-char is[02:00:00:00:00:15]");
-    g_network_calls.command.clear(); // which the set-up left
+    g_noted_calls.forget(); // which the set-up left
     EXPECT_EQ(lc_arp_update2(kCutToDown), -1);
     expect_note("lc_arp_update2", "Call function lc_get_ip_by_ifname error.");
     expect_silence();
-    EXPECT_EQ(g_network_calls.command, "");
+    EXPECT_EQ(notes().command, "");
 }
 
 // ---- Behind the tests ----
@@ -185,9 +185,9 @@ TEST_F(HiddenInterfaces, are_up_when_the_kernel_says_so)
     EXPECT_EQ(lc_is_interface_up(kUp), -1);
     EXPECT_EQ(lc_is_interface_up(kDown), 0);
     expect_silence();
-    EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
-    EXPECT_EQ(g_network_calls.socket_type, SOCK_STREAM);
-    EXPECT_TRUE(g_network_calls.closed_on_exec);
+    EXPECT_EQ(notes().socket_domain, AF_INET);
+    EXPECT_EQ(notes().socket_type, SOCK_STREAM);
+    EXPECT_TRUE(notes().closed_on_exec);
 }
 
 TEST_F(HiddenInterfaces, have_the_address_that_the_kernel_says)
@@ -195,8 +195,8 @@ TEST_F(HiddenInterfaces, have_the_address_that_the_kernel_says)
     EXPECT_EQ(get_ip(kUp), 0);
     EXPECT_STREQ(inet_ntoa(ip), "10.9.0.1");
     expect_silence();
-    EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFADDR));
-    EXPECT_EQ(g_network_calls.interface.ifr_addr.sa_family, AF_INET) << "as it was asked for";
+    EXPECT_EQ(notes().request, static_cast<unsigned long>(SIOCGIFADDR));
+    EXPECT_EQ(notes().interface.ifr_addr.sa_family, AF_INET) << "as it was asked for";
     EXPECT_EQ(get_ip(kDown), -1) << "has none";
     EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
     expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
@@ -208,7 +208,7 @@ TEST_F(HiddenInterfaces, have_the_hardware_address_that_the_kernel_says)
     EXPECT_EQ(mac, (Mac{0x02, 0x03, 0x0A, 0x0B, 0xFE, 0xFF}));
     expect_note("lc_get_mac_by_ifname", "The mac address of interface up0 is[02:03:0a:0b:fe:ff]");
     expect_silence();
-    EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCGIFHWADDR));
+    EXPECT_EQ(notes().request, static_cast<unsigned long>(SIOCGIFHWADDR));
 }
 
 TEST_F(HiddenInterfaces, are_asked_for_by_the_first_15_characters_of_a_name)
@@ -221,7 +221,8 @@ TEST_F(HiddenInterfaces, are_asked_for_by_the_first_15_characters_of_a_name)
                   {"none0", "none0"},  {"a-name-of-16-cha", "a-name-of-16-ch"},
                   {kCutToDown, kDown}, {endless.c_str(), endless.substr(0, 15)}};
     const auto asked = [] {
-        const ifreq request = std::exchange(g_network_calls.interface, {});
+        const ifreq request = notes().interface;
+        g_noted_calls.forget();
         return std::string(request.ifr_name, strnlen(request.ifr_name, sizeof(request.ifr_name)));
     };
     for (const auto &[name, in_request] : kNames) {
@@ -236,28 +237,28 @@ TEST_F(HiddenInterfaces, are_asked_for_by_the_first_15_characters_of_a_name)
 
 TEST_F(HiddenInterfaces, without_a_socket_count_as_up_and_have_no_addresses)
 {
-    g_network_calls.fail.socket = EMFILE;
+    calls::socket.fail_nth(1, EMFILE);
     EXPECT_EQ(lc_is_interface_up(kDown), -1);
     expect_note("lc_is_interface_up", "Open socket error");
-    g_network_calls.fail.socket = EMFILE;
+    calls::socket.fail_nth(1, EMFILE);
     EXPECT_EQ(get_ip(kUp), -1);
     expect_note("lc_get_ip_by_ifname", "Open socket error.");
-    g_network_calls.fail.socket = EMFILE;
+    calls::socket.fail_nth(1, EMFILE);
     EXPECT_EQ(get_mac(kUp), -1);
     expect_silence();
-    EXPECT_EQ(g_network_calls.ioctls, 0);
+    EXPECT_EQ(notes().ioctls, 0);
 }
 
 TEST_F(HiddenInterfaces, of_which_the_kernel_tells_nothing_are_down_and_have_no_addresses)
 {
-    g_network_calls.fail.ioctl = EIO;
+    calls::ioctl.fail_nth(1, EIO);
     EXPECT_EQ(lc_is_interface_up(kUp), 0);
     expect_silence();
-    g_network_calls.fail.ioctl = EIO;
+    calls::ioctl.fail_nth(1, EIO);
     EXPECT_EQ(get_ip(kUp), -1);
     EXPECT_EQ(ip.s_addr, kUntouchedIp.s_addr);
     expect_note("lc_get_ip_by_ifname", "IOCTL operation error.");
-    g_network_calls.fail.ioctl = EIO;
+    calls::ioctl.fail_nth(1, EIO);
     EXPECT_EQ(get_mac(kUp), -1);
     EXPECT_EQ(mac, kUntouchedMac);
     expect_note("lc_get_mac_by_ifname", "IOCTL operation error.");

@@ -1,6 +1,6 @@
 // Routes: the ioctl requests, and the kernel's table afterwards.
 #include "lc_network.h"
-#include "support/network_calls.h"
+#include "support/call_notes.h"
 #include "support/shell.h"
 #include "support/text_file.h"
 
@@ -33,7 +33,7 @@ protected:
         shell("/sbin/ip address add 10.9.0.1/24 dev wan0");
         shell("/sbin/ip link set wan0 up");
         shell("/sbin/ip link set a-name-of-15-ch up");
-        g_network_calls = {};
+        g_noted_calls.forget();
         descriptors_ = count_descriptors();
     }
     ~Routes() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
@@ -70,7 +70,7 @@ std::string address_in(const sockaddr &address)
 // The last request, as words.
 std::string requested()
 {
-    const rtentry &route = g_network_calls.route;
+    const rtentry &route = notes().route;
     return "to " + address_in(route.rt_dst) + " mask " + address_in(route.rt_genmask) + " via " +
            address_in(route.rt_gateway) + " metric " + std::to_string(route.rt_metric) +
            ((route.rt_flags & RTF_UP) != 0 ? " up" : "") +
@@ -108,10 +108,10 @@ TEST_F(Routes, are_up_and_marked_as_leading_over_a_gateway_or_to_a_host)
     };
     for (const auto &[dst, gw, mask, request] : kRoutes) {
         EXPECT_EQ(lc_route_add("wan0", 0, dst, gw, mask), 0);
-        EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCADDRT));
+        EXPECT_EQ(notes().request, static_cast<unsigned long>(SIOCADDRT));
         EXPECT_EQ(requested(), request);
         EXPECT_EQ(lc_route_del("wan0", 0, dst, gw, mask), 0);
-        EXPECT_EQ(g_network_calls.request, static_cast<unsigned long>(SIOCDELRT));
+        EXPECT_EQ(notes().request, static_cast<unsigned long>(SIOCDELRT));
         EXPECT_EQ(requested(), request);
     }
     EXPECT_EQ(routes(), Lines{});
@@ -120,20 +120,20 @@ TEST_F(Routes, are_up_and_marked_as_leading_over_a_gateway_or_to_a_host)
 TEST_F(Routes, are_asked_for_through_a_datagram_socket)
 {
     lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC);
-    EXPECT_EQ(g_network_calls.socket_domain, AF_INET);
-    EXPECT_EQ(g_network_calls.socket_type, SOCK_DGRAM);
-    EXPECT_EQ(g_network_calls.socket_protocol, 0);
-    EXPECT_TRUE(g_network_calls.closed_on_exec);
+    EXPECT_EQ(notes().socket_domain, AF_INET);
+    EXPECT_EQ(notes().socket_type, SOCK_DGRAM);
+    EXPECT_EQ(notes().socket_protocol, 0);
+    EXPECT_TRUE(notes().closed_on_exec);
 }
 
 TEST_F(Routes, have_a_metric_of_16_bits)
 {
     for (const int metric : {0, 1, 7, 32767, -1}) {
         lc_route_add("none0", metric, "192.168.2.0", nullptr, kClassC);
-        EXPECT_EQ(g_network_calls.route.rt_metric, metric);
+        EXPECT_EQ(notes().route.rt_metric, metric);
     }
     lc_route_add("none0", 65536 + 7, "192.168.2.0", nullptr, kClassC);
-    EXPECT_EQ(g_network_calls.route.rt_metric, 7);
+    EXPECT_EQ(notes().route.rt_metric, 7);
 }
 
 TEST_F(Routes, without_an_address_are_not_asked_for)
@@ -149,8 +149,8 @@ TEST_F(Routes, without_an_address_are_not_asked_for)
         EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", text, kClassC), EINVAL) << text;
         EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", nullptr, text), EINVAL) << text;
     }
-    EXPECT_EQ(g_network_calls.ioctls, 0);
-    g_network_calls.fail.socket = EMFILE;
+    EXPECT_EQ(notes().ioctls, 0);
+    calls::socket.fail_nth(1, EMFILE);
     EXPECT_EQ(lc_route_add("wan0", 0, "x", nullptr, kClassC), EMFILE) << "what failed first";
     EXPECT_EQ(routes(), Lines{});
 }
@@ -265,14 +265,14 @@ TEST_F(Routes, take_a_device_name_that_ends_with_its_page)
 
 TEST_F(Routes, give_the_error_of_the_call_that_failed)
 {
-    g_network_calls.fail.socket = EMFILE;
+    calls::socket.fail_nth(1, EMFILE);
     EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC), EMFILE);
-    g_network_calls.fail.socket = ENFILE;
+    calls::socket.fail_nth(1, ENFILE);
     EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", nullptr, kClassC), ENFILE);
-    EXPECT_EQ(g_network_calls.ioctls, 0);
-    g_network_calls.fail.ioctl = EPERM;
+    EXPECT_EQ(notes().ioctls, 0);
+    calls::ioctl.fail_nth(1, EPERM);
     EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC), EPERM);
-    g_network_calls.fail.ioctl = ENOBUFS;
+    calls::ioctl.fail_nth(1, ENOBUFS);
     EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", nullptr, kClassC), ENOBUFS);
     EXPECT_EQ(routes(), Lines{});
 }
@@ -358,7 +358,7 @@ TEST_F(Routes, by_default_need_a_list)
     EXPECT_EQ(lc_route_add_default("wan0", empty), -1);
     EXPECT_EQ(lc_route_del_default("wan0", nullptr), -1);
     EXPECT_EQ(lc_route_del_default("wan0", empty), -1);
-    EXPECT_EQ(g_network_calls.ioctls, 0);
+    EXPECT_EQ(notes().ioctls, 0);
 }
 
 } // namespace route_test

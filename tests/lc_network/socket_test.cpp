@@ -1,6 +1,6 @@
 // The calls of libc under the library's names, and what counts as an address.
 #include "lc_network.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,11 @@
 #include <cerrno>
 #include <unistd.h>
 
-namespace {
+namespace socket_test {
 
-int g_backlog = -1; // that was asked for last
+using namespace testing_support;
+
+namespace {
 
 sockaddr_in loopback(in_port_t port)
 {
@@ -28,20 +30,19 @@ const sockaddr *as_socket_address(const sockaddr_in &address)
 
 } // namespace
 
-int listen(int fd, int backlog) noexcept
-{
-    g_backlog = backlog;
-    return testing_support::next_definition<int(int, int)>("listen")(fd, backlog);
-}
-
 TEST(Socket, is_bound_listens_accepts_and_connects)
 {
+    int asked_for = -1;
+    const Hooked noted(calls::listen, [&](auto &next, int fd, int backlog) {
+        asked_for = backlog;
+        return next(fd, backlog);
+    });
     const int listener = lc_socket(AF_INET, SOCK_STREAM, 0);
     ASSERT_GE(listener, 0);
     sockaddr_in address = loopback(0);
     ASSERT_EQ(lc_bind(listener, as_socket_address(address), sizeof(address)), 0);
     ASSERT_EQ(lc_listen(listener, 17), 0);
-    EXPECT_EQ(g_backlog, 17);
+    EXPECT_EQ(asked_for, 17);
     socklen_t size = sizeof(address);
     ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr *>(&address), &size), 0);
 
@@ -173,3 +174,5 @@ TEST(ValidIp, may_have_trailing_text_as_far_as_libc_takes_it)
     }
     EXPECT_EQ(is_valid_ip("1.2.3.4x"), 0);
 }
+
+} // namespace socket_test

@@ -20,7 +20,7 @@ using namespace testing_support;
 
 namespace {
 
-FailNth g_realloc;
+Fault g_realloc;
 bool g_opendir_fails = false;
 int g_open_directories = 0;
 bool g_counting = false;
@@ -163,12 +163,12 @@ TEST_F(ProcessList, failed_growth_gives_minus_1_and_no_array)
         add(pid, "wanted");
     }
     for (const int nth : {1, 2, 3}) {
-        g_realloc.arm(nth);
+        g_realloc.fail_nth(nth);
         const Found found = find("wanted");
         EXPECT_EQ(found.count, -1) << nth;
         EXPECT_FALSE(found.has_array) << nth;
     }
-    g_realloc.arm(4);
+    g_realloc.fail_nth(4);
     EXPECT_EQ(find("wanted").count, 3);
 }
 
@@ -176,9 +176,9 @@ TEST_F(ProcessList, failed_growth_is_no_process_to_the_searches)
 {
     add("500", "wanted");
     g_counting = true;
-    g_realloc.arm(1);
+    g_realloc.fail_nth(1);
     const int found = lc_pidof("wanted");
-    g_realloc.arm(1);
+    g_realloc.fail_nth(1);
     const int killed = lc_killall("wanted", 0);
     g_counting = false;
     EXPECT_EQ(found, -1);
@@ -188,7 +188,7 @@ TEST_F(ProcessList, failed_growth_is_no_process_to_the_searches)
 TEST_F(ProcessList, failed_growth_leaves_the_folder_closed)
 {
     add("500", "wanted");
-    g_realloc.arm(1);
+    g_realloc.fail_nth(1);
     find("wanted");
     EXPECT_EQ(g_open_directories, 0);
 }

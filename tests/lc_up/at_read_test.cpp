@@ -178,7 +178,7 @@ TEST_F(ReadingCommand, reply_that_fills_the_buffer_ends_with_it)
 TEST_F(ReadingCommand, that_is_not_written_whole_is_not_waited_for)
 {
     for (const int written : {-1, 0, 27}) {
-        g_modem.write.arm(1);
+        calls::write.fail_nth(1);
         g_modem.failed_write = written;
         EXPECT_EQ(result_of({"OK"}), -1);
         g_modem.script.clear();

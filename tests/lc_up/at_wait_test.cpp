@@ -103,7 +103,7 @@ TEST_F(WaitingCommand, fails_when_reading_fails)
 TEST_F(WaitingCommand, that_is_not_written_whole_is_not_waited_for)
 {
     for (const int written : {-1, 0, 28}) {
-        g_modem.write.arm(1);
+        calls::write.fail_nth(1);
         g_modem.failed_write = written;
         EXPECT_EQ(result_of("OK"), -1);
         g_modem.script.clear();
@@ -123,8 +123,8 @@ TEST_F(WaitingCommand, fails_at_once_and_without_a_pause_when_the_port_is_missin
 
 TEST_F(WaitingCommand, port_that_refuses_its_settings_is_used_all_the_same)
 {
-    g_modem.tcflush.arm(1);
-    g_modem.tcsetattr.arm(1);
+    calls::tcflush.fail_nth(1);
+    calls::tcsetattr.fail_nth(1);
     EXPECT_EQ(result_of("OK"), 0);
     EXPECT_EQ(take_steps(), joined({kCommandSteps, kLeave}));
 }

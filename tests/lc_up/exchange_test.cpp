@@ -207,7 +207,7 @@ TEST_F(FrameExchange, port_that_disappears_while_it_is_read_ends_it)
 
 TEST_F(FrameExchange, short_write_is_told_and_the_response_read_all_the_same)
 {
-    g_modem.write.arm(1);
+    calls::write.fail_nth(1);
     g_modem.failed_write = 100;
     g_modem.hears(response(3, kDataResponse, "RSP_OK"));
     EXPECT_EQ(exchange_piece(3), 128);
@@ -219,7 +219,7 @@ TEST_F(FrameExchange, short_write_is_told_and_the_response_read_all_the_same)
 
 TEST_F(FrameExchange, failed_write_of_a_command_tells_its_code)
 {
-    g_modem.write.arm(1);
+    calls::write.fail_nth(1);
     g_modem.hears(response(kBegin, kCommandResponse, "RSP_OK"));
     EXPECT_EQ(exchange(command_frame(kBegin)), 128);
     EXPECT_EQ(take_trace(), entry("write tty dev failed, type:1 index:1111836489 need write:2064 real "

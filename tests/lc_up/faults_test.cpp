@@ -65,15 +65,15 @@ protected:
     UpgradeFaults() { g_modem.on_write = accept; }
 
     // outcomes: of the first call failing, of the second, and so on. There are no more calls.
-    static void expect(FailNth &call, const std::vector<Outcome> &outcomes)
+    static void expect(Fault &call, const std::vector<Outcome> &outcomes)
     {
         for (size_t n = 0; n <= outcomes.size(); ++n) {
             in_own_process("call " + std::to_string(n + 1), [&] {
                 const int descriptors = count_descriptors();
                 const bool fails = n < outcomes.size();
-                call.arm(static_cast<int>(n) + 1);
+                call.fail_nth(static_cast<int>(n) + 1);
                 const Outcome outcome = upgrade();
-                EXPECT_EQ(call.calls > static_cast<int>(n), fails);
+                EXPECT_EQ(call.failed(), fails);
                 EXPECT_EQ(outcome, fails ? outcomes[n] : kAllWell);
                 EXPECT_EQ(count_descriptors() - descriptors, static_cast<int>(outcome.ports));
             });
@@ -85,36 +85,36 @@ protected:
 
 TEST_F(UpgradeFaults, port_that_cannot_be_opened)
 {
-    expect(g_modem.open, {kNotStarted, kNotStarted, kNoStatus});
+    expect(calls::open, {kNotStarted, kNotStarted, kNoStatus});
 }
 
 TEST_F(UpgradeFaults, settings_that_are_refused_change_nothing)
 {
-    expect(g_modem.tcsetattr, {kAllWell, kAllWell, kAllWell});
-    expect(g_modem.tcflush, {kAllWell, kAllWell, kAllWell});
+    expect(calls::tcsetattr, {kAllWell, kAllWell, kAllWell});
+    expect(calls::tcflush, {kAllWell, kAllWell, kAllWell});
 }
 
 TEST_F(UpgradeFaults, frame_that_is_not_written_is_sent_again_over_a_new_descriptor)
 {
-    expect(g_modem.write,
+    expect(calls::write,
            {kNotStarted, kSentAgain, kSentAgain, kSentAgain, kSentAgain, kSentAgain, kNoStatus});
 }
 
 TEST_F(UpgradeFaults, frame_that_is_written_in_part_is_sent_again_over_a_new_descriptor)
 {
     g_modem.failed_write = 20;
-    expect(g_modem.write,
+    expect(calls::write,
            {kNotStarted, kSentAgain, kSentAgain, kSentAgain, kSentAgain, kSentAgain, kNoStatus});
 }
 
 TEST_F(UpgradeFaults, wait_that_fails_is_repeated)
 {
-    expect(g_modem.select, {kAllWell, kAllWell, kAllWell, kAllWell, kAllWell});
+    expect(calls::select, {kAllWell, kAllWell, kAllWell, kAllWell, kAllWell});
 }
 
 TEST_F(UpgradeFaults, frame_whose_response_cannot_be_read_is_sent_again_over_a_new_descriptor)
 {
-    expect(g_modem.read,
+    expect(calls::read,
            {kNotStarted, kSentAgain, kSentAgain, kSentAgain, kSentAgain, kSentAgain, kNoStatus});
 }
 
@@ -131,7 +131,7 @@ TEST_F(UpgradeFaults, entry_that_cannot_be_traced_is_left_out)
     EXPECT_EQ(entries.size(), 12U);
     for (size_t n = 0; n < entries.size(); ++n) {
         in_own_process("entry " + std::to_string(n + 1), [&] {
-            g_modem.trace.arm(static_cast<int>(n) + 1);
+            g_modem.trace.fail_nth(static_cast<int>(n) + 1);
             EXPECT_EQ(upgrade(), kAllWell);
         });
         std::string others;

@@ -44,8 +44,8 @@ TEST_F(DataPort, has_no_setting_but_the_speed_of_both_directions)
 
 TEST_F(DataPort, that_refuses_its_settings_is_used_all_the_same)
 {
-    g_modem.tcflush.arm(1);
-    g_modem.tcsetattr.arm(1);
+    calls::tcflush.fail_nth(1);
+    calls::tcsetattr.fail_nth(1);
     EXPECT_TRUE(g_modem.is_open(lc_open_tty()));
     EXPECT_EQ(take_steps(), kOpenData);
     EXPECT_EQ(take_trace(), up_entries("lc_open_tty", {"enter", "end"}));

@@ -101,8 +101,6 @@ private:
     int port_ = -1;
 };
 
-Bytes bytes_of(const std::string &text) { return Bytes(text.begin(), text.end()); }
-
 // All zero but speed, 8 bits and reception, which a pseudo-terminal always has.
 constexpr char kRaw[] = "0:0:10b2:0(:0)+\n";
 
@@ -145,7 +143,7 @@ TEST_F(Ports, data_port_has_the_settings_that_stty_reads_back)
 TEST_F(Ports, data_port_is_emptied_when_it_is_opened)
 {
     data_.make_raw();
-    ASSERT_TRUE(data_.say(bytes_of("stale")));
+    ASSERT_TRUE(data_.say(text("stale")));
     ASSERT_TRUE(eventually([&] { return data_.waiting_bytes() == 5; }));
     EXPECT_GE(lc_open_tty(), 0);
     EXPECT_EQ(data_.waiting_bytes(), 0);
@@ -205,8 +203,8 @@ TEST_F(Ports, data_port_that_is_unplugged_has_disappeared)
 
 TEST_F(Ports, waiting_command_sets_the_at_port_and_takes_echo_and_answer_in_one_read)
 {
-    const Bytes command = bytes_of(LC_UP_AT_START);
-    const Bytes reply = bytes_of(LC_UP_AT_START "\r\nOK\r\n");
+    const Bytes command = text(LC_UP_AT_START);
+    const Bytes reply = text(LC_UP_AT_START "\r\nOK\r\n");
     ChildProcess modem([&] { return at_.hear(command.size()) == command && at_.say(reply) ? 0 : 1; });
     g_answering = &at_;
     EXPECT_EQ(lc_at_snd_wait(LC_UP_AT_START), 0);
@@ -220,9 +218,9 @@ TEST_F(Ports, reading_command_leaves_the_at_port_as_it_is)
 {
     at_.make_raw();
     const std::string before = at_.settings("-g");
-    const Bytes command = bytes_of(LC_UP_AT_STATUS);
+    const Bytes command = text(LC_UP_AT_STATUS);
     ChildProcess modem(
-        [&] { return at_.hear(command.size()) == command && at_.say(bytes_of("OK")) ? 0 : 1; });
+        [&] { return at_.hear(command.size()) == command && at_.say(text("OK")) ? 0 : 1; });
     EXPECT_EQ(lc_at_snd(LC_UP_AT_STATUS), 0);
     EXPECT_EQ(modem.wait(), 0);
     EXPECT_EQ(g_slept, 10);

@@ -18,8 +18,6 @@ const Steps kStatusCommand = joined(
     {kOpenAt, {"write 28 to at", "pause 2000000 us", "read 128 from at", "close at", "sleep 10 s"}});
 const std::string kCommandOk = up_entries("lc_at_snd_wait", {"enter", "ok"});
 
-Bytes bytes_of(const std::string &text) { return Bytes(text.begin(), text.end()); }
-
 std::string entry(const std::string &text) { return up_entry("lc_up_start", text); }
 
 } // namespace
@@ -59,7 +57,7 @@ TEST_F(UpgradeStart, sends_the_command_and_the_begin_frame)
     EXPECT_EQ(lc_up_start(), 0);
     EXPECT_EQ(take_steps(), joined({kStartCommand, kOpenData, kSend, kReadData}));
     EXPECT_EQ(take_written(),
-              (std::vector<Bytes>{bytes_of("at+syscmd=sys_upgrade_start\r\n"), command_frame(kBegin)}));
+              (std::vector<Bytes>{text("at+syscmd=sys_upgrade_start\r\n"), command_frame(kBegin)}));
     EXPECT_EQ(take_trace(), entry("modem up start") + kCommandOk + entry("send transfer begin cmd") +
                                 up_entries("lc_open_tty", {"enter", "end"}));
 }
@@ -124,7 +122,7 @@ TEST_F(UpgradeStatus, is_whether_the_modem_answers_ok)
     g_modem.hears("\r\nstate 2\r\nOK\r\n");
     EXPECT_EQ(lc_up_status(), 0);
     EXPECT_EQ(take_steps(), kStatusCommand);
-    EXPECT_EQ(take_written(), std::vector<Bytes>{bytes_of("at+syscmd=sys_upgrader_get\r\n")});
+    EXPECT_EQ(take_written(), std::vector<Bytes>{text("at+syscmd=sys_upgrader_get\r\n")});
     EXPECT_EQ(take_trace(), up_entry("lc_up_status", "modem up get status") + kCommandOk);
 }
 

@@ -1,6 +1,6 @@
 // The client works the same when the trace file cannot be written.
 #include "lte_sdk.h"
-#include "support/module_peer.h"
+#include "support/peer.h"
 #include "support/scoped_mount.h"
 #include "support/trace_file.h"
 
@@ -42,7 +42,7 @@ TEST_F(Unwritable, start_up_and_shut_down_still_succeed)
 TEST_F(Unwritable, requests_still_give_their_results)
 {
     std::atomic<int32_t> result = 0;
-    WanManagerPeer wan_manager([&](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([&](Peer &peer, const WireMessage &request) {
         peer.respond(request, bytes_of(lct_value_rsp{result.load(), 5}));
     });
     ASSERT_EQ(lct_module_init(&kConfig), 0);

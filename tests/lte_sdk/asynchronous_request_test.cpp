@@ -49,13 +49,13 @@ INSTANTIATE_TEST_SUITE_P(All, AsynchronousNotStarted, testing::ValuesIn(kRows));
 
 TEST_P(AsynchronousRequest, sends_its_header_and_body_once_and_traces_nothing)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(GetParam().call(), 0);
     const WireMessage message = receive_from(wan_manager);
     expect_header(message, 0, GetParam().msg_id, static_cast<uint32_t>(GetParam().body.size()));
     EXPECT_NE(message.header.session_id, 0U);
     EXPECT_EQ(message.body, GetParam().body);
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
     EXPECT_EQ(trace_text(), "");
 }
 
@@ -67,20 +67,20 @@ TEST_P(AsynchronousRequest, fails_without_a_wan_manager)
 
 TEST_P(AsynchronousRequest, without_memory_fails_and_sends_nothing)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     memory().fail_nth_of_this_thread(1);
     EXPECT_EQ(GetParam().call(), -1);
     EXPECT_EQ(trace_text(),
               trace_entry("send_request", "Malloc memory failed.\n\n") + failure_line(GetParam()));
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST_P(AsynchronousNotStarted, fails_and_sends_nothing)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(GetParam().call(), -1);
     EXPECT_EQ(trace_text(), failure_line(GetParam()));
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 } // namespace asynchronous_request_test

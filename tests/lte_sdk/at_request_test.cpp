@@ -129,7 +129,7 @@ protected:
 
 WireMessage sent_for(const char *command)
 {
-    WanManagerPeer wan_manager([](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([](Peer &peer, const WireMessage &request) {
         peer.respond(request, answer_record(0, kText, terminated("OK")));
     });
     char out[16];
@@ -178,10 +178,10 @@ TEST_F(AtRequest, of_the_greatest_length_fills_the_message)
 
 TEST_F(AtRequest, that_is_one_longer_fails_and_sends_nothing)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     const std::string command(kLongest + 1, 'A');
     expect_failure(lct_ext_at_req(command.c_str(), *out_.get(), sizeof(Buffer)), 0, 0);
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST_F(AtRequest, gives_the_text_padded_with_nuls_and_traces_it)

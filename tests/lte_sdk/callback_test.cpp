@@ -140,8 +140,8 @@ TEST(Callback, gets_link_and_interface_events_of_another_process_on_the_receive_
 TEST(Callback, that_is_missing_is_traced_once_per_message)
 {
     ASSERT_EQ(lct_module_init(&kConfigWithoutCallback), 0);
-    ModulePeer wan_manager(kWanManagerSocket);
-    wan_manager.send(module_address(client_socket_name(getpid())),
+    Peer wan_manager(kWanManagerSocket);
+    wan_manager.send(abstract_address(client_socket_name(getpid())),
                      {IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY, 0, 1},
                      bytes_of(lct_link_status{}));
     // The endpoint takes its own stop message after the notification.
@@ -151,7 +151,7 @@ TEST(Callback, that_is_missing_is_traced_once_per_message)
 
 TEST(Callback, that_is_missing_is_traced_for_responses_too)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     ASSERT_EQ(lct_module_init(&kConfigWithoutCallback), 0);
     ASSERT_EQ(lct_module_fin(), 0);
     // One for each of the three registrations.
@@ -169,8 +169,8 @@ TEST(Callback, gets_a_body_that_arrived_short_completed_with_zeros)
         return 0;
     };
     ASSERT_EQ(lct_module_init(&config), 0);
-    ModulePeer wan_manager(kWanManagerSocket);
-    wan_manager.send(module_address(client_socket_name(getpid())),
+    Peer wan_manager(kWanManagerSocket);
+    wan_manager.send(abstract_address(client_socket_name(getpid())),
                      {IPC_MSG_TYPE_ASYNC, WM_MSG_IFACE_STATUS_NOTIFY, 0, 1}, {1, 2, 3, 4, 5});
     ASSERT_EQ(lct_module_fin(), 0);
     std::vector<uint8_t> expected = {1, 2, 3, 4, 5};

@@ -12,18 +12,18 @@ using Connect = Client;
 
 TEST_F(Connect, sends_an_asynchronous_request_without_body)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_connect(), 0);
     expect_header(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, 0x10400001, 0);
-    EXPECT_TRUE(wan_manager.nothing_arrives());
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST_F(Connect, disconnect_sends_an_asynchronous_request_without_body)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_disconnect(), 0);
     expect_header(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, 0x10400003, 0);
-    EXPECT_TRUE(wan_manager.nothing_arrives());
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST_F(Connect, gives_0_without_a_wan_manager)
@@ -35,10 +35,10 @@ TEST_F(Connect, gives_0_without_a_wan_manager)
 
 TEST(ConnectNotStarted, gives_0_and_sends_nothing)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_connect(), 0);
     EXPECT_EQ(lct_disconnect(), 0);
-    EXPECT_TRUE(wan_manager.nothing_arrives());
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 } // namespace connect_test

@@ -1,6 +1,6 @@
 // The status LEDs: the commands that the shell is given, and what they do.
 #include "lte_sdk.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 #include "support/scoped_mount.h"
 #include "support/trace_file.h"
 
@@ -11,17 +11,11 @@
 #include <unistd.h>
 #include <vector>
 
+namespace led_test {
+
 using namespace testing_support;
 
 namespace {
-
-// What system does instead of asking the shell.
-struct Shell {
-    bool real = false;
-    int status = 0;
-    std::vector<std::string> commands;
-};
-Shell g_shell;
 
 const std::vector<uint32_t> kColours = {0, 1, 2, 3};
 
@@ -40,36 +34,44 @@ const std::map<uint32_t, std::string> kDigits = {{4, "0"},  {8, "1"},  {9, "1"},
 
 std::string led_trace(const std::string &text) { return trace_entry("lte_set_led_status", text); }
 
+// The shell is not asked unless it is to be the real one.
+class Led : public testing::Test {
+protected:
+    bool real_ = false;
+    int status_ = 0;
+    std::vector<std::string> commands_;
+
+private:
+    const Hooked shell_{calls::system, [this](auto &next, const char *command) {
+                            commands_.emplace_back(command);
+                            return real_ ? next(command) : status_;
+                        }};
+};
+
 } // namespace
 
-extern "C" int system(const char *command)
-{
-    g_shell.commands.emplace_back(command);
-    return g_shell.real ? next_definition<int(const char *)>("system")(command) : g_shell.status;
-}
-
-TEST(Led, every_led_colour_and_flash_gives_one_command)
+TEST_F(Led, every_led_colour_and_flash_gives_one_command)
 {
     for (const auto &[led, file] : kFiles) {
         for (const uint32_t colour : kColours) {
             for (const auto &[flash, digit] : kDigits) {
-                g_shell.commands.clear();
+                commands_.clear();
                 EXPECT_EQ(lte_set_led_status(led, colour, flash), 0);
-                EXPECT_EQ(g_shell.commands, std::vector<std::string>{"echo " + digit + " > " + file});
+                EXPECT_EQ(commands_, std::vector<std::string>{"echo " + digit + " > " + file});
             }
         }
     }
     EXPECT_EQ(trace_text(), "");
 }
 
-TEST(Led, numbers_are_those_of_the_board)
+TEST_F(Led, numbers_are_those_of_the_board)
 {
     EXPECT_EQ(LCT_LED_SIGNAL, 1U);
     EXPECT_EQ(LCT_LED_INTERNET, 2U);
     EXPECT_EQ(LCT_LED_SIM, 3U);
 }
 
-TEST(Led, flash_without_a_digit_is_traced_and_nothing_is_run)
+TEST_F(Led, flash_without_a_digit_is_traced_and_nothing_is_run)
 {
     for (const uint32_t flash : {0U, 1U, 2U, 3U, 5U, 6U, 7U, 13U, 14U, 260U, 0x80000004U}) {
         unlink(kTraceFile);
@@ -77,10 +79,10 @@ TEST(Led, flash_without_a_digit_is_traced_and_nothing_is_run)
         EXPECT_EQ(trace_text(), led_trace("led flash error:" +
                                           std::to_string(static_cast<int32_t>(flash)) + ".\n\n"));
     }
-    EXPECT_TRUE(g_shell.commands.empty());
+    EXPECT_TRUE(commands_.empty());
 }
 
-TEST(Led, colour_above_3_is_traced_and_nothing_is_run)
+TEST_F(Led, colour_above_3_is_traced_and_nothing_is_run)
 {
     for (const uint32_t colour : {4U, 5U, 256U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
         unlink(kTraceFile);
@@ -88,28 +90,28 @@ TEST(Led, colour_above_3_is_traced_and_nothing_is_run)
         EXPECT_EQ(trace_text(), led_trace("led color error:" +
                                           std::to_string(static_cast<int32_t>(colour)) + ".\n\n"));
     }
-    EXPECT_TRUE(g_shell.commands.empty());
+    EXPECT_TRUE(commands_.empty());
 }
 
-TEST(Led, colour_is_looked_at_before_the_flash)
+TEST_F(Led, colour_is_looked_at_before_the_flash)
 {
     EXPECT_NE(lte_set_led_status(LCT_LED_SIM, 4, 5), 0);
     EXPECT_EQ(trace_text(), led_trace("led color error:4.\n\n"));
 }
 
-TEST(Led, status_of_the_shell_is_the_result)
+TEST_F(Led, status_of_the_shell_is_the_result)
 {
     for (const int status : {0, 2 << 8, 127 << 8, 9, -1}) {
-        g_shell.status = status;
+        status_ = status;
         EXPECT_EQ(lte_set_led_status(LCT_LED_SIM, 0, 8), status);
     }
     EXPECT_EQ(trace_text(), "");
 }
 
-TEST(Led, control_file_gets_the_digit_and_a_line_feed)
+TEST_F(Led, control_file_gets_the_digit_and_a_line_feed)
 {
     const ScopedMount proc("/proc");
-    g_shell.real = true;
+    real_ = true;
     for (const auto &[led, file] : kFiles) {
         for (const auto &[flash, digit] : kDigits) {
             if (!file.empty()) {
@@ -120,19 +122,19 @@ TEST(Led, control_file_gets_the_digit_and_a_line_feed)
     }
 }
 
-TEST(Led, only_the_control_file_of_the_led_is_written)
+TEST_F(Led, only_the_control_file_of_the_led_is_written)
 {
     const ScopedMount proc("/proc");
-    g_shell.real = true;
+    real_ = true;
     EXPECT_EQ(lte_set_led_status(LCT_LED_INTERNET, 3, 12), 0);
     EXPECT_EQ(read_text("/proc/internet_flag"), "4\n");
     constexpr int kSelfAndParent = 2; // "." and ".."
     EXPECT_EQ(count_entries("/proc"), kSelfAndParent + 1) << "something else was written";
 }
 
-TEST(Led, without_a_control_file_the_shells_error_is_the_result)
+TEST_F(Led, without_a_control_file_the_shells_error_is_the_result)
 {
-    g_shell.real = true;
+    real_ = true;
     for (const uint32_t led : {LCT_LED_SIM, 4U}) {
         const int32_t status = lte_set_led_status(led, 0, 8);
         EXPECT_TRUE(WIFEXITED(status));
@@ -140,3 +142,5 @@ TEST(Led, without_a_control_file_the_shells_error_is_the_result)
     }
     EXPECT_EQ(trace_text(), "");
 }
+
+} // namespace led_test

@@ -42,7 +42,7 @@ TEST(Lifecycle, cycles_without_a_wan_manager_leave_nothing) { expect_nothing_lef
 
 TEST(Lifecycle, cycles_beside_a_wan_manager_leave_nothing)
 {
-    WanManagerPeer wan_manager([](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([](Peer &peer, const WireMessage &request) {
         peer.respond(request, bytes_of(lct_value_rsp{0, 1}));
     });
     expect_nothing_left_by_cycles();
@@ -66,8 +66,8 @@ TEST(Lifecycle, second_start_uses_the_record_it_is_given)
     ASSERT_EQ(lct_module_init(&first), 0);
     ASSERT_EQ(lct_module_fin(), 0);
     ASSERT_EQ(lct_module_init(&second), 0);
-    ModulePeer wan_manager(kWanManagerSocket);
-    wan_manager.send(module_address(client_socket_name(getpid())),
+    Peer wan_manager(kWanManagerSocket);
+    wan_manager.send(abstract_address(client_socket_name(getpid())),
                      {IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY, 0, 1},
                      bytes_of(lct_link_status{}));
     // The endpoint takes its own stop message after the notification.

@@ -169,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(Strict, RequestNotStarted, testing::ValuesIn(kStrictRow
 TEST_P(Request, sends_its_header_and_body)
 {
     const Row &row = GetParam();
-    WanManagerPeer wan_manager([&](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([&](Peer &peer, const WireMessage &request) {
         peer.respond(request, answer_of(0, row.room));
     });
     EXPECT_EQ(row.call(), 0);
@@ -255,7 +255,7 @@ TEST_P(StrictRequest, fails_without_an_answer_in_time)
 
 TEST_P(StrictRequest, without_memory_fails_and_sends_nothing)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     const std::string failure = failure_line(0, 1);
     const std::string no_message = trace_entry("send_request_syn", "Malloc memory failed.\n\n");
     const std::string traces[] = {no_message + failure, no_message + failure, failure, failure};
@@ -267,15 +267,15 @@ TEST_P(StrictRequest, without_memory_fails_and_sends_nothing)
         EXPECT_TRUE(memory().failed()) << nth;
         EXPECT_EQ(trace_text(), trace) << nth;
     }
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST_P(RequestNotStarted, fails_and_sends_nothing)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(GetParam().call(), -1);
     EXPECT_EQ(trace_text(), trace_entry(GetParam().name, GetParam().failure(0, 1)));
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST(RequestTrace, each_request_names_a_line_of_its_own)

@@ -69,12 +69,12 @@ protected:
     {
         unlink(kTraceFile);
         // Bound only now: nothing of the start is in its socket.
-        ModulePeer wan_manager(kWanManagerSocket);
+        Peer wan_manager(kWanManagerSocket);
         memory().fail_nth_of_this_thread(nth);
         EXPECT_EQ(call(), 0U) << nth;
         memory().fail_nth_of_this_thread(0);
         EXPECT_EQ(trace_text(), trace) << nth;
-        EXPECT_TRUE(wan_manager.nothing_arrives()) << nth;
+        EXPECT_TRUE(wan_manager.has_nothing()) << nth;
     }
 };
 
@@ -84,7 +84,7 @@ using SendTags = Client;
 
 TEST_F(SendTags, request_takes_one_message_and_frees_it_as_the_clients)
 {
-    const ModulePeer wan_manager(kWanManagerSocket);
+    const Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(messages_of([] { return send_request(1, kId, kBody, 20); }), std::vector<size_t>{36});
 }
 
@@ -95,7 +95,7 @@ TEST_F(SendTags, notify_takes_one_message_and_frees_it_as_the_clients)
 
 TEST_F(SendTags, synchronous_request_takes_two_messages_and_frees_them_as_the_clients)
 {
-    WanManagerPeer wan_manager([](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([](Peer &peer, const WireMessage &request) {
         peer.respond(request, bytes_of(uint32_t{0}));
     });
     EXPECT_EQ(messages_of(send_syn), (std::vector<size_t>{24, 36}));

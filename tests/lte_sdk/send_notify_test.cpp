@@ -14,9 +14,9 @@ namespace {
 
 constexpr uint32_t kId = 0x12345678;
 
-void subscribe(ModulePeer &peer, uint32_t notify_id)
+void subscribe(Peer &peer, uint32_t notify_id)
 {
-    peer.send(module_address(client_socket_name(getpid())),
+    peer.send(abstract_address(client_socket_name(getpid())),
               {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 0, 77}, bytes_of(notify_id));
     const WireMessage answer = receive_from(peer);
     expect_header(answer, IPC_MSG_TYPE_RESPONSE, IPC_MSG_ID_REGISTER, 4);
@@ -29,26 +29,26 @@ using SendNotify = Client;
 
 TEST_F(SendNotify, reaches_every_subscriber_of_the_identifier)
 {
-    ModulePeer one("subscriber_one");
-    ModulePeer two("subscriber_two");
-    ModulePeer other("subscriber_of_another");
+    Peer one("subscriber_one");
+    Peer two("subscriber_two");
+    Peer other("subscriber_of_another");
     subscribe(one, kId);
     subscribe(two, kId);
     subscribe(other, kId + 1);
     const std::vector<uint8_t> body = {9, 8, 7};
     EXPECT_EQ(send_notify(kId, body.data(), 3), 1U);
-    for (ModulePeer *peer : {&one, &two}) {
+    for (Peer *peer : {&one, &two}) {
         const WireMessage message = receive_from(*peer);
         expect_header(message, IPC_MSG_TYPE_ASYNC, kId, 3);
         EXPECT_EQ(message.body, body);
         EXPECT_NE(message.header.session_id, 0U);
     }
-    EXPECT_TRUE(other.nothing_arrives());
+    EXPECT_TRUE(other.has_nothing());
 }
 
 TEST_F(SendNotify, body_pointer_with_length_0_sends_no_body_and_length_without_body_that_many_bytes)
 {
-    ModulePeer peer("subscriber");
+    Peer peer("subscriber");
     subscribe(peer, kId);
     EXPECT_EQ(send_notify(kId, "body", 0), 1U);
     EXPECT_EQ(send_notify(kId, nullptr, 8), 1U);
@@ -68,7 +68,7 @@ TEST_F(SendNotify, without_subscribers_gives_1)
 TEST_F(SendNotify, to_a_subscriber_that_is_gone_gives_1)
 {
     {
-        ModulePeer peer("subscriber");
+        Peer peer("subscriber");
         subscribe(peer, kId);
     }
     EXPECT_EQ(send_notify(kId, nullptr, 0), 1U);

@@ -26,9 +26,9 @@ std::vector<uint8_t> bytes_of_words(const Words &words)
     return {start, start + words.size() * sizeof(uint32_t)};
 }
 
-WanManagerPeer::Answer answer_with(const Words &words)
+AnsweringPeer::Answer answer_with(const Words &words)
 {
-    return [words](ModulePeer &peer, const WireMessage &request) {
+    return [words](Peer &peer, const WireMessage &request) {
         peer.respond(request, bytes_of_words(words));
     };
 }
@@ -55,7 +55,7 @@ using SendRequestSyn = Client;
 
 TEST_F(SendRequestSyn, sends_a_request_of_type_1_with_its_body)
 {
-    WanManagerPeer wan_manager(answer_with({0}));
+    AnsweringPeer wan_manager(answer_with({0}));
     const std::vector<uint8_t> body = {1, 2, 3, 4, 5, 6, 7};
     uint32_t result = 9;
     uint32_t length = sizeof(result);
@@ -69,7 +69,7 @@ TEST_F(SendRequestSyn, sends_a_request_of_type_1_with_its_body)
 
 TEST_F(SendRequestSyn, body_pointer_with_length_0_sends_no_body_and_length_without_body_that_many_bytes)
 {
-    WanManagerPeer wan_manager(answer_with({0}));
+    AnsweringPeer wan_manager(answer_with({0}));
     uint32_t result = 9;
     uint32_t length = sizeof(result);
     EXPECT_EQ(send_request_syn(1, kId, "body", 0, kLong, &result, &length), 1U);
@@ -83,7 +83,7 @@ TEST_F(SendRequestSyn, body_pointer_with_length_0_sends_no_body_and_length_witho
 
 TEST_F(SendRequestSyn, copies_the_response_and_its_length)
 {
-    WanManagerPeer wan_manager(answer_with({0, 7, 8}));
+    AnsweringPeer wan_manager(answer_with({0, 7, 8}));
     const Outcome outcome = request_with_room(3);
     EXPECT_EQ(outcome.delivered, 1U);
     EXPECT_EQ(outcome.length, 12U);
@@ -93,7 +93,7 @@ TEST_F(SendRequestSyn, copies_the_response_and_its_length)
 
 TEST_F(SendRequestSyn, shorter_response_leaves_the_rest_of_the_record)
 {
-    WanManagerPeer wan_manager(answer_with({0}));
+    AnsweringPeer wan_manager(answer_with({0}));
     const Outcome outcome = request_with_room(3);
     EXPECT_EQ(outcome.delivered, 1U);
     EXPECT_EQ(outcome.length, 4U);
@@ -102,7 +102,7 @@ TEST_F(SendRequestSyn, shorter_response_leaves_the_rest_of_the_record)
 
 TEST_F(SendRequestSyn, empty_response_is_a_response)
 {
-    WanManagerPeer wan_manager(answer_with({}));
+    AnsweringPeer wan_manager(answer_with({}));
     const Outcome outcome = request_with_room(3);
     EXPECT_EQ(outcome.delivered, 1U);
     EXPECT_EQ(outcome.length, 0U);
@@ -111,7 +111,7 @@ TEST_F(SendRequestSyn, empty_response_is_a_response)
 
 TEST_F(SendRequestSyn, non_zero_result_word_is_still_delivered)
 {
-    WanManagerPeer wan_manager(answer_with({0xFFFFFFFF}));
+    AnsweringPeer wan_manager(answer_with({0xFFFFFFFF}));
     const Outcome outcome = request_with_room(1);
     EXPECT_EQ(outcome.delivered, 1U);
     EXPECT_EQ(outcome.record[0], 0xFFFFFFFFU);
@@ -120,7 +120,7 @@ TEST_F(SendRequestSyn, non_zero_result_word_is_still_delivered)
 
 TEST_F(SendRequestSyn, response_that_is_too_long_gives_0_and_the_bytes_that_fit)
 {
-    WanManagerPeer wan_manager(answer_with({0, 7, 8}));
+    AnsweringPeer wan_manager(answer_with({0, 7, 8}));
     const Outcome outcome = request_with_room(2);
     EXPECT_EQ(outcome.delivered, 0U);
     EXPECT_EQ(outcome.length, 8U);
@@ -129,7 +129,7 @@ TEST_F(SendRequestSyn, response_that_is_too_long_gives_0_and_the_bytes_that_fit)
 
 TEST_F(SendRequestSyn, room_of_0_takes_an_empty_response_only)
 {
-    WanManagerPeer wan_manager([](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([](Peer &peer, const WireMessage &request) {
         const size_t words = request.header.length / sizeof(uint32_t);
         peer.respond(request, bytes_of_words(Words(words, 5)));
     });
@@ -152,7 +152,7 @@ TEST_F(SendRequestSyn, to_nobody_gives_0_and_the_record_keeps_the_callers_values
 
 TEST_F(SendRequestSyn, without_answer_in_time_gives_0_and_the_record_keeps_the_callers_values)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     const Outcome outcome = request_with_room(3, kShort);
     EXPECT_EQ(outcome.delivered, 0U);
     EXPECT_EQ(outcome.length, 12U);
@@ -163,7 +163,7 @@ TEST_F(SendRequestSyn, without_answer_in_time_gives_0_and_the_record_keeps_the_c
 TEST_F(SendRequestSyn, late_response_does_not_answer_the_next_request)
 {
     WireMessage unanswered;
-    WanManagerPeer wan_manager([&](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([&](Peer &peer, const WireMessage &request) {
         if (unanswered.header.msg_id == 0) {
             unanswered = request;
             return;
@@ -179,7 +179,7 @@ TEST_F(SendRequestSyn, late_response_does_not_answer_the_next_request)
 
 TEST_F(SendRequestSyn, time_out_of_0_gives_0_and_sends_nothing)
 {
-    WanManagerPeer wan_manager(answer_with({0}));
+    AnsweringPeer wan_manager(answer_with({0}));
     const Outcome outcome = request_with_room(1, 0);
     EXPECT_EQ(outcome.delivered, 0U);
     EXPECT_EQ(outcome.record[0], 91U);
@@ -199,7 +199,7 @@ TEST_F(SendRequestSyn, of_several_threads_each_gets_its_own_answer)
 {
     constexpr uint32_t kThreads = 8;
     constexpr uint32_t kRequests = 100;
-    WanManagerPeer wan_manager([](ModulePeer &peer, const WireMessage &request) {
+    AnsweringPeer wan_manager([](Peer &peer, const WireMessage &request) {
         peer.respond(request, bytes_of_words({0, request.word() + 1}));
     });
     std::vector<std::thread> threads;
@@ -222,12 +222,12 @@ TEST_F(SendRequestSyn, of_several_threads_each_gets_its_own_answer)
 
 TEST(SendRequestSynNotStarted, gives_0_and_the_record_keeps_the_callers_values)
 {
-    ModulePeer peer(kWanManagerSocket);
+    Peer peer(kWanManagerSocket);
     const Outcome outcome = request_with_room(2);
     EXPECT_EQ(outcome.delivered, 0U);
     EXPECT_EQ(outcome.length, 8U);
     EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
-    EXPECT_TRUE(peer.nothing_arrives());
+    EXPECT_TRUE(peer.has_nothing());
 }
 
 } // namespace send_request_syn_test

@@ -21,7 +21,7 @@ using SendRequest = Client;
 
 TEST_F(SendRequest, sends_header_and_body_to_the_modules_address)
 {
-    ModulePeer peer(kWanManagerSocket);
+    Peer peer(kWanManagerSocket);
     const std::vector<uint8_t> body = {1, 2, 3, 4, 5};
     EXPECT_EQ(send_request(1, kId, body.data(), 5), 1U);
     const WireMessage message = receive_from(peer);
@@ -37,7 +37,7 @@ TEST_F(SendRequest, reaches_each_module_by_its_name)
                                                          {6, "lc_socket_sms_pb_common"},
                                                          {7, "lc_socket_uptest_common"}};
     for (const auto &[module, name] : modules) {
-        ModulePeer peer(name);
+        Peer peer(name);
         EXPECT_EQ(send_request(module, kId + module, nullptr, 0), 1U);
         EXPECT_EQ(receive_from(peer).header.msg_id, kId + module);
     }
@@ -45,7 +45,7 @@ TEST_F(SendRequest, reaches_each_module_by_its_name)
 
 TEST_F(SendRequest, stamps_consecutive_session_ids)
 {
-    ModulePeer peer(kWanManagerSocket);
+    Peer peer(kWanManagerSocket);
     send_request(1, kId, nullptr, 0);
     send_request(1, kId, nullptr, 0);
     const uint32_t first = receive_from(peer).header.session_id;
@@ -55,14 +55,14 @@ TEST_F(SendRequest, stamps_consecutive_session_ids)
 
 TEST_F(SendRequest, body_pointer_with_length_0_sends_no_body)
 {
-    ModulePeer peer(kWanManagerSocket);
+    Peer peer(kWanManagerSocket);
     EXPECT_EQ(send_request(1, kId, "body", 0), 1U);
     expect_header(receive_from(peer), IPC_MSG_TYPE_ASYNC, kId, 0);
 }
 
 TEST_F(SendRequest, length_without_body_sends_that_many_bytes)
 {
-    ModulePeer peer(kWanManagerSocket);
+    Peer peer(kWanManagerSocket);
     EXPECT_EQ(send_request(1, kId, nullptr, 12), 1U);
     const WireMessage message = receive_from(peer);
     expect_header(message, IPC_MSG_TYPE_ASYNC, kId, 12);
@@ -71,7 +71,7 @@ TEST_F(SendRequest, length_without_body_sends_that_many_bytes)
 
 TEST_F(SendRequest, largest_body_arrives_whole)
 {
-    ModulePeer peer(kWanManagerSocket);
+    Peer peer(kWanManagerSocket);
     std::vector<uint8_t> body(1008);
     std::iota(body.begin(), body.end(), uint8_t{0});
     EXPECT_EQ(send_request(1, kId, body.data(), 1008), 1U);
@@ -93,16 +93,16 @@ TEST_F(SendRequest, to_an_unknown_module_gives_0_without_a_trace_line)
 
 TEST_F(SendRequest, that_is_delivered_writes_no_trace_line)
 {
-    const ModulePeer peer(kWanManagerSocket);
+    const Peer peer(kWanManagerSocket);
     EXPECT_EQ(send_request(1, kId, nullptr, 0), 1U);
     EXPECT_EQ(trace_text(), "");
 }
 
 TEST(SendRequestNotStarted, gives_0_and_sends_nothing)
 {
-    ModulePeer peer(kWanManagerSocket);
+    Peer peer(kWanManagerSocket);
     EXPECT_EQ(send_request(1, kId, nullptr, 0), 0U);
-    EXPECT_TRUE(peer.nothing_arrives());
+    EXPECT_TRUE(peer.has_nothing());
     EXPECT_EQ(trace_text(), "");
 }
 

@@ -33,7 +33,7 @@ public:
 
     AnsweringPeer::Answer operator()()
     {
-        return [this](ModulePeer &peer, const WireMessage &request) {
+        return [this](Peer &peer, const WireMessage &request) {
             endpoint_was_up = socket_exists(own_socket());
             peer.respond(request, body_);
         };
@@ -86,8 +86,8 @@ TEST(BareEndpoint, is_the_clients_without_a_trace)
 TEST(BareEndpoint, has_no_handler)
 {
     ASSERT_EQ(lct_ipc_init_for_sc_msg(), 0);
-    ModulePeer wan_manager(kWanManagerSocket);
-    const sockaddr_un client = module_address(own_socket());
+    Peer wan_manager(kWanManagerSocket);
+    const sockaddr_un client = abstract_address(own_socket());
     wan_manager.send(client, {IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY, 0, 1}, {});
     // The answer to this comes after the notification has been dealt with.
     wan_manager.send(client, {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 0, 2}, bytes_of(uint32_t{9}));
@@ -98,7 +98,7 @@ TEST(BareEndpoint, has_no_handler)
 
 TEST(BareEndpoint, failure_is_traced_with_its_code)
 {
-    const ModulePeer squatter(own_socket());
+    const Peer squatter(own_socket());
     EXPECT_EQ(lct_ipc_init_for_sc_msg(), 11);
     EXPECT_EQ(trace_text(), kInitFailed);
 }
@@ -116,8 +116,8 @@ TEST(BareEndpoint, that_is_up_already_is_good)
 TEST_F(StateChange, asks_the_wan_manager_over_an_endpoint_of_the_call)
 {
     Answers answers(0);
-    WanManagerPeer wan_manager(answers());
-    const ModulePeer sms_store(kSmsStoreSocket);
+    AnsweringPeer wan_manager(answers());
+    const Peer sms_store(kSmsStoreSocket);
     EXPECT_EQ(lct_state_change_req(), 0);
     EXPECT_TRUE(answers.endpoint_was_up);
     EXPECT_FALSE(socket_exists(own_socket()));
@@ -130,7 +130,7 @@ TEST_F(StateChange, asks_the_wan_manager_over_an_endpoint_of_the_call)
 TEST_F(StateChange, can_be_asked_for_again)
 {
     Answers answers(0);
-    WanManagerPeer wan_manager(answers());
+    AnsweringPeer wan_manager(answers());
     for (int i = 0; i < 3; ++i) {
         answers.endpoint_was_up = false;
         EXPECT_EQ(lct_state_change_req(), 0);
@@ -143,7 +143,7 @@ TEST_F(StateChange, can_be_asked_for_again)
 TEST_F(StateChange, waits_400_seconds_for_a_result)
 {
     Answers answers(0);
-    WanManagerPeer wan_manager(answers());
+    AnsweringPeer wan_manager(answers());
     EXPECT_EQ(lct_state_change_req(), 0);
     EXPECT_EQ(g_exchange.timeout, 400000U);
     EXPECT_EQ(g_exchange.room, 4U);
@@ -157,8 +157,8 @@ TEST_F(StateChange, without_an_answer_in_time_fails)
 
 TEST_F(StateChange, sim_that_cannot_be_used_is_success_and_nothing_is_sent)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
-    ModulePeer sms_store(kSmsStoreSocket);
+    Peer wan_manager(kWanManagerSocket);
+    Peer sms_store(kSmsStoreSocket);
     for (const std::string &status : kUnusable) {
         unlink(kTraceFile);
         set_sim(status);
@@ -166,24 +166,24 @@ TEST_F(StateChange, sim_that_cannot_be_used_is_success_and_nothing_is_sent)
         EXPECT_EQ(trace_text(), kSimNotReady) << status;
         EXPECT_FALSE(socket_exists(own_socket()));
     }
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
-    EXPECT_TRUE(sms_store.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
+    EXPECT_TRUE(sms_store.has_nothing());
 }
 
 TEST_F(StateChange, unknown_sim_status_is_success_and_nothing_is_sent)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     unlink(file_of(kSimStatus).c_str());
     EXPECT_EQ(lct_state_change_req(), 0);
     EXPECT_EQ(trace_text(), kSimNotReady);
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST_F(StateChange, sim_that_asks_for_its_pin_at_every_start_can_be_used)
 {
     set_sim("pin_enable");
     Answers answers(0);
-    WanManagerPeer wan_manager(answers());
+    AnsweringPeer wan_manager(answers());
     EXPECT_EQ(lct_state_change_req(), 0);
     EXPECT_EQ(wan_manager.stop().size(), 1U);
     EXPECT_EQ(trace_text(), "");
@@ -200,7 +200,7 @@ TEST_F(StateChange, non_zero_result_fails)
     for (const int32_t result : {1, -1, 256, INT32_MIN}) {
         unlink(kTraceFile);
         Answers answers(result);
-        WanManagerPeer wan_manager(answers());
+        AnsweringPeer wan_manager(answers());
         EXPECT_EQ(lct_state_change_req(), -1);
         EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "result error.\n\n"));
         EXPECT_FALSE(socket_exists(own_socket()));
@@ -212,7 +212,7 @@ TEST_F(StateChange, answer_without_a_whole_result_is_a_result_error)
     for (const size_t size : {0U, 1U, 3U}) {
         unlink(kTraceFile);
         Answers answers(Bytes(size, 0));
-        WanManagerPeer wan_manager(answers());
+        AnsweringPeer wan_manager(answers());
         EXPECT_EQ(lct_state_change_req(), -1) << size;
         EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "result error.\n\n")) << size;
     }
@@ -221,7 +221,7 @@ TEST_F(StateChange, answer_without_a_whole_result_is_a_result_error)
 TEST_F(StateChange, answer_of_more_than_4_bytes_is_a_send_failure)
 {
     Answers answers(Bytes(5, 0));
-    WanManagerPeer wan_manager(answers());
+    AnsweringPeer wan_manager(answers());
     EXPECT_EQ(lct_state_change_req(), -1);
     EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
 }
@@ -229,20 +229,20 @@ TEST_F(StateChange, answer_of_more_than_4_bytes_is_a_send_failure)
 TEST_F(StateChange, endpoint_that_cannot_start_fails_before_the_sim_is_looked_at)
 {
     set_sim("sim_busy");
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     {
-        const ModulePeer squatter(own_socket());
+        const Peer squatter(own_socket());
         EXPECT_EQ(lct_state_change_req(), -1);
     }
     EXPECT_EQ(trace_text(), kInitFailed + trace_entry("lct_state_change_req", "ipc init failure.\n\n"));
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
 }
 
 TEST_F(StateChange, takes_the_endpoint_of_a_started_client_with_it)
 {
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     Answers answers(0);
-    WanManagerPeer wan_manager(answers());
+    AnsweringPeer wan_manager(answers());
     EXPECT_EQ(lct_state_change_req(), 0);
     EXPECT_FALSE(socket_exists(own_socket()));
     EXPECT_EQ(trace_text(), "");
@@ -267,13 +267,13 @@ const std::string kNotAnnounced = sms_trace("ipc msg send failure.");
 TEST_F(SmsClear, announces_a_state_change_and_has_the_store_delete)
 {
     Answers answers(0);
-    ModulePeer wan_manager(kWanManagerSocket);
-    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    Peer wan_manager(kWanManagerSocket);
+    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_TRUE(answers.endpoint_was_up);
     EXPECT_FALSE(socket_exists(own_socket()));
     expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
     const std::vector<WireMessage> &received = sms_store.stop();
     ASSERT_EQ(received.size(), 1U);
     expect_message(received[0], IPC_MSG_TYPE_REQUEST, kSmsDeleteAll);
@@ -282,12 +282,14 @@ TEST_F(SmsClear, announces_a_state_change_and_has_the_store_delete)
 
 TEST_F(SmsClear, announces_before_it_deletes)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     std::atomic<bool> announced = false;
-    AnsweringPeer sms_store(kSmsStoreSocket, [&](ModulePeer &peer, const WireMessage &request) {
-        announced = !wan_manager.nothing_arrives(0);
-        peer.respond(request, bytes_of(int32_t{0}));
-    });
+    AnsweringPeer sms_store(
+        [&](Peer &peer, const WireMessage &request) {
+            announced = !wan_manager.has_nothing();
+            peer.respond(request, bytes_of(int32_t{0}));
+        },
+        kSmsStoreSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_TRUE(announced);
 }
@@ -295,8 +297,8 @@ TEST_F(SmsClear, announces_before_it_deletes)
 TEST_F(SmsClear, can_be_asked_for_again)
 {
     Answers answers(0);
-    WanManagerPeer wan_manager;
-    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    AnsweringPeer wan_manager;
+    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
         EXPECT_FALSE(socket_exists(own_socket()));
@@ -308,8 +310,8 @@ TEST_F(SmsClear, can_be_asked_for_again)
 TEST_F(SmsClear, waits_50_seconds_for_a_result)
 {
     Answers answers(0);
-    WanManagerPeer wan_manager;
-    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    AnsweringPeer wan_manager;
+    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_EQ(g_exchange.timeout, 50000U);
     EXPECT_EQ(g_exchange.room, 4U);
@@ -317,7 +319,7 @@ TEST_F(SmsClear, waits_50_seconds_for_a_result)
 
 TEST_F(SmsClear, without_an_answer_in_time_fails)
 {
-    ModulePeer sms_store(kSmsStoreSocket);
+    Peer sms_store(kSmsStoreSocket);
     EXPECT_EQ(timed_out(lct_sms_del_dev_all_msg), -1);
     EXPECT_EQ(trace_text(), kNotDeleted);
     expect_message(receive_from(sms_store), IPC_MSG_TYPE_REQUEST, kSmsDeleteAll);
@@ -326,7 +328,7 @@ TEST_F(SmsClear, without_an_answer_in_time_fails)
 TEST_F(SmsClear, deletes_although_nobody_took_the_announcement)
 {
     Answers answers(0);
-    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_EQ(sms_store.stop().size(), 1U);
     EXPECT_EQ(trace_text(), kNotAnnounced + kDeleted);
@@ -334,8 +336,8 @@ TEST_F(SmsClear, deletes_although_nobody_took_the_announcement)
 
 TEST_F(SmsClear, sim_that_cannot_be_used_is_success_and_only_the_announcement_is_sent)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
-    ModulePeer sms_store(kSmsStoreSocket);
+    Peer wan_manager(kWanManagerSocket);
+    Peer sms_store(kSmsStoreSocket);
     for (const std::string &status : kUnusable) {
         unlink(kTraceFile);
         set_sim(status);
@@ -344,32 +346,32 @@ TEST_F(SmsClear, sim_that_cannot_be_used_is_success_and_only_the_announcement_is
         expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
         EXPECT_FALSE(socket_exists(own_socket()));
     }
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
-    EXPECT_TRUE(sms_store.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
+    EXPECT_TRUE(sms_store.has_nothing());
 }
 
 TEST_F(SmsClear, unknown_sim_status_is_success_also_when_the_announcement_fails)
 {
     unlink(file_of(kSimStatus).c_str());
-    ModulePeer sms_store(kSmsStoreSocket);
+    Peer sms_store(kSmsStoreSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_EQ(trace_text(), kNotAnnounced + kSimNotReady);
-    EXPECT_TRUE(sms_store.nothing_arrives(0));
+    EXPECT_TRUE(sms_store.has_nothing());
 }
 
 TEST_F(SmsClear, sim_that_asks_for_its_pin_at_every_start_can_be_used)
 {
     set_sim("pin_enable");
     Answers answers(0);
-    WanManagerPeer wan_manager;
-    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    AnsweringPeer wan_manager;
+    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_EQ(trace_text(), kDeleted);
 }
 
 TEST_F(SmsClear, without_a_store_fails)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
     EXPECT_EQ(trace_text(), kNotDeleted);
     expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
@@ -377,11 +379,11 @@ TEST_F(SmsClear, without_a_store_fails)
 
 TEST_F(SmsClear, non_zero_result_fails)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     for (const int32_t result : {1, -1, 256, INT32_MIN}) {
         unlink(kTraceFile);
         Answers answers(result);
-        AnsweringPeer sms_store(kSmsStoreSocket, answers());
+        AnsweringPeer sms_store(answers(), kSmsStoreSocket);
         EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
         EXPECT_EQ(trace_text(), kNotDeleted);
         EXPECT_FALSE(socket_exists(own_socket()));
@@ -390,11 +392,11 @@ TEST_F(SmsClear, non_zero_result_fails)
 
 TEST_F(SmsClear, answer_of_other_than_4_bytes_fails)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     for (const size_t size : {0U, 1U, 3U, 5U, 8U}) {
         unlink(kTraceFile);
         Answers answers(Bytes(size, 0));
-        AnsweringPeer sms_store(kSmsStoreSocket, answers());
+        AnsweringPeer sms_store(answers(), kSmsStoreSocket);
         EXPECT_EQ(lct_sms_del_dev_all_msg(), -1) << size;
         EXPECT_EQ(trace_text(), kNotDeleted) << size;
     }
@@ -402,23 +404,23 @@ TEST_F(SmsClear, answer_of_other_than_4_bytes_fails)
 
 TEST_F(SmsClear, endpoint_that_cannot_start_fails_and_nothing_is_sent)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
-    ModulePeer sms_store(kSmsStoreSocket);
+    Peer wan_manager(kWanManagerSocket);
+    Peer sms_store(kSmsStoreSocket);
     {
-        const ModulePeer squatter(own_socket());
+        const Peer squatter(own_socket());
         EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
     }
     EXPECT_EQ(trace_text(), kInitFailed + sms_trace("ipc init failure."));
-    EXPECT_TRUE(wan_manager.nothing_arrives(0));
-    EXPECT_TRUE(sms_store.nothing_arrives(0));
+    EXPECT_TRUE(wan_manager.has_nothing());
+    EXPECT_TRUE(sms_store.has_nothing());
 }
 
 TEST_F(SmsClear, takes_the_endpoint_of_a_started_client_with_it)
 {
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     Answers answers(0);
-    WanManagerPeer wan_manager;
-    AnsweringPeer sms_store(kSmsStoreSocket, answers());
+    AnsweringPeer wan_manager;
+    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_FALSE(socket_exists(own_socket()));
     EXPECT_EQ(trace_text(), kDeleted);
@@ -439,10 +441,10 @@ std::string ussd_slot(const char *flag)
     if (flag != nullptr) {
         EXPECT_EQ(nvmram_writenv(kUssdFlag, flag, 256), NV_SUCCESS);
     }
-    ModulePeer sms_store(kSmsStoreSocket);
+    Peer sms_store(kSmsStoreSocket);
     EXPECT_EQ(lct_test_ussd_notify_req(), 0);
     const WireMessage message = receive_from(sms_store);
-    EXPECT_TRUE(sms_store.nothing_arrives(0));
+    EXPECT_TRUE(sms_store.has_nothing());
     EXPECT_EQ(message.header.type, IPC_MSG_TYPE_ASYNC);
     EXPECT_EQ(message.header.msg_id, kModemNotify);
     EXPECT_EQ(message.sender_name(), own_socket());
@@ -556,10 +558,10 @@ TEST_F(UssdTestFailure, without_a_store_is_traced)
 
 TEST(UssdTestNotStarted, fails_and_is_traced)
 {
-    ModulePeer sms_store(kSmsStoreSocket);
+    Peer sms_store(kSmsStoreSocket);
     EXPECT_EQ(lct_test_ussd_notify_req(), -1);
     EXPECT_EQ(trace_text(), kUssdFailed);
-    EXPECT_TRUE(sms_store.nothing_arrives(0));
+    EXPECT_TRUE(sms_store.has_nothing());
 }
 
 } // namespace standalone_test

@@ -1,20 +1,20 @@
 // Start-up steps that fail for real, and the state that remains.
 #include "lc_ipc_mq.h"
 #include "lc_ipc_msg.h"
+#include "support/calls.h"
 #include "support/client.h"
 #include "support/counted_memory.h"
-#include "support/interpose.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <sys/stat.h>
 
+namespace startup_failure_test {
+
 using namespace testing_support;
 
 namespace {
-
-int g_mkdir_errno = 0;
 
 uint32_t queue_count()
 {
@@ -26,18 +26,9 @@ uint32_t queue_count()
 
 } // namespace
 
-extern "C" int mkdir(const char *path, mode_t mode) noexcept
-{
-    if (g_mkdir_errno != 0) {
-        errno = g_mkdir_errno;
-        return -1;
-    }
-    return next_definition<int(const char *, mode_t)>("mkdir")(path, mode);
-}
-
 TEST(StartupFailure, no_ram_store_leaves_no_queue_and_no_endpoint)
 {
-    g_mkdir_errno = ENOSPC;
+    calls::mkdir.fail_nth(1, ENOSPC);
     EXPECT_EQ(lct_module_init(&kClientConfig), -1);
     EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "init radom nv failed\n\n"));
     ipc_mq_usg usage;
@@ -62,20 +53,20 @@ TEST(StartupFailure, too_many_queues_leaves_the_store_but_no_endpoint)
 
 TEST(StartupFailure, name_that_is_taken_gives_11_and_leaves_the_queue)
 {
-    const ModulePeer squatter(client_socket_name(getpid()));
-    ModulePeer wan_manager(kWanManagerSocket);
+    const Peer squatter(client_socket_name(getpid()));
+    Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_module_init(&kClientConfig), 11);
     EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "ipc init failled, ret=11\n\n"));
     EXPECT_EQ(queue_count(), 1U);
     EXPECT_EQ(access("/tmp/nv", F_OK), 0);
-    EXPECT_TRUE(wan_manager.nothing_arrives());
+    EXPECT_TRUE(wan_manager.has_nothing());
     EXPECT_EQ(lct_module_fin(), 0);
 }
 
 TEST(StartupFailure, start_succeeds_once_the_name_is_free)
 {
     {
-        const ModulePeer squatter(client_socket_name(getpid()));
+        const Peer squatter(client_socket_name(getpid()));
         ASSERT_EQ(lct_module_init(&kClientConfig), 11);
     }
     EXPECT_EQ(lct_module_init(&kClientConfig), 0);
@@ -111,3 +102,5 @@ TEST(StartupFailure, of_any_allocation_is_reported_or_harmless_and_the_next_star
     EXPECT_GT(nth, 10);
     EXPECT_TRUE(all_succeeded);
 }
+
+} // namespace startup_failure_test

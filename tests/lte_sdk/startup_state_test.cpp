@@ -35,8 +35,8 @@ TEST(StartupState, messages_of_the_endpoint_never_reach_the_queue)
     static lct_config config = {};
     config.callback = [](const lct_event *) { return uint32_t{1}; };
     ASSERT_EQ(lct_module_init(&config), 0);
-    ModulePeer wan_manager(kWanManagerSocket);
-    const sockaddr_un client = module_address(client_socket_name(getpid()));
+    Peer wan_manager(kWanManagerSocket);
+    const sockaddr_un client = abstract_address(client_socket_name(getpid()));
     wan_manager.send(client, {IPC_MSG_TYPE_ASYNC, WM_MSG_MODEM_NOTIFY, 0, 1}, {});
     // The answer to this comes after the notification has been handled.
     wan_manager.send(client, {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 0, 2}, bytes_of(uint32_t{9}));
@@ -64,7 +64,7 @@ TEST(StartupState, failed_store_keeps_nothing)
 
 TEST(StartupState, failed_endpoint_keeps_configuration_and_queue)
 {
-    const ModulePeer squatter(client_socket_name(getpid()));
+    const Peer squatter(client_socket_name(getpid()));
     EXPECT_EQ(lct_module_init(&kClientConfig), 11);
     EXPECT_EQ(g_sdk_config, &kClientConfig);
     EXPECT_NE(g_sdk_mq, nullptr);

@@ -39,7 +39,7 @@ void expect_registrations(const std::vector<WireMessage> &messages, size_t first
 
 TEST(Startup, registers_for_interface_link_and_modem_notifications_in_this_order)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     EXPECT_EQ(lct_module_init(&kClientConfig), 0);
     const std::vector<WireMessage> &received = wan_manager.stop();
     EXPECT_EQ(received.size(), 3U);
@@ -77,7 +77,7 @@ TEST(Startup, opens_the_ram_store)
 
 TEST(Startup, writes_no_trace_when_all_goes_well)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     EXPECT_EQ(trace_text(), "");
     lct_module_fin();
@@ -92,7 +92,7 @@ TEST(Startup, without_a_wan_manager_succeeds_without_a_word)
 
 TEST(Startup, succeeds_when_the_wan_manager_refuses_and_still_asks_for_all_three)
 {
-    ModulePeer wan_manager(kWanManagerSocket);
+    Peer wan_manager(kWanManagerSocket);
     std::vector<WireMessage> received(3);
     std::thread refusing([&] {
         for (WireMessage &message : received) {
@@ -110,7 +110,7 @@ TEST(Startup, succeeds_when_the_wan_manager_refuses_and_still_asks_for_all_three
 
 TEST(Startup, subscribing_again_asks_for_all_three_again)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     regnotify();
     const std::vector<WireMessage> &received = wan_manager.stop();
@@ -133,7 +133,7 @@ TEST(Startup, without_configuration_gives_minus_1_and_touches_nothing_else)
 
 TEST(Shutdown, deregisters_only_when_told_to_and_then_for_all_three_in_the_order_of_registration)
 {
-    WanManagerPeer wan_manager;
+    AnsweringPeer wan_manager;
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     EXPECT_EQ(lct_module_fin(), 0);
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);

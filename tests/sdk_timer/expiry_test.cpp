@@ -1,11 +1,11 @@
 #include "support/error_log.h"
 #include "support/timers.h"
 
+namespace expiry_test {
+
 using namespace testing_support;
 
 namespace {
-
-class TimerExpiry : public Timers {};
 
 struct Caller {
     pthread_t thread;
@@ -13,20 +13,18 @@ struct Caller {
 };
 Caller g_caller;
 std::atomic<pthread_mutex_t *> g_last_locked{nullptr};
-std::atomic<int> g_hook_calls{0};
 
 // A callback that looks at who calls it, and whether the service's mutex can be had.
 void note_caller(uintptr_t) { g_caller = {pthread_self(), pthread_mutex_trylock(g_last_locked)}; }
 
+class TimerExpiry : public Timers {
+    const Hooked noted_{calls::lc_pthread_mutex_lock, [](auto &next, pthread_mutex_t *mutex) {
+                            g_last_locked = mutex;
+                            return next(mutex);
+                        }};
+};
+
 } // namespace
-
-int lc_pthread_mutex_lock(pthread_mutex_t *mutex)
-{
-    g_last_locked = mutex;
-    return pthread_mutex_lock(mutex);
-}
-
-void printf_timerlist() { ++g_hook_calls; }
 
 TEST_F(TimerExpiry, two_ticks_make_120_milliseconds)
 {
@@ -150,13 +148,15 @@ TEST_F(TimerExpiry, expiry_says_nothing_in_the_log)
 
 TEST_F(TimerExpiry, debuggers_hook_is_called_after_every_change)
 {
-    g_hook_calls = 0;
+    const int before = calls::printf_timerlist.made;
     const timer_id id = started(50, kRepeating);
-    EXPECT_EQ(g_hook_calls, 1);
+    EXPECT_EQ(calls::printf_timerlist.made, before + 1);
     EXPECT_TRUE(ticks().pass());
-    EXPECT_EQ(g_hook_calls, 3); // taken out, put back
+    EXPECT_EQ(calls::printf_timerlist.made, before + 3); // taken out, put back
     EXPECT_EQ(stop(id), TIMER_SUCCESS);
-    EXPECT_EQ(g_hook_calls, 4);
+    EXPECT_EQ(calls::printf_timerlist.made, before + 4);
 }
 
 TEST_F(TimerExpiry, debuggers_hook_for_the_list_gives_0) { EXPECT_EQ(printf_list(), 0); }
+
+} // namespace expiry_test

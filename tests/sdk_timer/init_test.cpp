@@ -1,6 +1,6 @@
 #include "support/counted_memory.h"
 #include "support/error_log.h"
-#include "support/list_faults.h"
+#include "support/library_calls.h"
 #include "support/signals.h"
 #include "support/timers.h"
 
@@ -156,14 +156,14 @@ TEST_F(FailingInit, each_allocation_gives_its_code_and_line_and_can_be_tried_aga
 
 TEST_F(FailingInit, head_that_cannot_be_linked_gives_minus_1)
 {
-    g_list_faults.add_at_head.fail_nth(1);
+    calls::lc_list_add_at_head.fail_nth(1);
     expect_failure_that_can_be_tried_again({TIMER_ERR_INTERNAL, "add first list node error\n"});
     EXPECT_EQ(init_timer(), TIMER_SUCCESS);
 }
 
 TEST_F(FailingInit, thread_that_cannot_be_started_gives_4)
 {
-    g_service_thread.fault.arm(1);
+    calls::lc_pthread_create.fail_nth(1);
     expect_failure_that_can_be_tried_again({TIMER_ERR_THREAD, "create thread failed.\n"});
     EXPECT_EQ(init_timer(), TIMER_SUCCESS);
     started(100, kOnce, 5);

@@ -1,14 +1,13 @@
 // The service in real time.
 
 #include "sdk_timer.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <map>
 #include <mutex>
-#include <sys/select.h>
 #include <thread>
 
 namespace {
@@ -62,21 +61,19 @@ void expect_in_time(const std::vector<Expiry> &expiries, double interval)
 
 } // namespace
 
-extern "C" int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
-                      timeval *timeout)
-{
-    static const auto real = testing_support::next_definition<decltype(select)>("select");
-    static const Clock::time_point first = Clock::now();
-    static double asked = 0;
-    asked += static_cast<double>(timeout->tv_sec) * 1000 + static_cast<double>(timeout->tv_usec) / 1000;
-    const int result = real(count, readable, writable, exceptional, timeout);
-    const std::lock_guard guard(g_mutex);
-    g_late = milliseconds_since(first) - asked;
-    return result;
-}
-
 TEST(TimerRealTime, timers_fire_within_a_tick_of_their_time)
 {
+    testing_support::calls::select.add([](auto &next, int count, auto *readable, auto *writable,
+                                          auto *exceptional, timeval *timeout) {
+        static const Clock::time_point first = Clock::now();
+        static double asked = 0;
+        asked +=
+            static_cast<double>(timeout->tv_sec) * 1000 + static_cast<double>(timeout->tv_usec) / 1000;
+        const int result = next(count, readable, writable, exceptional, timeout);
+        const std::lock_guard guard(g_mutex);
+        g_late = milliseconds_since(first) - asked;
+        return result;
+    });
     ASSERT_EQ(init_timer(), TIMER_SUCCESS);
     g_begin = Clock::now();
     const uint32_t intervals[] = {50, 120, 500, 1000, 2000};

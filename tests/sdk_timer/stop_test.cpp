@@ -1,9 +1,11 @@
 #include "support/counted_memory.h"
 #include "support/error_log.h"
+#include "support/eventually.h"
 #include "support/timers.h"
 
-#include <chrono>
 #include <future>
+
+namespace stop_test {
 
 using namespace testing_support;
 
@@ -16,31 +18,16 @@ class TimerExist : public Timers {};
 // A callback that runs until it may go on.
 std::promise<void> g_entered;
 std::promise<void> g_may_leave;
+std::atomic<bool> g_left{false};
 
 void stay(uintptr_t)
 {
     g_entered.set_value();
     g_may_leave.get_future().wait();
+    g_left = true;
 }
-
-// Called before this thread takes the service's mutex for the n-th time.
-struct BeforeLock {
-    int nth = 0;
-    pthread_t thread;
-    void (*act)();
-};
-BeforeLock g_before_lock;
 
 } // namespace
-
-int lc_pthread_mutex_lock(pthread_mutex_t *mutex)
-{
-    if (g_before_lock.nth > 0 && pthread_equal(pthread_self(), g_before_lock.thread) != 0 &&
-        --g_before_lock.nth == 0) {
-        g_before_lock.act();
-    }
-    return pthread_mutex_lock(mutex);
-}
 
 TEST_F(TimerExist, running_timer_gives_0)
 {
@@ -106,8 +93,13 @@ TEST_F(TimerStop, waits_for_a_callback_that_runs)
     const timer_id id = started(descriptor);
     std::future<bool> passed = std::async(std::launch::async, [] { return ticks().pass(); });
     g_entered.get_future().wait();
-    std::future<int32_t> stopped = std::async(std::launch::async, [id] { return stop(id); });
-    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    const int locks = calls::lc_pthread_mutex_lock.made;
+    std::future<int32_t> stopped = std::async(std::launch::async, [id] {
+        const int32_t result = stop(id);
+        EXPECT_TRUE(g_left);
+        return result;
+    });
+    EXPECT_TRUE(eventually([locks] { return calls::lc_pthread_mutex_lock.made > locks; }));
     g_may_leave.set_value();
     EXPECT_EQ(stopped.get(), TIMER_ERR_NO_TIMER);
     EXPECT_TRUE(passed.get());
@@ -169,10 +161,19 @@ TEST_F(TimerStop, timer_that_expires_between_its_two_looks_gives_3)
 {
     const timer_id id = started(50, kOnce, 1);
     started(100, kOnce, 2);
-    g_before_lock = {2, pthread_self(), [] { EXPECT_TRUE(ticks().pass()); }};
+    int locks = 0;
+    const pthread_t own = pthread_self();
+    const Hooked expiring(calls::lc_pthread_mutex_lock, [&](auto &next, pthread_mutex_t *mutex) {
+        if (pthread_equal(pthread_self(), own) != 0 && ++locks == 2) {
+            EXPECT_TRUE(ticks().pass());
+        }
+        return next(mutex);
+    });
     EXPECT_EQ(stop(id), TIMER_ERR_NO_TIMER);
     EXPECT_EQ(take_fired(), Fired{1});
     EXPECT_EQ(parked_nodes(), Nodes{id.node});
     EXPECT_EQ(deltas(), Deltas{1});
     EXPECT_EQ(counts(), Counts(0, 1));
 }
+
+} // namespace stop_test

@@ -3,11 +3,20 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace testing_support {
 
 using Bytes = std::vector<uint8_t>;
+
+template <typename T> Bytes bytes_of(const T &value)
+{
+    const auto *start = reinterpret_cast<const uint8_t *>(&value);
+    return {start, start + sizeof(value)};
+}
+
+inline Bytes text(const std::string &value) { return {value.begin(), value.end()}; }
 
 // size bytes, each different from its neighbours.
 inline Bytes pattern(size_t size)

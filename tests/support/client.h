@@ -2,7 +2,7 @@
 #pragma once
 
 #include "lte_sdk.h"
-#include "support/module_peer.h"
+#include "support/peer.h"
 #include "support/trace_file.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ inline bool socket_exists(const std::string &name)
 }
 
 // One message that the peer should have; an empty one when it does not.
-inline WireMessage receive_from(ModulePeer &peer)
+inline WireMessage receive_from(Peer &peer)
 {
     WireMessage message;
     EXPECT_TRUE(peer.receive(&message)) << "nothing arrived";

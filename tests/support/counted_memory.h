@@ -42,11 +42,11 @@ public:
     int asked()
     {
         const std::lock_guard guard(mutex_);
-        return fail_.calls;
+        return fault_.asked();
     }
 
     // True when the failure that was asked for has happened.
-    bool failed() { return asked() >= fail_.nth; }
+    bool failed() { return fault_.failed(); }
 
     size_t blocks_in_use()
     {
@@ -87,7 +87,7 @@ public:
         static const auto real = next_definition<decltype(mem_malloc_ex)>("mem_malloc_ex");
         const std::lock_guard guard(mutex_);
         const pid_t thread = gettid();
-        if ((failing_thread_ == kAnyThread || failing_thread_ == thread) && fail_.fails()) {
+        if ((failing_thread_ == kAnyThread || failing_thread_ == thread) && fault_.fails()) {
             return nullptr;
         }
         void *block = real(thread_tag, line, owner, size);
@@ -129,7 +129,7 @@ private:
     {
         const std::lock_guard guard(mutex_);
         failing_thread_ = thread;
-        fail_.arm(n);
+        fault_.fail_nth(n);
     }
 
     std::vector<MemoryCall> take(bool frees)
@@ -140,7 +140,7 @@ private:
     }
 
     std::mutex mutex_;
-    FailNth fail_;
+    Fault fault_;
     pid_t failing_thread_ = kAnyThread;
     std::vector<MemoryCall> calls_;
     std::map<const void *, MemoryCall> in_use_;
@@ -157,12 +157,12 @@ inline CountedMemory &memory()
 
 } // namespace testing_support
 
-TAKES_OVER void *mem_malloc_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, size_t size)
+[[gnu::weak]] void *mem_malloc_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, size_t size)
 {
     return testing_support::memory().allocate(thread_tag, line, owner, size);
 }
 
-TAKES_OVER uint32_t mem_free_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, void *block)
+[[gnu::weak]] uint32_t mem_free_ex(uint32_t thread_tag, uint32_t line, uint32_t owner, void *block)
 {
     return testing_support::memory().release(thread_tag, line, owner, block);
 }

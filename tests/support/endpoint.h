@@ -2,9 +2,9 @@
 #pragma once
 
 #include "lc_ipc_msg.h"
-#include "support/eventually.h"
+#include "support/call_notes.h"
+#include "support/peer.h"
 #include "support/queues.h"
-#include "support/raw_peer.h"
 
 #include <filesystem>
 #include <fstream>
@@ -43,7 +43,15 @@ public:
     const mq_cb queue;
 };
 
-inline constexpr char kMmName[] = "lc_socket_mm_common";
+// Sends to an endpoint that has nothing to do, and returns when it has nothing to do again: normally
+// after one round.
+inline void deliver(const Peer &peer, const std::string &to, const Bytes &bytes, int rounds = 1)
+{
+    ASSERT_TRUE(until_rounds(1));
+    const int before = calls::select.made;
+    ASSERT_TRUE(peer.send(to, bytes));
+    ASSERT_TRUE(until_rounds(before + rounds));
+}
 
 // The path column of /proc/net/unix for a name that fills its path with zeros: those show as "@" too.
 inline std::string shown_socket(const std::string &name)

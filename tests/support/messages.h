@@ -32,8 +32,6 @@ inline uint32_t word_at(const Bytes &bytes, size_t offset)
     return value;
 }
 
-inline Bytes text(const std::string &value) { return {value.begin(), value.end()}; }
-
 inline Bytes datagram(const ipc_msg_hdr &header, const Bytes &body = {})
 {
     Bytes bytes(sizeof(header));

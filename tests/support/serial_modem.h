@@ -3,21 +3,15 @@
 #pragma once
 
 #include "support/child_process.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 #include "support/trace_file.h"
 #include "support/upgrade_frames.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstdarg>
 #include <deque>
 #include <fcntl.h>
-#include <functional>
 #include <map>
-#include <sys/select.h>
-#include <termios.h>
-#include <unistd.h>
 
 namespace testing_support {
 
@@ -45,14 +39,8 @@ struct ModemCalls {
     std::function<void(const Bytes &)> on_write;
     std::function<void()> before_open;
 
-    FailNth open;
-    FailNth tcflush;
-    FailNth tcsetattr;
-    FailNth write;
     ssize_t failed_write = -1; // how many bytes one that fails has written all the same
-    FailNth select;
-    FailNth read;
-    FailNth trace;
+    Fault trace;               // of opening the trace file, which counts apart from the ports
 
     int trace_file = -1;                  // its descriptor, which may be the number that a port had
     std::map<int, std::string> ports;     // open descriptors
@@ -89,6 +77,133 @@ struct ModemCalls {
 };
 
 inline ModemCalls &g_modem = kept<ModemCalls>();
+
+// What is made of the calls for the ports. Where a call has a fault, only those for a port are counted.
+inline const bool g_ports_are_taken_over = [] {
+    calls::open.add([](auto &next, const char *path, int flags, mode_t mode) {
+        const std::string text = path;
+        if (text == kTraceFile && (flags & O_APPEND) != 0) {
+            g_modem.trace_file = g_modem.trace.fails() ? -1 : calls::open.real(path, flags, mode);
+            return g_modem.trace_file;
+        }
+        if (text != kDataPort && text != kAtPort) {
+            return calls::open.real(path, flags, mode);
+        }
+        const std::string name = text == kDataPort ? "data" : "at";
+        g_modem.open_flags = flags;
+        if (g_modem.before_open) {
+            g_modem.before_open();
+        }
+        const int fd = next(path, flags, mode);
+        g_modem.note("open " + name + (fd < 0 ? ": fails" : ""));
+        if (fd >= 0) {
+            g_modem.ports[fd] = name;
+            g_modem.old_ports.erase(fd);
+        }
+        return fd;
+    });
+    calls::close.add([](auto &next, int fd) {
+        if (const std::string name = g_modem.name_of(fd); !name.empty()) {
+            g_modem.note("close " + name + (g_modem.is_open(fd) ? "" : " again"));
+            g_modem.ports.erase(fd);
+            g_modem.old_ports[fd] = name;
+        }
+        if (fd == g_modem.trace_file) {
+            g_modem.trace_file = -1;
+        }
+        return next(fd);
+    });
+    calls::cfsetspeed.add([](auto &next, termios *settings, speed_t speed) {
+        g_modem.note("speed");
+        return next(settings, speed);
+    });
+    calls::tcflush.add([](auto &, int fd, int queue) {
+        g_modem.note("discard " + g_modem.name_of(fd) + (queue == TCIOFLUSH ? "" : ", one direction"));
+        return calls::tcflush.fails() ? -1 : 0;
+    });
+    calls::tcsetattr.add([](auto &, int fd, int when, const termios *settings) {
+        g_modem.note("apply to " + g_modem.name_of(fd) + (when == TCSANOW ? "" : ", later"));
+        g_modem.applied = *settings;
+        return calls::tcsetattr.fails() ? -1 : 0;
+    });
+    calls::write.add([](auto &, int fd, const void *bytes, size_t size) {
+        const std::string name = g_modem.name_of(fd);
+        if (name.empty()) {
+            return calls::write.real(fd, bytes, size);
+        }
+        g_modem.note("write " + std::to_string(size) + " to " + name);
+        if (!g_modem.is_open(fd)) {
+            errno = EBADF;
+            return ssize_t{-1};
+        }
+        if (calls::write.fails()) {
+            return g_modem.failed_write;
+        }
+        const auto *begin = static_cast<const uint8_t *>(bytes);
+        const Bytes written(begin, begin + size);
+        g_modem.written.push_back(written);
+        if (g_modem.on_write) {
+            g_modem.on_write(written);
+        }
+        return static_cast<ssize_t>(size);
+    });
+    calls::select.add([](auto &, int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
+                         timeval *timeout) {
+        const int fd = count - 1;
+        const std::string name = g_modem.name_of(fd);
+        if (name.empty()) {
+            return calls::select.real(count, readable, writable, exceptional, timeout);
+        }
+        EXPECT_TRUE(FD_ISSET(fd, readable));
+        EXPECT_EQ(writable, nullptr);
+        EXPECT_EQ(exceptional, nullptr);
+        EXPECT_EQ(timeout->tv_usec, 0);
+        g_modem.note("wait " + std::to_string(timeout->tv_sec) + " s for " + name);
+        errno = g_modem.is_open(fd) ? EINTR : EBADF;
+        if (errno == EBADF || calls::select.fails()) {
+            return -1;
+        }
+        switch (g_modem.script.empty() ? ReadEvent::kSilence : g_modem.script.front().kind) {
+        case ReadEvent::kSilence:
+            g_modem.next();
+            FD_ZERO(readable);
+            return 0;
+        case ReadEvent::kWaitFails:
+            g_modem.next();
+            return -1;
+        case ReadEvent::kNotMarked:
+            g_modem.next();
+            FD_ZERO(readable);
+            return 1;
+        default:
+            return 1;
+        }
+    });
+    calls::read.add([](auto &, int fd, void *bytes, size_t size) {
+        const std::string name = g_modem.name_of(fd);
+        if (!g_modem.is_open(fd)) {
+            return calls::read.real(fd, bytes, size);
+        }
+        g_modem.note("read " + std::to_string(size) + " from " + name);
+        const ReadEvent event = g_modem.next();
+        if (calls::read.fails() || event.kind == ReadEvent::kReadFails) {
+            errno = EIO;
+            return ssize_t{-1};
+        }
+        EXPECT_LE(event.bytes.size(), size) << "the script does not say what comes of the rest";
+        std::copy(event.bytes.begin(), event.bytes.end(), static_cast<uint8_t *>(bytes));
+        return static_cast<ssize_t>(event.bytes.size());
+    });
+    calls::usleep.add([](auto &, useconds_t microseconds) {
+        g_modem.note("pause " + std::to_string(microseconds) + " us");
+        return 0;
+    });
+    calls::sleep.add([](auto &, unsigned seconds) {
+        g_modem.note("sleep " + std::to_string(seconds) + " s");
+        return 0U;
+    });
+    return true;
+}();
 
 inline Steps repeated(const Steps &steps, size_t times)
 {
@@ -189,178 +304,3 @@ protected:
 };
 
 } // namespace testing_support
-
-extern "C" {
-
-int taken_open(const char *path, int flags, ...) __asm__("open64");
-
-TAKES_OVER int taken_open(const char *path, int flags, ...)
-{
-    using namespace testing_support;
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-    static auto *const real = next_definition<int(const char *, int, ...)>("open64");
-    const std::string text = path;
-    if (text == kTraceFile && (flags & O_APPEND) != 0) {
-        errno = ENOMEM;
-        return g_modem.trace_file = g_modem.trace.fails() ? -1 : real(path, flags, mode);
-    }
-    if (text != kDataPort && text != kAtPort) {
-        return real(path, flags, mode);
-    }
-    const std::string name = text == kDataPort ? "data" : "at";
-    g_modem.open_flags = flags;
-    if (g_modem.before_open) {
-        g_modem.before_open();
-    }
-    int fd = -1;
-    errno = EIO;
-    if (!g_modem.open.fails()) {
-        fd = real(path, flags, mode);
-    }
-    g_modem.note("open " + name + (fd < 0 ? ": fails" : ""));
-    if (fd >= 0) {
-        g_modem.ports[fd] = name;
-        g_modem.old_ports.erase(fd);
-    }
-    return fd;
-}
-
-TAKES_OVER int close(int fd)
-{
-    using namespace testing_support;
-    if (const std::string name = g_modem.name_of(fd); !name.empty()) {
-        g_modem.note("close " + name + (g_modem.is_open(fd) ? "" : " again"));
-        g_modem.ports.erase(fd);
-        g_modem.old_ports[fd] = name;
-    }
-    if (fd == g_modem.trace_file) {
-        g_modem.trace_file = -1;
-    }
-    return next_definition<int(int)>("close")(fd);
-}
-
-TAKES_OVER int cfsetspeed(termios *settings, speed_t speed) noexcept
-{
-    using namespace testing_support;
-    g_modem.note("speed");
-    return next_definition<int(termios *, speed_t)>("cfsetspeed")(settings, speed);
-}
-
-TAKES_OVER int tcflush(int fd, int queue) noexcept
-{
-    using namespace testing_support;
-    g_modem.note("discard " + g_modem.name_of(fd) + (queue == TCIOFLUSH ? "" : ", one direction"));
-    errno = EIO;
-    return g_modem.tcflush.fails() ? -1 : 0;
-}
-
-TAKES_OVER int tcsetattr(int fd, int when, const termios *settings) noexcept
-{
-    using namespace testing_support;
-    g_modem.note("apply to " + g_modem.name_of(fd) + (when == TCSANOW ? "" : ", later"));
-    g_modem.applied = *settings;
-    errno = EIO;
-    return g_modem.tcsetattr.fails() ? -1 : 0;
-}
-
-TAKES_OVER ssize_t write(int fd, const void *bytes, size_t size)
-{
-    using namespace testing_support;
-    const std::string name = g_modem.name_of(fd);
-    if (name.empty()) {
-        return next_definition<ssize_t(int, const void *, size_t)>("write")(fd, bytes, size);
-    }
-    g_modem.note("write " + std::to_string(size) + " to " + name);
-    if (!g_modem.is_open(fd)) {
-        errno = EBADF;
-        return -1;
-    }
-    if (g_modem.write.fails()) {
-        errno = EIO;
-        return g_modem.failed_write;
-    }
-    const auto *begin = static_cast<const uint8_t *>(bytes);
-    const Bytes written(begin, begin + size);
-    g_modem.written.push_back(written);
-    if (g_modem.on_write) {
-        g_modem.on_write(written);
-    }
-    return static_cast<ssize_t>(size);
-}
-
-TAKES_OVER int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
-                      timeval *timeout)
-{
-    using namespace testing_support;
-    const int fd = count - 1;
-    const std::string name = g_modem.name_of(fd);
-    if (name.empty()) {
-        return next_definition<int(int, fd_set *, fd_set *, fd_set *, timeval *)>("select")(
-            count, readable, writable, exceptional, timeout);
-    }
-    EXPECT_TRUE(FD_ISSET(fd, readable));
-    EXPECT_EQ(writable, nullptr);
-    EXPECT_EQ(exceptional, nullptr);
-    EXPECT_EQ(timeout->tv_usec, 0);
-    g_modem.note("wait " + std::to_string(timeout->tv_sec) + " s for " + name);
-    if (!g_modem.is_open(fd)) {
-        errno = EBADF;
-        return -1;
-    }
-    errno = EINTR;
-    if (g_modem.select.fails()) {
-        return -1;
-    }
-    switch (g_modem.script.empty() ? ReadEvent::kSilence : g_modem.script.front().kind) {
-    case ReadEvent::kSilence:
-        g_modem.next();
-        FD_ZERO(readable);
-        return 0;
-    case ReadEvent::kWaitFails:
-        g_modem.next();
-        return -1;
-    case ReadEvent::kNotMarked:
-        g_modem.next();
-        FD_ZERO(readable);
-        return 1;
-    default:
-        return 1;
-    }
-}
-
-TAKES_OVER ssize_t read(int fd, void *bytes, size_t size)
-{
-    using namespace testing_support;
-    const std::string name = g_modem.name_of(fd);
-    if (!g_modem.is_open(fd)) {
-        return next_definition<ssize_t(int, void *, size_t)>("read")(fd, bytes, size);
-    }
-    g_modem.note("read " + std::to_string(size) + " from " + name);
-    const ReadEvent event = g_modem.next();
-    if (g_modem.read.fails() || event.kind == ReadEvent::kReadFails) {
-        errno = EIO;
-        return -1;
-    }
-    EXPECT_LE(event.bytes.size(), size) << "the script does not say what comes of the rest";
-    std::copy(event.bytes.begin(), event.bytes.end(), static_cast<uint8_t *>(bytes));
-    return static_cast<ssize_t>(event.bytes.size());
-}
-
-TAKES_OVER int usleep(useconds_t microseconds)
-{
-    using namespace testing_support;
-    g_modem.note("pause " + std::to_string(microseconds) + " us");
-    return 0;
-}
-
-TAKES_OVER unsigned sleep(unsigned seconds)
-{
-    using namespace testing_support;
-    g_modem.note("sleep " + std::to_string(seconds) + " s");
-    return 0;
-}
-
-} // extern "C"

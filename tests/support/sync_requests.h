@@ -1,11 +1,9 @@
-// Synchronous requests to a WAN manager that answers, does not answer or does not run. Interposes
-// ipc_msg_send_syn.
+// Synchronous requests to a WAN manager that answers, keeps silent or is not there.
 #pragma once
 
-#include "lc_ipc_msg.h"
 #include "support/bytes.h"
 #include "support/client.h"
-#include "support/interpose.h"
+#include "support/library_calls.h"
 
 #include <algorithm>
 #include <utility>
@@ -33,10 +31,10 @@ inline Bytes answer_of(int32_t result, size_t size)
 }
 
 // A call's result. It must have asked exactly once; afterwards the trace file holds its lines alone.
-template <typename Call> int32_t asking(WanManagerPeer::Answer answer, Call call)
+template <typename Call> int32_t asking(AnsweringPeer::Answer answer, Call call)
 {
     unlink(kTraceFile);
-    WanManagerPeer wan_manager(std::move(answer));
+    AnsweringPeer wan_manager(std::move(answer));
     const int32_t result = call();
     EXPECT_EQ(wan_manager.stop().size(), 1U);
     return result;
@@ -44,7 +42,7 @@ template <typename Call> int32_t asking(WanManagerPeer::Answer answer, Call call
 
 template <typename Call> int32_t answered(const Bytes &answer, Call call)
 {
-    return asking([&](ModulePeer &peer, const WireMessage &request) { peer.respond(request, answer); },
+    return asking([&](Peer &peer, const WireMessage &request) { peer.respond(request, answer); },
                   call);
 }
 
@@ -66,17 +64,18 @@ template <typename Call> int32_t unheard(Call call)
     return result;
 }
 
-} // namespace testing_support
+// Notes what it is asked for, and waits as long as it is told to.
+inline const bool g_exchanges_are_noted = [] {
+    calls::ipc_msg_send_syn.add([](auto &next, auto *to, auto *request, uint32_t size, uint32_t timeout,
+                                   void *answer, uint32_t *answer_size) {
+        const uint32_t room = *answer_size;
+        // A deadline drops the fraction of the current second, so that of 1 ms has passed already.
+        const uint32_t result =
+            next(to, request, size, g_impatient ? 1 : timeout, answer, answer_size);
+        g_exchange = {timeout, room, result};
+        return result;
+    });
+    return true;
+}();
 
-TAKES_OVER uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len,
-                                     uint32_t timeout, void *out_buff, uint32_t *out_len)
-{
-    using namespace testing_support;
-    static const auto real = next_definition<decltype(ipc_msg_send_syn)>("ipc_msg_send_syn");
-    const uint32_t room = *out_len;
-    // A deadline drops the fraction of the current second, so that of 1 ms has passed already.
-    const uint32_t result =
-        real(dest_addr, in_buff, in_len, g_impatient ? 1 : timeout, out_buff, out_len);
-    g_exchange = {timeout, room, result};
-    return result;
-}
+} // namespace testing_support

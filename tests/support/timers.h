@@ -2,10 +2,9 @@
 // to its lists.
 #pragma once
 
-#include "lc_list.h"
-#include "lc_pthread.h"
 #include "sdk_timer.h"
-#include "support/interpose.h"
+#include "support/calls.h"
+#include "support/library_calls.h"
 #include "support/tick_source.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +14,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <sys/select.h>
-#include <sys/time.h>
 #include <utility>
 #include <vector>
 
@@ -43,7 +40,6 @@ struct ServiceClock {
 inline ServiceClock g_clock;
 
 struct ServiceThread {
-    FailNth fault;
     std::atomic<bool> has_attributes{false};
     std::atomic<bool> slept_otherwise{false}; // than for 0 s and 50000 us, on no descriptor
     void *(*routine)(void *) = nullptr;
@@ -66,6 +62,43 @@ struct ServiceLists {
     const lc_list *parked = nullptr;
 };
 inline ServiceLists g_service_lists;
+
+inline const bool g_service_is_taken_over = [] {
+    // Only the service sleeps like this here. As of the real one, nothing is left of the time.
+    calls::select.add([](auto &, int count, auto *readable, auto *writable, auto *exceptional,
+                         timeval *timeout) {
+        if (count != 0 || readable != nullptr || writable != nullptr || exceptional != nullptr ||
+            timeout == nullptr || timeout->tv_sec != 0 || timeout->tv_usec != 50000) {
+            g_service_thread.slept_otherwise = true;
+        } else {
+            *timeout = {};
+        }
+        ticks().sleep();
+        return 0;
+    });
+    calls::gettimeofday.add([](auto &, timeval *now, void *) {
+        if (g_clock.fails) {
+            errno = EOVERFLOW;
+            return -1;
+        }
+        now->tv_sec = static_cast<time_t>(g_clock.seconds);
+        now->tv_usec = static_cast<suseconds_t>(g_clock.microseconds.fetch_add(g_clock.stopped ? 0 : 1));
+        return 0;
+    });
+    calls::lc_pthread_create.add([](auto &next, auto *thread, auto *attributes, auto *routine, void *argument) {
+        g_service_thread.has_attributes = attributes != nullptr;
+        g_service_thread.routine = routine;
+        const int result = next(thread, attributes, run_service_thread, argument);
+        g_service_thread.id = *thread;
+        return result;
+    });
+    calls::lc_list_create.add([](auto &next) {
+        lc_list *const list = next();
+        g_service_lists = {g_service_lists.parked, list};
+        return list;
+    });
+    return true;
+}();
 
 // ---- What the service shows ----
 
@@ -182,55 +215,3 @@ protected:
 };
 
 } // namespace testing_support
-
-extern "C" {
-
-// Only the service sleeps like this here. As of the real one, nothing is left of the time.
-TAKES_OVER int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
-                      timeval *timeout)
-{
-    if (count != 0 || readable != nullptr || writable != nullptr || exceptional != nullptr ||
-        timeout == nullptr || timeout->tv_sec != 0 || timeout->tv_usec != 50000) {
-        testing_support::g_service_thread.slept_otherwise = true;
-    } else {
-        *timeout = {};
-    }
-    testing_support::ticks().sleep();
-    return 0;
-}
-
-TAKES_OVER int gettimeofday(timeval *__restrict now, void *__restrict) noexcept
-{
-    auto &clock = testing_support::g_clock;
-    if (clock.fails) {
-        errno = EOVERFLOW;
-        return -1;
-    }
-    now->tv_sec = static_cast<time_t>(clock.seconds);
-    now->tv_usec = static_cast<suseconds_t>(clock.microseconds.fetch_add(clock.stopped ? 0 : 1));
-    return 0;
-}
-
-} // extern "C"
-
-TAKES_OVER int lc_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
-                                 void *(*routine)(void *), void *argument)
-{
-    using namespace testing_support;
-    g_service_thread.has_attributes = attributes != nullptr;
-    if (g_service_thread.fault.fails()) {
-        return EAGAIN;
-    }
-    g_service_thread.routine = routine;
-    const int result = pthread_create(thread, attributes, run_service_thread, argument);
-    g_service_thread.id = *thread;
-    return result;
-}
-
-TAKES_OVER lc_list *lc_list_create()
-{
-    using namespace testing_support;
-    lc_list *const list = next_definition<decltype(lc_list_create)>("lc_list_create")();
-    g_service_lists = {g_service_lists.parked, list};
-    return list;
-}
