@@ -7,6 +7,13 @@ namespace create_test {
 
 using namespace testing_support;
 
+namespace {
+
+// The list of the queues, which is made with the first; then the record, its list of messages and the node.
+const Allocation kAllocations[] = {kList, kQueue, kList.number(2), kQueueNode};
+
+} // namespace
+
 TEST(QueueCreate, before_the_family_is_initialised_it_gives_2_whatever_the_arguments)
 {
     ErrorLog log;
@@ -77,22 +84,21 @@ TEST(QueueCreate, the_handle_is_a_node_whose_data_starts_with_the_queues_counter
 
 TEST(QueueCreate, each_failing_allocation_gives_11_and_leaves_nothing_behind)
 {
-    // The list of queues, made once; then the record, its message list and the node.
-    const Lines expected = {from_mq("Create list failed!\n"), from_mq("Assign memory failed!\n"),
-                            from_mq("Create list failed!\n"), from_mq("Assign memory failed!\n")};
     ErrorLog log;
     ipc_mq_init();
     lc_list_node untouched = {};
-    for (size_t step = 0; step < expected.size(); ++step) {
+    for (const Allocation &what : kAllocations) {
         mq_cb cb = &untouched;
-        memory().fail_nth(static_cast<int>(step) + 1);
-        EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE) << step;
-        EXPECT_TRUE(memory().failed()) << step;
-        EXPECT_EQ(cb, &untouched) << step;
-        EXPECT_EQ(log.lines(), Lines{expected[step]}) << step;
-        EXPECT_TRUE(usage().empty()) << step;
+        memory().fail(what);
+        EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE) << what.name;
+        EXPECT_TRUE(memory().failed()) << what.name;
+        EXPECT_EQ(cb, &untouched) << what.name;
+        const bool is_list = what.owner == MEM_OWNER_LIST;
+        EXPECT_EQ(log.lines(),
+                  Lines{from_mq(is_list ? "Create list failed!\n" : "Assign memory failed!\n")});
+        EXPECT_TRUE(usage().empty()) << what.name;
         ipc_mq_destroy();
-        EXPECT_EQ(memory().blocks_in_use(), 0U) << step;
+        EXPECT_EQ(memory().blocks_in_use(), 0U) << what.name;
     }
     new_queue(1);
     EXPECT_EQ(usage().size(), 1U);
@@ -104,11 +110,11 @@ TEST(QueueCreate, a_failing_allocation_leaves_the_queues_before_it_alone)
     const mq_cb first = new_queue(2);
     put(first, 10);
     const size_t blocks = memory().blocks_in_use();
-    for (int nth = 1; nth <= 3; ++nth) {
+    for (const Allocation &what : {kQueue, kList, kQueueNode}) {
         mq_cb cb = nullptr;
-        memory().fail_nth(nth);
-        EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE) << nth;
-        EXPECT_EQ(memory().blocks_in_use(), blocks) << nth;
+        memory().fail(what);
+        EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE) << what.name;
+        EXPECT_EQ(memory().blocks_in_use(), blocks) << what.name;
     }
     EXPECT_EQ(drain(first), std::vector<uint32_t>{10});
     ipc_mq_destroy();
@@ -155,8 +161,8 @@ TEST(QueueCreate, is_silent_while_the_flag_file_is_absent)
     ipc_mq_create(1, &cb);
     ipc_mq_init();
     ipc_mq_create(1, nullptr);
-    for (int nth = 1; nth <= 4; ++nth) {
-        memory().fail_nth(nth);
+    for (const Allocation &what : kAllocations) {
+        memory().fail(what);
         EXPECT_EQ(ipc_mq_create(1, &cb), IPC_ERR_RESOURCE);
         ipc_mq_destroy();
     }

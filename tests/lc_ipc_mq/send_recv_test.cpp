@@ -133,35 +133,23 @@ TEST(Queue, every_negative_timeout_but_minus_1_is_refused_even_when_no_wait_is_n
     ipc_mq_destroy();
 }
 
-TEST(Queue, send_without_memory_returns_11_and_the_caller_keeps_the_buffer)
+TEST(Queue, send_without_memory_or_list_returns_11_frees_its_node_and_the_caller_keeps_the_buffer)
 {
     ErrorLog log;
     const mq_cb cb = new_queue(2);
     const MessagePtr kept = make_message(10);
     const size_t blocks = memory().blocks_in_use();
-    memory().fail_nth(1);
-    EXPECT_EQ(ipc_mq_send(cb, kept.get(), 0, 0), IPC_ERR_RESOURCE);
-    EXPECT_EQ(log.lines(), Lines{from_mq("Assign memory failed!\n")});
-    EXPECT_EQ(memory().blocks_in_use(), blocks);
-    EXPECT_EQ(queued(), 0U);
-    EXPECT_EQ(put(cb, 11), IPC_SUCCESS);
-    EXPECT_EQ(drain(cb), std::vector<uint32_t>{11});
-    ipc_mq_destroy();
-}
-
-TEST(Queue, send_with_a_list_failure_returns_11_and_frees_its_node)
-{
-    ErrorLog log;
-    const mq_cb cb = new_queue(2);
-    const MessagePtr kept = make_message(10);
-    const size_t blocks = memory().blocks_in_use();
-    calls::lc_list_add_at_tail.fail_nth(1);
-    EXPECT_EQ(ipc_mq_send(cb, kept.get(), 0, 0), IPC_ERR_RESOURCE);
-    EXPECT_EQ(log.lines(), Lines{from_mq("Add to list mgt->mq_head failed! sret=1\n")});
-    EXPECT_EQ(memory().blocks_in_use(), blocks);
-    EXPECT_EQ(queued(), 0U);
-    EXPECT_EQ(put(cb, 11), IPC_SUCCESS);
-    EXPECT_EQ(drain(cb), std::vector<uint32_t>{11});
+    for (const bool has_memory : {false, true}) {
+        has_memory ? calls::lc_list_add_at_tail.fail_nth(1) : memory().fail(kQueueNode);
+        EXPECT_EQ(ipc_mq_send(cb, kept.get(), 0, 0), IPC_ERR_RESOURCE);
+        EXPECT_EQ(log.lines(),
+                  Lines{from_mq(has_memory ? "Add to list mgt->mq_head failed! sret=1\n"
+                                           : "Assign memory failed!\n")});
+        EXPECT_EQ(memory().blocks_in_use(), blocks);
+        EXPECT_EQ(queued(), 0U);
+        EXPECT_EQ(put(cb, 11), IPC_SUCCESS);
+        EXPECT_EQ(drain(cb), std::vector<uint32_t>{11});
+    }
     ipc_mq_destroy();
 }
 
@@ -208,7 +196,7 @@ TEST(Queue, send_and_receive_are_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(ipc_mq_recv(nullptr, &received, 0), IPC_ERR_PARAM);
     EXPECT_EQ(ipc_mq_recv(cb, nullptr, 0), IPC_ERR_PARAM);
     EXPECT_EQ(ipc_mq_recv(cb, &received, -2), IPC_ERR_PARAM);
-    memory().fail_nth(1);
+    memory().fail(kQueueNode);
     EXPECT_EQ(ipc_mq_send(cb, msg.get(), 0, 0), IPC_ERR_RESOURCE);
     calls::lc_list_add_at_tail.fail_nth(1);
     EXPECT_EQ(ipc_mq_send(cb, msg.get(), 0, 0), IPC_ERR_RESOURCE);

@@ -304,7 +304,7 @@ TEST_F(Diag, without_memory_gives_11_and_the_datagram_stays)
 {
     const Bytes sent = message(text("still there"));
     send(sent);
-    memory().fail_nth(1);
+    memory().fail(kDatagram);
     const Received received = receive(16);
     EXPECT_EQ(received.result, IPC_ERR_RESOURCE);
     EXPECT_EQ(received.length, 16U);

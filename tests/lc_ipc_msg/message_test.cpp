@@ -100,14 +100,6 @@ TEST(Message, without_one_there_is_no_body_and_no_sender)
     EXPECT_EQ(log.lines(), refused);
 }
 
-TEST(Message, buffer_without_memory_is_null_and_leaves_no_line)
-{
-    ErrorLog log;
-    memory().fail_nth(1);
-    EXPECT_EQ(ipc_memory_assign(4, 0), nullptr);
-    EXPECT_EQ(log.lines(), Lines{});
-}
-
 TEST(Message, buffer_whose_size_does_not_fit_a_word_is_null_rather_than_short)
 {
     EXPECT_EQ(ipc_memory_assign(UINT32_MAX, 0), nullptr);

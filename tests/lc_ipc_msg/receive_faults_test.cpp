@@ -1,4 +1,4 @@
-// A failing step of the receive thread loses at most the current datagram.
+// What tests/faults does not see of the receive thread's steps and their failures.
 
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
@@ -10,13 +10,6 @@ namespace receive_faults_test {
 using namespace testing_support;
 
 namespace {
-
-Lines failed(uint32_t result, Lines lines)
-{
-    lines.push_back(
-        from_msg("Receive common priority message failed! sret=" + std::to_string(result) + ".\n"));
-    return lines;
-}
 
 // A datagram that could not be read the first time takes a second round.
 constexpr int kTwice = 2;
@@ -50,33 +43,6 @@ TEST(ReceiveFault, each_round_waits_up_to_10_seconds_and_a_time_out_starts_the_n
     EXPECT_EQ(log.lines(), Lines{});
 }
 
-TEST(ReceiveFault, an_error_while_waiting_is_logged_and_the_next_round_starts_at_once)
-{
-    ErrorLog log;
-    calls::select.fail_nth(1, EINTR);
-    const Endpoint endpoint;
-    const Peer peer("peer");
-    deliver(peer, 10);
-    // The round that failed may be the one that was waited for.
-    EXPECT_NE(take(endpoint.queue, 5000), nullptr);
-    EXPECT_EQ(log.lines(), Lines{from_msg("Call select failed.", EINTR)});
-}
-
-TEST(ReceiveFault, an_error_while_reading_gives_10)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
-    calls::recvfrom.fail_nth(1, ECONNRESET);
-    const Peer peer("peer");
-    deliver(peer, 10);
-    EXPECT_EQ(log.lines(), failed(10, {from_msg("Receive message failed!", ECONNRESET)}));
-    EXPECT_EQ(memory().blocks_in_use(), blocks);
-    deliver(peer, 11);
-    EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);
-}
-
 TEST(ReceiveFault, a_datagram_is_read_with_room_for_1024_bytes_and_the_whole_address)
 {
     const Endpoint endpoint;
@@ -87,47 +53,6 @@ TEST(ReceiveFault, a_datagram_is_read_with_room_for_1024_bytes_and_the_whole_add
     EXPECT_EQ(notes().receive_address_size, 110U);
 }
 
-TEST(ReceiveFault, without_memory_to_read_it_a_datagram_waits_for_the_next_round)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    const Peer peer("peer");
-    ASSERT_TRUE(until_rounds(1));
-    memory().fail_nth(1);
-    deliver(peer, 10, kTwice);
-    EXPECT_NE(take(endpoint.queue), nullptr);
-    EXPECT_EQ(log.lines(), failed(11, {from_msg("Assign memory failed!\n")}));
-}
-
-TEST(ReceiveFault, without_memory_for_the_received_message_it_is_lost)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    const Peer peer("peer");
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
-    memory().fail_nth(2);
-    deliver(peer, 10);
-    EXPECT_EQ(log.lines(), failed(11, {from_msg("Assign memory failed!\n")}));
-    EXPECT_EQ(memory().blocks_in_use(), blocks);
-    deliver(peer, 11);
-    EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);
-}
-
-TEST(ReceiveFault, without_memory_to_queue_it_the_message_is_freed)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    const Peer peer("peer");
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
-    memory().fail_nth(3);
-    deliver(peer, 10);
-    EXPECT_EQ(log.lines(), failed(11, {from_mq("Assign memory failed!\n"),
-                                       from_msg("Send to message queue failed!, sret=11.\n")}));
-    EXPECT_EQ(memory().blocks_in_use(), blocks);
-}
-
 TEST(ReceiveFault, with_a_handler_a_queue_failure_is_ignored)
 {
     ErrorLog log;
@@ -135,7 +60,7 @@ TEST(ReceiveFault, with_a_handler_a_queue_failure_is_ignored)
     const Endpoint endpoint({.handler = keep});
     const Peer peer("peer");
     ASSERT_TRUE(until_rounds(1));
-    memory().fail_nth(3);
+    memory().fail(kQueueNode);
     deliver(peer, 10);
     ASSERT_TRUE(memory().failed());
     deliver(peer, 11);
@@ -154,13 +79,13 @@ TEST(ReceiveFault, is_silent_while_the_flag_file_is_absent)
     calls::recvfrom.fail_nth(1, ECONNRESET);
     deliver(peer, 10);
     ASSERT_TRUE(until_rounds(3));
-    for (int nth = 1; nth <= 3; ++nth) {
-        memory().fail_nth(nth);
-        deliver(peer, 10, nth == 1 ? kTwice : 1);
-        ASSERT_TRUE(memory().failed());
-        if (nth == 1) {
-            EXPECT_NE(take(endpoint.queue), nullptr);
-        }
+    memory().fail(kDatagram);
+    deliver(peer, 10, kTwice);
+    EXPECT_NE(take(endpoint.queue), nullptr);
+    for (const Allocation &what : {kReceivedMessage, kQueueNode}) {
+        memory().fail(what);
+        deliver(peer, 10);
+        ASSERT_TRUE(memory().failed()) << what.name;
     }
     deliver(peer, 11);
     EXPECT_EQ(take(endpoint.queue)->msg_id, 11U);

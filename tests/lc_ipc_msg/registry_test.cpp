@@ -328,56 +328,16 @@ TEST_F(Registry, a_lookalike_of_a_subscriber_cannot_deregister_it)
     EXPECT_EQ(received(peer), kOnce);
 }
 
-TEST_F(Registry, without_memory_for_the_answer_there_is_none)
-{
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
-    memory().fail_nth(3); // behind the two buffers of the datagram
-    deliver(peer, register_request(kTopic, 77));
-    EXPECT_TRUE(peer.has_nothing());
-    EXPECT_EQ(log.lines(), failed("register", 11, {from_msg("Assign memory failed!\n")}));
-    EXPECT_EQ(memory().blocks_in_use(), blocks);
-    notify();
-    EXPECT_EQ(received(peer), kNothing);
-}
-
-TEST_F(Registry, each_failing_allocation_of_a_first_registration_is_answered_with_11)
-{
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
-    // Of the registration its node, record and address list; of the subscriber its node and address.
-    constexpr int kAllocations = 5;
-    int lists = 0;
-    for (int step = 0; step < kAllocations; ++step) {
-        memory().fail_nth(4 + step);
-        EXPECT_EQ(subscribe(peer), 11U) << step;
-        const Lines lines = log.lines();
-        const Lines without_list = failed("register", 11, {from_msg("Create list failed!\n")});
-        const Lines without_memory = failed("register", 11, {from_msg("Assign memory failed!\n")});
-        lists += lines == without_list ? 1 : 0;
-        EXPECT_TRUE(lines == without_list || lines == without_memory) << step;
-        EXPECT_EQ(memory().blocks_in_use(), blocks) << step;
-        notify();
-        EXPECT_EQ(received(peer), kNothing) << step;
-    }
-    EXPECT_EQ(lists, 1);
-    memory().fail_nth(4 + kAllocations);
-    EXPECT_EQ(subscribe(peer), 0U) << "there is nothing more to allocate";
-    memory().fail_nth(0);
-    notify();
-    EXPECT_EQ(received(peer), kOnce);
-}
-
 TEST_F(Registry, each_failing_allocation_of_a_further_subscriber_leaves_the_first_alone)
 {
     ASSERT_EQ(subscribe(peer), 0U);
     Peer other("other");
     const size_t blocks = memory().blocks_in_use();
-    for (int step = 0; step < 2; ++step) {
-        memory().fail_nth(4 + step);
-        EXPECT_EQ(subscribe(other), 11U) << step;
+    for (const Allocation &what : {kSubscriber, kRegistrationNode}) {
+        memory().fail(what);
+        EXPECT_EQ(subscribe(other), 11U) << what.name;
         EXPECT_EQ(log.lines(), failed("register", 11, {from_msg("Assign memory failed!\n")}));
-        EXPECT_EQ(memory().blocks_in_use(), blocks) << step;
+        EXPECT_EQ(memory().blocks_in_use(), blocks) << what.name;
     }
     notify();
     EXPECT_EQ(received(peer), kOnce);
@@ -536,9 +496,10 @@ TEST_F(Registry, is_silent_while_the_flag_file_is_absent)
     g_accept = 0;
     EXPECT_EQ(subscribe(peer), 6U);
     g_accept = 1;
-    for (int nth = 4; nth <= 8; ++nth) {
-        memory().fail_nth(nth);
-        EXPECT_EQ(subscribe(peer), 11U);
+    for (const Allocation &what :
+         {kRegistration, kRegistrationNode, kList, kSubscriber, kRegistrationNode.number(2)}) {
+        memory().fail(what);
+        EXPECT_EQ(subscribe(peer), 11U) << what.name;
     }
     for (int nth = 1; nth <= 2; ++nth) {
         calls::lc_list_add_at_tail.fail_nth(nth);

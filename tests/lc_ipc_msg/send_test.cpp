@@ -127,18 +127,6 @@ TEST(Send, to_a_name_that_nobody_bound_gives_10)
     EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ECONNREFUSED)});
 }
 
-TEST(Send, with_any_other_socket_error_gives_10)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    Peer peer("peer");
-    const MessagePtr msg = make_message(10);
-    calls::sendto.fail_nth(1, ENOBUFS);
-    EXPECT_EQ(ipc_msg_send_asy(&kPeer, msg.get(), 0), IPC_ERR_SOCKET);
-    EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ENOBUFS)});
-    EXPECT_TRUE(peer.has_nothing());
-}
-
 TEST(Send, through_a_priority_without_a_socket_gives_10)
 {
     const Endpoint endpoint;

@@ -135,11 +135,14 @@ TEST_F(Subscriber, register_with_each_failing_allocation_gives_11_and_nothing_is
     const Lines own = {from_msg("Assign memory failed!\n")};
     const Lines of_the_wait = {from_msg("Assign memory failed!\n"),
                                from_msg("Send notify register failed! sret=11.\n")};
-    for (int nth = 1; nth <= 4; ++nth) {
-        memory().fail_nth(nth);
-        EXPECT_EQ(ipc_register_notify(&kPublisherAddress, kTopic, kMinute), IPC_ERR_RESOURCE) << nth;
-        EXPECT_EQ(log.lines(), nth <= 2 ? own : of_the_wait) << nth;
-        EXPECT_EQ(memory().blocks_in_use(), blocks) << nth;
+    const std::pair<Allocation, Lines> failures[] = {
+        {kMessage, own}, {kMessage.number(2), own}, {kWaiter, of_the_wait}, {kWaiterNode, of_the_wait}};
+    for (const auto &[what, lines] : failures) {
+        memory().fail(what);
+        EXPECT_EQ(ipc_register_notify(&kPublisherAddress, kTopic, kMinute), IPC_ERR_RESOURCE)
+            << what.name;
+        EXPECT_EQ(log.lines(), lines) << what.name;
+        EXPECT_EQ(memory().blocks_in_use(), blocks) << what.name;
     }
     EXPECT_TRUE(publisher.has_nothing());
 }
@@ -173,7 +176,7 @@ TEST_F(Subscriber, deregister_at_a_name_that_nobody_bound_gives_10)
 TEST_F(Subscriber, deregister_without_memory_gives_11_and_nothing_is_sent)
 {
     Peer publisher(kPublisher);
-    memory().fail_nth(1);
+    memory().fail(kMessage);
     EXPECT_EQ(ipc_deregister_notify(&kPublisherAddress, kTopic), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(), Lines{from_msg("Assign memory failed!\n")});
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -188,9 +191,9 @@ TEST_F(Subscriber, is_silent_while_the_flag_file_is_absent)
     ipc_register_notify(&kPublisherAddress, kTopic, 1);
     ipc_deregister_notify(nullptr, kTopic);
     ipc_deregister_notify(&kPublisherAddress, kTopic);
-    memory().fail_nth(1);
+    memory().fail(kMessage);
     ipc_register_notify(&kPublisherAddress, kTopic, 1);
-    memory().fail_nth(1);
+    memory().fail(kMessage);
     ipc_deregister_notify(&kPublisherAddress, kTopic);
     EXPECT_EQ(registered_with(word(6)), IPC_ERR_REFUSED);
     EXPECT_EQ(log.lines(), Lines{});

@@ -336,16 +336,16 @@ TEST_F(Sync, each_failing_allocation_gives_11_and_nothing_is_sent)
     ASSERT_TRUE(until_rounds(1));
     Call call(4);
     const size_t blocks = memory().blocks_in_use();
-    for (int nth = 1; nth <= 2; ++nth) {
-        memory().fail_nth(nth);
-        EXPECT_EQ(call.run(), IPC_ERR_RESOURCE) << nth;
+    for (const Allocation &what : {kWaiter, kWaiterNode}) {
+        memory().fail(what);
+        EXPECT_EQ(call.run(), IPC_ERR_RESOURCE) << what.name;
         EXPECT_EQ(log.lines(), Lines{from_msg("Assign memory failed!\n")});
         EXPECT_EQ(memory().blocks_in_use(), blocks);
     }
     EXPECT_TRUE(server.has_nothing());
-    memory().fail_nth(3);
-    EXPECT_EQ(call.run(1), IPC_ERR_TIMEOUT) << "there is nothing more to allocate";
-    memory().fail_nth(0);
+    memory().take();
+    EXPECT_EQ(call.run(1), IPC_ERR_TIMEOUT);
+    EXPECT_EQ(memory().take_allocations().size(), 2U) << "there is nothing more to allocate";
 }
 
 TEST_F(Sync, a_list_failure_gives_11_and_nothing_is_sent)
@@ -491,7 +491,7 @@ TEST_F(Sync, is_silent_while_the_flag_file_is_absent)
     EXPECT_EQ(call_answered_with(too_small, word(1)), IPC_ERR_TOO_SMALL);
     const Peer server(kServer);
     EXPECT_EQ(call.run(1), IPC_ERR_TIMEOUT);
-    memory().fail_nth(1);
+    memory().fail(kWaiter);
     EXPECT_EQ(call.run(1), IPC_ERR_RESOURCE);
     calls::lc_list_add_at_tail.fail_nth(1);
     EXPECT_EQ(call.run(1), IPC_ERR_RESOURCE);

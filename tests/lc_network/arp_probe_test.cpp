@@ -275,15 +275,4 @@ TEST_F(ArpProbe, needs_a_descriptor_that_can_be_waited_for)
     }
 }
 
-TEST_F(ArpProbe, fails_with_any_of_its_calls)
-{
-    for (Fault *const call : std::initializer_list<Fault *>{
-             &calls::socket, &calls::setsockopt, &calls::sendto, &calls::select, &calls::recv}) {
-        call->fail_nth(1);
-        EXPECT_EQ(probe(kFarIp, kPatience), -1);
-        EXPECT_TRUE(call->failed()) << "was not called";
-    }
-    EXPECT_EQ(probe(kFarIp, kPatience), 0);
-}
-
 } // namespace arp_probe_test

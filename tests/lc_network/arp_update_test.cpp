@@ -245,14 +245,4 @@ TEST_F(Announcement, takes_a_name_with_which_its_command_has_127_characters)
     EXPECT_EQ(notes().command, "");
 }
 
-TEST_F(Announcement, fails_when_no_command_can_be_run)
-{
-    calls::system.fail_nth(1, EAGAIN);
-    EXPECT_EQ(lc_arp_update2(kNear), -1);
-    expect_note("lc_get_ip_by_ifname", "Parameter error.");
-    expect_note("lc_arp_update2", std::string("Will exec comand: ") + kArping + "0.0.0.0");
-    expect_note("lc_arp_update2", "Call function system error.");
-    expect_silence();
-}
-
 } // namespace arp_update_test

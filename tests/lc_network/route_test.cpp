@@ -263,20 +263,6 @@ TEST_F(Routes, take_a_device_name_that_ends_with_its_page)
     munmap(pages, 2 * page);
 }
 
-TEST_F(Routes, give_the_error_of_the_call_that_failed)
-{
-    calls::socket.fail_nth(1, EMFILE);
-    EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC), EMFILE);
-    calls::socket.fail_nth(1, ENFILE);
-    EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", nullptr, kClassC), ENFILE);
-    EXPECT_EQ(notes().ioctls, 0);
-    calls::ioctl.fail_nth(1, EPERM);
-    EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC), EPERM);
-    calls::ioctl.fail_nth(1, ENOBUFS);
-    EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", nullptr, kClassC), ENOBUFS);
-    EXPECT_EQ(routes(), Lines{});
-}
-
 // ---- Default routes ----
 
 namespace {

@@ -1,5 +1,6 @@
 // The ports as real terminals, on which everything goes through the kernel's line discipline.
 #include "lc_up.h"
+#include "support/calls.h"
 #include "support/child_process.h"
 #include "support/eventually.h"
 #include "support/pattern.h"
@@ -104,33 +105,25 @@ private:
 // All zero but speed, 8 bits and reception, which a pseudo-terminal always has.
 constexpr char kRaw[] = "0:0:10b2:0(:0)+\n";
 
-Terminal *g_answering = nullptr; // what the library's pauses wait for an answer at
-int g_slept = 0;
-
+// The library's pauses last until the port for commands has an answer, its sleeps no time.
 class Ports : public testing::Test {
 protected:
-    ~Ports() override { g_answering = nullptr; }
-
     Terminal data_{kDataPort};
     Terminal at_{kAtPort};
+    unsigned slept_ = 0;
+
+private:
+    const Hooked pauses_{calls::usleep, [this](auto &, useconds_t) {
+                             EXPECT_TRUE(eventually([this] { return at_.waiting_bytes() > 0; }));
+                             return 0;
+                         }};
+    const Hooked sleeps_{calls::sleep, [this](auto &, unsigned seconds) {
+                             slept_ += seconds;
+                             return 0U;
+                         }};
 };
 
 } // namespace
-
-extern "C" {
-
-int usleep(useconds_t)
-{
-    EXPECT_TRUE(eventually([] { return g_answering->waiting_bytes() > 0; }));
-    return 0;
-}
-
-unsigned sleep(unsigned seconds)
-{
-    g_slept += static_cast<int>(seconds);
-    return 0;
-}
-}
 
 TEST_F(Ports, data_port_has_the_settings_that_stty_reads_back)
 {
@@ -206,11 +199,10 @@ TEST_F(Ports, waiting_command_sets_the_at_port_and_takes_echo_and_answer_in_one_
     const Bytes command = text(LC_UP_AT_START);
     const Bytes reply = text(LC_UP_AT_START "\r\nOK\r\n");
     ChildProcess modem([&] { return at_.hear(command.size()) == command && at_.say(reply) ? 0 : 1; });
-    g_answering = &at_;
     EXPECT_EQ(lc_at_snd_wait(LC_UP_AT_START), 0);
     EXPECT_EQ(modem.wait(), 0);
     EXPECT_EQ(at_.waiting_bytes(), 0);
-    EXPECT_EQ(g_slept, 10);
+    EXPECT_EQ(slept_, 10U);
     EXPECT_TRUE(matches(at_.settings("-g"), kRaw)) << at_.settings("-g");
 }
 
@@ -223,7 +215,7 @@ TEST_F(Ports, reading_command_leaves_the_at_port_as_it_is)
         [&] { return at_.hear(command.size()) == command && at_.say(text("OK")) ? 0 : 1; });
     EXPECT_EQ(lc_at_snd(LC_UP_AT_STATUS), 0);
     EXPECT_EQ(modem.wait(), 0);
-    EXPECT_EQ(g_slept, 10);
+    EXPECT_EQ(slept_, 10U);
     EXPECT_EQ(at_.settings("-g"), before);
     EXPECT_EQ(at_.settings("speed"), "9600\n");
 }

@@ -2,6 +2,8 @@
 #include "lc_up.h"
 #include "support/serial_modem.h"
 
+#include <sys/stat.h>
+
 namespace start_test {
 
 using namespace testing_support;
@@ -141,6 +143,21 @@ TEST_F(UpgradeStatus, needs_no_transfer)
     unlink(kDataPort);
     g_modem.hears("OK");
     EXPECT_EQ(lc_up_status(), 0);
+}
+
+TEST_F(UpgradeStart, and_all_the_rest_do_without_a_trace_file)
+{
+    ASSERT_EQ(mkdir(kTraceFile, 0755), 0);
+    g_modem.on_write = [](const Bytes &bytes) {
+        bytes.size() == kFrame ? g_modem.hears(answer(bytes)) : g_modem.hears("OK");
+    };
+    const Bytes image = pattern(5000);
+    EXPECT_EQ(lc_set_img_size(5000), 0);
+    EXPECT_EQ(lc_up_start(), 0);
+    EXPECT_EQ(lc_up_img(image.data(), 5000), 0);
+    EXPECT_EQ(lc_up_status(), 0);
+    EXPECT_EQ(g_modem.ports.size(), 1U);
+    EXPECT_EQ(count_steps("open data"), 1U);
 }
 
 } // namespace start_test

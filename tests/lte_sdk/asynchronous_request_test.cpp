@@ -68,7 +68,7 @@ TEST_P(AsynchronousRequest, fails_without_a_wan_manager)
 TEST_P(AsynchronousRequest, without_memory_fails_and_sends_nothing)
 {
     Peer wan_manager(kWanManagerSocket);
-    memory().fail_nth_of_this_thread(1);
+    memory().fail_of_this_thread(kMessage);
     EXPECT_EQ(GetParam().call(), -1);
     EXPECT_EQ(trace_text(),
               trace_entry("send_request", "Malloc memory failed.\n\n") + failure_line(GetParam()));

@@ -258,14 +258,16 @@ TEST_P(StrictRequest, without_memory_fails_and_sends_nothing)
     Peer wan_manager(kWanManagerSocket);
     const std::string failure = failure_line(0, 1);
     const std::string no_message = trace_entry("send_request_syn", "Malloc memory failed.\n\n");
-    const std::string traces[] = {no_message + failure, no_message + failure, failure, failure};
-    int nth = 0;
-    for (const std::string &trace : traces) {
+    const std::pair<Allocation, std::string> failures[] = {{kMessage, no_message + failure},
+                                                           {kMessage.number(2), no_message + failure},
+                                                           {kWaiter, failure},
+                                                           {kWaiterNode, failure}};
+    for (const auto &[what, trace] : failures) {
         unlink(kTraceFile);
-        memory().fail_nth_of_this_thread(++nth);
-        EXPECT_EQ(GetParam().call(), -1) << nth;
-        EXPECT_TRUE(memory().failed()) << nth;
-        EXPECT_EQ(trace_text(), trace) << nth;
+        memory().fail_of_this_thread(what);
+        EXPECT_EQ(GetParam().call(), -1) << what.name;
+        EXPECT_TRUE(memory().failed()) << what.name;
+        EXPECT_EQ(trace_text(), trace) << what.name;
     }
     EXPECT_TRUE(wan_manager.has_nothing());
 }

@@ -64,17 +64,18 @@ protected:
         EXPECT_EQ(memory().blocks_in_use(), 0U);
     }
 
-    // A call whose n-th allocation fails: gives 0 and sends nothing.
-    template <typename Call> void expect_failure(int nth, Call call, const std::string &trace)
+    // A call that there is no memory for: gives 0 and sends nothing.
+    template <typename Call>
+    void expect_failure(const Allocation &what, Call call, const std::string &trace)
     {
         unlink(kTraceFile);
         // Bound only now: nothing of the start is in its socket.
         Peer wan_manager(kWanManagerSocket);
-        memory().fail_nth_of_this_thread(nth);
-        EXPECT_EQ(call(), 0U) << nth;
+        memory().fail_of_this_thread(what);
+        EXPECT_EQ(call(), 0U) << what.name;
         memory().fail_nth_of_this_thread(0);
-        EXPECT_EQ(trace_text(), trace) << nth;
-        EXPECT_TRUE(wan_manager.has_nothing()) << nth;
+        EXPECT_EQ(trace_text(), trace) << what.name;
+        EXPECT_TRUE(wan_manager.has_nothing()) << what.name;
     }
 };
 
@@ -104,28 +105,28 @@ TEST_F(SendTags, synchronous_request_takes_two_messages_and_frees_them_as_the_cl
 TEST_F(SendMemory, request_without_its_message_gives_0_and_a_trace_line)
 {
     expect_failure(
-        1, [] { return send_request(1, kId, kBody, 20); },
+        kMessage, [] { return send_request(1, kId, kBody, 20); },
         trace_entry("send_request", "Malloc memory failed.\n\n"));
 }
 
 TEST_F(SendMemory, notify_without_its_message_gives_0_and_a_trace_line)
 {
     expect_failure(
-        1, [] { return send_notify(kId, kBody, 20); },
+        kMessage, [] { return send_notify(kId, kBody, 20); },
         trace_entry("send_notify", "Malloc memory failed.\n\n"));
 }
 
 TEST_F(SendMemory, synchronous_request_without_either_message_gives_0_and_a_trace_line)
 {
     const std::string trace = trace_entry("send_request_syn", "Malloc memory failed.\n\n");
-    expect_failure(1, send_syn, trace);
-    expect_failure(2, send_syn, trace);
+    expect_failure(kMessage, send_syn, trace);
+    expect_failure(kMessage.number(2), send_syn, trace);
 }
 
 TEST_F(SendMemory, synchronous_request_that_cannot_wait_gives_0_without_a_trace_line)
 {
-    expect_failure(3, send_syn, "");
-    expect_failure(4, send_syn, "");
+    expect_failure(kWaiter, send_syn, "");
+    expect_failure(kWaiterNode, send_syn, "");
 }
 
 TEST_F(SendMemory, message_that_no_memory_could_hold_gives_0_and_a_trace_line)

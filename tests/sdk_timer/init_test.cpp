@@ -10,31 +10,6 @@ namespace init_test {
 
 using namespace testing_support;
 
-namespace {
-
-// What init_timer gives, and says, when its n-th allocation or list operation fails.
-struct Failure {
-    int32_t result;
-    const char *line;
-};
-
-class FailingInit : public testing::Test {
-protected:
-    // After a failure that was asked for: nothing is left, and the next attempt has all it needs.
-    void expect_failure_that_can_be_tried_again(const Failure &failure)
-    {
-        EXPECT_EQ(init_timer(), failure.result);
-        EXPECT_EQ(log_.lines(), Lines{from_timer(failure.line)});
-        EXPECT_EQ(memory().blocks_in_use(), 0U);
-        uint32_t words[2];
-        EXPECT_EQ(query_timer(words), TIMER_ERR_NOT_INIT);
-    }
-
-    ErrorLog log_;
-};
-
-} // namespace
-
 TEST(TimerInit, service_starts_without_timers)
 {
     EXPECT_EQ(init_timer(), TIMER_SUCCESS);
@@ -134,38 +109,36 @@ TEST(TimerInit, memory_belongs_to_the_timer_service_and_its_lists)
     EXPECT_EQ(owners, (std::multiset<uint32_t>{0x1000000, 0x1000000, 0x7000000, 0x7000000, 0x7000000}));
 }
 
-TEST_F(FailingInit, each_allocation_gives_its_code_and_line_and_can_be_tried_again)
+TEST(TimerInit, that_fails_gives_its_code_and_line_leaves_nothing_and_can_be_tried_again)
 {
-    const Failure failures[] = {
-        {TIMER_ERR_NOT_INIT, "create gp_timer_list error\n"},
-        {TIMER_ERR_NOT_INIT, "create timer header error\n"},
-        {TIMER_ERR_NOT_INIT, "create deleted list header error\n"},
-        {TIMER_ERR_INTERNAL, "init first timer node error\n"},
-        {TIMER_ERR_INTERNAL, "init first list node error\n"},
+    const struct {
+        std::function<void()> fail;
+        int32_t result;
+        const char *line;
+    } kFailures[] = {
+        {[] { memory().fail(kTimerControl); }, TIMER_ERR_NOT_INIT, "create gp_timer_list error\n"},
+        {[] { memory().fail(kList); }, TIMER_ERR_NOT_INIT, "create timer header error\n"},
+        {[] { memory().fail(kList.number(2)); }, TIMER_ERR_NOT_INIT,
+         "create deleted list header error\n"},
+        {[] { memory().fail(kTimerEntry); }, TIMER_ERR_INTERNAL, "init first timer node error\n"},
+        {[] { memory().fail(kTimerNode); }, TIMER_ERR_INTERNAL, "init first list node error\n"},
+        {[] { calls::lc_list_add_at_head.fail_nth(1); }, TIMER_ERR_INTERNAL,
+         "add first list node error\n"},
+        {[] { calls::lc_pthread_create.fail_nth(1); }, TIMER_ERR_THREAD, "create thread failed.\n"},
     };
-    int nth = 0;
-    for (const Failure &failure : failures) {
-        memory().fail_nth(++nth);
-        expect_failure_that_can_be_tried_again(failure);
+    ErrorLog log;
+    for (const auto &[fail, result, line] : kFailures) {
+        fail();
+        EXPECT_EQ(init_timer(), result) << line;
+        EXPECT_EQ(log.lines(), Lines{from_timer(line)});
+        EXPECT_EQ(memory().blocks_in_use(), 0U) << line;
+        uint32_t words[2];
+        EXPECT_EQ(query_timer(words), TIMER_ERR_NOT_INIT);
     }
-    memory().fail_nth(++nth);
+    memory().take();
     EXPECT_EQ(init_timer(), TIMER_SUCCESS);
-    EXPECT_FALSE(memory().failed());
+    EXPECT_EQ(memory().take_allocations().size(), 5U) << "there is nothing more to allocate";
     EXPECT_EQ(counts(), Counts(0, 0));
-}
-
-TEST_F(FailingInit, head_that_cannot_be_linked_gives_minus_1)
-{
-    calls::lc_list_add_at_head.fail_nth(1);
-    expect_failure_that_can_be_tried_again({TIMER_ERR_INTERNAL, "add first list node error\n"});
-    EXPECT_EQ(init_timer(), TIMER_SUCCESS);
-}
-
-TEST_F(FailingInit, thread_that_cannot_be_started_gives_4)
-{
-    calls::lc_pthread_create.fail_nth(1);
-    expect_failure_that_can_be_tried_again({TIMER_ERR_THREAD, "create thread failed.\n"});
-    EXPECT_EQ(init_timer(), TIMER_SUCCESS);
     started(100, kOnce, 5);
     EXPECT_EQ(fired_in_ticks(2), (std::vector<Fired>{{}, {5}}));
 }

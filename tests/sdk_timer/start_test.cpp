@@ -255,9 +255,10 @@ TEST_F(TimerStart, memory_belongs_to_the_timer_service)
 TEST_F(TimerStart, each_failing_allocation_gives_minus_1_and_leaves_nothing_behind)
 {
     const size_t blocks = memory().blocks_in_use();
-    int nth = 0;
-    for (const char *line : {"init timer node error\n", "init list node error\n"}) {
-        memory().fail_nth(++nth);
+    const std::pair<Allocation, const char *> failures[] = {{kTimerEntry, "init timer node error\n"},
+                                                            {kTimerNode, "init list node error\n"}};
+    for (const auto &[what, line] : failures) {
+        memory().fail(what);
         ErrorLog log;
         timer descriptor = described(120);
         timer_id id = {1, 1};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "lc_mem.h"
+#include "support/allocations.h"
 #include "support/interpose.h"
 
 #include <gtest/gtest.h>
@@ -34,11 +35,14 @@ inline uint32_t current_thread_tag() { return static_cast<uint32_t>(gettid()) & 
 
 class CountedMemory {
 public:
-    // Fails the n-th allocation from now on, once; 0 fails none.
-    void fail_nth(int n) { fail_nth(n, kAnyThread); }
-    void fail_nth_of_this_thread(int n) { fail_nth(n, gettid()); }
+    // There will be no memory for this, once.
+    void fail(const Allocation &what) { arm(what, what.nth, kAnyThread); }
+    void fail_of_this_thread(const Allocation &what) { arm(what, what.nth, gettid()); }
+    // The same for the n-th allocation of this thread, or any, whatever it is; 0 fails none.
+    void fail_nth(int n) { arm(kAnything, n, kAnyThread); }
+    void fail_nth_of_this_thread(int n) { arm(kAnything, n, gettid()); }
 
-    // How many allocations have been asked for since, of the thread that is to fail.
+    // How many of what is to fail have been asked for since.
     int asked()
     {
         const std::lock_guard guard(mutex_);
@@ -87,7 +91,8 @@ public:
         static const auto real = next_definition<decltype(mem_malloc_ex)>("mem_malloc_ex");
         const std::lock_guard guard(mutex_);
         const pid_t thread = gettid();
-        if ((failing_thread_ == kAnyThread || failing_thread_ == thread) && fault_.fails()) {
+        if ((failing_thread_ == kAnyThread || failing_thread_ == thread) &&
+            (failing_.owner == kAnyOwner || failing_.is(owner, size)) && fault_.fails()) {
             return nullptr;
         }
         void *block = real(thread_tag, line, owner, size);
@@ -124,10 +129,13 @@ public:
 
 private:
     static constexpr pid_t kAnyThread = 0;
+    static constexpr uint32_t kAnyOwner = UINT32_MAX;
+    static constexpr Allocation kAnything = {"anything", kAnyOwner, 0, kAnySize};
 
-    void fail_nth(int n, pid_t thread)
+    void arm(const Allocation &what, int n, pid_t thread)
     {
         const std::lock_guard guard(mutex_);
+        failing_ = what;
         failing_thread_ = thread;
         fault_.fail_nth(n);
     }
@@ -141,6 +149,7 @@ private:
 
     std::mutex mutex_;
     Fault fault_;
+    Allocation failing_ = kAnything;
     pid_t failing_thread_ = kAnyThread;
     std::vector<MemoryCall> calls_;
     std::map<const void *, MemoryCall> in_use_;

@@ -40,7 +40,6 @@ struct ModemCalls {
     std::function<void()> before_open;
 
     ssize_t failed_write = -1; // how many bytes one that fails has written all the same
-    Fault trace;               // of opening the trace file, which counts apart from the ports
 
     int trace_file = -1;                  // its descriptor, which may be the number that a port had
     std::map<int, std::string> ports;     // open descriptors
@@ -83,8 +82,7 @@ inline const bool g_ports_are_taken_over = [] {
     calls::open.add([](auto &next, const char *path, int flags, mode_t mode) {
         const std::string text = path;
         if (text == kTraceFile && (flags & O_APPEND) != 0) {
-            g_modem.trace_file = g_modem.trace.fails() ? -1 : calls::open.real(path, flags, mode);
-            return g_modem.trace_file;
+            return g_modem.trace_file = calls::open.real(path, flags, mode);
         }
         if (text != kDataPort && text != kAtPort) {
             return calls::open.real(path, flags, mode);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "sdk_timer.h"
+#include "support/allocations.h"
 #include "support/calls.h"
 #include "support/library_calls.h"
 #include "support/tick_source.h"
@@ -109,6 +110,10 @@ struct TimerEntry {
     int32_t remaining;
     timer descriptor;
 };
+
+inline constexpr Allocation kTimerControl = {"control record", MEM_OWNER_TIMER, 1, kAnySize};
+inline constexpr Allocation kTimerEntry = of_size("timer", MEM_OWNER_TIMER, sizeof(TimerEntry));
+inline constexpr Allocation kTimerNode = of_size("node of a timer", MEM_OWNER_TIMER, sizeof(lc_list_node));
 
 inline const TimerEntry &entry_of(const lc_list_node *node)
 {
