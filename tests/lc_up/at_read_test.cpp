@@ -167,49 +167,4 @@ TEST_F(ReadingCommand, data_port_that_disappears_ends_it)
                                 entry("read AT PORT:/dev/ttyUSB3 failed"));
 }
 
-TEST_F(ReadingCommand, reply_that_fills_the_buffer_ends_with_it)
-{
-    const std::string reply(128, 'x');
-    EXPECT_EQ(result_of({reply}), -1);
-    EXPECT_EQ(take_trace(), entry("enter") + failure(kCommand, reply));
-    EXPECT_EQ(result_of({std::string(126, '.') + "OK"}), 0);
-}
-
-TEST_F(ReadingCommand, that_is_not_written_whole_is_not_waited_for)
-{
-    for (const int written : {-1, 0, 27}) {
-        calls::write.fail_nth(1);
-        g_modem.failed_write = written;
-        EXPECT_EQ(result_of({"OK"}), -1);
-        g_modem.script.clear();
-        EXPECT_EQ(take_steps(), joined({kStart, kLeave}));
-        EXPECT_EQ(take_trace(),
-                  entry("enter") + entry("write /dev/ttyUSB3 failed, need write:28 real write:" +
-                                         std::to_string(written)));
-    }
-}
-
-TEST_F(ReadingCommand, fails_at_once_and_without_a_pause_when_the_port_is_missing)
-{
-    unplug();
-    EXPECT_EQ(lc_at_snd(kCommand), -1);
-    EXPECT_EQ(take_steps(), Steps{"open at: fails"});
-    EXPECT_EQ(take_trace(), entry("enter") + entry("open /dev/ttyUSB3 error"));
-}
-
-TEST_F(ReadingCommand, descriptor_0_is_used_and_not_closed)
-{
-    close(0);
-    EXPECT_EQ(result_of({"OK"}), 0);
-    EXPECT_EQ(take_steps(), joined({kStart, kRead, {"sleep 10 s"}}));
-    EXPECT_TRUE(g_modem.is_open(0));
-}
-
-TEST_F(ReadingCommand, port_is_closed_each_time)
-{
-    EXPECT_EQ(result_of({"OK"}), 0);
-    EXPECT_EQ(result_of({"ERROR"}), -1);
-    EXPECT_TRUE(g_modem.ports.empty());
-}
-
 } // namespace at_read_test

@@ -70,13 +70,6 @@ TEST_F(WaitingCommand, fails_without_ok_and_tells_the_reply)
     }
 }
 
-TEST_F(WaitingCommand, reply_that_fills_the_buffer_ends_with_it)
-{
-    const std::string reply(128, 'x');
-    EXPECT_EQ(result_of(reply), -1);
-    EXPECT_EQ(take_trace(), traced(std::string("result of ") + kCommand + " error:" + reply));
-}
-
 TEST_F(WaitingCommand, zero_byte_ends_the_reply)
 {
     EXPECT_EQ(result_of(std::string("NO\0OK", 5)), -1);
@@ -100,48 +93,12 @@ TEST_F(WaitingCommand, fails_when_reading_fails)
     EXPECT_EQ(take_trace(), traced(std::string("result length of ") + kCommand + " error"));
 }
 
-TEST_F(WaitingCommand, that_is_not_written_whole_is_not_waited_for)
-{
-    for (const int written : {-1, 0, 28}) {
-        calls::write.fail_nth(1);
-        g_modem.failed_write = written;
-        EXPECT_EQ(result_of("OK"), -1);
-        g_modem.script.clear();
-        EXPECT_EQ(take_steps(), joined({kOpenAt, {"write 29 to at"}, kLeave}));
-        EXPECT_EQ(take_trace(), traced("write /dev/ttyUSB3 failed, need write:29 real write:" +
-                                       std::to_string(written)));
-    }
-}
-
-TEST_F(WaitingCommand, fails_at_once_and_without_a_pause_when_the_port_is_missing)
-{
-    unplug();
-    EXPECT_EQ(lc_at_snd_wait(kCommand), -1);
-    EXPECT_EQ(take_steps(), Steps{"open at: fails"});
-    EXPECT_EQ(take_trace(), traced("open /dev/ttyUSB3 error"));
-}
-
 TEST_F(WaitingCommand, port_that_refuses_its_settings_is_used_all_the_same)
 {
     calls::tcflush.fail_nth(1);
     calls::tcsetattr.fail_nth(1);
     EXPECT_EQ(result_of("OK"), 0);
     EXPECT_EQ(take_steps(), joined({kCommandSteps, kLeave}));
-}
-
-TEST_F(WaitingCommand, descriptor_0_is_used_and_not_closed)
-{
-    close(0);
-    EXPECT_EQ(result_of("OK"), 0);
-    EXPECT_EQ(take_steps(), joined({kCommandSteps, {"sleep 10 s"}}));
-    EXPECT_TRUE(g_modem.is_open(0));
-}
-
-TEST_F(WaitingCommand, port_is_closed_each_time)
-{
-    EXPECT_EQ(result_of("OK"), 0);
-    EXPECT_EQ(result_of("ERROR"), -1);
-    EXPECT_TRUE(g_modem.ports.empty());
 }
 
 } // namespace at_wait_test
