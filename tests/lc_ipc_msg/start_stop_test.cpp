@@ -168,7 +168,8 @@ TEST(Start, the_endpoint_is_running_before_the_starting_call_returns)
 
 TEST(Start, signal_that_was_blocked_before_is_left_to_its_waiter)
 {
-    expect_signal_is_left_to_its_waiter([] { ASSERT_EQ(start_mm(), IPC_SUCCESS); });
+    expect_signal_is_left_to_its_waiter([] { ASSERT_EQ(start_mm(), IPC_SUCCESS); },
+                                        [] { deliver(Peer(), kMmName, datagram({0, 10, 0, 0})); });
     ipc_msg_fin();
 }
 

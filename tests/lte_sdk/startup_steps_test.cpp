@@ -1,27 +1,20 @@
 // The steps of start-up and shut-down: what is called with what, in order, and what a failure leaves
 // out.
-#include "lc_ipc_mq.h"
-#include "lc_ipc_msg.h"
-#include "lc_nv.h"
 #include "support/client.h"
+#include "support/library_calls.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+namespace startup_steps_test {
+
 using namespace testing_support;
 
 namespace {
 
 using Steps = std::vector<std::string>;
-
-Steps g_steps;
-uint32_t g_store_result = 0;
-uint32_t g_queue_result = 0;
-uint32_t g_endpoint_result = 0;
-ipc_msg_handler_fn g_handler = nullptr;
-lc_list_node g_queue_node = {};
 
 const char *given(const void *pointer) { return pointer == nullptr ? "none" : "given"; }
 
@@ -39,6 +32,52 @@ Steps first(size_t count)
     return {all.begin(), all.begin() + static_cast<Steps::difference_type>(count)};
 }
 
+// None of the steps is really taken.
+class StartupSteps : public testing::Test {
+protected:
+    Steps steps_;
+    uint32_t store_result_ = 0;
+    uint32_t queue_result_ = 0;
+    uint32_t endpoint_result_ = 0;
+    ipc_msg_handler_fn handler_ = nullptr;
+
+private:
+    lc_list_node queue_node_ = {};
+    const Hooked store_{calls::nvmram_init, [this](auto &) {
+                            steps_.emplace_back("nvmram_init");
+                            return store_result_;
+                        }};
+    const Hooked queues_{calls::ipc_mq_init, [this](auto &) { steps_.emplace_back("ipc_mq_init"); }};
+    const Hooked queue_{calls::ipc_mq_create, [this](auto &, uint32_t capacity, mq_cb *cb) {
+                            steps_.push_back("ipc_mq_create " + std::to_string(capacity));
+                            *cb = &queue_node_;
+                            return queue_result_;
+                        }};
+    const Hooked endpoint_{
+        calls::ipc_msg_init, [this](auto &, uint32_t module_id, mq_cb cb, ipc_msg_handler_fn handler,
+                                    ipc_reg_check_fn reg_check, uint32_t per_process) {
+            handler_ = handler;
+            steps_.push_back("ipc_msg_init module " + std::to_string(module_id) + ", queue " +
+                             given(cb) + ", handler " + given(reinterpret_cast<const void *>(handler)) +
+                             ", check " + given(reinterpret_cast<const void *>(reg_check)) +
+                             ", per process " + std::to_string(per_process));
+            return endpoint_result_;
+        }};
+    const Hooked registration_{
+        calls::ipc_register_notify,
+        [this](auto &, const ipc_addr *address, uint32_t notify_id, uint32_t timeout) {
+            char text[128];
+            snprintf(text, sizeof(text), "ipc_register_notify %u:%s %x %u", address->priority,
+                     address->sock.sun_path + 1, notify_id, timeout);
+            steps_.emplace_back(text);
+            return IPC_ERR_TIMEOUT;
+        }};
+    const Hooked end_{calls::ipc_msg_fin, [this](auto &) { steps_.emplace_back("ipc_msg_fin"); }};
+    const Hooked queues_end_{calls::ipc_mq_destroy,
+                             [this](auto &) { steps_.emplace_back("ipc_mq_destroy"); }};
+};
+using ShutdownSteps = StartupSteps;
+
 uint32_t g_events = 0;
 
 uint32_t count_event(const lct_event *)
@@ -49,99 +88,62 @@ uint32_t count_event(const lct_event *)
 
 } // namespace
 
-uint32_t nvmram_init()
-{
-    g_steps.emplace_back("nvmram_init");
-    return g_store_result;
-}
-
-void ipc_mq_init() { g_steps.emplace_back("ipc_mq_init"); }
-
-uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb)
-{
-    g_steps.push_back("ipc_mq_create " + std::to_string(capacity));
-    *cb = &g_queue_node;
-    return g_queue_result;
-}
-
-uint32_t ipc_msg_init(uint32_t module_id, mq_cb cb, ipc_msg_handler_fn msg_handler,
-                      ipc_reg_check_fn reg_check, uint32_t per_process)
-{
-    g_handler = msg_handler;
-    g_steps.push_back("ipc_msg_init module " + std::to_string(module_id) + ", queue " + given(cb) +
-                      ", handler " + given(reinterpret_cast<const void *>(msg_handler)) + ", check " +
-                      given(reinterpret_cast<const void *>(reg_check)) + ", per process " +
-                      std::to_string(per_process));
-    return g_endpoint_result;
-}
-
-uint32_t ipc_register_notify(const ipc_addr *dest_addr, uint32_t notify_id, uint32_t timeout)
-{
-    char text[128];
-    snprintf(text, sizeof(text), "ipc_register_notify %u:%s %x %u", dest_addr->priority,
-             dest_addr->sock.sun_path + 1, notify_id, timeout);
-    g_steps.emplace_back(text);
-    return IPC_ERR_TIMEOUT;
-}
-
-void ipc_msg_fin() { g_steps.emplace_back("ipc_msg_fin"); }
-
-void ipc_mq_destroy() { g_steps.emplace_back("ipc_mq_destroy"); }
-
-TEST(StartupSteps, run_in_order_and_do_not_look_at_the_registrations_results)
+TEST_F(StartupSteps, run_in_order_and_do_not_look_at_the_registrations_results)
 {
     EXPECT_EQ(lct_module_init(&kClientConfig), 0);
-    EXPECT_EQ(g_steps, first(7));
+    EXPECT_EQ(steps_, first(7));
     EXPECT_EQ(trace_text(), "");
 }
 
-TEST(StartupSteps, endpoint_gets_the_dispatcher_as_its_handler)
+TEST_F(StartupSteps, endpoint_gets_the_dispatcher_as_its_handler)
 {
     lct_config config = {};
     config.callback = count_event;
     ASSERT_EQ(lct_module_init(&config), 0);
     ipc_msg_hdr message = {IPC_MSG_TYPE_ASYNC, WM_MSG_IFACE_STATUS_NOTIFY, 0, 0};
-    EXPECT_EQ(g_handler(&message, 0), 1U);
+    EXPECT_EQ(handler_(&message, 0), 1U);
     EXPECT_EQ(g_events, 1U);
 }
 
-TEST(StartupSteps, null_configuration_stops_before_the_first)
+TEST_F(StartupSteps, null_configuration_stops_before_the_first)
 {
     EXPECT_EQ(lct_module_init(nullptr), -1);
-    EXPECT_EQ(g_steps, Steps());
+    EXPECT_EQ(steps_, Steps());
 }
 
-TEST(StartupSteps, failed_store_gives_minus_1_and_stops)
+TEST_F(StartupSteps, failed_store_gives_minus_1_and_stops)
 {
-    g_store_result = 5;
+    store_result_ = 5;
     EXPECT_EQ(lct_module_init(&kClientConfig), -1);
-    EXPECT_EQ(g_steps, first(1));
+    EXPECT_EQ(steps_, first(1));
     EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "init radom nv failed\n\n"));
 }
 
-TEST(StartupSteps, failed_queue_gives_minus_1_and_stops)
+TEST_F(StartupSteps, failed_queue_gives_minus_1_and_stops)
 {
-    g_queue_result = 11;
+    queue_result_ = 11;
     EXPECT_EQ(lct_module_init(&kClientConfig), -1);
-    EXPECT_EQ(g_steps, first(3));
+    EXPECT_EQ(steps_, first(3));
     EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "ipc_mq_create err\n\n"));
 }
 
-TEST(StartupSteps, failed_endpoint_gives_its_code_and_undoes_nothing)
+TEST_F(StartupSteps, failed_endpoint_gives_its_code_and_undoes_nothing)
 {
     for (const uint32_t code : {1U, 11U}) {
-        g_steps.clear();
+        steps_.clear();
         unlink(kTraceFile);
-        g_endpoint_result = code;
+        endpoint_result_ = code;
         EXPECT_EQ(lct_module_init(&kClientConfig), static_cast<int32_t>(code));
-        EXPECT_EQ(g_steps, first(4));
+        EXPECT_EQ(steps_, first(4));
         EXPECT_EQ(trace_text(), trace_entry("lct_module_init",
                                             "ipc init failled, ret=" + std::to_string(code) + "\n\n"));
     }
 }
 
-TEST(ShutdownSteps, end_the_endpoint_before_the_queues)
+TEST_F(ShutdownSteps, end_the_endpoint_before_the_queues)
 {
     EXPECT_EQ(lct_module_fin(), 0);
-    EXPECT_EQ(g_steps, (Steps{"ipc_msg_fin", "ipc_mq_destroy"}));
+    EXPECT_EQ(steps_, (Steps{"ipc_msg_fin", "ipc_mq_destroy"}));
 }
+
+} // namespace startup_steps_test

@@ -28,7 +28,8 @@ TEST(TimerInit, thread_has_default_attributes)
 
 TEST(TimerInit, signal_that_was_blocked_before_is_left_to_its_waiter)
 {
-    expect_signal_is_left_to_its_waiter([] { ASSERT_EQ(init_timer(), TIMER_SUCCESS); });
+    expect_signal_is_left_to_its_waiter([] { ASSERT_EQ(init_timer(), TIMER_SUCCESS); },
+                                        [] { EXPECT_TRUE(ticks().pass()); });
 }
 
 TEST(TimerInit, signal_that_is_blocked_afterwards_is_taken_by_the_services_thread)

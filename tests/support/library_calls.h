@@ -2,9 +2,11 @@
 // shared library, whose calls among its families they are.
 #pragma once
 
+#include "lc_ipc_mq.h"
 #include "lc_ipc_msg.h"
 #include "lc_list.h"
 #include "lc_network.h"
+#include "lc_nv.h"
 #include "lc_pthread.h"
 #include "sdk_timer.h"
 #include "support/interpose.h"
@@ -35,6 +37,18 @@ TAKE_OVER(lc_pthread_cond_timedwait, EINVAL, int,
 TAKE_OVER(lc_pthread_cond_signal, EINVAL, int, (pthread_cond_t * cond), (cond))
 TAKE_OVER(lc_pthread_cond_broadcast, EINVAL, int, (pthread_cond_t * cond), (cond))
 
+TAKE_OVER(ipc_mq_init, nullptr, void, (), ())
+TAKE_OVER(ipc_mq_create, IPC_ERR_RESOURCE, uint32_t, (uint32_t capacity, mq_cb *cb), (capacity, cb))
+TAKE_OVER(ipc_mq_destroy, nullptr, void, (), ())
+TAKE_OVER(ipc_msg_init, IPC_ERR_RESOURCE, uint32_t,
+          (uint32_t module_id, mq_cb cb, ipc_msg_handler_fn msg_handler, ipc_reg_check_fn reg_check,
+           uint32_t per_process),
+          (module_id, cb, msg_handler, reg_check, per_process))
+TAKE_OVER(ipc_msg_fin, nullptr, void, (), ())
+TAKE_OVER(ipc_register_notify, IPC_ERR_SOCKET, uint32_t,
+          (const ipc_addr *dest_addr, uint32_t notify_id, uint32_t timeout),
+          (dest_addr, notify_id, timeout))
+TAKE_OVER(nvmram_init, NV_ERR_SYSTEM, uint32_t, (), ())
 TAKE_OVER(ipc_msg_send_syn, IPC_ERR_SOCKET, uint32_t,
            (const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len, uint32_t timeout,
             void *out_buff, uint32_t *out_len),

@@ -32,14 +32,16 @@ inline void handle_user_signal()
     sigaction(SIGUSR1, &action, nullptr);
 }
 
-// What a thread has blocked before it starts the library's is left for it to await.
-inline void expect_signal_is_left_to_its_waiter(const std::function<void()> &start)
+// What a thread has blocked before it starts the library's is left for it to await. round: has the library's thread
+// do something, behind which it would have taken the signal.
+inline void expect_signal_is_left_to_its_waiter(const std::function<void()> &start,
+                                                const std::function<void()> &round)
 {
     handle_user_signal();
     const sigset_t signals = block_user_signal();
     start();
     kill(getpid(), SIGUSR1);
-    usleep(50000); // in which a thread that may would have taken it
+    round();
     EXPECT_EQ(g_signalled, 0);
     const timespec at_once = {};
     EXPECT_EQ(sigtimedwait(&signals, nullptr, &at_once), SIGUSR1);
