@@ -12,6 +12,8 @@
 #include <pthread.h>
 #include <sys/time.h>
 
+namespace send_limit_test {
+
 using namespace testing_support;
 
 namespace {
@@ -596,3 +598,5 @@ TEST(StoppedModule, holds_up_nobody_longer_than_the_limit)
     module.go_on();
     EXPECT_EQ(result.get(), IPC_SUCCESS);
 }
+
+} // namespace send_limit_test

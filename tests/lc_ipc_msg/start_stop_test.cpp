@@ -12,8 +12,6 @@
 #include <sys/resource.h>
 #include <utility>
 
-using namespace testing_support;
-
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define UNDER_SANITIZER 1
 #elif defined(__has_feature)
@@ -21,6 +19,10 @@ using namespace testing_support;
 #define UNDER_SANITIZER 1
 #endif
 #endif
+
+namespace start_stop_test {
+
+using namespace testing_support;
 
 namespace {
 
@@ -350,3 +352,5 @@ TEST(StartStop, a_thousand_cycles_leave_no_descriptor_thread_or_byte)
 #endif
     EXPECT_TRUE(gives_back(before));
 }
+
+} // namespace start_stop_test
