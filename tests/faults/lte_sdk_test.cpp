@@ -194,8 +194,9 @@ const Lines kHeard = {"WM_MSG_LINK_STATUS_NOTIFY",
 std::string events_after(uint32_t msg_id, const std::vector<uint8_t> &body)
 {
     g_events = 0;
-    g_wan_manager->send(testing_support::abstract_address(testing_support::client_socket_name(getpid())),
-                        {IPC_MSG_TYPE_ASYNC, msg_id, 0, 0}, body);
+    g_wan_manager->send(
+        testing_support::abstract_address(testing_support::client_socket_name(getpid())),
+        {IPC_MSG_TYPE_ASYNC, msg_id, 0, 0}, body);
     rests();
     return shown(g_events.load()) + " events";
 }

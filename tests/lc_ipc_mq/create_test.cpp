@@ -9,7 +9,8 @@ using namespace testing_support;
 
 namespace {
 
-// The list of the queues, which is made with the first; then the record, its list of messages and the node.
+// The list of the queues, which is made with the first; then the record, its list of messages and the
+// node.
 const Allocation kAllocations[] = {kList, kQueue, kList.number(2), kQueueNode};
 
 } // namespace

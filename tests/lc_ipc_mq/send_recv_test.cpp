@@ -142,9 +142,8 @@ TEST(Queue, send_without_memory_or_list_returns_11_frees_its_node_and_the_caller
     for (const bool has_memory : {false, true}) {
         has_memory ? calls::lc_list_add_at_tail.fail_nth(1) : memory().fail(kQueueNode);
         EXPECT_EQ(ipc_mq_send(cb, kept.get(), 0, 0), IPC_ERR_RESOURCE);
-        EXPECT_EQ(log.lines(),
-                  Lines{from_mq(has_memory ? "Add to list mgt->mq_head failed! sret=1\n"
-                                           : "Assign memory failed!\n")});
+        EXPECT_EQ(log.lines(), Lines{from_mq(has_memory ? "Add to list mgt->mq_head failed! sret=1\n"
+                                                        : "Assign memory failed!\n")});
         EXPECT_EQ(memory().blocks_in_use(), blocks);
         EXPECT_EQ(queued(), 0U);
         EXPECT_EQ(put(cb, 11), IPC_SUCCESS);

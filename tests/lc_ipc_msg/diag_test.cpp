@@ -1,9 +1,9 @@
 // Reading the endpoint's socket on the caller's thread instead of the receive thread.
 
+#include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/call_notes.h"
 
 #include <set>
 

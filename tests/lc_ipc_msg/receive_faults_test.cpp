@@ -1,9 +1,9 @@
 // What tests/faults does not see of the receive thread's steps and their failures.
 
+#include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/call_notes.h"
 
 namespace receive_faults_test {
 

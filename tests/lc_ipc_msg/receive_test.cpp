@@ -1,9 +1,9 @@
 // The handling of each kind of datagram.
 
+#include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/call_notes.h"
 
 #include <mutex>
 

@@ -1,11 +1,11 @@
 // The publisher's side: register and deregister requests, and the fan-out. Subscribers are bare
 // sockets.
 
+#include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
 #include "support/library_calls.h"
-#include "support/call_notes.h"
 
 #include <atomic>
 #include <thread>

@@ -1,10 +1,10 @@
 // Sends to sockets that are full, with a limit.
 
+#include "support/call_notes.h"
 #include "support/child_process.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/call_notes.h"
 #include "support/waits.h"
 
 #include <csignal>
@@ -284,9 +284,9 @@ TEST_F(SendLimit, a_wait_for_which_there_is_no_socket_tries_again_from_time_to_t
             errno = EACCES;
             return -1;
         };
-        const std::unique_ptr<Hooked> refused =
-            connects ? std::make_unique<Hooked>(calls::socket, refuse)
-                     : std::make_unique<Hooked>(calls::connect, refuse);
+        const std::unique_ptr<Hooked> refused = connects
+                                                    ? std::make_unique<Hooked>(calls::socket, refuse)
+                                                    : std::make_unique<Hooked>(calls::connect, refuse);
         take_sent();
         std::future<uint32_t> result = begin_waiting([] { return tell(); });
         peer.receive();

@@ -1,10 +1,10 @@
 #include "lc_pthread.h"
+#include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
 #include "support/library_calls.h"
 #include "support/signals.h"
-#include "support/call_notes.h"
 
 #include <fcntl.h>
 #include <future>
@@ -105,10 +105,11 @@ TEST(Start, client_modules_bind_a_name_of_their_process_even_without_asking)
 TEST(Start, opens_one_datagram_socket_and_binds_the_whole_address)
 {
     bool had_attributes = true;
-    const Hooked noted(calls::lc_pthread_create, [&](auto &next, auto *thread, auto *attributes, auto... rest) {
-        had_attributes = attributes != nullptr;
-        return next(thread, attributes, rest...);
-    });
+    const Hooked noted(calls::lc_pthread_create,
+                       [&](auto &next, auto *thread, auto *attributes, auto... rest) {
+                           had_attributes = attributes != nullptr;
+                           return next(thread, attributes, rest...);
+                       });
     ASSERT_EQ(start_mm(), IPC_SUCCESS);
     EXPECT_EQ(notes().socket_domain, AF_UNIX);
     EXPECT_EQ(notes().socket_type, SOCK_DGRAM);
@@ -171,7 +172,9 @@ TEST(Start, the_endpoint_is_running_before_the_starting_call_returns)
 TEST(Start, signal_that_was_blocked_before_is_left_to_its_waiter)
 {
     expect_signal_is_left_to_its_waiter([] { ASSERT_EQ(start_mm(), IPC_SUCCESS); },
-                                        [] { deliver(Peer(), kMmName, datagram({0, 10, 0, 0})); });
+                                        [] {
+                                            deliver(Peer(), kMmName, datagram({0, 10, 0, 0}));
+                                        });
     ipc_msg_fin();
 }
 
@@ -240,8 +243,7 @@ TEST(Start, with_a_name_in_use_gives_11_until_its_owner_is_gone)
 
 TEST(Start, a_name_of_shorter_length_is_another_name)
 {
-    const Peer owner(abstract_address(kMmName),
-                        offsetof(sockaddr_un, sun_path) + 1 + strlen(kMmName));
+    const Peer owner(abstract_address(kMmName), offsetof(sockaddr_un, sun_path) + 1 + strlen(kMmName));
     EXPECT_EQ(start_mm(), IPC_SUCCESS);
     ipc_msg_fin();
 }

@@ -1,9 +1,9 @@
 // The subscriber's side of the registry. The publisher is a bare socket.
 
+#include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
-#include "support/call_notes.h"
 
 #include <thread>
 

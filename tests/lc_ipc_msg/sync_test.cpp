@@ -1,10 +1,10 @@
 // Synchronous requests. The serving side is a bare socket.
 
+#include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
 #include "support/error_log.h"
 #include "support/library_calls.h"
-#include "support/call_notes.h"
 #include "support/waits.h"
 
 #include <algorithm>

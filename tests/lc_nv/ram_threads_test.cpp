@@ -177,7 +177,9 @@ TEST_F(RamThreads, nobody_is_woken_when_nobody_waits)
 {
     EXPECT_EQ(write_parameter("a", "value"), 0U);
     EXPECT_EQ(read_parameter("a"), found("value"));
-    EXPECT_EQ(calls::lc_pthread_cond_signal.made + calls::lc_pthread_cond_broadcast.made + calls::lc_pthread_cond_wait.made, 0);
+    EXPECT_EQ(calls::lc_pthread_cond_signal.made + calls::lc_pthread_cond_broadcast.made +
+                  calls::lc_pthread_cond_wait.made,
+              0);
 }
 
 TEST_F(RamThreads, deadlock_of_processes_that_is_none_of_threads_is_waited_out)

@@ -169,9 +169,8 @@ INSTANTIATE_TEST_SUITE_P(Strict, RequestNotStarted, testing::ValuesIn(kStrictRow
 TEST_P(Request, sends_its_header_and_body)
 {
     const Row &row = GetParam();
-    AnsweringPeer wan_manager([&](Peer &peer, const WireMessage &request) {
-        peer.respond(request, answer_of(0, row.room));
-    });
+    AnsweringPeer wan_manager(
+        [&](Peer &peer, const WireMessage &request) { peer.respond(request, answer_of(0, row.room)); });
     EXPECT_EQ(row.call(), 0);
     const std::vector<WireMessage> &received = wan_manager.stop();
     ASSERT_EQ(received.size(), 1U);

@@ -96,9 +96,8 @@ TEST_F(SendTags, notify_takes_one_message_and_frees_it_as_the_clients)
 
 TEST_F(SendTags, synchronous_request_takes_two_messages_and_frees_them_as_the_clients)
 {
-    AnsweringPeer wan_manager([](Peer &peer, const WireMessage &request) {
-        peer.respond(request, bytes_of(uint32_t{0}));
-    });
+    AnsweringPeer wan_manager(
+        [](Peer &peer, const WireMessage &request) { peer.respond(request, bytes_of(uint32_t{0})); });
     EXPECT_EQ(messages_of(send_syn), (std::vector<size_t>{24, 36}));
 }
 

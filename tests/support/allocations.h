@@ -1,5 +1,5 @@
-// The names of what the library allocates, by owner and size: a test says what there is no memory for, whatever else is
-// allocated before it. nth tells apart what has the same owner and size.
+// The names of what the library allocates, by owner and size: a test says what there is no memory for,
+// whatever else is allocated before it. nth tells apart what has the same owner and size.
 #pragma once
 
 #include "lc_ipc_msg.h"
@@ -36,7 +36,8 @@ inline constexpr size_t kAnySize = SIZE_MAX;
 inline constexpr Allocation kList = of_size("list", MEM_OWNER_LIST, sizeof(lc_list));
 
 // ---- Queues ----
-inline constexpr Allocation kQueueNode = of_size("node of a queue", MEM_OWNER_IPC, sizeof(lc_list_node));
+inline constexpr Allocation kQueueNode =
+    of_size("node of a queue", MEM_OWNER_IPC, sizeof(lc_list_node));
 inline constexpr Allocation kQueue = {"queue", MEM_OWNER_IPC, sizeof(lc_list_node) + 1, kAnySize};
 
 // ---- The endpoint ----
@@ -45,7 +46,8 @@ inline constexpr Allocation kThreadArguments = {"arguments of the receive thread
 inline constexpr Allocation kDatagram = of_size("buffer of a datagram", MEM_OWNER_IPC_SYNC, 1024);
 inline constexpr Allocation kReceivedMessage = {"received message", MEM_OWNER_IPC_SYNC,
                                                 sizeof(ipc_msg_hdr) + sizeof(ipc_addr), 1023};
-inline constexpr Allocation kMessage = {"message to send", MEM_OWNER_IPC, sizeof(ipc_msg_hdr), kAnySize};
+inline constexpr Allocation kMessage = {"message to send", MEM_OWNER_IPC, sizeof(ipc_msg_hdr),
+                                        kAnySize};
 
 // What waits for a response.
 inline constexpr Allocation kWaiter = {"waiter", MEM_OWNER_IPC_SYNC, sizeof(lc_list_node) + 1, 1023};

@@ -1,4 +1,5 @@
-// What the library asked the system for, about sockets and interfaces: the arguments of the last call of each kind.
+// What the library asked the system for, about sockets and interfaces: the arguments of the last call
+// of each kind.
 #pragma once
 
 #include "support/bytes.h"
@@ -30,7 +31,8 @@ struct CallNotes {
     int socket_protocol = -1;
     int last_socket = -1; // what the library was given
     socklen_t bind_size = 0;
-    bool closed_on_exec = false; // the socket whose options were set or that an interface was asked about by
+    bool closed_on_exec =
+        false; // the socket whose options were set or that an interface was asked about by
     int option_level = 0;
     int option = 0;
     int option_value = 0;
@@ -62,16 +64,16 @@ public:
             note(0, [=](CallNotes &notes) { notes.bind_size = size; });
             return next(fd, address, size);
         });
-        calls::setsockopt.add([this](auto &next, int fd, int level, int option, const void *value,
-                                     socklen_t size) {
-            note(0, [=](CallNotes &notes) {
-                notes.closed_on_exec = is_closed_on_exec(fd);
-                notes.option_level = level;
-                notes.option = option;
-                notes.option_value = size == sizeof(int) ? *static_cast<const int *>(value) : -1;
+        calls::setsockopt.add(
+            [this](auto &next, int fd, int level, int option, const void *value, socklen_t size) {
+                note(0, [=](CallNotes &notes) {
+                    notes.closed_on_exec = is_closed_on_exec(fd);
+                    notes.option_level = level;
+                    notes.option = option;
+                    notes.option_value = size == sizeof(int) ? *static_cast<const int *>(value) : -1;
+                });
+                return next(fd, level, option, value, size);
             });
-            return next(fd, level, option, value, size);
-        });
         calls::sendto.add([this](auto &next, int fd, const void *bytes, size_t size, int flags,
                                  const sockaddr *address, socklen_t address_size) {
             note(0, [=](CallNotes &notes) {

@@ -1,5 +1,5 @@
-// The calls of libc that tests take over, each at its only place. For programs that are linked with the shared library;
-// without a hook or a fault they do what they always do.
+// The calls of libc that tests take over, each at its only place. For programs that are linked with the
+// shared library; without a hook or a fault they do what they always do.
 #pragma once
 
 #include "support/interpose.h"
@@ -19,21 +19,21 @@ TAKE_OVER(bind, -1, int, (int fd, const sockaddr *address, socklen_t size), (fd,
 TAKE_OVER(connect, -1, int, (int fd, const sockaddr *address, socklen_t size), (fd, address, size))
 TAKE_OVER(listen, -1, int, (int fd, int backlog), (fd, backlog))
 TAKE_OVER(setsockopt, -1, int, (int fd, int level, int option, const void *value, socklen_t size),
-           (fd, level, option, value, size))
+          (fd, level, option, value, size))
 TAKE_OVER(sendto, -1, ssize_t,
-           (int fd, const void *bytes, size_t size, int flags, const sockaddr *address,
-            socklen_t address_size),
-           (fd, bytes, size, flags, address, address_size))
+          (int fd, const void *bytes, size_t size, int flags, const sockaddr *address,
+           socklen_t address_size),
+          (fd, bytes, size, flags, address, address_size))
 TAKE_OVER(recvfrom, -1, ssize_t,
-           (int fd, void *bytes, size_t size, int flags, sockaddr *address, socklen_t *address_size),
-           (fd, bytes, size, flags, address, address_size))
+          (int fd, void *bytes, size_t size, int flags, sockaddr *address, socklen_t *address_size),
+          (fd, bytes, size, flags, address, address_size))
 TAKE_OVER(recv, -1, ssize_t, (int fd, void *bytes, size_t size, int flags), (fd, bytes, size, flags))
 TAKE_OVER(if_nametoindex, 0, unsigned, (const char *name), (name))
 
 // ---- Waiting, and the time ----
 TAKE_OVER(select, -1, int,
-           (int count, fd_set *readable, fd_set *writable, fd_set *exceptional, timeval *timeout),
-           (count, readable, writable, exceptional, timeout))
+          (int count, fd_set *readable, fd_set *writable, fd_set *exceptional, timeval *timeout),
+          (count, readable, writable, exceptional, timeout))
 TAKE_OVER(poll, -1, int, (pollfd * polled, nfds_t count, int timeout), (polled, count, timeout))
 TAKE_OVER(usleep, -1, int, (useconds_t microseconds), (microseconds))
 TAKE_OVER(sleep, 0, unsigned, (unsigned seconds), (seconds))

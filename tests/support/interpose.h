@@ -1,6 +1,7 @@
-// Taking over a call that the shared library makes: the test program defines the function itself, and hooks decide
-// what becomes of each call. The functions that tests take over are defined in calls.h and library_calls.h; no other
-// place defines one of them, so that all headers of this folder can be included in one program.
+// Taking over a call that the shared library makes: the test program defines the function itself, and
+// hooks decide what becomes of each call. The functions that tests take over are defined in calls.h and
+// library_calls.h; no other place defines one of them, so that all headers of this folder can be
+// included in one program.
 #pragma once
 
 #include <atomic>
@@ -55,8 +56,9 @@ private:
     std::atomic<int> error_{0};
 };
 
-// A function that is taken over. A call of it goes through the hooks, the youngest first, then through the fault, to
-// the real function. Needs neither construction nor destruction at run time: calls come before and after both.
+// A function that is taken over. A call of it goes through the hooks, the youngest first, then through
+// the fault, to the real function. Needs neither construction nor destruction at run time: calls come
+// before and after both.
 template <typename> class TakenOver;
 template <typename Result, typename... Arguments> class TakenOver<Result(Arguments...)> : public Fault {
     struct Link;
@@ -138,7 +140,8 @@ private:
 class Hooked {
 public:
     template <typename Function>
-    Hooked(TakenOver<Function> &call, typename TakenOver<Function>::Hook hook) : active_(call.add(std::move(hook)))
+    Hooked(TakenOver<Function> &call, typename TakenOver<Function>::Hook hook)
+        : active_(call.add(std::move(hook)))
     {
     }
     ~Hooked() { active_ = false; }
@@ -155,16 +158,17 @@ private:
 // the linker keeps one of the definitions.
 #define TAKES_OVER [[gnu::weak]]
 
-// Takes over a function under the linker's name for it, which may differ from the headers'. `failure` is what a call
-// that fails gives. Weak, since each source file of a program may include the definition.
+// Takes over a function under the linker's name for it, which may differ from the headers'. `failure`
+// is what a call that fails gives. Weak, since each source file of a program may include the
+// definition.
 #define TAKE_OVER_AS(name, symbol, failure, Result, parameters, arguments) \
-    namespace testing_support::calls {                                      \
-    inline constinit TakenOver<Result parameters> name{symbol, failure};         \
-    }                                                                       \
-    extern "C" Result taken_##name parameters __asm__(symbol);              \
-    extern "C" [[gnu::weak]] Result taken_##name parameters                 \
-    {                                                                       \
-        return testing_support::calls::name arguments;                      \
+    namespace testing_support::calls {                                     \
+    inline constinit TakenOver<Result parameters> name{symbol, failure};   \
+    }                                                                      \
+    extern "C" Result taken_##name parameters __asm__(symbol);             \
+    extern "C" [[gnu::weak]] Result taken_##name parameters                \
+    {                                                                      \
+        return testing_support::calls::name arguments;                     \
     }
 
 #define TAKE_OVER(name, failure, Result, parameters, arguments) \

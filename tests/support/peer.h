@@ -1,5 +1,6 @@
-// A module of the router that does without the library: a datagram socket with the address of its choice, so that what
-// it sends and receives is the wire format itself. AnsweringPeer has a thread that answers. Every wait ends in time.
+// A module of the router that does without the library: a datagram socket with the address of its
+// choice, so that what it sends and receives is the wire format itself. AnsweringPeer has a thread that
+// answers. Every wait ends in time.
 #pragma once
 
 #include "support/messages.h"
@@ -160,8 +161,9 @@ private:
     socklen_t sender_size_ = 0;
 };
 
-// A peer, the WAN manager if no other, with a thread that answers every synchronous request: registrations with 0, the
-// rest as `answer` says (null: not at all). Keeps what it received, which may be read after stop.
+// A peer, the WAN manager if no other, with a thread that answers every synchronous request:
+// registrations with 0, the rest as `answer` says (null: not at all). Keeps what it received, which may
+// be read after stop.
 class AnsweringPeer {
 public:
     using Answer = std::function<void(Peer &, const WireMessage &)>;

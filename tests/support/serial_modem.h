@@ -2,8 +2,8 @@
 // is scripted, and no time passes. For programs that are linked with the shared library.
 #pragma once
 
-#include "support/child_process.h"
 #include "support/calls.h"
+#include "support/child_process.h"
 #include "support/trace_file.h"
 #include "support/upgrade_frames.h"
 

@@ -32,8 +32,8 @@ inline void handle_user_signal()
     sigaction(SIGUSR1, &action, nullptr);
 }
 
-// What a thread has blocked before it starts the library's is left for it to await. round: has the library's thread
-// do something, behind which it would have taken the signal.
+// What a thread has blocked before it starts the library's is left for it to await. round: has the
+// library's thread do something, behind which it would have taken the signal.
 inline void expect_signal_is_left_to_its_waiter(const std::function<void()> &start,
                                                 const std::function<void()> &round)
 {

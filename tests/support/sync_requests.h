@@ -42,8 +42,7 @@ template <typename Call> int32_t asking(AnsweringPeer::Answer answer, Call call)
 
 template <typename Call> int32_t answered(const Bytes &answer, Call call)
 {
-    return asking([&](Peer &peer, const WireMessage &request) { peer.respond(request, answer); },
-                  call);
+    return asking([&](Peer &peer, const WireMessage &request) { peer.respond(request, answer); }, call);
 }
 
 template <typename Call> int32_t timed_out(Call call)
@@ -70,8 +69,7 @@ inline const bool g_exchanges_are_noted = [] {
                                    void *answer, uint32_t *answer_size) {
         const uint32_t room = *answer_size;
         // A deadline drops the fraction of the current second, so that of 1 ms has passed already.
-        const uint32_t result =
-            next(to, request, size, g_impatient ? 1 : timeout, answer, answer_size);
+        const uint32_t result = next(to, request, size, g_impatient ? 1 : timeout, answer, answer_size);
         g_exchange = {timeout, room, result};
         return result;
     });

@@ -66,33 +66,35 @@ inline ServiceLists g_service_lists;
 
 inline const bool g_service_is_taken_over = [] {
     // Only the service sleeps like this here. As of the real one, nothing is left of the time.
-    calls::select.add([](auto &, int count, auto *readable, auto *writable, auto *exceptional,
-                         timeval *timeout) {
-        if (count != 0 || readable != nullptr || writable != nullptr || exceptional != nullptr ||
-            timeout == nullptr || timeout->tv_sec != 0 || timeout->tv_usec != 50000) {
-            g_service_thread.slept_otherwise = true;
-        } else {
-            *timeout = {};
-        }
-        ticks().sleep();
-        return 0;
-    });
+    calls::select.add(
+        [](auto &, int count, auto *readable, auto *writable, auto *exceptional, timeval *timeout) {
+            if (count != 0 || readable != nullptr || writable != nullptr || exceptional != nullptr ||
+                timeout == nullptr || timeout->tv_sec != 0 || timeout->tv_usec != 50000) {
+                g_service_thread.slept_otherwise = true;
+            } else {
+                *timeout = {};
+            }
+            ticks().sleep();
+            return 0;
+        });
     calls::gettimeofday.add([](auto &, timeval *now, void *) {
         if (g_clock.fails) {
             errno = EOVERFLOW;
             return -1;
         }
         now->tv_sec = static_cast<time_t>(g_clock.seconds);
-        now->tv_usec = static_cast<suseconds_t>(g_clock.microseconds.fetch_add(g_clock.stopped ? 0 : 1));
+        now->tv_usec =
+            static_cast<suseconds_t>(g_clock.microseconds.fetch_add(g_clock.stopped ? 0 : 1));
         return 0;
     });
-    calls::lc_pthread_create.add([](auto &next, auto *thread, auto *attributes, auto *routine, void *argument) {
-        g_service_thread.has_attributes = attributes != nullptr;
-        g_service_thread.routine = routine;
-        const int result = next(thread, attributes, run_service_thread, argument);
-        g_service_thread.id = *thread;
-        return result;
-    });
+    calls::lc_pthread_create.add(
+        [](auto &next, auto *thread, auto *attributes, auto *routine, void *argument) {
+            g_service_thread.has_attributes = attributes != nullptr;
+            g_service_thread.routine = routine;
+            const int result = next(thread, attributes, run_service_thread, argument);
+            g_service_thread.id = *thread;
+            return result;
+        });
     calls::lc_list_create.add([](auto &next) {
         lc_list *const list = next();
         g_service_lists = {g_service_lists.parked, list};
@@ -113,7 +115,8 @@ struct TimerEntry {
 
 inline constexpr Allocation kTimerControl = {"control record", MEM_OWNER_TIMER, 1, kAnySize};
 inline constexpr Allocation kTimerEntry = of_size("timer", MEM_OWNER_TIMER, sizeof(TimerEntry));
-inline constexpr Allocation kTimerNode = of_size("node of a timer", MEM_OWNER_TIMER, sizeof(lc_list_node));
+inline constexpr Allocation kTimerNode =
+    of_size("node of a timer", MEM_OWNER_TIMER, sizeof(lc_list_node));
 
 inline const TimerEntry &entry_of(const lc_list_node *node)
 {
