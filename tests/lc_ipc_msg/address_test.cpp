@@ -17,12 +17,6 @@ static_assert(offsetof(ipc_addr, padding) == 114);
 
 namespace {
 
-Bytes bytes_of_record(const ipc_addr &addr)
-{
-    const auto *bytes = reinterpret_cast<const uint8_t *>(&addr);
-    return {bytes, bytes + sizeof(addr)};
-}
-
 ipc_addr dirty_record()
 {
     ipc_addr addr;
@@ -84,7 +78,7 @@ TEST(Address, of_every_module_is_its_shared_socket_name_in_an_otherwise_zero_rec
         memcpy(&expected[7], names[id], strlen(names[id]));
         ipc_addr addr = dirty_record();
         EXPECT_EQ(ipc_get_addr_by_id(id, 0, &addr), IPC_SUCCESS);
-        EXPECT_EQ(bytes_of_record(addr), expected) << names[id];
+        EXPECT_EQ(bytes_of(addr), expected) << names[id];
     }
 }
 
@@ -103,18 +97,18 @@ TEST(Address, checks_priority_then_record_then_module)
 TEST(Address, every_priority_but_0_and_every_module_above_7_is_refused_and_the_record_untouched)
 {
     ErrorLog log;
-    const Bytes before = bytes_of_record(dirty_record());
+    const Bytes before = bytes_of(dirty_record());
     ipc_addr addr = dirty_record();
     for (const uint32_t priority : {1U, 2U, UINT32_MAX}) {
         EXPECT_EQ(ipc_get_addr_by_id(0, priority, &addr), IPC_ERR_PARAM) << priority;
-        EXPECT_EQ(bytes_of_record(addr), before);
+        EXPECT_EQ(bytes_of(addr), before);
     }
     EXPECT_EQ(log.lines(), (Lines{from_msg("Para check failed! Para priority is 1.\n"),
                                   from_msg("Para check failed! Para priority is 2.\n"),
                                   from_msg("Para check failed! Para priority is 4294967295.\n")}));
     for (const uint32_t module_id : {8U, 9U, UINT32_MAX}) {
         EXPECT_EQ(ipc_get_addr_by_id(module_id, 0, &addr), IPC_ERR_PARAM) << module_id;
-        EXPECT_EQ(bytes_of_record(addr), before);
+        EXPECT_EQ(bytes_of(addr), before);
     }
 }
 

@@ -1,5 +1,6 @@
 // The handling of each kind of datagram.
 
+#include "lc_ipc_msg/settled.h"
 #include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
@@ -40,13 +41,6 @@ std::vector<Handled> handled()
 }
 
 void deliver(const Peer &peer, const Bytes &bytes) { deliver(peer, kMmName, bytes); }
-
-// What is in use once the receive thread has started and freed what it was started with.
-size_t settled_blocks()
-{
-    EXPECT_TRUE(until_rounds(1));
-    return memory().blocks_in_use();
-}
 
 Lines mismatch(size_t received, uint32_t length)
 {

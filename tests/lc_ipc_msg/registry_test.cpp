@@ -1,6 +1,7 @@
 // The publisher's side: register and deregister requests, and the fan-out. Subscribers are bare
 // sockets.
 
+#include "lc_ipc_msg/settled.h"
 #include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
@@ -183,8 +184,7 @@ TEST_F(Registry, a_request_whose_body_is_not_4_bytes_is_answered_with_4_and_not_
 
 TEST_F(Registry, a_refused_identifier_is_answered_with_6_and_nothing_is_stored)
 {
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     g_accept = 0;
     EXPECT_EQ(subscribe(peer), 6U);
     EXPECT_EQ(g_checked, kTopic);
@@ -347,8 +347,7 @@ TEST_F(Registry, each_failing_allocation_of_a_further_subscriber_leaves_the_firs
 
 TEST_F(Registry, each_list_failure_of_a_first_registration_is_answered_with_11)
 {
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     const std::string texts[] = {"Add to list g_reg_notify_list.list_head failed! sret=1\n",
                                  "Add to list mgt->mq_head failed! sret=1\n"};
     int seen[] = {0, 0};

@@ -1,5 +1,6 @@
 // Sends to sockets that are full, with a limit.
 
+#include "lc_ipc_msg/settled.h"
 #include "support/call_notes.h"
 #include "support/child_process.h"
 #include "support/counted_memory.h"
@@ -371,8 +372,7 @@ TEST_F(SendLimit, a_request_that_finds_no_room_within_the_limit_gives_10)
 {
     const FullPeer peer;
     const Limit limit(kShort);
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     EXPECT_GE(milliseconds_of([] { EXPECT_EQ(ask(kLong), IPC_ERR_SOCKET); }), kShort);
     EXPECT_EQ(log.lines(), kTimedOut);
     EXPECT_EQ(memory().blocks_in_use(), blocks);
@@ -383,8 +383,7 @@ TEST_F(SendLimit, a_request_that_finds_no_room_before_its_deadline_gives_7)
 {
     const FullPeer peer;
     const Limit limit(kLong);
-    ASSERT_TRUE(until_rounds(1));
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     EXPECT_EQ(ask(kPast), IPC_ERR_TIMEOUT);
     // So that there is something left of it after it has lost the fraction of a second.
     EXPECT_LE(milliseconds_of([] { EXPECT_EQ(ask(1100), IPC_ERR_TIMEOUT); }), kLong);

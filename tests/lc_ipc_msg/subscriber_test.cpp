@@ -1,5 +1,6 @@
 // The subscriber's side of the registry. The publisher is a bare socket.
 
+#include "lc_ipc_msg/settled.h"
 #include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
@@ -37,11 +38,7 @@ uint32_t registered_with(const Bytes &answer)
 
 class Subscriber : public ::testing::Test {
 protected:
-    Subscriber()
-    {
-        EXPECT_TRUE(until_rounds(1));
-        blocks = memory().blocks_in_use();
-    }
+    Subscriber() { blocks = settled_blocks(); }
 
     ErrorLog log;
     Endpoint endpoint;

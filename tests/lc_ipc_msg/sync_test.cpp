@@ -1,5 +1,6 @@
 // Synchronous requests. The serving side is a bare socket.
 
+#include "lc_ipc_msg/settled.h"
 #include "support/call_notes.h"
 #include "support/counted_memory.h"
 #include "support/endpoint.h"
@@ -239,9 +240,8 @@ TEST_F(Sync, a_response_with_an_unknown_session_id_is_dropped_and_the_wait_goes_
 TEST_F(Sync, without_a_response_it_gives_7_and_leaves_nothing_behind)
 {
     const Peer server(kServer);
-    ASSERT_TRUE(until_rounds(1));
     Call call(4);
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     EXPECT_EQ(call.run(1), IPC_ERR_TIMEOUT);
     EXPECT_EQ(log.lines(), Lines{from_msg("Sending sync message timeout occured!\n")});
     EXPECT_EQ(call.out_len, 4U);
@@ -297,9 +297,8 @@ TEST_F(Sync, two_responses_in_a_row_satisfy_one_call_once)
 
 TEST_F(Sync, nobody_bound_gives_10_at_once_and_leaves_nothing_behind)
 {
-    ASSERT_TRUE(until_rounds(1));
     Call call(4);
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     EXPECT_EQ(call.run(), IPC_ERR_SOCKET);
     EXPECT_EQ(calls::lc_pthread_cond_timedwait.made, 0) << "no wait";
     EXPECT_EQ(log.lines(), Lines{from_msg("Send failed!", ECONNREFUSED)});
@@ -333,9 +332,8 @@ TEST_F(Sync, a_priority_without_a_socket_gives_10)
 TEST_F(Sync, each_failing_allocation_gives_11_and_nothing_is_sent)
 {
     Peer server(kServer);
-    ASSERT_TRUE(until_rounds(1));
     Call call(4);
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     for (const Allocation &what : {kWaiter, kWaiterNode}) {
         memory().fail(what);
         EXPECT_EQ(call.run(), IPC_ERR_RESOURCE) << what.name;
@@ -351,9 +349,8 @@ TEST_F(Sync, each_failing_allocation_gives_11_and_nothing_is_sent)
 TEST_F(Sync, a_list_failure_gives_11_and_nothing_is_sent)
 {
     Peer server(kServer);
-    ASSERT_TRUE(until_rounds(1));
     Call call(4);
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     calls::lc_list_add_at_tail.fail_nth(1);
     EXPECT_EQ(call.run(), IPC_ERR_RESOURCE);
     EXPECT_EQ(log.lines(),
@@ -470,9 +467,8 @@ TEST_F(Sync, a_time_out_of_one_thread_does_not_disturb_another)
 
 TEST_F(Sync, a_response_is_freed_when_it_has_been_delivered)
 {
-    ASSERT_TRUE(until_rounds(1));
     Call call(4);
-    const size_t blocks = memory().blocks_in_use();
+    const size_t blocks = settled_blocks();
     ASSERT_EQ(call_answered_with(call, word(1)), IPC_SUCCESS);
     ASSERT_TRUE(until_rounds(2));
     EXPECT_EQ(memory().blocks_in_use(), blocks);

@@ -93,12 +93,4 @@ TEST_F(WaitingCommand, fails_when_reading_fails)
     EXPECT_EQ(take_trace(), traced(std::string("result length of ") + kCommand + " error"));
 }
 
-TEST_F(WaitingCommand, port_that_refuses_its_settings_is_used_all_the_same)
-{
-    calls::tcflush.fail_nth(1);
-    calls::tcsetattr.fail_nth(1);
-    EXPECT_EQ(result_of("OK"), 0);
-    EXPECT_EQ(take_steps(), joined({kCommandSteps, kLeave}));
-}
-
 } // namespace at_wait_test

@@ -1,6 +1,7 @@
 // The handler of received messages: its trace lines, the event record, and messages of odd length.
 #include "lte_sdk/core.h"
 
+#include "support/bytes.h"
 #include "support/trace_file.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +16,6 @@ namespace dispatcher_test {
 using namespace testing_support;
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 int g_calls = 0;
 lct_event g_event = {};
@@ -59,12 +58,6 @@ private:
     std::unique_ptr<uint8_t[]> block_;
     size_t header_size_;
 };
-
-template <typename T> Bytes bytes_of(const T &record)
-{
-    const auto *start = reinterpret_cast<const uint8_t *>(&record);
-    return {start, start + sizeof(record)};
-}
 
 lct_link_status connected_link()
 {

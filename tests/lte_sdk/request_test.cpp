@@ -122,13 +122,6 @@ int32_t result_after(const Bytes &answer)
     return result;
 }
 
-int32_t word_at(const Bytes &bytes, size_t offset)
-{
-    int32_t word = 0;
-    memcpy(&word, bytes.data() + offset, sizeof(word));
-    return word;
-}
-
 // Destroyed after the client that it is in front of.
 struct NothingLeft {
     ~NothingLeft() { EXPECT_EQ(memory().blocks_in_use(), 0U); }
@@ -199,8 +192,9 @@ TEST_P(StrictRequest, succeeds_with_result_0)
 {
     const Bytes answer = answer_of(0, GetParam().room);
     EXPECT_EQ(answered(answer, GetParam().call), 0);
-    const std::string done =
-        answer.size() < 8 ? GetParam().done(0) : GetParam().done(word_at(answer, 4));
+    const std::string done = answer.size() < 8
+                                 ? GetParam().done(0)
+                                 : GetParam().done(static_cast<int32_t>(word_at(answer, 4)));
     EXPECT_EQ(trace_text(), done.empty() ? "" : trace_entry(GetParam().name, done));
 }
 
