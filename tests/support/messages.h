@@ -5,6 +5,7 @@
 #include "lc_mem.h"
 #include "support/bytes.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -43,7 +44,8 @@ inline Bytes datagram(const ipc_msg_hdr &header, const Bytes &body = {})
 inline ipc_msg_hdr header_of(const Bytes &bytes)
 {
     ipc_msg_hdr header = {};
-    memcpy(&header, bytes.data(), bytes.size() < sizeof(header) ? bytes.size() : sizeof(header));
+    std::copy_n(bytes.begin(), std::min(bytes.size(), sizeof(header)),
+                reinterpret_cast<uint8_t *>(&header));
     return header;
 }
 

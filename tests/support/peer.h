@@ -121,8 +121,11 @@ public:
     bool receive(WireMessage *message, int timeout_ms = 5000)
     {
         const Bytes bytes = receive(timeout_ms);
+        if (bytes.size() < sizeof(ipc_msg_hdr)) {
+            return false;
+        }
         *message = {header_of(bytes), body_of(bytes), sender_};
-        return bytes.size() >= sizeof(ipc_msg_hdr) && message->header.length == message->body.size();
+        return message->header.length == message->body.size();
     }
 
     // A local datagram is there when the call that sent it has returned.
