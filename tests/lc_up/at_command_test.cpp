@@ -15,6 +15,8 @@ struct Way {
     Steps read;
 };
 
+void PrintTo(const Way &way, std::ostream *out) { *out << way.name; }
+
 const Way kWays[] = {
     {"lc_at_snd", lc_at_snd, {"open at"}, {"wait 5 s for at", "read 128 from at"}},
     {"lc_at_snd_wait", lc_at_snd_wait, kOpenAt, {"pause 2000000 us", "read 128 from at"}},
@@ -40,8 +42,7 @@ protected:
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Up, AtCommand, testing::ValuesIn(kWays),
-                         [](const auto &way) { return std::string(way.param.name); });
+INSTANTIATE_TEST_SUITE_P(Up, AtCommand, testing::ValuesIn(kWays));
 
 TEST_P(AtCommand, reply_that_fills_the_buffer_ends_with_it)
 {

@@ -127,28 +127,6 @@ TEST_F(StateChange, asks_the_wan_manager_over_an_endpoint_of_the_call)
     EXPECT_EQ(trace_text(), "");
 }
 
-TEST_F(StateChange, can_be_asked_for_again)
-{
-    Answers answers(0);
-    AnsweringPeer wan_manager(answers());
-    for (int i = 0; i < 3; ++i) {
-        answers.endpoint_was_up = false;
-        EXPECT_EQ(lct_state_change_req(), 0);
-        EXPECT_TRUE(answers.endpoint_was_up);
-        EXPECT_FALSE(socket_exists(own_socket()));
-    }
-    EXPECT_EQ(wan_manager.stop().size(), 3U);
-}
-
-TEST_F(StateChange, waits_400_seconds_for_a_result)
-{
-    Answers answers(0);
-    AnsweringPeer wan_manager(answers());
-    EXPECT_EQ(lct_state_change_req(), 0);
-    EXPECT_EQ(g_exchange.timeout, 400000U);
-    EXPECT_EQ(g_exchange.room, 4U);
-}
-
 TEST_F(StateChange, without_an_answer_in_time_fails)
 {
     EXPECT_EQ(timed_out(lct_state_change_req), -1);
@@ -179,74 +157,10 @@ TEST_F(StateChange, unknown_sim_status_is_success_and_nothing_is_sent)
     EXPECT_TRUE(wan_manager.has_nothing());
 }
 
-TEST_F(StateChange, sim_that_asks_for_its_pin_at_every_start_can_be_used)
-{
-    set_sim("pin_enable");
-    Answers answers(0);
-    AnsweringPeer wan_manager(answers());
-    EXPECT_EQ(lct_state_change_req(), 0);
-    EXPECT_EQ(wan_manager.stop().size(), 1U);
-    EXPECT_EQ(trace_text(), "");
-}
-
 TEST_F(StateChange, without_a_wan_manager_fails)
 {
     EXPECT_EQ(lct_state_change_req(), -1);
     EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
-}
-
-TEST_F(StateChange, non_zero_result_fails)
-{
-    for (const int32_t result : {1, -1, 256, INT32_MIN}) {
-        unlink(kTraceFile);
-        Answers answers(result);
-        AnsweringPeer wan_manager(answers());
-        EXPECT_EQ(lct_state_change_req(), -1);
-        EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "result error.\n\n"));
-        EXPECT_FALSE(socket_exists(own_socket()));
-    }
-}
-
-TEST_F(StateChange, answer_without_a_whole_result_is_a_result_error)
-{
-    for (const size_t size : {0U, 1U, 3U}) {
-        unlink(kTraceFile);
-        Answers answers(Bytes(size, 0));
-        AnsweringPeer wan_manager(answers());
-        EXPECT_EQ(lct_state_change_req(), -1) << size;
-        EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "result error.\n\n")) << size;
-    }
-}
-
-TEST_F(StateChange, answer_of_more_than_4_bytes_is_a_send_failure)
-{
-    Answers answers(Bytes(5, 0));
-    AnsweringPeer wan_manager(answers());
-    EXPECT_EQ(lct_state_change_req(), -1);
-    EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
-}
-
-TEST_F(StateChange, endpoint_that_cannot_start_fails_before_the_sim_is_looked_at)
-{
-    set_sim("sim_busy");
-    Peer wan_manager(kWanManagerSocket);
-    {
-        const Peer squatter(own_socket());
-        EXPECT_EQ(lct_state_change_req(), -1);
-    }
-    EXPECT_EQ(trace_text(), kInitFailed + trace_entry("lct_state_change_req", "ipc init failure.\n\n"));
-    EXPECT_TRUE(wan_manager.has_nothing());
-}
-
-TEST_F(StateChange, takes_the_endpoint_of_a_started_client_with_it)
-{
-    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
-    Answers answers(0);
-    AnsweringPeer wan_manager(answers());
-    EXPECT_EQ(lct_state_change_req(), 0);
-    EXPECT_FALSE(socket_exists(own_socket()));
-    EXPECT_EQ(trace_text(), "");
-    EXPECT_EQ(lct_module_fin(), 0);
 }
 
 // ---- SMS clear ----
@@ -294,29 +208,6 @@ TEST_F(SmsClear, announces_before_it_deletes)
     EXPECT_TRUE(announced);
 }
 
-TEST_F(SmsClear, can_be_asked_for_again)
-{
-    Answers answers(0);
-    AnsweringPeer wan_manager;
-    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
-        EXPECT_FALSE(socket_exists(own_socket()));
-    }
-    EXPECT_EQ(wan_manager.stop().size(), 3U);
-    EXPECT_EQ(sms_store.stop().size(), 3U);
-}
-
-TEST_F(SmsClear, waits_50_seconds_for_a_result)
-{
-    Answers answers(0);
-    AnsweringPeer wan_manager;
-    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
-    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
-    EXPECT_EQ(g_exchange.timeout, 50000U);
-    EXPECT_EQ(g_exchange.room, 4U);
-}
-
 TEST_F(SmsClear, without_an_answer_in_time_fails)
 {
     Peer sms_store(kSmsStoreSocket);
@@ -359,16 +250,6 @@ TEST_F(SmsClear, unknown_sim_status_is_success_also_when_the_announcement_fails)
     EXPECT_TRUE(sms_store.has_nothing());
 }
 
-TEST_F(SmsClear, sim_that_asks_for_its_pin_at_every_start_can_be_used)
-{
-    set_sim("pin_enable");
-    Answers answers(0);
-    AnsweringPeer wan_manager;
-    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
-    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
-    EXPECT_EQ(trace_text(), kDeleted);
-}
-
 TEST_F(SmsClear, without_a_store_fails)
 {
     Peer wan_manager(kWanManagerSocket);
@@ -377,53 +258,126 @@ TEST_F(SmsClear, without_a_store_fails)
     expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
 }
 
-TEST_F(SmsClear, non_zero_result_fails)
+// ---- What both have in common ----
+
+namespace {
+
+struct Row {
+    const char *name;
+    int32_t (*call)();
+    uint32_t timeout;
+    const char *asked; // the socket that answers
+    const char *other;
+    size_t announcements; // at the other
+    std::string done;     // traces
+    std::string refused;
+    std::string too_long;
+    std::string not_started;
+};
+
+void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
+
+std::string state_trace(const std::string &text)
 {
-    AnsweringPeer wan_manager;
-    for (const int32_t result : {1, -1, 256, INT32_MIN}) {
+    return trace_entry("lct_state_change_req", text + "\n\n");
+}
+
+const Row kRows[] = {
+    {"lct_state_change_req", lct_state_change_req, 400000, kWanManagerSocket, kSmsStoreSocket, 0, "",
+     state_trace("result error."), state_trace("ipc msg send failure."),
+     state_trace("ipc init failure.")},
+    {"lct_sms_del_dev_all_msg", lct_sms_del_dev_all_msg, 50000, kSmsStoreSocket, kWanManagerSocket, 1,
+     kDeleted, kNotDeleted, kNotDeleted, sms_trace("ipc init failure.")},
+};
+
+class EitherCall : public Standalone, public testing::WithParamInterface<Row> {
+protected:
+    // The result with an answer, of which the trace must tell so.
+    void expect_failure(Bytes body, const std::string &trace)
+    {
         unlink(kTraceFile);
-        Answers answers(result);
-        AnsweringPeer sms_store(answers(), kSmsStoreSocket);
-        EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
-        EXPECT_EQ(trace_text(), kNotDeleted);
+        Answers answers(std::move(body));
+        AnsweringPeer asked(answers(), GetParam().asked);
+        EXPECT_EQ(GetParam().call(), -1);
+        EXPECT_EQ(trace_text(), trace);
         EXPECT_FALSE(socket_exists(own_socket()));
     }
+
+    Answers good_{0};
+    AnsweringPeer other_{nullptr, GetParam().other};
+};
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Standalone, EitherCall, testing::ValuesIn(kRows));
+
+TEST_P(EitherCall, can_be_asked_for_again)
+{
+    AnsweringPeer asked(good_(), GetParam().asked);
+    for (int i = 0; i < 3; ++i) {
+        good_.endpoint_was_up = false;
+        EXPECT_EQ(GetParam().call(), 0);
+        EXPECT_TRUE(good_.endpoint_was_up);
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+    EXPECT_EQ(asked.stop().size(), 3U);
+    EXPECT_EQ(other_.stop().size(), 3 * GetParam().announcements);
 }
 
-TEST_F(SmsClear, answer_of_other_than_4_bytes_fails)
+TEST_P(EitherCall, waits_its_own_time_for_a_result)
 {
-    AnsweringPeer wan_manager;
-    for (const size_t size : {0U, 1U, 3U, 5U, 8U}) {
-        unlink(kTraceFile);
-        Answers answers(Bytes(size, 0));
-        AnsweringPeer sms_store(answers(), kSmsStoreSocket);
-        EXPECT_EQ(lct_sms_del_dev_all_msg(), -1) << size;
-        EXPECT_EQ(trace_text(), kNotDeleted) << size;
+    const AnsweringPeer asked(good_(), GetParam().asked);
+    EXPECT_EQ(GetParam().call(), 0);
+    EXPECT_EQ(g_exchange.timeout, GetParam().timeout);
+    EXPECT_EQ(g_exchange.room, 4U);
+}
+
+TEST_P(EitherCall, sim_that_asks_for_its_pin_at_every_start_can_be_used)
+{
+    set_sim("pin_enable");
+    AnsweringPeer asked(good_(), GetParam().asked);
+    EXPECT_EQ(GetParam().call(), 0);
+    EXPECT_EQ(asked.stop().size(), 1U);
+    EXPECT_EQ(trace_text(), GetParam().done);
+}
+
+TEST_P(EitherCall, non_zero_result_fails)
+{
+    for (const int32_t result : {1, -1, 256, INT32_MIN}) {
+        expect_failure(bytes_of(result), GetParam().refused);
     }
 }
 
-TEST_F(SmsClear, endpoint_that_cannot_start_fails_and_nothing_is_sent)
+TEST_P(EitherCall, answer_of_other_than_4_bytes_fails)
 {
-    Peer wan_manager(kWanManagerSocket);
-    Peer sms_store(kSmsStoreSocket);
+    for (const size_t size : {0U, 1U, 3U}) {
+        expect_failure(Bytes(size), GetParam().refused);
+    }
+    for (const size_t size : {5U, 8U}) {
+        expect_failure(Bytes(size), GetParam().too_long);
+    }
+}
+
+TEST_P(EitherCall, endpoint_that_cannot_start_fails_before_the_sim_is_looked_at_and_nothing_is_sent)
+{
+    set_sim("sim_busy");
+    const Peer asked(GetParam().asked);
     {
         const Peer squatter(own_socket());
-        EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
+        EXPECT_EQ(GetParam().call(), -1);
     }
-    EXPECT_EQ(trace_text(), kInitFailed + sms_trace("ipc init failure."));
-    EXPECT_TRUE(wan_manager.has_nothing());
-    EXPECT_TRUE(sms_store.has_nothing());
+    EXPECT_EQ(trace_text(), kInitFailed + GetParam().not_started);
+    EXPECT_TRUE(asked.has_nothing());
+    EXPECT_EQ(other_.stop().size(), 0U);
 }
 
-TEST_F(SmsClear, takes_the_endpoint_of_a_started_client_with_it)
+TEST_P(EitherCall, takes_the_endpoint_of_a_started_client_with_it)
 {
+    const AnsweringPeer asked(good_(), GetParam().asked);
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
-    Answers answers(0);
-    AnsweringPeer wan_manager;
-    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
-    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
+    EXPECT_EQ(GetParam().call(), 0);
     EXPECT_FALSE(socket_exists(own_socket()));
-    EXPECT_EQ(trace_text(), kDeleted);
+    EXPECT_EQ(trace_text(), GetParam().done);
     EXPECT_EQ(lct_module_fin(), 0);
 }
 
