@@ -18,7 +18,7 @@ extern lc_list *g_sync_waitor_list;
 namespace {
 
 constexpr int32_t kMinute = 60000;
-constexpr char kServer[] = "lc_socket_wm_common";
+constexpr const char *kServer = kWmName;
 
 struct Registration {
     uint32_t notify_id;

@@ -369,56 +369,33 @@ TEST(ReceiveMalformed, an_empty_datagram_is_refused_with_result_10)
                     from_msg("Receive common priority message failed! sret=10.\n")});
 }
 
-TEST(ReceiveStop, from_another_name_is_refused_whatever_its_type)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    const Peer peer("lc_socket_wm_common");
-    for (const uint32_t type : {0U, 1U, 2U, 3U}) {
-        expect_refused(log, endpoint, peer, datagram({type, 1, 0, 0}), kNotAStop);
-    }
-}
-
-TEST(ReceiveStop, from_a_peer_without_a_name_is_refused)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    const Peer peer;
-    expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
-}
-
-TEST(ReceiveStop, from_names_that_only_begin_or_end_alike_is_refused)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    for (const std::string &name : {std::string("lc_socket_mm_commo"), std::string(kMmName) + "s",
-                                    std::string(kMmName) + std::string("\0x", 2)}) {
-        const Peer peer(name);
-        expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
-    }
-}
-
-TEST(ReceiveStop, from_the_same_name_with_a_shorter_length_is_refused)
-{
-    ErrorLog log;
-    const Endpoint endpoint;
-    const size_t header = offsetof(sockaddr_un, sun_path) + 1;
-    for (const size_t size :
-         {header + strlen(kMmName), header + strlen(kMmName) + 1, sizeof(sockaddr_un) - 1}) {
-        const Peer peer(abstract_address(kMmName), size);
-        expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
-    }
-}
-
-TEST(ReceiveStop, from_a_file_whose_path_reads_the_same_behind_its_first_byte_is_refused)
+TEST(ReceiveStop, from_anybody_but_the_endpoint_itself_is_refused_whatever_its_type)
 {
     ErrorLog log;
     const Endpoint endpoint;
     ASSERT_EQ(chdir("/tmp"), 0);
-    sockaddr_un address = abstract_address(kMmName);
-    address.sun_path[0] = 'x';
-    const Peer peer(address, sizeof(address));
-    expect_refused(log, endpoint, peer, datagram({0, 1, 0, 0}), kNotAStop);
+    sockaddr_un file = abstract_address(kMmName);
+    file.sun_path[0] = 'x'; // a path that reads the same behind its first byte
+    constexpr size_t kWhole = sizeof(sockaddr_un);
+    const size_t name = offsetof(sockaddr_un, sun_path) + 1;
+    const std::pair<sockaddr_un, size_t> others[] = {
+        {abstract_address(kWmName), kWhole},
+        {abstract_address("lc_socket_mm_commo"), kWhole},
+        {abstract_address(std::string(kMmName) + "s"), kWhole},
+        {abstract_address(kMmName + std::string("\0x", 2)), kWhole},
+        {abstract_address(kMmName), name + strlen(kMmName)},
+        {abstract_address(kMmName), name + strlen(kMmName) + 1},
+        {abstract_address(kMmName), kWhole - 1},
+        {file, kWhole},
+    };
+    const Peer nameless;
+    expect_refused(log, endpoint, nameless, datagram({0, 1, 0, 0}), kNotAStop);
+    for (const auto &[address, size] : others) {
+        const Peer peer(address, size);
+        for (const uint32_t type : {0U, 1U, 2U, 3U}) {
+            expect_refused(log, endpoint, peer, datagram({type, 1, 0, 0}), kNotAStop);
+        }
+    }
 }
 
 TEST(ReceiveStop, from_the_endpoint_itself_but_with_a_body_is_refused)

@@ -14,7 +14,7 @@ using namespace testing_support;
 
 namespace {
 
-constexpr char kPublisher[] = "lc_socket_wm_common";
+constexpr const char *kPublisher = kWmName;
 constexpr uint32_t kTopic = 20;
 constexpr uint32_t kMinute = 60000;
 const ipc_addr kPublisherAddress = address_record(kPublisher);

@@ -22,7 +22,7 @@ using namespace testing_support;
 
 namespace {
 
-constexpr char kServer[] = "lc_socket_wm_common";
+constexpr const char *kServer = kWmName;
 constexpr uint32_t kThreads = 8;
 #ifdef UNDER_THREAD_SANITIZER
 constexpr uint32_t kEach = 1000;

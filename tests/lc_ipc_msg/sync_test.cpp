@@ -18,7 +18,7 @@ using namespace testing_support;
 
 namespace {
 
-constexpr char kServer[] = "lc_socket_wm_common";
+constexpr const char *kServer = kWmName;
 constexpr uint32_t kMinute = 60000;
 const ipc_addr kServerAddress = address_record(kServer);
 
