@@ -1,7 +1,6 @@
-// Taking over a call that the shared library makes: the test program defines the function itself, and
-// hooks decide what becomes of each call. The functions that tests take over are defined in calls.h and
-// library_calls.h; no other place defines one of them, so that all headers of this folder can be
-// included in one program.
+// Interposing a function that the shared library calls: the test program defines it, and hooks decide
+// what each call does. Which functions are interposed stands in calls.h and library_calls.h, and each
+// is defined there alone, so that all headers that add hooks can be included in one program.
 #pragma once
 
 #include <atomic>
@@ -18,7 +17,7 @@ template <typename Function> Function *next_definition(const char *name)
     return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
-// State of a call that is taken over. Never destroyed: the process makes such calls until its very end,
+// State of an interposed function. Never destroyed: the process makes such calls until its very end,
 // as when the library's coverage counts are written.
 template <typename State> State &kept()
 {
@@ -56,29 +55,30 @@ private:
     std::atomic<int> error_{0};
 };
 
-// A function that is taken over. A call of it goes through the hooks, the youngest first, then through
+// An interposed function. A call of it goes through the hooks, the youngest first, then through
 // the fault, to the real function. Needs neither construction nor destruction at run time: calls come
 // before and after both.
-template <typename> class TakenOver;
-template <typename Result, typename... Arguments> class TakenOver<Result(Arguments...)> : public Fault {
+template <typename> class Interposed;
+template <typename Result, typename... Arguments>
+class Interposed<Result(Arguments...)> : public Fault {
     struct Link;
 
 public:
     // What is behind a hook.
     class Next {
     public:
-        Next(TakenOver *call, Link *link) : call_(call), link_(link) {}
+        Next(Interposed *call, Link *link) : call_(call), link_(link) {}
         Result operator()(Arguments... arguments) const { return call_->pass(link_, arguments...); }
 
     private:
-        TakenOver *call_;
+        Interposed *call_;
         Link *link_;
     };
     using Hook = std::function<Result(const Next &, Arguments...)>;
 
     // Of a function without a result the failure is its absence.
     using Failure = std::conditional_t<std::is_void_v<Result>, std::nullptr_t, Result>;
-    constexpr TakenOver(const char *symbol, Failure failure) : symbol_(symbol), failure_(failure) {}
+    constexpr Interposed(const char *symbol, Failure failure) : symbol_(symbol), failure_(failure) {}
 
     std::atomic<int> made{0}; // calls so far
 
@@ -140,7 +140,7 @@ private:
 class Hooked {
 public:
     template <typename Function>
-    Hooked(TakenOver<Function> &call, typename TakenOver<Function>::Hook hook)
+    Hooked(Interposed<Function> &call, typename Interposed<Function>::Hook hook)
         : active_(call.add(std::move(hook)))
     {
     }
@@ -154,16 +154,16 @@ private:
 
 } // namespace testing_support
 
-// Before a function that a header takes over: each source file of a program may include the header, and
+// Before a function that a header interposes: each source file of a program may include the header, and
 // the linker keeps one of the definitions.
 #define TAKES_OVER [[gnu::weak]]
 
-// Takes over a function under the linker's name for it, which may differ from the headers'. `failure`
+// Interposes a function under the linker's name for it, which may differ from the headers'. `failure`
 // is what a call that fails gives. Weak, since each source file of a program may include the
 // definition.
-#define TAKE_OVER_AS(name, symbol, failure, Result, parameters, arguments) \
+#define INTERPOSE_AS(name, symbol, failure, Result, parameters, arguments) \
     namespace testing_support::calls {                                     \
-    inline constinit TakenOver<Result parameters> name{symbol, failure};   \
+    inline constinit Interposed<Result parameters> name{symbol, failure};  \
     }                                                                      \
     extern "C" Result taken_##name parameters __asm__(symbol);             \
     extern "C" [[gnu::weak]] Result taken_##name parameters                \
@@ -171,5 +171,5 @@ private:
         return testing_support::calls::name arguments;                     \
     }
 
-#define TAKE_OVER(name, failure, Result, parameters, arguments) \
-    TAKE_OVER_AS(name, #name, failure, Result, parameters, arguments)
+#define INTERPOSE(name, failure, Result, parameters, arguments) \
+    INTERPOSE_AS(name, #name, failure, Result, parameters, arguments)

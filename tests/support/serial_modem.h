@@ -78,7 +78,7 @@ struct ModemCalls {
 inline ModemCalls &g_modem = kept<ModemCalls>();
 
 // What is made of the calls for the ports. Where a call has a fault, only those for a port are counted.
-inline const bool g_ports_are_taken_over = [] {
+inline const bool g_ports_are_interposed = [] {
     calls::open.add([](auto &next, const char *path, int flags, mode_t mode) {
         const std::string text = path;
         if (text == kTraceFile && (flags & O_APPEND) != 0) {

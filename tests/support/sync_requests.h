@@ -1,4 +1,4 @@
-// Synchronous requests to a WAN manager that answers, keeps silent or is not there.
+// Synchronous requests to a WAN manager that answers, does not answer or does not run.
 #pragma once
 
 #include "support/bytes.h"

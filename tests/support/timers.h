@@ -64,7 +64,7 @@ struct ServiceLists {
 };
 inline ServiceLists g_service_lists;
 
-inline const bool g_service_is_taken_over = [] {
+inline const bool g_service_is_interposed = [] {
     // Only the service sleeps like this here. As of the real one, nothing is left of the time.
     calls::select.add(
         [](auto &, int count, auto *readable, auto *writable, auto *exceptional, timeval *timeout) {

@@ -1,4 +1,4 @@
-// The library's condition variables: tells who sleeps, and wakes sleepers for no reason.
+// The library's condition variables: tells how many threads wait, and causes spurious wake-ups.
 #pragma once
 
 #include "support/eventually.h"
