@@ -7,9 +7,8 @@
 #include <cstddef>
 #include <cstring>
 
+namespace lterouter {
 namespace {
-
-using namespace lterouter;
 
 static_assert(on_32_bits(offsetof(lc_hashtab, buckets) == 0 && offsetof(lc_hashtab, size) == 4 &&
                          offsetof(lc_hashtab, count) == 8 && offsetof(lc_hashtab, hash) == 12 &&
@@ -56,6 +55,9 @@ uint32_t chain_length(const lc_hashtab_entry *entry)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 lc_hashtab *lc_hashtab_create(lc_hashtab_hash_fn hash, lc_hashtab_compare_fn compare, uint32_t size)
 {

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace lterouter {
 namespace {
 
 bool is_ascii(char ch) { return static_cast<unsigned char>(ch) < 0x80; }
@@ -44,6 +45,9 @@ int compare_folded(char a, char b)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 char *lc_strcat(char *dest, const char *src) { return strcat(dest, src); }
 

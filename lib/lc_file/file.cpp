@@ -8,9 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace lterouter {
 namespace {
-
-using namespace lterouter;
 
 constexpr LogFamily kLogFamily = kLogFile;
 constexpr int kLineSize = 256;
@@ -22,6 +21,9 @@ void reject(uint32_t place, const char *function)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 #define REJECT(result) (reject(place(kLogFamily, __LINE__), __func__), (result))
 

@@ -11,8 +11,7 @@
 #include <cstring>
 #include <fcntl.h>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 Mutex g_queues_mutex;
@@ -99,7 +98,7 @@ Node make_queue(uint32_t capacity) NO_THREAD_SAFETY_ANALYSIS
 
 } // namespace
 
-void lterouter::show_watched(mq_mgt &queue)
+void show_watched(mq_mgt &queue)
 {
     const bool has_message = queue.mq_head->count != 0;
     if (queue.shows_message == has_message) {
@@ -113,6 +112,10 @@ void lterouter::show_watched(mq_mgt &queue)
         queue.shows_message = has_message;
     }
 }
+
+} // namespace lterouter
+
+using namespace lterouter;
 
 void ipc_mq_init() { g_initialised = true; }
 

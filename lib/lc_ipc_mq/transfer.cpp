@@ -8,8 +8,7 @@
 #include <limits>
 #include <sys/time.h>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 bool is_timeout(int32_t timeout) { return timeout >= -1; }
@@ -65,6 +64,9 @@ void count_removal_from_head(mq_mgt &queue) REQUIRES(queue.lock)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, int32_t timeout)
 {

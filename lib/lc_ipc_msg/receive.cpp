@@ -34,46 +34,6 @@ bool is_lookalike(const sockaddr_un &sender, socklen_t size)
            sender.sun_path[0] == '\0';
 }
 
-} // namespace
-
-uint32_t read_datagram(Datagram *datagram)
-{
-    datagram->bytes.reset(
-        static_cast<ipc_msg_hdr *>(mem::allocate(MEM_OWNER_IPC_SYNC, IPC_MSG_MAX_SIZE)));
-    if (datagram->bytes == nullptr) {
-        return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
-    }
-    void *buffer = datagram->bytes.get();
-    // The header is read also of a datagram that is shorter; no other byte beyond its end is. So only
-    // the header is zeroed.
-    memset(buffer, 0, sizeof(ipc_msg_hdr));
-    sockaddr_un &sender = datagram->sender.sock;
-    socklen_t sender_size = sizeof(sender);
-    // MSG_TRUNC returns the size that was sent, so that a truncated datagram is recognised.
-    const ssize_t size = recvfrom(g_endpoint.common.fd, buffer, IPC_MSG_MAX_SIZE, MSG_TRUNC,
-                                  reinterpret_cast<sockaddr *>(&sender), &sender_size);
-    if (size < 0) {
-        return LC_FAIL(IPC_ERR_SOCKET, "Receive message failed! errno is %d.\n", errno);
-    }
-    if (size == 0) {
-        return LC_FAIL(IPC_ERR_SOCKET, "Orderly shutdown occured!\n");
-    }
-    const ipc_msg_hdr &header = *datagram->bytes;
-    if (!is_whole(header, static_cast<size_t>(size))) {
-        return LC_FAIL(IPC_ERR_LENGTH,
-                       "Message length mismatched! Received length is %d, but length in message header "
-                       "is %lu\n",
-                       static_cast<int>(std::min<ssize_t>(size, IPC_MSG_MAX_SIZE)),
-                       static_cast<unsigned long>(header.length));
-    }
-    datagram->size = static_cast<uint32_t>(size);
-    datagram->from_lookalike = is_lookalike(sender, sender_size);
-    datagram->from_self = sender_size == sizeof(sender) && same_socket(sender, g_endpoint.common.sock);
-    return IPC_SUCCESS;
-}
-
-namespace {
-
 // Only the endpoint itself may send its stop message.
 uint32_t handle_stop(const Datagram &datagram, uint32_t *running)
 {
@@ -157,6 +117,42 @@ uint32_t dispatch(const ReceiveArgs &args, const Datagram &datagram, Received ms
 
 } // namespace
 
+uint32_t read_datagram(Datagram *datagram)
+{
+    datagram->bytes.reset(
+        static_cast<ipc_msg_hdr *>(mem::allocate(MEM_OWNER_IPC_SYNC, IPC_MSG_MAX_SIZE)));
+    if (datagram->bytes == nullptr) {
+        return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
+    }
+    void *buffer = datagram->bytes.get();
+    // The header is read also of a datagram that is shorter; no other byte beyond its end is. So only
+    // the header is zeroed.
+    memset(buffer, 0, sizeof(ipc_msg_hdr));
+    sockaddr_un &sender = datagram->sender.sock;
+    socklen_t sender_size = sizeof(sender);
+    // MSG_TRUNC returns the size that was sent, so that a truncated datagram is recognised.
+    const ssize_t size = recvfrom(g_endpoint.common.fd, buffer, IPC_MSG_MAX_SIZE, MSG_TRUNC,
+                                  reinterpret_cast<sockaddr *>(&sender), &sender_size);
+    if (size < 0) {
+        return LC_FAIL(IPC_ERR_SOCKET, "Receive message failed! errno is %d.\n", errno);
+    }
+    if (size == 0) {
+        return LC_FAIL(IPC_ERR_SOCKET, "Orderly shutdown occured!\n");
+    }
+    const ipc_msg_hdr &header = *datagram->bytes;
+    if (!is_whole(header, static_cast<size_t>(size))) {
+        return LC_FAIL(IPC_ERR_LENGTH,
+                       "Message length mismatched! Received length is %d, but length in message header "
+                       "is %lu\n",
+                       static_cast<int>(std::min<ssize_t>(size, IPC_MSG_MAX_SIZE)),
+                       static_cast<unsigned long>(header.length));
+    }
+    datagram->size = static_cast<uint32_t>(size);
+    datagram->from_lookalike = is_lookalike(sender, sender_size);
+    datagram->from_self = sender_size == sizeof(sender) && same_socket(sender, g_endpoint.common.sock);
+    return IPC_SUCCESS;
+}
+
 uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
 {
     LC_REQUIRE(running, "flag", IPC_ERR_PARAM);
@@ -178,8 +174,6 @@ uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
 void *receive_thread(void *args)
 {
     const ReceiveArgs own = *ReceiveArgsPtr(static_cast<ReceiveArgs *>(args));
-    // ipc_msg_init sets it too, but a handler may send before that has returned.
-    g_endpoint.initialised = true;
     const int fd = g_endpoint.common.fd;
     uint32_t running = 1;
     while (running != 0) {

@@ -4,6 +4,7 @@
 #include "lc_list/owned.h"
 #include "lc_log/print.h"
 #include "lc_pthread/mutex.h"
+#include "support/hand_on.h"
 #include "support/ignore.h"
 #include "support/layout.h"
 
@@ -16,14 +17,12 @@ namespace {
 Mutex g_registry_mutex;
 
 } // namespace
-} // namespace lterouter
 
 extern "C" {
 // Registrations in the order of their first subscriber. One stays when its last subscriber leaves.
-lc_list *g_reg_notify_list GUARDED_BY(lterouter::g_registry_mutex) = nullptr;
+lc_list *g_reg_notify_list GUARDED_BY(g_registry_mutex) = nullptr;
 }
 
-namespace lterouter {
 namespace {
 
 constexpr uint32_t kWordSize = sizeof(uint32_t);
@@ -177,12 +176,12 @@ uint32_t handle_deregister(ipc_msg_hdr *msg)
     if (subscriber == nullptr) {
         return IPC_SUCCESS;
     }
-    const uint32_t result = lc_list_del_node(registration->addr_list, subscriber);
-    if (result == LC_LIST_SUCCESS) {
+    const uint32_t removed = lc_list_del_node(registration->addr_list, subscriber);
+    if (removed == LC_LIST_SUCCESS) {
         mem::release(MEM_OWNER_IPC_SYNC, subscriber->data);
         mem::release(MEM_OWNER_IPC_SYNC, subscriber);
     }
-    return result;
+    return hand_on<uint32_t>(removed, "the log tells what the list has refused");
 }
 
 } // namespace lterouter

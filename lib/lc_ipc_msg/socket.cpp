@@ -6,9 +6,6 @@
 #include <sys/socket.h>
 
 namespace lterouter {
-
-Endpoint g_endpoint{};
-
 namespace {
 
 // Only the common priority has a socket; with -1 the kernel fails with EBADF.
@@ -23,6 +20,8 @@ uint32_t tell_failure(uint32_t result, int error)
 }
 
 } // namespace
+
+Endpoint g_endpoint{};
 
 uint32_t send_datagram(const ipc_addr &to, const ipc_msg_hdr &msg, uint32_t body_len)
 {

@@ -18,13 +18,11 @@ namespace {
 Mutex g_waiters_mutex;
 
 } // namespace
-} // namespace lterouter
 
 extern "C" {
-lc_list *g_sync_waitor_list GUARDED_BY(lterouter::g_waiters_mutex) = nullptr;
+lc_list *g_sync_waitor_list GUARDED_BY(g_waiters_mutex) = nullptr;
 }
 
-namespace lterouter {
 namespace {
 
 struct sync_waitor {

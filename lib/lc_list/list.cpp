@@ -5,9 +5,8 @@
 
 #include <cstddef>
 
+namespace lterouter {
 namespace {
-
-using namespace lterouter;
 
 static_assert(sizeof(lc_list_node) == 4 * sizeof(void *));
 static_assert(on_32_bits(offsetof(lc_list_node, reserved) == 0 && offsetof(lc_list_node, data) == 4));
@@ -78,6 +77,9 @@ uint32_t check_delete_beside(const lc_list *list, const lc_list_node *ref)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 lc_list *lc_list_create() { return mem::make<lc_list, MEM_OWNER_LIST>().release(); }
 

@@ -88,9 +88,10 @@ bool parse_line(std::string_view line, logconfig *out)
 } // namespace
 } // namespace lterouter
 
+using namespace lterouter;
+
 int get_logconfig_by_ID(logconfig *out, int32_t id)
 {
-    using namespace lterouter;
     logconfig found = {};
     if (id >= 0 && id < LC_LOG_BUILT_IN) {
         found.id = id;
@@ -116,7 +117,6 @@ int get_logconfig_by_ID(logconfig *out, int32_t id)
 
 int log_init(int32_t id)
 {
-    using namespace lterouter;
     if (log_has_module()) {
         return 0;
     }

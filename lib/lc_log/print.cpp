@@ -122,9 +122,10 @@ void log_null(uint32_t place, const char *parameter)
 
 } // namespace lterouter
 
+using namespace lterouter;
+
 void log_print(int32_t level, const char *format, ...)
 {
-    using namespace lterouter;
     if (!is_on(level)) {
         return;
     }

@@ -4,6 +4,8 @@
 
 #include <arpa/inet.h>
 
+using namespace lterouter;
+
 int lc_socket(int domain, int type, int protocol) { return socket(domain, type, protocol); }
 
 int lc_bind(int fd, const sockaddr *address, socklen_t size) { return bind(fd, address, size); }
@@ -14,13 +16,13 @@ int lc_accept(int fd, sockaddr *address, socklen_t *size) { return accept(fd, ad
 
 int lc_connect(int fd, const sockaddr *address, socklen_t size) { return connect(fd, address, size); }
 
-int lc_htons(uint16_t value) { return static_cast<int16_t>(lterouter::network16(value)); }
+int lc_htons(uint16_t value) { return static_cast<int16_t>(network16(value)); }
 
-int lc_ntohs(uint16_t value) { return static_cast<int16_t>(lterouter::network16(value)); }
+int lc_ntohs(uint16_t value) { return static_cast<int16_t>(network16(value)); }
 
-uint32_t lc_htonl(uint32_t value) { return lterouter::network32(value); }
+uint32_t lc_htonl(uint32_t value) { return network32(value); }
 
-uint32_t lc_ntohl(uint32_t value) { return lterouter::network32(value); }
+uint32_t lc_ntohl(uint32_t value) { return network32(value); }
 
 in_addr_t lc_inet_addr(const char *text) { return inet_addr(text); }
 

@@ -9,9 +9,6 @@
 #include <cstring>
 
 namespace lterouter {
-
-int g_tty_fd = -1;
-
 namespace {
 
 constexpr int kReads = 10;
@@ -20,6 +17,9 @@ constexpr useconds_t kPauseMicroseconds = 5000;
 constexpr int kResponseHead = 16;
 
 } // namespace
+
+int g_tty_fd = -1;
+
 } // namespace lterouter
 
 using namespace lterouter;

@@ -11,8 +11,7 @@
 #include <cstddef>
 #include <cstring>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 // The host shares this record in memory.
@@ -141,6 +140,9 @@ void store_item_field(unsigned index, const Piece &piece, apn_item *item)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 int32_t auto_match_apn(const char *path, const char *key, apn_item *out)
 {

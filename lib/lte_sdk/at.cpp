@@ -9,8 +9,7 @@
 #include <cstddef>
 #include <cstring>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 // The request's body up to the command.
@@ -82,6 +81,9 @@ void print_file(const char *path)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 int32_t lct_ext_at_req(const char *cmd, char *out, uint32_t out_len)
 {

@@ -8,13 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
-using namespace lterouter;
-
-extern "C" {
-const lct_config *g_sdk_config = nullptr;
-mq_cb g_sdk_mq = nullptr;
-}
-
+namespace lterouter {
 namespace {
 
 constexpr uint32_t kQueueCapacity = 100;
@@ -69,6 +63,14 @@ Message make_response(const void *rsp, uint32_t rsp_len)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
+
+extern "C" {
+const lct_config *g_sdk_config = nullptr;
+mq_cb g_sdk_mq = nullptr;
+}
 
 uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *body, uint32_t body_len)
 {
@@ -151,7 +153,8 @@ int32_t lct_module_init(const lct_config *config)
     }
     const uint32_t result = ipc_msg_init(IPC_MODULE_CLI1, nullptr, sdk_msg_handler, nullptr, 1);
     if (result != IPC_SUCCESS) {
-        return LC_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
+        return LC_TRACE(hand_on<int32_t>(result, kEndpointsCode), "ipc init failled, ret=%u\n\n",
+                        result);
     }
     regnotify();
     return 0;

@@ -18,6 +18,7 @@
 #include "lc_ipc_msg.h"
 #include "lct_trace/trace.h"
 #include "lte_sdk.h"
+#include "support/hand_on.h"
 
 #include <algorithm>
 #include <climits>
@@ -26,6 +27,9 @@
 namespace lterouter {
 
 constexpr TraceFamily kTraceFamily = kTraceSdk;
+
+// Why both functions that start an endpoint hand its code on.
+constexpr char kEndpointsCode[] = "the host is told why there is no endpoint";
 
 // The number at the start of a text, 0 without one, clamped to 32 bits on machines of either word size.
 // Not atoi, which is undefined for numbers that do not fit.

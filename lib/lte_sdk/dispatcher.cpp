@@ -5,9 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
+namespace lterouter {
 namespace {
-
-using namespace lterouter;
 
 constexpr uint32_t kReady = 1;
 constexpr uint32_t kIpUp = 1;
@@ -47,6 +46,9 @@ void call_host(uint32_t event, const void *body, uint32_t len)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 // Traces one text of the link status, at most as long as its field.
 #define TRACE_TEXT(label, field) \

@@ -7,9 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace lterouter {
 namespace {
-
-using namespace lterouter;
 
 constexpr uint32_t kColours = 4;
 constexpr char kNoDigit = '\0';
@@ -48,6 +47,9 @@ char digit_of(uint32_t flash)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 int32_t lte_set_led_status(uint32_t led, uint32_t colour, uint32_t flash)
 {

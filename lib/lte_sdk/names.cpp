@@ -5,6 +5,7 @@
 
 #include <cstddef>
 
+namespace lterouter {
 namespace {
 
 template <size_t kCount>
@@ -14,6 +15,9 @@ const char *name_of(uint32_t value, const char *const (&names)[kCount], const ch
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 const char *get_radio_str(uint32_t value)
 {

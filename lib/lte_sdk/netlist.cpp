@@ -11,8 +11,7 @@
 #include <cstring>
 #include <iterator>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 constexpr char kKey[] = LCT_PARAM_OPERATORS;
@@ -47,6 +46,9 @@ void print_entry(const lct_operator &entry)
 }
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 void netlist_nv()
 {

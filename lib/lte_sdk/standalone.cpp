@@ -8,8 +8,7 @@
 
 #include <cstring>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 constexpr Request kStateChange{SC_STATE_CHANGE_REQ, 0, sizeof(int32_t), 400000};
@@ -55,6 +54,9 @@ static_assert(sizeof(kMenu) <= kSlotSize && sizeof(kPacked) <= kSlotSize &&
               sizeof(kBalance) <= kShortSlotSize);
 
 } // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 int32_t lct_check_sim_card_ready()
 {
@@ -71,7 +73,8 @@ int32_t lct_ipc_init_for_sc_msg()
 {
     const uint32_t result = ipc_msg_init(IPC_MODULE_CLI1, nullptr, nullptr, nullptr, 1);
     if (result != IPC_SUCCESS) {
-        return LC_TRACE(static_cast<int32_t>(result), "ipc init failled, ret=%u\n\n", result);
+        return LC_TRACE(hand_on<int32_t>(result, kEndpointsCode), "ipc init failled, ret=%u\n\n",
+                        result);
     }
     return 0;
 }

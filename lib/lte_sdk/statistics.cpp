@@ -12,8 +12,7 @@
 #include <cstring>
 #include <sys/sysinfo.h>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 constexpr size_t kLineSize = 512;
@@ -22,19 +21,25 @@ constexpr size_t kLineSize = 512;
 static_assert(offsetof(if_stats, rx_errors) == 32 && offsetof(if_stats, rx_length_errors) == 64);
 static_assert(offsetof(if_stats, uptime) == 108 && sizeof(if_stats) == 112);
 
-} // namespace
-
 // One conversion for each counter of the record, so that one sscanf with the same arguments reads every
-// layout. For a counter that a layout lacks it is %n, which consumes no input; it is zeroed afterwards.
+// layout. For a counter that a layout lacks it is a %n of the counter's width, which consumes no input;
+// it is zeroed afterwards.
+#define N "%jn"
 #define L "%" SCNu64
 #define U "%" SCNu32
-static constexpr const char *ss_fmt[] = {
-    "%n" L U U U U "%n%n%n" L U U U U U,
+constexpr const char *ss_fmt[] = {
+    N L U U U U "%n%n" N L U U U U U,
     L L U U U U "%n%n" L L U U U U U,
     L L U U U U U U L L U U U U U U,
 };
+#undef N
 #undef L
 #undef U
+
+} // namespace
+} // namespace lterouter
+
+using namespace lterouter;
 
 unsigned procnetdev_version(const char *header)
 {

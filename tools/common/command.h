@@ -4,6 +4,8 @@
 // Every command also understands --json, --help and --version.
 #pragma once
 
+#include "lte_sdk.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -28,9 +30,14 @@ extern const ValueType kCount;
 
 // A duration of long operations. Target: uint32_t.
 extern const ValueType kSeconds;
-// A dotted IPv4 address. Target: char[18].
+// What options of texts fill, zeros behind the text: as long as in the records that are sent.
+using AddressText = decltype(lct_link_status::ip);
+using InterfaceText = decltype(lct_link_status::interface_name);
+using DigitText = decltype(lct_pin::pin);
+
+// A dotted IPv4 address. Target: AddressText.
 extern const ValueType kIpv4Address;
-// Target: char[16].
+// Target: InterfaceText.
 extern const ValueType kInterfaceName;
 
 // max: below UINT32_MAX.
@@ -44,14 +51,14 @@ template <uint32_t Min, uint32_t Max> bool parse_number_in(const char *text, voi
     return parse_number(text, Min, Max, static_cast<uint32_t *>(target));
 }
 
-// min to max digits. text: char[16].
-bool parse_digit_text(const char *digits, size_t min, size_t max, void *text);
+// min to max digits.
+bool parse_digit_text(const char *digits, size_t min, size_t max, DigitText &text);
 
-// For a ValueType of digits. Target: char[16].
+// For a ValueType of digits. Target: DigitText.
 template <size_t Min, size_t Max> bool parse_digits(const char *text, void *target)
 {
-    static_assert(Max < 16);
-    return parse_digit_text(text, Min, Max, target);
+    static_assert(Max < sizeof(DigitText));
+    return parse_digit_text(text, Min, Max, *static_cast<DigitText *>(target));
 }
 
 struct Option {

@@ -2,7 +2,6 @@
 
 #include "common/command.h"
 #include "common/completion.h"
-#include "lte_sdk.h"
 
 #include <arpa/inet.h>
 #include <cstdlib>
@@ -10,9 +9,6 @@
 
 namespace lterouter::tools {
 namespace {
-
-constexpr size_t kAddressSize = sizeof(lct_link_status::ip);
-constexpr size_t kInterfaceSize = sizeof(lct_link_status::interface_name);
 
 bool parse_switch(const char *, void *target)
 {
@@ -31,20 +27,20 @@ bool parse_on_off(const char *text, void *target)
 }
 
 // Fills up with zeros, so that a notification contains nothing of an earlier value.
-void store_text(const char *text, void *target, size_t size)
+template <size_t Size> void store_text(const char *text, char (&target)[Size])
 {
-    memset(target, 0, size);
+    memset(target, 0, Size);
     memcpy(target, text, strlen(text));
 }
 
 bool parse_ipv4(const char *text, void *target)
 {
-    static_assert(INET_ADDRSTRLEN <= kAddressSize);
+    static_assert(INET_ADDRSTRLEN <= sizeof(AddressText));
     in_addr address;
     if (inet_pton(AF_INET, text, &address) != 1) {
         return false;
     }
-    store_text(text, target, kAddressSize);
+    store_text(text, *static_cast<AddressText *>(target));
     return true;
 }
 
@@ -53,7 +49,7 @@ bool is_name_character(char ch) { return ch > ' ' && ch < 0x7f && ch != '/'; }
 bool parse_interface(const char *text, void *target)
 {
     const size_t length = strlen(text);
-    if (length == 0 || length >= kInterfaceSize) {
+    if (length == 0 || length >= sizeof(InterfaceText)) {
         return false;
     }
     for (size_t i = 0; i < length; ++i) {
@@ -61,7 +57,7 @@ bool parse_interface(const char *text, void *target)
             return false;
         }
     }
-    store_text(text, target, kInterfaceSize);
+    store_text(text, *static_cast<InterfaceText *>(target));
     return true;
 }
 
@@ -102,13 +98,13 @@ bool parse_number(std::string_view text, uint32_t min, uint32_t max, uint32_t *v
     return parse_number(digits, min, max, value);
 }
 
-bool parse_digit_text(const char *digits, size_t min, size_t max, void *text)
+bool parse_digit_text(const char *digits, size_t min, size_t max, DigitText &text)
 {
     const size_t length = strspn(digits, "0123456789");
     if (digits[length] != '\0' || length < min || length > max) {
         return false;
     }
-    store_text(digits, text, 16);
+    store_text(digits, text);
     return true;
 }
 

@@ -133,7 +133,7 @@ const Option kNetProbeOptions[] = {
 
 int net_arp(char *const *operands)
 {
-    char ip[18];
+    AddressText ip;
     if (!kIpv4Address.parse(operands[0], ip)) {
         return bad_value("IP", kIpv4Address, operands[0]);
     }
@@ -154,11 +154,11 @@ void offer_probe(Offer &offer, const char *const *before)
 
 int net_probe(char *const *operands)
 {
-    char ip[18];
+    AddressText ip;
     if (!kIpv4Address.parse(operands[0], ip)) {
         return bad_value("IP", kIpv4Address, operands[0]);
     }
-    char name[16];
+    InterfaceText name;
     if (!kProbedInterface.parse(operands[1], name)) {
         return bad_value("DEV", kProbedInterface, operands[1]);
     }
@@ -172,7 +172,7 @@ int net_probe(char *const *operands)
 
 int net_iface(char *const *operands)
 {
-    char name[16];
+    InterfaceText name;
     if (!kInterfaceName.parse(operands[0], name)) {
         return bad_value("NAME", kInterfaceName, operands[0]);
     }

@@ -103,7 +103,7 @@ int finish(const Change &change, const Route &route, int error)
 
 int change_route(const Change &change, char *const *operands)
 {
-    char dev[16];
+    InterfaceText dev;
     if (!kInterfaceName.parse(operands[0], dev)) {
         return bad_value("DEV", kInterfaceName, operands[0]);
     }
@@ -117,7 +117,7 @@ int change_route(const Change &change, char *const *operands)
             return fail(kUsage, "\"%s\" stands where only \"via\" may", operands[2]);
         }
         gateway = operands[3];
-        char address[18];
+        AddressText address;
         if (!kIpv4Address.parse(gateway, address)) {
             return bad_value("GATEWAY", kIpv4Address, gateway);
         }
@@ -162,7 +162,7 @@ int finish_default(const Change &change, const char *dev, const char *gateway, i
 
 int change_defaults(const Change &change, char *const *operands)
 {
-    char dev[16];
+    InterfaceText dev;
     if (!kInterfaceName.parse(operands[0], dev)) {
         return bad_value("DEV", kInterfaceName, operands[0]);
     }
@@ -171,7 +171,7 @@ int change_defaults(const Change &change, char *const *operands)
     int counts[kGatewaysMax];
     size_t length = 0;
     for (size_t i = 0; gateways[i] != nullptr; ++i) {
-        char address[18];
+        AddressText address;
         if (!kIpv4Address.parse(gateways[i], address)) {
             return bad_value("GATEWAY", kIpv4Address, gateways[i]);
         }
