@@ -25,10 +25,15 @@ uint32_t nv_match(uint32_t (*read)(const char *, char *, uint32_t), const char *
 template <size_t DirectorySize> struct NvPath {
     char text[DirectorySize + kNvNameMax];
 
-    NvPath(const char (&directory)[DirectorySize], const char *name)
+    // size: of the name with its NUL.
+    NvPath(const char (&directory)[DirectorySize], const char *name, size_t size)
     {
         memcpy(text, directory, DirectorySize - 1);
-        memcpy(text + DirectorySize - 1, name, strlen(name) + 1);
+        memcpy(text + DirectorySize - 1, name, size);
+    }
+    NvPath(const char (&directory)[DirectorySize], const char *name)
+        : NvPath(directory, name, strlen(name) + 1)
+    {
     }
 };
 

@@ -3,7 +3,7 @@
 
 #include "lc_nv.h"
 
-#include "lc_nv/parameter_file.h"
+#include "lc_nv/import.h"
 #include "lc_nv/store.h"
 #include "lc_nv/transfer.h"
 #include "support/fd.h"
@@ -72,76 +72,23 @@ uint32_t export_parameters(int output, uint32_t mask, uint32_t *crc)
 
 // ---- Import ----
 
-// The identity of the router for which a file was made.
-struct Identity {
-    bool version = false;
-    bool variant = false;
+struct Storing {
+    using Result = uint32_t;
 
-    bool complete() const { return version && variant; }
-    // Records that the parameter is an identity parameter with the router's own value.
-    void note(const NvParameter &parameter, const NvParameter &declared);
-};
-
-void Identity::note(const NvParameter &parameter, const NvParameter &declared)
-{
-    if (strcmp(parameter.value, declared.value) != 0) {
-        return;
-    }
-    version = version || strcmp(parameter.name, NV_IDENTITY_VERSION) == 0;
-    variant = variant || strcmp(parameter.name, NV_IDENTITY_VARIANT) == 0;
-}
-
-// The next two functions read the defaults file again for every line of the input. Not inlined, so that
-// the stack holds only one of their line buffers beside the input's.
-
-[[gnu::noinline]] uint32_t compare_identity(const NvParameter &parameter, Identity *identity)
-{
-    NvDeclaration declaration;
-    const uint32_t result = declaration.find(parameter.name);
-    if (result == NV_SUCCESS) {
-        identity->note(parameter, declaration.parameter);
-    }
-    return result;
-}
-
-[[gnu::noinline]] uint32_t apply(const NvParameter &parameter, uint32_t mask)
-{
-    NvDeclaration declaration;
-    const uint32_t result = declaration.find(parameter.name);
-    if (result == NV_SUCCESS && (declaration.parameter.bits & mask) != 0) {
+    static uint32_t wrong_checksum() { return NV_ERR_FILE; }
+    static uint32_t no_identity(NvLine) { return NV_ERR_FILE; }
+    static uint32_t malformed() { return NV_ERR_FILE; }
+    static uint32_t no_defaults(const NvParameterFile &, bool) { return NV_ERR_SYSTEM; }
+    static uint32_t compared(const NvParameter &, const NvParameter *) { return NV_SUCCESS; }
+    static uint32_t found_identity() { return NV_SUCCESS; }
+    static uint32_t undeclared(const NvParameter &) { return NV_SUCCESS; }
+    static uint32_t masked(const NvParameter &, const NvParameter &) { return NV_SUCCESS; }
+    static uint32_t apply(const NvParameter &parameter, const NvParameter &)
+    {
         NvCopies(parameter.name).store(parameter.value, strlen(parameter.value) + 1);
+        return NV_SUCCESS;
     }
-    return result;
-}
-
-// Without a checksum line the input is deliberately not rewound: only the lines behind the later of the
-// two identity parameters are applied.
-uint32_t demand_identity(NvParameterFile &input, bool has_crc)
-{
-    Identity identity;
-    while (!identity.complete()) {
-        NvParameter parameter;
-        if (input.next(&parameter) != NvLine::kParameter) {
-            return NV_ERR_FILE;
-        }
-        if (compare_identity(parameter, &identity) == NV_ERR_SYSTEM) {
-            return NV_ERR_SYSTEM;
-        }
-    }
-    return !has_crc || input.rewind_to_lines() ? NV_SUCCESS : NV_ERR_FILE;
-}
-
-uint32_t apply_lines(NvParameterFile &input, uint32_t mask)
-{
-    NvParameter parameter;
-    NvLine line;
-    while ((line = input.next(&parameter)) == NvLine::kParameter) {
-        if (apply(parameter, mask) == NV_ERR_SYSTEM) {
-            return NV_ERR_SYSTEM;
-        }
-    }
-    return line == NvLine::kEnd ? NV_SUCCESS : NV_ERR_FILE;
-}
+};
 
 } // namespace
 } // namespace lterouter
@@ -187,15 +134,8 @@ uint32_t nvm_import(const char *path, uint32_t mask, int has_crc, int check_iden
         perror("lc_fopen");
         return NV_ERR_FILE;
     }
-    if (has_crc != 0 && !input.checksum_matches()) {
-        return NV_ERR_FILE;
-    }
-    if (check_identity != 0) {
-        if (const uint32_t failure = demand_identity(input, has_crc != 0); failure != NV_SUCCESS) {
-            return failure;
-        }
-    }
-    return apply_lines(input, mask);
+    Storing storing;
+    return NvImport(input, mask, storing).run(has_crc != 0, check_identity != 0);
 }
 
 uint32_t nvm_routerreset() { return nvm_import(NVM_DEFAULTS_FILE, NV_ATTR_RESET, 0, 0); }

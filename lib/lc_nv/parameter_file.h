@@ -4,7 +4,19 @@
 #include "lc_file/stream.h"
 #include "lc_nv.h"
 
+#include <cerrno>
+#include <cstdlib>
+
 namespace lterouter {
+
+// A number as strtoul takes it, which must end where the text ends.
+inline bool nv_parse_hexadecimal(const char *text, const char *end, unsigned long *number)
+{
+    char *stop;
+    errno = 0;
+    *number = strtoul(text, &stop, 16);
+    return stop == end && errno == 0;
+}
 
 // Points into the file's line buffer: valid until the next line is read.
 struct NvParameter {
@@ -21,6 +33,12 @@ public:
 
     // Whether the file could be opened.
     explicit operator bool() const { return static_cast<bool>(stream_); }
+
+    // Where the last line ends, in bytes from the beginning.
+    long position() const { return lc_ftell(stream_.get()); }
+    // Asked for right after a call that failed: why the file cannot be opened or read, as an errno
+    // value; 0 when it can.
+    int error() const { return !stream_ || ferror(stream_.get()) != 0 ? errno : 0; }
 
     // Whether the file begins with the checksum of what follows it; if so, the first line is next.
     bool checksum_matches();

@@ -18,6 +18,11 @@
 
 namespace lterouter {
 
+NvCopies::NvCopies(const char *name, size_t size)
+    : current(NVM_CURRENT_DIR, name, size), backup(NVM_BACKUP_DIR, name, size)
+{
+}
+
 void NvCopies::store(const char *value, size_t size) const
 {
     nv_store(current.text, O_CREAT, value, size);

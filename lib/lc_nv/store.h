@@ -11,13 +11,14 @@ struct NvCopies {
     NvPath<sizeof(NVM_CURRENT_DIR)> current;
     NvPath<sizeof(NVM_BACKUP_DIR)> backup;
 
-    explicit NvCopies(const char *name) : current(NVM_CURRENT_DIR, name), backup(NVM_BACKUP_DIR, name)
-    {
-    }
+    explicit NvCopies(const char *name) : NvCopies(name, strlen(name) + 1) {}
 
     // Writes a value, size bytes with its NUL, into the current copy and then into the backup, each
     // created if needed. A copy that does not open is left out.
     void store(const char *value, size_t size) const;
+
+private:
+    NvCopies(const char *name, size_t size);
 };
 
 } // namespace lterouter

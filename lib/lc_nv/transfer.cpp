@@ -5,41 +5,11 @@
 #include "support/fd.h"
 #include "support/ignore.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
-int nv_lock_file(int fd, int command, short type)
-{
-    struct flock lock = {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    return fcntl(fd, command, &lock);
-}
-
 namespace lterouter {
-namespace {
-
-// The kernel's deadlock detection counts all threads of a process as one owner: if a thread here has
-// one parameter and another waits for a second one, and in another process it is the other way round,
-// the last request gets EDEADLK. No thread that has a lock waits for another, so the next transfer that
-// ends resolves it. If it lasts longer, it is a deadlock with locks of the host's own.
-constexpr int kDeadlockTries = 1000;
-constexpr useconds_t kDeadlockPauseMicroseconds = 1000;
-
-} // namespace
-
-void nv_wait_for_lock(int fd, short type)
-{
-    for (int tries = 1; nv_lock_file(fd, F_SETLKW, type) != 0 && errno == EDEADLK; ++tries) {
-        if (tries == kDeadlockTries) {
-            return;
-        }
-        usleep(kDeadlockPauseMicroseconds);
-    }
-}
 
 void FileLock::take(int fd, short type, NvTurn *turn)
 {
@@ -53,11 +23,7 @@ void FileLock::take(int fd, short type, NvTurn *turn)
 ssize_t nv_read_text(int fd, char *text, NvTurn *turn)
 {
     const FileLock lock(fd, F_RDLCK, turn);
-    const ssize_t length = read(fd, text, kNvReadSize);
-    if (length > 0) {
-        text[length - 1] = '\0';
-    }
-    return length;
+    return nv_read_locked(fd, text);
 }
 
 void nv_write_text(int fd, const char *text, size_t size, NvTurn *turn)

@@ -1,15 +1,13 @@
-// Reading and writing the value in a parameter file under its lock. Other processes, also some without
-// this library, lock the same files with the same record locks.
+// Reading and writing the value in a parameter file under its lock.
 #pragma once
+
+#include "lc_nv/lock.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <fcntl.h>
 #include <sys/types.h>
-
-// A whole-file record lock: command F_SETLKW or F_SETLK, type F_RDLCK, F_WRLCK or F_UNLCK; as fcntl(2)
-// returns.
-extern "C" int nv_lock_file(int fd, int command, short type);
+#include <unistd.h>
 
 namespace lterouter {
 
@@ -18,12 +16,8 @@ class NvTurn;
 // The most bytes that one read of a parameter file takes, terminator included.
 constexpr size_t kNvReadSize = 4096;
 
-// Waits for a lock on the whole file, F_RDLCK shared or F_WRLCK exclusive. When it is refused the
-// stores go on without it rather than lose a parameter.
-void nv_wait_for_lock(int fd, short type);
-
-// Holds such a lock until the end of the scope. turn: for a volatile parameter, whose wait can be
-// cancelled.
+// Holds a lock on the whole file, as nv_wait_for_lock gets it, until the end of the scope. turn: for a
+// volatile parameter, whose wait can be cancelled.
 class FileLock {
 public:
     FileLock(int fd, short type, NvTurn *turn = nullptr) : fd_(fd) { take(fd, type, turn); }
@@ -36,6 +30,20 @@ private:
 
     const int fd_;
 };
+
+// The part of nv_read_text that needs the lock, for who has it already. last: the byte that is
+// overwritten.
+inline ssize_t nv_read_locked(int fd, char *text, char *last = nullptr)
+{
+    const ssize_t length = read(fd, text, kNvReadSize);
+    if (length > 0) {
+        if (last != nullptr) {
+            *last = text[length - 1];
+        }
+        text[length - 1] = '\0';
+    }
+    return length;
+}
 
 // Reads a text of at most kNvReadSize bytes from the file's position, under a shared lock. Returns the
 // number of bytes, the last of which, the stored terminator, is overwritten with NUL (a file without a

@@ -7,8 +7,7 @@
 
 #include <cstring>
 
-using namespace lterouter;
-
+namespace lterouter {
 namespace {
 
 constexpr uint32_t kWord = sizeof(uint32_t);
@@ -71,7 +70,7 @@ int32_t read_parameter(const char *name, char *buf, uint32_t size)
     LC_TRACE(-1, "call " name " failed ret:%d rsp:%d\n\n", (delivered) ? 1 : 0, \
              static_cast<int>(result))
 
-Answer lterouter::deliver(const Request &request, const void *body, void *response)
+Answer deliver(const Request &request, const void *body, void *response)
 {
     uint32_t length = request.room;
     const bool delivered = send_request_syn(IPC_MODULE_MM, request.msg_id, body, request.body_len,
@@ -79,8 +78,8 @@ Answer lterouter::deliver(const Request &request, const void *body, void *respon
     return {delivered, length};
 }
 
-int32_t lterouter::ask(const char *function, const Request &request, const void *body, void *response,
-                       unsigned line)
+int32_t ask(const char *function, const Request &request, const void *body, void *response,
+            unsigned line)
 {
     const Answer answer = deliver(request, body, response);
     if (!answer.delivered) {
@@ -95,6 +94,10 @@ int32_t lterouter::ask(const char *function, const Request &request, const void 
     }
     return 0;
 }
+
+} // namespace lterouter
+
+using namespace lterouter;
 
 // ---- PIN ----
 

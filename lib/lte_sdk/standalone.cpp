@@ -5,6 +5,7 @@
 
 #include "lc_nv.h"
 #include "lct_trace/trace.h"
+#include "lte_sdk/sim.h"
 
 #include <cstring>
 
@@ -60,10 +61,8 @@ using namespace lterouter;
 
 int32_t lct_check_sim_card_ready()
 {
-    constexpr char kStatus[] = LCT_PARAM_SIM;
-    // pin_enable: the SIM asks for its PIN at every start, and has been given it.
-    if (nvram_match(kStatus, "sim_ready") == NV_SUCCESS ||
-        nvram_match(kStatus, "pin_enable") == NV_SUCCESS) {
+    if (sim_is_usable(
+            [](const char *text) { return nvram_match(LCT_PARAM_SIM, text) == NV_SUCCESS; })) {
         return 0;
     }
     return LC_TRACE(-1, "nv match error\n\n");

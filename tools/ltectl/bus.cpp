@@ -2,6 +2,7 @@
 
 #include "common/program.h"
 #include "common/wan_manager.h"
+#include "lc_file/stream.h"
 #include "ltectl/array.h"
 #include "ltectl/client.h"
 #include "ltectl/commands.h"
@@ -158,13 +159,11 @@ const Option kBusWatchOptions[] = {
 
 int bus_list(char *const *)
 {
-    FILE *table = fopen(kSocketTable, "re");
-    if (table == nullptr) {
+    const Stream table{fopen(kSocketTable, "re")};
+    if (!table) {
         return fail(kFailed, "cannot read %s: %s", kSocketTable, strerror(errno));
     }
-    const int code = print_endpoints(table);
-    fclose(table);
-    return code;
+    return print_endpoints(table.get());
 }
 
 int bus_watch(char *const *)

@@ -1,6 +1,7 @@
 #include "ltectl/endpoints.h"
 
 #include "common/wan_manager.h"
+#include "lc_file/stream.h"
 
 #include <cstring>
 
@@ -52,18 +53,17 @@ bool next_endpoint(FILE *table, Bound *bound)
 
 std::optional<uint32_t> socket_at(const ipc_addr &address)
 {
-    FILE *table = fopen(kSocketTable, "re");
-    if (table == nullptr) {
+    const Stream table{fopen(kSocketTable, "re")};
+    if (!table) {
         return std::nullopt;
     }
     uint32_t inode = 0;
     Bound bound;
-    while (inode == 0 && next_endpoint(table, &bound)) {
+    while (inode == 0 && next_endpoint(table.get(), &bound)) {
         if (bound.padded && socket_name(address) == bound.name) {
             inode = bound.inode;
         }
     }
-    fclose(table);
     return inode;
 }
 

@@ -1,5 +1,6 @@
 #include "ltectl/held_lock.h"
 
+#include "lc_file/stream.h"
 #include "lc_pthread.h"
 
 #include <cstdio>
@@ -30,8 +31,8 @@ bool parse(const char *line, Lock *lock)
 // The lock that this process waits for: behind each, the table has those who wait for it.
 bool find_lock(Lock *held)
 {
-    FILE *table = fopen("/proc/locks", "re");
-    if (table == nullptr) {
+    const Stream table{fopen("/proc/locks", "re")};
+    if (!table) {
         return false;
     }
     const int self = getpid();
@@ -39,13 +40,12 @@ bool find_lock(Lock *held)
     Lock lock;
     *held = {};
     char line[256];
-    while (!found && fgets(line, sizeof(line), table) != nullptr) {
+    while (!found && fgets(line, sizeof(line), table.get()) != nullptr) {
         if (parse(line, &lock)) {
             found = lock.waits && lock.pid == self;
             *held = lock.waits ? *held : lock;
         }
     }
-    fclose(table);
     return found;
 }
 

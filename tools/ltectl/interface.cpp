@@ -1,6 +1,8 @@
 #include "ltectl/interface.h"
 
 #include "common/program.h"
+#include "support/fd.h"
+#include "support/socket.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -16,28 +18,20 @@ namespace {
 // The queries about an interface.
 class Questions {
 public:
-    explicit Questions(const char *name) : fd_(socket(AF_INET, SOCK_DGRAM, 0))
+    explicit Questions(const char *name) : fd_(open_socket(AF_INET, SOCK_DGRAM, 0))
     {
         snprintf(request_.ifr_name, sizeof(request_.ifr_name), "%s", name);
     }
-    ~Questions()
-    {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    Questions(const Questions &) = delete;
-    Questions &operator=(const Questions &) = delete;
 
     // Returns the request record with the answer; null, with errno set, on failure. The ioctl number is
     // a template argument, since its type depends on the libc.
     template <unsigned long Question> const ifreq *ask()
     {
-        return ioctl(fd_, Question, &request_) == 0 ? &request_ : nullptr;
+        return ioctl(fd_.get(), Question, &request_) == 0 ? &request_ : nullptr;
     }
 
 private:
-    int fd_;
+    const Fd fd_;
     ifreq request_ = {};
 };
 

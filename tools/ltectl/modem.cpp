@@ -3,6 +3,7 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "common/wan_manager.h"
+#include "lc_file/stream.h"
 #include "lte_sdk.h"
 #include "ltectl/commands.h"
 #include "ltectl/requests.h"
@@ -72,12 +73,11 @@ int show_answer(const char *command, const char *text)
 int show_file(const char *command, const char *path)
 {
     static char text[kAnswerMax];
-    FILE *file = fopen(path, "re");
-    if (file == nullptr) {
+    const Stream file{fopen(path, "re")};
+    if (!file) {
         return fail(kFailed, "cannot read the answer in %s: %s", path, strerror(errno));
     }
-    text[fread(text, 1, sizeof(text) - 1, file)] = '\0';
-    fclose(file);
+    text[fread(text, 1, sizeof(text) - 1, file.get())] = '\0';
     return show_answer(command, text);
 }
 

@@ -5,6 +5,8 @@
 #include "common/record.h"
 #include "ltectl/commands.h"
 #include "ltectl/interface.h"
+#include "support/fd.h"
+#include "support/socket.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -79,12 +81,8 @@ int expect_from_table(const char *ip)
 // Without the right to open a packet socket the library's probe only reports that nobody answered.
 int check_packet_sockets()
 {
-    const int fd = socket(AF_PACKET, SOCK_RAW, 0);
-    if (fd < 0) {
-        return fail(kFailed, "cannot open a packet socket: %s", strerror(errno));
-    }
-    close(fd);
-    return kDone;
+    const Fd fd{open_socket(AF_PACKET, SOCK_RAW, 0)};
+    return fd ? kDone : fail(kFailed, "cannot open a packet socket: %s", strerror(errno));
 }
 
 // The interface that asks; its address and hardware address must be known.

@@ -3,6 +3,7 @@
 #include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
+#include "lc_file/stream.h"
 #include "lc_network.h"
 #include "ltectl/commands.h"
 
@@ -135,19 +136,18 @@ int count_routes(const char *gateway)
 {
     in_addr wanted = {};
     inet_pton(AF_INET, gateway, &wanted);
-    FILE *table = fopen(kTable, "re");
-    if (table == nullptr) {
+    const Stream table{fopen(kTable, "re")};
+    if (!table) {
         return 0;
     }
     int count = 0;
     char line[256]; // the kernel pads its lines to 127 characters
-    while (fgets(line, sizeof(line), table) != nullptr) {
+    while (fgets(line, sizeof(line), table.get()) != nullptr) {
         uint32_t over;
         if (sscanf(line, "%*s %*x %" SCNx32, &over) == 1 && over == wanted.s_addr) {
             ++count;
         }
     }
-    fclose(table);
     return count;
 }
 

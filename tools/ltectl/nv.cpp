@@ -34,12 +34,9 @@ int explain_init(bool marked, int error)
     if (marked) {
         return cannot("remove", NVM_SHUTDOWN_MARKER, error);
     }
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
-    Line line;
-    while ((line = defaults.next()) == Line::kParameter) {
-    }
-    if (line == Line::kBad) {
-        return defaults.complain("", "; the repair ends there");
+    NvParameterFile defaults(NVM_DEFAULTS_FILE);
+    if (each_parameter(defaults, [](const NvParameter &) { return true; }) != NvLine::kEnd) {
+        return complain(defaults, kDefaultsFile, "", "; the repair ends there");
     }
     return cannot("make", NVM_CURRENT_DIR " and " NVM_BACKUP_DIR, error);
 }
@@ -60,11 +57,12 @@ int explain_init(bool marked, int error)
 // default.
 int check_copies_readable()
 {
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
+    NvParameterFile defaults(NVM_DEFAULTS_FILE);
     int code = kDone;
-    while (code == kDone && defaults.next() == Line::kParameter) {
-        code = check_copies_readable(defaults.name());
-    }
+    each_parameter(defaults, [&](const NvParameter &declared) {
+        code = check_copies_readable(declared.name);
+        return code == kDone;
+    });
     return code;
 }
 
@@ -82,10 +80,10 @@ bool is_opened() { return is_directory(NVM_CURRENT_DIR) && is_directory(NVM_BACK
 uint32_t g_unrepaired = 0;
 MissingValue g_missing;
 
-int check_repaired(const ParameterFile &declared)
+int check_repaired(const NvParameter &declared)
 {
     StoredValue value;
-    if (is_unstorable(declared.name())) {
+    if (is_unstorable(declared.name)) {
         return kDone;
     }
     if (const int code = value.read(declared); code != kDone) {
@@ -93,7 +91,7 @@ int check_repaired(const ParameterFile &declared)
     }
     for (const CopyPlace *place = kCopyPlaces; place->name != nullptr; ++place) {
         MissingValue missing;
-        if (missing.found(*place, declared.name(), value.text)) {
+        if (missing.found(*place, declared.name, value.text)) {
             g_missing = g_unrepaired == 0 ? missing : g_missing;
             ++g_unrepaired;
             break;
@@ -117,7 +115,7 @@ int check_repair()
 // As text SOURCE, to be followed by the parameter.
 void add_source(Record &record, const StoredValue &value) { record.word("source", value.source); }
 
-int list_declared(const ParameterFile &declared)
+int list_declared(const NvParameter &declared)
 {
     StoredValue value;
     if (const int code = value.read(declared); code != kDone) {
@@ -127,22 +125,22 @@ int list_declared(const ParameterFile &declared)
     record.event("parameter");
     add_source(record, value);
     char bits[9];
-    snprintf(bits, sizeof(bits), "%x", static_cast<unsigned>(declared.bits()));
-    record.number("bits", declared.bits(), bits);
-    add_parameter(record, declared.name(), Shown(declared.bits(), value.text).text);
+    snprintf(bits, sizeof(bits), "%x", static_cast<unsigned>(declared.bits));
+    record.number("bits", declared.bits, bits);
+    add_parameter(record, declared.name, Shown(declared.bits, value.text).text);
     return kDone;
 }
 
-int diff_declared(const ParameterFile &declared)
+int diff_declared(const NvParameter &declared)
 {
     StoredValue value;
     const int code = value.read(declared);
-    if (code == kDone && strcmp(value.text, declared.value()) != 0) {
+    if (code == kDone && strcmp(value.text, declared.value) != 0) {
         Record record;
         record.event("difference");
         add_source(record, value);
-        add_change(record, declared.name(), {"default", Shown(declared.bits(), declared.value()).text},
-                   {"value", Shown(declared.bits(), value.text).text});
+        add_change(record, declared.name, {"default", Shown(declared.bits, declared.value).text},
+                   {"value", Shown(declared.bits, value.text).text});
     }
     return code;
 }
@@ -150,8 +148,8 @@ int diff_declared(const ParameterFile &declared)
 // 0 for a parameter that is not declared.
 uint32_t declared_bits(const char *name)
 {
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
-    return defaults.find(name) == Line::kParameter ? defaults.bits() : 0;
+    NvDeclaration declaration;
+    return declaration.find(name) == NV_SUCCESS ? declaration.parameter.bits : 0;
 }
 
 // One byte more than a value may have: a longer one is truncated, but remains too long.
@@ -176,7 +174,7 @@ int set(const char *name, const char *value, uint32_t bits)
     return code == kDone ? set_parameter(kPersistentStore, name, value, Shown(bits, value).text) : code;
 }
 
-int show_each(int (*show)(const ParameterFile &declared))
+int show_each(int (*show)(const NvParameter &declared))
 {
     const int code = check_rights();
     return code == kDone ? each_declared(show) : code;
@@ -288,9 +286,12 @@ int nv_set(char *const *operands)
 
 void offer_nv_name(Offer &offer, const char *const *before)
 {
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
-    while (before[0] == nullptr && defaults.next() == Line::kParameter) {
-        offer.add(defaults.name());
+    if (before[0] == nullptr) {
+        NvParameterFile defaults(NVM_DEFAULTS_FILE);
+        each_parameter(defaults, [&](const NvParameter &declared) {
+            offer.add(declared.name);
+            return true;
+        });
     }
 }
 

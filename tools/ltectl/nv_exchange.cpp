@@ -10,6 +10,7 @@
 #include "ltectl/nv_store.h"
 #include "ltectl/scratch_file.h"
 #include "ltectl/storage.h"
+#include "support/fd.h"
 
 #include <cctype>
 #include <cerrno>
@@ -75,9 +76,9 @@ struct Selected {
 };
 Selected g_selected;
 
-int count_selected(const ParameterFile &declared)
+int count_selected(const NvParameter &declared)
 {
-    if ((declared.bits() & g_mask) == 0) {
+    if ((declared.bits & g_mask) == 0) {
         return kDone;
     }
     StoredValue value;
@@ -94,32 +95,27 @@ int count_selected(const ParameterFile &declared)
 // Whether a file holds as many lines as were selected, all complete.
 bool holds_selected(const char *path)
 {
-    ParameterFile file(path);
-    if (!g_no_checksum && !file.checksum_matches()) {
+    NvParameterFile file(path);
+    if (!file || (!g_no_checksum && !file.checksum_matches())) {
         return false;
     }
     uint32_t count = 0;
-    Line line;
-    while ((line = file.next()) == Line::kParameter) {
+    const NvLine line = each_parameter(file, [&](const NvParameter &) {
         ++count;
-    }
-    return line == Line::kEnd && count == g_selected.count;
+        return true;
+    });
+    return line == NvLine::kEnd && count == g_selected.count;
 }
 
 bool same_content(const ScratchFile &content, const char *path)
 {
-    FILE *const files[] = {fopen(content.path(), "re"), fopen(path, "re")};
-    bool same = files[0] != nullptr && files[1] != nullptr;
+    const Stream files[] = {Stream{fopen(content.path(), "re")}, Stream{fopen(path, "re")}};
+    bool same = files[0] && files[1];
     int bytes[2] = {};
     while (same && bytes[0] != EOF) {
-        bytes[0] = getc(files[0]);
-        bytes[1] = getc(files[1]);
+        bytes[0] = getc(files[0].get());
+        bytes[1] = getc(files[1].get());
         same = bytes[0] == bytes[1];
-    }
-    for (FILE *file : files) {
-        if (file != nullptr) {
-            fclose(file);
-        }
     }
     return same;
 }
@@ -184,19 +180,16 @@ public:
         }
         strcpy(g_unfinished, path_);
         strcat(g_unfinished, kEnd);
-        const int fd = mkostemp(g_unfinished, O_CLOEXEC);
-        if (fd < 0) {
+        Fd fd{mkostemp(g_unfinished, O_CLOEXEC)};
+        if (!fd) {
             g_unfinished[0] = '\0';
             return -1;
         }
         at_end({.farewell = remove_unfinished, .close = nullptr});
-        if (!take_rights(fd, replaces_ ? &replaced_ : nullptr)) {
-            const int error = errno;
-            close(fd);
-            errno = error;
+        if (!take_rights(fd.get(), replaces_ ? &replaced_ : nullptr)) {
             return -1;
         }
-        return fd;
+        return fd.release();
     }
     // False with errno.
     bool take_place() const { return rename(g_unfinished, path_) == 0; }
@@ -285,8 +278,8 @@ int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &re
         return code;
     }
     // nvm_import would print a message of its own.
-    if (const ParameterFile file(request.path, request.shown); file.error() != 0) {
-        return file.complain("", "");
+    if (const NvParameterFile file(request.path); !file) {
+        return complain(file, {request.path, request.shown}, "", "");
     }
     if (g_dry_run) {
         return preview_import(request);
@@ -374,14 +367,11 @@ int nv_import(char *const *operands)
     if (const int code = content.made(); code != kDone) {
         return code;
     }
-    const int fd = standard ? STDIN_FILENO : open(request.path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
+    const Fd opened{standard ? -1 : open(request.path, O_RDONLY | O_CLOEXEC)};
+    if (!standard && !opened) {
         return cannot("read", request.path, errno);
     }
-    const int filled = content.fill(fd, shown);
-    if (!standard) {
-        close(fd);
-    }
+    const int filled = content.fill(standard ? STDIN_FILENO : opened.get(), shown);
     request.path = content.path();
     return filled == kDone ? import_by(import_file, request) : filled;
 }

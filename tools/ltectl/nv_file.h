@@ -1,65 +1,38 @@
-// A file of parameter lines, read line by line as the library reads it, for what the library does not
-// tell: which line is malformed, and which bits a parameter is declared with.
+// Files of parameter lines, which the library's reader reads, and what ltectl tells about them.
 #pragma once
 
-#include "lc_nv.h"
-
-#include <cstdio>
+#include "lc_nv/parameter_file.h"
 
 namespace lterouter::tools {
 
-enum class Line {
-    kParameter,
-    kEnd,
-    kBad, // malformed, or the file cannot be read
+struct NamedFile {
+    const char *path;
+    const char *shown; // what it is called in messages
 };
 
-class ParameterFile {
-public:
-    // shown: what the file is called in messages; the path itself if it is not given.
-    explicit ParameterFile(const char *path, const char *shown = nullptr);
-    ~ParameterFile();
-    ParameterFile(const ParameterFile &) = delete;
-    ParameterFile &operator=(const ParameterFile &) = delete;
+constexpr NamedFile kDefaultsFile = {NVM_DEFAULTS_FILE, NVM_DEFAULTS_FILE};
 
-    // Whether the file begins with the checksum of what follows it; if so, the first line is next.
-    bool checksum_matches();
-    // Goes back to the first line behind the checksum.
-    void rewind_to_lines();
+// The number, from 1, of the line that a file has been read to.
+uint32_t line_at(const char *path, long position);
 
-    // The next parameter; comments and empty lines are passed over.
-    Line next();
-    // Searches on for a parameter of this name.
-    Line find(const char *name);
+// Asked for right after a call that failed: prints what is wrong with the file between two other pieces
+// of the sentence; returns kFailed.
+int complain(const NvParameterFile &file, const NamedFile &named, const char *before,
+             const char *after);
 
-    // Of the last parameter, up to the next call.
-    const char *name() const { return name_; }
-    uint32_t bits() const { return bits_; }
-    const char *value() const { return value_; }
-
-    // The number of the last line, from 1.
-    uint32_t line() const { return line_; }
-    // Why the file cannot be read, as an errno value; 0 when it can.
-    int error() const { return error_; }
-    // Prints what is wrong with the file between two other pieces of the sentence; returns kFailed.
-    int complain(const char *before, const char *after) const;
-
-private:
-    bool read_line();
-
-    const char *const shown_;
-    FILE *const file_;
-    int error_;
-    uint32_t line_ = 0;
-    bool line_ended_ = true;
-    char *name_ = nullptr;
-    uint32_t bits_ = 0;
-    char *value_ = nullptr;
-    char text_[NV_LINE_SIZE];
-};
+// Shows one parameter after the other to visit, as long as that wants to go on. kMalformed also for a
+// file that is not open.
+template <typename Visit> NvLine each_parameter(NvParameterFile &file, Visit visit)
+{
+    NvParameter parameter;
+    NvLine line = NvLine::kMalformed;
+    while (file && (line = file.next(&parameter)) == NvLine::kParameter && visit(parameter)) {
+    }
+    return line;
+}
 
 // Shows every declared parameter to visit, in the order of the defaults file. A file that is missing or
 // malformed is complained about. Returns kDone when every visit does and the file is whole.
-int each_declared(int (*visit)(const ParameterFile &declared));
+int each_declared(int (*visit)(const NvParameter &declared));
 
 } // namespace lterouter::tools

@@ -1,10 +1,12 @@
 #include "ltectl/nv_import.h"
 
 #include "common/program.h"
+#include "lc_nv/import.h"
 #include "ltectl/nv_file.h"
 #include "ltectl/nv_secret.h"
 #include "ltectl/nv_store.h"
 
+#include <climits>
 #include <cstring>
 
 namespace lterouter::tools {
@@ -28,179 +30,165 @@ enum class Purpose {
 // An import step by step, without storing anything.
 class Walk {
 public:
+    using Result = int;
+
     Walk(const ImportRequest &request, Purpose purpose)
-        : request_(request), purpose_(purpose), input_(request.path, request.shown)
+        : request_(request), file_{request.path, request.shown}, purpose_(purpose), input_(request.path)
     {
     }
     // Returns kDone when the import gets to the end of the file; else says why not.
-    int run();
+    int run()
+    {
+        return input_ ? NvImport(input_, request_.mask, *this).run(request_.checksum, request_.identity)
+                      : complain(input_, file_, "", kNothing);
+    }
     const Counts &counts() const { return counts_; }
 
+    // What the import asks of its visitor.
+    int wrong_checksum() const;
+    int no_identity(NvLine line) const;
+    int malformed() const { return complain(input_, file_, "", kStops); }
+    static int no_defaults(const NvParameterFile &defaults, bool applying)
+    {
+        return complain(defaults, kDefaultsFile, "", applying ? kStops : kNothing);
+    }
+    int compared(const NvParameter &parameter, const NvParameter *declared);
+    int found_identity();
+    int undeclared(const NvParameter &parameter);
+    int masked(const NvParameter &parameter, const NvParameter &declared);
+    int apply(const NvParameter &parameter, const NvParameter &declared);
+
 private:
-    int check_head();
-    int pass_identity();
-    int pass_parameter();
-    int apply(uint32_t bits);
-    int show_change(uint32_t bits);
-    int check_change();
-    int show(const char *action, uint32_t bits);
-    bool value_before(uint32_t line, char *value) const;
+    int show_change(const NvParameter &parameter, uint32_t bits);
+    int check_change(const NvParameter &parameter);
+    int show(const char *action, const NvParameter &parameter, uint32_t bits);
+    uint32_t line() const { return line_at(file_.path, input_.position()); }
+    bool value_before(const char *name, long position, char *value) const;
 
     const ImportRequest &request_;
+    const NamedFile file_;
     const Purpose purpose_;
     Counts counts_;
-    uint32_t first_line_ = 0; // lines before it are not applied
-    ParameterFile input_;
+    long applied_behind_ = 0; // lines up to there are not applied
+    NvParameterFile input_;
 };
 
-int Walk::run()
+int Walk::wrong_checksum() const
 {
-    if (const int code = check_head(); code != kDone) {
-        return code;
-    }
-    Line line;
-    while ((line = input_.next()) == Line::kParameter) {
-        if (const int code = pass_parameter(); code != kDone) {
-            return code;
-        }
-    }
-    return line == Line::kEnd ? kDone : input_.complain("", kStops);
+    return fail(kFailed, "%s does not begin with the checksum of what follows%s", request_.shown,
+                kNothing);
 }
 
-int Walk::check_head()
+int Walk::no_identity(NvLine line) const
 {
-    if (request_.checksum && !input_.checksum_matches()) {
-        return fail(kFailed, "%s does not begin with the checksum of what follows%s", request_.shown,
-                    kNothing);
-    }
-    return request_.identity ? pass_identity() : kDone;
+    return line == NvLine::kMalformed
+               ? complain(input_, file_, "", kNothing)
+               : fail(kFailed, "%s does not have the %s and %s of %s%s", request_.shown,
+                      NV_IDENTITY_VERSION, NV_IDENTITY_VARIANT, NVM_DEFAULTS_FILE, kNothing);
 }
-
-// The functions that bring a file or a value along on the stack stay functions.
 
 // Without a checksum line the library does not go back to where it began.
-[[gnu::noinline]] int Walk::pass_identity()
+int Walk::compared(const NvParameter &parameter, const NvParameter *declared)
 {
-    bool version = false;
-    bool variant = false;
-    while (!version || !variant) {
-        const Line line = input_.next();
-        if (line == Line::kBad) {
-            return input_.complain("", kNothing);
-        }
-        if (line == Line::kEnd) {
-            return fail(kFailed, "%s does not have the %s and %s of %s%s", request_.shown,
-                        NV_IDENTITY_VERSION, NV_IDENTITY_VARIANT, NVM_DEFAULTS_FILE, kNothing);
-        }
-        ParameterFile defaults(NVM_DEFAULTS_FILE);
-        const Line declared = defaults.find(input_.name());
-        if (declared == Line::kBad) {
-            return defaults.complain("", kNothing);
-        }
-        if (declared == Line::kParameter && strcmp(input_.value(), defaults.value()) == 0) {
-            version = version || strcmp(input_.name(), NV_IDENTITY_VERSION) == 0;
-            variant = variant || strcmp(input_.name(), NV_IDENTITY_VARIANT) == 0;
-        }
-        if (!request_.checksum) {
-            show("skipped", declared == Line::kParameter ? defaults.bits() : 0);
-        }
-    }
-    if (request_.checksum) {
-        input_.rewind_to_lines();
-    }
-    first_line_ = input_.line() + 1;
+    return request_.checksum ? kDone
+                             : show("skipped", parameter, declared != nullptr ? declared->bits : 0);
+}
+
+int Walk::found_identity()
+{
+    applied_behind_ = input_.position();
     return kDone;
 }
 
-[[gnu::noinline]] int Walk::pass_parameter()
+int Walk::undeclared(const NvParameter &parameter)
 {
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
-    switch (defaults.find(input_.name())) {
-    case Line::kEnd:
-        ++counts_.undeclared;
-        return show("undeclared", 0);
-    case Line::kBad:
-        return defaults.complain("", kStops);
-    default:
-        break;
-    }
-    if ((defaults.bits() & request_.mask) == 0) {
-        ++counts_.masked;
-        return show("masked", defaults.bits());
-    }
-    if (is_unstorable(input_.name())) {
-        return show("unstorable", defaults.bits());
-    }
-    return apply(defaults.bits());
+    ++counts_.undeclared;
+    return show("undeclared", parameter, 0);
 }
 
-int Walk::apply(uint32_t bits)
+int Walk::masked(const NvParameter &parameter, const NvParameter &declared)
 {
+    ++counts_.masked;
+    return show("masked", parameter, declared.bits);
+}
+
+int Walk::apply(const NvParameter &parameter, const NvParameter &declared)
+{
+    if (is_unstorable(parameter.name)) {
+        return show("unstorable", parameter, declared.bits);
+    }
     ++counts_.applied;
     switch (purpose_) {
     case Purpose::kShow:
-        return show_change(bits);
+        return show_change(parameter, declared.bits);
     case Purpose::kCheck:
-        return check_change();
+        return check_change(parameter);
     default:
         return kDone;
     }
 }
 
-[[gnu::noinline]] int Walk::show_change(uint32_t bits)
+// The functions that bring a file or a value along on the stack stay functions.
+
+[[gnu::noinline]] int Walk::show_change(const NvParameter &parameter, uint32_t bits)
 {
     StoredValue old;
-    if (value_before(input_.line(), old.text)) {
+    if (value_before(parameter.name, input_.position(), old.text)) {
         old.source = "file";
-    } else if (const int code = old.read(input_.name()); code != kDone) {
+    } else if (const int code = old.read(parameter.name); code != kDone) {
         return code;
     }
-    bits |= input_.bits();
-    const bool same = strcmp(old.text, input_.value()) == 0;
-    const char *const value = Shown(bits, input_.value()).text;
+    bits |= parameter.bits;
+    const bool same = strcmp(old.text, parameter.value) == 0;
+    const char *const value = Shown(bits, parameter.value).text;
     Record record;
-    record.event("line").number("line", input_.line()).word("action", same ? "same" : "change");
+    record.event("line").number("line", line()).word("action", same ? "same" : "change");
     record.field("source", old.source);
     if (same) {
-        add_parameter(record, input_.name(), value);
+        add_parameter(record, parameter.name, value);
     } else {
-        add_change(record, input_.name(), {"old", Shown(bits, old.text).text}, {"new", value});
+        add_change(record, parameter.name, {"old", Shown(bits, old.text).text}, {"new", value});
     }
     return kDone;
 }
 
-[[gnu::noinline]] int Walk::check_change()
+[[gnu::noinline]] int Walk::check_change(const NvParameter &parameter)
 {
     char last[kValueSize];
-    value_before(UINT32_MAX, last);
-    return check_stored(input_.name(), last);
+    value_before(parameter.name, LONG_MAX, last);
+    return check_stored(parameter.name, last);
 }
 
 // bits: those of the declaration; none without one.
-int Walk::show(const char *action, uint32_t bits)
+int Walk::show(const char *action, const NvParameter &parameter, uint32_t bits)
 {
     if (purpose_ == Purpose::kShow) {
         Record record;
-        record.event("line").number("line", input_.line()).word("action", action);
-        add_parameter(record, input_.name(), Shown(bits | input_.bits(), input_.value()).text);
+        record.event("line").number("line", line()).word("action", action);
+        add_parameter(record, parameter.name, Shown(bits | parameter.bits, parameter.value).text);
     }
     return kDone;
 }
 
-// The last value that the file itself gives the parameter before a line.
-[[gnu::noinline]] bool Walk::value_before(uint32_t line, char *value) const
+// The last value that the file itself gives the parameter before a position.
+[[gnu::noinline]] bool Walk::value_before(const char *name, long position, char *value) const
 {
-    ParameterFile file(request_.path);
-    if (request_.checksum) {
+    NvParameterFile file(request_.path);
+    if (file && request_.checksum) {
         file.rewind_to_lines();
     }
     bool found = false;
-    while (file.find(input_.name()) == Line::kParameter && file.line() < line) {
-        if (file.line() >= first_line_) {
-            strcpy(value, file.value());
+    each_parameter(file, [&](const NvParameter &parameter) {
+        if (strcmp(parameter.name, name) != 0) {
+            return true;
+        }
+        const long at = file.position();
+        if (at > applied_behind_ && at < position) {
+            strcpy(value, parameter.value);
             found = true;
         }
-    }
+        return at < position;
+    });
     return found;
 }
 

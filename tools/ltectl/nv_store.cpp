@@ -19,9 +19,9 @@ int explain(uint32_t result, const char *name)
     }
     char before[160];
     snprintf(before, sizeof(before), "\"%.127s\" has no copy: ", name);
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
-    defaults.find(name);
-    return defaults.complain(before, "");
+    NvDeclaration declaration;
+    declaration.find(name);
+    return complain(declaration.file, kDefaultsFile, before, "");
 }
 
 // 0, or why this process cannot look into a directory, as an errno value.
@@ -52,12 +52,12 @@ bool StoredValue::read_copy(const CopyPlace &place, const char *name, int *code)
     return copy.error != 0 || copy.usable;
 }
 
-int StoredValue::read(const ParameterFile &declared)
+int StoredValue::read(const NvParameter &declared)
 {
     int code = kDone;
-    if (!read_copy(kCurrent, declared.name(), &code) && !read_copy(kBackup, declared.name(), &code)) {
+    if (!read_copy(kCurrent, declared.name, &code) && !read_copy(kBackup, declared.name, &code)) {
         source = "default";
-        strcpy(text, declared.value());
+        strcpy(text, declared.value);
     }
     return code;
 }

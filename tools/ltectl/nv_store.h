@@ -23,7 +23,7 @@ struct StoredValue {
 
     // Each returns kDone, or the exit code after an error message about an unreadable file: a value
     // that this process may not read must not be reported as missing.
-    int read(const ParameterFile &declared);
+    int read(const NvParameter &declared);
     int read(const char *name);
 
 private:

@@ -31,14 +31,15 @@ void report(const char *name, const char *copy, const char *problem, int error =
     add_reason(record, error);
 }
 
-void report_line(const char *problem, uint32_t line)
+// position: behind the line.
+void report_line(const char *problem, long position)
 {
     ++g_problems;
     Record()
         .event("problem")
         .word("file", NVM_DEFAULTS_FILE)
         .word("problem", problem)
-        .number("line", line);
+        .number("line", line_at(NVM_DEFAULTS_FILE, position));
 }
 
 void report_path(const char *path, int error)
@@ -77,41 +78,41 @@ void report_copy(const char *name, const CopyPlace &place, const Copy &copy)
 }
 
 // Only the first declaration of a name counts.
-[[gnu::noinline]] bool is_first(const ParameterFile &declared)
+[[gnu::noinline]] bool is_first(const char *name, long position)
 {
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
-    defaults.find(declared.name());
-    return defaults.line() == declared.line();
+    NvDeclaration first;
+    return first.find(name) == NV_SUCCESS && first.file.position() == position;
 }
 
-void verify_declared(const ParameterFile &declared)
+void verify_declared(const char *name, long position)
 {
-    if (!is_first(declared)) {
-        report_line("declared-again", declared.line());
+    if (!is_first(name, position)) {
+        report_line("declared-again", position);
         return;
     }
     ++g_declared;
-    verify_copies(declared.name());
+    verify_copies(name);
 }
 
 void verify_defaults()
 {
-    ParameterFile defaults(NVM_DEFAULTS_FILE);
-    Line line;
-    while ((line = defaults.next()) == Line::kParameter) {
-        verify_declared(defaults);
-    }
-    if (defaults.error() != 0) {
-        report_path(NVM_DEFAULTS_FILE, defaults.error());
-    } else if (line == Line::kBad) {
-        report_line("malformed", defaults.line());
+    NvParameterFile defaults(NVM_DEFAULTS_FILE);
+    const NvLine line = each_parameter(defaults, [&](const NvParameter &declared) {
+        verify_declared(declared.name, defaults.position());
+        return true;
+    });
+    if (const int error = defaults.error(); error != 0) {
+        report_path(NVM_DEFAULTS_FILE, error);
+    } else if (line == NvLine::kMalformed) {
+        report_line("malformed", defaults.position());
     }
 }
 
 // The declarations behind a malformed line are not known.
 [[gnu::noinline]] bool is_undeclared(const char *name)
 {
-    return ParameterFile(NVM_DEFAULTS_FILE).find(name) == Line::kEnd;
+    NvDeclaration declaration;
+    return declaration.find(name) == NV_ERR_NAME;
 }
 
 void verify_directory(const CopyPlace &place)

@@ -3,6 +3,7 @@
 #include "common/program.h"
 #include "ltectl/deadline.h"
 #include "ltectl/storage.h"
+#include "support/fd.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -14,41 +15,37 @@
 namespace lterouter::tools {
 namespace {
 
-// What the bytes of a file, of which a reader takes no more than fit, are wrong in.
-const char *judge(const char *bytes, size_t count, size_t file_size)
+// What is wrong with what a reader has got of a file. last: what was in the terminator's place.
+const char *judge(const char *text, size_t count, char last, size_t file_size)
 {
-    const void *terminator = memchr(bytes, '\0', count);
-    if (terminator != nullptr) {
-        const size_t used = static_cast<size_t>(static_cast<const char *>(terminator) + 1 - bytes);
-        return used == file_size ? nullptr : "trailing-bytes";
+    const size_t used = strlen(text) + 1;
+    if (used == count && last != '\0') {
+        return file_size > count ? "too-long" : "unterminated";
     }
-    return file_size > count ? "too-long" : "unterminated";
+    return used == file_size ? nullptr : "trailing-bytes";
 }
 
 // Given up when the descriptor is closed.
 void lock(int fd, short type)
 {
-    struct flock lock = {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
     const Waiting waiting(kStoreWait);
-    fcntl(fd, F_SETLKW, &lock);
+    nv_wait_for_lock(fd, type);
 }
 
 // As the library stores it, but told how it went.
 int store(const char *path, const char *value)
 {
-    const int fd = open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666);
-    if (fd < 0) {
+    Fd fd{open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666)};
+    if (!fd) {
         return errno;
     }
-    lock(fd, F_WRLCK);
+    lock(fd.get(), F_WRLCK);
     const size_t size = strlen(value) + 1;
-    int error = write_all(fd, value, size);
-    if (error == 0 && ftruncate(fd, static_cast<off_t>(size)) != 0) {
+    int error = write_all(fd.get(), value, size);
+    if (error == 0 && ftruncate(fd.get(), static_cast<off_t>(size)) != 0) {
         error = errno;
     }
-    return close(fd) == 0 || error != 0 ? error : errno;
+    return close(fd.release()) == 0 || error != 0 ? error : errno;
 }
 
 } // namespace
@@ -61,13 +58,12 @@ CopyPath::CopyPath(const CopyPlace &place, const char *name)
 Copy::Copy(const CopyPlace &place, const char *name) : path(place, name)
 {
     // What is no file is not waited for.
-    const int fd = open(path.text, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
+    const Fd fd{open(path.text, O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    if (!fd) {
         problem = errno == ENOENT ? "missing" : unreadable(errno);
         return;
     }
-    problem = read_file(fd);
-    close(fd); // and with it goes the lock
+    problem = read_file(fd.get()); // the lock goes with the descriptor
 }
 
 const char *Copy::unreadable(int reason)
@@ -86,18 +82,16 @@ const char *Copy::read_file(int fd)
     if (!S_ISREG(status.st_mode)) {
         return unreadable(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
     }
-    const ssize_t count = read(fd, value, sizeof(value));
+    char last = '\0';
+    const ssize_t count = nv_read_locked(fd, value, &last);
     if (count < 0) {
         return unreadable(errno);
     }
     if (count == 0) {
         return "empty";
     }
-    const auto size = static_cast<size_t>(count);
-    const char *const wrong = judge(value, size, static_cast<size_t>(status.st_size));
-    value[size - 1] = '\0';
     usable = true;
-    return wrong;
+    return judge(value, static_cast<size_t>(count), last, static_cast<size_t>(status.st_size));
 }
 
 bool Copy::holds(const char *text) const { return usable && strcmp(value, text) == 0; }

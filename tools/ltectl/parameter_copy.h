@@ -3,6 +3,7 @@
 #pragma once
 
 #include "lc_nv.h"
+#include "lc_nv/transfer.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +11,8 @@
 namespace lterouter::tools {
 
 // Large enough for every value: the stores truncate longer ones.
-constexpr uint32_t kValueSize = NV_VALUE_MAX + 1;
+constexpr uint32_t kValueSize = kNvReadSize;
+static_assert(kValueSize == NV_VALUE_MAX + 1);
 
 struct CopyPlace {
     const char *name; // its name in the output

@@ -25,36 +25,29 @@ ssize_t read_some(int fd, char *bytes, size_t size)
     return count;
 }
 
-// For kernels without files in memory.
-int open_in_tmp()
+int make_file()
 {
+    const int fd = memfd_create("ltectl", MFD_CLOEXEC);
+    if (fd >= 0 || errno != ENOSYS) {
+        return fd;
+    }
+    // A kernel without files in memory.
     char name[] = "/tmp/ltectl.XXXXXX";
-    const int fd = mkostemp(name, O_CLOEXEC);
-    if (fd >= 0) {
+    const int in_tmp = mkostemp(name, O_CLOEXEC);
+    if (in_tmp >= 0) {
         unlink(name);
     }
-    return fd;
+    return in_tmp;
 }
 
 } // namespace
 
-ScratchFile::ScratchFile() : fd_(memfd_create("ltectl", MFD_CLOEXEC))
+ScratchFile::ScratchFile() : fd_(make_file()), error_(errno)
 {
-    if (fd_ < 0 && errno == ENOSYS) {
-        fd_ = open_in_tmp();
-    }
-    error_ = fd_ < 0 ? errno : 0;
-    snprintf(path_, sizeof(path_), "/proc/self/fd/%d", fd_);
+    snprintf(path_, sizeof(path_), "/proc/self/fd/%d", fd_.get());
 }
 
-ScratchFile::~ScratchFile()
-{
-    if (fd_ >= 0) {
-        close(fd_);
-    }
-}
-
-int ScratchFile::made() const { return fd_ >= 0 ? kDone : cannot("make a file in", "/tmp", error_); }
+int ScratchFile::made() const { return fd_ ? kDone : cannot("make a file in", "/tmp", error_); }
 
 int ScratchFile::fill(int from, const char *shown) const
 {
@@ -67,7 +60,7 @@ int ScratchFile::fill(int from, const char *shown) const
             return fail(kFailed, "%s has more than %zu bytes, which is no file of parameters", shown,
                         kMost);
         }
-        if (const int error = write_all(fd_, bytes, static_cast<size_t>(count)); error != 0) {
+        if (const int error = write_all(fd_.get(), bytes, static_cast<size_t>(count)); error != 0) {
             return cannot("keep the content of", shown, error);
         }
     }
@@ -79,7 +72,7 @@ int ScratchFile::empty_into(int to, const char *shown) const
     char bytes[4096];
     off_t offset = 0;
     ssize_t count;
-    while ((count = pread(fd_, bytes, sizeof(bytes), offset)) > 0) {
+    while ((count = pread(fd_.get(), bytes, sizeof(bytes), offset)) > 0) {
         if (const int error = write_all(to, bytes, static_cast<size_t>(count)); error != 0) {
             return cannot_write_to(to, shown, error);
         }

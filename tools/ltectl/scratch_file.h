@@ -2,6 +2,8 @@
 // terminal, standard input. It has no name and is gone with the process.
 #pragma once
 
+#include "support/fd.h"
+
 #include <cstddef>
 
 namespace lterouter::tools {
@@ -9,9 +11,6 @@ namespace lterouter::tools {
 class ScratchFile {
 public:
     ScratchFile();
-    ~ScratchFile();
-    ScratchFile(const ScratchFile &) = delete;
-    ScratchFile &operator=(const ScratchFile &) = delete;
 
     // Each returns kDone, or the exit code after saying what is wrong.
     int made() const;
@@ -23,8 +22,8 @@ public:
     const char *path() const { return path_; }
 
 private:
-    int fd_;
-    int error_ = 0;
+    Fd fd_;
+    const int error_; // why there is none, as an errno value
     char path_[32];
 };
 

@@ -4,6 +4,7 @@
 #include "common/record.h"
 #include "lc_ipc_msg.h"
 #include "lte_sdk.h"
+#include "lte_sdk/sim.h"
 #include "ltectl/commands.h"
 #include "ltectl/parameter.h"
 #include "ltectl/request.h"
@@ -19,7 +20,7 @@ constexpr ValueType kSlot = {"a number from 1 to 3", parse_number_in<1, 3>};
 bool sim_is_usable()
 {
     const SimStatus sim;
-    return strcmp(sim.text, "sim_ready") == 0 || strcmp(sim.text, "pin_enable") == 0;
+    return lterouter::sim_is_usable([&](const char *text) { return strcmp(sim.text, text) == 0; });
 }
 
 int request_done(const Request &request, const char *event)

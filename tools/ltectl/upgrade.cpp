@@ -10,6 +10,7 @@
 #include "ltectl/progress_bar.h"
 #include "ltectl/storage.h"
 #include "ltectl/upgrade_trace.h"
+#include "support/fd.h"
 
 #include <atomic>
 #include <cerrno>
@@ -83,13 +84,11 @@ int32_t size_of(const Image &image, int32_t piece)
 // Returns the error, or NULL when the port can be used.
 const char *obstacle(const char *port)
 {
-    const int fd = open(port, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
+    const Fd fd{open(port, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)};
+    if (!fd) {
         return errno == EBUSY ? "another program holds it" : strerror(errno);
     }
-    const bool is_port = isatty(fd) == 1;
-    close(fd);
-    return is_port ? nullptr : "it is no serial port";
+    return isatty(fd.get()) == 1 ? nullptr : "it is no serial port";
 }
 
 int check_ports()

@@ -1,4 +1,6 @@
 #include "ltectl/upgrade_trace.h"
+
+#include "lc_file/stream.h"
 #include "lte_sdk.h"
 
 #include <cstdio>
@@ -38,19 +40,18 @@ void count_line(const char *line, Attempts *attempts)
 
 void count(const char *path, off_t from, Attempts *attempts)
 {
-    FILE *file = fopen(path, "re");
-    if (file == nullptr) {
+    const Stream file{fopen(path, "re")};
+    if (!file) {
         return;
     }
     char line[512];
-    if (fseeko(file, from, SEEK_SET) == 0) {
-        while (fgets(line, sizeof(line), file) != nullptr) {
+    if (fseeko(file.get(), from, SEEK_SET) == 0) {
+        while (fgets(line, sizeof(line), file.get()) != nullptr) {
             if (strncmp(line, kUnit, sizeof(kUnit) - 1) == 0) {
                 count_line(line, attempts);
             }
         }
     }
-    fclose(file);
 }
 
 } // namespace
