@@ -28,9 +28,12 @@ bool is_refused(const char *name)
 
 enum class Answer { kRefused, kNoSocket, kFailed, kGiven };
 
-// An interface ioctl. The request numbers fit into int, the parameter's type in musl; in the GNU libc
-// it is unsigned long.
-Answer ask(const char *name, int what, ifreq *request)
+// int for musl's ioctl, unsigned long for that of the GNU libc.
+template <typename Number> Number number_of(int (*)(int, Number, ...));
+using IoctlNumber = decltype(number_of(ioctl));
+
+// An interface ioctl.
+Answer ask(const char *name, IoctlNumber what, ifreq *request)
 {
     if (is_refused(name)) {
         return Answer::kRefused;
