@@ -5,10 +5,11 @@
 #include "lc_ipc_msg/socket.h"
 #include "lc_ipc_msg/sync.h"
 #include "lc_nv.h"
-#include "lte_sdk.h"
+#include "lte_sdk/request_table.h"
 #include "printed.h"
 #include "served_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <iterator>
 #include <sys/socket.h>
@@ -24,8 +25,8 @@ using Bytes = std::string;
 enum Choice { kSilence, kForgedBefore };
 constexpr int kRoomShift = 2;
 
-constexpr size_t kResult = sizeof(int32_t);
-constexpr size_t kValue = sizeof(lct_value_rsp);
+constexpr size_t kResult = answer::result.room;
+constexpr size_t kValue = answer::value.room;
 
 // ---- The WAN manager ----
 
@@ -172,13 +173,13 @@ void try_preference()
 
 void try_command(uint32_t room)
 {
-    constexpr size_t kAnswer = 128;
-    constexpr size_t kHead = 3 * sizeof(uint32_t); // result, type, length
+    constexpr size_t kAnswer = answer::at.room;
+    constexpr size_t kHead = offsetof(AtAnswer, text);
     constexpr std::string_view kContent = "of the file\n";
     Bytes body = g_body.substr(0, kAnswer);
     body.resize(kAnswer);
     const Bytes text = text_of(std::string_view(body).substr(kHead));
-    const bool is_file = result_in(body.substr(4)) == 1; // the request's own type is 0
+    const bool is_file = result_in(body.substr(4)) == kAtTypeFile; // the request's own type is 0
     const bool good = is_good(kAnswer);
 
     const ServedFile served(text.c_str(), kContent);
@@ -202,41 +203,62 @@ constexpr uint8_t kByte = 1;
 constexpr lct_pin kPin = {"1234"};
 constexpr lct_pin_change kPins = {"1234", "5678"};
 
-// Those with an answer that is a result alone.
-int32_t (*const kTold[])() = {
-    [] { return lct_enable_pin(&kPin); },
-    [] { return lct_disenable_pin(&kPin); },
-    [] { return lct_modify_pin(&kPins); },
-    [] { return lct_modify_pin_en(&kByte); },
-    [] { return lct_set_nettype(&kWord); },
-    [] { return lct_set_roam_switch(&kWord); },
-    [] { return lct_set_serial_port(kWord); },
-    lct_get_diag_info,
-    lct_get_diag_hide_info,
-    lct_apn_set_req,
-};
-
+// How a request is tried; one without a try has an answer that is a result alone.
 using Try = void (*)(uint32_t room);
 
-constexpr Try kTries[] = {
-    [](uint32_t) { try_value(lct_get_roam_switch); },
-    [](uint32_t) { try_value(lct_get_nettype); },
-    [](uint32_t) { try_channel(); },
-    [](uint32_t) { try_operators(); },
-    try_imsi,
-    [](uint32_t) { try_preference(); },
-    [](uint32_t) { require_status(lct_net_set_status_test_req(&kWord), arrives(kResult)); },
-    [](uint32_t) { require_status(lct_sim_set_pinen_req(&kByte), arrives(sizeof(uint8_t))); },
-    try_command,
+struct Request {
+    std::string_view function;
+    int32_t (*tell)();
+    Try by = nullptr;
 };
 
-void run(uint8_t request, uint32_t room)
+constexpr Request kRequests[] = {
+    {"lct_get_roam_switch", nullptr, [](uint32_t) { try_value(lct_get_roam_switch); }},
+    {"lct_get_nettype", nullptr, [](uint32_t) { try_value(lct_get_nettype); }},
+    {"lct_lte_channel_req", nullptr, [](uint32_t) { try_channel(); }},
+    {"lct_get_netlist_req", nullptr, [](uint32_t) { try_operators(); }},
+    {"lct_net_imsi_get_req", nullptr, try_imsi},
+    {"lct_net_set_pref_req", nullptr, [](uint32_t) { try_preference(); }},
+    {"lct_net_set_status_test_req", nullptr,
+     [](uint32_t) { require_status(lct_net_set_status_test_req(&kWord), arrives(kResult)); }},
+    {"lct_sim_set_pinen_req", nullptr,
+     [](uint32_t) { require_status(lct_sim_set_pinen_req(&kByte), arrives(sizeof(uint8_t))); }},
+    {"lct_ext_at_req", nullptr, try_command},
+    {"lct_enable_pin", [] { return lct_enable_pin(&kPin); }},
+    {"lct_disenable_pin", [] { return lct_disenable_pin(&kPin); }},
+    {"lct_modify_pin", [] { return lct_modify_pin(&kPins); }},
+    {"lct_modify_pin_en", [] { return lct_modify_pin_en(&kByte); }},
+    {"lct_set_nettype", [] { return lct_set_nettype(&kWord); }},
+    {"lct_set_roam_switch", [] { return lct_set_roam_switch(&kWord); }},
+    {"lct_set_serial_port", [] { return lct_set_serial_port(kWord); }},
+    {"lct_get_diag_info", lct_get_diag_info},
+    {"lct_get_diag_hide_info", lct_get_diag_hide_info},
+    {"lct_apn_set_req", lct_apn_set_req},
+};
+
+// They open an endpoint of their own.
+constexpr std::string_view kStandalone[] = {"lct_state_change_req", "lct_sms_del_dev_all_msg"};
+
+constexpr bool is_tried(std::string_view function)
 {
-    const size_t index = request % (std::size(kTries) + std::size(kTold));
-    if (index < std::size(kTries)) {
-        kTries[index](room);
+    return std::any_of(std::begin(kRequests), std::end(kRequests),
+                       [=](const Request &request) { return request.function == function; }) ||
+           std::find(std::begin(kStandalone), std::end(kStandalone), function) != std::end(kStandalone);
+}
+
+// Every request that is answered.
+#define TRIED(function, message, module, its_body, its_answer, timeout_ms) \
+    static_assert(timeout_ms == 0 || is_tried(#function), #function " is not tried");
+LCT_REQUESTS(TRIED)
+#undef TRIED
+
+void run(uint8_t number, uint32_t room)
+{
+    const Request &request = kRequests[number % std::size(kRequests)];
+    if (request.by != nullptr) {
+        request.by(room);
     } else {
-        require_status(kTold[index - std::size(kTries)](), is_good(kResult));
+        require_status(request.tell(), is_good(kResult));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "lc_ipc_msg/build.h"
 #include "lc_nv.h"
 #include "lct_trace/trace.h"
+#include "lte_sdk/request.h"
 #include "support/layout.h"
 
 #include <cstddef>
@@ -14,10 +15,7 @@ namespace {
 constexpr uint32_t kQueueCapacity = 100;
 constexpr uint32_t kRegisterTimeoutMs = 4000;
 
-constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,
-                                       WM_MSG_MODEM_NOTIFY};
-
-// These records are the same for processes of either word size.
+// Processes of either word size agree on these records.
 static_assert(sizeof(lct_link_status) == LCT_LINK_BODY_SIZE);
 static_assert(offsetof(lct_link_status, iface_type) == 0);
 static_assert(offsetof(lct_link_status, link_status) == 8);
@@ -170,12 +168,12 @@ int32_t lct_module_fin()
 
 int32_t lct_connect()
 {
-    send_request(IPC_MODULE_MM, WM_MSG_CONNECT_REQ, nullptr, 0);
+    post(request::lct_connect, nullptr);
     return 0;
 }
 
 int32_t lct_disconnect()
 {
-    send_request(IPC_MODULE_MM, WM_MSG_DISCONNECT_REQ, nullptr, 0);
+    post(request::lct_disconnect, nullptr);
     return 0;
 }

@@ -2,19 +2,39 @@
 #pragma once
 
 #include "lte_sdk/core.h"
+#include "lte_sdk/request_table.h"
+
+#include <type_traits>
 
 namespace lterouter {
 
-// The parameters of a request.
+// What a request is sent with; room and time-out where it is synchronous.
 struct Request {
     uint32_t msg_id;
-    uint32_t body_len;
     uint32_t room; // for the response
     uint32_t timeout_ms;
+    uint16_t body_len;
+    uint8_t module_id;
 };
 
-// Result word of a response record before an answer arrives: a failure.
+// The rows of the table, by function.
+namespace request {
+#define LCT_REQUEST(function, message, module, its_body, its_answer, timeout_ms)       \
+    static_assert(std::is_function_v<decltype(::function)>);                           \
+    inline constexpr Request function = {message, answer::its_answer.room, timeout_ms, \
+                                         body::its_body.most, module};
+LCT_REQUESTS(LCT_REQUEST)
+#undef LCT_REQUEST
+} // namespace request
+
+// What a response record holds as its result until an answer comes: a failure.
 constexpr int32_t kUnanswered = 1;
+
+// Sends an asynchronous request: 1 when the receiver's socket took it, else 0.
+inline uint32_t post(const Request &request, const void *body)
+{
+    return send_request(request.module_id, request.msg_id, body, request.body_len);
+}
 
 struct Answer {
     bool delivered;
@@ -28,8 +48,8 @@ inline bool is_success(const Answer &answer, int32_t result)
     return answer.delivered && answer.length >= sizeof(result) && result == 0;
 }
 
-// Sends a request to the WAN manager and waits for the response. Bytes of response that the answer does
-// not contain keep their values.
+// Sends a request and waits for the response. The bytes of response that the answer
+// does not cover keep their values.
 Answer deliver(const Request &request, const void *body, void *response);
 
 // Makes a request whose response starts with the result word: 0 when it is a success, else -1. A

@@ -10,34 +10,6 @@
 namespace lterouter {
 namespace {
 
-constexpr uint32_t kWord = sizeof(uint32_t);
-constexpr uint32_t kPin = sizeof(lct_pin);
-constexpr uint32_t kPins = sizeof(lct_pin_change);
-constexpr uint32_t kResult = sizeof(int32_t);
-constexpr uint32_t kValue = sizeof(lct_value_rsp);
-constexpr uint32_t kList = sizeof(lct_netlist_rsp);
-
-// clang-format off
-//                                 message                        body  room   time-out
-constexpr Request kEnablePin      {WM_MSG_PIN_ENABLE_REQ,        kPin,  kResult,   5000};
-constexpr Request kDisablePin     {WM_MSG_PIN_DISABLE_REQ,       kPin,  kResult,   5000};
-constexpr Request kModifyPin      {WM_MSG_PIN_MODIFY_REQ,        kPins, kResult,   5000};
-constexpr Request kModifyPinEn    {WM_MSG_PIN_MODIFY_EN_REQ,         1, kResult,   5000};
-constexpr Request kSetPinEn       {WM_MSG_PIN_MODIFY_EN_REQ,         1, 1,        20000};
-constexpr Request kSetNettype     {WM_MSG_NETTYPE_SET_REQ,       kWord, kResult, 400000};
-constexpr Request kGetNettype     {WM_MSG_NETTYPE_GET_REQ,           0, kValue,  400000};
-constexpr Request kSetRoaming     {WM_MSG_ROAM_SWITCH_SET_REQ,   kWord, kResult, 400000};
-constexpr Request kGetRoaming     {WM_MSG_ROAM_SWITCH_GET_REQ,       0, kValue,  400000};
-constexpr Request kSetSerialPort  {WM_MSG_SERIAL_PORT_SET_REQ,   kWord, kResult, 400000};
-constexpr Request kSearchOperators{WM_MSG_NETLIST_SEARCH_REQ,        0, kList,   400000};
-constexpr Request kDiagnose       {WM_MSG_DIAG_INFO_REQ,             0, kResult, 400000};
-constexpr Request kDiagnoseHidden {WM_MSG_DIAG_HIDE_INFO_REQ,        0, kResult, 400000};
-constexpr Request kSetApn         {WM_MSG_APN_SET_REQ,               0, kResult,   5000};
-constexpr Request kSetPreference  {WM_MSG_DUALMODE_SET_PREF_REQ, kWord, kResult,  20000};
-constexpr Request kSetStatusTest  {SC_STATE_CHANGE_REQ,          kWord, kResult,  20000};
-constexpr Request kGetChannel     {WM_MSG_LTE_CHANNEL_REQ,           0, kValue,   20000};
-// clang-format on
-
 // A request whose response is the result alone.
 int32_t tell(const char *function, const Request &request, const void *body,
              unsigned line = __builtin_LINE())
@@ -73,7 +45,7 @@ int32_t read_parameter(const char *name, char *buf, uint32_t size)
 Answer deliver(const Request &request, const void *body, void *response)
 {
     uint32_t length = request.room;
-    const bool delivered = send_request_syn(IPC_MODULE_MM, request.msg_id, body, request.body_len,
+    const bool delivered = send_request_syn(request.module_id, request.msg_id, body, request.body_len,
                                             request.timeout_ms, response, &length) != 0;
     return {delivered, length};
 }
@@ -101,33 +73,51 @@ using namespace lterouter;
 
 // ---- PIN ----
 
-int32_t lct_enable_pin(const lct_pin *pin) { return tell(__func__, kEnablePin, pin); }
+int32_t lct_enable_pin(const lct_pin *pin) { return tell(__func__, request::lct_enable_pin, pin); }
 
-int32_t lct_disenable_pin(const lct_pin *pin) { return tell(__func__, kDisablePin, pin); }
+int32_t lct_disenable_pin(const lct_pin *pin)
+{
+    return tell(__func__, request::lct_disenable_pin, pin);
+}
 
-int32_t lct_modify_pin(const lct_pin_change *change) { return tell(__func__, kModifyPin, change); }
+int32_t lct_modify_pin(const lct_pin_change *change)
+{
+    return tell(__func__, request::lct_modify_pin, change);
+}
 
-int32_t lct_modify_pin_en(const uint8_t *enable) { return tell(__func__, kModifyPinEn, enable); }
+int32_t lct_modify_pin_en(const uint8_t *enable)
+{
+    return tell(__func__, request::lct_modify_pin_en, enable);
+}
 
 int32_t lct_sim_set_pinen_req(const uint8_t *enable)
 {
     uint8_t result = kUnanswered;
-    // Success when delivered: hosts ignore the WAN manager's result.
-    const bool delivered = deliver(kSetPinEn, enable, &result).delivered;
+    // Delivered is enough: hosts do not ask what the WAN manager made of it.
+    const bool delivered = deliver(request::lct_sim_set_pinen_req, enable, &result).delivered;
     return delivered ? 0 : CALL_FAILED("WM_MSG_PIN_MODIFY_EN_REQ", delivered, result);
 }
 
 // ---- Network ----
 
-int32_t lct_set_nettype(const uint32_t *nettype) { return tell(__func__, kSetNettype, nettype); }
+int32_t lct_set_nettype(const uint32_t *nettype)
+{
+    return tell(__func__, request::lct_set_nettype, nettype);
+}
 
-int32_t lct_get_nettype(lct_value_rsp *out) { return ask(__func__, kGetNettype, nullptr, out); }
+int32_t lct_get_nettype(lct_value_rsp *out)
+{
+    return ask(__func__, request::lct_get_nettype, nullptr, out);
+}
 
-int32_t lct_set_roam_switch(const uint32_t *value) { return tell(__func__, kSetRoaming, value); }
+int32_t lct_set_roam_switch(const uint32_t *value)
+{
+    return tell(__func__, request::lct_set_roam_switch, value);
+}
 
 int32_t lct_get_roam_switch(lct_value_rsp *out)
 {
-    if (ask(__func__, kGetRoaming, nullptr, out) != 0) {
+    if (ask(__func__, request::lct_get_roam_switch, nullptr, out) != 0) {
         return -1;
     }
     return LC_TRACE(0, "get roam switch value:%d\n\n", static_cast<int>(out->value));
@@ -136,15 +126,15 @@ int32_t lct_get_roam_switch(lct_value_rsp *out)
 int32_t lct_net_set_pref_req(const uint32_t *preference)
 {
     int32_t result = kUnanswered;
-    const bool delivered = deliver(kSetPreference, preference, &result).delivered;
-    // Either suffices: the result may be 0 in an answer that is too long to be delivered.
+    const bool delivered = deliver(request::lct_net_set_pref_req, preference, &result).delivered;
+    // Either is enough, also a good result in front of more than there is room for.
     return delivered || result == 0 ? 0
                                     : CALL_FAILED("WM_MSG_DUALMODE_SET_PREF_REQ", delivered, result);
 }
 
 int32_t lct_get_netlist_req(lct_netlist_rsp *out)
 {
-    const Answer answer = deliver(kSearchOperators, nullptr, out);
+    const Answer answer = deliver(request::lct_get_netlist_req, nullptr, out);
     if (!answer.delivered) {
         return LC_TRACE(-1, "ipc msg send failure.\n\n");
     }
@@ -156,7 +146,7 @@ int32_t lct_get_netlist_req(lct_netlist_rsp *out)
 int32_t lct_lte_channel_req(uint32_t *channel)
 {
     lct_value_rsp response = {kUnanswered, 0};
-    const Answer answer = deliver(kGetChannel, nullptr, &response);
+    const Answer answer = deliver(request::lct_lte_channel_req, nullptr, &response);
     if (!is_success(answer, response.result)) {
         *channel = 0;
         return LC_TRACE(-1, "get channel failed ret:%d rsp:%d\n\n", answer.delivered ? 1 : 0,
@@ -168,7 +158,9 @@ int32_t lct_lte_channel_req(uint32_t *channel)
 
 int32_t lct_net_imsi_get_req(char *buf, uint32_t len)
 {
-    const Answer answer = deliver({WM_MSG_IMSI_GET_REQ, 0, len, 5000}, nullptr, buf);
+    Request request = request::lct_net_imsi_get_req;
+    request.room = len;
+    const Answer answer = deliver(request, nullptr, buf);
     LC_TRACE(void(), "rsp_len=%d.\n\n", static_cast<int>(answer.length));
     return answer.delivered ? 0 : LC_TRACE(-1, "need more length buffer to put.\n\n");
 }
@@ -176,7 +168,7 @@ int32_t lct_net_imsi_get_req(char *buf, uint32_t len)
 int32_t lct_apn_set_req()
 {
     int32_t result = kUnanswered;
-    const Answer answer = deliver(kSetApn, nullptr, &result);
+    const Answer answer = deliver(request::lct_apn_set_req, nullptr, &result);
     if (!is_success(answer, result)) {
         return LC_TRACE(-1, "ipc result of request msg error:%d\n\n", static_cast<int>(result));
     }
@@ -185,23 +177,26 @@ int32_t lct_apn_set_req()
 
 // ---- Modem and interface ----
 
-int32_t lct_set_serial_port(uint32_t port) { return tell(__func__, kSetSerialPort, &port); }
+int32_t lct_set_serial_port(uint32_t port)
+{
+    return tell(__func__, request::lct_set_serial_port, &port);
+}
 
-int32_t lct_get_diag_info() { return diagnose(__func__, kDiagnose); }
+int32_t lct_get_diag_info() { return diagnose(__func__, request::lct_get_diag_info); }
 
-int32_t lct_get_diag_hide_info() { return diagnose(__func__, kDiagnoseHidden); }
+int32_t lct_get_diag_hide_info() { return diagnose(__func__, request::lct_get_diag_hide_info); }
 
 int32_t lct_net_set_status_test_req(const uint32_t *state)
 {
     int32_t result = kUnanswered;
-    // Success when delivered: only the delivery is tested.
-    const bool delivered = deliver(kSetStatusTest, state, &result).delivered;
+    // Delivered is enough: what is tested is the way there.
+    const bool delivered = deliver(request::lct_net_set_status_test_req, state, &result).delivered;
     return delivered ? 0 : CALL_FAILED("SC_STATE_CHANGE_REQ", delivered, result);
 }
 
 int32_t lct_inface_status_req(const lct_iface_status *status)
 {
-    if (send_request(IPC_MODULE_MM, WM_MSG_IFACE_UPORDOWN_REQ, status, sizeof(*status)) == 0) {
+    if (post(request::lct_inface_status_req, status) == 0) {
         return LC_TRACE(-1, "call WM_MSG_IFACE_UPORDOWN_REQ failed ret:%d \n\n", 0);
     }
     return 0;
@@ -209,7 +204,7 @@ int32_t lct_inface_status_req(const lct_iface_status *status)
 
 int32_t lct_at_cfun_off_req()
 {
-    if (send_request(IPC_MODULE_MM, WM_MSG_AT_CFUN_OFF_REQ, nullptr, 0) == 0) {
+    if (post(request::lct_at_cfun_off_req, nullptr) == 0) {
         return LC_TRACE(-1, "ipc msg send failure.\n\n");
     }
     return 0;

@@ -12,10 +12,7 @@
 namespace lterouter {
 namespace {
 
-constexpr Request kStateChange{SC_STATE_CHANGE_REQ, 0, sizeof(int32_t), 400000};
-constexpr uint32_t kSmsDeleteTimeoutMs = 50000;
-
-// The endpoint of the call; stopped at the end of the scope.
+// The endpoint of the call; stopped with the scope.
 class BareEndpoint {
 public:
     BareEndpoint() : started_(lct_ipc_init_for_sc_msg() == IPC_SUCCESS) {}
@@ -88,7 +85,7 @@ int32_t lct_state_change_req()
         return 0;
     }
     int32_t result = kUnanswered;
-    return ask(__func__, kStateChange, nullptr, &result);
+    return ask(__func__, request::lct_state_change_req, nullptr, &result);
 }
 
 int32_t lct_sms_del_dev_all_msg()
@@ -97,17 +94,14 @@ int32_t lct_sms_del_dev_all_msg()
     if (!endpoint) {
         return LC_TRACE(-1, "ipc init failure.\n\n");
     }
-    if (send_request(IPC_MODULE_MM, SC_STATE_CHANGE_REQ, nullptr, 0) == 0) {
-        LC_TRACE(void(), "ipc msg send failure.\n\n"); // deleting the messages can still succeed
+    if (post(request::lct_state_change_req, nullptr) == 0) {
+        LC_TRACE(void(), "ipc msg send failure.\n\n"); // the messages can be deleted all the same
     }
     if (!sim_is_ready()) {
         return 0;
     }
     int32_t result = -1;
-    uint32_t length = sizeof(result);
-    if (send_request_syn(IPC_MODULE_SMS_PB, WM_MSG_SMS_DEL_ALL_REQ, nullptr, 0, kSmsDeleteTimeoutMs,
-                         &result, &length) == 0 ||
-        result != 0) {
+    if (!deliver(request::lct_sms_del_dev_all_msg, nullptr, &result).delivered || result != 0) {
         return LC_TRACE(-1, "ipc msg del failure.\n\n");
     }
     return LC_TRACE(0, "ipc msg del ok\n\n");
@@ -122,7 +116,8 @@ int32_t lct_test_ussd_notify_req()
     char slot[kSlotSize];
     strncpy(slot, text, sizeof(slot));
     const uint32_t size = number == 3 ? kShortSlotSize : sizeof(slot);
-    if (send_request(IPC_MODULE_SMS_PB, WM_MSG_MODEM_NOTIFY, slot, size) == 0) {
+    constexpr Request kReport = request::lct_test_ussd_notify_req;
+    if (send_request(kReport.module_id, kReport.msg_id, slot, size) == 0) {
         return LC_TRACE(-1, "ipc msg send failure.\n\n");
     }
     return 0;

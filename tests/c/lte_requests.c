@@ -74,14 +74,37 @@ static int32_t set_preference(void) { return lct_net_set_pref_req(&given.word); 
 static int32_t set_state(void) { return lct_net_set_status_test_req(&given.word); }
 static int32_t get_channel(void) { return lct_lte_channel_req(&out.word); }
 
+/* The requests as the tests expect them. */
+static const struct expected {
+    const char *function;
+    uint32_t msg_id;
+    uint32_t module_id;
+    uint32_t body_least;
+    uint32_t body_most;
+    uint32_t room;
+    uint32_t timeout;
+} expected_requests[] = {
+#define REQUEST(function, name, ...) {#function, __VA_ARGS__},
+#include "../support/requests.inc"
+#undef REQUEST
+};
+
+static const struct expected *expected(const char *function)
+{
+    const struct expected *found = expected_requests;
+    while (strcmp(found->function, function) != 0) {
+        ++found;
+        REQUIRE(found != expected_requests + sizeof(expected_requests) / sizeof(expected_requests[0]));
+    }
+    return found;
+}
+
 /* Results when the WAN manager refuses, when a byte is missing from its answer, of which a result of 4
  * bytes cannot do without, and with one too many. */
 typedef struct request {
     const char *name;
     int32_t (*make)(void);
-    uint32_t msg_id;
-    uint32_t body_size;
-    uint32_t room;
+    uint32_t own_room; /* where it is the caller's */
     int32_t refused;
     int32_t too_short;
     int32_t too_long;
@@ -89,24 +112,24 @@ typedef struct request {
 
 /* clang-format off */
 static const request requests[] = {
-    {"enable PIN",     enable_pin,     WM_MSG_PIN_ENABLE_REQ,        16, 4, -1, -1, -1},
-    {"disable PIN",    disable_pin,    WM_MSG_PIN_DISABLE_REQ,       16, 4, -1, -1, -1},
-    {"modify PIN",     modify_pin,     WM_MSG_PIN_MODIFY_REQ,        32, 4, -1, -1, -1},
-    {"modify PIN en",  modify_pin_en,  WM_MSG_PIN_MODIFY_EN_REQ,      1, 4, -1, -1, -1},
-    {"set PIN en",     set_pin_en,     WM_MSG_PIN_MODIFY_EN_REQ,      1, 1,  0,  0, -1},
-    {"set nettype",    set_nettype,    WM_MSG_NETTYPE_SET_REQ,        4, 4, -1, -1, -1},
-    {"get nettype",    get_nettype,    WM_MSG_NETTYPE_GET_REQ,        0, 8, -1,  0, -1},
-    {"set roaming",    set_roaming,    WM_MSG_ROAM_SWITCH_SET_REQ,    4, 4, -1, -1, -1},
-    {"get roaming",    get_roaming,    WM_MSG_ROAM_SWITCH_GET_REQ,    0, 8, -1,  0, -1},
-    {"set port",       set_port,       WM_MSG_SERIAL_PORT_SET_REQ,    4, 4, -1, -1, -1},
-    {"search",         search,         WM_MSG_NETLIST_SEARCH_REQ,     0, 408, -1, 0, -1},
-    {"diag",           lct_get_diag_info, WM_MSG_DIAG_INFO_REQ,       0, 4, -1, -1, -1},
-    {"diag hidden",    lct_get_diag_hide_info, WM_MSG_DIAG_HIDE_INFO_REQ, 0, 4, -1, -1, -1},
-    {"get IMSI",       get_imsi,       WM_MSG_IMSI_GET_REQ,           0, 24, 0,  0, -1},
-    {"set APN",        lct_apn_set_req, WM_MSG_APN_SET_REQ,           0, 4, -1, -1, -1},
-    {"set preference", set_preference, WM_MSG_DUALMODE_SET_PREF_REQ,  4, 4,  0,  0,  0},
-    {"set state",      set_state,      SC_STATE_CHANGE_REQ,           4, 4,  0,  0, -1},
-    {"get channel",    get_channel,    WM_MSG_LTE_CHANNEL_REQ,        0, 8, -1,  0, -1},
+    {"lct_enable_pin",                enable_pin,              0, -1, -1, -1},
+    {"lct_disenable_pin",             disable_pin,             0, -1, -1, -1},
+    {"lct_modify_pin",                modify_pin,              0, -1, -1, -1},
+    {"lct_modify_pin_en",             modify_pin_en,           0, -1, -1, -1},
+    {"lct_sim_set_pinen_req",         set_pin_en,              0,  0,  0, -1},
+    {"lct_set_nettype",               set_nettype,             0, -1, -1, -1},
+    {"lct_get_nettype",               get_nettype,             0, -1,  0, -1},
+    {"lct_set_roam_switch",           set_roaming,             0, -1, -1, -1},
+    {"lct_get_roam_switch",           get_roaming,             0, -1,  0, -1},
+    {"lct_set_serial_port",           set_port,                0, -1, -1, -1},
+    {"lct_get_netlist_req",           search,                  0, -1,  0, -1},
+    {"lct_get_diag_info",             lct_get_diag_info,       0, -1, -1, -1},
+    {"lct_get_diag_hide_info",        lct_get_diag_hide_info,  0, -1, -1, -1},
+    {"lct_net_imsi_get_req",          get_imsi,               24,  0,  0, -1},
+    {"lct_apn_set_req",               lct_apn_set_req,         0, -1, -1, -1},
+    {"lct_net_set_pref_req",          set_preference,          0,  0,  0,  0},
+    {"lct_net_set_status_test_req",   set_state,               0,  0,  0, -1},
+    {"lct_lte_channel_req",           get_channel,             0, -1,  0, -1},
 };
 /* clang-format on */
 #define REQUESTS (sizeof(requests) / sizeof(requests[0]))
@@ -122,11 +145,14 @@ static void request_is_sent_and_its_answer_decides(void)
 {
     for (size_t i = 0; i < REQUESTS; ++i) {
         const request *row = &requests[i];
-        check_result(row, 0, row->room, 0);
-        check_last_message(WAN_MANAGER, row->msg_id, IPC_MSG_TYPE_REQUEST, given.bytes, row->body_size);
-        check_result(row, 7, row->room, row->refused);
-        check_result(row, 0, row->room - 1, row->too_short);
-        check_result(row, 0, row->room + 1, row->too_long);
+        const struct expected *told = expected(row->name);
+        const uint32_t room = row->own_room != 0 ? row->own_room : told->room;
+        check_result(row, 0, room, 0);
+        check_last_message(WAN_MANAGER, told->msg_id, IPC_MSG_TYPE_REQUEST, given.bytes,
+                           told->body_most);
+        check_result(row, 7, room, row->refused);
+        check_result(row, 0, room - 1, row->too_short);
+        check_result(row, 0, room + 1, row->too_long);
     }
 }
 

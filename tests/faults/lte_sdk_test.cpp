@@ -3,6 +3,7 @@
 
 #include "lc_nv.h"
 #include "lte_sdk.h"
+#include "support/expected_requests.h"
 #include "support/peer.h"
 #include "support/text_file.h"
 
@@ -52,17 +53,20 @@ template <typename Word> void put_word(std::vector<uint8_t> *body, size_t index,
     memcpy(body->data() + index * sizeof(word), &word, sizeof(word));
 }
 
+size_t room_of(uint32_t msg_id)
+{
+    for (const auto &request : testing_support::kExpectedRequests) {
+        if (request.msg_id == msg_id) {
+            return request.room;
+        }
+    }
+    return sizeof(int32_t);
+}
+
 // As long as the request has room for, with a good result.
 std::vector<uint8_t> answer_to(uint32_t msg_id)
 {
     switch (msg_id) {
-    case WM_MSG_NETTYPE_GET_REQ:
-    case WM_MSG_ROAM_SWITCH_GET_REQ:
-    case WM_MSG_LTE_CHANNEL_REQ: {
-        std::vector<uint8_t> body(8);
-        put_word(&body, 1, 5U);
-        return body;
-    }
     case WM_MSG_MODEM_AT_REQ: {
         std::vector<uint8_t> body(64);
         put_word(&body, 1, g_answer_is_file ? 1U : 0U);
@@ -72,13 +76,16 @@ std::vector<uint8_t> answer_to(uint32_t msg_id)
     }
     case WM_MSG_PIN_MODIFY_EN_REQ:
         return std::vector<uint8_t>(g_pin_answer_size);
-    case WM_MSG_NETLIST_SEARCH_REQ:
-        return std::vector<uint8_t>(408);
     case WM_MSG_IMSI_GET_REQ:
         return std::vector<uint8_t>(16, '1');
     default:
-        return std::vector<uint8_t>(4);
+        break;
     }
+    std::vector<uint8_t> body(room_of(msg_id));
+    if (body.size() == sizeof(lct_value_rsp)) {
+        put_word(&body, 1, 5U);
+    }
+    return body;
 }
 
 void answer(Peer *peer)

@@ -3,6 +3,7 @@
 #include "support/bytes.h"
 #include "support/client.h"
 #include "support/counted_memory.h"
+#include "support/expected_requests.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +21,6 @@ const auto kInterface = patterned<lct_iface_status>();
 struct Row {
     const char *function;
     int32_t (*call)();
-    uint32_t msg_id;
     Bytes body;
     const char *failure;
 };
@@ -28,13 +28,9 @@ struct Row {
 void PrintTo(const Row &row, std::ostream *out) { *out << row.function; }
 
 const Row kRows[] = {
-    {"lct_inface_status_req", [] { return lct_inface_status_req(&kInterface); }, 0x104000bf,
-     bytes_of(kInterface), "call WM_MSG_IFACE_UPORDOWN_REQ failed ret:0 \n\n"},
-    {"lct_at_cfun_off_req",
-     [] { return lct_at_cfun_off_req(); },
-     0x104000cf,
-     {},
-     "ipc msg send failure.\n\n"},
+    {"lct_inface_status_req", [] { return lct_inface_status_req(&kInterface); }, bytes_of(kInterface),
+     "call WM_MSG_IFACE_UPORDOWN_REQ failed ret:0 \n\n"},
+    {"lct_at_cfun_off_req", [] { return lct_at_cfun_off_req(); }, {}, "ipc msg send failure.\n\n"},
 };
 
 std::string failure_line(const Row &row) { return trace_entry(row.function, row.failure); }
@@ -52,7 +48,8 @@ TEST_P(AsynchronousRequest, sends_its_header_and_body_once_and_traces_nothing)
     Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(GetParam().call(), 0);
     const WireMessage message = receive_from(wan_manager);
-    expect_header(message, 0, GetParam().msg_id, static_cast<uint32_t>(GetParam().body.size()));
+    expect_header(message, 0, expected_request(GetParam().function).msg_id,
+                  static_cast<uint32_t>(GetParam().body.size()));
     EXPECT_NE(message.header.session_id, 0U);
     EXPECT_EQ(message.body, GetParam().body);
     EXPECT_TRUE(wan_manager.has_nothing());

@@ -1,4 +1,5 @@
 // AT commands on their way to the modem, and their answers.
+#include "support/expected_requests.h"
 #include "support/guarded.h"
 #include "support/standard_output.h"
 #include "support/sync_requests.h"
@@ -144,7 +145,7 @@ WireMessage sent_for(const char *command)
 TEST_F(AtRequest, sends_its_record_with_the_last_character_replaced_by_a_carriage_return)
 {
     const WireMessage sent = sent_for(kCommand);
-    expect_header(sent, 1, 0x1040008f, kCommandLength + 97);
+    expect_header(sent, 1, expected_request("lct_ext_at_req").msg_id, kCommandLength + 97);
     EXPECT_NE(sent.header.session_id, 0U);
     EXPECT_EQ(sent.body, request_of("AT+CSQ\r"));
 }
@@ -164,7 +165,7 @@ TEST_F(AtRequest, of_one_character_is_a_carriage_return)
 TEST_F(AtRequest, of_no_character_sends_the_head_and_a_terminator)
 {
     const WireMessage sent = sent_for("");
-    expect_header(sent, 1, 0x1040008f, 97);
+    expect_header(sent, 1, expected_request("lct_ext_at_req").msg_id, 97);
     EXPECT_EQ(sent.body, request_of(""));
 }
 

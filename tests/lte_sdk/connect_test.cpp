@@ -1,6 +1,7 @@
 // Connecting and disconnecting.
 #include "lc_ipc_msg.h"
 #include "support/client.h"
+#include "support/expected_requests.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +15,8 @@ TEST_F(Connect, sends_an_asynchronous_request_without_body)
 {
     Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_connect(), 0);
-    expect_header(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, 0x10400001, 0);
+    expect_header(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, expected_request("lct_connect").msg_id,
+                  0);
     EXPECT_TRUE(wan_manager.has_nothing());
 }
 
@@ -22,7 +24,8 @@ TEST_F(Connect, disconnect_sends_an_asynchronous_request_without_body)
 {
     Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_disconnect(), 0);
-    expect_header(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, 0x10400003, 0);
+    expect_header(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC,
+                  expected_request("lct_disconnect").msg_id, 0);
     EXPECT_TRUE(wan_manager.has_nothing());
 }
 

@@ -1,6 +1,7 @@
 // The synchronous requests, a row each: what goes over the wire, what is waited for, and what the
 // caller and the trace file are told.
 #include "support/counted_memory.h"
+#include "support/expected_requests.h"
 #include "support/sync_requests.h"
 
 #include <gtest/gtest.h>
@@ -58,58 +59,42 @@ std::string roam_value(int32_t value)
 struct Row {
     const char *name;
     int32_t (*call)();
-    uint32_t msg_id;
     Bytes body;
-    uint32_t room;
-    uint32_t timeout;
     // Of those that succeed with an answer of result 0 and with no other.
     FailureText failure = nullptr;
     DoneText done = nothing;
+    uint32_t own_room = 0; // where it is the caller's
+
+    const ExpectedRequest &expected() const { return expected_request(name); }
+    uint32_t room() const { return own_room != 0 ? own_room : expected().room; }
 };
 
 void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
 
 // clang-format off
 const Row kStrictRows[] = {
-    {"lct_enable_pin", [] { return lct_enable_pin(&kPin); },
-     0x1040009c, bytes_of(kPin), 4, 5000, send_or_result},
-    {"lct_disenable_pin", [] { return lct_disenable_pin(&kPin); },
-     0x10400070, bytes_of(kPin), 4, 5000, send_or_result},
-    {"lct_modify_pin", [] { return lct_modify_pin(&kPinChange); },
-     0x10400080, bytes_of(kPinChange), 4, 5000, send_or_result},
-    {"lct_modify_pin_en", [] { return lct_modify_pin_en(&kEnable); },
-     0x10400082, {kEnable}, 4, 5000, send_or_result},
-    {"lct_set_nettype", [] { return lct_set_nettype(&kValue); },
-     0x1040005c, bytes_of(kValue), 4, 400000, send_or_result},
-    {"lct_get_nettype", [] { return lct_get_nettype(&g_value); },
-     0x1040005a, {}, 8, 400000, send_or_result},
-    {"lct_set_roam_switch", [] { return lct_set_roam_switch(&kValue); },
-     0x1040006c, bytes_of(kValue), 4, 400000, send_or_result},
-    {"lct_get_roam_switch", [] { return lct_get_roam_switch(&g_value); },
-     0x1040006a, {}, 8, 400000, send_or_result, roam_value},
-    {"lct_set_serial_port", [] { return lct_set_serial_port(kValue); },
-     0x104000c7, bytes_of(kValue), 4, 400000, send_or_result},
-    {"lct_get_diag_info", [] { return lct_get_diag_info(); },
-     0x104000c1, {}, 4, 400000, result_only},
-    {"lct_get_diag_hide_info", [] { return lct_get_diag_hide_info(); },
-     0x104000c3, {}, 4, 400000, result_only},
-    {"lct_apn_set_req", [] { return lct_apn_set_req(); },
-     0x104000aa, {}, 4, 5000, apn_result},
-    {"lct_lte_channel_req", [] { return lct_lte_channel_req(&g_value.value); },
-     0x104000c5, {}, 8, 20000, channel_result},
+    {"lct_enable_pin", [] { return lct_enable_pin(&kPin); }, bytes_of(kPin), send_or_result},
+    {"lct_disenable_pin", [] { return lct_disenable_pin(&kPin); }, bytes_of(kPin), send_or_result},
+    {"lct_modify_pin", [] { return lct_modify_pin(&kPinChange); }, bytes_of(kPinChange), send_or_result},
+    {"lct_modify_pin_en", [] { return lct_modify_pin_en(&kEnable); }, {kEnable}, send_or_result},
+    {"lct_set_nettype", [] { return lct_set_nettype(&kValue); }, bytes_of(kValue), send_or_result},
+    {"lct_get_nettype", [] { return lct_get_nettype(&g_value); }, {}, send_or_result},
+    {"lct_set_roam_switch", [] { return lct_set_roam_switch(&kValue); }, bytes_of(kValue), send_or_result},
+    {"lct_get_roam_switch", [] { return lct_get_roam_switch(&g_value); }, {}, send_or_result, roam_value},
+    {"lct_set_serial_port", [] { return lct_set_serial_port(kValue); }, bytes_of(kValue), send_or_result},
+    {"lct_get_diag_info", [] { return lct_get_diag_info(); }, {}, result_only},
+    {"lct_get_diag_hide_info", [] { return lct_get_diag_hide_info(); }, {}, result_only},
+    {"lct_apn_set_req", [] { return lct_apn_set_req(); }, {}, apn_result},
+    {"lct_lte_channel_req", [] { return lct_lte_channel_req(&g_value.value); }, {}, channel_result},
 };
 
 const Row kOtherRows[] = {
-    {"lct_sim_set_pinen_req", [] { return lct_sim_set_pinen_req(&kEnable); },
-     0x10400082, {kEnable}, 1, 20000},
-    {"lct_net_set_pref_req", [] { return lct_net_set_pref_req(&kValue); },
-     0x104000a3, bytes_of(kValue), 4, 20000},
-    {"lct_net_set_status_test_req", [] { return lct_net_set_status_test_req(&kValue); },
-     0x10000001, bytes_of(kValue), 4, 20000},
-    {"lct_get_netlist_req", [] { return lct_get_netlist_req(&g_operators); },
-     0x10400086, {}, 408, 400000},
-    {"lct_net_imsi_get_req", [] { return lct_net_imsi_get_req(g_imsi, sizeof(g_imsi)); },
-     0x104000bd, {}, 20, 5000},
+    {"lct_sim_set_pinen_req", [] { return lct_sim_set_pinen_req(&kEnable); }, {kEnable}},
+    {"lct_net_set_pref_req", [] { return lct_net_set_pref_req(&kValue); }, bytes_of(kValue)},
+    {"lct_net_set_status_test_req", [] { return lct_net_set_status_test_req(&kValue); }, bytes_of(kValue)},
+    {"lct_get_netlist_req", [] { return lct_get_netlist_req(&g_operators); }, {}},
+    {"lct_net_imsi_get_req", [] { return lct_net_imsi_get_req(g_imsi, sizeof(g_imsi)); }, {},
+     nullptr, nothing, sizeof(g_imsi)},
 };
 // clang-format on
 
@@ -162,35 +147,37 @@ INSTANTIATE_TEST_SUITE_P(Strict, RequestNotStarted, testing::ValuesIn(kStrictRow
 TEST_P(Request, sends_its_header_and_body)
 {
     const Row &row = GetParam();
-    AnsweringPeer wan_manager(
-        [&](Peer &peer, const WireMessage &request) { peer.respond(request, answer_of(0, row.room)); });
+    AnsweringPeer wan_manager([&](Peer &peer, const WireMessage &request) {
+        peer.respond(request, answer_of(0, row.room()));
+    });
     EXPECT_EQ(row.call(), 0);
     const std::vector<WireMessage> &received = wan_manager.stop();
     ASSERT_EQ(received.size(), 1U);
-    expect_header(received[0], 1, row.msg_id, static_cast<uint32_t>(row.body.size()));
+    expect_header(received[0], 1, row.expected().msg_id, static_cast<uint32_t>(row.body.size()));
     EXPECT_NE(received[0].header.session_id, 0U);
     EXPECT_EQ(received[0].body, row.body);
+    EXPECT_EQ(row.body.size(), row.expected().body_most);
 }
 
 TEST_P(Request, waits_its_own_time)
 {
     unheard(GetParam().call);
-    EXPECT_EQ(g_exchange.timeout, GetParam().timeout);
+    EXPECT_EQ(g_exchange.timeout, GetParam().expected().timeout);
 }
 
 TEST_P(Request, has_room_for_its_answer_and_not_a_byte_more)
 {
     const Row &row = GetParam();
-    answered(answer_of(0, row.room), row.call);
-    EXPECT_EQ(g_exchange.room, row.room);
+    answered(answer_of(0, row.room()), row.call);
+    EXPECT_EQ(g_exchange.room, row.room());
     EXPECT_EQ(g_exchange.result, IPC_SUCCESS);
-    answered(answer_of(0, row.room + 1), row.call);
+    answered(answer_of(0, row.room() + 1), row.call);
     EXPECT_EQ(g_exchange.result, IPC_ERR_TOO_SMALL);
 }
 
 TEST_P(StrictRequest, succeeds_with_result_0)
 {
-    const Bytes answer = answer_of(0, GetParam().room);
+    const Bytes answer = answer_of(0, GetParam().room());
     EXPECT_EQ(answered(answer, GetParam().call), 0);
     const std::string done = answer.size() < 8
                                  ? GetParam().done(0)
@@ -201,14 +188,14 @@ TEST_P(StrictRequest, succeeds_with_result_0)
 TEST_P(StrictRequest, fails_with_any_other_result)
 {
     for (const int32_t result : {1, -1, 256, INT32_MIN, INT32_MAX}) {
-        const Bytes answer = answer_of(result, GetParam().room);
+        const Bytes answer = answer_of(result, GetParam().room());
         expect_failure(answered(answer, GetParam().call), 1, answer);
     }
 }
 
 TEST_P(StrictRequest, is_decided_by_the_result_whatever_else_the_answer_lacks)
 {
-    for (uint32_t size = kResultSize; size <= GetParam().room; ++size) {
+    for (uint32_t size = kResultSize; size <= GetParam().room(); ++size) {
         g_value = {1, 77};
         EXPECT_EQ(answered(answer_of(0, size), GetParam().call), 0) << size;
         const std::string done = GetParam().done(static_cast<int32_t>(g_value.value));
@@ -232,7 +219,7 @@ TEST_P(StrictRequest, fails_with_an_answer_without_a_whole_result)
 TEST_P(StrictRequest, answer_that_is_too_long_is_not_delivered)
 {
     for (const int32_t result : {0, 0x05060708}) {
-        for (const uint32_t size : {GetParam().room + 1, IPC_MSG_MAX_BODY}) {
+        for (const uint32_t size : {GetParam().room() + 1, IPC_MSG_MAX_BODY}) {
             const Bytes answer = answer_of(result, size);
             expect_failure(answered(answer, GetParam().call), 0, answer);
         }
@@ -271,6 +258,21 @@ TEST_P(RequestNotStarted, fails_and_sends_nothing)
     EXPECT_EQ(GetParam().call(), -1);
     EXPECT_EQ(trace_text(), trace_entry(GetParam().name, GetParam().failure(0, 1)));
     EXPECT_TRUE(wan_manager.has_nothing());
+}
+
+// But those that have tests of their own.
+TEST(RequestRows, every_request_that_is_answered_has_one_here)
+{
+    std::set<std::string> rows = {"lct_ext_at_req", "lct_state_change_req", "lct_sms_del_dev_all_msg"};
+    for (const Row &row : kStrictRows) {
+        rows.insert(row.name);
+    }
+    for (const Row &row : kOtherRows) {
+        rows.insert(row.name);
+    }
+    for (const ExpectedRequest &request : kExpectedRequests) {
+        EXPECT_EQ(rows.count(request.function), request.timeout != 0 ? 1U : 0U) << request.function;
+    }
 }
 
 TEST(RequestTrace, each_request_names_a_line_of_its_own)

@@ -1,6 +1,7 @@
 // Requests of tools that have not started the client, against the sockets of the WAN manager and of the
 // SMS store; and the answers for tests that the SMS store is sent.
 #include "lc_ipc_msg.h"
+#include "support/expected_requests.h"
 #include "support/ram_store.h"
 #include "support/sync_requests.h"
 
@@ -16,9 +17,9 @@ using namespace testing_support;
 namespace {
 
 constexpr char kSimStatus[] = "wm_wcdma_modem_status_tmp";
-constexpr uint32_t kStateChange = 0x10000001;
-constexpr uint32_t kModemNotify = 0x104000b3;
-constexpr uint32_t kSmsDeleteAll = 0x104000d1;
+const uint32_t kStateChange = expected_request("lct_state_change_req").msg_id;
+const uint32_t kModemNotify = expected_request("lct_test_ussd_notify_req").msg_id;
+const uint32_t kSmsDeleteAll = expected_request("lct_sms_del_dev_all_msg").msg_id;
 
 const std::string kSimNotReady = trace_entry("lct_check_sim_card_ready", "nv match error\n\n");
 const std::string kInitFailed = trace_entry("lct_ipc_init_for_sc_msg", "ipc init failled, ret=11\n\n");

@@ -12,7 +12,7 @@ from support import (CONNECTED, DONE, FAILED, IFACE_BODY, IFACE_STATUS, LINK_ADD
                      NOBODY, FakeManager, ToolTest, link_body, ltectl, stranger)
 from stranger import ASYNC, REGISTER, REQUEST, RESPONSE, SHORT, STOP, message, pack
 
-AT, STATE_CHANGE, IFACE_REQUEST = 0x1040008F, 0x10000001, 0x104000BF
+AT, STATE_CHANGE, IFACE_REQUEST = (support.ID[name] for name in ("at", "state-change", "interface"))
 CONNECTED_FIELDS = ("interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 dns2=10.64.1.53 "
                     "mask=255.255.255.252 name=CONN_CONNECTED")
 
@@ -208,7 +208,7 @@ class Watch(ToolTest):
                 (support.CONNECT, b"", "WM_MSG_CONNECT_REQ", ""),
                 (STATE_CHANGE, pack("I", 5), "SC_STATE_CHANGE_REQ", "value=5"),
                 (support.SET_ROAMING, pack("I", 1), "WM_MSG_ROAM_SWITCH_SET_REQ", "roaming on"),
-                (0x1040005C, pack("I", 2), "WM_MSG_NETTYPE_SET_REQ", "value=2"),
+                (support.ID["set-nettype"], pack("I", 2), "WM_MSG_NETTYPE_SET_REQ", "value=2"),
                 (support.SET_PIN_ASKING, b"\1", "WM_MSG_PIN_MODIFY_EN_REQ", "value=1"),
                 (AT, at_request(b"AT+CSQ"), "WM_MSG_MODEM_AT_REQ", "command=AT+CSQ"),
                 (IFACE_REQUEST, pack("2I", 0, 1).ljust(IFACE_BODY, b"\0"), "WM_MSG_IFACE_UPORDOWN_REQ",

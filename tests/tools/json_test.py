@@ -181,10 +181,10 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         for msg_id, body, kind in ((support.LINK_STATUS, support.link_body(9), stranger.ASYNC),
                                    (support.SET_ROAMING, stranger.pack("I", 9), stranger.REQUEST),
                                    (0x5000C, stranger.pack("i", -1) + b"xy", stranger.RESPONSE),
-                                   (0x104000A3, stranger.pack("I", 1), stranger.REQUEST),
+                                   (support.ID["set-pref"], stranger.pack("I", 1), stranger.REQUEST),
                                    (support.ENABLE_PIN, b"1234".ljust(16, b"\0"), stranger.REQUEST),
                                    (support.MODIFY_PIN, b"1234".ljust(32, b"\0"), stranger.REQUEST),
-                                   (0x1040008F, text, stranger.REQUEST),
+                                   (support.ID["at"], text, stranger.REQUEST),
                                    (stranger.REGISTER, stranger.pack("I", 7), stranger.REQUEST),
                                    (support.CONNECT, b"", 77)):
             peer.send(stranger.message(kind, msg_id, body, 1), endpoint)

@@ -7,7 +7,7 @@ import support
 from support import (DONE, FAILED, GET_NETTYPE, GET_ROAMING, NOBODY, SET_ROAMING, SOCKET, FakeManager, ToolTest,
                      ltectl, stranger)
 
-CFUN_OFF = 0x104000CF
+CFUN_OFF = support.ID["radio-off"]
 NO_ROAMING = "the WAN manager agreed to tell the roaming switch, but its answer has no value"
 
 

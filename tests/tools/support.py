@@ -1,8 +1,10 @@
 """Running the tools under test, and playing the WAN manager against them."""
 
+import collections
 import contextlib
 import json
 import os
+import re
 import select
 import shutil
 import signal
@@ -27,12 +29,23 @@ CURRENT, BACKUP, DEFAULTS = NV + "currentnv/", NV + "backupnv/", NV + "default.c
 MARKER = "/2ndfile/nvflage"
 TIMEOUT = 60
 
-CONNECT, DISCONNECT = 0x10400001, 0x10400003
+Request = collections.namedtuple("Request", "function name msg_id module least most room timeout")
+
+
+def read_requests():
+    """The client's requests as the tests expect them."""
+    with open(os.path.join(os.path.dirname(__file__), "..", "support", "requests.inc")) as file:
+        rows = re.findall(r'^REQUEST\((\w+), "([\w-]+)", (.*)\)$', file.read(), re.M)
+    return [Request(function, name, *(int(number, 0) for number in numbers.split(", ")))
+            for function, name, numbers in rows]
+
+
+REQUESTS = read_requests()
+ID = {row.name: row.msg_id for row in REQUESTS}  # by wansim's names
+CONNECT, DISCONNECT, SEARCH, DELETE_ALL = (ID[name] for name in ("connect", "disconnect", "search", "delete-all"))
+GET_ROAMING, SET_ROAMING, GET_NETTYPE, GET_IMSI = (ID[name] for name in ("get-roaming", "set-roaming", "get-nettype", "get-imsi"))
+ENABLE_PIN, DISABLE_PIN, MODIFY_PIN, SET_PIN_ASKING = (ID[name] for name in ("enable-pin", "disable-pin", "modify-pin", "set-pin-asking"))
 LINK_STATUS, IFACE_STATUS, MODEM = 0x10400016, 0x10400017, 0x104000B3
-GET_ROAMING, SET_ROAMING = 0x1040006A, 0x1040006C
-GET_NETTYPE, GET_IMSI, SEARCH = 0x1040005A, 0x104000BD, 0x10400086
-ENABLE_PIN, DISABLE_PIN, MODIFY_PIN, SET_PIN_ASKING = 0x1040009C, 0x10400070, 0x10400080, 0x10400082
-DELETE_ALL = 0x104000D1
 DISCONNECTED, DISCONNECTING, CONNECTED, CONNECTING = range(4)
 
 REFUSED = stranger.pack("i", -1)

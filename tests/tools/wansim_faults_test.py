@@ -8,7 +8,7 @@ from support import (CONNECT, CONNECTING, DELETE_ALL, GET_NETTYPE, GET_ROAMING, 
                      SET_ROAMING, SMS_SOCKET, SUCCESS, USAGE, WansimTest, parameter, stranger, wansim)
 
 ROAMING_ON = stranger.pack("I", 1)
-RADIO_OFF = 0x104000CF
+RADIO_OFF = support.ID["radio-off"]
 
 
 class FaultTest(WansimTest):
@@ -110,7 +110,7 @@ class Rules(FaultTest):
 
     def test_all_is_every_request(self):
         self.start("all=refuse")
-        for msg_id in (CONNECT, SET_ROAMING, RADIO_OFF, 0x104000AA):
+        for msg_id in (CONNECT, SET_ROAMING, RADIO_OFF, support.ID["set-apn"]):
             body = ROAMING_ON if msg_id == SET_ROAMING else b""
             self.assertEqual(self.peer.ask(msg_id, body), REFUSED)
         self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", -1, 0))

@@ -6,40 +6,20 @@ import time
 
 import support
 from support import (CONNECT, CONNECTED, CONNECTING, DELETE_ALL, DISCONNECTED, DISCONNECTING, GET_IMSI,
-                     GET_NETTYPE, GET_ROAMING, LINK_STATUS, MODEM, REFUSED, SEARCH, SMS_SOCKET, SOCKET,
+                     GET_NETTYPE, GET_ROAMING, ID, LINK_STATUS, MODEM, REFUSED, SEARCH, SMS_SOCKET, SOCKET,
                      STORE, SUCCESS, USAGE, WansimTest, parameter, stranger, wansim)
 
-# Name, identifier, the shortest and the longest body that is accepted, length of the answer.
-WAN_MANAGER = (
-    ("connect", 0x10400001, 0, 0, 4),
-    ("disconnect", 0x10400003, 0, 0, 4),
-    ("get-roaming", 0x1040006A, 0, 0, 8),
-    ("set-roaming", 0x1040006C, 4, 4, 4),
-    ("get-nettype", 0x1040005A, 0, 0, 8),
-    ("set-nettype", 0x1040005C, 4, 4, 4),
-    ("set-pref", 0x104000A3, 4, 4, 4),
-    ("enable-pin", 0x1040009C, 16, 16, 4),
-    ("disable-pin", 0x10400070, 16, 16, 4),
-    ("modify-pin", 0x10400080, 32, 32, 4),
-    ("set-pin-asking", 0x10400082, 1, 1, 4),
-    ("get-imsi", 0x104000BD, 0, 0, 4),
-    ("search", 0x10400086, 0, 0, 4),
-    ("get-channel", 0x104000C5, 0, 0, 8),
-    ("set-port", 0x104000C7, 4, 4, 4),
-    ("diag", 0x104000C1, 0, 0, 4),
-    ("diag-hidden", 0x104000C3, 0, 0, 4),
-    ("set-apn", 0x104000AA, 0, 0, 4),
-    ("at", 0x1040008F, 97, 1008, 4),
-    ("interface", 0x104000BF, 688, 688, 4),
-    ("radio-off", 0x104000CF, 0, 0, 4),
-    ("state-change", 0x10000001, 0, 4, 4),
-)
-SMS_STORE = (
-    ("delete-all", 0x104000D1, 0, 0, 4),
-    ("report", 0x104000B3, 0, 1008, 4),
-)
+def rows(module):
+    """Name, identifier, the shortest and the longest body that is accepted, length of the answer."""
+    names = dict.fromkeys(row.name for row in support.REQUESTS if row.module == module)
+    for name in names:
+        told = [row for row in support.REQUESTS if row.name == name]
+        yield (name, told[0].msg_id, min(row.least for row in told), max(row.most for row in told),
+               8 if told[0].room == 8 else 4)
+
+
+WAN_MANAGER, SMS_STORE = tuple(rows(1)), tuple(rows(6))
 LONGEST = 1008
-ID = {name: msg_id for name, msg_id, *_ in WAN_MANAGER + SMS_STORE}
 
 OPERATORS = (
     (b"Northern Cell", 1, 1, 2, 7, 0, 23, 0),

@@ -131,7 +131,7 @@ class Requests(WansimTest):
 
     def test_an_unknown_synchronous_request_is_refused(self):
         self.start()
-        for msg_id in (support.LINK_STATUS, 0x104000D1, 0, 4, 0xFFFFFFFF):
+        for msg_id in (support.LINK_STATUS, support.DELETE_ALL, 0, 4, 0xFFFFFFFF):
             self.assertEqual(self.peer.ask(msg_id, b"body"), REFUSED)
 
     def test_what_asks_for_no_answer_gets_none(self):
@@ -329,7 +329,7 @@ class Output(WansimTest):
         self.peer.ask(CONNECT)
         self.peer.ask(DISCONNECT)
         self.peer.ask(SET_ROAMING, stranger.pack("I", 1))
-        self.peer.ask(0x104000D1)
+        self.peer.ask(support.DELETE_ALL)
         status, out, errors = self.wansim.end()
         self.assertEqual((status, errors), (DONE, ""))
         return out

@@ -3,7 +3,7 @@
 
 #include "common/record.h"
 #include "lc_ipc_msg.h"
-#include "lte_sdk.h"
+#include "lte_sdk/request_table.h"
 
 namespace lterouter::tools {
 
@@ -28,9 +28,12 @@ void print_link(const lct_link_status &link);
 void print_interface(const lct_iface_status &interface);
 void print_roaming(uint32_t value);
 
-// Everything the WAN manager publishes.
-constexpr uint32_t kNotifications[] = {WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_LINK_STATUS_NOTIFY,
-                                       WM_MSG_MODEM_NOTIFY};
+// The answer to a request for the IMSI. Clients have room for more than the standard's 15 digits.
+struct ImsiAnswer {
+    int32_t result;
+    char imsi[32];
+};
+constexpr uint32_t kImsiSize = 16; // bytes of the standard's, its terminator included
 
 constexpr uint32_t kReady = 1;
 

@@ -38,7 +38,7 @@ int apn_match(char *const *operands)
 int apn_set(char *const *)
 {
     return with_endpoint([] {
-        const int code = tell({kWanManager, WM_MSG_APN_SET_REQ, "use the access point name"});
+        const int code = tell(request_for(WM_MSG_APN_SET_REQ, "use the access point name"));
         if (code == kDone) {
             Record().word("event", "apn").word("status", "set");
         }

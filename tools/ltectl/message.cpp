@@ -4,6 +4,7 @@
 #include "common/body.h"
 #include "common/program.h"
 #include "common/wan_manager.h"
+#include "lte_sdk/request_table.h"
 #include "ltectl/secret.h"
 
 #include <algorithm>
@@ -134,69 +135,28 @@ bool add_notification(Record &record, const Body &body)
 struct Kind {
     uint32_t msg_id;
     const char *name;
-    uint32_t body_least = 1;
-    uint32_t body_most = 0;
-    bool (*add_body)(Record &record, const Body &body) = nullptr;
+    BodyForm body;
 };
 
-constexpr uint32_t kWord = sizeof(uint32_t);
-constexpr uint32_t kPin = sizeof(lct_pin);
-constexpr uint32_t kPins = sizeof(lct_pin_change);
-constexpr uint32_t kLink = LCT_LINK_BODY_SIZE;
-constexpr uint32_t kIface = LCT_IFACE_BODY_SIZE;
-constexpr uint32_t kMost = IPC_MSG_MAX_BODY;
+// Directly, or their names would be expanded too.
+#define REQUEST_KIND(function, message, module, its_body, its_answer, timeout_ms) \
+    {message, #message, body::its_body},
+#define NOTIFICATION_KIND(message, its_body) {message, #message, body::its_body},
 
-#define NAMED(id) id, #id
+// A message that two functions send stands here for each of its bodies.
+constexpr Kind kKinds[] = {{IPC_MSG_ID_REGISTER, "IPC_MSG_ID_REGISTER", body::message_id},
+                           {IPC_MSG_ID_DEREGISTER, "IPC_MSG_ID_DEREGISTER", body::message_id},
+                           LCT_REQUESTS(REQUEST_KIND) LCT_NOTIFICATIONS(NOTIFICATION_KIND)};
 
-// clang-format off
-//   message                               body          its fields
-constexpr Kind kKinds[] = {
-    {NAMED(IPC_MSG_ID_REGISTER),          kWord, kWord,   add_notification},
-    {NAMED(IPC_MSG_ID_DEREGISTER),        kWord, kWord,   add_notification},
-    {NAMED(SC_STATE_CHANGE_REQ),          kWord, kWord,   add_value},
-    {NAMED(WM_MSG_CONNECT_REQ)},
-    {NAMED(WM_MSG_DISCONNECT_REQ)},
-    {NAMED(WM_MSG_LINK_STATUS_NOTIFY),    kLink, kLink,   add_link_status},
-    {NAMED(WM_MSG_IFACE_STATUS_NOTIFY),   kIface, kIface, add_interface_status},
-    {NAMED(WM_MSG_NETTYPE_GET_REQ)},
-    {NAMED(WM_MSG_NETTYPE_SET_REQ),       kWord, kWord,   add_value},
-    {NAMED(WM_MSG_ROAM_SWITCH_GET_REQ)},
-    {NAMED(WM_MSG_ROAM_SWITCH_SET_REQ),   kWord, kWord,   add_roaming_switch},
-    {NAMED(WM_MSG_PIN_DISABLE_REQ),       kPin, kPin,     add_pin},
-    {NAMED(WM_MSG_PIN_MODIFY_REQ),        kPins, kPins,   add_pins},
-    {NAMED(WM_MSG_PIN_MODIFY_EN_REQ),     1, 1,           add_switch},
-    {NAMED(WM_MSG_NETLIST_SEARCH_REQ)},
-    {NAMED(WM_MSG_MODEM_AT_REQ),          1, kMost,       add_command},
-    {NAMED(WM_MSG_PIN_ENABLE_REQ),        kPin, kPin,     add_pin},
-    {NAMED(WM_MSG_DUALMODE_SET_PREF_REQ), kWord, kWord,   add_value},
-    {NAMED(WM_MSG_APN_SET_REQ)},
-    {NAMED(WM_MSG_MODEM_NOTIFY),          1, kMost,       add_report},
-    {NAMED(WM_MSG_IMSI_GET_REQ)},
-    {NAMED(WM_MSG_IFACE_UPORDOWN_REQ),    kIface, kIface, add_interface_status},
-    {NAMED(WM_MSG_DIAG_INFO_REQ)},
-    {NAMED(WM_MSG_DIAG_HIDE_INFO_REQ)},
-    {NAMED(WM_MSG_LTE_CHANNEL_REQ)},
-    {NAMED(WM_MSG_SERIAL_PORT_SET_REQ),   kWord, kWord,   add_value},
-    {NAMED(WM_MSG_AT_CFUN_OFF_REQ)},
-    {NAMED(WM_MSG_SMS_DEL_ALL_REQ)},
-};
-// clang-format on
-
-// nullptr: not in the table.
-const Kind *find_kind(uint32_t msg_id)
+// nullptr: whatever is not in the table.
+const char *name_of(uint32_t msg_id)
 {
     for (const Kind &kind : kKinds) {
         if (kind.msg_id == msg_id) {
-            return &kind;
+            return kind.name;
         }
     }
     return nullptr;
-}
-
-const char *name_of(uint32_t msg_id)
-{
-    const Kind *kind = find_kind(msg_id);
-    return kind != nullptr ? kind->name : nullptr;
 }
 
 void add_hex(Record &record, const Body &body)
@@ -211,17 +171,54 @@ void add_hex(Record &record, const Body &body)
     record.field("body", text);
 }
 
-// Also a body of the wrong length.
-bool may_hold_pin(const Kind *kind)
+// Also a body of another length than it should have.
+bool may_hold_pin(uint32_t msg_id)
 {
-    return kind != nullptr &&
-           (kind->add_body == add_pin || kind->add_body == add_pins || kind->add_body == add_command);
+    return std::any_of(std::begin(kKinds), std::end(kKinds), [=](const Kind &kind) {
+        const Fields fields = kind.body.fields;
+        return kind.msg_id == msg_id &&
+               (fields == Fields::kPin || fields == Fields::kPins || fields == Fields::kCommand);
+    });
 }
 
-bool add_fields(Record &record, const Kind *kind, const Body &body)
+// False when the body is malformed.
+bool add_form(Record &record, Fields fields, const Body &body)
 {
-    return kind != nullptr && body.length >= kind->body_least && body.length <= kind->body_most &&
-           kind->add_body(record, body);
+    switch (fields) {
+    case Fields::kNone:
+        return true;
+    case Fields::kNumber:
+        return add_value(record, body);
+    case Fields::kByte:
+        return add_switch(record, body);
+    case Fields::kRoaming:
+        return add_roaming_switch(record, body);
+    case Fields::kPin:
+        return add_pin(record, body);
+    case Fields::kPins:
+        return add_pins(record, body);
+    case Fields::kLink:
+        return add_link_status(record, body);
+    case Fields::kInterface:
+        return add_interface_status(record, body);
+    case Fields::kCommand:
+        return add_command(record, body);
+    case Fields::kText:
+        return add_report(record, body);
+    case Fields::kMessageId:
+        return add_notification(record, body);
+    }
+    return false;
+}
+
+bool add_fields(Record &record, uint32_t msg_id, const Body &body)
+{
+    for (const Kind &kind : kKinds) {
+        if (kind.msg_id == msg_id && kind.body.takes(body.length)) {
+            return add_form(record, kind.body.fields, body);
+        }
+    }
+    return false;
 }
 
 // Every response begins with a result; the layout behind it depends on the request.
@@ -248,12 +245,12 @@ void copy_message(ipc_msg_hdr *received, Message *message)
 void print_message(const Message &message)
 {
     const ipc_msg_hdr &header = message.header;
-    const Kind *kind = find_kind(header.msg_id);
+    const char *name = name_of(header.msg_id);
     Record record;
     record.event("message");
     add_time(record, message.head.arrived_ms);
     add_named(record, "type", kTypes, header.type);
-    record.word("message", kind != nullptr ? kind->name : "unknown")
+    record.word("message", name != nullptr ? name : "unknown")
         .number("id", header.msg_id, Hex(header.msg_id).text)
         .number("session", header.session_id)
         .number("length", header.length)
@@ -261,8 +258,8 @@ void print_message(const Message &message)
     const Body body = {message.body, std::min<uint32_t>(header.length, sizeof(message.body))};
     if (header.type == IPC_MSG_TYPE_RESPONSE) {
         add_answer(record, body);
-    } else if (!add_fields(record, kind, body)) {
-        if (body.length != 0 && may_hold_pin(kind) && !g_show_secrets) {
+    } else if (body.length != 0 && !add_fields(record, header.msg_id, body)) {
+        if (may_hold_pin(header.msg_id) && !g_show_secrets) {
             record.field("body", kMasked);
         } else {
             add_hex(record, body);

@@ -24,6 +24,12 @@ constexpr const char *kErrors[] = {"ERROR", "+CME ERROR", "+CMS ERROR"};
 
 bool g_hidden = false;
 
+constexpr char kTakeSnapshot[] = "take a snapshot for diagnosis";
+constexpr Request kDiagnose = request_for(WM_MSG_DIAG_INFO_REQ, kTakeSnapshot);
+constexpr Request kDiagnoseHidden = request_for(WM_MSG_DIAG_HIDE_INFO_REQ, kTakeSnapshot);
+constexpr Request kSwitchRadioOff = request_for(WM_MSG_AT_CFUN_OFF_REQ, kTakeTheRequest);
+constexpr Request kSwitchInterface = request_for(WM_MSG_IFACE_UPORDOWN_REQ, kTakeTheRequest);
+
 constexpr ValueType kUpDown = {"up or down", [](const char *text, void *target) {
                                    const bool up = strcmp(text, "up") == 0;
                                    *static_cast<uint32_t *>(target) = up ? kReady : 0;
@@ -83,18 +89,18 @@ int show_file(const char *command, const char *path)
 
 int show_command(const char *command)
 {
-    AtText answer;
+    AtAnswer answer;
     const Reply reply = command_modem(command, &answer);
     if (reply.outcome != Outcome::kSuccess) {
         return explain(kPassCommand, reply);
     }
-    return answer.in_file() ? show_file(command, answer.text()) : show_answer(command, answer.text());
+    return answer.type == kAtTypeFile ? show_file(command, answer.text)
+                                      : show_answer(command, answer.text);
 }
 
 int diagnose()
 {
-    const uint32_t msg_id = g_hidden ? WM_MSG_DIAG_HIDE_INFO_REQ : WM_MSG_DIAG_INFO_REQ;
-    const int code = tell({kWanManager, msg_id, "take a snapshot for diagnosis"});
+    const int code = tell(g_hidden ? kDiagnoseHidden : kDiagnose);
     if (code == kDone) {
         Record().word("event", "snapshot").text("taken");
     }
@@ -103,8 +109,7 @@ int diagnose()
 
 int switch_radio_off()
 {
-    const int code =
-        send_to_manager({kWanManager, WM_MSG_AT_CFUN_OFF_REQ, kTakeTheRequest}, nullptr, 0);
+    const int code = send_to_manager(kSwitchRadioOff, nullptr, 0);
     if (code == kDone) {
         Record().event("requested").word("requested", "cfun-off").text("requested");
     }
@@ -113,8 +118,7 @@ int switch_radio_off()
 
 int switch_interface(const lct_iface_status &status, const char *name)
 {
-    const int code = send_to_manager({kWanManager, WM_MSG_IFACE_UPORDOWN_REQ, kTakeTheRequest}, &status,
-                                     sizeof(status));
+    const int code = send_to_manager(kSwitchInterface, &status, sizeof(status));
     if (code == kDone) {
         Record().event("requested").word("requested", "iface").word("status", name).text("requested");
     }
@@ -133,8 +137,8 @@ int at(char *const *operands)
 {
     const char *command = operands[0];
     const size_t length = strlen(command);
-    if (length == 0 || length > kAtCommandMax) {
-        return fail(kUsage, "a command has 1 to %zu characters", kAtCommandMax);
+    if (length == 0 || length > kTypedCommandMax) {
+        return fail(kUsage, "a command has 1 to %zu characters", kTypedCommandMax);
     }
     return with_endpoint([&] { return show_command(command); });
 }

@@ -41,7 +41,7 @@ void show_operators(const lct_netlist_rsp &answer)
 int search()
 {
     lct_netlist_rsp answer;
-    const int code = ask({kWanManager, WM_MSG_NETLIST_SEARCH_REQ, "find operators"}, &answer);
+    const int code = ask(request_for(WM_MSG_NETLIST_SEARCH_REQ, "find operators"), &answer);
     if (code == kDone) {
         show_operators(answer);
     }
@@ -61,8 +61,7 @@ int show_imsi()
 int show_channel()
 {
     lct_value_rsp answer;
-    const int code =
-        ask({kWanManager, WM_MSG_LTE_CHANNEL_REQ, "tell the LTE channel", sizeof(answer)}, &answer);
+    const int code = ask(request_for(WM_MSG_LTE_CHANNEL_REQ, "tell the LTE channel"), &answer);
     if (code == kDone) {
         Record().word("event", "channel").number("value", answer.value);
     }

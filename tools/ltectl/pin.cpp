@@ -24,11 +24,6 @@ template <typename Body> int request_pin(const Request &request, const Body &bod
     });
 }
 
-constexpr Request about_pin(uint32_t msg_id, const char *what)
-{
-    return {.peer = kWanManager, .msg_id = msg_id, .what = what, .about_pin = true};
-}
-
 int switch_asking(const char *text, const Request &request, const char *done)
 {
     lct_pin pin = {};
@@ -40,14 +35,14 @@ int switch_asking(const char *text, const Request &request, const char *done)
 
 int pin_enable(char *const *operands)
 {
-    return switch_asking(operands[0], about_pin(WM_MSG_PIN_ENABLE_REQ, "have the SIM ask for its PIN"),
-                         "enabled");
+    return switch_asking(operands[0],
+                         request_for(WM_MSG_PIN_ENABLE_REQ, "have the SIM ask for its PIN"), "enabled");
 }
 
 int pin_disable(char *const *operands)
 {
     return switch_asking(operands[0],
-                         about_pin(WM_MSG_PIN_DISABLE_REQ, "keep the SIM from asking for its PIN"),
+                         request_for(WM_MSG_PIN_DISABLE_REQ, "keep the SIM from asking for its PIN"),
                          "disabled");
 }
 
@@ -61,7 +56,7 @@ int pin_change(char *const *operands)
     if (const int code = parse_secret("NEW", new_pin, kPin, change.new_pin); code != kDone) {
         return code;
     }
-    return request_pin(about_pin(WM_MSG_PIN_MODIFY_REQ, "change the PIN"), change, "changed");
+    return request_pin(request_for(WM_MSG_PIN_MODIFY_REQ, "change the PIN"), change, "changed");
 }
 
 } // namespace lterouter::tools

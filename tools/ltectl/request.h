@@ -6,7 +6,7 @@
 #pragma once
 
 #include "common/command.h"
-#include "lte_sdk.h"
+#include "lte_sdk/request_table.h"
 #include "ltectl/deadline.h"
 
 namespace lterouter::tools {
@@ -28,6 +28,25 @@ struct Request {
     bool about_pin = false;
     bool may_be_longer = false; // a longer answer can be a success too
 };
+
+// Not defined: a request that no function of the client makes is no constant.
+void no_function_of_the_client_sends_this();
+
+// what: as above.
+consteval Request request_for(uint32_t msg_id, const char *what)
+{
+    for (const RequestRow &row : kRequestRows) {
+        if (row.msg_id == msg_id) {
+            return {.peer = row.module_id == kSmsStore.module_id ? kSmsStore : kWanManager,
+                    .msg_id = msg_id,
+                    .what = what,
+                    .answer_len = row.timeout_ms != 0 ? row.answer.least : uint32_t{sizeof(int32_t)},
+                    .about_pin = row.body.fields == Fields::kPin || row.body.fields == Fields::kPins};
+        }
+    }
+    no_function_of_the_client_sends_this();
+    return {kWanManager, msg_id, what};
+}
 
 enum class Outcome {
     kSuccess,

@@ -3,11 +3,6 @@
 #include <cstdio>
 
 namespace lterouter::tools {
-namespace {
-
-constexpr AtHead kHead = {0, 0, 5000, 3, "OK", "ERROR", "+CME ERROR"};
-
-} // namespace
 
 Reply ask_imsi(ImsiAnswer *answer)
 {
@@ -18,18 +13,18 @@ Reply ask_imsi(ImsiAnswer *answer)
     return reply;
 }
 
-Reply command_modem(const char *command, AtText *answer)
+Reply command_modem(const char *command, AtAnswer *answer)
 {
     struct {
-        AtHead head = kHead;
-        char command[kAtCommandMax + 2] = "";
+        AtHead head = kAtHead;
+        char command[kAtCommandMax + 1] = "";
     } body;
     static_assert(sizeof(body) <= IPC_MSG_MAX_BODY);
     body.head.length =
         static_cast<uint32_t>(snprintf(body.command, sizeof(body.command), "%s\r", command));
     *answer = {};
     const auto used = static_cast<uint32_t>(sizeof(body.head)) + body.head.length + 1;
-    return exchange(kPassCommand, &body, used, &answer->answer, sizeof(answer->answer));
+    return exchange(kPassCommand, &body, used, answer, kAtAnswerMax);
 }
 
 } // namespace lterouter::tools

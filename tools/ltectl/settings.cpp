@@ -37,33 +37,35 @@ void show_port(uint32_t value) { Record().word("event", "port").number("value", 
 
 constexpr Request kNone = {kWanManager, 0, ""};
 
+// As lct_net_set_pref_req has it.
+consteval Request or_longer(Request request)
+{
+    request.may_be_longer = true;
+    return request;
+}
+
 constexpr Setting kRoaming = {"roam",
                               kOnOff,
                               lct_get_roam_switch,
                               kGetRoaming,
-                              {kWanManager, WM_MSG_ROAM_SWITCH_SET_REQ, "set the roaming switch"},
+                              request_for(WM_MSG_ROAM_SWITCH_SET_REQ, "set the roaming switch"),
                               print_roaming};
 constexpr Setting kNetworkType = {"nettype",
                                   kNettype,
                                   lct_get_nettype,
                                   kGetNettype,
-                                  {kWanManager, WM_MSG_NETTYPE_SET_REQ, "set the network type"},
+                                  request_for(WM_MSG_NETTYPE_SET_REQ, "set the network type"),
                                   show_nettype};
-constexpr Setting kPreference = {"pref",
-                                 kRadio,
-                                 nullptr,
-                                 kNone,
-                                 {.peer = kWanManager,
-                                  .msg_id = WM_MSG_DUALMODE_SET_PREF_REQ,
-                                  .what = "set the preferred radio technology",
-                                  .may_be_longer = true}, // as for lct_net_set_pref_req
-                                 show_preference};
-constexpr Setting kSerialPort = {"port",
-                                 kPort,
-                                 nullptr,
-                                 kNone,
-                                 {kWanManager, WM_MSG_SERIAL_PORT_SET_REQ, "select the serial port"},
-                                 show_port};
+constexpr Setting kPreference = {
+    "pref",
+    kRadio,
+    nullptr,
+    kNone,
+    or_longer(request_for(WM_MSG_DUALMODE_SET_PREF_REQ, "set the preferred radio technology")),
+    show_preference};
+constexpr Setting kSerialPort = {
+    "port",   kPort, nullptr, kNone, request_for(WM_MSG_SERIAL_PORT_SET_REQ, "select the serial port"),
+    show_port};
 
 int get(const Setting &setting)
 {

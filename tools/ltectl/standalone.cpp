@@ -57,7 +57,7 @@ int clear_messages()
         // A failure does not matter: the messages can be deleted without it.
         send_request(kWanManager.module_id, SC_STATE_CHANGE_REQ, nullptr, 0);
     }
-    return request_done({kSmsStore, WM_MSG_SMS_DEL_ALL_REQ, "delete its messages"}, "sms-clear");
+    return request_done(request_for(WM_MSG_SMS_DEL_ALL_REQ, "delete its messages"), "sms-clear");
 }
 
 int choose_answer(const char *slot)
@@ -72,7 +72,7 @@ int inject(const char *slot, uint32_t number)
     if (const int code = choose_answer(slot); code != kDone) {
         return code;
     }
-    const Request request = {kSmsStore, WM_MSG_MODEM_NOTIFY, "take the answer"};
+    constexpr Request request = request_for(WM_MSG_MODEM_NOTIFY, "take the answer");
     Reply reply = {Outcome::kSuccess, 0, 0};
     {
         const Waiting waiting({&request.peer, request.what});
@@ -91,7 +91,7 @@ int inject(const char *slot, uint32_t number)
 int state_change(char *const *)
 {
     return with_usable_sim(kWanManager, [] {
-        return request_done({kWanManager, SC_STATE_CHANGE_REQ, "change the state"}, "state-change");
+        return request_done(request_for(SC_STATE_CHANGE_REQ, "change the state"), "state-change");
     });
 }
 

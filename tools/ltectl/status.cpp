@@ -115,10 +115,10 @@ template <typename Store> int add_value(const Request &request, Store store)
 int add_operator(Status *status)
 {
     Text *text = &status->network_operator;
-    AtText answer;
+    AtAnswer answer;
     const Reply reply = command_modem("AT+COPS?", &answer);
     if (reply.outcome == Outcome::kSuccess &&
-        get_split_str(answer.text(), "\"", text->text, sizeof(text->text)) == nullptr) {
+        get_split_str(answer.text, "\"", text->text, sizeof(text->text)) == nullptr) {
         text->text[0] = '\0';
     }
     return judge(kPassCommand, reply);

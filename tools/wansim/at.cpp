@@ -85,9 +85,9 @@ bool write_list()
 
 void put_text(AtAnswer *answer, const char *format, const char *value)
 {
-    const int length = snprintf(answer->text, sizeof(answer->text), format, value);
-    answer->length =
-        std::min(static_cast<uint32_t>(length), static_cast<uint32_t>(sizeof(answer->text) - 1));
+    // With a terminator within what a message carries.
+    const int length = snprintf(answer->text, kAtTextMax, format, value);
+    answer->length = std::min(static_cast<uint32_t>(length), kAtTextMax - 1);
 }
 
 void find_answer(Modem &modem, std::string_view command, AtAnswer *answer)

@@ -2,9 +2,11 @@
 #pragma once
 
 #include "common/body.h"
+#include "lte_sdk/request_table.h"
 #include "wansim/answer.h"
 #include "wansim/modem.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace lterouter::tools {
@@ -33,6 +35,35 @@ struct Request {
     uint32_t answer_len;
     int32_t (*run)(State &state, const Body &body, Answer *answer);
 };
+
+// Not defined: a row of wansim's for a message that no function of the client sends is no constant.
+void no_function_of_the_client_sends_this();
+
+// Body and answer are those of the client's functions that send the message.
+consteval Request row(uint32_t module_id, const char *name, uint32_t msg_id,
+                      int32_t (*run)(State &state, const Body &body, Answer *answer))
+{
+    Request request = {name, msg_id, UINT32_MAX, 0, sizeof(int32_t), run};
+    for (const RequestRow &of_client : kRequestRows) {
+        if (of_client.msg_id == msg_id && of_client.module_id == module_id) {
+            request.body_least = std::min(request.body_least, of_client.body.least);
+            request.body_most = std::max(request.body_most, of_client.body.most);
+            if (of_client.answer.has_one_length()) {
+                request.answer_len = std::max(request.answer_len, of_client.answer.least);
+            }
+        }
+    }
+    if (request.body_least == UINT32_MAX) {
+        no_function_of_the_client_sends_this();
+    }
+    return request;
+}
+
+template <size_t Count> consteval bool serves(const Request (&requests)[Count], uint32_t msg_id)
+{
+    return std::any_of(std::begin(requests), std::end(requests),
+                       [=](const Request &request) { return request.msg_id == msg_id; });
+}
 
 struct RequestTable {
     const Request *begin_;

@@ -21,9 +21,15 @@ int32_t report(State &, const Body &body, Answer *)
 }
 
 constexpr Request kRequests[] = {
-    {"delete-all", WM_MSG_SMS_DEL_ALL_REQ, 0, 0, sizeof(int32_t), delete_all},
-    {"report", WM_MSG_MODEM_NOTIFY, 0, IPC_MSG_MAX_BODY, sizeof(int32_t), report},
+    row(IPC_MODULE_SMS_PB, "delete-all", WM_MSG_SMS_DEL_ALL_REQ, delete_all),
+    row(IPC_MODULE_SMS_PB, "report", WM_MSG_MODEM_NOTIFY, report),
 };
+
+#define SERVED(function, message, module, its_body, its_answer, timeout_ms)  \
+    static_assert(module != IPC_MODULE_SMS_PB || serves(kRequests, message), \
+                  "wansim --sms-store does not serve " #message);
+LCT_REQUESTS(SERVED)
+#undef SERVED
 
 } // namespace
 

@@ -14,9 +14,6 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr uint32_t kResult = sizeof(int32_t);
-constexpr uint32_t kValue = sizeof(lct_value_rsp);
-
 constexpr uint32_t kNettypes = 4;
 constexpr uint32_t kRadios = 16;
 constexpr uint32_t kPorts = 8;
@@ -121,19 +118,15 @@ int32_t set_pin_asking(State &state, const Body &body, Answer *)
     return state.modem->sim().set_asking(body.record<uint8_t>() != 0);
 }
 
-struct ImsiAnswer {
-    int32_t result;
-    char imsi[16];
-};
-
 int32_t get_imsi(State &state, const Body &, Answer *answer)
 {
     if (!state.modem->sim().usable()) {
         return kRefused;
     }
     ImsiAnswer body = {};
-    snprintf(body.imsi, sizeof(body.imsi), "%s", state.modem->imsi());
+    snprintf(body.imsi, kImsiSize, "%s", state.modem->imsi());
     answer->put(body);
+    answer->length = offsetof(ImsiAnswer, imsi) + kImsiSize;
     return 0;
 }
 
@@ -197,39 +190,39 @@ int32_t command_modem(State &state, const Body &body, Answer *answer)
     return 0;
 }
 
-constexpr uint32_t kWord = 4;
-constexpr uint32_t kPin = sizeof(lct_pin);
-constexpr uint32_t kPinChange = sizeof(lct_pin_change);
-constexpr uint32_t kIface = LCT_IFACE_BODY_SIZE;
-constexpr uint32_t kAtLeast = 97;
-
 // clang-format off
-//   name            message                       body               answer
 constexpr Request kRequests[] = {
-    {"connect",      WM_MSG_CONNECT_REQ,           0, 0,              kResult, connect},
-    {"disconnect",   WM_MSG_DISCONNECT_REQ,        0, 0,              kResult, disconnect},
-    {"get-roaming",  WM_MSG_ROAM_SWITCH_GET_REQ,   0, 0,              kValue,  get_roaming},
-    {"set-roaming",  WM_MSG_ROAM_SWITCH_SET_REQ,   kWord, kWord,      kResult, set_roaming},
-    {"get-nettype",  WM_MSG_NETTYPE_GET_REQ,       0, 0,              kValue,  get_nettype},
-    {"set-nettype",  WM_MSG_NETTYPE_SET_REQ,       kWord, kWord,      kResult, set_nettype},
-    {"set-pref",     WM_MSG_DUALMODE_SET_PREF_REQ, kWord, kWord,      kResult, set_preference},
-    {"enable-pin",   WM_MSG_PIN_ENABLE_REQ,        kPin, kPin,        kResult, enable_pin},
-    {"disable-pin",  WM_MSG_PIN_DISABLE_REQ,       kPin, kPin,        kResult, disable_pin},
-    {"modify-pin",   WM_MSG_PIN_MODIFY_REQ,        kPinChange, kPinChange, kResult, modify_pin},
-    {"set-pin-asking", WM_MSG_PIN_MODIFY_EN_REQ,   1, 1,              kResult, set_pin_asking},
-    {"get-imsi",     WM_MSG_IMSI_GET_REQ,          0, 0,              kResult, get_imsi},
-    {"search",       WM_MSG_NETLIST_SEARCH_REQ,    0, 0,              kResult, search},
-    {"get-channel",  WM_MSG_LTE_CHANNEL_REQ,       0, 0,              kValue,  get_channel},
-    {"set-port",     WM_MSG_SERIAL_PORT_SET_REQ,   kWord, kWord,      kResult, set_port},
-    {"diag",         WM_MSG_DIAG_INFO_REQ,         0, 0,              kResult, diagnose},
-    {"diag-hidden",  WM_MSG_DIAG_HIDE_INFO_REQ,    0, 0,              kResult, diagnose},
-    {"set-apn",      WM_MSG_APN_SET_REQ,           0, 0,              kResult, accept},
-    {"at",           WM_MSG_MODEM_AT_REQ,          kAtLeast, IPC_MSG_MAX_BODY, kResult, command_modem},
-    {"interface",    WM_MSG_IFACE_UPORDOWN_REQ,    kIface, kIface,    kResult, switch_interface},
-    {"radio-off",    WM_MSG_AT_CFUN_OFF_REQ,       0, 0,              kResult, switch_radio_off},
-    {"state-change", SC_STATE_CHANGE_REQ,          0, kWord,          kResult, accept},
+    row(IPC_MODULE_MM, "connect",        WM_MSG_CONNECT_REQ,           connect),
+    row(IPC_MODULE_MM, "disconnect",     WM_MSG_DISCONNECT_REQ,        disconnect),
+    row(IPC_MODULE_MM, "get-roaming",    WM_MSG_ROAM_SWITCH_GET_REQ,   get_roaming),
+    row(IPC_MODULE_MM, "set-roaming",    WM_MSG_ROAM_SWITCH_SET_REQ,   set_roaming),
+    row(IPC_MODULE_MM, "get-nettype",    WM_MSG_NETTYPE_GET_REQ,       get_nettype),
+    row(IPC_MODULE_MM, "set-nettype",    WM_MSG_NETTYPE_SET_REQ,       set_nettype),
+    row(IPC_MODULE_MM, "set-pref",       WM_MSG_DUALMODE_SET_PREF_REQ, set_preference),
+    row(IPC_MODULE_MM, "enable-pin",     WM_MSG_PIN_ENABLE_REQ,        enable_pin),
+    row(IPC_MODULE_MM, "disable-pin",    WM_MSG_PIN_DISABLE_REQ,       disable_pin),
+    row(IPC_MODULE_MM, "modify-pin",     WM_MSG_PIN_MODIFY_REQ,        modify_pin),
+    row(IPC_MODULE_MM, "set-pin-asking", WM_MSG_PIN_MODIFY_EN_REQ,     set_pin_asking),
+    row(IPC_MODULE_MM, "get-imsi",       WM_MSG_IMSI_GET_REQ,          get_imsi),
+    row(IPC_MODULE_MM, "search",         WM_MSG_NETLIST_SEARCH_REQ,    search),
+    row(IPC_MODULE_MM, "get-channel",    WM_MSG_LTE_CHANNEL_REQ,       get_channel),
+    row(IPC_MODULE_MM, "set-port",       WM_MSG_SERIAL_PORT_SET_REQ,   set_port),
+    row(IPC_MODULE_MM, "diag",           WM_MSG_DIAG_INFO_REQ,         diagnose),
+    row(IPC_MODULE_MM, "diag-hidden",    WM_MSG_DIAG_HIDE_INFO_REQ,    diagnose),
+    row(IPC_MODULE_MM, "set-apn",        WM_MSG_APN_SET_REQ,           accept),
+    row(IPC_MODULE_MM, "at",             WM_MSG_MODEM_AT_REQ,          command_modem),
+    row(IPC_MODULE_MM, "interface",      WM_MSG_IFACE_UPORDOWN_REQ,    switch_interface),
+    row(IPC_MODULE_MM, "radio-off",      WM_MSG_AT_CFUN_OFF_REQ,       switch_radio_off),
+    row(IPC_MODULE_MM, "state-change",   SC_STATE_CHANGE_REQ,          accept),
 };
 // clang-format on
+
+// Every request of the client is served here or by the SMS store.
+#define SERVED(function, message, module, its_body, its_answer, timeout_ms) \
+    static_assert(module != IPC_MODULE_MM || serves(kRequests, message),    \
+                  "wansim does not serve " #message);
+LCT_REQUESTS(SERVED)
+#undef SERVED
 
 } // namespace
 
