@@ -2,6 +2,7 @@
 // such as a script can rely on. Input: the arguments, each up to a NUL.
 #include "common/program.h"
 #include "lc_nv.h"
+#include "lte_sdk.h"
 #include "ltectl/deadline.h"
 #include "parameter_text.h"
 #include "printed.h"
@@ -84,13 +85,15 @@ bool begins(const char *path, std::string_view folder)
     return std::string_view(path).starts_with(folder);
 }
 
+bool is_trace(std::string_view path) { return path == LCT_TRACE_FILE || path == LCT_TRACE_OLDER_FILE; }
+
 // Not what would harm, nor a device that never ends or never begins.
 bool may_open(const char *path, bool writes)
 {
     if (!g_runs) {
         return true;
     }
-    g_changes = g_changes || (writes && !begins(path, "/tmp/ltelog"));
+    g_changes = g_changes || (writes && !is_trace(path));
     if (begins(path, "/tmp/") || begins(path, "/2ndfile/")) {
         return true;
     }
@@ -131,7 +134,7 @@ void put_files()
     constexpr std::string_view kParameters = "a=1=x\nb=2=y\n";
     put_folders();
     remove_flags();
-    write_file("/tmp/ltelog.2", "[lib/lc_up:lc_up_start:89]modem up start\n\n\xc2\x9b\x9b\x1b\n");
+    write_file(LCT_TRACE_OLDER_FILE, "[lib/lc_up:lc_up_start:89]modem up start\n\n\xc2\x9b\x9b\x1b\n");
     write_file(NVM_DEFAULTS_FILE, NV_IDENTITY_VERSION "=1=1\na=1=x\nb=2=y\n");
     write_file(NVM_CURRENT_DIR "a", {"new", 4});
     write_file(NVM_BACKUP_DIR "a", {"new", 4});

@@ -1,6 +1,6 @@
-// Counters out of the kernel's table of interfaces, compared with an implementation in memory. Input:
-// the interface's name up to the first line feed, the table.
-#include "lte_sdk.h"
+// Counters out of the kernel's table of interfaces, held against the same in memory. Input: the
+// interface's name up to the first line feed, the table.
+#include "lte_sdk/statistics.h"
 #include "served_file.h"
 
 #include <vector>
@@ -49,6 +49,8 @@ const std::vector<Column> kLayouts[] = {
     {kRxBytes, kRxPackets, kRxErrors, kRxDropped, kRxFifo, kRxFrame, kRxCompressed, kRxMulticast,
      kTxBytes, kTxPackets, kTxErrors, kTxDropped, kTxFifo, kCollisions, kTxCarrier, kTxCompressed},
 };
+
+static_assert(std::size(kLayouts) == lterouter::kNetDevLayouts);
 
 const std::vector<Column> &layout_of(const std::string &header)
 {

@@ -16,7 +16,7 @@ constexpr uint32_t kIds[] = {WM_MSG_LINK_STATUS_NOTIFY, WM_MSG_IFACE_STATUS_NOTI
 constexpr int kTypeShift = 2;
 enum Choice { kDeaf = 4 };
 
-constexpr const char *kTrace = "/tmp/ltelog.1";
+constexpr const char *kTrace = LCT_TRACE_FILE;
 constexpr const char *kSource = "[lib/lte_sdk:sdk_msg_handler:";
 
 // ---- The message ----

@@ -1,15 +1,17 @@
-// Traffic counters of an interface from /proc/net/dev, in any of the three layouts it has had.
+// Traffic counters of an interface out of /proc/net/dev, in any of the layouts that it has had.
 
 #include "lte_sdk/statistics.h"
 
 #include "lc_file/stream.h"
 #include "support/layout.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cinttypes>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <sys/sysinfo.h>
 
 namespace lterouter {
@@ -21,20 +23,51 @@ constexpr size_t kLineSize = 512;
 static_assert(offsetof(if_stats, rx_errors) == 32 && offsetof(if_stats, rx_length_errors) == 64);
 static_assert(offsetof(if_stats, uptime) == 108 && sizeof(if_stats) == 112);
 
+// What a layout may lack.
+constexpr uint8_t kBytes = 1;
+constexpr uint8_t kCompressed = 2;
+
+constexpr unsigned kCounters = 16; // that get_dev_fields() hands over
+constexpr unsigned lacked_counters(uint8_t lacks)
+{
+    return ((lacks & kBytes) != 0 ? 2U : 0U) + ((lacks & kCompressed) != 0 ? 3U : 0U);
+}
+
+struct Layout {
+    char mark[11]; // in the second header line of this layout and of those behind it
+    uint8_t lacks;
+    const char *format;
+};
+
 // One conversion for each counter of the record, so that one sscanf with the same arguments reads every
 // layout. For a counter that a layout lacks it is a %n of the counter's width, which consumes no input;
 // it is zeroed afterwards.
-#define N "%jn"
 #define L "%" SCNu64
 #define U "%" SCNu32
-constexpr const char *ss_fmt[] = {
-    N L U U U U "%n%n" N L U U U U U,
-    L L U U U U "%n%n" L L U U U U U,
-    L L U U U U U U L L U U U U U U,
+#define NO_L "%jn"
+#define NO_U "%n"
+constexpr Layout kLayouts[] = {
+    {"", kBytes | kCompressed, NO_L L U U U U NO_U NO_U NO_L L U U U U U NO_U},
+    {"bytes", kCompressed, L L U U U U NO_U NO_U L L U U U U U NO_U},
+    {"compressed", 0, L L U U U U U U L L U U U U U U},
 };
-#undef N
 #undef L
 #undef U
+#undef NO_L
+#undef NO_U
+static_assert(std::size(kLayouts) == kNetDevLayouts);
+
+constexpr bool fits(const Layout &layout)
+{
+    unsigned conversions = 0;
+    unsigned lacked = 0;
+    for (const char *c = layout.format; *c != '\0'; ++c) {
+        conversions += *c == '%' ? 1 : 0;
+        lacked += *c == 'n' ? 1 : 0;
+    }
+    return conversions == kCounters && lacked == lacked_counters(layout.lacks);
+}
+static_assert(std::all_of(std::begin(kLayouts), std::end(kLayouts), fits));
 
 } // namespace
 } // namespace lterouter
@@ -43,7 +76,11 @@ using namespace lterouter;
 
 unsigned procnetdev_version(const char *header)
 {
-    return strstr(header, "compressed") != nullptr ? 2 : strstr(header, "bytes") != nullptr ? 1 : 0;
+    unsigned version = kNetDevLayouts - 1;
+    while (strstr(header, kLayouts[version].mark) == nullptr) {
+        --version;
+    }
+    return version;
 }
 
 const char *get_name(char (&name)[kIfNameSize], const char *line)
@@ -79,15 +116,16 @@ const char *get_name(char (&name)[kIfNameSize], const char *line)
 void get_dev_fields(const char *text, if_stats *stats, unsigned version)
 {
     memset(stats, 0, sizeof(*stats));
-    sscanf(text, ss_fmt[version], &stats->rx_bytes, &stats->rx_packets, &stats->rx_errors,
+    const Layout &layout = kLayouts[version];
+    sscanf(text, layout.format, &stats->rx_bytes, &stats->rx_packets, &stats->rx_errors,
            &stats->rx_dropped, &stats->rx_fifo_errors, &stats->rx_frame_errors, &stats->rx_compressed,
            &stats->rx_multicast, &stats->tx_bytes, &stats->tx_packets, &stats->tx_errors,
            &stats->tx_dropped, &stats->tx_fifo_errors, &stats->collisions, &stats->tx_carrier_errors,
            &stats->tx_compressed);
-    if (version < 2) {
+    if ((layout.lacks & kCompressed) != 0) {
         stats->rx_multicast = stats->rx_compressed = stats->tx_compressed = 0;
     }
-    if (version < 1) {
+    if ((layout.lacks & kBytes) != 0) {
         stats->rx_bytes = stats->tx_bytes = 0;
     }
 }

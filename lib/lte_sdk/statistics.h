@@ -6,13 +6,14 @@
 namespace lterouter {
 
 constexpr unsigned kIfNameSize = 16;
+constexpr unsigned kNetDevLayouts = 3;
 
 } // namespace lterouter
 
 extern "C" {
 
-// Layout of the file by its second header line: 2 the present one, 1 without compressed and multicast
-// packets, 0 also without bytes.
+// Layout of the file by its second header line: the last is the present one; before came one without
+// compressed and multicast packets, and 0, without bytes either.
 unsigned procnetdev_version(const char *header);
 
 // Stores the interface name of a line, including an alias's number, and returns where the counters

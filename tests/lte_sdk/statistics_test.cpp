@@ -1,4 +1,4 @@
-// Interface counters: the steps of the parser, files of the three layouts, and the kernel's own.
+// Interface counters: the steps of the parser, files of each layout, and the kernel's own.
 #include "lte_sdk/statistics.h"
 #include "support/eventually.h"
 #include "support/guarded.h"
@@ -256,12 +256,19 @@ TEST(Counters, of_bytes_and_packets_have_64_bits_and_the_others_32)
 
 TEST(InterfaceStatistics, of_a_file_of_each_layout)
 {
-    EXPECT_EQ(sampled(std::string(kHeader2) + "    lo: 9\n  wwan0:" + kFields2, "wwan0"),
-              bytes_of(all_counters()));
-    EXPECT_EQ(sampled(std::string(kHeader1) + "    lo: 9\n  wwan0:" + kFields1, "wwan0"),
-              bytes_of(with_bytes(common_counters())));
-    EXPECT_EQ(sampled(std::string(kHeader0) + "    lo: 9\n  wwan0:" + kFields0, "wwan0"),
-              bytes_of(common_counters()));
+    const struct {
+        std::string header;
+        const char *fields;
+        if_stats counters;
+    } layouts[] = {{kHeader0, kFields0, common_counters()},
+                   {kHeader1, kFields1, with_bytes(common_counters())},
+                   {kHeader2, kFields2, all_counters()}};
+    for (const auto &layout : layouts) {
+        EXPECT_EQ(sampled(layout.header + "    lo: 9\n  wwan0:" + layout.fields, "wwan0"),
+                  bytes_of(layout.counters))
+            << layout.header;
+    }
+    EXPECT_EQ(std::size(layouts), lterouter::kNetDevLayouts) << "a layout has no sample here";
 }
 
 TEST(InterfaceStatistics, layout_is_taken_from_the_second_line_alone)

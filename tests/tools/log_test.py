@@ -2,6 +2,7 @@
 
 import glob
 import os
+import re
 import shutil
 
 import support
@@ -164,6 +165,51 @@ class Switching(LogTest):
         log.wait_for("sret=4")
         peer.send(b"short")
         self.assertIsNone(log.wait_for("mismatched", 0.5))
+
+
+def read_text(*path):
+    with open(os.path.join(os.path.dirname(__file__), "..", "..", *path), encoding="utf-8") as file:
+        return file.read()
+
+
+class Levels(LogTest):
+    """Wherever a level of the header is told."""
+
+    def setUp(self):
+        super().setUp()
+        self.header = read_text("include", "lc_log.h")
+        names = re.search(r"^#define LC_LOG_LEVEL_NAMES (.*?) +/\*", self.header, re.M).group(1)
+        self.names = re.findall(r'"([A-Z]+)"', names)
+        self.enumerated = f"{', '.join(self.names[:-1])} or {self.names[-1]}"
+
+    def test_each_has_its_number_in_the_header(self):
+        levels = self.header.split("@name Levels")[1].split("@}")[0]
+        self.assertEqual(re.findall(r"^#define LC_LOG_([A-Z]+) (\d+)", levels, re.M),
+                         [(name, str(number)) for number, name in enumerate(self.names)])
+
+    def test_the_header_tells_what_flag_files_there_are(self):
+        self.assertIn(f"L is {self.enumerated}", re.sub(r"\n \* ", " ", self.header))
+
+    def test_the_tests_know_them(self):
+        self.assertEqual([name.lower() for name in self.names], LEVELS)
+
+    def test_ltectl_lists_and_switches_them(self):
+        rows = self.objects(ltectl("log", "CM", "on", "--json").stdout)
+        self.assertEqual([key for key, value in rows[0].items() if value == "on"], LEVELS)
+        self.assertEqual(flags(), flags_of(["CM"], [name.lower() for name in self.names]))
+        self.assertIn(f"modules log: {', '.join(LEVELS)}, all; and time.", ltectl("log", "--help").stdout)
+
+    def test_the_page_tells_them(self):
+        page = read_text("docs", "man", "ltectl.1")
+        described = page.split(".Ar LEVEL\nis\n")[1].split("without it all")[0]
+        self.assertEqual(re.findall(r"^\.Cm (\w+)", described, re.M), LEVELS)
+        self.assertIn(f"LEVEL is {self.enumerated}.", page.replace("\n", " "))
+
+    def test_the_documents_tell_them(self):
+        priorities = re.search(r"priority \((.*?)\)", read_text("docs", "formats.md")).group(1)
+        self.assertEqual(re.findall(r"\d+ (\w+)", priorities), LEVELS)
+        task = re.search(r"`ltectl log WanManager error on` \((.*?); `off`\)", read_text("docs", "ltectl.md")).group(1)
+        self.assertEqual({"error", *re.findall(r"`(\w+)`", task)}, set(LEVELS))
 
 
 class Refusals(LogTest):

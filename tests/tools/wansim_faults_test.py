@@ -1,7 +1,9 @@
 """The faults of wansim."""
 
+import re
 import signal
 import time
+import unittest
 
 import support
 from support import (CONNECT, CONNECTING, DELETE_ALL, GET_NETTYPE, GET_ROAMING, LINK_STATUS, MODEM, REFUSED,
@@ -100,6 +102,15 @@ class Kinds(FaultTest):
         self.start("delete-all=refuse", "report=short", options=("--sms-store",))
         self.assertEqual(self.peer.ask(DELETE_ALL, to=SMS_SOCKET), REFUSED)
         self.assertEqual(self.peer.ask(MODEM, b"report", to=SMS_SOCKET), SUCCESS[:3])
+
+
+class Names(unittest.TestCase):
+    def test_every_kind_of_fault_is_tried(self):
+        told = re.search(r"Faults: (.*?)\. ", " ".join(wansim("--help").stdout.split())).group(1)
+        kinds = re.findall(r"([a-z]+)(?:\[[^]]*\])?(?:, |$)", told)
+        self.assertIn("refuse", kinds)
+        for kind in kinds:
+            self.assertTrue([name for name in dir(Kinds) if name.startswith(f"test_{kind}_")], kind)
 
 
 class Rules(FaultTest):

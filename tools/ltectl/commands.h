@@ -77,6 +77,22 @@ extern const Option kTraceOptions[];
 int show_trace(char *const *operands);
 
 // log.cpp
+struct LevelText {
+    char chars[160] = "";
+
+    constexpr LevelText &add(const char *text)
+    {
+        char *end = chars;
+        while (*end != '\0') {
+            ++end;
+        }
+        while (*text != '\0') {
+            *end++ = *text++;
+        }
+        return *this;
+    }
+};
+extern const LevelText kLogHelp;
 void offer_log(Offer &offer, const char *const *before);
 int log_switches(char *const *operands);
 

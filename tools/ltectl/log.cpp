@@ -22,17 +22,31 @@ namespace {
 constexpr size_t kMaxIdDigits = 10; // longer ones do not fit the library's atoi
 constexpr char kTime[] = "time";
 
-constexpr const char *kInFlags[] = {LC_LOG_LEVEL_NAMES};
-
+// A level as users write it.
 struct Level {
-    const char *name;
-    const char *in_flag;
+    char name[16] = "";
+    const char *in_flag = nullptr;
+
+    consteval Level(const char *upper) : in_flag(upper)
+    {
+        for (char *c = name; *upper != '\0'; ++upper) {
+            *c++ = static_cast<char>(*upper - 'A' + 'a');
+        }
+    }
 };
 
-constexpr Level kLevels[] = {{"debug", kInFlags[LC_LOG_DEBUG]},
-                             {"info", kInFlags[LC_LOG_INFO]},
-                             {"error", kInFlags[LC_LOG_ERROR]}};
-static_assert(std::size(kLevels) == std::size(kInFlags));
+constexpr Level kLevels[] = {LC_LOG_LEVEL_NAMES};
+
+// "debug, info, error"
+consteval LevelText list_levels()
+{
+    LevelText text;
+    for (const Level &level : kLevels) {
+        text.add(&level == kLevels ? "" : ", ").add(level.name);
+    }
+    return text;
+}
+constexpr LevelText kLevelList = list_levels();
 
 constexpr const char *kOffOn[] = {"off", "on"};
 
@@ -188,7 +202,7 @@ int parse_level(const char *name, Wanted *wanted)
 {
     wanted->level = find_level(name);
     if (wanted->level == nullptr) {
-        return fail(kUsage, "\"%s\" is not a level; the levels are debug, info, error", name);
+        return fail(kUsage, "\"%s\" is not a level; the levels are %s", name, kLevelList.chars);
     }
     return kDone;
 }
@@ -208,9 +222,12 @@ int parse_word(const Modules &modules, const char *word, Wanted *wanted)
         return kDone;
     }
     wanted->module = word;
-    return modules.has(word)
-               ? kDone
-               : unknown(modules, "a module, a level (debug, info, error) or \"time\"", word);
+    if (modules.has(word)) {
+        return kDone;
+    }
+    char what[sizeof(LevelText) + 32];
+    snprintf(what, sizeof(what), "a module, a level (%s) or \"time\"", kLevelList.chars);
+    return unknown(modules, what, word);
 }
 
 // operands: at least one.
@@ -307,7 +324,10 @@ int show_all(const Modules &modules)
 
 } // namespace
 
-// The forms are: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
+constinit const LevelText kLogHelp =
+    LevelText().add("Show or set what modules log: ").add(kLevelList.chars).add(", all; and time.");
+
+// What may follow depends on what is there: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
 void offer_log(Offer &offer, const char *const *before)
 {
     const char *const first = before[0];

@@ -311,7 +311,7 @@ constexpr Command kCommands[] = {
      .options = kTraceOptions},
     {.name = "log",
      .operands = "[MODULE] [LEVEL] [on|off]",
-     .help = "Show or switch what modules log: debug, info, error, all; and the time prefix.",
+     .help = kLogHelp.chars,
      .run = log_switches,
      .offer = offer_log},
     {.name = "net", .help = "Routes, neighbours and interfaces.", .children = kNetCommands},

@@ -17,11 +17,9 @@ struct FaultName {
     Fault fault;
 };
 
-constexpr FaultName kNames[] = {
-    {"refuse", Fault::kRefuse}, {"late", Fault::kLate},   {"short", Fault::kShort},
-    {"long", Fault::kLong},     {"twice", Fault::kTwice}, {"silent", Fault::kSilent},
-    {"die", Fault::kDie},
-};
+#define FAULT_NAME(kind, name, argument) {name, Fault::kind},
+constexpr FaultName kNames[] = {WANSIM_FAULTS(FAULT_NAME, FAULT_NAME)};
+#undef FAULT_NAME
 
 bool parse_fault(std::string_view name, FaultRule *rule)
 {
@@ -67,9 +65,8 @@ bool parse_rule(const char *text, void *target) { return static_cast<FaultRules 
 
 } // namespace
 
-const ValueType kFaultRule = {"REQUEST=FAULT, with a request that --requests lists, or all, and one of "
-                              "refuse, late[:MS], short, long, "
-                              "twice, silent, die; at most 32 of them",
+const ValueType kFaultRule = {"REQUEST=FAULT, with a request that --requests lists, or all, and one "
+                              "of " WANSIM_FAULT_LIST "; at most 32 of them",
                               parse_rule, offer_rules};
 
 bool FaultRules::add(const char *text)

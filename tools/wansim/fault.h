@@ -8,16 +8,25 @@
 
 namespace lterouter::tools {
 
-enum class Fault {
-    kNone,
-    kRefuse, // result -1, and nothing is done
-    kLate,   // the answer is held back
-    kShort,  // the answer does not even hold its result
-    kLong,   // the answer is longer than any client has room for
-    kTwice,  // the answer is sent twice
-    kSilent, // nothing is answered
-    kDie,    // the process ends before it answers
-};
+// Kind, name, what may follow the name. The help, the completion and the messages are made of these
+// rows.
+#define WANSIM_FAULTS(FIRST, NEXT)                                                       \
+    FIRST(kRefuse, "refuse", "") /* result -1, and nothing is done */                    \
+    NEXT(kLate, "late", "[:MS]") /* the answer is held back */                           \
+    NEXT(kShort, "short", "")    /* the answer does not even hold its result */          \
+    NEXT(kLong, "long", "")      /* the answer is longer than any client has room for */ \
+    NEXT(kTwice, "twice", "")    /* the answer is sent twice */                          \
+    NEXT(kSilent, "silent", "")  /* nothing is answered */                               \
+    NEXT(kDie, "die", "")        /* the process is gone before it answers */
+
+#define WANSIM_FIRST_FAULT(kind, name, argument) name argument
+#define WANSIM_NEXT_FAULT(kind, name, argument) ", " name argument
+// A literal: "refuse, late[:MS], ...".
+#define WANSIM_FAULT_LIST WANSIM_FAULTS(WANSIM_FIRST_FAULT, WANSIM_NEXT_FAULT)
+
+#define WANSIM_FAULT_KIND(kind, name, argument) kind,
+enum class Fault { kNone, WANSIM_FAULTS(WANSIM_FAULT_KIND, WANSIM_FAULT_KIND) };
+#undef WANSIM_FAULT_KIND
 
 struct FaultRule {
     std::string_view request; // "all" for every one

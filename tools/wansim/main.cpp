@@ -183,8 +183,7 @@ constexpr Command kRoot = {
     .help =
         "Stands in for the WAN manager of an LTE router: answers its clients, connects when asked,\n"
         "publishes link and interface events. SIGINT or SIGTERM ends it.\n"
-        "Faults: refuse, late[:MS], short, long, twice, silent, die. A late answer holds up every "
-        "other.",
+        "Faults: " WANSIM_FAULT_LIST ". A late answer holds up every other.",
     .run = run,
     .options = kOptions,
 };
