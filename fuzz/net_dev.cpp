@@ -50,7 +50,7 @@ const std::vector<Column> kLayouts[] = {
      kTxBytes, kTxPackets, kTxErrors, kTxDropped, kTxFifo, kCollisions, kTxCarrier, kTxCompressed},
 };
 
-static_assert(std::size(kLayouts) == lterouter::kNetDevLayouts);
+static_assert(std::size(kLayouts) == lterouter::kNetDevLayouts, "a layout is missing here");
 
 const std::vector<Column> &layout_of(const std::string &header)
 {

@@ -55,7 +55,7 @@ constexpr Layout kLayouts[] = {
 #undef U
 #undef NO_L
 #undef NO_U
-static_assert(std::size(kLayouts) == kNetDevLayouts);
+static_assert(std::size(kLayouts) == kNetDevLayouts, "statistics.h tells how many layouts there are");
 
 constexpr bool fits(const Layout &layout)
 {
@@ -67,7 +67,8 @@ constexpr bool fits(const Layout &layout)
     }
     return conversions == kCounters && lacked == lacked_counters(layout.lacks);
 }
-static_assert(std::all_of(std::begin(kLayouts), std::end(kLayouts), fits));
+static_assert(std::all_of(std::begin(kLayouts), std::end(kLayouts), fits),
+              "a format has a conversion for each counter, and a %n for each that is lacked");
 
 } // namespace
 } // namespace lterouter
