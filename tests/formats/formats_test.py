@@ -22,7 +22,7 @@ from frames import AT_PORT  # noqa: E402
 from support import (CONNECT, DONE, FAILED, IFACE_STATUS, LINK_STATUS, MODEM, SMS_SOCKET, STORE,  # noqa: E402
                      TIMEOUT, ltectl, read_file, stranger, write_file)
 
-TRACES = "/tmp/ltelog.1", "/tmp/ltelog.2"
+TRACES = support.TRACE, support.OLDER_TRACE
 TRACE_LIMIT = 262144
 FILE = "/tmp/formats"
 

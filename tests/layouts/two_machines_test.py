@@ -18,7 +18,7 @@ from stranger import ASYNC, DEREGISTER, REGISTER, REQUEST, RESPONSE, SERVER  # n
 
 HEADER = 16
 LINK_WORDS = 20  # what a link status has before its texts
-TRACE = "/tmp/ltelog.1"
+TRACE = support.TRACE
 
 
 class Machine:

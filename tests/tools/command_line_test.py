@@ -213,8 +213,8 @@ class Get(ToolTest):
         self.assert_ran(ltectl("ram", "clear", "-g", "removed"), "3\n")
 
     def test_what_an_object_lacks_is_an_empty_line(self):
-        support.write_file("/tmp/ltelog.1", b"[lib/a:f:2]one\nanother\n")
-        self.addCleanup(os.unlink, "/tmp/ltelog.1")
+        support.write_file(support.TRACE, b"[lib/a:f:2]one\nanother\n")
+        self.addCleanup(os.unlink, support.TRACE)
         self.assert_ran(ltectl("trace", "-g", "text,line"), "one\n2\nanother\n\n")
         self.assert_ran(ltectl("trace", "-g", "line"), "2\n")
 

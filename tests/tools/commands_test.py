@@ -12,7 +12,6 @@ import unittest
 import support
 from support import DONE, FAILED, NO_ANSWER, NOBODY, USAGE, Background, ToolTest, ltectl
 
-TRACE = "/tmp/ltelog.1"
 OPERATORS = ["Northern Cell", "Harbour Mobile", "Ridge Telecom", "Old Valley"]
 
 
@@ -215,7 +214,7 @@ class AccessPoint(ToolTest):
     def test_is_not_found(self):
         path = self.list_file(self.LIST)
         self.assert_failed(ltectl("apn", "match", path, "26201"), FAILED,
-                           f'{path} has no "26201", or a line that is malformed; see {TRACE}')
+                           f'{path} has no "26201", or a line that is malformed; see {support.TRACE}')
         self.assert_failed(ltectl("apn", "match", "/no/list", "1"), FAILED,
                            "cannot read /no/list: No such file or directory")
 

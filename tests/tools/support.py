@@ -27,6 +27,7 @@ STORE = "/tmp/nv/"
 NV = "/2ndfile/nv/"
 CURRENT, BACKUP, DEFAULTS = NV + "currentnv/", NV + "backupnv/", NV + "default.cfg"
 MARKER = "/2ndfile/nvflage"
+TRACE, OLDER_TRACE = "/tmp/ltelog.1", "/tmp/ltelog.2"
 TIMEOUT = 60
 
 Request = collections.namedtuple("Request", "function name msg_id module least most room timeout")
@@ -42,9 +43,11 @@ def read_requests():
 
 REQUESTS = read_requests()
 ID = {row.name: row.msg_id for row in REQUESTS}  # by wansim's names
-CONNECT, DISCONNECT, SEARCH, DELETE_ALL = (ID[name] for name in ("connect", "disconnect", "search", "delete-all"))
-GET_ROAMING, SET_ROAMING, GET_NETTYPE, GET_IMSI = (ID[name] for name in ("get-roaming", "set-roaming", "get-nettype", "get-imsi"))
-ENABLE_PIN, DISABLE_PIN, MODIFY_PIN, SET_PIN_ASKING = (ID[name] for name in ("enable-pin", "disable-pin", "modify-pin", "set-pin-asking"))
+CONNECT, DISCONNECT, SEARCH, DELETE_ALL = ID["connect"], ID["disconnect"], ID["search"], ID["delete-all"]
+GET_ROAMING, SET_ROAMING = ID["get-roaming"], ID["set-roaming"]
+GET_NETTYPE, GET_IMSI = ID["get-nettype"], ID["get-imsi"]
+ENABLE_PIN, DISABLE_PIN, MODIFY_PIN = ID["enable-pin"], ID["disable-pin"], ID["modify-pin"]
+SET_PIN_ASKING = ID["set-pin-asking"]
 LINK_STATUS, IFACE_STATUS, MODEM = 0x10400016, 0x10400017, 0x104000B3
 DISCONNECTED, DISCONNECTING, CONNECTED, CONNECTING = range(4)
 

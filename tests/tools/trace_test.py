@@ -14,7 +14,7 @@ import support
 from support import DONE, FAILED, Background, ToolTest, ltectl
 
 WRITER = sys.argv.pop(3)
-CURRENT, PREVIOUS = "/tmp/ltelog.1", "/tmp/ltelog.2"
+CURRENT, PREVIOUS = support.TRACE, support.OLDER_TRACE
 LIMIT = 262144
 PIECE = 2048  # what is shown at once of a line
 # Fewer entries than make the file too long, however they come out.
@@ -101,7 +101,7 @@ class Whole(TraceTest):
     def test_nothing_there(self):
         for options in ((), ("--json",)):
             self.assert_failed(ltectl("trace", *options), FAILED,
-                               "cannot read /tmp/ltelog.1: No such file or directory")
+                               f"cannot read {CURRENT}: No such file or directory")
 
     def assert_cannot_be_opened(self, path, beside):
         support.write_file(beside, b"readable\n")
@@ -123,7 +123,7 @@ class Whole(TraceTest):
         for options in ((), ("-f",)):
             result = ltectl("trace", *options)
             self.assertEqual((result.returncode, result.stdout, result.stderr), (
-                FAILED, "before\n", "ltectl: cannot read /tmp/ltelog.1: Is a directory\n"))
+                FAILED, "before\n", f"ltectl: cannot read {CURRENT}: Is a directory\n"))
 
     def test_a_pipe_in_its_place_is_not_waited_for(self):
         os.mkfifo(CURRENT)
@@ -286,7 +286,7 @@ class Follow(TraceTest):
 
     def test_a_file_that_is_not_there_yet_is_waited_for(self):
         self.start()
-        self.assertEqual(self.trace.err.next(), "ltectl: waiting for /tmp/ltelog.1")
+        self.assertEqual(self.trace.err.next(), f"ltectl: waiting for {CURRENT}")
         write(1, 2)
         self.assert_seen([1, 2])
         self.assert_ends()

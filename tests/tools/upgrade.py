@@ -12,7 +12,7 @@ import support
 from support import DONE, TIMEOUT
 
 IMAGE, RECEIVED = "/tmp/image", "/tmp/received"
-TRACES = ("/tmp/ltelog.1", "/tmp/ltelog.2")
+TRACES = (support.TRACE, support.OLDER_TRACE)
 START, STATUS = "at+syscmd=sys_upgrade_start", "at+syscmd=sys_upgrader_get"
 
 modemsim_program = None

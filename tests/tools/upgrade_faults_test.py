@@ -5,6 +5,7 @@ usage: upgrade_faults_test.py HURRIED_LTECTL MODEMSIM"""
 import re
 
 import frames
+import support
 import upgrade
 from support import DONE, FAILED, ltectl
 from upgrade import START, STATUS
@@ -104,10 +105,10 @@ def sentence(place, tries):
     if place == "begin":
         return ("ltectl: the modem switched to upgrade mode but did not take the begin command, "
                 f"{times}. Nothing is changed; restart it and try again. The trace is in "
-                "/tmp/ltelog.1\n")
+                f"{support.TRACE}\n")
     return (f"ltectl: the modem did not take {NAMES[place]}, {times}. It has no complete firmware now: "
             "leave it powered and start the upgrade again; if its ports are gone, restart it first. The "
-            "trace is in /tmp/ltelog.1\n")
+            f"trace is in {support.TRACE}\n")
 
 
 def failure(place, tries):
@@ -258,7 +259,7 @@ class AtCommands(Faults):
         self.end_modem(modem)
         self.assertEqual((result.returncode, result.stderr), (FAILED, (
             f"ltectl: the modem did not accept upgrade mode on {frames.AT_PORT}. Nothing is changed; "
-            "the trace is in /tmp/ltelog.1\n")))
+            f"the trace is in {support.TRACE}\n")))
         self.assertEqual(self.objects(result.stdout)[1:],
                          [{"event": "failed", "frame": "start", "tries": 1}])
         self.assertEqual(upgrade.trace(), [
