@@ -2,8 +2,10 @@
 //
 //   core        start-up, the three send primitives, connect and disconnect
 //   dispatcher  notifications on their way to the host's callback
-//   requests    the requests to the WAN manager, a row of data each, and its values in the RAM store
-//   at          the AT command request and its answer
+//   request_table
+//               the requests, a row of data each, which the tools read too
+//   requests    the functions that make them, and the WAN manager's values in the RAM store
+//   at          the AT command request and its answer, by the records of at_record
 //   standalone  requests of tools that have not started the client, and the answers for tests
 //   netlist     the operator list that a search leaves in the RAM store
 //   names       names of the WAN manager's enumerations

@@ -1,4 +1,4 @@
-// Synchronous requests: a request's row of data, and the functions that make one.
+// A request as its sender needs it, and the ways to make one.
 #pragma once
 
 #include "lte_sdk/core.h"
@@ -48,8 +48,8 @@ inline bool is_success(const Answer &answer, int32_t result)
     return answer.delivered && answer.length >= sizeof(result) && result == 0;
 }
 
-// Sends a request and waits for the response. The bytes of response that the answer
-// does not cover keep their values.
+// Sends a request and waits for the response. The bytes of response that the answer does not cover
+// keep their values.
 Answer deliver(const Request &request, const void *body, void *response);
 
 // Makes a request whose response starts with the result word: 0 when it is a success, else -1. A

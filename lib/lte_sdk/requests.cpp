@@ -1,4 +1,4 @@
-// The requests to the WAN manager: rows of data, and the functions that differ from the others.
+// The requests to the WAN manager: most by their rows alone, and those that differ from their siblings.
 
 #include "lte_sdk/request.h"
 
