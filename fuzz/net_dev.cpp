@@ -1,5 +1,5 @@
-// Counters out of the kernel's table of interfaces, held against the same in memory. Input: the
-// interface's name up to the first line feed, the table.
+// Counters out of the kernel's table of interfaces, compared with an implementation in memory. Input:
+// the interface's name up to the first line feed, the table.
 #include "lte_sdk/statistics.h"
 #include "served_file.h"
 

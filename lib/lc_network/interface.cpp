@@ -28,7 +28,7 @@ bool is_refused(const char *name)
 
 enum class Answer { kRefused, kNoSocket, kFailed, kGiven };
 
-// int for musl's ioctl, unsigned long for that of the GNU libc.
+// The type of ioctl's second parameter: int in musl, unsigned long in the GNU libc.
 template <typename Number> Number number_of(int (*)(int, Number, ...));
 using IoctlNumber = decltype(number_of(ioctl));
 

@@ -12,11 +12,11 @@
 namespace lterouter {
 namespace {
 
-// The response takes the request's place: of its head, what does not come is the request's own.
+// The response overwrites the request: a field of its head that does not arrive keeps the request's.
 struct AtBuffer {
     uint8_t bytes[IPC_MSG_MAX_BODY] = {};
 
-    // Length of the body.
+    // Returns the length of the body.
     uint16_t put_request(const char *cmd, size_t length)
     {
         AtHead head = kAtHead;
@@ -30,7 +30,7 @@ struct AtBuffer {
         return static_cast<uint16_t>(sizeof(head) + length + 1);
     }
 
-    // The text ends with the answer: the request's markers are no answer of the modem's.
+    // The text is cut at the end of the answer, so that the request's markers do not become part of it.
     AtAnswer response(uint32_t length) const
     {
         AtAnswer response = {};

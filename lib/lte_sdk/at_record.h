@@ -8,11 +8,11 @@
 
 namespace lterouter {
 
-// In front of the command.
+// The request's body up to the command.
 struct AtHead {
     uint32_t length; // of the command, with the carriage return that ends it
     uint32_t type;
-    uint32_t modem_timeout_ms; // what the WAN manager gives the modem
+    uint32_t modem_timeout_ms; // how long the WAN manager waits for the modem
     uint32_t marker_count;     // texts that end the modem's answer
     char marker1[16];
     char marker2[16];

@@ -15,7 +15,7 @@ namespace {
 constexpr uint32_t kQueueCapacity = 100;
 constexpr uint32_t kRegisterTimeoutMs = 4000;
 
-// Processes of either word size agree on these records.
+// These records are the same for processes of either word size.
 static_assert(sizeof(lct_link_status) == LCT_LINK_BODY_SIZE);
 static_assert(offsetof(lct_link_status, iface_type) == 0);
 static_assert(offsetof(lct_link_status, link_status) == 8);

@@ -1,4 +1,4 @@
-// A request as its sender needs it, and the ways to make one.
+// Requests: the numbers of the table that sending one takes, and the functions that make one.
 #pragma once
 
 #include "lte_sdk/core.h"
@@ -8,7 +8,7 @@
 
 namespace lterouter {
 
-// What a request is sent with; room and time-out where it is synchronous.
+// The parameters of a request; room and time-out of a synchronous one.
 struct Request {
     uint32_t msg_id;
     uint32_t room; // for the response
@@ -27,7 +27,7 @@ LCT_REQUESTS(LCT_REQUEST)
 #undef LCT_REQUEST
 } // namespace request
 
-// What a response record holds as its result until an answer comes: a failure.
+// Result word of a response record before an answer arrives: a failure.
 constexpr int32_t kUnanswered = 1;
 
 // Sends an asynchronous request: 1 when the receiver's socket took it, else 0.
@@ -48,8 +48,8 @@ inline bool is_success(const Answer &answer, int32_t result)
     return answer.delivered && answer.length >= sizeof(result) && result == 0;
 }
 
-// Sends a request and waits for the response. The bytes of response that the answer does not cover
-// keep their values.
+// Sends a request and waits for the response. Bytes of response that the answer does not contain keep
+// their values.
 Answer deliver(const Request &request, const void *body, void *response);
 
 // Makes a request whose response starts with the result word: 0 when it is a success, else -1. A

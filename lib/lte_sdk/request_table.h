@@ -1,6 +1,6 @@
-// The requests of the client and the notifications to it, a row each. The library takes numbers from
-// here, the tools the messages' names and the layouts of their bodies too: of a header without objects
-// nobody gets more than is used.
+// The requests of the client and the notifications to it, a row each. Library, tools and fuzz targets
+// read them. A program contains only what it uses of a row: the library numbers, ltectl also the
+// messages' names.
 #pragma once
 
 #include "lc_ipc_msg.h"

@@ -1,4 +1,4 @@
-// The requests to the WAN manager: most by their rows alone, and those that differ from their siblings.
+// The requests to the WAN manager: those that follow from their rows, and those that differ.
 
 #include "lte_sdk/request.h"
 
@@ -93,7 +93,7 @@ int32_t lct_modify_pin_en(const uint8_t *enable)
 int32_t lct_sim_set_pinen_req(const uint8_t *enable)
 {
     uint8_t result = kUnanswered;
-    // Delivered is enough: hosts do not ask what the WAN manager made of it.
+    // Success when delivered: hosts ignore the WAN manager's result.
     const bool delivered = deliver(request::lct_sim_set_pinen_req, enable, &result).delivered;
     return delivered ? 0 : CALL_FAILED("WM_MSG_PIN_MODIFY_EN_REQ", delivered, result);
 }
@@ -127,7 +127,7 @@ int32_t lct_net_set_pref_req(const uint32_t *preference)
 {
     int32_t result = kUnanswered;
     const bool delivered = deliver(request::lct_net_set_pref_req, preference, &result).delivered;
-    // Either is enough, also a good result in front of more than there is room for.
+    // Either suffices: the result may be 0 in an answer that is too long to be delivered.
     return delivered || result == 0 ? 0
                                     : CALL_FAILED("WM_MSG_DUALMODE_SET_PREF_REQ", delivered, result);
 }
@@ -189,7 +189,7 @@ int32_t lct_get_diag_hide_info() { return diagnose(__func__, request::lct_get_di
 int32_t lct_net_set_status_test_req(const uint32_t *state)
 {
     int32_t result = kUnanswered;
-    // Delivered is enough: what is tested is the way there.
+    // Success when delivered: only the delivery is tested.
     const bool delivered = deliver(request::lct_net_set_status_test_req, state, &result).delivered;
     return delivered ? 0 : CALL_FAILED("SC_STATE_CHANGE_REQ", delivered, result);
 }

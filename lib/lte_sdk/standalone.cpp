@@ -12,7 +12,7 @@
 namespace lterouter {
 namespace {
 
-// The endpoint of the call; stopped with the scope.
+// The endpoint of the call; stopped at the end of the scope.
 class BareEndpoint {
 public:
     BareEndpoint() : started_(lct_ipc_init_for_sc_msg() == IPC_SUCCESS) {}
@@ -95,7 +95,7 @@ int32_t lct_sms_del_dev_all_msg()
         return LC_TRACE(-1, "ipc init failure.\n\n");
     }
     if (post(request::lct_state_change_req, nullptr) == 0) {
-        LC_TRACE(void(), "ipc msg send failure.\n\n"); // the messages can be deleted all the same
+        LC_TRACE(void(), "ipc msg send failure.\n\n"); // deleting the messages can still succeed
     }
     if (!sim_is_ready()) {
         return 0;

@@ -1,4 +1,4 @@
-// Traffic counters of an interface out of /proc/net/dev, in any of the layouts that it has had.
+// Traffic counters of an interface from /proc/net/dev, in any of the layouts it has had.
 
 #include "lte_sdk/statistics.h"
 

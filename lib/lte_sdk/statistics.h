@@ -12,8 +12,8 @@ constexpr unsigned kNetDevLayouts = 3;
 
 extern "C" {
 
-// Layout of the file by its second header line: the last is the present one; before came one without
-// compressed and multicast packets, and 0, without bytes either.
+// Layout of the file by its second header line: 2 the present one, 1 without compressed and multicast
+// packets, 0 also without bytes.
 unsigned procnetdev_version(const char *header);
 
 // Stores the interface name of a line, including an alias's number, and returns where the counters

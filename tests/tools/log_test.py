@@ -197,7 +197,7 @@ class Levels(LogTest):
         rows = self.objects(ltectl("log", "CM", "on", "--json").stdout)
         self.assertEqual([key for key, value in rows[0].items() if value == "on"], LEVELS)
         self.assertEqual(flags(), flags_of(["CM"], [name.lower() for name in self.names]))
-        self.assertIn(f"modules log: {', '.join(LEVELS)}, all; and time.", ltectl("log", "--help").stdout)
+        self.assertIn(f"modules log: {', '.join(LEVELS)}, all; and the time prefix.", ltectl("log", "--help").stdout)
 
     def test_the_page_tells_them(self):
         page = read_text("docs", "man", "ltectl.1")

@@ -324,10 +324,12 @@ int show_all(const Modules &modules)
 
 } // namespace
 
-constinit const LevelText kLogHelp =
-    LevelText().add("Show or set what modules log: ").add(kLevelList.chars).add(", all; and time.");
+constinit const LevelText kLogHelp = LevelText()
+                                         .add("Show or switch what modules log: ")
+                                         .add(kLevelList.chars)
+                                         .add(", all; and the time prefix.");
 
-// What may follow depends on what is there: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
+// The forms are: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
 void offer_log(Offer &offer, const char *const *before)
 {
     const char *const first = before[0];

@@ -138,7 +138,7 @@ struct Kind {
     BodyForm body;
 };
 
-// Directly, or their names would be expanded too.
+// The macros use # themselves: as an argument of another macro a name is replaced by its number first.
 #define REQUEST_KIND(function, message, module, its_body, its_answer, timeout_ms) \
     {message, #message, body::its_body},
 #define NOTIFICATION_KIND(message, its_body) {message, #message, body::its_body},
@@ -148,7 +148,7 @@ constexpr Kind kKinds[] = {{IPC_MSG_ID_REGISTER, "IPC_MSG_ID_REGISTER", body::me
                            {IPC_MSG_ID_DEREGISTER, "IPC_MSG_ID_DEREGISTER", body::message_id},
                            LCT_REQUESTS(REQUEST_KIND) LCT_NOTIFICATIONS(NOTIFICATION_KIND)};
 
-// nullptr: whatever is not in the table.
+// nullptr: not in the table.
 const char *name_of(uint32_t msg_id)
 {
     for (const Kind &kind : kKinds) {
@@ -171,7 +171,7 @@ void add_hex(Record &record, const Body &body)
     record.field("body", text);
 }
 
-// Also a body of another length than it should have.
+// Also a body of the wrong length.
 bool may_hold_pin(uint32_t msg_id)
 {
     return std::any_of(std::begin(kKinds), std::end(kKinds), [=](const Kind &kind) {

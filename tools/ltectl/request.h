@@ -29,7 +29,8 @@ struct Request {
     bool may_be_longer = false; // a longer answer can be a success too
 };
 
-// Not defined: a request that no function of the client makes is no constant.
+// Only declared: calling it is no constant expression, so that a message without a row does not
+// compile.
 void no_function_of_the_client_sends_this();
 
 // what: as above.

@@ -37,7 +37,7 @@ void show_port(uint32_t value) { Record().word("event", "port").number("value", 
 
 constexpr Request kNone = {kWanManager, 0, ""};
 
-// As lct_net_set_pref_req has it.
+// As for lct_net_set_pref_req.
 consteval Request or_longer(Request request)
 {
     request.may_be_longer = true;

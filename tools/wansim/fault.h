@@ -17,7 +17,7 @@ namespace lterouter::tools {
     NEXT(kLong, "long", "")      /* the answer is longer than any client has room for */ \
     NEXT(kTwice, "twice", "")    /* the answer is sent twice */                          \
     NEXT(kSilent, "silent", "")  /* nothing is answered */                               \
-    NEXT(kDie, "die", "")        /* the process is gone before it answers */
+    NEXT(kDie, "die", "")        /* the process ends before it answers */
 
 #define WANSIM_FIRST_FAULT(kind, name, argument) name argument
 #define WANSIM_NEXT_FAULT(kind, name, argument) ", " name argument

@@ -36,7 +36,8 @@ struct Request {
     int32_t (*run)(State &state, const Body &body, Answer *answer);
 };
 
-// Not defined: a row of wansim's for a message that no function of the client sends is no constant.
+// Only declared: calling it is no constant expression, so that a message without a row does not
+// compile.
 void no_function_of_the_client_sends_this();
 
 // Body and answer are those of the client's functions that send the message.
