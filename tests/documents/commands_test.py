@@ -133,7 +133,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"cmake -S \. -B build/plain", Here(instead="cmake -S . -B /tmp/plain")),
     (r"export PATH=\$PWD/build/release/tools:\$PATH",
      Here(instead=f'PATH={BUILD}/tools:$PATH && [ "$(command -v ltectl)" = {BUILD}/tools/ltectl ]')),
-    (r"ctest -R '\^lc_nv/Crash' -V", ByTest("tests/lc_nv/crash_test.cpp", "TEST_F(Crash")),
+    (r"ctest -R '\^lc_nv/Crash' -V", ByTest("tests/lc_nv/operations_test.cpp", "TEST_P(Crash")),
     (r"mkfs\.ext4 -b 4096", ByTest("scripts/powercut", '"mkfs.ext4", "-q", "-F", "-b", str(block_size)')),
     (r"pkg-config .*", Here()),
     # Smaller: the build systems are not here; the recipes are run with what these define for them.

@@ -34,6 +34,13 @@ struct FileSteps {
     size_t killed_at = 0;    // the step, counted from 1, before which the process is killed; 0: none
     size_t killed_after = 0; // if it is a write, so many of its bytes are written first
 
+    // From now on this step fails; if it is a read or a write and taken is set, it is cut short
+    // instead.
+    void fail(size_t step, std::optional<size_t> so_many = std::nullopt)
+    {
+        failing = step;
+        taken = so_many;
+    }
     // True when this step is to fail.
     bool note(const std::string &step)
     {
@@ -54,6 +61,12 @@ struct FileSteps {
         }
         errno = EIO;
         return true;
+    }
+    // The same for what is done with a stream that was opened while recording.
+    bool note_stream(const char *action, FILE *stream, const std::string &end = "")
+    {
+        const auto named = streams.find(stream);
+        return named != streams.end() && note(action + named->second + end);
     }
     // What a descriptor that was opened while recording is called; empty for any other.
     std::string name_of(int fd) const
@@ -299,5 +312,42 @@ TAKES_OVER mode_t umask(mode_t mask) noexcept
     using namespace testing_support;
     g_file_steps.note("umask " + octal(mask));
     return next_definition<mode_t(mode_t)>("umask")(mask);
+}
+
+TAKES_OVER char *fgets(char *buffer, int size, FILE *stream)
+{
+    using namespace testing_support;
+    if (g_file_steps.note_stream("line of ", stream)) {
+        return nullptr;
+    }
+    return next_definition<char *(char *, int, FILE *)>("fgets")(buffer, size, stream);
+}
+
+TAKES_OVER size_t fread(void *buffer, size_t size, size_t count, FILE *stream)
+{
+    using namespace testing_support;
+    if (g_file_steps.note_stream("bytes of ", stream)) {
+        return 0;
+    }
+    return next_definition<size_t(void *, size_t, size_t, FILE *)>("fread")(buffer, size, count,
+                                                                            stream);
+}
+
+TAKES_OVER int fseek(FILE *stream, long offset, int whence)
+{
+    using namespace testing_support;
+    if (g_file_steps.note_stream("seek ", stream, " to " + std::to_string(offset))) {
+        return -1;
+    }
+    return next_definition<int(FILE *, long, int)>("fseek")(stream, offset, whence);
+}
+
+TAKES_OVER int system(const char *command)
+{
+    using namespace testing_support;
+    if (g_file_steps.note(command)) {
+        return -1;
+    }
+    return next_definition<int(const char *)>("system")(command);
 }
 }
