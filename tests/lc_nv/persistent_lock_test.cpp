@@ -1,5 +1,4 @@
-// Another program's record lock on a copy of a persistent parameter is respected.
-#include "support/lock_circle.h"
+// Another program's record lock on one of a persistent parameter's copies is respected.
 #include "support/lock_holder.h"
 #include "support/persistent_store.h"
 
@@ -43,35 +42,10 @@ uint32_t write_new() { return nvm_writenv("a", "new", 4); }
 
 } // namespace
 
-TEST_F(PersistentLock, reading_waits_for_an_exclusive_lock)
-{
-    LockHolder holder(current.file_of("a"), "LOCK_EX", "its");
-    auto reading = std::async(std::launch::async, read_a);
-    EXPECT_TRUE(someone_waits_for_a_lock());
-    holder.let_go();
-    EXPECT_EQ(reading.get(), found("its"));
-}
-
-TEST_F(PersistentLock, reading_shares_with_a_shared_lock)
-{
-    const LockHolder holder(current.file_of("a"), "LOCK_SH");
-    EXPECT_EQ(read_a(), found("old"));
-}
-
 TEST_F(PersistentLock, reading_the_current_copy_does_not_ask_for_the_backup)
 {
     const LockHolder holder(backup.file_of("a"), "LOCK_EX");
     EXPECT_EQ(read_a(), found("old"));
-}
-
-TEST_F(PersistentLock, writing_waits_for_any_lock_of_the_current_copy)
-{
-    for (const char *kind : {"LOCK_SH", "LOCK_EX"}) {
-        put_both("a", "old");
-        EXPECT_EQ(run_held_up(current.file_of("a"), kind, write_new, [&] { expect_both("a", "old"); }),
-                  0U);
-        expect_both("a", "new");
-    }
 }
 
 TEST_F(PersistentLock, writing_waits_for_any_lock_of_the_backup_with_the_current_copy_written)
@@ -114,23 +88,6 @@ TEST_F(PersistentLock, start_waits_for_locks_of_both_copies)
     backup.put("a", stored("older"));
     EXPECT_EQ(run_held_up(backup.file_of("a"), "LOCK_SH", nvm_init), 0U);
     expect_both("a", "old");
-}
-
-TEST_F(PersistentLock, other_parameters_are_not_held_up)
-{
-    declare("a=1=default\nb=1=other\n");
-    put_both("b", "old");
-    const LockHolder current_holder(current.file_of("b"), "LOCK_EX");
-    const LockHolder backup_holder(backup.file_of("b"), "LOCK_EX");
-    EXPECT_EQ(write_new(), 0U);
-    EXPECT_EQ(read_a(), found("new"));
-}
-
-TEST_F(PersistentLock, deadlock_of_processes_that_is_none_of_threads_is_waited_out)
-{
-    expect_circle_is_waited_out(current.file_of("a"), current.file_of("b"), read_a, [] {
-        return read_with(16, [](char *buffer, uint32_t size) { return nvm_readnv("b", buffer, size); });
-    });
 }
 
 TEST_F(PersistentLock, nothing_stays_locked)

@@ -182,13 +182,6 @@ TEST_F(RamThreads, nobody_is_woken_when_nobody_waits)
               0);
 }
 
-TEST_F(RamThreads, deadlock_of_processes_that_is_none_of_threads_is_waited_out)
-{
-    expect_circle_is_waited_out(
-        file_of("a"), file_of("b"), [] { return read_parameter("a"); },
-        [] { return read_parameter("b"); });
-}
-
 TEST_F(RamThreads, deadlock_that_lasts_a_second_is_done_without_the_lock)
 {
     const int own = lock_exclusively("/tmp/own");
