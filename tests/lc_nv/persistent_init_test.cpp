@@ -194,149 +194,99 @@ TEST_F(PersistentFolders, file_creation_mask_is_0_after_every_init)
 
 using PersistentRepair = MadeStore;
 
-TEST_F(PersistentRepair, equal_copies_stay)
+namespace {
+
+const std::string kNone = "(none)";     // content of a copy that is not there
+const std::string kFolder = "(folder)"; // of one that cannot be opened
+const std::string kLongest(4095, 'v');  // value
+const std::string kOverLong(9000, 'v');
+const std::string kUnreached = stored(kLongest) + "garbage"; // behind what one read takes
+
+const struct {
+    const char *claim;
+    std::string current, backup;
+    std::string current_then, backup_then;
+} kRepairs[] = {
+    {"equal copies stay", stored("value"), stored("value"), stored("value"), stored("value")},
+    {"another backup", stored("value"), stored("other"), stored("value"), stored("value")},
+    {"a longer one", stored("value"), stored("a longer one"), stored("value"), stored("value")},
+    {"a shorter one", stored("value"), stored("x"), stored("value"), stored("value")},
+    {"an empty value", stored("value"), stored(""), stored("value"), stored("value")},
+    {"one that begins with it", stored("value"), stored("value2"), stored("value"), stored("value")},
+    {"one that it begins with", stored("value"), stored("valu"), stored("value"), stored("value")},
+    {"another case", stored("value"), stored("Value"), stored("value"), stored("value")},
+    {"no terminator", stored("value"), "value", stored("value"), stored("value")},
+    {"another byte instead", stored("value"), "valueX", stored("value"), stored("value")},
+    {"a line feed instead", stored("value"), "value\n", stored("value"), stored("value")},
+    {"bytes behind it", stored("value"), stored("value") + "garbage", stored("value"), stored("value")},
+    {"a missing backup", stored("value"), kNone, stored("value"), stored("value")},
+    {"an empty backup", stored("value"), "", stored("value"), stored("value")},
+    {"a current copy is cut", stored("abc") + "garbage", kNone, stored("abc"), stored("abc")},
+    {"behind its first NUL", stored("abc") + stored("x"), stored("abc"), stored("abc"), stored("abc")},
+    {"also when the backup is right", stored("abc") + "x", stored("abc"), stored("abc"), stored("abc")},
+    {"an empty value is a value", stored(""), stored("backup"), stored(""), stored("")},
+    {"and is cut", stored("") + "garbage", stored("backup"), stored(""), stored("")},
+    {"a single byte is its terminator", "x", stored("backup"), "x", stored("")},
+    {"a file without a terminator keeps its length", "hello", kNone, "hello", stored("hell")},
+    {"4095 bytes", stored(kLongest), kNone, stored(kLongest), stored(kLongest)},
+    {"what one read does not reach", stored(kLongest), kUnreached, stored(kLongest), kUnreached},
+    {"what it does reach counts", stored(kLongest), stored(kLongest.substr(1) + "w") + "garbage",
+     stored(kLongest), stored(kLongest)},
+    {"a current copy that is too long", stored(kOverLong), kNone, kOverLong.substr(0, 4096),
+     stored(kLongest)},
+    {"a missing current copy", kNone, stored("v"), stored("v"), stored("v")},
+    {"an empty current copy", "", stored("v"), stored("v"), stored("v")},
+    {"a backup is cut", kNone, stored("abc") + "garbage", stored("abc"), stored("abc")},
+    {"a backup that is too long", kNone, stored(kOverLong), stored(kLongest),
+     kOverLong.substr(0, 4096)},
+    {"no copies", kNone, kNone, stored("default"), stored("default")},
+    {"an empty current copy alone", "", kNone, stored("default"), stored("default")},
+    {"empty copies", "", "", stored("default"), stored("default")},
+    {"a backup that cannot be opened", stored("longer than the default"), kFolder, stored("default"),
+     kFolder},
+    {"a current copy that cannot be made", kFolder, stored("longer than the default"), kFolder,
+     stored("default")},
+};
+
+std::string what_is_at(const std::string &path)
 {
-    put_both("a", "value");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "value");
+    return is_folder(path.c_str()) ? kFolder : read_text(path);
 }
 
-TEST_F(PersistentRepair, backup_that_differs_takes_the_current_value)
+void make(const std::string &path, const std::string &content)
 {
-    for (const char *old : {"other", "a longer one", "x", "", "value2", "valu", "Value"}) {
-        current.put("a", stored("value"));
-        backup.put("a", stored(old));
-        EXPECT_EQ(nvm_init(), 0U);
-        expect_both("a", "value");
+    remove(path.c_str());
+    if (content == kFolder) {
+        mkdir(path.c_str(), 0755);
+    } else if (content != kNone) {
+        write_text(path, content);
     }
 }
 
-TEST_F(PersistentRepair, backup_without_its_terminator_takes_the_current_value)
+} // namespace
+
+TEST_F(PersistentRepair, leaves_these_copies)
 {
-    for (const char *bytes : {"value", "valueX", "value\n"}) {
-        current.put("a", stored("value"));
-        backup.put("a", bytes);
+    for (const auto &[claim, current_now, backup_now, current_then, backup_then] : kRepairs) {
+        SCOPED_TRACE(claim);
+        make(current.file_of("a"), current_now);
+        make(backup.file_of("a"), backup_now);
+        umask(077);
+        const int before = count_descriptors();
         EXPECT_EQ(nvm_init(), 0U);
-        expect_both("a", "value");
+        EXPECT_EQ(count_descriptors(), before);
+        EXPECT_EQ(what_is_at(current.file_of("a")), current_then);
+        EXPECT_EQ(what_is_at(backup.file_of("a")), backup_then);
+        if (current_now != kFolder && backup_now != kFolder) {
+            EXPECT_EQ(read_nv("a"), found(std::string(backup_then.c_str()).substr(0, 4095)));
+        }
+        for (const auto &[folder, content] :
+             {std::pair(&current, current_now), {&backup, backup_now}}) {
+            if (content == kNone) {
+                EXPECT_EQ(mode_of(folder->file_of("a")), 0666U);
+            }
+        }
     }
-}
-
-TEST_F(PersistentRepair, missing_or_empty_backup_takes_the_current_value)
-{
-    current.put("a", stored("value"));
-    umask(077);
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "value");
-    EXPECT_EQ(mode_of(backup.file_of("a")), 0666U);
-    backup.put("a", "");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "value");
-}
-
-TEST_F(PersistentRepair, backup_loses_what_follows_its_terminator)
-{
-    current.put("a", stored("value"));
-    backup.put("a", stored("value") + "garbage");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "value");
-}
-
-TEST_F(PersistentRepair, current_copy_is_cut_behind_its_first_terminator)
-{
-    current.put("a", stored("abc") + "garbage");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "abc");
-    current.put("a", stored("abc") + stored("garbage"));
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "abc");
-}
-
-TEST_F(PersistentRepair, current_copy_is_cut_also_when_the_backup_is_right)
-{
-    put_both("a", "abc");
-    current.put("a", stored("abc") + "garbage");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "abc");
-}
-
-TEST_F(PersistentRepair, empty_current_value_is_a_value)
-{
-    for (const std::string &file : {stored(""), stored("") + "garbage", std::string("x")}) {
-        current.put("a", file);
-        backup.put("a", stored("backup"));
-        EXPECT_EQ(nvm_init(), 0U);
-        EXPECT_EQ(backup.content("a"), stored(""));
-        EXPECT_EQ(current.content("a").size(), 1U);
-        EXPECT_EQ(read_nv("a"), found(""));
-    }
-}
-
-TEST_F(PersistentRepair, current_copy_written_by_other_means_keeps_its_length)
-{
-    current.put("a", "hello");
-    EXPECT_EQ(nvm_init(), 0U);
-    EXPECT_EQ(current.content("a"), "hello");
-    EXPECT_EQ(backup.content("a"), stored("hell"));
-    EXPECT_EQ(read_nv("a"), found("hell"));
-}
-
-TEST_F(PersistentRepair, value_of_4095_bytes_is_kept)
-{
-    const std::string value(4095, 'v');
-    current.put("a", stored(value));
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", value);
-}
-
-TEST_F(PersistentRepair, backup_of_4095_bytes_keeps_what_one_read_does_not_reach)
-{
-    const std::string value(4095, 'v');
-    const std::string longer = stored(value) + "garbage";
-    current.put("a", stored(value));
-    backup.put("a", longer);
-    EXPECT_EQ(nvm_init(), 0U);
-    EXPECT_EQ(current.content("a"), stored(value));
-    EXPECT_EQ(backup.content("a"), longer);
-    // What the read does reach counts.
-    backup.put("a", stored(value.substr(1) + "w") + "garbage");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", value);
-}
-
-TEST_F(PersistentRepair, over_long_current_copy_is_cut_to_what_one_read_takes)
-{
-    const std::string value(9000, 'v');
-    current.put("a", stored(value));
-    EXPECT_EQ(nvm_init(), 0U);
-    EXPECT_EQ(current.content("a"), value.substr(0, 4096));
-    EXPECT_EQ(backup.content("a"), stored(value.substr(0, 4095)));
-}
-
-TEST_F(PersistentRepair, missing_or_empty_current_copy_takes_the_backup_value)
-{
-    backup.put("a", stored("v"));
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "v");
-    EXPECT_EQ(mode_of(current.file_of("a")), 0666U);
-    current.put("a", "");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "v");
-}
-
-TEST_F(PersistentRepair, backup_that_is_taken_is_cut_behind_its_first_terminator)
-{
-    backup.put("a", stored("abc") + "garbage");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "abc");
-}
-
-TEST_F(PersistentRepair, over_long_backup_is_cut_to_what_one_read_takes)
-{
-    const std::string value(9000, 'v');
-    backup.put("a", stored(value));
-    EXPECT_EQ(nvm_init(), 0U);
-    EXPECT_EQ(current.content("a"), stored(value.substr(0, 4095)));
-    EXPECT_EQ(backup.content("a"), value.substr(0, 4096));
 }
 
 TEST_F(PersistentRepair, default_fills_a_parameter_with_neither_copy)
@@ -349,33 +299,6 @@ TEST_F(PersistentRepair, default_fills_a_parameter_with_neither_copy)
     expect_both("long", std::string(4095, 'v'));
     EXPECT_EQ(mode_of(current.file_of("a")), 0666U);
     EXPECT_EQ(mode_of(backup.file_of("a")), 0666U);
-}
-
-TEST_F(PersistentRepair, default_fills_a_parameter_with_empty_copies)
-{
-    current.put("a", "");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "default");
-    current.put("a", "");
-    backup.put("a", "");
-    EXPECT_EQ(nvm_init(), 0U);
-    expect_both("a", "default");
-}
-
-TEST_F(PersistentRepair, default_replaces_the_current_value_when_the_backup_cannot_be_opened)
-{
-    current.put("a", stored("a value longer than the default"));
-    mkdir(backup.file_of("a").c_str(), 0755);
-    EXPECT_EQ(nvm_init(), 0U);
-    EXPECT_EQ(current.content("a"), stored("default"));
-}
-
-TEST_F(PersistentRepair, default_replaces_the_backup_when_the_current_copy_cannot_be_made)
-{
-    mkdir(current.file_of("a").c_str(), 0755);
-    backup.put("a", stored("a value longer than the default"));
-    EXPECT_EQ(nvm_init(), 0U);
-    EXPECT_EQ(backup.content("a"), stored("default"));
 }
 
 TEST_F(PersistentRepair, every_declared_parameter_is_repaired)
