@@ -7,11 +7,13 @@ usage: figure_test.py LIBRARY EXPORTS_MAP PROGRAM... [-- EMULATOR...]
 
 import collections
 import os
-import pathlib
 import re
 import subprocess
 import sys
 import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+from exports import exported  # noqa: E402
 
 ARGUMENTS = sys.argv[1:]
 EMULATOR = ARGUMENTS[ARGUMENTS.index("--") + 1:] if "--" in ARGUMENTS else []
@@ -34,11 +36,6 @@ def plan():
     return faults, calls, known
 
 
-def exported():
-    text = re.sub(r"#[^\n]*", "", pathlib.Path(EXPORTS).read_text())
-    return set(re.findall(r"(\w+);", text.split("global:")[1].split("local:")[0]))
-
-
 def imported():
     lines = subprocess.run(["nm", "-D", "--undefined-only", LIBRARY], check=True, capture_output=True,
                            text=True).stdout.splitlines()
@@ -56,10 +53,10 @@ class Figure(unittest.TestCase):
               + " ".join(sorted(cls.silent)), flush=True)
 
     def test_every_export_has_a_scenario(self):
-        self.assertEqual(exported() - set(self.calls), set())
+        self.assertEqual(exported(EXPORTS) - set(self.calls), set())
 
     def test_every_scenario_is_of_an_export(self):
-        self.assertEqual(set(self.calls) - exported(), set())
+        self.assertEqual(set(self.calls) - exported(EXPORTS), set())
 
     def test_every_call_of_the_library_is_taken_over_or_cannot_fail(self):
         self.assertTrue(imported())

@@ -20,9 +20,8 @@ import support  # noqa: E402
 import upgrade  # noqa: E402
 from frames import AT_PORT  # noqa: E402
 from support import (CONNECT, DONE, FAILED, IFACE_STATUS, LINK_STATUS, MODEM, SMS_SOCKET, STORE,  # noqa: E402
-                     TIMEOUT, ltectl, read_file, stranger, write_file)
+                     TIMEOUT, TRACES, ltectl, read_file, stranger, write_file)
 
-TRACES = support.TRACE, support.OLDER_TRACE
 TRACE_LIMIT = 262144
 FILE = "/tmp/formats"
 
@@ -229,7 +228,7 @@ class Endpoints(FormatsTest):
 
     def test_clients_register_and_deregister(self):
         manager = support.FakeManager(self)
-        client = support.Background(self, support.ltectl_program, "monitor")
+        client = self.start_ltectl("monitor")
         taken = []
         for _ in range(4):
             taken.append(manager.receive(TIMEOUT))
@@ -349,7 +348,7 @@ class Notifications(FormatsTest):
 
     def test_a_client_understands_them(self):
         manager = support.FakeManager(self)
-        monitor = support.Background(self, support.ltectl_program, "monitor", "--count", "2")
+        monitor = self.start_ltectl("monitor", "--count", "2")
         client = manager.accept_registrations()
         monitor.err.next()  # now it waits for events
         for name in self.NAMES:
@@ -486,8 +485,7 @@ class Logs(FormatsTest):
         write_file(FILE, page.text("logid.cfg").encode())
         for module, name in (("16", "NEWMOD"), ("17", "Another")):
             with contextlib.closing(stranger.SyslogListener(name)) as log:
-                support.run("unshare", "--mount", "sh", "-c", self.WITH_MODULES, "sh", FILE, speaker_program,
-                            "log", module, "text", check=True)
+                support.run_mounted(self.WITH_MODULES, FILE, speaker_program, "log", module, "text", check=True)
                 self.assertTrue(log.wait_for("text")[-1].endswith(f" {module}{name}: text\n"))
 
 
@@ -618,14 +616,9 @@ class Arp(cable.CableTest):
 
 
 class Led(unittest.TestCase):
-    # /proc takes no new files, so it is replaced; sanitizers look themselves up there.
-    SCRIPT = ("mkdir -p /tmp/proc && mount --rbind /proc /tmp/proc && mount -t tmpfs none /proc && "
-              'ln -s /tmp/proc/self /proc/self && "$@" >/dev/null && grep "" /proc/*_flag /dev/null')
-
     def written(self, *arguments):
         """FILE:CONTENT of what a command leaves."""
-        return support.run("unshare", "--mount", "sh", "-c", self.SCRIPT, "sh", support.ltectl_program, "led",
-                           *arguments, check=True, env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}).stdout
+        return support.run_led('"$@" >/dev/null && grep "" /proc/*_flag /dev/null', *arguments, check=True).stdout
 
     def test_each_has_its_file(self):
         for led, path in page.table("LED", "file"):

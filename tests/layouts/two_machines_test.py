@@ -14,31 +14,21 @@ sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools"))
 import support  # noqa: E402
 from support import (CONNECT, CONNECTED, DISCONNECTED, GET_ROAMING, IFACE_BODY, IFACE_STATUS,  # noqa: E402
                      LINK_BODY, LINK_STATUS, MODEM, SET_ROAMING, STORE, TIMEOUT, stranger)
-from stranger import ASYNC, DEREGISTER, REGISTER, REQUEST, RESPONSE, SERVER  # noqa: E402
+from stranger import ASYNC, DEREGISTER, HEADER, REGISTER, REQUEST, RESPONSE, SERVER  # noqa: E402
 
-HEADER = 16
 LINK_WORDS = 20  # what a link status has before its texts
 TRACE = support.TRACE
 
 
-class Machine:
+class Machine(stranger.Words):
     """The programs of one machine, and its words."""
 
     def __init__(self, byte_order, ltectl, wansim):
+        super().__init__({"big": ">", "little": "<"}[byte_order])
         self.byte_order, self.ltectl, self.wansim = byte_order, ltectl, wansim
-        self.order = {"big": ">", "little": "<"}[byte_order]
 
     def __str__(self):
         return f"{self.byte_order} endian"
-
-    def pack(self, *words):
-        return struct.pack(f"{self.order}{len(words)}I", *words)
-
-    def words(self, data):
-        return struct.unpack(f"{self.order}{len(data) // 4}I", data)
-
-    def message(self, kind, msg_id, body=b"", session=0, length=None):
-        return self.pack(kind, msg_id, len(body) if length is None else length, session) + body
 
     def run(self, test, *arguments):
         """Runs its ltectl to the end; what that printed."""
@@ -60,22 +50,22 @@ class Peer(stranger.Stranger):
         self.test = test
         test.addCleanup(self.close)
 
-    def take(self):
+    def datagram(self):
+        """The next, as it came, which must."""
         received = self.receive(TIMEOUT)
         self.test.assertIsNotNone(received, "nothing came")
-        return received
+        return received[0]
 
     def serve(self, machine, count, answers):
         """Takes this many datagrams, answering each request with the words for its identifier; the datagrams
         and the address of the last sender."""
         datagrams = []
         for _ in range(count):
-            datagram, sender = self.take()
-            kind, msg_id, _, session = machine.words(datagram[:HEADER])
+            taken = self.take(machine)
+            kind, msg_id, session, body, sender = taken
             if kind == REQUEST:
-                body = machine.pack(*answers[msg_id])
-                self.send(machine.message(RESPONSE, msg_id, body, session), sender)
-            datagrams.append(datagram)
+                self.respond(taken, machine.pack(f"{len(answers[msg_id])}I", *answers[msg_id]), machine)
+            datagrams.append(machine.message(kind, msg_id, body, session))
         return datagrams, sender
 
     def assert_quiet(self):
@@ -191,14 +181,14 @@ class Events(TwoMachines):
 
     def link_status(self, machine, status):
         texts = struct.pack("16s18s18s18s18s18s", *self.TEXTS)
-        return (machine.pack(2, 0, status, 1, 0) + texts).ljust(LINK_BODY, b"\0")
+        return (machine.pack("5I", 2, 0, status, 1, 0) + texts).ljust(LINK_BODY, b"\0")
 
     def monitor(self, machine):
         """What a client prints of three events, what it traces, and its datagrams."""
         manager = Peer(self, SERVER)
         client = support.Background(self, machine.ltectl, "monitor", "--count", "3")
         arrivals, address = manager.serve(machine, len(self.ARRIVALS), {REGISTER: (0,)})
-        for msg_id, body in ((IFACE_STATUS, machine.pack(0, 1).ljust(IFACE_BODY, b"\0")),
+        for msg_id, body in ((IFACE_STATUS, machine.pack("2I", 0, 1).ljust(IFACE_BODY, b"\0")),
                              (LINK_STATUS, self.link_status(machine, CONNECTED)),
                              (MODEM, b""),
                              (LINK_STATUS, self.link_status(machine, DISCONNECTED))):
@@ -246,10 +236,10 @@ class Manager(TwoMachines):
         manager = self.start(machine)
         client = Peer(self, "lc_socket_cgi_common")
         for session, msg_id in enumerate((IFACE_STATUS, LINK_STATUS), 1):
-            client.send(machine.message(REQUEST, REGISTER, machine.pack(msg_id), session))
-            self.assertEqual(machine.words(client.take()[0]), (RESPONSE, REGISTER, 4, session, 0))
+            client.send(machine.message(REQUEST, REGISTER, machine.pack("I", msg_id), session))
+            self.assertEqual(machine.words(client.datagram()), (RESPONSE, REGISTER, 4, session, 0))
         client.send(machine.message(ASYNC, CONNECT))
-        datagrams = [client.take()[0] for _ in range(3)]
+        datagrams = [client.datagram() for _ in range(3)]
         self.assertEqual(manager.end()[0], support.DONE)
         client.close()
         return datagrams

@@ -4,6 +4,7 @@ usage: manual_test.py PROJECT C_COMPILER
   C_COMPILER  with its options, as one argument"""
 
 import collections
+import os
 import pathlib
 import re
 import shlex
@@ -12,7 +13,11 @@ import sys
 import unittest
 import xml.etree.ElementTree as ET
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+from exports import exported  # noqa: E402
+
 PROJECT = pathlib.Path(sys.argv[1])
+EXPORTS = PROJECT / "lib" / "exports.map"
 COMPILER = shlex.split(sys.argv[2])
 HEADERS = sorted((PROJECT / "include").glob("*.h"))
 PAGES = sorted((PROJECT / "docs" / "man").glob("*.3"))
@@ -70,11 +75,6 @@ def all_declarations():
     return [(header, declaration) for header in HEADERS for declaration in declarations(header)]
 
 
-def exported():
-    listed = re.sub(r"/\*.*?\*/|#[^\n]*", "", (PROJECT / "lib" / "exports.map").read_text(), flags=re.S)
-    return set(re.findall(r"\w+", re.search(r"global:(.*)local:", listed, re.S)[1]))
-
-
 def examples(header):
     """What stands in code blocks of its comments."""
     return [re.sub(r"^ \* ?", "", block, flags=re.M)
@@ -83,7 +83,7 @@ def examples(header):
 
 class Comments(unittest.TestCase):
     def test_every_exported_function_is_found_in_a_header(self):
-        self.assertEqual({found.name for _, found in all_declarations() if found.kind == "LC_API"}, exported())
+        self.assertEqual({found.name for _, found in all_declarations() if found.kind == "LC_API"}, exported(EXPORTS))
 
     def test_each_begins_with_what_the_function_does(self):
         for header, function in all_declarations():
@@ -163,7 +163,7 @@ class Pages(unittest.TestCase):
 
     def test_each_exported_function_is_named_by_exactly_one(self):
         named = collections.Counter(name for page in PAGES for name in names(page))
-        self.assertEqual({name: named[name] for name in exported()}, dict.fromkeys(exported(), 1))
+        self.assertEqual({name: named[name] for name in exported(EXPORTS)}, dict.fromkeys(exported(EXPORTS), 1))
 
     def test_each_is_named_first_by_its_own_name(self):
         self.assertEqual([names(page)[0] for page in PAGES], [page.stem for page in PAGES])

@@ -15,6 +15,9 @@ import sys
 import tarfile
 import unittest
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+from exports import exported  # noqa: E402
+
 PROJECT = pathlib.Path(sys.argv.pop(1))
 HERE = PROJECT / "tests" / "packaging"
 PACKAGING = PROJECT / "packaging"
@@ -197,9 +200,8 @@ class Debian(unittest.TestCase):
         self.assertIn(f"liblterouter{MAJOR}", packages)
 
     def test_symbols_are_those_that_the_library_exports(self):
-        exported = re.sub("#.*", "", text("lib/exports.map").split("global:")[1].split("local:")[0])
         listed = re.findall(r"^ (\S+)@LTEROUTER_1 ", text(f"debian/liblterouter{MAJOR}.symbols"), re.M)
-        self.assertEqual(sorted(listed), sorted(["LTEROUTER_1", *re.findall(r"\w+", exported)]))
+        self.assertEqual(sorted(listed), sorted({"LTEROUTER_1"} | exported(PROJECT / "lib/exports.map")))
 
 
 class Versions(unittest.TestCase):
@@ -209,6 +211,7 @@ class Versions(unittest.TestCase):
                               (r"^PKG_VERSION:=(\S+)", "packaging/openwrt/lterouter/Makefile"),
                               (r"^LTEROUTER_VERSION = (\S+)", "packaging/buildroot/lterouter/lterouter.mk")):
             self.assertEqual(first(pattern, path), VERSION, path)
+        self.assertEqual(set(re.findall(r"lterouter_([\d.]+)\.orig", text("packaging/README.md"))), {VERSION})
 
 
 if __name__ == "__main__":

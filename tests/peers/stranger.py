@@ -20,28 +20,42 @@ NOTIFY_ID = 0x60000001
 ORDER = {"BIG_ENDIAN": ">", "LITTLE_ENDIAN": "<"}.get(os.environ.get("LTEROUTER_BYTE_ORDER"), "=")
 
 
-def pack(layout, *values):
-    return struct.pack(ORDER + layout, *values)
+HEADER = 16
 
 
-def unpack(layout, data):
-    return struct.unpack(ORDER + layout, data)
+class Words:
+    """The words of a machine and the messages that it makes of them."""
+
+    def __init__(self, order):
+        self.order = order
+
+    def pack(self, layout, *values):
+        return struct.pack(self.order + layout, *values)
+
+    def unpack(self, layout, data):
+        return struct.unpack(self.order + layout, data)
+
+    def words(self, data):
+        """All of it, as words."""
+        return self.unpack(f"{len(data) // 4}I", data)
+
+    def message(self, kind, msg_id, body=b"", session=0, length=None):
+        return self.pack("4I", kind, msg_id, len(body) if length is None else length, session) + body
+
+    def parse(self, datagram):
+        """(type, msg_id, session_id, body); the length word must be right."""
+        kind, msg_id, length, session = self.words(datagram[:HEADER])
+        assert length == len(datagram) - HEADER, datagram
+        return kind, msg_id, session, datagram[HEADER:]
+
+
+UNDER_TEST = Words(ORDER)
+pack, unpack, message, parse = UNDER_TEST.pack, UNDER_TEST.unpack, UNDER_TEST.message, UNDER_TEST.parse
 
 
 def address(name):
     """The abstract address as the router's processes bind it: NULs to the end of the path."""
     return (b"\0" + name.encode()).ljust(108, b"\0")
-
-
-def message(kind, msg_id, body=b"", session=0, length=None):
-    return pack("4I", kind, msg_id, len(body) if length is None else length, session) + body
-
-
-def parse(datagram):
-    """(type, msg_id, session_id, body); the length word must be right."""
-    kind, msg_id, length, session = unpack("4I", datagram[:16])
-    assert length == len(datagram) - 16, datagram
-    return kind, msg_id, session, datagram[16:]
 
 
 class Stranger:
@@ -58,6 +72,17 @@ class Stranger:
         if not select.select([self.socket], [], [], timeout)[0]:
             return None
         return self.socket.recvfrom(4096)
+
+    def take(self, words=UNDER_TEST, timeout=60):
+        """The next message, which must come: (type, id, session, body, sender)."""
+        received = self.receive(timeout)
+        assert received is not None, "nothing came"
+        return (*words.parse(received[0]), received[1])
+
+    def respond(self, taken, body, words=UNDER_TEST, **changes):
+        """Answers what was taken."""
+        _, msg_id, session, _, sender = taken
+        self.send(words.message(changes.get("kind", RESPONSE), msg_id, body, changes.get("session", session)), sender)
 
     def ask(self, msg_id, body=b"", kind=REQUEST, to=SERVER, timeout=5):
         """Body of the response with this request's session id; other messages are passed over."""

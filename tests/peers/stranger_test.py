@@ -182,74 +182,65 @@ class StrangerServes(unittest.TestCase):
         self.assertEqual(self.client.end(), 0)
         self.peer.close()
 
-    def request(self):
-        datagram, sender = self.peer.receive()
-        return (*parse(datagram), sender)
-
-    def answer(self, request, body, **changes):
-        _, msg_id, session, _, sender = request
-        self.peer.send(message(changes.get("kind", RESPONSE), msg_id, body,
-                               changes.get("session", session)), sender)
-
     def test_the_client_binds_a_name_of_its_own_process(self):
         self.client.write("ask 5000 100 hello")
-        request = self.request()
+        request = self.peer.take()
         name = f"lc_socket_cli1_{self.client.process.pid}_common"
         self.assertEqual(request[4], stranger.address(name))
-        self.answer(request, b"")
+        self.peer.respond(request, b"")
         self.assertEqual(self.client.line(), "0 0 ")
 
     def test_a_stranger_answers_a_request_of_type_1(self):
         self.client.write("ask 5000 100 hello")
-        request = self.request()
+        request = self.peer.take()
         self.assertEqual(request[:4], (REQUEST, ASK_ECHO, 1, b"hello"))
-        self.answer(request, b"answer")
+        self.peer.respond(request, b"answer")
         self.assertEqual(self.client.line(), "0 6 answer")
 
     def test_an_answer_longer_than_the_room_gives_5_and_its_beginning(self):
         self.client.write("ask 5000 4 hello")
-        self.answer(self.request(), b"answer")
+        self.peer.respond(self.peer.take(), b"answer")
         self.assertEqual(self.client.line(), "5 4 answ")
 
     def test_a_wrong_session_id_is_not_taken_for_the_answer(self):
         self.client.write("ask 5000 100 hello")
-        request = self.request()
-        self.answer(request, b"wrong", session=request[2] + 1)
-        self.answer(request, b"right")
+        request = self.peer.take()
+        self.peer.respond(request, b"wrong", session=request[2] + 1)
+        self.peer.respond(request, b"right")
         self.assertEqual(self.client.line(), "0 5 right")
 
     def test_a_late_answer_is_dropped_and_the_next_request_still_matches(self):
         self.client.write("ask 1000 100 first")
-        first = self.request()
+        first = self.peer.take()
         self.assertEqual(self.client.line(), "7 100 ")
-        self.answer(first, b"too late")
+        self.peer.respond(first, b"too late")
         self.client.write("ask 5000 100 second")
-        second = self.request()
+        second = self.peer.take()
         self.assertEqual(second[2], first[2] + 1)
-        self.answer(second, b"in time")
+        self.peer.respond(second, b"in time")
         self.assertEqual(self.client.line(), "0 7 in time")
 
     def test_asynchronous_messages_arrive_as_type_0(self):
         self.assertEqual(self.client.command("tell hello"), "0")
-        self.assertEqual(self.request()[:4], (ASYNC, TELL_TEXT, 1, b"hello"))
+        self.assertEqual(self.peer.take()[:4], (ASYNC, TELL_TEXT, 1, b"hello"))
 
     def test_the_register_request_and_each_of_its_answers(self):
         for result in (0, 4, 6, 11):
             self.client.write("register 12345678")
-            request = self.request()
+            request = self.peer.take()
             self.assertEqual(request[0:2], (REQUEST, REGISTER))
             self.assertEqual(request[3], pack("I", 0x12345678))
-            self.answer(request, pack("I", result))
+            self.peer.respond(request, pack("I", result))
             self.assertEqual(self.client.line(), str(result))
 
     def test_an_answer_without_a_result_is_no_success(self):
         self.client.write("register 1")
-        self.answer(self.request(), b"")
+        self.peer.respond(self.peer.take(), b"")
         self.assertEqual(self.client.line(), "4")
 
     def test_the_deregister_request_has_type_0_and_no_answer(self):
         self.assertEqual(self.client.command("deregister 12345678"), "0")
-        self.assertEqual(self.request()[:4], (ASYNC, DEREGISTER, 1, pack("I", 0x12345678)))
+        self.assertEqual(self.peer.take()[:4], (ASYNC, DEREGISTER, 1, pack("I", 0x12345678)))
 
     def test_nobody_there_is_10_at_once(self):
         self.peer.close()

@@ -131,15 +131,14 @@ class List(ToolTest):
             {"event": "endpoint", "endpoint": "lc_socket_x_common", "module": "x", "kind": "shared", "address": "short"}])
 
     def test_a_table_that_cannot_be_read(self):
-        script = 'mount -t tmpfs none /proc/$$/net && exec "$@"'
-        result = support.run("unshare", "--mount", "sh", "-c", script, "sh", support.ltectl_program, "bus", "list")
+        result = support.run_mounted('mount -t tmpfs none /proc/$$/net && exec "$@"', support.ltectl_program, "bus", "list")
         self.assert_failed(result, FAILED, "cannot read /proc/net/unix: No such file or directory")
 
 
 class WithWansim(ToolTest):
     def test_the_events_of_a_connection(self):
         self.start_wansim("--delay", "10")
-        watch = support.Background(self, support.ltectl_program, "bus", "watch", "--count", "4")
+        watch = self.start_ltectl("bus", "watch", "--count", "4")
         self.assertEqual(watch.err.next(), f"ltectl: waiting for messages to lc_socket_cli1_{watch.process.pid}_common;"
                                            " end with Ctrl-C")
         ltectl("connect", "--wait", "10")
@@ -164,7 +163,7 @@ class Watch(ToolTest):
         self.peer = self.start_peer()
 
     def start(self, *options):
-        self.watch = support.Background(self, support.ltectl_program, "bus", "watch", *options)
+        self.watch = self.start_ltectl("bus", "watch", *options)
         self.address = self.manager.accept_registrations(3)
         self.watch.err.next()
 
@@ -181,7 +180,7 @@ class Watch(ToolTest):
         return before, after.lstrip()
 
     def test_subscribes_to_everything_under_its_own_name(self):
-        self.watch = support.Background(self, support.ltectl_program, "bus", "watch")
+        self.watch = self.start_ltectl("bus", "watch")
         taken = [self.manager.take() for _ in range(1)]
         for _ in range(2):
             self.manager.respond(taken[-1], pack("I", 0))
@@ -350,7 +349,7 @@ class Watch(ToolTest):
         self.assertEqual(self.watch.finish(), (DONE, "", ""))
 
     def test_a_wan_manager_that_refuses(self):
-        self.watch = support.Background(self, support.ltectl_program, "bus", "watch")
+        self.watch = self.start_ltectl("bus", "watch")
         self.manager.accept_registrations(1, result=6)
         self.assertEqual(self.watch.finish(), (FAILED, "", "ltectl: the WAN manager on lc_socket_mm_common refuses "
                                                            "to publish its events (code 6)\n"))

@@ -168,8 +168,7 @@ class UsageErrors(ToolTest):
         for option, value, expects in bad:
             with self.subTest(option=option, value=value):
                 result = wansim(option, value)
-                self.assertEqual((result.returncode, result.stdout, result.stderr),
-                                 (USAGE, "", f'wansim: {option} takes {expects}, not "{value}"\n'))
+                self.assert_result(result, USAGE, "", f'wansim: {option} takes {expects}, not "{value}"\n')
 
     def test_wansim_takes_no_operands(self):
         result = wansim("now")
@@ -220,8 +219,7 @@ class Get(ToolTest):
 
     def test_what_no_object_has_is_a_failure(self):
         result = ltectl("ram", "list", "-g", "name,nome")
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            FAILED, "a\n\nb\n\nc\n\n", 'ltectl: the answer has no field "nome"\n'))
+        self.assert_result(result, FAILED, "a\n\nb\n\nc\n\n", 'ltectl: the answer has no field "nome"\n')
 
     def test_no_object_is_no_failure(self):
         ltectl("ram", "clear")

@@ -7,7 +7,6 @@ import re
 import socket
 import subprocess
 import time
-import unittest
 
 import support
 from support import DONE, FAILED, NO_ANSWER, NOBODY, USAGE, Background, ToolTest, ltectl
@@ -162,8 +161,7 @@ class Modem(ToolTest):
         self.assert_ran(ltectl("at", "at"), "OK\n")
         for options, shown in (((), "ERROR\n"), (("--json",), '{"event":"at","command":"AT+NONE","answer":"ERROR"}\n')):
             result = ltectl("at", "AT+NONE", *options)
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (FAILED, shown, "ltectl: the modem answers an error\n"))
+            self.assert_result(result, FAILED, shown, "ltectl: the modem answers an error\n")
 
     def test_a_long_answer_comes_whole(self):
         self.start_wansim()
@@ -301,15 +299,8 @@ class Statistics(ToolTest):
 
 class Led(ToolTest):
     def test_is_set_through_its_file(self):
-        # /proc takes no new files, so it is replaced. Sanitizers look themselves up there; the search for leaks
-        # needs more of it than that.
-        script = ('mkdir /tmp/proc && mount --rbind /proc /tmp/proc && mount -t tmpfs none /proc && '
-                  'ln -s /tmp/proc/self /proc/self && '
-                  '"$@"; code=$?; cat /proc/lte_sim_flag; exit $code')
-        result = subprocess.run(["unshare", "--mount", "sh", "-c", script, "sh", support.ltectl_program, "led",
-                                 "sim", "10"], capture_output=True, text=True, timeout=support.TIMEOUT,
-                                env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"})
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, "sim flash=10\n2\n", ""))
+        result = support.run_led('"$@"; code=$?; cat /proc/lte_sim_flag; exit $code', "sim", "10")
+        self.assert_result(result, DONE, "sim flash=10\n2\n", "")
 
     def test_without_its_file(self):
         result = ltectl("led", "internet", "4")

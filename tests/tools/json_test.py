@@ -109,10 +109,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.ltectl("apn match", "/tmp/apn.list", "00101")
         self.ltectl("stats", "lo", "--watch", "--count", "2")
         # With what covers parts of it, as in a container: without, the kernel shows it to nobody.
-        script = ('mkdir -p /tmp/proc && mount --rbind /proc /tmp/proc && mount -t tmpfs none /proc && '
-                  'ln -s /tmp/proc/self /proc/self && exec "$@"')
-        led = support.run("unshare", "--mount", "sh", "-c", script, "sh", support.ltectl_program, "led", "sim", "10",
-                          "--json", env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"})
+        led = support.run_led('exec "$@"', "sim", "10", "--json")
         self.ran.add("led")
         self.hold("ltectl", "led", led.stdout)
         write_file(support.TRACE, b"[lib/a:f:2]one\nanother\n\n")
@@ -169,9 +166,9 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
 
     def watching(self):
         """What comes to a client: from the WAN manager, and from a peer that sends what only others get."""
-        monitor = support.Background(self, support.ltectl_program, "monitor", "--count", "3", "--json")
+        monitor = self.start_ltectl("monitor", "--count", "3", "--json")
         monitor.err.next()
-        watch = support.Background(self, support.ltectl_program, "bus", "watch", "--json")
+        watch = self.start_ltectl("bus", "watch", "--json")
         watch.err.next()
         support.ltectl("connect", "--wait", "10")
         endpoint = next(name for name in support.ltectl("bus", "list", "-g", "endpoint").stdout.split()
@@ -200,8 +197,8 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         """What those that watch tell of a WAN manager that goes and comes back; the new one."""
         wansim = support.Background(self, support.wansim_program, "--json", "--delay=0")
         wansim.out.next()
-        watchers = [("monitor", support.Background(self, support.ltectl_program, "monitor", "--timestamps", "--json")),
-                    ("bus watch", support.Background(self, support.ltectl_program, "bus", "watch", "--timestamps",
+        watchers = [("monitor", self.start_ltectl("monitor", "--timestamps", "--json")),
+                    ("bus watch", self.start_ltectl("bus", "watch", "--timestamps",
                                                      "--json"))]
         for _, watcher in watchers:
             watcher.err.next()

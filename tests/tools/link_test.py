@@ -48,7 +48,7 @@ class WithWansim(ToolTest):
 
     def test_an_answer_that_nobody_would_read_is_not_waited_for(self):
         self.start_wansim("--delay", "600000")
-        client = support.Background(self, support.ltectl_program, "connect", "--wait", "60")
+        client = self.start_ltectl("connect", "--wait", "60")
         client.out.close()
         self.assertEqual(client.finish(), (
             FAILED, "",
@@ -71,7 +71,7 @@ class Waiting(ToolTest):
 
     def start(self, *arguments):
         """A client that has made its request; its address."""
-        self.client = support.Background(self, support.ltectl_program, *arguments)
+        self.client = self.start_ltectl(*arguments)
         address = self.manager.accept_registrations()
         request = self.manager.take()
         self.assertEqual(request[0], stranger.ASYNC)

@@ -46,7 +46,7 @@ class LogTest(ToolTest):
 
     def ltectl(self, *arguments):
         """Runs it with the configuration in its place."""
-        return support.run("unshare", "--mount", "sh", "-c", WITH_CONFIG, "sh", support.ltectl_program, *arguments)
+        return support.run_mounted(WITH_CONFIG, support.ltectl_program, *arguments)
 
 
 class Listing(LogTest):

@@ -19,8 +19,7 @@ class CommandLine(UpgradeTest):
     def assert_refused(self, arguments, sentence, code=USAGE):
         with self.subTest(arguments):
             result = modemsim(*arguments)
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (code, "", f"modemsim: {sentence}\n"))
+            self.assert_result(result, code, "", f"modemsim: {sentence}\n")
 
     def test_help_shows_every_option(self):
         result = modemsim("--help")

@@ -64,7 +64,7 @@ class WithFakeManager(ToolTest):
         self.manager = FakeManager(self)
 
     def start(self, *options):
-        self.monitor = support.Background(self, support.ltectl_program, "monitor", *options)
+        self.monitor = self.start_ltectl("monitor", *options)
         self.address = self.manager.accept_registrations()
         self.monitor.err.next()
 

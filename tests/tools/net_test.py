@@ -299,8 +299,7 @@ class Probe(NetTest):
         return peer
 
     def assert_unanswered(self, result, ip_address, mac, timeout):
-        self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (FAILED, f"{ip_address} unanswered mac={mac} interface=lan0 timeout={timeout}\n", ""))
+        self.assert_result(result, FAILED, f"{ip_address} unanswered mac={mac} interface=lan0 timeout={timeout}\n", "")
 
     def test_of_a_neighbour_in_the_table(self):
         self.meet()

@@ -5,7 +5,7 @@ import random
 import subprocess
 
 import support
-from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, NV, NvTest, ltectl, read_file, with_checksum,
+from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, NV, NvTest, ltectl, with_checksum,
                      write_file)
 
 FILE = "/2ndfile/given.cfg"
@@ -81,8 +81,7 @@ class DryRun(ImportTest):
     def test_stops_at_the_first_malformed_line(self):
         self.give(b"a=1=new\nno\nb=1=new\n")
         result = ltectl("nv", "import", FILE, "--dry-run", "--no-checksum")
-        self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (FAILED, "line=1 change source=current a=va -> new\n", f"ltectl: {stopped(2)}\n"))
+        self.assert_result(result, FAILED, "line=1 change source=current a=va -> new\n", f"ltectl: {stopped(2)}\n")
 
 
 class Import(ImportTest):

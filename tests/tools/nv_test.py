@@ -89,8 +89,7 @@ class Get(NvTest):
         write_file(CURRENT + "a", b"")
         for name, value, source, told in (("a", "v", "backup", "backup copy"), ("b", "two  words=", "default", "default")):
             result = ltectl("nv", "get", name)
-            self.assertEqual((result.returncode, result.stdout, result.stderr), (
-                DONE, value + "\n", f'ltectl: "{name}" has no current copy: this is its {told}\n'))
+            self.assert_result(result, DONE, value + "\n", f'ltectl: "{name}" has no current copy: this is its {told}\n')
             self.assert_ran(ltectl("nv", "get", name, "--json"),
                             f'{{"event":"parameter","source":"{source}","name":"{name}","value":"{value}"}}\n')
 

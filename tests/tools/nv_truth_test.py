@@ -6,16 +6,10 @@ import subprocess
 
 import support
 from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, MARKER, NV, NvTest, ltectl, read_file, with_checksum,
-                     write_file)
+                     without_rights, write_file)
 
 FILE = "/2ndfile/given.cfg"
 DECLARED = b"a=1=da\nb=3=db\npin=9=\n"
-
-
-def without_rights(*arguments):
-    """ltectl as any user but root: the sandbox has only one, who has lost root's right to every file."""
-    lost = "-dac_override,-dac_read_search"
-    return support.run("setpriv", "--inh-caps", lost, "--bounding-set", lost, support.ltectl_program, *arguments)
 
 
 def fed(data, *arguments):
@@ -35,8 +29,7 @@ class TruthTest(NvTest):
     def assert_denied(self, *arguments, sentence):
         before = self.files()
         result = without_rights(*arguments)
-        self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (FAILED, "", f"ltectl: {sentence}; it takes root's rights\n"), arguments)
+        self.assert_failed(result, FAILED, f"{sentence}; it takes root's rights")
         self.assertEqual(self.files(), before)
 
 
@@ -66,8 +59,7 @@ class WithoutRights(TruthTest):
         for command, shown in (("list", "current bits=3 b=vb\ncurrent bits=9 pin=********\n"),
                                ("diff", "current b=db -> vb\ncurrent pin= -> ********\n")):
             result = without_rights("nv", command)
-            self.assertEqual((result.returncode, result.stdout, result.stderr), (
-                FAILED, shown, f"ltectl: cannot read {CURRENT}a: Permission denied; it takes root's rights\n"))
+            self.assert_result(result, FAILED, shown, f"ltectl: cannot read {CURRENT}a: Permission denied; it takes root's rights\n")
 
     def test_to_write_a_copy(self):
         for directory in (CURRENT, BACKUP):
@@ -77,20 +69,17 @@ class WithoutRights(TruthTest):
             write_file(FILE, b"a=1=new\n")
             for arguments in (["set", "a", "new"], ["reset"], ["import", FILE, "--no-checksum"]):
                 result = without_rights("nv", *arguments)
-                self.assertEqual((result.returncode, result.stdout, result.stderr),
-                                 (FAILED, "", f"ltectl: {sentence}; it takes root's rights\n"), arguments)
+                self.assert_failed(result, FAILED, f"{sentence}; it takes root's rights")
             os.chmod(directory + "a", 0o666)
 
     def test_to_make_and_remove_files(self):
         os.unlink(BACKUP + "a")
         os.chmod(BACKUP, 0o555)
         result = without_rights("nv", "init")
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            FAILED, "", f"ltectl: cannot write {BACKUP}a: Permission denied; it takes root's rights\n"
-                        "ltectl: the store is not ready: parameters without two copies: 1\n"))
+        self.assert_result(result, FAILED, "", f"ltectl: cannot write {BACKUP}a: Permission denied; it takes root's rights\n"
+                           "ltectl: the store is not ready: parameters without two copies: 1\n")
         result = without_rights("nv", "clear", "--yes")
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            FAILED, "", f"ltectl: cannot remove what is in {BACKUP}: Permission denied; it takes root's rights\n"))
+        self.assert_failed(result, FAILED, f"cannot remove what is in {BACKUP}: Permission denied; it takes root's rights")
         os.chmod(BACKUP, 0o777)
 
     def test_to_read_the_declarations(self):
@@ -118,16 +107,14 @@ class FullPartition(TruthTest):
     def test_init(self):
         for _ in range(2):
             result = ltectl("nv", "init")
-            self.assertEqual((result.returncode, result.stdout, result.stderr), (
-                FAILED, "", f"ltectl: cannot write {CURRENT}a: {self.FULL}\n"
-                            "ltectl: the store is not ready: parameters without two copies: 3\n"))
+            self.assert_result(result, FAILED, "", f"ltectl: cannot write {CURRENT}a: {self.FULL}\n"
+                               "ltectl: the store is not ready: parameters without two copies: 3\n")
 
     def test_init_when_there_is_room_for_some(self):
         os.truncate(NV + "filler", 4096)
         result = ltectl("nv", "init")
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            FAILED, "", f"ltectl: cannot write {CURRENT}b: {self.FULL}\n"
-                        "ltectl: the store is not ready: parameters without two copies: 2\n"))
+        self.assert_result(result, FAILED, "", f"ltectl: cannot write {CURRENT}b: {self.FULL}\n"
+                           "ltectl: the store is not ready: parameters without two copies: 2\n")
 
     def test_reset_set_and_import(self):
         ltectl("nv", "init")
@@ -160,8 +147,7 @@ class ReadOnlyPartition(TruthTest):
                                     (["fin"], f"cannot make {MARKER}"),
                                     (["clear", "--yes"], f"cannot remove what is in {BACKUP}")):
             result = support.run_with_readonly("/2ndfile", "nv", *arguments)
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (FAILED, "", f"ltectl: {sentence}: {self.ADVICE}\n"))
+            self.assert_failed(result, FAILED, f"{sentence}: {self.ADVICE}")
         self.assertEqual(self.files(), before)
 
     def test_what_needs_no_writing_works(self):
@@ -192,7 +178,7 @@ class Pipes(TruthTest):
     DONE_WITH = b"import done applied=2 undeclared=1 masked=0\n"
 
     def assert_imported(self, result):
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, self.DONE_WITH, b""))
+        self.assert_result(result, DONE, self.DONE_WITH, b"")
         self.assert_copies("a", b"new")
         self.assert_copies("b", b"newer")
         self.put("a", b"va")
@@ -214,10 +200,9 @@ class Pipes(TruthTest):
     def test_a_dry_run(self):
         before = self.files()
         result = fed(with_checksum(b"a=1=new\npin=9=1111\n"), "nv", "import", "-", "--dry-run")
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            DONE, b"line=2 change source=current a=va -> new\n"
-                  b"line=3 change source=current pin=******** -> ********\n"
-                  b"import planned applied=2 undeclared=0 masked=0\n", b""))
+        self.assert_result(result, DONE, b"line=2 change source=current a=va -> new\n"
+                           b"line=3 change source=current pin=******** -> ********\n"
+                           b"import planned applied=2 undeclared=0 masked=0\n", b"")
         self.assertEqual(self.files(), before)
 
     def test_what_is_wrong_with_it_is_told(self):
@@ -226,8 +211,7 @@ class Pipes(TruthTest):
                                (with_checksum(b"a=1=new\nno\n"), b"line 3 of standard input is malformed; what "
                                                                  b"follows is not applied")):
             result = fed(data, "nv", "import", "-")
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (FAILED, b"", b"ltectl: " + sentence + b"\n"))
+            self.assert_result(result, FAILED, b"", b"ltectl: " + sentence + b"\n")
 
     def test_what_does_not_end(self):
         result = ltectl("nv", "import", "/dev/zero")

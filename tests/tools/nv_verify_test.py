@@ -66,9 +66,8 @@ class Verify(NvTest):
         write_file(CURRENT + "stray", b"v\0")
         self.declare(b"sound=1=x\na=1=x\na=2=y\nno\n")
         result = ltectl("nv", "verify")
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            FAILED, f"a current unterminated\na backup empty\n{DEFAULTS} declared-again line=3\n"
-                    f"{DEFAULTS} malformed line=4\n", "ltectl: problems in the store: 4\n"))
+        self.assert_result(result, FAILED, f"a current unterminated\na backup empty\n{DEFAULTS} declared-again line=3\n"
+                           f"{DEFAULTS} malformed line=4\n", "ltectl: problems in the store: 4\n")
         self.declare(b"sound=1=x\na=1=x\n")
         self.assertIn("\nstray current undeclared\n", ltectl("nv", "verify").stdout)
 

@@ -35,7 +35,7 @@ class RoamAgainstFakeManager(ToolTest):
 
     def ask(self, *arguments):
         """A client that runs while the test answers."""
-        return support.Background(self, support.ltectl_program, *arguments)
+        return self.start_ltectl(*arguments)
 
     def test_a_command_without_events_does_not_subscribe(self):
         client = self.ask("roam")
@@ -159,7 +159,7 @@ class ClientStart(ToolTest):
         for pid in range(os.getpid() + 1, os.getpid() + 100):
             taken = stranger.Stranger(f"lc_socket_cli1_{pid}_common")
             self.addCleanup(taken.close)
-        started = support.Background(self, support.ltectl_program, "roam")
+        started = self.start_ltectl("roam")
         self.assertEqual(started.finish(), (
             FAILED, "", f"ltectl: cannot start the endpoint lc_socket_cli1_{started.process.pid}_common (code 11); "
                         "ltectl bus list shows whether its name is taken\n"))

@@ -21,21 +21,18 @@ class FromStandardInput(ToolTest):
         self.start_wansim()
         for text in ("1234\n", "1234"):
             result = self.fed(text, "pin", "enable", "-")
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (DONE, "pin enabled sim=pin_enable\n", ""))
+            self.assert_result(result, DONE, "pin enabled sim=pin_enable\n", "")
 
     def test_a_line_each(self):
         self.start_wansim()
         for arguments, text in ((["-", "-"], "1234\n4321\n"), (["4321", "-"], "1234\n"), (["-", "4321"], "1234\nx")):
             result = self.fed(text, "pin", "change", *arguments)
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (DONE, "pin changed sim=sim_ready\n", ""))
+            self.assert_result(result, DONE, "pin changed sim=sim_ready\n", "")
 
     def test_what_is_wrong_is_told_without_it(self):
         for text in ("123\n", "12345678901\n", "12a4\n", "\n", "9" * 1000 + "\n"):
             result = self.fed(text, "pin", "enable", "-")
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (USAGE, "", "ltectl: PIN takes 4 to 8 digits\n"))
+            self.assert_failed(result, USAGE, "PIN takes 4 to 8 digits")
 
     def test_nothing(self):
         result = self.fed("", "pin", "change", "1234", "-")
@@ -71,7 +68,7 @@ class Value(NvTest):
                                (b"4\0" + b"321\n", b"cannot read VALUE from standard input: Invalid argument"),
                                (b"", b"cannot read VALUE from standard input: there is none")):
             result = self.set_from(data)
-            self.assertEqual((result.returncode, result.stdout, result.stderr), (FAILED, b"", b"ltectl: " + sentence + b"\n"))
+            self.assert_result(result, FAILED, b"", b"ltectl: " + sentence + b"\n")
 
     def test_from_a_prompt(self):
         for name, seen in (("key", b"\r\nkey=********\r\n"), ("open", b"4321\r\nopen=4321\r\n")):

@@ -27,7 +27,8 @@ STORE = "/tmp/nv/"
 NV = "/2ndfile/nv/"
 CURRENT, BACKUP, DEFAULTS = NV + "currentnv/", NV + "backupnv/", NV + "default.cfg"
 MARKER = "/2ndfile/nvflage"
-TRACE, OLDER_TRACE = "/tmp/ltelog.1", "/tmp/ltelog.2"
+TRACE = "/tmp/ltelog.1"
+TRACES = TRACE, "/tmp/ltelog.2"
 TIMEOUT = 60
 
 Request = collections.namedtuple("Request", "function name msg_id module least most room timeout")
@@ -83,11 +84,30 @@ def wansim(*arguments):
     return run(wansim_program, *arguments)
 
 
+def run_mounted(script, *command, name="sh", **options):
+    """Runs a tool from a shell that may mount what it likes."""
+    return run("unshare", "--mount", "sh", "-c", script, name, *command, **options)
+
+
 def run_with_readonly(folder, *arguments):
     """Runs ltectl where nothing can be made in a folder."""
-    script = 'mount --rbind "$0" "$0" && mount -o remount,bind,ro "$0" && exec "$@"'
-    return subprocess.run(["unshare", "--mount", "sh", "-c", script, folder, ltectl_program, *arguments],
-                          stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT, text=True)
+    return run_mounted('mount --rbind "$0" "$0" && mount -o remount,bind,ro "$0" && exec "$@"',
+                       ltectl_program, *arguments, name=folder)
+
+
+def run_led(script, *arguments, **options):
+    """Runs ltectl led, from a shell script that has it as "$@". /proc takes no new files, so it is replaced.
+    Sanitizers look themselves up there; the search for leaks needs more of it than that."""
+    own_proc = ("mkdir -p /tmp/proc && mount --rbind /proc /tmp/proc && mount -t tmpfs none /proc && "
+                "ln -s /tmp/proc/self /proc/self && ")
+    return run_mounted(own_proc + script, ltectl_program, "led", *arguments,
+                       env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}, **options)
+
+
+def without_rights(*arguments):
+    """ltectl as any user but root: the sandbox has only one, who has lost root's right to every file."""
+    lost = "-dac_override,-dac_read_search"
+    return run("setpriv", "--inh-caps", lost, "--bounding-set", lost, ltectl_program, *arguments)
 
 
 def read_terminal(terminal):
@@ -199,9 +219,12 @@ class ToolTest(unittest.TestCase):
             self.assertIn(SMS_SOCKET if "--sms-store" in options else SOCKET, simulator.out.next())
         return simulator
 
+    def start_ltectl(self, *arguments):
+        return Background(self, ltectl_program, *arguments)
+
     def start_monitor(self, *options):
         """A monitor that has subscribed."""
-        monitor = Background(self, ltectl_program, "monitor", *options)
+        monitor = self.start_ltectl("monitor", *options)
         self.assertEqual(monitor.err.next(), "ltectl: waiting for events; end with Ctrl-C")
         return monitor
 
@@ -211,12 +234,15 @@ class ToolTest(unittest.TestCase):
         self.addCleanup(peer.close)
         return peer
 
-    def assert_ran(self, result, out=""):
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, out, ""))
+    def assert_result(self, result, *expected):
+        """Its exit status, output and errors."""
+        self.assertEqual((result.returncode, result.stdout, result.stderr), expected, result.args)
 
-    def assert_failed(self, result, code, sentence):
-        self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (code, "", f"ltectl: {sentence}\n"))
+    def assert_ran(self, result, out=""):
+        self.assert_result(result, DONE, out, "")
+
+    def assert_failed(self, result, code, sentence, out="", tool="ltectl"):
+        self.assert_result(result, code, out, f"{tool}: {sentence}\n")
 
     def objects(self, text):
         """The JSON objects of an output: one a line."""
@@ -284,16 +310,6 @@ class FakeManager(stranger.Stranger):
     def __init__(self, test):
         super().__init__(SOCKET)
         test.addCleanup(self.close)
-
-    def take(self):
-        """The next message: (type, id, session, body, sender)."""
-        received = self.receive(TIMEOUT)
-        if received is None:
-            raise AssertionError("nothing came")
-        return (*stranger.parse(received[0]), received[1])
-
-    def respond(self, taken, body):
-        self.send(stranger.message(stranger.RESPONSE, taken[1], body, taken[2]), taken[4])
 
     def accept_registrations(self, count=4, result=0):
         """Answers registrations; the client that made them."""

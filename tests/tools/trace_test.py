@@ -11,14 +11,15 @@ import sys
 import time
 
 import support
-from support import DONE, FAILED, Background, ToolTest, ltectl
+from support import DONE, FAILED, ToolTest, ltectl
 
 WRITER = sys.argv.pop(3)
-CURRENT, PREVIOUS = support.TRACE, support.OLDER_TRACE
+CURRENT, PREVIOUS = support.TRACES
 LIMIT = 262144
 PIECE = 2048  # what is shown at once of a line
 # Fewer entries than make the file too long, however they come out.
 FEW = 2000
+MORE_THAN_FIT = 20000
 # What trace_writer traces are sizes, and a size has to be above that of a piece.
 BASE = 1000000
 
@@ -53,8 +54,9 @@ class TraceTest(ToolTest):
     def rotate(self):
         """Writes until the file has been renamed; the numbers."""
         before = inode(PREVIOUS)
-        written = self.write_few()
+        written = []
         while inode(PREVIOUS) == before:
+            self.assertLess(len(written), MORE_THAN_FIT, "the file is never renamed")
             written += self.write_few()
         return written
 
@@ -122,8 +124,7 @@ class Whole(TraceTest):
         os.mkdir(CURRENT)
         for options in ((), ("-f",)):
             result = ltectl("trace", *options)
-            self.assertEqual((result.returncode, result.stdout, result.stderr), (
-                FAILED, "before\n", f"ltectl: cannot read {CURRENT}: Is a directory\n"))
+            self.assert_result(result, FAILED, "before\n", f"ltectl: cannot read {CURRENT}: Is a directory\n")
 
     def test_a_pipe_in_its_place_is_not_waited_for(self):
         os.mkfifo(CURRENT)
@@ -148,12 +149,14 @@ class Whole(TraceTest):
 
 class Follow(TraceTest):
     def start(self, *options):
-        self.trace = Background(self, support.ltectl_program, "trace", *(options or ("-f",)))
+        self.trace = self.start_ltectl("trace", *(options or ("-f",)))
 
     def seen(self, count):
         """The numbers of so many entries more."""
         found = []
+        deadline = time.monotonic() + support.TIMEOUT
         while len(found) < count:
+            self.assertLess(time.monotonic(), deadline, "too few entries are shown")
             found += numbers(self.trace.out.next())
         return found
 
@@ -242,7 +245,9 @@ class Follow(TraceTest):
         left = numbers(ltectl("trace").stdout)
         self.go_on()
         shown = self.seen(len(left))
+        deadline = time.monotonic() + support.TIMEOUT
         while shown[-len(left):] != left:
+            self.assertLess(time.monotonic(), deadline, "what is left is not shown")
             shown += self.seen(1)
         self.assertEqual(self.trace.err.next(),
                          "ltectl: the trace file was renamed more than once meanwhile: lines may be lost")

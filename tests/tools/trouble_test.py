@@ -70,7 +70,7 @@ class TroubleTest(ToolTest):
                                         r"\d+ s: is it stopped or busy\? It may still do so\n\Z")
 
     def start_command(self, *arguments):
-        return Background(self, support.ltectl_program, *arguments)
+        return self.start_ltectl(*arguments)
 
 
 class Stopped(TroubleTest):
@@ -224,9 +224,8 @@ class Locked(TroubleTest, NvTest):
     def assert_locked(self, path, result, seconds, unknown=""):
         pid = os.getpid()
         name = read_file(f"/proc/{pid}/comm").decode().strip()
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            NO_ANSWER, "", f"ltectl: process {pid} ({name}) holds the lock of {path}, and has not given it back within "
-                           f"{seconds} s; if it hangs, end it: kill {pid}{unknown and '; '}{unknown}\n"))
+        self.assert_result(result, NO_ANSWER, "", f"ltectl: process {pid} ({name}) holds the lock of {path}, and has not given it back within "
+                           f"{seconds} s; if it hangs, end it: kill {pid}{unknown and '; '}{unknown}\n")
 
     def test_of_a_persistent_parameter(self):
         for directory in (CURRENT, BACKUP):
@@ -370,7 +369,7 @@ class Terminal(TroubleTest):
                                 (["pin", "enable", "-"],
                                  (FAILED, "", "ltectl: cannot read PIN from standard input: Bad file descriptor\n"))):
             result = self.closed(0, support.ltectl_program, *words)
-            self.assertEqual((result.returncode, result.stdout, result.stderr), expected)
+            self.assert_result(result, *expected)
 
     def test_an_answer_that_cannot_be_written_is_a_failure(self):
         self.start_wansim()
@@ -527,8 +526,7 @@ class Refusing(TroubleTest):
         for command in ("AT+NONE", "AT+X"):
             with self.within(0, f"at {command}"):
                 result = ltectl("at", command)
-            self.assertEqual((result.returncode, result.stdout, result.stderr),
-                             (FAILED, "ERROR\n", "ltectl: the modem answers an error\n"))
+            self.assert_result(result, FAILED, "ERROR\n", "ltectl: the modem answers an error\n")
 
     def test_errors_that_have_a_number(self):
         manager = FakeManager(self)

@@ -9,10 +9,9 @@ import unittest
 
 import frames
 import support
-from support import DONE, TIMEOUT
+from support import DONE, TIMEOUT, TRACES
 
 IMAGE, RECEIVED = "/tmp/image", "/tmp/received"
-TRACES = (support.TRACE, support.OLDER_TRACE)
 START, STATUS = "at+syscmd=sys_upgrade_start", "at+syscmd=sys_upgrader_get"
 
 modemsim_program = None

@@ -68,10 +68,9 @@ class Success(UpgradeTest):
         started = time.monotonic()
         result = ltectl("upgrade", IMAGE, "--timeout=2")
         self.assertGreaterEqual(time.monotonic() - started, 2)
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (
-            FAILED, EVENTS.removesuffix("upgraded\n"),
-            "ltectl: the image is sent, but the modem does not say within 2 s that it is upgraded; leave "
-            "it powered and look again later\n"))
+        self.assert_result(result, FAILED, EVENTS.removesuffix("upgraded\n"),
+                           "ltectl: the image is sent, but the modem does not say within 2 s that it is upgraded; leave "
+                           "it powered and look again later\n")
 
     def test_without_standard_streams_it_is_done_all_the_same(self):
         modem = self.start_modem()
@@ -121,7 +120,7 @@ class Refusals(UpgradeTest):
             self.assertEqual((result.returncode, result.stderr), (FAILED, f"ltectl: {sentence}\n"))
             if not dry_run:
                 self.assertEqual(result.stdout, "")
-        self.assertFalse(os.path.exists(upgrade.TRACES[0]), "the library was not asked")
+        self.assertFalse(os.path.exists(support.TRACE), "the library was not asked")
 
     def refuse_image(self, path, sentence):
         self.refuse(sentence.format(path), path)
@@ -193,7 +192,7 @@ class DryRun(UpgradeTest):
         self.assert_ran(ltectl("upgrade", IMAGE, "--dry-run"),
                         f"{self.plan()}port port={DATA_PORT} status=ready\nport port={AT_PORT} status=ready\n")
         self.assertEqual(self.end_modem(modem), "modemsim: ended\n")
-        self.assertFalse(os.path.exists(upgrade.TRACES[0]))
+        self.assertFalse(os.path.exists(support.TRACE))
         self.assertFalse(os.path.exists(upgrade.RECEIVED))
 
     def test_tells_a_program_the_same(self):

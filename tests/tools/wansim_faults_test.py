@@ -153,11 +153,10 @@ class Rules(FaultTest):
                       "get-roaming=late:600001", "get-roaming=refuse:1", "unknown=refuse", "0x1040006a=refuse"):
             with self.subTest(value):
                 result = wansim("--fault", value)
-                self.assertEqual((result.returncode, result.stdout, result.stderr), (
-                    USAGE, "",
-                    "wansim: --fault takes REQUEST=FAULT, with a request that --requests lists, or all, and "
-                    "one of refuse, late[:MS], short, long, twice, silent, die; at most 32 of them, "
-                    f"not \"{value}\"\n"))
+                self.assert_result(result, USAGE, "",
+                                   "wansim: --fault takes REQUEST=FAULT, with a request that --requests lists, or all, and "
+                                   "one of refuse, late[:MS], short, long, twice, silent, die; at most 32 of them, "
+                                   f"not \"{value}\"\n")
 
     def test_one_rule_too_many_is_a_usage_error(self):
         result = wansim(*["--fault", "all=silent"] * 33)

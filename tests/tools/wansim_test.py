@@ -286,9 +286,8 @@ class Life(WansimTest):
     def test_only_one_at_a_time_and_the_second_does_no_harm(self):
         self.start()
         second = wansim()
-        self.assertEqual((second.returncode, second.stdout, second.stderr), (
-            FAILED, "", f"wansim: cannot listen at {SOCKET} (code 11): "
-                        "end the one that is running first\n"))
+        self.assert_result(second, FAILED, "", f"wansim: cannot listen at {SOCKET} (code 11): "
+                           "end the one that is running first\n")
         self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
         self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 0))
 
@@ -372,7 +371,7 @@ class Output(WansimTest):
     def test_quiet(self):
         result = subprocess.run(["timeout", "--preserve-status", "--signal=TERM", "0.5",
                                  support.wansim_program, "--quiet"], capture_output=True, text=True)
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (DONE, "", ""))
+        self.assert_result(result, DONE, "", "")
 
 
 if __name__ == "__main__":
