@@ -34,22 +34,118 @@ private:
     std::unique_ptr<char[]> buffer_;
 };
 
-void expect_parameter(const std::string &line, const std::string &name, uint32_t bits,
-                      const std::string &value)
-{
-    const Parsed parsed(line);
-    ASSERT_EQ(parsed.result, 0) << line;
-    EXPECT_EQ(parsed.name, name) << line;
-    EXPECT_EQ(parsed.bits, bits) << line;
-    EXPECT_EQ(parsed.value, value) << line;
-}
+constexpr int kSkipped = 1, kMalformed = -1;
 
-void expect_skipped(const std::string &line) { EXPECT_EQ(Parsed(line).result, 1) << line; }
-void expect_malformed(const std::string &line) { EXPECT_EQ(Parsed(line).result, -1) << line; }
+const std::string kLongestName(127, 'n');
+const std::string kLongestValue(4095, 'v');
+
+struct Line {
+    const char *claim;
+    std::string line;
+    int result = 0;
+    std::string name = "a";
+    uint32_t bits = 1;
+    std::string value = "x";
+};
+
+void expect_parsed(const Line &line)
+{
+    SCOPED_TRACE(std::string(line.claim) + ": " + line.line);
+    const Parsed parsed(line.line);
+    ASSERT_EQ(parsed.result, line.result);
+    if (line.result == 0) {
+        EXPECT_EQ(parsed.name, line.name);
+        EXPECT_EQ(parsed.bits, line.bits);
+        EXPECT_EQ(parsed.value, line.value);
+    }
+}
 
 std::string line_of_name(const std::string &name) { return name + "=1=x\n"; }
 std::string line_of_bits(const std::string &bits) { return "a=" + bits + "=x\n"; }
 std::string line_of_value(const std::string &value) { return "a=1=" + value + "\n"; }
+
+const Line kLines[] = {
+    {"name, bits and value", "a=1=x\n"},
+    {"comment", "# a=1=x\n", kSkipped},
+    {"comment", "#\n", kSkipped},
+    {"comment without a line feed", "#", kSkipped},
+    {"comment without a line feed", "#a=1=x", kSkipped},
+    {"comment begins with the first byte", " #\n", kMalformed},
+    {"comment begins with the first byte", "a#=1=x\n", kMalformed},
+    {"comment begins with the first byte", "a=1=#\n", 0, "a", 1, "#"},
+    {"empty line", "\n", kSkipped},
+    {"line is empty when its first byte is the line feed", "\na=1=x\n", kSkipped},
+    {"blank line is not empty", " \n", kMalformed},
+    {"blank line is not empty", "\t\n", kMalformed},
+    {"blank line is not empty", "\r\n", kMalformed},
+    {"line needs a line feed", "a=1=x", kMalformed},
+    {"line needs a line feed", "", kMalformed},
+    {"line ends at its first line feed", "a=1=x\nb=2=y\n"},
+    {"line ends at its first line feed", "a\n=1=x\n", kMalformed},
+    {"line ends at its first line feed", "a=1\n=x\n", kMalformed},
+    {"what stands behind a NUL is not looked at", std::string("a=1=x\0\n", 7), kMalformed},
+    {"what stands behind a NUL is not looked at", std::string("a\0=1=x\n", 7), kMalformed},
+    {"what stands behind a NUL is not looked at", std::string("\0a=1=x\n", 7), kMalformed},
+    {"what stands behind a NUL is not looked at", std::string("a=1=x\n\0=\n", 9)},
+    {"line needs two equals signs", "a\n", kMalformed},
+    {"line needs two equals signs", "a=\n", kMalformed},
+    {"line needs two equals signs", "a=1\n", kMalformed},
+    {"line needs two equals signs", "=\n", kMalformed},
+    {"line needs two equals signs", "a=1;x\n", kMalformed},
+    {"bits are hexadecimal in either case", line_of_bits("1f"), 0, "a", 31},
+    {"bits are hexadecimal in either case", line_of_bits("1F"), 0, "a", 31},
+    {"bits are hexadecimal in either case", line_of_bits("0"), 0, "a", 0},
+    {"bits are hexadecimal in either case", line_of_bits("10"), 0, "a", 16},
+    {"bits are hexadecimal in either case", line_of_bits("DeadBeef"), 0, "a", 0xDEADBEEF},
+    {"bits may have a prefix", line_of_bits("0x1F"), 0, "a", 31},
+    {"bits may have a prefix", line_of_bits("0X1f"), 0, "a", 31},
+    {"bits may have a prefix", line_of_bits("0xffffffff"), 0, "a", 0xFFFFFFFF},
+    {"bits have at most 32 bits", line_of_bits("ffffffff"), 0, "a", 0xFFFFFFFF},
+    {"but any width", line_of_bits("00000000000000000000000000000001")},
+    {"empty name", "=1=x\n", 0, ""},
+    {"longest name", line_of_name(kLongestName), 0, kLongestName},
+    {"longer name", line_of_name(kLongestName + "n"), kMalformed},
+    {"much longer name", line_of_name(std::string(4000, 'n')), kMalformed},
+    {"number sign in a name", line_of_name("n#"), kMalformed},
+    {"empty value", "a=1=\n", 0, "a", 1, ""},
+    {"equals sign in a value", "a=1=b=c\n", 0, "a", 1, "b=c"},
+    {"equals sign alone", "a=1==\n", 0, "a", 1, "="},
+    {"equals signs in a value", "a=1=b=2=c\n", 0, "a", 1, "b=2=c"},
+    {"blanks are kept in a value", line_of_value(" x\t\r"), 0, "a", 1, " x\t\r"},
+    {"escapes are none", line_of_value("\"x\\n\""), 0, "a", 1, "\"x\\n\""},
+    {"longest value", line_of_value(kLongestValue), 0, "a", 1, kLongestValue},
+    {"longer value", line_of_value(kLongestValue + "v"), kMalformed},
+    {"much longer value", line_of_value(std::string(100000, 'v')), kMalformed},
+    {"longest line", kLongestName + "=0xffffffff=" + kLongestValue + "\n", 0, kLongestName, 0xFFFFFFFF,
+     kLongestValue},
+};
+
+// A prefix alone, no digit first, more than the digits, more than 32 bits whatever the width of a long.
+constexpr const char *kBadBits[] = {"0x",
+                                    "x1",
+                                    "0x0x1",
+                                    "",
+                                    "g",
+                                    " 1",
+                                    "\t1",
+                                    "+1",
+                                    "-1",
+                                    "-0",
+                                    "_",
+                                    "\xb2",
+                                    "1x",
+                                    "1 ",
+                                    "1g",
+                                    "1.0",
+                                    "1,",
+                                    "1\r",
+                                    "1-",
+                                    "100000000",
+                                    "1ffffffff",
+                                    "0x100000001",
+                                    "ffffffffffffffff",
+                                    "10000000000000000",
+                                    "ffffffffffffffffffffffffffffffff"};
 
 bool g_latin_locale = false;
 
@@ -62,7 +158,19 @@ extern "C" int isalnum(int ch) noexcept
            (ch >= 'a' && ch <= 'z');
 }
 
-TEST(ParseLine, gives_name_bits_and_value) { expect_parameter("a=1=x\n", "a", 1, "x"); }
+TEST(ParseLine, gives_what_the_line_holds)
+{
+    for (const Line &line : kLines) {
+        expect_parsed(line);
+    }
+}
+
+TEST(ParseLine, refuses_bits_that_are_no_number_of_32_bits)
+{
+    for (const char *bits : kBadBits) {
+        expect_parsed({"bits", line_of_bits(bits), kMalformed});
+    }
+}
 
 TEST(ParseLine, outputs_point_into_the_line_where_nuls_end_its_fields)
 {
@@ -85,126 +193,11 @@ TEST(ParseLine, path_and_line_number_play_no_part)
     }
 }
 
-// ---- Lines to skip ----
-
-TEST(ParseLine, comment_is_skipped)
-{
-    expect_skipped("# a=1=x\n");
-    expect_skipped("#\n");
-}
-
-TEST(ParseLine, comment_without_a_line_feed_is_skipped)
-{
-    expect_skipped("#");
-    expect_skipped("#a=1=x");
-}
-
-TEST(ParseLine, comment_begins_with_the_first_byte)
-{
-    expect_malformed(" #\n");
-    expect_malformed("a#=1=x\n");
-    expect_parameter("a=1=#\n", "a", 1, "#");
-}
-
-TEST(ParseLine, empty_line_is_skipped) { expect_skipped("\n"); }
-
-TEST(ParseLine, line_is_empty_when_its_first_byte_is_the_line_feed) { expect_skipped("\na=1=x\n"); }
-
-TEST(ParseLine, blank_line_is_not_empty)
-{
-    expect_malformed(" \n");
-    expect_malformed("\t\n");
-    expect_malformed("\r\n");
-}
-
-// ---- Line feeds and fields ----
-
-TEST(ParseLine, line_needs_a_line_feed)
-{
-    expect_malformed("a=1=x");
-    expect_malformed("");
-}
-
-TEST(ParseLine, line_ends_at_its_first_line_feed)
-{
-    expect_parameter("a=1=x\nb=2=y\n", "a", 1, "x");
-    expect_malformed("a\n=1=x\n");
-    expect_malformed("a=1\n=x\n");
-}
-
-TEST(ParseLine, what_stands_behind_a_nul_is_not_looked_at)
-{
-    expect_malformed(std::string("a=1=x\0\n", 7));
-    expect_malformed(std::string("a\0=1=x\n", 7));
-    expect_malformed(std::string("\0a=1=x\n", 7));
-    expect_parameter(std::string("a=1=x\n\0=\n", 9), "a", 1, "x");
-}
-
-TEST(ParseLine, line_needs_two_equals_signs)
-{
-    expect_malformed("a\n");
-    expect_malformed("a=\n");
-    expect_malformed("a=1\n");
-    expect_malformed("=\n");
-    expect_malformed("a=1;x\n");
-}
-
-// ---- Attribute bits ----
-
-TEST(ParseLine, bits_are_hexadecimal_in_either_case)
-{
-    expect_parameter(line_of_bits("1f"), "a", 31, "x");
-    expect_parameter(line_of_bits("1F"), "a", 31, "x");
-    expect_parameter(line_of_bits("0"), "a", 0, "x");
-    expect_parameter(line_of_bits("10"), "a", 16, "x");
-    expect_parameter(line_of_bits("DeadBeef"), "a", 0xDEADBEEF, "x");
-}
-
-TEST(ParseLine, bits_may_have_a_prefix)
-{
-    expect_parameter(line_of_bits("0x1F"), "a", 31, "x");
-    expect_parameter(line_of_bits("0X1f"), "a", 31, "x");
-    expect_parameter(line_of_bits("0xffffffff"), "a", 0xFFFFFFFF, "x");
-}
-
-TEST(ParseLine, prefix_alone_is_malformed)
-{
-    expect_malformed(line_of_bits("0x"));
-    expect_malformed(line_of_bits("x1"));
-    expect_malformed(line_of_bits("0x0x1"));
-}
-
-TEST(ParseLine, bits_must_begin_with_a_digit)
-{
-    for (const char *bits : {"", "g", " 1", "\t1", "+1", "-1", "-0", "_", "\xb2"}) {
-        expect_malformed(line_of_bits(bits));
-    }
-}
-
-TEST(ParseLine, bits_must_fill_their_field)
-{
-    for (const char *bits : {"1x", "1 ", "1g", "1.0", "1,", "1\r", "1-"}) {
-        expect_malformed(line_of_bits(bits));
-    }
-}
-
-TEST(ParseLine, bits_have_at_most_32_bits_whatever_the_width_of_a_long)
-{
-    expect_parameter(line_of_bits("ffffffff"), "a", 0xFFFFFFFF, "x");
-    expect_parameter(line_of_bits("00000000000000000000000000000001"), "a", 1, "x");
-    for (const char *bits : {"100000000", "1ffffffff", "0x100000001", "ffffffffffffffff",
-                             "10000000000000000", "ffffffffffffffffffffffffffffffff"}) {
-        expect_malformed(line_of_bits(bits));
-    }
-}
-
 TEST(ParseLine, error_number_from_before_does_no_harm)
 {
     errno = ERANGE;
-    expect_parameter("a=1=x\n", "a", 1, "x");
+    expect_parsed({"number", "a=1=x\n"});
 }
-
-// ---- Names ----
 
 TEST(ParseLine, name_has_letters_digits_and_three_more_characters)
 {
@@ -213,16 +206,12 @@ TEST(ParseLine, name_has_letters_digits_and_three_more_characters)
         if (byte == '\n' || byte == '=' || byte == '#') {
             continue;
         }
-        const std::string name(1, static_cast<char>(byte));
-        if (byte < 128 && (isalnum(byte) != 0 || strchr("-_.", byte) != nullptr)) {
-            expect_parameter(line_of_name(name), name, 1, "x");
-            expect_parameter(line_of_name("n" + name), "n" + name, 1, "x");
-        } else {
-            expect_malformed(line_of_name(name));
-            expect_malformed(line_of_name("n" + name));
+        const bool good = byte < 128 && (isalnum(byte) != 0 || strchr("-_.", byte) != nullptr);
+        for (const char *before : {"", "n"}) {
+            const std::string name = before + std::string(1, static_cast<char>(byte));
+            expect_parsed({"character", line_of_name(name), good ? 0 : kMalformed, name});
         }
     }
-    expect_malformed(line_of_name("n#"));
 }
 
 TEST(ParseLine, name_is_judged_whatever_the_locale)
@@ -230,32 +219,11 @@ TEST(ParseLine, name_is_judged_whatever_the_locale)
     g_latin_locale = true;
     ASSERT_NE(isalnum(0xE4), 0);
     for (int byte = 128; byte < 256; ++byte) {
-        expect_malformed(line_of_name(std::string(1, static_cast<char>(byte))));
+        expect_parsed({"letter", line_of_name(std::string(1, static_cast<char>(byte))), kMalformed});
     }
 }
 
-TEST(ParseLine, name_of_127_bytes_passes_and_of_128_is_malformed)
-{
-    const std::string longest(127, 'n');
-    expect_parameter(line_of_name(longest), longest, 1, "x");
-    expect_malformed(line_of_name(longest + "n"));
-    expect_malformed(line_of_name(std::string(4000, 'n')));
-}
-
-TEST(ParseLine, empty_name_passes) { expect_parameter("=1=x\n", "", 1, "x"); }
-
-// ---- Values ----
-
-TEST(ParseLine, value_may_be_empty) { expect_parameter("a=1=\n", "a", 1, ""); }
-
-TEST(ParseLine, value_may_hold_equals_signs)
-{
-    expect_parameter("a=1=b=c\n", "a", 1, "b=c");
-    expect_parameter("a=1==\n", "a", 1, "=");
-    expect_parameter("a=1=b=2=c\n", "a", 1, "b=2=c");
-}
-
-TEST(ParseLine, every_other_byte_is_kept_in_a_value)
+TEST(ParseLine, every_byte_but_a_line_feed_is_kept_in_a_value)
 {
     std::string value;
     for (int byte = 1; byte < 256; ++byte) {
@@ -263,22 +231,5 @@ TEST(ParseLine, every_other_byte_is_kept_in_a_value)
             value += static_cast<char>(byte);
         }
     }
-    expect_parameter(line_of_value(value), "a", 1, value);
-    expect_parameter(line_of_value(" x\t\r"), "a", 1, " x\t\r");
-    expect_parameter(line_of_value("\"x\\n\""), "a", 1, "\"x\\n\"");
-}
-
-TEST(ParseLine, value_of_4095_bytes_passes_and_of_4096_is_malformed)
-{
-    const std::string longest(4095, 'v');
-    expect_parameter(line_of_value(longest), "a", 1, longest);
-    expect_malformed(line_of_value(longest + "v"));
-    expect_malformed(line_of_value(std::string(100000, 'v')));
-}
-
-TEST(ParseLine, longest_line_of_all_is_a_parameter)
-{
-    const std::string name(127, 'n');
-    const std::string value(4095, 'v');
-    expect_parameter(name + "=0xffffffff=" + value + "\n", name, 0xFFFFFFFF, value);
+    expect_parsed({"bytes", line_of_value(value), 0, "a", 1, value});
 }

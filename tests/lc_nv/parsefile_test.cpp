@@ -71,57 +71,133 @@ std::string lines_with_a_sum_of_six_digits()
     return lines;
 }
 
+const std::string kLongestName(127, 'n');
+const std::string kLongestValue(4095, 'v');
+const std::string kComment = "#" + std::string(4254, '-'); // as long as a line that is read at once
+
+const struct {
+    const char *claim;
+    std::string content;
+    std::string name;
+    ReadResult result;
+    uint32_t size = kSize;
+} kLookups[] = {
+    {"the parameter's value", "a=1=x\nb=0=a value\nc=2=z\n", "b", found("a value")},
+    {"no room for the terminator", "a=1=ab\n", "a", refused(2), 2},
+    {"room for it", "a=1=ab\n", "a", found("ab"), 3},
+    {"no room at all", "a=1=\n", "a", refused(2), 0},
+    {"room for an empty value", "a=1=\n", "a", found(""), 1},
+    {"another name", "a=1=x\n", "b", refused(1)},
+    {"an empty file", "", "a", refused(1)},
+    {"only a comment", "# a=1=x\n\n", "a", refused(1)},
+    {"case counts", "name=1=x\n", "Name", refused(1)},
+    {"a beginning is not the name", "name=1=x\n", "nam", refused(1)},
+    {"nor is more than the name", "name=1=x\n", "name1", refused(1)},
+    {"nor is more of the line", "name=1=x\n", "name=1", refused(1)},
+    {"nor is nothing", "name=1=x\n", "", refused(1)},
+    {"a blank counts", "name=1=x\n", " name", refused(1)},
+    {"a line feed counts", "name=1=x\n", "name\n", refused(1)},
+    {"a name that is too long", "name=1=x\n", std::string(5000, 'n'), refused(1)},
+    {"the empty name", "a=1=x\n=1=y\n", "", found("y")},
+    {"the first of two lines", "a=1=first\na=1=second\n", "a", found("first")},
+    {"also when only the second would fit", "a=1=first\na=1=2\n", "a", refused(2), 2},
+    {"comments and empty lines", "\n# comment\n\n#a=1=no\na=1=x\n", "a", found("x")},
+    {"the longest value", "a=1=" + kLongestValue + "\n", "a", found(kLongestValue), 4096},
+    {"without room for it", "a=1=" + kLongestValue + "\n", "a", refused(2), 4095},
+    {"a longer value", "a=1=" + kLongestValue + "v\n", "a", refused(3)},
+    {"one field before it", "b\na=1=x\n", "a", refused(3)},
+    {"two fields before it", "b=1\na=1=x\n", "a", refused(3)},
+    {"bad bits before it", "b=g=y\na=1=x\n", "a", refused(3)},
+    {"no bits before it", "b==y\na=1=x\n", "a", refused(3)},
+    {"a bad name before it", "b d=1=y\na=1=x\n", "a", refused(3)},
+    {"a blank before it", " \na=1=x\n", "a", refused(3)},
+    {"a carriage return before it", "\r\na=1=x\n", "a", refused(3)},
+    {"too many bits before it", "b=100000000=y\na=1=x\n", "a", refused(3)},
+    {"a NUL before it", std::string("b=1=y\0z\na=1=x\n", 14), "a", refused(3)},
+    {"a malformed line behind it is not reached", "a=1=x\nbroken\n", "a", found("x")},
+    {"nor when there is no room", "a=1=xyz\nbroken\n", "a", refused(2), 3},
+    {"but by another name", "a=1=x\nbroken\n", "b", refused(3)},
+    {"the last line needs a line feed", "a=1=x", "a", refused(3)},
+    {"when it is reached", "a=1=x\nb=1=y", "a", found("x")},
+    {"but not as a comment", "a=1=x\n# no line feed", "b", refused(1)},
+    {"a line of 4255 bytes", line_of_size(4255) + "a=1=x\n", kLongestName, found(kLongestValue)},
+    {"and what follows", line_of_size(4255) + "a=1=x\n", "a", found("x")},
+    {"a line of 4256 bytes", line_of_size(4256), kLongestName, refused(3)},
+    {"and what follows", line_of_size(4256) + "a=1=x\n", "a", refused(3)},
+    {"but not what comes before", "a=1=x\n" + line_of_size(4256), "a", found("x")},
+    {"a comment of 4254 bytes", kComment.substr(0, 4254) + "\na=1=x\n", "a", found("x")},
+    {"a comment of 4255 bytes", kComment + "\na=1=x\n", "a", found("x")},
+    {"the rest of a longer one is a line", kComment + "a=1=x\n", "a", found("x")},
+    {"that may be malformed", kComment + "-\na=1=x\n", "a", refused(3)},
+    {"a checksum that is not asked for", with_checksum("a=1=x\n"), "a", refused(3)},
+};
+
+// Nothing follows, so that the sum is 0: 1 when the header is taken for that, else 3.
+const std::pair<std::string, uint32_t> kHeaders[] = {
+    {"00000000\n", 1},
+    {"00000001\n", 3},
+    {" 0000000\n", 1},
+    {"+0000000\n", 1},
+    {"-0000000\n", 1},
+    {"0x000000\n", 1},
+    {"0X000000\n", 1},
+    {"\t\n\r 0000\n", 1},
+    {"\v\f  +0x0\n", 1},
+    {"       0\n", 1},
+    {" 0000001\n", 3},
+    {"+0000001\n", 3},
+    {"-0000001\n", 3},
+    {"0x000001\n", 3},
+    {"      0x\n", 3},
+    {"0x0x0000\n", 3},
+    {"+-000000\n", 3},
+    {"+ 000000\n", 3},
+    {"0000000 \n", 3},
+    {"       +\n", 3},
+    {"00000000 ", 3},
+    {"00000000\r", 3},
+    {"000000000", 3},
+    {"0000000\n\n", 3},
+    {"0000000g\n", 3},
+    {"00000000=", 3},
+    {"\n00000000", 3},
+    {"        \n", 3},
+    {"        0", 3},
+    {"0000000x\n", 3},
+    {"------0-\n", 3},
+    {std::string("0000000\0\n", 9), 3},
+    {std::string("\0\0\0\0\0\0\0\0\n", 9), 3},
+    {std::string("00000000\0", 9), 3},
+};
+
 } // namespace
 
-TEST(ParseFile, copies_the_value_of_the_parameter)
+TEST(ParseFile, gives_what_the_file_says_and_leaves_no_descriptor_open)
 {
-    EXPECT_EQ(look_up_in("a=1=x\nb=0=a value\nc=2=z\n", "b"), found("a value"));
-}
-
-TEST(ParseFile, buffer_must_hold_the_value_with_its_terminator)
-{
-    EXPECT_EQ(look_up_in("a=1=ab\n", "a", 2), refused(2));
-    EXPECT_EQ(look_up_in("a=1=ab\n", "a", 3), found("ab"));
-    EXPECT_EQ(look_up_in("a=1=\n", "a", 0), refused(2));
-    EXPECT_EQ(look_up_in("a=1=\n", "a", 1), found(""));
-}
-
-TEST(ParseFile, name_that_is_not_in_the_file_gives_1)
-{
-    EXPECT_EQ(look_up_in("a=1=x\n", "b"), refused(1));
-    EXPECT_EQ(look_up_in("", "a"), refused(1));
-    EXPECT_EQ(look_up_in("# a=1=x\n\n", "a"), refused(1));
-}
-
-TEST(ParseFile, names_are_equal_byte_for_byte)
-{
-    const std::string content = "name=1=x\n";
-    for (const char *name : {"Name", "nam", "name1", "name=1", "", " name", "name\n"}) {
-        EXPECT_EQ(look_up_in(content, name), refused(1)) << name;
+    for (const auto &[claim, content, name, result, size] : kLookups) {
+        SCOPED_TRACE(claim);
+        const int before = count_descriptors();
+        EXPECT_EQ(look_up_in(content, name, size), result);
+        EXPECT_EQ(count_descriptors(), before);
     }
-    EXPECT_EQ(look_up_in(content, std::string(5000, 'n')), refused(1));
 }
 
-TEST(ParseFile, empty_name_is_a_name) { EXPECT_EQ(look_up_in("a=1=x\n=1=y\n", ""), found("y")); }
-
-TEST(ParseFile, first_of_two_lines_counts)
+TEST(ParseFileChecksum, header_is_a_number_of_eight_bytes_and_a_line_feed)
 {
-    EXPECT_EQ(look_up_in("a=1=first\na=1=second\n", "a"), found("first"));
-    // Also when only the second would fit.
-    EXPECT_EQ(look_up_in("a=1=first\na=1=2\n", "a", 2), refused(2));
+    for (const auto &[header, code] : kHeaders) {
+        const int before = count_descriptors();
+        EXPECT_EQ(look_up_checked(header, "a"), refused(code)) << testing::PrintToString(header);
+        EXPECT_EQ(count_descriptors(), before);
+    }
 }
 
-TEST(ParseFile, comments_and_empty_lines_are_passed_over)
+TEST(ParseFileChecksum, that_is_right_does_not_excuse_a_malformed_line)
 {
-    EXPECT_EQ(look_up_in("\n# comment\n\n#a=1=no\na=1=x\n", "a"), found("x"));
-}
-
-TEST(ParseFile, value_of_4095_bytes_is_found)
-{
-    const std::string value(4095, 'v');
-    EXPECT_EQ(look_up_in("a=1=" + value + "\n", "a", 4096), found(value));
-    EXPECT_EQ(look_up_in("a=1=" + value + "\n", "a", 4095), refused(2));
-    EXPECT_EQ(look_up_in("a=1=" + value + "v\n", "a"), refused(3));
+    const int before = count_descriptors();
+    EXPECT_EQ(look_up_checked(with_checksum("broken\na=1=x\n"), "a"), refused(3));
+    EXPECT_EQ(look_up_checked(with_checksum("a=1=x\nbroken\n"), "a"), found("x"));
+    EXPECT_EQ(look_up("/tmp/missing", "a", 0, kSize), refused(3));
+    EXPECT_EQ(count_descriptors(), before);
 }
 
 // ---- Arguments and files ----
@@ -171,39 +247,6 @@ TEST(ParseFile, is_not_changed_by_a_lookup)
     EXPECT_EQ(read_text(kPath), content);
 }
 
-TEST(ParseFile, leaves_no_descriptor_open)
-{
-    const std::string good = "a=1=x\n";
-    const int before = count_descriptors();
-    look_up_in(good, "a");
-    look_up_in(good, "a", 1);
-    look_up_in(good, "b");
-    look_up_in("broken\n", "a");
-    look_up_checked(with_checksum(good), "a");
-    look_up_checked(with_checksum(good) + "\n", "a");
-    look_up_checked("0123\n", "a");
-    look_up_checked("", "a");
-    look_up("/tmp/missing", "a", 0, kSize);
-    EXPECT_EQ(count_descriptors(), before);
-}
-
-// ---- Malformed lines ----
-
-TEST(ParseFile, malformed_line_before_the_parameter_gives_3)
-{
-    for (const char *line : {"b", "b=1", "b=g=y", "b==y", "b d=1=y", " ", "\r", "b=100000000=y"}) {
-        EXPECT_EQ(look_up_in(line + std::string("\na=1=x\n"), "a"), refused(3)) << line;
-    }
-    EXPECT_EQ(look_up_in(std::string("b=1=y\0z\na=1=x\n", 14), "a"), refused(3));
-}
-
-TEST(ParseFile, malformed_line_behind_the_parameter_is_not_reached)
-{
-    EXPECT_EQ(look_up_in("a=1=x\nbroken\n", "a"), found("x"));
-    EXPECT_EQ(look_up_in("a=1=xyz\nbroken\n", "a", 3), refused(2));
-    EXPECT_EQ(look_up_in("a=1=x\nbroken\n", "b"), refused(3));
-}
-
 TEST(ParseFile, malformed_line_or_unreadable_file_gives_3_also_for_a_name_that_no_file_can_hold)
 {
     for (const std::string &name : {std::string(128, 'n'), std::string("a d"), std::string("a=1")}) {
@@ -211,34 +254,6 @@ TEST(ParseFile, malformed_line_or_unreadable_file_gives_3_also_for_a_name_that_n
         EXPECT_EQ(look_up_checked("00000001\n", name), refused(3)) << name;
         EXPECT_EQ(look_up("/tmp/missing", name, 0, kSize), refused(3)) << name;
     }
-}
-
-TEST(ParseFile, last_line_needs_a_line_feed)
-{
-    EXPECT_EQ(look_up_in("a=1=x", "a"), refused(3));
-    EXPECT_EQ(look_up_in("a=1=x\nb=1=y", "a"), found("x"));
-    EXPECT_EQ(look_up_in("a=1=x\n# no line feed", "b"), refused(1));
-}
-
-TEST(ParseFile, line_of_4255_bytes_is_read_and_of_4256_is_malformed)
-{
-    const std::string name(127, 'n');
-    const std::string longest = line_of_size(4255);
-    ASSERT_EQ(longest.size(), 4255U);
-    EXPECT_EQ(look_up_in(longest + "a=1=x\n", name), found(std::string(4095, 'v')));
-    EXPECT_EQ(look_up_in(longest + "a=1=x\n", "a"), found("x"));
-    EXPECT_EQ(look_up_in(line_of_size(4256), name), refused(3));
-    EXPECT_EQ(look_up_in(line_of_size(4256) + "a=1=x\n", "a"), refused(3));
-    EXPECT_EQ(look_up_in("a=1=x\n" + line_of_size(4256), "a"), found("x"));
-}
-
-TEST(ParseFile, comment_of_4255_bytes_is_skipped_and_the_rest_of_a_longer_one_is_a_line)
-{
-    const std::string comment = "#" + std::string(4254, '-');
-    EXPECT_EQ(look_up_in("#" + std::string(4253, '-') + "\na=1=x\n", "a"), found("x"));
-    EXPECT_EQ(look_up_in(comment + "\na=1=x\n", "a"), found("x"));
-    EXPECT_EQ(look_up_in(comment + "a=1=x\n", "a"), found("x"));
-    EXPECT_EQ(look_up_in(comment + "-\na=1=x\n", "a"), refused(3));
 }
 
 // ---- The checksum line ----
@@ -251,11 +266,6 @@ TEST(ParseFileChecksum, is_asked_for_by_any_non_zero_value)
     }
 }
 
-TEST(ParseFileChecksum, is_a_malformed_line_when_not_asked_for)
-{
-    EXPECT_EQ(look_up_in(with_checksum("a=1=x\n"), "a"), refused(3));
-}
-
 TEST(ParseFileChecksum, may_be_in_either_case)
 {
     const std::string lines = "a=1=x\nb=2=y\n";
@@ -264,12 +274,6 @@ TEST(ParseFileChecksum, may_be_in_either_case)
     ASSERT_NE(lower_case(header), header);
     EXPECT_EQ(look_up_checked(content, "b"), found("y"));
     EXPECT_EQ(look_up_checked(lower_case(header) + lines, "b"), found("y"));
-}
-
-TEST(ParseFileChecksum, of_nothing_is_0)
-{
-    EXPECT_EQ(look_up_checked("00000000\n", "a"), refused(1));
-    EXPECT_EQ(look_up_checked("00000001\n", "a"), refused(3));
 }
 
 TEST(ParseFileChecksum, is_needed_whole)
@@ -281,32 +285,6 @@ TEST(ParseFileChecksum, is_needed_whole)
     }
     EXPECT_EQ(look_up_checked(lines, "a"), refused(3));
     EXPECT_EQ(look_up_checked("", "a"), refused(3));
-}
-
-TEST(ParseFileChecksum, has_eight_digits_and_a_line_feed)
-{
-    // Nothing follows, so that each would match if it were taken for 0.
-    for (const char *header :
-         {"00000000 ", "00000000\r", "000000000", "0000000\n\n", "0000000 \n", "0000000g\n",
-          "00000000=", "\n00000000", "        \n", "        0", "0000000x\n", "------0-\n"}) {
-        EXPECT_EQ(look_up_checked(header, "a"), refused(3)) << header;
-    }
-    EXPECT_EQ(look_up_checked(std::string("0000000\0\n", 9), "a"), refused(3));
-    EXPECT_EQ(look_up_checked(std::string("\0\0\0\0\0\0\0\0\n", 9), "a"), refused(3));
-    EXPECT_EQ(look_up_checked(std::string("00000000\0", 9), "a"), refused(3));
-}
-
-TEST(ParseFileChecksum, may_have_blanks_a_sign_or_a_prefix_among_its_eight_bytes)
-{
-    // Nothing follows: the sum is 0.
-    for (const char *header : {" 0000000\n", "+0000000\n", "-0000000\n", "0x000000\n", "0X000000\n",
-                               "\t\n\r 0000\n", "\v\f  +0x0\n", "       0\n"}) {
-        EXPECT_EQ(look_up_checked(header, "a"), refused(1)) << header;
-    }
-    for (const char *header : {" 0000001\n", "+0000001\n", "-0000001\n", "0x000001\n", "      0x\n",
-                               "0x0x0000\n", "+-000000\n", "+ 000000\n", "0000000 \n", "       +\n"}) {
-        EXPECT_EQ(look_up_checked(header, "a"), refused(3)) << header;
-    }
 }
 
 TEST(ParseFileChecksum, with_a_prefix_covers_what_follows)
@@ -330,6 +308,7 @@ TEST(ParseFileChecksum, covers_every_byte_behind_it)
             std::string damaged = content;
             damaged[i] = static_cast<char>(damaged[i] ^ bit);
             EXPECT_EQ(look_up_checked(damaged, "b"), refused(3)) << i << " " << bit;
+            EXPECT_EQ(look_up_checked(damaged, "a"), refused(3)) << i << " " << bit;
         }
         EXPECT_EQ(look_up_checked(content.substr(0, i), "b"), refused(3)) << i;
     }
@@ -349,19 +328,6 @@ TEST(ParseFileChecksum, covers_files_of_several_blocks)
             EXPECT_EQ(look_up_checked(damaged, "last"), refused(3)) << size << " " << at;
         }
     }
-}
-
-TEST(ParseFileChecksum, is_checked_before_any_line_is_looked_at)
-{
-    std::string content = with_checksum("a=1=x\nb=1=y\n");
-    content[content.size() - 2] = 'z';
-    EXPECT_EQ(look_up_checked(content, "a"), refused(3));
-}
-
-TEST(ParseFileChecksum, that_is_right_does_not_excuse_a_malformed_line)
-{
-    EXPECT_EQ(look_up_checked(with_checksum("broken\na=1=x\n"), "a"), refused(3));
-    EXPECT_EQ(look_up_checked(with_checksum("a=1=x\nbroken\n"), "a"), found("x"));
 }
 
 TEST(ParseFileChecksum, needs_a_file_that_can_be_read_twice)
