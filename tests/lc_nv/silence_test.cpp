@@ -2,8 +2,9 @@
 // lc_dir_exist logs start-up's test for the shutdown marker.
 #include "lc_nv/transfer.h"
 
+#include "stores.h"
+
 #include "lc_log.h"
-#include "support/persistent_store.h"
 #include "support/scoped_mount.h"
 #include "support/syslog_listener.h"
 
@@ -21,10 +22,10 @@ constexpr char kFile[] = "/2ndfile/file";
 constexpr uint32_t kAll = 0xFFFFFFFF;
 const std::string kTooLong(128, 'n'); // for a name
 
-// A process that logs at every level. The persistent store is started, or would be.
-class Silence : public MadeStore {
+// A process that logs at every level.
+template <typename Store> class Listening : public Store {
 protected:
-    Silence()
+    Listening()
     {
         EXPECT_EQ(log_init(3), 0);
         switch_all_on();
@@ -68,43 +69,72 @@ private:
     SyslogListener log_;
 };
 
+// The persistent store is started, or would be.
+using Silence = Listening<MadeStore>;
+using SilenceOfBoth = Listening<BothStores>;
+
 } // namespace
 
-TEST_F(Silence, of_the_volatile_store)
+INSTANTIATE_TEST_SUITE_P(, SilenceOfBoth, testing::ValuesIn(kStores));
+
+TEST_P(SilenceOfBoth, in_use)
+{
+    const Store &store = GetParam();
+    EXPECT_EQ(silent(store.write("a", "new", 4)), 0U);
+    EXPECT_EQ(silent(store.write("a", "old", 4)), 0U);
+    EXPECT_EQ(silent(store.read("a", buffer, sizeof(buffer))), 0U);
+    EXPECT_EQ(silent(store.match("a", "old")), 0U);
+    EXPECT_EQ(silent(store.match("a", "new")), 6U);
+    remove(file_of("a").c_str());
+    silent(store.read("a", buffer, sizeof(buffer)));
+    EXPECT_EQ(silent(store.write("a", "new", 4)), 0U);
+    EXPECT_EQ(silent(store.clear()), 0U);
+    EXPECT_EQ(silent(store.clear()), 0U);
+}
+
+TEST_P(SilenceOfBoth, about_what_is_refused)
+{
+    const Store &store = GetParam();
+    ASSERT_EQ(store.write("a", "x", 2), 0U);
+    put("empty", "");
+    EXPECT_EQ(silent(store.write(nullptr, "x", 2)), 2U);
+    EXPECT_EQ(silent(store.write("a", nullptr, 2)), 4U);
+    EXPECT_EQ(silent(store.write("a", "x", 1)), 4U);
+    EXPECT_EQ(silent(store.write("b d", "x", 2)), 1U);
+    EXPECT_EQ(silent(store.read(nullptr, buffer, 1)), 2U);
+    EXPECT_EQ(silent(store.read("a", nullptr, 1)), 2U);
+    EXPECT_EQ(silent(store.read("a", buffer, 1)), 2U);
+    for (const char *name : {"b d", kTooLong.c_str(), "missing", "empty"}) {
+        EXPECT_EQ(silent(store.read(name, buffer, 1)), 1U) << name;
+    }
+    EXPECT_EQ(silent(store.match(nullptr, "x")), 4U);
+    EXPECT_EQ(silent(store.match("a", nullptr)), 4U);
+    EXPECT_EQ(silent(store.match("missing", "x")), 5U);
+}
+
+TEST_F(Silence, of_the_volatile_store_until_it_is_made)
 {
     EXPECT_EQ(silent(nvmram_writenv("a", "x", 2)), 5U);
     EXPECT_EQ(silent(nvmram_readnv("a", buffer, sizeof(buffer))), 1U);
     EXPECT_EQ(silent(nvmram_init()), 0U);
     EXPECT_EQ(silent(nvmram_init()), 0U);
-    EXPECT_EQ(silent(nvmram_writenv("a", "new", 4)), 0U);
-    EXPECT_EQ(silent(nvmram_writenv("a", "old", 4)), 0U);
-    EXPECT_EQ(silent(nvmram_readnv("a", buffer, sizeof(buffer))), 0U);
-    EXPECT_EQ(silent(nvram_match("a", "old")), 0U);
-    EXPECT_EQ(silent(nvram_match("a", "new")), 6U);
-    EXPECT_EQ(silent(nvmram_clear()), 0U);
-    EXPECT_EQ(silent(nvmram_clear()), 0U);
+    EXPECT_EQ(silent(nvmram_writenv("", "x", 2)), 0U);
 }
 
-TEST_F(Silence, of_the_volatile_store_about_what_it_refuses)
+TEST_F(Silence, of_the_persistent_store_about_its_defaults_and_its_end)
 {
-    ASSERT_EQ(nvmram_init(), 0U);
-    ASSERT_EQ(nvmram_writenv("a", "x", 2), 0U);
-    EXPECT_EQ(silent(nvmram_writenv(nullptr, "x", 2)), 2U);
-    EXPECT_EQ(silent(nvmram_writenv("a", nullptr, 2)), 4U);
-    EXPECT_EQ(silent(nvmram_writenv("a", "x", 1)), 4U);
-    EXPECT_EQ(silent(nvmram_writenv("b d", "x", 2)), 1U);
-    EXPECT_EQ(silent(nvmram_writenv("", "x", 2)), 0U);
-    EXPECT_EQ(silent(nvmram_readnv(nullptr, buffer, 1)), 2U);
-    EXPECT_EQ(silent(nvmram_readnv("a", nullptr, 1)), 2U);
-    EXPECT_EQ(silent(nvmram_readnv("a", buffer, 1)), 2U);
-    EXPECT_EQ(silent(nvmram_readnv("b d", buffer, 1)), 1U);
-    EXPECT_EQ(silent(nvmram_readnv(kTooLong.c_str(), buffer, 1)), 1U);
-    EXPECT_EQ(silent(nvmram_readnv("missing", buffer, 1)), 1U);
-    write_text(NVMRAM_DIR "empty", "");
-    EXPECT_EQ(silent(nvmram_readnv("empty", buffer, 1)), 1U);
-    EXPECT_EQ(silent(nvram_match(nullptr, "x")), 4U);
-    EXPECT_EQ(silent(nvram_match("a", nullptr)), 4U);
-    EXPECT_EQ(silent(nvram_match("missing", "x")), 5U);
+    EXPECT_EQ(silent(nvm_readnv("a", buffer, 1)), 2U);
+    EXPECT_EQ(silent(nvm_readnv("a", buffer, sizeof(buffer))), 0U);
+    EXPECT_EQ(silent(nvm_match("a", "default")), 0U);
+    EXPECT_EQ(silent(nvm_writenv("undeclared", "x", 2)), 1U);
+    EXPECT_EQ(silent(nvm_fin()), 0U);
+    EXPECT_EQ(silent(nvm_fin()), 0U);
+    declare("broken\n");
+    EXPECT_EQ(silent(nvm_readnv("b", buffer, 1)), 5U);
+    EXPECT_EQ(silent(nvm_writenv("b", "x", 2)), 5U);
+    remove_defaults();
+    EXPECT_EQ(silent(nvm_readnv("b", buffer, 1)), 5U);
+    EXPECT_EQ(silent(nvm_writenv("b", "x", 2)), 5U);
 }
 
 TEST_F(Silence, of_the_volatile_store_that_cannot_be_made)
@@ -165,49 +195,7 @@ TEST_F(Silence, of_a_lookup)
     EXPECT_EQ(look_up(kFile, "a", 2, 1), 1U);
 }
 
-// ---- Persistent parameters ----
-
-TEST_F(Silence, of_the_persistent_store)
-{
-    EXPECT_EQ(silent(nvm_readnv("a", buffer, sizeof(buffer))), 0U);
-    EXPECT_EQ(silent(nvm_match("a", "default")), 0U);
-    EXPECT_EQ(silent(nvm_writenv("a", "new", 4)), 0U);
-    EXPECT_EQ(silent(nvm_writenv("a", "old", 4)), 0U);
-    EXPECT_EQ(silent(nvm_readnv("a", buffer, sizeof(buffer))), 0U);
-    EXPECT_EQ(silent(nvm_match("a", "new")), 6U);
-    remove(current.file_of("a").c_str());
-    EXPECT_EQ(silent(nvm_readnv("a", buffer, sizeof(buffer))), 0U);
-    EXPECT_EQ(silent(nvm_writenv("a", "new", 4)), 0U);
-    EXPECT_EQ(silent(nvm_clear()), 0U);
-    EXPECT_EQ(silent(nvm_fin()), 0U);
-    EXPECT_EQ(silent(nvm_fin()), 0U);
-}
-
-TEST_F(Silence, of_the_persistent_store_about_what_it_refuses)
-{
-    EXPECT_EQ(silent(nvm_readnv("a", buffer, 1)), 2U); // the default
-    ASSERT_EQ(nvm_writenv("a", "x", 2), 0U);
-    EXPECT_EQ(silent(nvm_writenv(nullptr, "x", 2)), 2U);
-    EXPECT_EQ(silent(nvm_writenv("a", nullptr, 2)), 4U);
-    EXPECT_EQ(silent(nvm_writenv("a", "x", 1)), 4U);
-    EXPECT_EQ(silent(nvm_writenv("b d", "x", 2)), 1U);
-    EXPECT_EQ(silent(nvm_writenv("undeclared", "x", 2)), 1U);
-    EXPECT_EQ(silent(nvm_readnv(nullptr, buffer, 1)), 2U);
-    EXPECT_EQ(silent(nvm_readnv("a", nullptr, 1)), 2U);
-    EXPECT_EQ(silent(nvm_readnv("a", buffer, 1)), 2U);
-    EXPECT_EQ(silent(nvm_readnv("b d", buffer, 1)), 1U);
-    EXPECT_EQ(silent(nvm_readnv(kTooLong.c_str(), buffer, 1)), 1U);
-    EXPECT_EQ(silent(nvm_readnv("undeclared", buffer, 1)), 1U);
-    EXPECT_EQ(silent(nvm_match(nullptr, "x")), 4U);
-    EXPECT_EQ(silent(nvm_match("a", nullptr)), 4U);
-    EXPECT_EQ(silent(nvm_match("undeclared", "x")), 5U);
-    declare("broken\n");
-    EXPECT_EQ(silent(nvm_readnv("b", buffer, 1)), 5U);
-    EXPECT_EQ(silent(nvm_writenv("b", "x", 2)), 5U);
-    remove_defaults();
-    EXPECT_EQ(silent(nvm_readnv("b", buffer, 1)), 5U);
-    EXPECT_EQ(silent(nvm_writenv("b", "x", 2)), 5U);
-}
+// ---- The start ----
 
 TEST_F(Silence, of_the_start_but_for_its_look_for_the_marker)
 {
