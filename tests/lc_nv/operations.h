@@ -1,6 +1,6 @@
-// What an operation of the stores does to files, call by call and written once: what comes of it when
-// one of the calls fails or is cut short, and what becomes of the value when the process dies there.
-// operations_test.cpp does each of these things.
+// The system calls of each operation of the stores, in order, with the outcome when the call fails or
+// is cut short and the value of the parameter when the process dies there. operations_test.cpp tests
+// all three.
 #pragma once
 
 #include "support/file_steps.h"
@@ -26,7 +26,8 @@ const std::string kOnlyA = "# comment\na=1=default\n";
 
 inline std::string content_of(const std::string &copy) { return copy == kNone ? "" : copy; }
 
-// What a call comes to: its result, with what it read or exported, and the copies of the parameter a.
+// The result of an operation, with what it read or exported, and the copies of the parameter a
+// afterwards.
 struct Outcome {
     ReadResult result;
     std::string current;
@@ -41,13 +42,14 @@ inline std::ostream &operator<<(std::ostream &out, const Outcome &outcome)
                << ", backup " << testing::PrintToString(outcome.backup);
 }
 
+// The value of the parameter when the process has died and the store was started again.
 enum class Fate {
-    kOld,  // what reading the store gave before; the default when it held nothing
-    kNew,  // what is being written
-    kTorn, // what the write in progress made of the file
+    kOld,  // the value before; the default when there was none
+    kNew,  // the value that is written
+    kTorn, // what the unfinished write left in the file
 };
 
-// Without an outcome a call cannot fail, or what it answers is not asked.
+// A call without an outcome cannot fail, or its result is not used.
 struct Step {
     std::string call;
     std::optional<Outcome> failed = {};
@@ -153,8 +155,7 @@ struct Writing {
     std::string file;
     std::string old; // what it holds
     std::string value;
-    std::function<Outcome(const std::string &content)>
-        with; // what the call comes to with this in the file
+    std::function<Outcome(const std::string &content)> with; // the outcome with this in the file
     Fate before, within, after;
     const char *reason = "";
 };

@@ -1,8 +1,8 @@
-// Every operation of operations.h makes these calls in this order, since other processes rely on what
-// is locked when, and the repair on what is written first. Each call fails once, or is cut short:
-// whatever comes of it, another parameter's files keep every byte, no descriptor stays open and the
-// store works on. At each call of the persistent store, and inside every write, the process dies; then
-// the store is started by another process. What became of the value at each of these points is printed.
+// Each operation of operations.h makes these calls in this order: other processes rely on the order of
+// locking, and the repair after a power cut on the order of writing. Each call fails once, or is cut
+// short: in every case another parameter's files keep every byte, no descriptor stays open and the
+// store remains usable. At each call of the persistent store, and inside every write, the process is
+// killed; then another process starts the store. Prints the value after each of these points.
 //
 // Between two calls nothing changes on disk, so "before a call" is also "after the call before it".
 #include "operations.h"
@@ -217,7 +217,7 @@ std::string label_of(const Operation &operation, const std::string &value)
     return value == new_value(operation) ? "new" : "torn";
 }
 
-// What became of the value at each point; lines that differ only in the bytes written are joined.
+// The value after each point; lines that differ only in the bytes written are joined.
 class Table {
 public:
     void add(const std::string &where, size_t taken, const std::string &outcome)
