@@ -133,19 +133,19 @@ bool add_notification(Record &record, const Body &body)
 // ---- Messages ----
 
 struct Kind {
-    uint32_t msg_id;
     const char *name;
+    uint32_t msg_id;
     BodyForm body;
 };
 
 // The macros use # themselves: as an argument of another macro a name is replaced by its number first.
 #define REQUEST_KIND(function, message, module, its_body, its_answer, timeout_ms) \
-    {message, #message, body::its_body},
-#define NOTIFICATION_KIND(message, its_body) {message, #message, body::its_body},
+    {#message, message, body::its_body},
+#define NOTIFICATION_KIND(message, its_body) {#message, message, body::its_body},
 
 // A message that two functions send stands here for each of its bodies.
-constexpr Kind kKinds[] = {{IPC_MSG_ID_REGISTER, "IPC_MSG_ID_REGISTER", body::message_id},
-                           {IPC_MSG_ID_DEREGISTER, "IPC_MSG_ID_DEREGISTER", body::message_id},
+constexpr Kind kKinds[] = {{"IPC_MSG_ID_REGISTER", IPC_MSG_ID_REGISTER, body::message_id},
+                           {"IPC_MSG_ID_DEREGISTER", IPC_MSG_ID_DEREGISTER, body::message_id},
                            LCT_REQUESTS(REQUEST_KIND) LCT_NOTIFICATIONS(NOTIFICATION_KIND)};
 
 // nullptr: not in the table.
