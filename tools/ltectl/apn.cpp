@@ -11,6 +11,11 @@
 #include <unistd.h>
 
 namespace lterouter::tools {
+namespace {
+
+constexpr Request kSetApn = request_for(WM_MSG_APN_SET_REQ, "use the access point name");
+
+} // namespace
 
 int apn_match(char *const *operands)
 {
@@ -38,7 +43,7 @@ int apn_match(char *const *operands)
 int apn_set(char *const *)
 {
     return with_endpoint([] {
-        const int code = tell(request_for(WM_MSG_APN_SET_REQ, "use the access point name"));
+        const int code = tell(kSetApn);
         if (code == kDone) {
             Record().word("event", "apn").word("status", "set");
         }

@@ -9,6 +9,9 @@
 namespace lterouter::tools {
 namespace {
 
+constexpr Request kSearch = request_for(WM_MSG_NETLIST_SEARCH_REQ, "find operators");
+constexpr Request kGetChannel = request_for(WM_MSG_LTE_CHANNEL_REQ, "tell the LTE channel");
+
 uint32_t g_search_seconds = 180; // over every band and technology
 
 void show_operator(const lct_operator &found)
@@ -41,7 +44,7 @@ void show_operators(const lct_netlist_rsp &answer)
 int search()
 {
     lct_netlist_rsp answer;
-    const int code = ask(request_for(WM_MSG_NETLIST_SEARCH_REQ, "find operators"), &answer);
+    const int code = ask(kSearch, &answer);
     if (code == kDone) {
         show_operators(answer);
     }
@@ -61,7 +64,7 @@ int show_imsi()
 int show_channel()
 {
     lct_value_rsp answer;
-    const int code = ask(request_for(WM_MSG_LTE_CHANNEL_REQ, "tell the LTE channel"), &answer);
+    const int code = ask(kGetChannel, &answer);
     if (code == kDone) {
         Record().word("event", "channel").number("value", answer.value);
     }

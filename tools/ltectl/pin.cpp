@@ -10,6 +10,11 @@
 namespace lterouter::tools {
 namespace {
 
+constexpr Request kEnable = request_for(WM_MSG_PIN_ENABLE_REQ, "have the SIM ask for its PIN");
+constexpr Request kDisable =
+    request_for(WM_MSG_PIN_DISABLE_REQ, "keep the SIM from asking for its PIN");
+constexpr Request kChange = request_for(WM_MSG_PIN_MODIFY_REQ, "change the PIN");
+
 constexpr ValueType kPin = {"4 to 8 digits", parse_digits<4, 8>};
 
 // body: the record of the request. done: what became of the PIN.
@@ -33,18 +38,9 @@ int switch_asking(const char *text, const Request &request, const char *done)
 
 } // namespace
 
-int pin_enable(char *const *operands)
-{
-    return switch_asking(operands[0],
-                         request_for(WM_MSG_PIN_ENABLE_REQ, "have the SIM ask for its PIN"), "enabled");
-}
+int pin_enable(char *const *operands) { return switch_asking(operands[0], kEnable, "enabled"); }
 
-int pin_disable(char *const *operands)
-{
-    return switch_asking(operands[0],
-                         request_for(WM_MSG_PIN_DISABLE_REQ, "keep the SIM from asking for its PIN"),
-                         "disabled");
-}
+int pin_disable(char *const *operands) { return switch_asking(operands[0], kDisable, "disabled"); }
 
 int pin_change(char *const *operands)
 {
@@ -56,7 +52,7 @@ int pin_change(char *const *operands)
     if (const int code = parse_secret("NEW", new_pin, kPin, change.new_pin); code != kDone) {
         return code;
     }
-    return request_pin(request_for(WM_MSG_PIN_MODIFY_REQ, "change the PIN"), change, "changed");
+    return request_pin(kChange, change, "changed");
 }
 
 } // namespace lterouter::tools

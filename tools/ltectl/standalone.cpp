@@ -14,6 +14,10 @@
 namespace lterouter::tools {
 namespace {
 
+constexpr Request kChangeState = request_for(SC_STATE_CHANGE_REQ, "change the state");
+constexpr Request kClearMessages = request_for(WM_MSG_SMS_DEL_ALL_REQ, "delete its messages");
+constexpr Request kInject = request_for(WM_MSG_MODEM_NOTIFY, "take the answer");
+
 constexpr char kFlag[] = LCT_PARAM_USSD_TEST;
 constexpr ValueType kSlot = {"a number from 1 to 3", parse_number_in<1, 3>};
 
@@ -57,7 +61,7 @@ int clear_messages()
         // A failure does not matter: the messages can be deleted without it.
         send_request(kWanManager.module_id, SC_STATE_CHANGE_REQ, nullptr, 0);
     }
-    return request_done(request_for(WM_MSG_SMS_DEL_ALL_REQ, "delete its messages"), "sms-clear");
+    return request_done(kClearMessages, "sms-clear");
 }
 
 int choose_answer(const char *slot)
@@ -72,10 +76,9 @@ int inject(const char *slot, uint32_t number)
     if (const int code = choose_answer(slot); code != kDone) {
         return code;
     }
-    constexpr Request request = request_for(WM_MSG_MODEM_NOTIFY, "take the answer");
     Reply reply = {Outcome::kSuccess, 0, 0};
     {
-        const Waiting waiting({&request.peer, request.what});
+        const Waiting waiting({&kInject.peer, kInject.what});
         if (lct_test_ussd_notify_req() != 0) {
             reply.outcome = Outcome::kNobodyBound;
         }
@@ -83,16 +86,14 @@ int inject(const char *slot, uint32_t number)
     if (reply.outcome == Outcome::kSuccess) {
         Record().word("event", "ussd").number("answer", number);
     }
-    return explain(request, reply);
+    return explain(kInject, reply);
 }
 
 } // namespace
 
 int state_change(char *const *)
 {
-    return with_usable_sim(kWanManager, [] {
-        return request_done(request_for(SC_STATE_CHANGE_REQ, "change the state"), "state-change");
-    });
+    return with_usable_sim(kWanManager, [] { return request_done(kChangeState, "state-change"); });
 }
 
 int sms_clear(char *const *) { return with_usable_sim(kSmsStore, clear_messages); }
