@@ -346,8 +346,6 @@ TEST_P(Crash, leaves_what_the_table_says) { run(GetParam()); }
 
 // ---- What is no row of the table ----
 
-INSTANTIATE_TEST_SUITE_P(, BothStores, testing::ValuesIn(kStores));
-
 TEST_P(BothStores, refused_arguments_touch_no_file)
 {
     char buffer[8];

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+namespace parse_line_test {
 namespace {
 
 // A line parsed in a buffer of exactly its size, its terminator included.
@@ -233,3 +234,5 @@ TEST(ParseLine, every_byte_but_a_line_feed_is_kept_in_a_value)
     }
     expect_parsed({"bytes", line_of_value(value), 0, "a", 1, value});
 }
+
+} // namespace parse_line_test

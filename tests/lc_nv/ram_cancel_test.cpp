@@ -1,23 +1,20 @@
 // Threads that are cancelled in the store: at which call, and the state afterwards.
-#include "support/interpose.h"
+#include "support/calls.h"
 #include "support/lock_holder.h"
 #include "support/ram_store.h"
 #include "support/waits.h"
 
 #include <atomic>
-#include <cstdarg>
 #include <fcntl.h>
 #include <functional>
 #include <memory>
 #include <pthread.h>
 
+namespace ram_cancel_test {
+
 using namespace testing_support;
 
 namespace {
-
-// What a thread does before it creates a file, or writes one, in place of the call.
-thread_local std::function<void()> t_before_creating;
-thread_local std::function<void()> t_before_writing;
 
 class Thread {
 public:
@@ -66,33 +63,6 @@ void read_a()
 void write_a() { nvmram_writenv("a", "new", 16); }
 
 } // namespace
-
-extern "C" {
-
-int taken_open(const char *path, int flags, ...) __asm__("open64");
-
-int taken_open(const char *path, int flags, ...)
-{
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-    if ((flags & O_CREAT) != 0 && t_before_creating) {
-        std::exchange(t_before_creating, nullptr)();
-    }
-    return next_definition<int(const char *, int, ...)>("open64")(path, flags, mode);
-}
-
-ssize_t taken_write(int fd, const void *bytes, size_t size) __asm__("write");
-
-ssize_t taken_write(int fd, const void *bytes, size_t size)
-{
-    if (t_before_writing) {
-        std::exchange(t_before_writing, nullptr)();
-    }
-    return next_definition<ssize_t(int, const void *, size_t)>("write")(fd, bytes, size);
-}
-}
 
 class RamCancel : public RamStore {
 protected:
@@ -145,13 +115,15 @@ TEST_F(RamCancel, writer_that_waits_with_a_new_file_closes_the_folder_too)
 {
     unlink(file_of("a").c_str());
     std::unique_ptr<LockHolder> holder;
-    Thread thread([&] {
-        t_before_creating = [&] {
+    bool is_first = true;
+    const Hooked precede(calls::open, [&](auto &next, const char *path, int flags, mode_t mode) {
+        if ((flags & O_CREAT) != 0 && std::exchange(is_first, false)) {
             put("a", "");
             holder = std::make_unique<LockHolder>(file_of("a"), "LOCK_EX");
-        };
-        write_a();
+        }
+        return next(path, flags, mode);
     });
+    Thread thread(write_a);
     EXPECT_TRUE(someone_waits_for_a_lock());
     thread.cancel();
     EXPECT_TRUE(thread.ends_cancelled());
@@ -199,8 +171,11 @@ TEST_F(RamCancel, value_that_is_being_written_is_written_to_its_end)
 {
     put("a", stored("a much longer old value"));
     uint32_t result = 99;
+    const Hooked cancel_there(calls::write, [](auto &next, int fd, const void *bytes, size_t size) {
+        pthread_cancel(pthread_self());
+        return next(fd, bytes, size);
+    });
     Thread thread([&] {
-        t_before_writing = [] { pthread_cancel(pthread_self()); };
         result = nvmram_writenv("a", "new", 16);
         pthread_testcancel();
     });
@@ -283,3 +258,5 @@ TEST_F(RamCancel, thread_can_be_cancelled_after_a_call_as_before)
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &state);
     EXPECT_EQ(state, PTHREAD_CANCEL_ENABLE);
 }
+
+} // namespace ram_cancel_test

@@ -1,8 +1,9 @@
 // A child that is forked while other threads use the store: it has only the forking thread, and can
 // use the store. A child that hangs is killed.
 #include "lc_pthread.h"
+#include "support/calls.h"
 #include "support/child_process.h"
-#include "support/interpose.h"
+#include "support/library_calls.h"
 #include "support/lock_holder.h"
 #include "support/ram_store.h"
 
@@ -13,23 +14,14 @@
 #include <future>
 #include <vector>
 
+namespace ram_fork_test {
+
 using namespace testing_support;
 
 namespace {
 
 constexpr uint32_t kSize = 4096;
 constexpr unsigned kSeconds = 20;
-
-// What a thread does within its next read of a file, and when it has taken its next mutex.
-thread_local std::function<void()> t_within_read;
-thread_local std::function<void()> t_with_mutex;
-
-void do_once(std::function<void()> &work)
-{
-    if (work) {
-        std::exchange(work, nullptr)();
-    }
-}
 
 const std::string kShort(1, 'a');
 const std::string kLong(3000, 'b');
@@ -63,21 +55,6 @@ ChildProcess fork_child(const std::function<bool()> &work)
 }
 
 } // namespace
-
-extern "C" ssize_t taken_read(int fd, void *bytes, size_t size) __asm__("read");
-
-ssize_t taken_read(int fd, void *bytes, size_t size)
-{
-    do_once(t_within_read);
-    return next_definition<ssize_t(int, void *, size_t)>("read")(fd, bytes, size);
-}
-
-int lc_pthread_mutex_lock(pthread_mutex_t *mutex)
-{
-    const int result = pthread_mutex_lock(mutex);
-    do_once(t_with_mutex);
-    return result;
-}
 
 using RamFork = RamStore;
 
@@ -116,13 +93,16 @@ TEST_F(RamFork, child_uses_the_store_though_a_thread_has_its_mutex)
     put("ours", stored("value"));
     std::atomic<bool> has_mutex{false};
     std::atomic<bool> goes_on{false};
-    auto other = std::async(std::launch::async, [&] {
-        t_with_mutex = [&] {
+    std::atomic<bool> is_first{true};
+    const Hooked stop_there(calls::lc_pthread_mutex_lock, [&](auto &next, pthread_mutex_t *mutex) {
+        const int result = next(mutex);
+        if (is_first.exchange(false)) {
             has_mutex = true;
             EXPECT_TRUE(eventually([&] { return goes_on.load(); }));
-        };
-        return read_parameter("ours");
+        }
+        return result;
     });
+    auto other = std::async(std::launch::async, read_parameter, "ours");
     EXPECT_TRUE(eventually([&] { return has_mutex.load(); }));
     ChildProcess child = fork_child([] { return read_parameter("ours") == found("value"); });
     EXPECT_EQ(child.wait(), 0);
@@ -139,11 +119,15 @@ TEST_F(RamFork, child_forked_within_a_call_uses_the_store_afterwards)
     LockHolder holder(file_of("theirs"), "LOCK_EX", "its");
     std::future<ReadResult> waiting;
     pid_t child = -1;
-    t_within_read = [&] {
-        waiting = std::async(std::launch::async, read_parameter, "theirs");
-        EXPECT_TRUE(someone_waits_for_a_lock());
-        child = fork();
-    };
+    std::atomic<bool> is_first{true};
+    const Hooked fork_there(calls::read, [&](auto &next, int fd, void *bytes, size_t size) {
+        if (is_first.exchange(false)) {
+            waiting = std::async(std::launch::async, read_parameter, "theirs");
+            EXPECT_TRUE(someone_waits_for_a_lock());
+            child = fork();
+        }
+        return next(fd, bytes, size);
+    });
     read_parameter("ours");
     if (child == 0) {
         alarm(kSeconds);
@@ -197,3 +181,5 @@ TEST_F(RamFork, child_forked_at_any_moment_sees_whole_values)
         EXPECT_TRUE(thread.get());
     }
 }
+
+} // namespace ram_fork_test

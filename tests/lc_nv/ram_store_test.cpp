@@ -1,17 +1,23 @@
 // Making the store.
-#include "support/interpose.h"
+#include "support/calls.h"
 #include "support/ram_store.h"
 #include "support/scoped_mount.h"
 
 #include <cerrno>
 #include <sys/stat.h>
 
+namespace ram_store_test {
+
 using namespace testing_support;
 
 namespace {
 
-int g_mkdir_errno = 0;
-std::string g_made;
+// What the store gives when its folder is not made, for this reason.
+uint32_t start_failing_with(int error)
+{
+    calls::mkdir.fail_nth(1, error);
+    return nvmram_init();
+}
 
 bool is_store_directory()
 {
@@ -21,21 +27,16 @@ bool is_store_directory()
 
 } // namespace
 
-extern "C" int mkdir(const char *path, mode_t mode) noexcept
-{
-    g_made = path;
-    if (g_mkdir_errno != 0) {
-        errno = g_mkdir_errno;
-        return -1;
-    }
-    return next_definition<int(const char *, mode_t)>("mkdir")(path, mode);
-}
-
 TEST(RamInit, makes_the_directory_readable_and_writable_for_all)
 {
     umask(0);
+    std::string made;
+    const Hooked note(calls::mkdir, [&](auto &next, const char *path, mode_t mode) {
+        made = path;
+        return next(path, mode);
+    });
     EXPECT_EQ(nvmram_init(), 0U);
-    EXPECT_EQ(g_made, "/tmp/nv/");
+    EXPECT_EQ(made, "/tmp/nv/");
     struct stat status = {};
     ASSERT_EQ(stat("/tmp/nv", &status), 0);
     EXPECT_TRUE(S_ISDIR(status.st_mode));
@@ -50,8 +51,7 @@ TEST(RamInit, leaves_the_file_creation_mask_alone)
     EXPECT_EQ(mode_of(NVMRAM_DIR) & 0666U, 0644U);
     EXPECT_EQ(nvmram_init(), 0U);
     EXPECT_EQ(current_umask(), 022U);
-    g_mkdir_errno = ENOSPC;
-    EXPECT_EQ(nvmram_init(), 5U);
+    EXPECT_EQ(start_failing_with(ENOSPC), 5U);
     EXPECT_EQ(current_umask(), 022U);
 }
 
@@ -66,8 +66,7 @@ TEST(RamInit, of_a_store_that_is_there_succeeds_and_keeps_its_parameters)
 TEST(RamInit, gives_5_when_the_directory_cannot_be_made)
 {
     for (const int error : {ENOSPC, EACCES, ENOENT, EROFS}) {
-        g_mkdir_errno = error;
-        EXPECT_EQ(nvmram_init(), 5U) << error;
+        EXPECT_EQ(start_failing_with(error), 5U) << error;
     }
     EXPECT_FALSE(is_store_directory());
 }
@@ -81,8 +80,7 @@ TEST(RamInit, gives_5_on_a_read_only_file_system_without_the_directory)
 
 TEST(RamInit, counts_a_directory_that_is_already_there_as_made)
 {
-    g_mkdir_errno = EEXIST;
-    EXPECT_EQ(nvmram_init(), 0U);
+    EXPECT_EQ(start_failing_with(EEXIST), 0U);
 }
 
 TEST(RamInit, has_not_taken_place_so_writing_gives_5_after_the_checks)
@@ -90,3 +88,5 @@ TEST(RamInit, has_not_taken_place_so_writing_gives_5_after_the_checks)
     EXPECT_EQ(nvmram_writenv("a", "v", 2), 5U);
     EXPECT_EQ(nvmram_writenv("b d", "v", 2), 1U);
 }
+
+} // namespace ram_store_test

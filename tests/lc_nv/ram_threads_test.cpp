@@ -1,7 +1,6 @@
 // Threads of one process: those at one parameter take turns, those at different ones do not wait for
 // each other.
 #include "support/child_process.h"
-#include "support/interpose.h"
 #include "support/lock_circle.h"
 #include "support/lock_holder.h"
 #include "support/ram_store.h"
@@ -12,12 +11,11 @@
 #include <future>
 #include <vector>
 
+namespace ram_threads_test {
+
 using namespace testing_support;
 
 namespace {
-
-std::atomic<bool> g_time_is_taken{false}; // pauses take none
-std::atomic<int> g_pauses{0};
 
 ReadResult read_parameter(const std::string &name)
 {
@@ -48,12 +46,6 @@ template <typename Result> bool has_ended(const std::future<Result> &work)
 std::string name_of(int number) { return "p" + std::to_string(number); }
 
 } // namespace
-
-extern "C" int usleep(useconds_t microseconds)
-{
-    ++g_pauses;
-    return g_time_is_taken ? 0 : next_definition<int(useconds_t)>("usleep")(microseconds);
-}
 
 using RamThreads = RamStore;
 
@@ -187,11 +179,19 @@ TEST_F(RamThreads, deadlock_that_lasts_a_second_is_done_without_the_lock)
     const int own = lock_exclusively("/tmp/own");
     HalfWay other(file_of("a"), "/tmp/own");
     other.want_the_other_lock();
-    g_time_is_taken = true;
-    EXPECT_EQ(read_parameter("a"), found("half"));
-    g_time_is_taken = false;
-    EXPECT_EQ(g_refused_as_deadlocks, 1000);
-    EXPECT_EQ(g_pauses, 999);
+    const DeadlockCount deadlocks;
+    std::atomic<int> pauses{0};
+    {
+        const Hooked pause(calls::usleep, [&](auto &, useconds_t) {
+            ++pauses;
+            return 0;
+        });
+        EXPECT_EQ(read_parameter("a"), found("half"));
+    }
+    EXPECT_EQ(deadlocks.refused(), 1000);
+    EXPECT_EQ(pauses, 999);
     close(own);
     other.expect_success();
 }
+
+} // namespace ram_threads_test

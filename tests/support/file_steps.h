@@ -1,17 +1,16 @@
 // Records the system calls that the library makes on the files of the parameter stores, and makes one
-// of them fail or kill the process. For programs that are linked with the
-// shared library.
+// of them fail or kill the process. Outside steps_of() it does nothing.
 #pragma once
 
 #include "lc_nv.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <fcntl.h>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
@@ -130,9 +129,131 @@ inline std::string lock_step(int command, const struct flock &lock, const std::s
     return type + name + (whole ? "" : ", in part") + (command == F_SETLKW ? "" : ", not waiting");
 }
 
+// Hears of the calls from now on.
+inline void interpose_file_calls()
+{
+    calls::open.add([](auto &next, const char *path, int flags, mode_t mode) {
+        const std::string name = name_of_file(path);
+        if (name.empty()) {
+            return next(path, flags, mode);
+        }
+        const int fd = g_file_steps.next_fails() ? -1 : next(path, flags, mode);
+        g_file_steps.note("open " + name + " " + open_flags(flags, mode) + (fd < 0 ? ": fails" : ""));
+        g_file_steps.names[fd] = name;
+        return fd;
+    });
+    calls::fcntl.add([](auto &next, int fd, int command, void *argument) {
+        const std::string name = g_file_steps.name_of(fd);
+        if (name.empty()) {
+            return next(fd, command, argument);
+        }
+        if (g_file_steps.note(lock_step(command, *static_cast<struct flock *>(argument), name))) {
+            return -1;
+        }
+        if (g_file_steps.locks_fail) {
+            errno = ENOLCK;
+            return -1;
+        }
+        return next(fd, command, argument);
+    });
+    calls::ftruncate.add([](auto &next, int fd, off_t length) {
+        const std::string name = g_file_steps.name_of(fd);
+        const bool fails =
+            !name.empty() && g_file_steps.note("cut " + name + " to " + std::to_string(length));
+        return fails ? -1 : next(fd, length);
+    });
+    calls::lseek.add([](auto &next, int fd, off_t offset, int whence) -> off_t {
+        const std::string name = g_file_steps.name_of(fd);
+        const bool fails =
+            !name.empty() && g_file_steps.note("seek " + name + " to " + std::to_string(offset) +
+                                               (whence == SEEK_SET ? "" : " from elsewhere"));
+        return fails ? -1 : next(fd, offset, whence);
+    });
+    calls::write.add([](auto &next, int fd, const void *bytes, size_t size) -> ssize_t {
+        const std::string name = g_file_steps.name_of(fd);
+        if (name.empty()) {
+            return next(fd, bytes, size);
+        }
+        if (g_file_steps.next_kills()) {
+            next(fd, bytes, g_file_steps.killed_after);
+        }
+        if (g_file_steps.note("write " + std::to_string(size) + " to " + name)) {
+            return g_file_steps.taken.has_value() ? next(fd, bytes, *g_file_steps.taken) : -1;
+        }
+        if (!g_file_steps.write_result.has_value()) {
+            return next(fd, bytes, size);
+        }
+        if (*g_file_steps.write_result < 0) {
+            errno = ENOSPC;
+            return -1;
+        }
+        return next(fd, bytes, static_cast<size_t>(*g_file_steps.write_result));
+    });
+    calls::read.add([](auto &next, int fd, void *bytes, size_t size) -> ssize_t {
+        const std::string name = g_file_steps.name_of(fd);
+        if (name.empty() || !g_file_steps.note("read " + std::to_string(size) + " from " + name)) {
+            return next(fd, bytes, size);
+        }
+        return g_file_steps.taken.has_value() ? next(fd, bytes, *g_file_steps.taken) : -1;
+    });
+    calls::close.add([](auto &next, int fd) {
+        const std::string name = g_file_steps.name_of(fd);
+        if (!name.empty()) {
+            g_file_steps.note("close " + name);
+            g_file_steps.names.erase(fd);
+        }
+        return next(fd);
+    });
+    calls::fopen.add([](auto &next, const char *path, const char *mode) {
+        const std::string name = name_of_file(path);
+        if (name.empty()) {
+            return next(path, mode);
+        }
+        FILE *const stream = g_file_steps.next_fails() ? nullptr : next(path, mode);
+        g_file_steps.note("open " + name + " as a stream" + (stream == nullptr ? ": fails" : ""));
+        g_file_steps.streams[stream] = name;
+        return stream;
+    });
+    calls::fclose.add([](auto &next, FILE *stream) {
+        const auto named = g_file_steps.streams.find(stream);
+        if (named != g_file_steps.streams.end()) {
+            g_file_steps.note("close " + named->second);
+            g_file_steps.streams.erase(named);
+        }
+        return next(stream);
+    });
+    calls::mkdir.add([](auto &next, const char *path, mode_t mode) {
+        return g_file_steps.note("make " + name_of_file(path) + " " + octal(mode)) ? -1
+                                                                                   : next(path, mode);
+    });
+    calls::rmdir.add([](auto &next, const char *path) {
+        return g_file_steps.note("remove " + name_of_file(path)) ? -1 : next(path);
+    });
+    calls::umask.add([](auto &next, mode_t mask) {
+        g_file_steps.note("umask " + octal(mask));
+        return next(mask);
+    });
+    calls::fgets.add([](auto &next, char *buffer, int size, FILE *stream) {
+        return g_file_steps.note_stream("line of ", stream) ? nullptr : next(buffer, size, stream);
+    });
+    calls::fread.add([](auto &next, void *buffer, size_t size, size_t count, FILE *stream) -> size_t {
+        return g_file_steps.note_stream("bytes of ", stream) ? 0 : next(buffer, size, count, stream);
+    });
+    calls::fseek.add([](auto &next, FILE *stream, long offset, int whence) {
+        return g_file_steps.note_stream("seek ", stream, " to " + std::to_string(offset))
+                   ? -1
+                   : next(stream, offset, whence);
+    });
+    calls::system.add([](auto &next, const char *command) {
+        return g_file_steps.note(command) ? -1 : next(command);
+    });
+}
+
 // The calls that `action` makes on the stores' files.
 template <typename Action> Steps steps_of(Action action)
 {
+    static std::once_flag interposed;
+    std::call_once(interposed, interpose_file_calls);
     g_file_steps.steps.clear();
     g_file_steps.names.clear();
     g_file_steps.streams.clear();
@@ -143,211 +264,3 @@ template <typename Action> Steps steps_of(Action action)
 }
 
 } // namespace testing_support
-
-extern "C" {
-
-int taken_open(const char *path, int flags, ...) __asm__("open64");
-int taken_fcntl(int fd, int command, ...) __asm__("fcntl64");
-int taken_ftruncate(int fd, off_t length) __asm__("ftruncate64");
-off_t taken_lseek(int fd, off_t offset, int whence) __asm__("lseek64");
-ssize_t taken_read(int fd, void *bytes, size_t size) __asm__("read");
-FILE *taken_fopen(const char *path, const char *mode) __asm__("fopen64");
-int taken_fclose(FILE *stream) __asm__("fclose");
-
-TAKES_OVER int taken_open(const char *path, int flags, ...)
-{
-    using namespace testing_support;
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-    const std::string name = name_of_file(path);
-    const int fd = !name.empty() && g_file_steps.next_fails()
-                       ? -1
-                       : next_definition<int(const char *, int, ...)>("open64")(path, flags, mode);
-    if (!name.empty()) {
-        g_file_steps.note("open " + name + " " + open_flags(flags, mode) + (fd < 0 ? ": fails" : ""));
-        g_file_steps.names[fd] = name;
-    }
-    return fd;
-}
-
-TAKES_OVER int taken_fcntl(int fd, int command, ...)
-{
-    using namespace testing_support;
-    va_list arguments;
-    va_start(arguments, command);
-    void *argument = va_arg(arguments, void *);
-    va_end(arguments);
-    const std::string name = g_file_steps.name_of(fd);
-    if (!name.empty()) {
-        if (g_file_steps.note(lock_step(command, *static_cast<struct flock *>(argument), name))) {
-            return -1;
-        }
-        if (g_file_steps.locks_fail) {
-            errno = ENOLCK;
-            return -1;
-        }
-    }
-    return next_definition<int(int, int, ...)>("fcntl64")(fd, command, argument);
-}
-
-TAKES_OVER int taken_ftruncate(int fd, off_t length)
-{
-    using namespace testing_support;
-    const std::string name = g_file_steps.name_of(fd);
-    if (!name.empty() && g_file_steps.note("cut " + name + " to " + std::to_string(length))) {
-        return -1;
-    }
-    return next_definition<int(int, off_t)>("ftruncate64")(fd, length);
-}
-
-TAKES_OVER off_t taken_lseek(int fd, off_t offset, int whence)
-{
-    using namespace testing_support;
-    const std::string name = g_file_steps.name_of(fd);
-    if (!name.empty() && g_file_steps.note("seek " + name + " to " + std::to_string(offset) +
-                                           (whence == SEEK_SET ? "" : " from elsewhere"))) {
-        return -1;
-    }
-    return next_definition<off_t(int, off_t, int)>("lseek64")(fd, offset, whence);
-}
-
-TAKES_OVER ssize_t write(int fd, const void *bytes, size_t size)
-{
-    using namespace testing_support;
-    const auto write_out = next_definition<ssize_t(int, const void *, size_t)>("write");
-    const std::string name = g_file_steps.name_of(fd);
-    if (!name.empty()) {
-        if (g_file_steps.next_kills()) {
-            write_out(fd, bytes, g_file_steps.killed_after);
-        }
-        if (g_file_steps.note("write " + std::to_string(size) + " to " + name)) {
-            if (!g_file_steps.taken.has_value()) {
-                return -1;
-            }
-            size = *g_file_steps.taken;
-        }
-        if (g_file_steps.write_result.has_value()) {
-            if (*g_file_steps.write_result < 0) {
-                errno = ENOSPC;
-                return -1;
-            }
-            size = static_cast<size_t>(*g_file_steps.write_result);
-        }
-    }
-    return write_out(fd, bytes, size);
-}
-
-TAKES_OVER ssize_t taken_read(int fd, void *bytes, size_t size)
-{
-    using namespace testing_support;
-    const std::string name = g_file_steps.name_of(fd);
-    if (!name.empty() && g_file_steps.note("read " + std::to_string(size) + " from " + name)) {
-        if (!g_file_steps.taken.has_value()) {
-            return -1;
-        }
-        size = *g_file_steps.taken;
-    }
-    return next_definition<ssize_t(int, void *, size_t)>("read")(fd, bytes, size);
-}
-
-TAKES_OVER int close(int fd)
-{
-    using namespace testing_support;
-    const std::string name = g_file_steps.name_of(fd);
-    if (!name.empty()) {
-        g_file_steps.note("close " + name);
-        g_file_steps.names.erase(fd);
-    }
-    return next_definition<int(int)>("close")(fd);
-}
-
-TAKES_OVER FILE *taken_fopen(const char *path, const char *mode)
-{
-    using namespace testing_support;
-    const std::string name = name_of_file(path);
-    FILE *const stream =
-        !name.empty() && g_file_steps.next_fails()
-            ? nullptr
-            : next_definition<FILE *(const char *, const char *)>("fopen64")(path, mode);
-    if (!name.empty()) {
-        g_file_steps.note("open " + name + " as a stream" + (stream == nullptr ? ": fails" : ""));
-        g_file_steps.streams[stream] = name;
-    }
-    return stream;
-}
-
-TAKES_OVER int taken_fclose(FILE *stream)
-{
-    using namespace testing_support;
-    const auto named = g_file_steps.streams.find(stream);
-    if (named != g_file_steps.streams.end()) {
-        g_file_steps.note("close " + named->second);
-        g_file_steps.streams.erase(named);
-    }
-    return next_definition<int(FILE *)>("fclose")(stream);
-}
-
-TAKES_OVER int mkdir(const char *path, mode_t mode) noexcept
-{
-    using namespace testing_support;
-    if (g_file_steps.note("make " + name_of_file(path) + " " + octal(mode))) {
-        return -1;
-    }
-    return next_definition<int(const char *, mode_t)>("mkdir")(path, mode);
-}
-
-TAKES_OVER int rmdir(const char *path) noexcept
-{
-    using namespace testing_support;
-    if (g_file_steps.note("remove " + name_of_file(path))) {
-        return -1;
-    }
-    return next_definition<int(const char *)>("rmdir")(path);
-}
-
-TAKES_OVER mode_t umask(mode_t mask) noexcept
-{
-    using namespace testing_support;
-    g_file_steps.note("umask " + octal(mask));
-    return next_definition<mode_t(mode_t)>("umask")(mask);
-}
-
-TAKES_OVER char *fgets(char *buffer, int size, FILE *stream)
-{
-    using namespace testing_support;
-    if (g_file_steps.note_stream("line of ", stream)) {
-        return nullptr;
-    }
-    return next_definition<char *(char *, int, FILE *)>("fgets")(buffer, size, stream);
-}
-
-TAKES_OVER size_t fread(void *buffer, size_t size, size_t count, FILE *stream)
-{
-    using namespace testing_support;
-    if (g_file_steps.note_stream("bytes of ", stream)) {
-        return 0;
-    }
-    return next_definition<size_t(void *, size_t, size_t, FILE *)>("fread")(buffer, size, count,
-                                                                            stream);
-}
-
-TAKES_OVER int fseek(FILE *stream, long offset, int whence)
-{
-    using namespace testing_support;
-    if (g_file_steps.note_stream("seek ", stream, " to " + std::to_string(offset))) {
-        return -1;
-    }
-    return next_definition<int(FILE *, long, int)>("fseek")(stream, offset, whence);
-}
-
-TAKES_OVER int system(const char *command)
-{
-    using namespace testing_support;
-    if (g_file_steps.note(command)) {
-        return -1;
-    }
-    return next_definition<int(const char *)>("system")(command);
-}
-}

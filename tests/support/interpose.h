@@ -154,10 +154,6 @@ private:
 
 } // namespace testing_support
 
-// Before a function that a header interposes: each source file of a program may include the header, and
-// the linker keeps one of the definitions.
-#define TAKES_OVER [[gnu::weak]]
-
 // Interposes a function under the linker's name for it, which may differ from the headers'. `failure`
 // is what a call that fails gives. Weak, since each source file of a program may include the
 // definition.

@@ -1,10 +1,9 @@
 // Processes that each hold the lock of a parameter and request that of another: a deadlock, or with
-// different threads only one that the kernel reports. Counts the refusals (EDEADLK), and can delay a
-// reader. For one source file of a program that is linked with the shared library.
+// different threads only one that the kernel reports.
 #pragma once
 
+#include "support/calls.h"
 #include "support/child_process.h"
-#include "support/interpose.h"
 #include "support/lock_holder.h"
 #include "support/parameter_files.h"
 
@@ -12,7 +11,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdarg>
 #include <fcntl.h>
 #include <future>
 #include <string>
@@ -20,10 +18,21 @@
 
 namespace testing_support {
 
-inline std::atomic<int> g_refused_as_deadlocks{0};
-inline std::atomic<bool> g_reader_goes_on{false};
-inline std::atomic<bool> g_reader_has_its_lock{false};
-inline thread_local bool t_is_held_up = false;
+// Counts, while it lives, the locks that the kernel refuses as deadlocks.
+class DeadlockCount {
+public:
+    int refused() const { return refused_; }
+
+private:
+    std::atomic<int> refused_{0};
+    Hooked hook_{calls::fcntl, [this](auto &next, int fd, int command, void *argument) {
+                     const int result = next(fd, command, argument);
+                     if (result != 0 && errno == EDEADLK) {
+                         ++refused_;
+                     }
+                     return result;
+                 }};
+};
 
 // What another process waits for, or is waited for with.
 class Cue {
@@ -95,50 +104,30 @@ void expect_circle_is_waited_out(const std::string &first, const std::string &se
 {
     write_text(first, stored("value"));
     HalfWay other(second, first);
+    const DeadlockCount deadlocks;
+    static thread_local bool t_is_held_up = false;
+    std::atomic<bool> has_its_lock{false};
+    std::atomic<bool> goes_on{false};
+    const Hooked held_up_here(calls::read, [&](auto &next, int fd, void *bytes, size_t size) {
+        if (t_is_held_up) {
+            has_its_lock = true;
+            EXPECT_TRUE(eventually([&] { return goes_on.load(); }));
+        }
+        return next(fd, bytes, size);
+    });
     auto held_up = std::async(std::launch::async, [&] {
         t_is_held_up = true;
         return read_first();
     });
-    EXPECT_TRUE(eventually([] { return g_reader_has_its_lock.load(); }));
+    EXPECT_TRUE(eventually([&] { return has_its_lock.load(); }));
     other.want_the_other_lock();
 
     auto reading = std::async(std::launch::async, read_second);
-    EXPECT_TRUE(eventually([] { return g_refused_as_deadlocks > 1; }));
-    g_reader_goes_on = true;
+    EXPECT_TRUE(eventually([&] { return deadlocks.refused() > 1; }));
+    goes_on = true;
     EXPECT_EQ(held_up.get(), found("value"));
     EXPECT_EQ(reading.get(), found("whole"));
     other.expect_success();
 }
 
 } // namespace testing_support
-
-extern "C" {
-
-int taken_fcntl(int fd, int command, ...) __asm__("fcntl64");
-
-int taken_fcntl(int fd, int command, ...)
-{
-    va_list arguments;
-    va_start(arguments, command);
-    void *argument = va_arg(arguments, void *);
-    va_end(arguments);
-    const int result =
-        testing_support::next_definition<int(int, int, ...)>("fcntl64")(fd, command, argument);
-    if (result != 0 && errno == EDEADLK) {
-        ++testing_support::g_refused_as_deadlocks;
-    }
-    return result;
-}
-
-ssize_t taken_read(int fd, void *bytes, size_t size) __asm__("read");
-
-ssize_t taken_read(int fd, void *bytes, size_t size)
-{
-    using namespace testing_support;
-    if (t_is_held_up) {
-        g_reader_has_its_lock = true;
-        EXPECT_TRUE(eventually([] { return g_reader_goes_on.load(); }));
-    }
-    return next_definition<ssize_t(int, void *, size_t)>("read")(fd, bytes, size);
-}
-}
