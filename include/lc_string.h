@@ -55,7 +55,8 @@ LC_API void lc_str_toupper(char *text);
 
 /** Compares two ASCII texts, @p a and @p b, without case.
  * @retval -1 a sorts before b. Also for a NULL pointer, when either text begins with a byte of 0x80 or
- *            above, and when the comparison reaches such a byte: even a text compared with itself
+ *            above, and when the comparison reaches such a byte before either text ends, even in a text
+ *            that is compared with itself
  * @retval 0  equal
  * @retval 1  a sorts behind b */
 LC_API int lc_strcasecmp(const char *a, const char *b);

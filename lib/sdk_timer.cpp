@@ -153,7 +153,7 @@ lc_list_node *reuse_node() REQUIRES(g_mutex)
 
 bool is_complete(const NewEntry &entry, const char *no_record, const char *no_node)
 {
-    if (entry.node != nullptr) {
+    if (entry.is_complete()) {
         return true;
     }
     return LC_FAIL(false, "%s", entry.record == nullptr ? no_record : no_node);
@@ -162,7 +162,7 @@ bool is_complete(const NewEntry &entry, const char *no_record, const char *no_no
 // A new node with a zeroed entry; null when out of memory.
 lc_list_node *build_node()
 {
-    NewEntry entry;
+    NewEntry entry = NewEntry::with_record_first();
     return is_complete(entry, "init timer node error\n", "init list node error\n") ? entry.release()
                                                                                    : nullptr;
 }
@@ -279,7 +279,7 @@ int32_t make_service(Service *service)
     if (service->deleted == nullptr) {
         return LC_FAIL(TIMER_ERR_NOT_INIT, "create deleted list header error\n");
     }
-    NewEntry head;
+    NewEntry head = NewEntry::with_record_first();
     if (!is_complete(head, "init first timer node error\n", "init first list node error\n")) {
         return TIMER_ERR_INTERNAL;
     }

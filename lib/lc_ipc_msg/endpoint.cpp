@@ -74,10 +74,7 @@ uint32_t start(uint32_t module_id, bool per_process, const ReceiveArgs &args)
         g_endpoint.common = {};
         return IPC_ERR_RESOURCE;
     }
-    // Before the receive thread runs: its handler may send.
-    g_endpoint.initialised = true;
     if (start_receiver(args) != IPC_SUCCESS) {
-        g_endpoint.initialised = false;
         close_socket();
         return IPC_ERR_RESOURCE;
     }
@@ -114,6 +111,7 @@ uint32_t ipc_msg_init(uint32_t module_id, mq_cb cb, ipc_msg_handler_fn msg_handl
         destroy_waiters();
         return IPC_ERR_RESOURCE;
     }
+    g_endpoint.initialised = true;
     return IPC_SUCCESS;
 }
 

@@ -174,6 +174,8 @@ uint32_t receive_message(const ReceiveArgs &args, uint32_t *running)
 void *receive_thread(void *args)
 {
     const ReceiveArgs own = *ReceiveArgsPtr(static_cast<ReceiveArgs *>(args));
+    // As ipc_msg_init does: a handler may send before that has returned.
+    g_endpoint.initialised = true;
     const int fd = g_endpoint.common.fd;
     uint32_t running = 1;
     while (running != 0) {

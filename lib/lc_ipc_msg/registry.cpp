@@ -58,8 +58,8 @@ lc_list_node *find_subscriber(const reg_notify &registration, const sockaddr_un 
 
 uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber) REQUIRES(g_registry_mutex)
 {
-    Entry<ipc_addr> entry;
-    if (entry.node == nullptr) {
+    auto entry = Entry<ipc_addr>::with_node_first();
+    if (!entry.is_complete()) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
     *entry.record = subscriber;
@@ -74,8 +74,8 @@ uint32_t add_subscriber(lc_list *addr_list, const ipc_addr &subscriber) REQUIRES
 // The last step lists it, so that a failure leaves the registry unchanged.
 uint32_t add_registration(uint32_t notify_id, const ipc_addr &subscriber) REQUIRES(g_registry_mutex)
 {
-    Entry<reg_notify> entry;
-    if (entry.node == nullptr) {
+    auto entry = Entry<reg_notify>::with_node_first();
+    if (!entry.is_complete()) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Assign memory failed!\n");
     }
     OwnedList addr_list{lc_list_create()};

@@ -40,20 +40,23 @@ static_assert(offsetof(sync_waitor, session_id) == 0);
 // and once the waiter is unlinked no other thread can use them.
 using Waiter = OwnedEntry<sync_waitor, MEM_OWNER_IPC_SYNC>;
 
-bool list_waiter(Waiter &waiter, uint32_t session_id, void *out_buff, uint32_t out_len)
-    EXCLUDES(g_waiters_mutex)
+// Lists a waiter; incomplete on failure.
+Waiter list_waiter(uint32_t session_id, void *out_buff, uint32_t out_len) EXCLUDES(g_waiters_mutex)
 {
-    if (waiter.node == nullptr) {
-        return LC_FAIL(false, "Assign memory failed!\n");
+    const MutexLock guard(g_waiters_mutex);
+    Waiter waiter = Waiter::with_record_first();
+    if (!waiter.is_complete()) {
+        return LC_FAIL(Waiter(), "Assign memory failed!\n");
     }
     waiter.record->session_id = session_id;
     waiter.record->out_buff = out_buff;
     waiter.record->capacity = out_len + static_cast<uint32_t>(sizeof(ipc_msg_hdr));
-    const MutexLock guard(g_waiters_mutex);
     const uint32_t result = lc_list_add_at_tail(g_sync_waitor_list, waiter.node.get());
-    return result == LC_LIST_SUCCESS ||
-           LC_FAIL(false, "Add to list g_sync_waitor_list.list_head failed! sret=%ld\n",
-                   static_cast<long>(result));
+    if (result != LC_LIST_SUCCESS) {
+        return LC_FAIL(Waiter(), "Add to list g_sync_waitor_list.list_head failed! sret=%ld\n",
+                       static_cast<long>(result));
+    }
+    return waiter;
 }
 
 // Sends the request and stores the deadline of the response.
@@ -164,8 +167,8 @@ uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint3
     }
     in_buff->type = IPC_MSG_TYPE_REQUEST;
 
-    Waiter waiter;
-    if (!list_waiter(waiter, in_buff->session_id, out_buff, *out_len)) {
+    const Waiter waiter = list_waiter(in_buff->session_id, out_buff, *out_len);
+    if (!waiter.is_complete()) {
         return IPC_ERR_RESOURCE;
     }
     const uint32_t exchanged = exchange(*waiter.record, *dest_addr, *in_buff, in_len, timeout);

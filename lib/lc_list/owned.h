@@ -15,13 +15,36 @@ struct DestroyList {
 };
 using OwnedList = std::unique_ptr<lc_list, DestroyList>;
 
-// A record, zeroed but for what its members set, and a node for it. After a failed allocation the
-// pointer concerned is empty.
+// A record, zeroed but for what its members set, and a node for it; both or none are listed. The record
+// is freed first.
 template <typename T, uint32_t Owner> struct OwnedEntry {
-    mem::Ptr<T, Owner> record = mem::make<T, Owner>();
-    mem::Ptr<lc_list_node, Owner> node =
-        record == nullptr ? nullptr
-                          : mem::make_copy<Owner>(lc_list_node{0, record.get(), nullptr, nullptr});
+    mem::Ptr<lc_list_node, Owner> node;
+    mem::Ptr<T, Owner> record;
+
+    // Without memory for the record there is no node either.
+    static OwnedEntry with_record_first(uint32_t line = __builtin_LINE())
+    {
+        OwnedEntry entry;
+        entry.record = mem::make<T, Owner>(line);
+        if (entry.record != nullptr) {
+            entry.node =
+                mem::make_copy<Owner>(lc_list_node{0, entry.record.get(), nullptr, nullptr}, line);
+        }
+        return entry;
+    }
+
+    static OwnedEntry with_node_first(uint32_t line = __builtin_LINE())
+    {
+        OwnedEntry entry;
+        entry.node = mem::make<lc_list_node, Owner>(line);
+        entry.record = mem::make<T, Owner>(line);
+        if (entry.is_complete()) {
+            entry.node->data = entry.record.get();
+        }
+        return entry;
+    }
+
+    bool is_complete() const { return node != nullptr && record != nullptr; }
 
     // Ownership of both moves to the caller.
     lc_list_node *release()

@@ -46,7 +46,7 @@ struct Layout {
 #define U "%" SCNu32
 #define NO_L "%jn"
 #define NO_U "%n"
-constexpr Layout kLayouts[] = {
+constexpr Layout ss_fmt[] = {
     {"", kBytes | kCompressed, NO_L L U U U U NO_U NO_U NO_L L U U U U U NO_U},
     {"bytes", kCompressed, L L U U U U NO_U NO_U L L U U U U U NO_U},
     {"compressed", 0, L L U U U U U U L L U U U U U U},
@@ -55,7 +55,7 @@ constexpr Layout kLayouts[] = {
 #undef U
 #undef NO_L
 #undef NO_U
-static_assert(std::size(kLayouts) == kNetDevLayouts, "statistics.h tells how many layouts there are");
+static_assert(std::size(ss_fmt) == kNetDevLayouts, "statistics.h tells how many layouts there are");
 
 constexpr bool fits(const Layout &layout)
 {
@@ -67,7 +67,7 @@ constexpr bool fits(const Layout &layout)
     }
     return conversions == kCounters && lacked == lacked_counters(layout.lacks);
 }
-static_assert(std::all_of(std::begin(kLayouts), std::end(kLayouts), fits),
+static_assert(std::all_of(std::begin(ss_fmt), std::end(ss_fmt), fits),
               "a format has a conversion for each counter, and a %n for each that is lacked");
 
 } // namespace
@@ -78,7 +78,7 @@ using namespace lterouter;
 unsigned procnetdev_version(const char *header)
 {
     unsigned version = kNetDevLayouts - 1;
-    while (strstr(header, kLayouts[version].mark) == nullptr) {
+    while (strstr(header, ss_fmt[version].mark) == nullptr) {
         --version;
     }
     return version;
@@ -117,7 +117,7 @@ const char *get_name(char (&name)[kIfNameSize], const char *line)
 void get_dev_fields(const char *text, if_stats *stats, unsigned version)
 {
     memset(stats, 0, sizeof(*stats));
-    const Layout &layout = kLayouts[version];
+    const Layout &layout = ss_fmt[version];
     sscanf(text, layout.format, &stats->rx_bytes, &stats->rx_packets, &stats->rx_errors,
            &stats->rx_dropped, &stats->rx_fifo_errors, &stats->rx_frame_errors, &stats->rx_compressed,
            &stats->rx_multicast, &stats->tx_bytes, &stats->tx_packets, &stats->tx_errors,
