@@ -232,6 +232,15 @@ TEST_F(Registry, a_subscriber_may_come_back)
     EXPECT_EQ(received(peer), kOnce);
 }
 
+TEST_F(Registry, allocates_the_node_before_what_it_carries)
+{
+    memory().take();
+    ASSERT_EQ(subscribe(peer), 0U);
+    EXPECT_EQ(memory().take_names({kRegistrationNode, kRegistration, kList, kSubscriber}),
+              (std::vector<std::string>{kRegistrationNode.name, kRegistration.name, kList.name,
+                                        kRegistrationNode.name, kSubscriber.name}));
+}
+
 TEST_F(Registry, deregistering_frees_the_address)
 {
     ASSERT_EQ(subscribe(peer), 0U);

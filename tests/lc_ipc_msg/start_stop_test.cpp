@@ -184,6 +184,16 @@ TEST(Start, signal_that_is_blocked_afterwards_is_taken_by_the_receive_thread)
     ipc_msg_fin();
 }
 
+TEST(Start, is_not_over_while_the_thread_is_being_made)
+{
+    const auto notice = make_message(10);
+    const Hooked not_yet(calls::lc_pthread_create, [&](auto &, auto...) {
+        EXPECT_EQ(ipc_msg_notify(notice.get(), notice->length), IPC_ERR_NOT_INIT);
+        return EAGAIN;
+    });
+    EXPECT_EQ(start_mm(), IPC_ERR_RESOURCE);
+}
+
 // What tests/faults does not see: a start that failed has left the endpoint not initialised.
 TEST(Start, with_any_failing_step_gives_11_and_can_be_tried_again)
 {

@@ -248,6 +248,23 @@ TEST_F(Sync, without_a_response_it_gives_7_and_leaves_nothing_behind)
     EXPECT_EQ(memory().blocks_in_use(), blocks);
 }
 
+TEST_F(Sync, allocates_the_waiter_before_its_node_and_frees_it_first)
+{
+    const Peer server(kServer);
+    memory().take();
+    Call call(4);
+    EXPECT_EQ(call.run(1), IPC_ERR_TIMEOUT);
+    const std::vector<MemoryCall> calls = memory().take();
+    std::vector<std::pair<bool, bool>> order; // whether it is freed, and is the node
+    for (const MemoryCall &each : calls) {
+        const bool is_node = kWaiterNode.is(each.owner, each.size);
+        if (is_node || kWaiter.is(each.owner, each.size)) {
+            order.emplace_back(each.is_free, is_node);
+        }
+    }
+    EXPECT_EQ(order, (decltype(order){{false, false}, {false, true}, {true, false}, {true, true}}));
+}
+
 TEST_F(Sync, a_late_response_is_dropped_with_4_and_the_next_request_still_matches)
 {
     Peer server(kServer);

@@ -10,8 +10,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <map>
 #include <mutex>
+#include <string>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -73,6 +75,20 @@ public:
     }
     std::vector<MemoryCall> take_allocations() { return take(false); }
     std::vector<MemoryCall> take_frees() { return take(true); }
+
+    // The names of what has been allocated since the last time, in order; of anything else nothing.
+    std::vector<std::string> take_names(std::initializer_list<Allocation> known)
+    {
+        std::vector<std::string> names;
+        for (const MemoryCall &call : take_allocations()) {
+            for (const Allocation &allocation : known) {
+                if (allocation.is(call.owner, call.size)) {
+                    names.emplace_back(allocation.name);
+                }
+            }
+        }
+        return names;
+    }
 
     // Says from its release on whether the block was all zero when it was freed.
     void watch(const void *block)
