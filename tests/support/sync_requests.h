@@ -17,7 +17,7 @@ struct Exchange {
     uint32_t result = 0;
 };
 
-inline Exchange g_exchange;
+inline thread_local Exchange g_exchange;
 inline bool g_impatient = false; // waits are over at once, whatever their time-out
 
 // size bytes of an answer with this result word; what does not fit is cut.
