@@ -261,13 +261,20 @@ TEST(QueueFd, that_cannot_be_made_is_told_and_can_be_asked_for_again)
     ErrorLog log;
     const mq_cb cb = new_queue(4);
     const size_t before = open_descriptors();
-    calls::pipe.fail_nth(1, EMFILE);
-    errno = 0;
-    EXPECT_EQ(ipc_mq_get_fd(cb), -1);
-    EXPECT_EQ(errno, EMFILE);
-    EXPECT_EQ(log.lines(),
-              Lines{from_mq("Create pipe failed! errno is " + std::to_string(EMFILE) + ".\n")});
-    EXPECT_EQ(open_descriptors(), before);
+    const struct {
+        Fault &call;
+        int nth;
+        int error;
+    } kFaults[] = {{calls::pipe, 1, EMFILE}, {calls::fcntl, 1, EPERM}, {calls::fcntl, 4, EINVAL}};
+    for (const auto &[call, nth, error] : kFaults) {
+        call.fail_nth(nth, error);
+        errno = 0;
+        EXPECT_EQ(ipc_mq_get_fd(cb), -1);
+        EXPECT_EQ(errno, error);
+        EXPECT_EQ(log.lines(),
+                  Lines{from_mq("Create pipe failed! errno is " + std::to_string(error) + ".\n")});
+        EXPECT_EQ(open_descriptors(), before);
+    }
     ASSERT_EQ(put(cb, 1), IPC_SUCCESS);
     const int fd = ipc_mq_get_fd(cb);
     EXPECT_TRUE(readable(fd));

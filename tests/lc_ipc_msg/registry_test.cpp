@@ -232,6 +232,18 @@ TEST_F(Registry, a_subscriber_may_come_back)
     EXPECT_EQ(received(peer), kOnce);
 }
 
+TEST_F(Registry, without_memory_for_the_answer_there_is_none)
+{
+    const size_t blocks = settled_blocks();
+    memory().fail(kMessage);
+    deliver(peer, register_request(kTopic, 77));
+    EXPECT_TRUE(peer.has_nothing());
+    EXPECT_EQ(log.lines(), failed("register", 11, {from_msg("Assign memory failed!\n")}));
+    EXPECT_EQ(memory().blocks_in_use(), blocks);
+    notify();
+    EXPECT_EQ(received(peer), kNothing);
+}
+
 TEST_F(Registry, allocates_the_node_before_what_it_carries)
 {
     memory().take();

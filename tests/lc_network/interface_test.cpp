@@ -235,6 +235,21 @@ TEST_F(HiddenInterfaces, are_asked_for_by_the_first_15_characters_of_a_name)
     }
 }
 
+TEST_F(HiddenInterfaces, without_a_socket_count_as_up_and_have_no_addresses)
+{
+    const int asked = calls::ioctl.made;
+    calls::socket.fail_nth(1, EMFILE);
+    EXPECT_EQ(lc_is_interface_up(kDown), -1);
+    expect_note("lc_is_interface_up", "Open socket error");
+    calls::socket.fail_nth(1, EMFILE);
+    EXPECT_EQ(get_ip(kUp), -1);
+    expect_note("lc_get_ip_by_ifname", "Open socket error.");
+    calls::socket.fail_nth(1, EMFILE);
+    EXPECT_EQ(get_mac(kUp), -1);
+    expect_silence();
+    EXPECT_EQ(calls::ioctl.made, asked);
+}
+
 TEST_F(HiddenInterfaces, of_which_the_kernel_tells_nothing_are_down_and_have_no_addresses)
 {
     calls::ioctl.fail_nth(1, EIO);
