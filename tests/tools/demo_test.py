@@ -16,6 +16,9 @@ TOOLS = dict(zip(("ltectl", "wansim", "modemsim"), sys.argv[3:6]))
 PROJECT, COMPILER = sys.argv[6:8]
 
 
+os.environ["HURRY_PATIENCE"] = "20"  # here each answer of the modem comes
+
+
 def run_demo(*arguments):
     return subprocess.run([DEMO, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True,
                           timeout=120)
