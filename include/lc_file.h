@@ -1,10 +1,10 @@
 /** @file
  * Checked wrappers over stdio and file status.
  *
- * A wrapper checks its arguments, and on a bad one logs at debug level and returns -2 (NULL where a
- * pointer is returned) without making the call; otherwise it returns what the call returns and leaves
- * errno as the call left it. Files may be larger than 2 GiB; positions beyond that are out of reach of
- * lc_fseek() and, on a 32-bit machine, of lc_ftell().
+ * A wrapper logs a bad argument at debug level and returns -2 (NULL where a pointer is returned)
+ * without making the call; otherwise it returns what the call returns and leaves errno as the call left
+ * it. Files may be larger than 2 GiB; positions beyond that are out of reach of lc_fseek() and, on a
+ * 32-bit machine, of lc_ftell().
  *
  * @see stdio(3), access(2)
  *
@@ -40,9 +40,8 @@ LC_BEGIN_DECLS
 #define LC_FILE_ERR_PARAM (-2) /**< what a wrapper returns for a bad argument */
 
 /** @name Streams
- * Arguments and results are those of the call that is named. Bad arguments, which give -2 (NULL where a
- * pointer is returned), are a NULL stream, path, mode or text and those listed here; a buffer that is
- * read into and a format are not checked.
+ * Arguments and results are those of the call that is named. Bad are a NULL stream, path, mode or text
+ * and what is listed here; a buffer that is read into and a format are not checked.
  * @{ */
 
 /** Opens a file, as fopen. The caller owns the stream and closes it with lc_fclose(). */
@@ -74,12 +73,11 @@ LC_API void lc_rewind(FILE *stream);
  * @name Files
  * @{ */
 
-/** Asks for one right to a file, as access.
- * @param[in] path not NULL
+/** Asks for one right to the file @p path, as access.
  * @param[in] mode exactly one of F_OK, X_OK, W_OK, R_OK; a combination is rejected
  * @retval 0  granted
  * @retval -1 refused, or no such file; errno tells which
- * @retval -2 a bad argument */
+ * @retval -2 path is NULL, or a bad mode */
 LC_API int lc_access(const char *path, int mode);
 
 /** Tells whether @p path exists and is not a directory. A device, FIFO or socket counts. Each outcome
@@ -89,24 +87,20 @@ LC_API int lc_access(const char *path, int mode);
  * @retval -2 path is NULL */
 LC_API int lc_file_exist(const char *path);
 
-/** Tells whether @p path is a directory. Each outcome is logged at debug level.
- * @retval 0  yes
- * @retval -1 no, or it cannot be told
- * @retval -2 path is NULL */
+/** Tells whether @p path is a directory, and logs as lc_file_exist() does.
+ * @return as lc_file_exist() */
 LC_API int lc_dir_exist(const char *path);
 
 /** Copies one line of a text file, its newline included. Lines are read in pieces of at most 255 bytes,
  * and each piece counts as a line. Line 0 of an empty file is an empty text.
  * @param[in]     path of the file
  * @param[in]     line its number, from 1; 0 means the last
- * @param[out]    buf  receives the line, then NULs up to *size bytes; not NULL. A line of exactly *size
- *                     bytes fits, without a terminator; of a longer one the first *size bytes are
- *                     there, without one too
- * @param[in,out] size in: capacity of buf in bytes; not NULL. out: for line 0 the line's length when it
- *                     is longer, else unchanged
+ * @param[out]    buf  not NULL; receives the first *size bytes of the line, and NULs behind a shorter
+ *                     line: one of *size bytes fits, without a terminator
+ * @param[in,out] size not NULL; in: bytes of buf; out: the length of line 0 when it is longer, else
+ *                     unchanged
  * @retval 0  copied
- * @retval -2 path is NULL, unreadable or a directory, the line does not exist, or it is longer than
- *            *size */
+ * @retval -2 path is NULL, unreadable or a directory, or the line does not exist or is longer */
 LC_API int lc_strread_fileline(const char *path, uint32_t line, char *buf, uint32_t *size);
 
 /** @} */
