@@ -8,19 +8,17 @@
  * No operation takes a lock; guard each table with a mutex of your own.
  *
  * @par Example
- * Texts as keys and values, none of which the table is to free.
+ * A table whose keys are texts.
  * @code
  * #include <lc_hashtab.h>
- * #include <stdio.h>
  * #include <string.h>
  *
  * static uint32_t hash(struct lc_hashtab *table, const void *key)
  * {
- *     const char *text = key;
  *     uint32_t sum = 0;
  *     (void)table;
- *     while (*text)
- *         sum = sum * 31u + (unsigned char)*text++;
+ *     for (const char *text = key; *text; ++text)
+ *         sum = sum * 31u + (unsigned char)*text;
  *     return sum;
  * }
  *
@@ -31,16 +29,9 @@
  *     return strcmp(key, entry_key);
  * }
  *
- * static void keep(void *object) { (void)object; }
- *
- * int main(void)
+ * lc_hashtab *table_of_texts(void)
  * {
- *     char apn[] = "apn", internet[] = "internet";
- *     lc_hashtab *table = lc_hashtab_create(hash, compare, 16);
- *     if (lc_hashtab_insert(table, apn, internet) == 0)
- *         puts(lc_hashtab_search(table, "apn"));
- *     lc_hashtab_destroy(table, keep, keep);
- *     return 0;
+ *     return lc_hashtab_create(hash, compare, 16);
  * }
  * @endcode */
 #ifndef LC_HASHTAB_H
@@ -103,9 +94,8 @@ LC_API int32_t lc_hashtab_insert(lc_hashtab *table, void *key, void *value);
  * @return its value, still the table's; NULL when there is none or the table is NULL */
 LC_API void *lc_hashtab_search(lc_hashtab *table, const void *key);
 
-/** Frees each key and value, and @p table; NULL is ignored.
- * @param[in] key_free   frees a key; NULL for mem_free_ex()
- * @param[in] value_free frees a value; NULL for mem_free_ex() */
+/** Frees @p table, its keys by @p key_free and its values by @p value_free, where NULL stands for
+ * mem_free_ex(). A NULL table is ignored. */
 LC_API void lc_hashtab_destroy(lc_hashtab *table, lc_hashtab_free_fn key_free,
                                lc_hashtab_free_fn value_free);
 
