@@ -1,8 +1,5 @@
 /** @file
- * Bounded, blocking queues of message buffers between the threads of one process.
- *
- * A producer hands a buffer over with ipc_mq_send(); a consumer takes it with ipc_mq_recv() and frees
- * it with mem_free_ex(). Call ipc_mq_init() first. At most 64 queues per process.
+ * Bounded, blocking queues of message buffers between the threads of one process, at most 64 queues.
  *
  * A waiting call waits once: after the wake-up a sender queues its buffer even if the queue has filled
  * again, and a receiver that finds the queue emptied by another gets 11. One waiter is woken, and only
@@ -14,54 +11,23 @@
  * run while another thread uses what they destroy. A thread must not be cancelled inside a call.
  *
  * @par Example
- * A worker that carries out what is queued for it, one message after the other, up to the last. A wait
- * that ends without a message is begun anew.
+ * Hands a message over and takes one; a wait that ends without a message is begun anew.
  * @code
  * #include <lc_ipc_mq.h>
  * #include <lc_mem.h>
- * #include <lc_pthread.h>
- * #include <stdio.h>
- * #include <string.h>
  *
- * enum { FIRST = 100, LAST = 109 };
- *
- * static void *work(void *queue)
+ * void hand_over(mq_cb queue, ipc_msg_hdr *message)
  * {
- *     uint32_t id = 0;
- *     while (id != LAST) {
- *         ipc_msg_hdr *message;
- *         if (ipc_mq_recv((mq_cb)queue, &message, -1) != IPC_SUCCESS)
- *             continue;
- *         id = message->msg_id;
- *         printf("message %u\n", (unsigned)id);
+ *     if (ipc_mq_send(queue, message, 0, 0) != IPC_SUCCESS)
  *         mem_free_ex(0, __LINE__, MEM_OWNER_IPC, message);
- *     }
- *     return NULL;
  * }
  *
- * int main(void)
+ * ipc_msg_hdr *take(mq_cb queue)
  * {
- *     pthread_t worker;
- *     mq_cb queue;
- *     ipc_mq_init();
- *     if (ipc_mq_create(8, &queue) != IPC_SUCCESS ||
- *         lc_pthread_create(&worker, NULL, work, queue) != 0)
- *         return 1;
- *     for (uint32_t id = FIRST; id <= LAST; ++id) {
- *         ipc_msg_hdr *message = mem_malloc_ex(0, __LINE__, MEM_OWNER_IPC,
- *                                              sizeof *message);
- *         if (message == NULL)
- *             return 1;
- *         memset(message, 0, sizeof *message);
- *         message->msg_id = id;
- *         if (ipc_mq_send(queue, message, 0, -1) != IPC_SUCCESS) {
- *             mem_free_ex(0, __LINE__, MEM_OWNER_IPC, message);
- *             return 1;
- *         }
- *     }
- *     lc_pthread_join(worker, NULL);
- *     ipc_mq_destroy();
- *     return 0;
+ *     ipc_msg_hdr *message;
+ *     while (ipc_mq_recv(queue, &message, -1) != IPC_SUCCESS)
+ *         continue;
+ *     return message;
  * }
  * @endcode */
 #ifndef LC_IPC_MQ_H
@@ -90,9 +56,8 @@ struct timespec; /* strict C99 leaves it out of time.h */
 #define IPC_ERR_EMPTY 9u     /**< queue empty and the caller would not wait */
 #define IPC_ERR_SOCKET 10u   /**< socket error */
 #define IPC_ERR_RESOURCE 11u /**< out of memory, list failure, or a limit reached */
-/** @} */
-
-/** @name Limits of queues
+/** @}
+ * @name Limits of queues
  * @{ */
 #define IPC_MQ_MAX_QUEUES 64u        /**< queues of a process */
 #define IPC_MQ_DEFAULT_CAPACITY 256u /**< messages of a queue that is made with capacity 0 */
@@ -124,7 +89,7 @@ typedef struct ipc_mq_usg {
     uint32_t normal_count; /**< queued with ordinary priority */
 } ipc_mq_usg;
 
-/** Starts the family. Once, before any other call; later calls do nothing. */
+/** Starts the family, before any other call; later calls do nothing. */
 LC_API void ipc_mq_init(void);
 
 /** Creates a queue, which lives until ipc_mq_destroy().
@@ -136,11 +101,10 @@ LC_API void ipc_mq_init(void);
  * @retval 11 out of memory, or 64 queues exist */
 LC_API uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb);
 
-/** Queues a buffer in @p cb. Its ownership moves to the queue on success.
- * @param[in] msg_hdr  the buffer
+/** Queues the buffer @p msg_hdr in @p cb, to which its ownership moves on success.
  * @param[in] priority 0
- * @param[in] timeout  milliseconds, to the deadline of mkcondtimeout(); 0 does not wait for room, -1
- *                     waits without limit
+ * @param[in] timeout  milliseconds to wait for room, to the deadline of mkcondtimeout(); 0 does not
+ *                     wait, -1 waits without limit
  * @retval 0  queued
  * @retval 1  an argument is NULL, priority not 0 or timeout below -1
  * @retval 7  timed out
@@ -151,8 +115,7 @@ LC_API uint32_t ipc_mq_send(mq_cb cb, ipc_msg_hdr *msg_hdr, uint32_t priority, i
 /** Takes the oldest buffer of @p cb.
  * @param[out] msg_hdr the buffer; its ownership moves to the caller, who frees it with mem_free_ex().
  *                     Unchanged on failure
- * @param[in]  timeout milliseconds, to the deadline of mkcondtimeout(); 0 does not wait for a buffer,
- *                     -1 waits without limit
+ * @param[in]  timeout to wait for a buffer, as ipc_mq_send() waits for room
  * @retval 0  taken
  * @retval 1  an argument is NULL or timeout below -1
  * @retval 7  timed out
@@ -172,10 +135,9 @@ LC_API uint32_t ipc_mq_remove(mq_cb cb, uint32_t msg_id);
  * forks and executes while the pipe is made may inherit it.
  *
  * Only watch it: never read, write or close it, and remove it from the loop before ipc_mq_destroy(),
- * which closes it. When it is readable, take messages with ipc_mq_recv() and a timeout of 0: all of
- * them until that gives 9 (another thread may have taken them), or some, since it stays readable while
- * there are others. A forked child shares the pipe with its parent and must not use the queue: that
- * would make the parent's descriptor wrong.
+ * which closes it. When it is readable, take messages with ipc_mq_recv() and a timeout of 0, as many as
+ * you like: 9 means that there are no more, or that another thread was faster. A forked child shares
+ * the pipe with its parent and must not use the queue: the parent's descriptor would be wrong.
  * @return the descriptor; -1 with errno set when cb is NULL (EINVAL) or it cannot be made (EMFILE,
  *         ENFILE) */
 LC_API int ipc_mq_get_fd(mq_cb cb);
