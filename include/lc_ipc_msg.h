@@ -1,15 +1,13 @@
 /** @file
  * Messages between the router's processes over local datagram sockets.
  *
- * A process has at most one endpoint: a socket bound to its module's name in the abstract namespace and
- * a receive thread that hands every datagram to its recipient: a synchronous sender, the
- * notification registry, or the module's handler and queue.
+ * A process has at most one endpoint: a socket bound to its module's name in the abstract namespace,
+ * and a receive thread that hands every datagram to its recipient: a synchronous sender, the
+ * notification registry, or the module's handler and queue. A receiver drops a body of more than
+ * IPC_MSG_MAX_BODY bytes.
  *
- * Every send blocks while the receiver's socket is full, beyond any time-out: a time-out counts from
- * when the request has been sent. So a process that is stopped, or does not read, blocks its senders,
- * and as a subscriber the publisher, with all its registrations. ipc_msg_set_send_limit() bounds
- * that. A body is at most IPC_MSG_MAX_BODY bytes; a receiver drops a
- * longer one.
+ * Every send blocks while the receiver's socket is full, such as that of a process that is stopped or
+ * does not read, without end unless ipc_msg_set_send_limit() bounds it.
  *
  * @see unix(7)
  *
@@ -18,46 +16,34 @@
  * ipc_msg_fin() runs. Everything else may be called from any thread, except that a handler and a
  * registration check, which run on the receive thread, must not call ipc_msg_send_syn(),
  * ipc_register_notify() or ipc_msg_fin(): only that thread could deliver what they wait for. While they
- * run, nothing else is received. A thread must not be cancelled inside a call. The endpoint belongs to
- * the process that started it; a forked child must leave it alone. The receive thread inherits the
- * signal mask of the caller of ipc_msg_init(): it may take any signal to the process that this mask
- * does not block.
+ * run, nothing else is received. A thread must not be cancelled inside a call. A forked child must
+ * leave the endpoint alone. The receive thread may take any signal to the process that was not blocked
+ * for the caller of ipc_msg_init(), whose mask it inherits.
  *
  * @par Example
- * Asks the WAN manager for its roaming switch; the first word of the answer is the result.
+ * Asks a WAN manager, whose address ipc_get_addr_by_id() gave, for its roaming switch.
  * @code
  * #include <lc_ipc_msg.h>
  * #include <lc_mem.h>
  * #include <lte_sdk.h>
- * #include <stdio.h>
  *
- * int main(void)
+ * struct answer {
+ *     ipc_msg_hdr header;
+ *     lct_value_rsp body;
+ * };
+ *
+ * uint32_t ask(const ipc_addr *manager, struct answer *answer)
  * {
- *     struct {
- *         ipc_msg_hdr header;
- *         uint32_t body[2];
- *     } response;
- *     uint32_t length = sizeof response.body;
- *     ipc_addr manager;
- *     ipc_msg_hdr *request;
- *     uint32_t result;
- *
- *     if (ipc_msg_init(IPC_MODULE_CLI1, NULL, NULL, NULL, 1) != 0 ||
- *         ipc_get_addr_by_id(IPC_MODULE_MM, 0, &manager) != 0)
- *         return 1;
- *     request = ipc_memory_assign(0, IPC_MSG_TYPE_REQUEST);
+ *     uint32_t code, length = sizeof answer->body;
+ *     ipc_msg_hdr *request = ipc_memory_assign(0, IPC_MSG_TYPE_REQUEST);
  *     if (request == NULL)
- *         return 1;
+ *         return IPC_ERR_RESOURCE;
  *     request->msg_id = WM_MSG_ROAM_SWITCH_GET_REQ;
  *     request->length = 0;
  *     ipc_gen_seesion_id(request);
- *     result = ipc_msg_send_syn(&manager, request, 0, 5000, &response,
- *                               &length);
+ *     code = ipc_msg_send_syn(manager, request, 0, 5000, answer, &length);
  *     mem_free_ex(0, __LINE__, MEM_OWNER_IPC, request);
- *     if (result == IPC_SUCCESS && length >= sizeof response.body[0])
- *         printf("result: %u\n", (unsigned)response.body[0]);
- *     ipc_msg_fin();
- *     return result != IPC_SUCCESS;
+ *     return code == 0 && length < sizeof answer->body ? IPC_ERR_LENGTH : code;
  * }
  * @endcode */
 #ifndef LC_IPC_MSG_H
@@ -76,16 +62,14 @@ LC_BEGIN_DECLS
 #define IPC_MSG_MAX_SIZE 1024u /**< bytes of the largest datagram, header included */
 /** bytes of the largest body */
 #define IPC_MSG_MAX_BODY (IPC_MSG_MAX_SIZE - (uint32_t)sizeof(ipc_msg_hdr))
-/** @} */
-
-/** @name Reserved message identifiers
+/** @}
+ * @name Reserved message identifiers
  * @{ */
 #define IPC_MSG_ID_STOP 1u       /**< ends the receive thread */
 #define IPC_MSG_ID_REGISTER 2u   /**< subscribes to a notification */
 #define IPC_MSG_ID_DEREGISTER 3u /**< unsubscribes */
-/** @} */
-
-/** @name Module identifiers
+/** @}
+ * @name Module identifiers
  * With the NAME in that of the module's socket: lc_socket_NAME_common or, of one process alone,
  * lc_socket_NAME_PID_common.
  * @{ */
@@ -138,15 +122,12 @@ LC_API void ipc_gen_seesion_id(ipc_msg_hdr *msg);
  * @retval 1 priority is not 0, addr is NULL or module_id is not below 8; *addr is unchanged */
 LC_API uint32_t ipc_get_addr_by_id(uint32_t module_id, uint32_t priority, ipc_addr *addr);
 
-/** Search predicate of lc_list_find() for the @p waiter of a synchronous sender, by the response @p
- * msg.
- * @retval 0 they have the same session id
- * @retval 8 they have not */
+/** Search predicate of lc_list_find() for the @p waiter of a synchronous sender, by a response @p msg.
+ * @return 0 when they have the same session id, else 8 */
 LC_API uint32_t msg_id_match(const void *waiter, const void *msg);
 
 /** Search predicate of lc_list_find() for the @p registration of the identifier at @p notify_id.
- * @retval 0 it is that of the identifier
- * @retval 8 it is not */
+ * @return 0 when it is that of the identifier, else 8 */
 LC_API uint32_t notify_id_match(const void *registration, const void *notify_id);
 
 /** Gives the body of @p msg.
@@ -165,13 +146,11 @@ static inline ipc_addr *ipc_msg_sender(ipc_msg_hdr *msg)
     return (ipc_addr *)(void *)((uint8_t *)msg + ((size + 3u) & ~3u));
 }
 
-/** Gives the body of @p msg as ipc_msg_body() does, for languages that can only call exported
- * functions. Any thread.
- * @return where it starts; NULL when msg is NULL */
+/** Calls ipc_msg_body() with @p msg, for languages that can only call exported functions.
+ * @return where the body starts; NULL when msg is NULL */
 LC_API void *ipc_msg_get_body(ipc_msg_hdr *msg);
 
-/** Gives the sender of @p msg as ipc_msg_sender() does, for languages that can only call exported
- * functions. Any thread.
+/** Calls ipc_msg_sender() with @p msg, for languages that can only call exported functions.
  * @return the sender's address, in that buffer; NULL when msg is NULL */
 LC_API ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg);
 
@@ -181,9 +160,9 @@ LC_API ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg);
  * @param[in] len       bytes of body
  * @{ */
 
-/** Starts the endpoint of a module. A message that finds the queue full is dropped. Since old
- * kernels cannot make a socket close-on-exec, it becomes so right after: a program that another thread
- * forks and executes in between inherits it, and keeps the name bound while it runs.
+/** Starts the endpoint of a module. A message that finds the queue full is dropped. Since old kernels
+ * cannot make a socket close-on-exec, it becomes so right after: a program that another thread forks
+ * and executes in between inherits it, and keeps the name bound while it runs.
  * @param[in] module_id   IPC_MODULE_...
  * @param[in] cb          queue for received messages; NULL queues none
  * @param[in] msg_handler gets received messages; NULL has every one queued, but for responses and the
@@ -196,47 +175,44 @@ LC_API ipc_addr *ipc_msg_get_sender(ipc_msg_hdr *msg);
 LC_API uint32_t ipc_msg_init(uint32_t module_id, mq_cb cb, ipc_msg_handler_fn msg_handler,
                              ipc_reg_check_fn reg_check, uint32_t per_process);
 
-/** Stops the endpoint: sends a stop message to its own socket, joins the receive thread and frees
- * everything but the queue of ipc_msg_init(). If the stop message cannot be sent, such as when out of
- * memory, the join waits without end. That message waits for room without the limit of
- * ipc_msg_set_send_limit(). */
+/** Stops the endpoint: sends a stop message to its own socket, without the limit of
+ * ipc_msg_set_send_limit(), joins the receive thread and frees everything but the queue of
+ * ipc_msg_init(). If the message cannot be sent, such as when out of memory, the join waits without
+ * end. */
 LC_API void ipc_msg_fin(void);
 
-/** Bounds how long a send waits while the receiver's socket is full, for every send of the process:
- * asynchronous messages and responses, requests, registrations and their answers, deregistrations, and
- * a notification to each of its subscribers. One that finds no room in that time fails as others do:
- * result 10, with ETIMEDOUT in its log line. A limit is kept to the millisecond, as far as the system
- * wakes the thread in time; each send is tried at least once, and a signal does not end its wait.
+/** Bounds how long every send of the process, the answers to registrations included, waits while the
+ * receiver's socket is full. One that finds no room in that time fails with 10, and ETIMEDOUT in its
+ * log line. A limit is kept to the millisecond, as far as the system wakes the thread in time; each
+ * send is tried at least once, and a signal does not end its wait.
  *
- * With a limit the time-out of ipc_msg_send_syn() and ipc_register_notify() counts the sending too.
- * While there is no room, the call ends with 10 at the limit or with 7 at the time-out, whichever comes
- * first, and the request has not been sent. A 7 can also mean, as without a limit, that it was sent and
- * not answered.
+ * With a limit the time-out of ipc_msg_send_syn() and ipc_register_notify() counts the sending too:
+ * while there is no room, the call ends with 10 at the limit or with 7 at the time-out, whichever comes
+ * first. A 7 can also mean, as without a limit, that the request was sent and not answered.
  *
  * Without a limit, a subscriber that stops reading blocks ipc_msg_notify(), and with it all
  * registrations at the publisher, for good. With one, each notification waits that long for each such
  * subscriber, which misses it and stays registered; registrations wait for the notification.
  *
- * Any thread may call it at any time, before ipc_msg_init() too; ipc_msg_fin() does not end the limit.
- * A send under way keeps the limit that it began with. Its wait takes a descriptor, or tries again
- * every 10 ms when none can be had.
+ * May be called at any time, before ipc_msg_init() too; ipc_msg_fin() does not end the limit. A send
+ * under way keeps the limit that it began with. Its wait takes a descriptor, or tries again every 10 ms
+ * when none can be had.
  * @param[in] milliseconds the limit; 0, as at the start of the process, is none */
 LC_API void ipc_msg_set_send_limit(uint32_t milliseconds);
 
 /** Sends an asynchronous message or a response.
- * @param[in,out] buff a header and len body bytes, which stay the caller's. The header's type becomes 0
- *                     unless it is 2
+ * @param[in,out] buff the caller's header and len body bytes. Its type becomes 0 unless it is 2
  * @retval 0  sent
  * @retval 1  NULL argument
  * @retval 2  not started
  * @retval 4  the header's length is not len
- * @retval 10 socket error, or no room within the limit of ipc_msg_set_send_limit() */
+ * @retval 10 socket error, such as no socket of that name, or no room (ipc_msg_set_send_limit()) */
 LC_API uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, uint32_t len);
 
 /** Sends a request and waits for the response that carries its session id. Never call it on the receive
  * thread.
- * @param[in,out] in_buff  a header with a new session id and in_len body bytes, which stay the
- * caller's. The header's type becomes 1
+ * @param[in,out] in_buff  the caller's header, with a new session id, and in_len body bytes. Its type
+ *                         becomes 1
  * @param[in]     in_len   bytes of body
  * @param[in]     timeout  milliseconds, not 0, to the deadline of mkcondtimeout(), which is made when
  *                         the request has been sent; with a limit of ipc_msg_set_send_limit(), at once
@@ -248,7 +224,7 @@ LC_API uint32_t ipc_msg_send_asy(const ipc_addr *dest_addr, ipc_msg_hdr *buff, u
  * @retval 4  the header's length is not in_len
  * @retval 5  the response is longer than *out_len: its beginning is in out_buff, *out_len stays
  * @retval 7  timed out
- * @retval 10 socket error, such as no socket of that name, or no room within the limit
+ * @retval 10 as of ipc_msg_send_asy()
  * @retval 11 out of memory */
 LC_API uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff, uint32_t in_len,
                                  uint32_t timeout, void *out_buff, uint32_t *out_len);
@@ -259,11 +235,9 @@ LC_API uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff
 
 /** Subscribes this endpoint to the notification @p notify_id of the publisher @p dest_addr. It is
  * idempotent. Never call it on the receive thread. The subscription outlives the process, until
- * ipc_deregister_notify() or the publisher's end; a publisher that starts again has no subscriptions.
- * @param[in] timeout   milliseconds to wait for the publisher's answer, as for ipc_msg_send_syn()
+ * ipc_deregister_notify() or the publisher's end.
+ * @param[in] timeout milliseconds to wait for the publisher's answer, as for ipc_msg_send_syn()
  * @retval 0  subscribed
- * @retval 1  dest_addr is NULL or timeout 0
- * @retval 2  not started
  * @retval 4  the publisher could not read the request or sent an answer without a result
  * @retval 6  refused
  * @retval 11 out of memory, here or at the publisher
@@ -271,11 +245,7 @@ LC_API uint32_t ipc_msg_send_syn(const ipc_addr *dest_addr, ipc_msg_hdr *in_buff
 LC_API uint32_t ipc_register_notify(const ipc_addr *dest_addr, uint32_t notify_id, uint32_t timeout);
 
 /** Unsubscribes from the notification @p notify_id of the publisher @p dest_addr; there is no answer.
- * @retval 0  sent
- * @retval 1  dest_addr is NULL
- * @retval 2  not started
- * @retval 11 out of memory
- * @return one of these or another code of ipc_msg_send_asy() */
+ * @return a code of ipc_msg_send_asy(), or 11 when out of memory */
 LC_API uint32_t ipc_deregister_notify(const ipc_addr *dest_addr, uint32_t notify_id);
 
 /** Sends a message to every subscriber of its msg_id, in the order of registration. Registrations wait
@@ -292,7 +262,7 @@ LC_API uint32_t ipc_msg_notify(ipc_msg_hdr *buff, uint32_t len);
  * @{ */
 
 /** Reads one datagram of any kind from the endpoint's socket, waiting for it without end. The receive
- * thread reads the same socket: which of the two gets a datagram is a race. Any thread.
+ * thread reads the same socket: which of the two gets a datagram is a race.
  * @param[out]    out_buff at least *out_len + 16 bytes; receives header and body
  * @param[in,out] out_len  in: room for the body; out: bytes of body received
  * @param[out]    src_addr the sender, also with 4 and 5 and of an empty datagram; cleared on a socket
