@@ -1,47 +1,26 @@
 /** @file
- * Circular doubly linked list of caller-allocated nodes, one data pointer each.
- *
- * The tail's next is the head and the head's prev is the tail; an empty list has neither. Walk it from
- * head along next until tail has been visited.
+ * Circular doubly linked list of caller-allocated nodes, one data pointer each. Walk it from head along
+ * next until tail has been visited.
  *
  * @par Threads
  * No operation takes a lock; guard each list with a mutex of your own.
  *
  * @par Example
- * A list of the program's arguments. Its end frees the nodes; the texts are not its own.
+ * Adds an object to a list.
  * @code
  * #include <lc_list.h>
  * #include <lc_mem.h>
- * #include <stdio.h>
  * #include <string.h>
  *
- * static uint32_t keep(void *data)
+ * int append(lc_list *list, void *object)
  * {
- *     (void)data;
- *     return 0;
- * }
- *
- * int main(int count, char **arguments)
- * {
- *     lc_list *list = lc_list_create();
- *     const lc_list_node *node;
- *     if (list == NULL)
- *         return 1;
- *     for (int i = 0; i < count; ++i) {
- *         lc_list_node *added = mem_malloc_ex(0, __LINE__, MEM_OWNER_LIST,
- *                                             sizeof *added);
- *         if (added == NULL)
- *             break;
- *         memset(added, 0, sizeof *added);
- *         added->data = arguments[i];
- *         lc_list_add_at_tail(list, added);
- *     }
- *     node = list->head;
- *     for (uint32_t left = list->count; left > 0; --left) {
- *         puts(node->data);
- *         node = node->next;
- *     }
- *     return (int)lc_list_destroy(list, keep);
+ *     lc_list_node *node = mem_malloc_ex(0, __LINE__, MEM_OWNER_LIST,
+ *                                        sizeof *node);
+ *     if (node == NULL)
+ *         return -1;
+ *     memset(node, 0, sizeof *node);
+ *     node->data = object;
+ *     return (int)lc_list_add_at_tail(list, node);
  * }
  * @endcode */
 #ifndef LC_LIST_H
@@ -96,8 +75,8 @@ typedef uint32_t (*lc_list_visit_fn)(lc_list_node *node, void *argument);
  * @return the list, which lc_list_destroy() takes back; NULL when out of memory */
 LC_API lc_list *lc_list_create(void);
 
-/** Frees each node's non-NULL data, the nodes and @p list itself.
- * @param[in] free_data frees a node's data, before the node; NULL for mem_free_ex()
+/** Frees each node's non-NULL data by @p free_data, or by mem_free_ex() when that is NULL, then the
+ * node, and at last @p list itself.
  * @retval 0 done
  * @retval 1 list is NULL */
 LC_API uint32_t lc_list_destroy(lc_list *list, lc_list_free_fn free_data);
