@@ -55,7 +55,7 @@ typedef struct logconfig {
     char name[LC_LOG_NAME_SIZE]; /**< its name, as in the names of its flag files */
 } logconfig;
 
-/** Looks up the module with the number @p id. Any thread.
+/** Looks up the module with the number @p id.
  * @param[out] out its record; NULL when it is not wanted
  * @retval 0 found
  * @retval 3 the configuration file has no such module
@@ -63,25 +63,22 @@ typedef struct logconfig {
 LC_API int get_logconfig_by_ID(logconfig *out, int32_t id);
 
 /** Sets the module of the calling process, with the number @p id, for all its log lines. Their identity
- * is the module's number, in at least two digits, and its name, such as "03WanManager". Call it once,
- * at start-up, before other threads start.
+ * is the module's number, in at least two digits, and its name, such as "03WanManager".
  * @retval 0 done, also when a module was named before (nothing changes then)
  * @retval 1 the module is not known: log_print() stays silent */
 LC_API int log_init(int32_t id);
 
 /** Sends one message to syslog (facility user). Everything before log_init() is dropped. Allocates
- * nothing, keeps errno. Any thread. A format too long to be prefixed with the uptime in 512 bytes goes
- * out without it. The libc's syslog may cut lines: musl's keeps 31 bytes of the identity and 1024 of
- * the whole message.
+ * nothing, keeps errno. A format too long to be prefixed with the uptime in 512 bytes goes out without
+ * it. The libc's syslog may cut lines: musl's keeps 31 bytes of the identity and 1024 of the whole
+ * message.
  * @param[in] level  LC_LOG_DEBUG, LC_LOG_INFO or LC_LOG_ERROR; any other is dropped
  * @param[in] format of printf, followed by its arguments */
 LC_API void log_print(int32_t level, const char *format, ...) LC_PRINTF(2, 3);
 
-/** Sends one message to syslog as log_print() does, but as it is: a "%" in it is a "%". For texts that
- * others made, and for languages that cannot call a function with a variable number of arguments. Any
- * thread.
- * @param[in] level LC_LOG_DEBUG, LC_LOG_INFO or LC_LOG_ERROR; any other is dropped
- * @param[in] text  the message; NULL is dropped */
+/** Sends @p text to syslog as log_print() does at this @p level, but as it is: a "%" in it is a "%".
+ * For texts that others made, and for languages that cannot call a function with a variable number of
+ * arguments. NULL is dropped. */
 LC_API void log_print_text(int32_t level, const char *text);
 
 LC_END_DECLS
