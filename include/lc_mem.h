@@ -8,7 +8,7 @@
  * @see malloc(3)
  *
  * @par Threads
- * All functions may be called from any thread. */
+ * Any. */
 #ifndef LC_MEM_H
 #define LC_MEM_H
 
@@ -27,12 +27,12 @@ LC_BEGIN_DECLS
 #define MEM_OWNER_IPC_SYNC 0x03000001u /**< receive thread, its messages, waiters, registrations */
 #define MEM_OWNER_TIMER 0x07000000u    /**< timers */
 #define MEM_OWNER_LCT 0x84080000u      /**< messages of the LTE client */
-/** @} */
-
-/** @name Allocation
- * @param[in] thread_tag low 16 bits of the caller's kernel thread id; for tracing, ignored here
- * @param[in] line       source line of the call; for tracing, ignored here
- * @param[in] owner      MEM_OWNER_...; for tracing, ignored here
+/** @}
+ * @name Allocation
+ * The first three arguments are for tracing and ignored here.
+ * @param[in] thread_tag low 16 bits of the caller's kernel thread id
+ * @param[in] line       source line of the call
+ * @param[in] owner      MEM_OWNER_...
  * @{ */
 
 /** Allocates a block of @p size bytes, uninitialised.
