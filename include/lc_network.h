@@ -1,11 +1,10 @@
 /** @file
  * Routes, interfaces and ARP, and the socket calls under this library's names.
  *
- * Interface predicates answer -1 for yes and 0 for no. Names of interfaces and devices have at most 15
- * characters: of a longer one the kernel gets the first 15, unless stated otherwise. Whether an
- * interface exists is decided by if_nametoindex: the GNU libc accepts no longer name, musl uses its
- * first 15 characters. Diagnostics are logged at debug level. Pointers must not be NULL unless stated
- * otherwise.
+ * Interface predicates answer -1 for yes and 0 for no. Of an interface's name of more than 15
+ * characters the kernel gets the first 15, unless stated otherwise; if_nametoindex, which decides
+ * whether an interface exists, accepts no such name with the GNU libc and uses its first 15 characters
+ * with musl. Diagnostics are logged at debug level. Pointers must not be NULL unless stated otherwise.
  *
  * @see socket(7), packet(7), arp(7), ltectl(1)
  *
@@ -14,7 +13,7 @@
  * call may inherit the call's socket, which becomes close-on-exec only after it is made.
  *
  * @par Example
- * A default route, and the hardware address of the gateway that it goes through.
+ * A default route.
  * @code
  * #include <lc_network.h>
  * #include <stdio.h>
@@ -22,13 +21,9 @@
  *
  * int main(void)
  * {
- *     char mac[LC_MAC_TEXT_SIZE];
- *     const char *gateway = "192.168.0.1";
- *     const int error = lc_route_add("eth0", 0, NULL, gateway, NULL);
+ *     const int error = lc_route_add("eth0", 0, NULL, "192.168.0.1", NULL);
  *     if (error != 0)
  *         printf("no route: %s\n", strerror(error));
- *     if (lc_get_climac_by_ip(gateway, mac) == 0)
- *         printf("by %s\n", mac);
  *     return error != 0;
  * }
  * @endcode */
@@ -56,14 +51,12 @@ LC_BEGIN_DECLS
  * @param[in,out] gateways separated by single blanks; two in a row end the list. It is modified
  * @{ */
 
-/** Adds a route.
- * @param[in] metric 0 for none
+/** Adds a route. The @p metric 0 stands for none.
  * @return 0, the errno of the failed call, or EINVAL for a text that is no address */
 LC_API int lc_route_add(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 
-/** Deletes a route.
- * @param[in] metric 0 for any
- * @return 0, the errno of the failed call, or EINVAL for a text that is no address */
+/** Deletes a route. The @p metric 0 stands for any.
+ * @return as lc_route_add() */
 LC_API int lc_route_del(const char *dev, int metric, const char *dst, const char *gw, const char *mask);
 
 /** Adds a default route through each gateway of a list.
@@ -72,15 +65,15 @@ LC_API int lc_route_del(const char *dev, int metric, const char *dst, const char
 LC_API int lc_route_add_default(const char *dev, char *gateways);
 
 /** Deletes the default route through each gateway of a list.
- * @retval 0  whatever the routes gave
- * @retval -1 the list is NULL or empty */
+ * @return as lc_route_add_default() */
 LC_API int lc_route_del_default(const char *dev, char *gateways);
 
 /** @}
  * @name Addresses and interfaces
  * The last three are deliberately inverted, since the router's processes rely on it: they refuse an
- * existing interface as a parameter error. They go on only for a name that does not exist; of one with
- * more than 15 characters the first 15 may name an interface that does.
+ * existing interface as a parameter error, as they do a NULL argument and an empty name, and go on only
+ * for a name that does not exist; of one with more than 15 characters the first 15 may name an
+ * interface that does.
  * @param[in] name of the interface
  * @{ */
 
@@ -89,29 +82,25 @@ LC_API int lc_route_del_default(const char *dev, char *gateways);
  * @retval 0 it does not */
 LC_API int is_valid_ip(const char *text);
 
-/** Tells whether there is an interface of a name.
- * @retval -1 yes, if_nametoindex knows it
+/** Tells whether there is an interface of a name, by if_nametoindex.
+ * @retval -1 yes
  * @retval 0  no */
 LC_API int lc_is_interface_exist(const char *name);
 
 /** Says of every existing interface that it is up.
- * @retval -1 the interface exists, name is NULL or "", or no socket can be opened; or the first 15
- *            characters of a longer name are an interface that is up
+ * @retval -1 refused, no socket can be opened, or the first 15 characters name an interface that is up
  * @retval 0  it does not exist */
 LC_API int lc_is_interface_up(const char *name);
 
 /** Is meant to give an interface's IPv4 address.
  * @param[out] addr the address; unchanged after a failure
- * @retval -1 the interface exists, there is no such address, an argument is NULL, name is "", or no
- *            socket can be opened
+ * @retval -1 refused, there is no such address, or no socket can be opened
  * @retval 0  the address of the interface of the first 15 characters is in addr */
 LC_API int lc_get_ip_by_ifname(const char *name, struct in_addr *addr);
 
 /** Is meant to give an interface's hardware address.
  * @param[out] mac the address, 6 bytes; unchanged after a failure
- * @retval -1 the interface exists, there is none, an argument is NULL, name is "", or no socket can be
- *            opened
- * @retval 0  the hardware address of the interface of the first 15 characters is in mac */
+ * @return as lc_get_ip_by_ifname() */
 LC_API int lc_get_mac_by_ifname(const char *name, uint8_t *mac);
 
 /** @}
@@ -127,12 +116,11 @@ LC_API int lc_get_mac_by_ifname(const char *name, uint8_t *mac);
  * @retval -2 ip is no address */
 LC_API int lc_get_climac_by_ip(const char *ip, char *mac);
 
-/** Asks who has an address and looks at the first ARP packet that comes. Needs the right to open packet
- * sockets.
- * @param[in] target_ip    the address asked for, in network order
- * @param[in] our_ip       the sender's, in network order
- * @param[in] our_mac      the sender's, 6 bytes
- * @param[in] expected_mac the hardware address that should answer, 6 bytes
+/** Asks who has the address @p target_ip and looks at the first ARP packet that comes. Needs the right
+ * to open packet sockets. Addresses are in network order, hardware addresses have 6 bytes.
+ * @param[in] our_ip       the sender's address
+ * @param[in] our_mac      the sender's hardware address
+ * @param[in] expected_mac the hardware address that should answer
  * @param[in] ifname       interface, at most 13 characters
  * @param[in] timeout_ms   milliseconds to wait for a packet
  * @retval 0  the packet is the answer, to our_mac, of expected_mac
