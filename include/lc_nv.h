@@ -6,12 +6,9 @@
  * /2ndfile/nv/, where the defaults file declares each with its attribute bits and its factory value,
  * and a current and a backup copy hold its value.
  *
- * One process calls nvm_init() before any other reads; then any process reads and writes; after
- * nvm_fin(), at an orderly shutdown, the next nvm_init() skips its repair.
- *
  * Nothing here logs except lc_dir_exist(), at debug level, in nvm_init(). Not detected are a short
  * write, a lock that is refused and a wait for a lock that a signal handler without SA_RESTART
- * interrupts. A function that sets the umask to 0 does so even when it fails.
+ * interrupts. A function that sets the umask to 0 does so even when it fails, and leaves it so.
  *
  * @see ltectl(1)
  *
@@ -23,17 +20,16 @@
  *
  * Any thread may use the volatile store. The threads of a process access a parameter one at a time, in
  * the order in which they come; at different parameters they do not wait for each other, whatever other
- * processes have locked. nvmram_readnv(), nvmram_writenv() and nvram_match() are cancellation points
- * wherever there is a file to be locked: a thread that is cancelled there (deferred cancellation, the
+ * processes have locked. Where there is a file to be locked, nvmram_readnv(), nvmram_writenv() and
+ * nvram_match() are cancellation points: a thread that is cancelled there (deferred cancellation, the
  * default), also while it waits for other threads or processes, leaves nothing open or locked, and the
- * value either unchanged or written completely. A signal handler must not call these functions, nor
- * leave one that it has interrupted. A forked child may use the volatile store, whatever its parent's
- * threads were doing there; it has copies of the descriptors that they had open.
+ * value unchanged or written completely. A signal handler must not call these functions, nor leave one
+ * that it has interrupted. A forked child may use the volatile store, whatever its parent's threads
+ * were doing there; it has copies of the descriptors that they had open.
  *
- * The persistent store does not exclude other threads of the same process: threads that may access the
- * same parameter need a lock of the caller's. A thread must not be cancelled in it: what is open or
- * locked would stay so. It keeps nothing in memory; a forked child may use it, but nvm_init() only
- * where it may use the log.
+ * In the persistent store, threads of a process that may access the same parameter need a lock of the
+ * caller's, and a thread must not be cancelled: what is open or locked would stay so. It keeps nothing
+ * in memory; a forked child may use it, but nvm_init() only where it may use the log.
  *
  * @par Example
  * Stores a volatile parameter and reads it back, since a file that could not be made is no error.
@@ -69,9 +65,8 @@ LC_BEGIN_DECLS
 #define NVM_BACKUP_DIR "/2ndfile/nv/backupnv/"      /**< backup copies */
 #define NVM_DEFAULTS_FILE "/2ndfile/nv/default.cfg" /**< declarations */
 #define NVM_SHUTDOWN_MARKER "/2ndfile/nvflage"      /**< a directory: the last run ended in order */
-/** @} */
-
-/** @name Result codes of the parameter store
+/** @}
+ * @name Result codes of the parameter store
  * @{ */
 #define NV_SUCCESS 0u    /**< done; of a comparison: equal */
 #define NV_ERR_NAME 1u   /**< bad name, or no such parameter */
@@ -80,9 +75,8 @@ LC_BEGIN_DECLS
 #define NV_ERR_VALUE 4u  /**< NULL or over-long value */
 #define NV_ERR_SYSTEM 5u /**< system failure */
 #define NV_ERR_DIFFER 6u /**< the value differs */
-/** @} */
-
-/** @name Volatile parameters
+/** @}
+ * @name Volatile parameters
  * @param[in]  name  of the parameter
  * @param[out] buf   receives the value and a NUL
  * @param[in]  value to be stored, or expected
@@ -100,9 +94,8 @@ LC_API uint32_t nvmram_init(void);
  * @retval 2 a NULL argument, or the value with its NUL is longer than size */
 LC_API uint32_t nvmram_readnv(const char *name, char *buf, uint32_t size);
 
-/** Stores a value, creating the parameter if needed. Sets the process's umask to 0 and leaves it so:
- * the files are mode 0666. A parameter file that cannot be created also gives 0; read back what must be
- * stored.
+/** Stores a value, creating the parameter if needed, with mode 0666. Sets the process's umask to 0. A
+ * parameter file that cannot be created also gives 0; read back what must be stored.
  * @param[in] size of the largest value that the caller allows, terminator included
  * @retval 0 stored
  * @retval 1 bad name
@@ -154,11 +147,9 @@ LC_API uint32_t nvram_match(const char *name, const char *value);
 LC_API int nv_parse_line(char *line, char **name_out, uint32_t *bits_out, char **value_out,
                          const char *path, uint32_t line_number);
 
-/** Runs the checksum of parameter files and upgrade images: the reflected CRC-32 (polynomial
- * 0xEDB88320) without inversion before or after. Any thread.
- * @param[in] crc    0, or the result for the data before
- * @param[in] data   length bytes
- * @param[in] length of data
+/** Runs the checksum of parameter files and upgrade images over @p length bytes of @p data: the
+ * reflected CRC-32 (polynomial 0xEDB88320) without inversion before or after. Any thread.
+ * @param[in] crc 0, or the result for the data before
  * @return the checksum */
 LC_API uint32_t nv_crc32_update(uint32_t crc, const void *data, size_t length);
 
@@ -176,14 +167,12 @@ LC_API uint32_t nvm_parsefile(const char *path, const char *name, char *buf, uin
 
 /** @}
  * @name Persistent parameters
- * @param[in]  name  of the parameter
- * @param[out] buf   receives the value and a NUL
- * @param[in]  value to be stored, or expected
+ * The @p name, @p buf and @p value are as for volatile parameters.
  * @{ */
 
 /** Opens the store. After an orderly shutdown it only removes the marker; otherwise it makes the
  * store's directories and gives every declared parameter two copies of equal value: the current one
- * when there is one, else the backup's, else the default. Sets the umask to 0 and leaves it so. Call it
+ * when there is one, else the backup's, else the default. Sets the umask to 0. One process calls it,
  * once, before other processes and threads use the store.
  * @retval 0 opened
  * @retval 5 the marker cannot be removed, the defaults file is missing, a directory cannot be made (a
@@ -193,8 +182,8 @@ LC_API uint32_t nvm_init(void);
 
 /** Copies the value of a parameter: that of the current copy, else of the backup, else the default.
  * Values of 4096 bytes and more are cut to 4095. A copy that cannot be opened counts as one that is not
- * there: a process without the right to read the store gets the defaults, and 0. The store's
- * directories as nvm_init() makes them can be searched by root alone.
+ * there: a process that may not read the store gets the defaults, and 0. nvm_init() makes the store's
+ * directories such that root alone can search them.
  * @param[in] size capacity of buf in bytes
  * @retval 0 copied
  * @retval 1 bad name or not declared
@@ -202,8 +191,8 @@ LC_API uint32_t nvm_init(void);
  * @retval 5 the defaults file is missing or malformed (asked only when neither copy holds anything) */
 LC_API uint32_t nvm_readnv(const char *name, char *buf, uint32_t size);
 
-/** Stores a value in both copies. A parameter that has no copy yet must be declared. A line
- * feed in the value can be stored, but makes an export malformed. Sets the umask to 0 and leaves it so.
+/** Stores a value in both copies. A parameter that has no copy yet must be declared. A line feed in the
+ * value can be stored, but makes an export malformed. Sets the umask to 0.
  * @param[in] size of the largest value that the caller allows, terminator included
  * @retval 0 stored; also when a copy, or even both, cannot be written, as on a full file system
  * @retval 1 bad name or not declared
@@ -213,10 +202,7 @@ LC_API uint32_t nvm_readnv(const char *name, char *buf, uint32_t size);
 LC_API uint32_t nvm_writenv(const char *name, const char *value, uint32_t size);
 
 /** Compares the stored value with an expected one.
- * @retval 0 equal
- * @retval 4 a NULL argument
- * @retval 5 the value cannot be read, or is longer than 2047 bytes
- * @retval 6 different */
+ * @return as nvram_match() */
 LC_API uint32_t nvm_match(const char *name, const char *value);
 
 /** Removes both copies of every parameter whose name does not begin with ".", by shell commands
@@ -245,8 +231,7 @@ LC_API uint32_t nvm_fin(void);
 LC_API uint32_t nvm_export(const char *path, uint32_t mask, int with_crc);
 
 /** Stores every value of a parameter file whose name is declared with an attribute bit that mask has
- * too, and passes over the others. The lines before a malformed one stay applied. Sets the umask to
- * 0 and leaves it so.
+ * too, and passes over the others. The lines before a malformed one stay applied. Sets the umask to 0.
  * @param[in] has_crc        non-zero for a file that begins with a checksum line
  * @param[in] check_identity non-zero to accept only a file whose NV_IDENTITY_ parameters both have
  *                           their default values; without a checksum line only the lines behind the
