@@ -4,9 +4,8 @@
  * @see pthreads(7), fork(2), exec(3)
  *
  * @par Threads
- * No state of their own; any thread may call them. A thread must not be cancelled, nor end itself,
- * inside a call of this library: what the call holds would stay held. The volatile store of lc_nv.h is
- * an exception, and says what it allows.
+ * Any. A thread must not be cancelled, nor end itself, inside a call of this library: what the call
+ * holds would stay held. The volatile store of lc_nv.h is an exception, and says what it allows.
  *
  * @par Example
  * The routing table into a file, within five seconds.
@@ -91,7 +90,7 @@ LC_API int lc_killall(const char *name, int sig);
 LC_API int lc_killall_tk(const char *name);
 
 /** @}
- * @name Threads
+ * @name Threads, their attributes, mutexes and conditions
  * Arguments and results are those of the call that is named: 0 or an error number, where there is one.
  * @{ */
 
@@ -104,11 +103,6 @@ LC_API void lc_pthread_exit(void *result) LC_NORETURN;
 LC_API int lc_pthread_join(pthread_t thread, void **result);
 /** Asks a thread to end, as pthread_cancel. */
 LC_API int lc_pthread_cancle(pthread_t thread);
-
-/** @}
- * @name Attributes of threads
- * Arguments and results are those of the call that is named: 0 or an error number.
- * @{ */
 
 /** Makes default attributes, as pthread_attr_init. */
 LC_API int lc_pthread_attr_init(pthread_attr_t *attr);
@@ -126,11 +120,6 @@ LC_API int lc_pthread_attr_setdetachstate(pthread_attr_t *attr, int state);
 LC_API int lc_pthread_attr_getstacksize(const pthread_attr_t *attr, size_t *size);
 /** Sets the size of a thread's stack in bytes, as pthread_attr_setstacksize. */
 LC_API int lc_pthread_attr_setstacksize(pthread_attr_t *attr, size_t size);
-
-/** @}
- * @name Mutexes and conditions
- * Arguments and results are those of the call that is named: 0 or an error number.
- * @{ */
 
 /** Makes a mutex, as pthread_mutex_init. */
 LC_API int lc_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
