@@ -49,14 +49,12 @@ LC_API char *lc_strtok(char *text, const char *separators);
 
 /** Converts @p text to lower case in place, up to its terminator; NULL is ignored. */
 LC_API void lc_str_tolower(char *text);
-
 /** Converts @p text to upper case in place, up to its terminator; NULL is ignored. */
 LC_API void lc_str_toupper(char *text);
 
 /** Compares two ASCII texts, @p a and @p b, without case.
- * @retval -1 a sorts before b. Also for a NULL pointer, when either text begins with a byte of 0x80 or
- *            above, and when the comparison reaches such a byte before either text ends, even in a text
- *            that is compared with itself
+ * @retval -1 a sorts before b; also for a NULL pointer, and when either text begins with a byte of 0x80
+ *            or above or the comparison reaches one before either text ends, even of a text with itself
  * @retval 0  equal
  * @retval 1  a sorts behind b */
 LC_API int lc_strcasecmp(const char *a, const char *b);
@@ -67,11 +65,10 @@ LC_API int lc_strcasecmp(const char *a, const char *b);
  * @return as lc_strcasecmp() */
 LC_API int lc_strncasecmp(const char *a, const char *b, unsigned int count);
 
-/** Compares @p a and @p b ignoring all white space and case. Unequal texts give the difference of the
- * two first differing characters as signed chars, with their case: "abc" against "ABD" gives
- * 'c' - 'D', which is positive.
+/** Compares @p a and @p b ignoring all white space and case.
  * @return 0 when equal, also for the same pointer (NULL too); -1 when only a is NULL, 1 when only b is;
- *         else the difference */
+ *         else the difference of the two first differing characters as signed chars, with their case:
+ *         "abc" against "ABD" gives 'c' - 'D', which is positive */
 LC_API int lc_strwicmp(const char *a, const char *b);
 
 /** Splits a text into numbers at every @p sep. Runs of separators make no empty fields.
