@@ -2,8 +2,8 @@
  * Upgrading the modem's firmware over its USB serial ports.
  *
  * The image goes to LC_UP_DATA_PORT in pieces of 2048 bytes, one frame a piece, each acknowledged
- * before the next is sent; AT commands go to LC_UP_AT_PORT. An application calls lc_set_img_size(),
- * lc_up_start(), lc_up_img() until the whole image is passed, then lc_up_status() to poll.
+ * before the next is sent. An application calls lc_set_img_size(), lc_up_start(), lc_up_img() until the
+ * whole image is passed, then lc_up_status() to poll.
  *
  * A process performs one upgrade: nothing is reset after it has ended or failed. Every call blocks its
  * thread, a failing one for minutes; a signal handler shortens its pauses. Each step is traced in
@@ -15,31 +15,21 @@
  * No call is thread-safe.
  *
  * @par Example
- * Passes an image file to the modem.
+ * Passes an image of a number of bytes to the modem.
  * @code
  * #include <lc_up.h>
  * #include <stdio.h>
  *
- * int main(int count, char **arguments)
+ * int upgrade(FILE *image, int32_t size)
  * {
  *     char chunk[4096];
- *     int32_t failed = -1;
  *     size_t bytes;
- *     FILE *image = count == 2 ? fopen(arguments[1], "rb") : NULL;
- *     if (image != NULL && fseek(image, 0, SEEK_END) == 0 &&
- *         lc_set_img_size((int32_t)ftell(image)) == 0)
- *         failed = lc_up_start();
- *     if (failed == 0)
- *         rewind(image);
- *     while (failed == 0 &&
- *            (bytes = fread(chunk, 1, sizeof chunk, image)) > 0)
- *         failed = lc_up_img(chunk, (int32_t)bytes);
- *     if (failed == 0)
- *         failed = ferror(image) ? -1 : lc_up_status();
- *     if (image != NULL)
- *         fclose(image);
- *     puts(failed == 0 ? "upgraded" : "failed");
- *     return failed != 0;
+ *     if (lc_set_img_size(size) != 0 || lc_up_start() != 0)
+ *         return -1;
+ *     while ((bytes = fread(chunk, 1, sizeof chunk, image)) > 0)
+ *         if (lc_up_img(chunk, (int32_t)bytes) != 0)
+ *             return -1;
+ *     return ferror(image) ? -1 : lc_up_status();
  * }
  * @endcode */
 #ifndef LC_UP_H
@@ -66,21 +56,18 @@ LC_BEGIN_DECLS
 #define UPGRADE_TLV_TYPE_COMMAND_RSP 2u /**< the response to a command */
 #define UPGRADE_TLV_TYPE_DATA_REQ 0x10u /**< a piece of the image */
 #define UPGRADE_TLV_TYPE_DATA_RSP 0x20u /**< the response to a piece */
-/** @} */
-
-/** @name Indexes of command frames
+/** @}
+ * @name Indexes of command frames
  * @{ */
 #define UPGRADE_TLV_TYPE_CMD_BEGIN 0x42454749u /**< the image begins */
 #define UPGRADE_TLV_TYPE_CMD_END 0x454E444Cu   /**< the image is complete */
-/** @} */
-
-/** @name The AT commands that an upgrade needs
+/** @}
+ * @name The AT commands that an upgrade needs
  * @{ */
 #define LC_UP_AT_START "at+syscmd=sys_upgrade_start\r\n" /**< switches into upgrade mode */
 #define LC_UP_AT_STATUS "at+syscmd=sys_upgrader_get\r\n" /**< asks for the state of the upgrade */
-/** @} */
-
-/** @name Status of an upgrade, for an application's own reports
+/** @}
+ * @name Status of an upgrade, for an application's own reports
  * @{ */
 #define LCT_UP_FAIL (-1) /**< failed */
 #define LCT_UP_NONE 0    /**< none */
