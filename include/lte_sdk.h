@@ -1,17 +1,15 @@
 /** @file
  * The client through which a process drives the WAN manager and its modem.
  *
- * Call lct_module_init() once, then the requests from any thread; the host's callback gets the link and
- * interface notifications. A program that only asks and ends starts by lct_ipc_init_for_sc_msg()
- * instead. Diagnostics go to the trace file /tmp/ltelog.1 (/tmp/ltelog.2 is the generation before).
+ * Call lct_module_init() once, then the requests; the host's callback gets the link and interface
+ * notifications. A program that only asks and ends starts by lct_ipc_init_for_sc_msg() instead. To end,
+ * stop the threads that make requests, then call lct_deregister(), then lct_module_fin(). Diagnostics
+ * go to the trace file /tmp/ltelog.1 (/tmp/ltelog.2 is the generation before).
  *
  * No message says that the WAN manager has ended or started again. While it does not run every send
  * fails at once; while it hangs requests time out. After a restart it has no subscribers. A host that
- * outlives it therefore subscribes every few seconds, by ipc_register_notify() with a time-out of some
- * seconds, on a thread that may block: subscribing is idempotent, and the result tells whether the WAN
- * manager runs.
- *
- * To end, stop the threads that make requests, then call lct_deregister(), then lct_module_fin().
+ * outlives it therefore subscribes every few seconds, by ipc_register_notify(), whose result tells
+ * whether the WAN manager runs, with a time-out of some seconds, on a thread that may block.
  *
  * @see ltectl(1), wansim(1)
  *
@@ -19,9 +17,9 @@
  * lct_module_init() and lct_module_fin() belong to one thread. Requests may be made from any thread but
  * the one that runs the callback, the messaging receive thread: the callback must not block for long, a
  * synchronous request could never be answered there, and any send may have to wait for its receiver,
- * without end unless ipc_msg_set_send_limit() bounds it (see lc_ipc_msg.h). The receive thread
- * inherits the signal mask of the caller of lct_module_init(): a host that awaits signals (sigwait), or
- * whose handlers must not run there, blocks them before.
+ * without end unless ipc_msg_set_send_limit() bounds it. The receive thread inherits the signal mask of
+ * the caller of lct_module_init(): a host that awaits signals (sigwait), or whose handlers must not run
+ * there, blocks them before.
  *
  * @par Example
  * Asks for the link and prints its states for ten seconds.
@@ -87,9 +85,8 @@ LC_BEGIN_DECLS
 #define WM_MSG_SERIAL_PORT_SET_REQ 0x104000c7u   /**< select the modem's serial port */
 #define WM_MSG_AT_CFUN_OFF_REQ 0x104000cfu       /**< switch the modem's radio off */
 #define WM_MSG_SMS_DEL_ALL_REQ 0x104000d1u       /**< delete every SMS */
-/** @} */
-
-/** @name Volatile parameters of lc_nv.h that tell about the modem
+/** @}
+ * @name Volatile parameters of lc_nv.h that tell about the modem
  * @{ */
 #define LCT_PARAM_SIGNAL "wm_wcdma_rssi_tmp"           /**< signal strength */
 #define LCT_PARAM_IMEI "wm_wcdma_imei_nv"              /**< IMEI */
@@ -99,16 +96,14 @@ LC_BEGIN_DECLS
 #define LCT_PARAM_DIAG "wm_wcdma_diag_tmp"             /**< diagnosis */
 #define LCT_PARAM_SYSLOG_SWITCH "wm_syslog_switch_flg" /**< 1: the host wants the log */
 #define LCT_PARAM_USSD_TEST "test_ussd_flg" /**< which answer lct_test_ussd_notify_req() sends */
-/** @} */
-
-/** @name The trace file of the client and of the modem upgrade
+/** @}
+ * @name The trace file of the client and of the modem upgrade
  * @{ */
 #define LCT_TRACE_FILE "/tmp/ltelog.1"       /**< what is appended to */
 #define LCT_TRACE_OLDER_FILE "/tmp/ltelog.2" /**< the generation before */
 #define LCT_TRACE_LIMIT 262144               /**< bytes; the entry that goes beyond ends a generation */
-/** @} */
-
-/** @name Events
+/** @}
+ * @name Events
  * @{ */
 #define LCT_EVENT_LINK_STATUS 0xAF001u  /**< the link changed: lct_link_status */
 #define LCT_EVENT_IFACE_STATUS 0xAF002u /**< the interface changed: lct_iface_status */
@@ -172,14 +167,10 @@ typedef struct lct_config {
 /** @name Start-up and shut-down
  * @{ */
 
-/** Starts the client with @p config, which must live until lct_module_fin(): RAM parameters, queue,
- * endpoint of module 3, subscriptions to the three notifications of the WAN manager. A WAN manager that
- * does not answer is not an error (each of the three subscriptions waits up to 4 s for one that is
- * there and silent). The steps done before a failed one stay done.
- *
- * The subscriptions outlive the process: until lct_deregister() the WAN manager goes on sending each
- * event to the address of the ended process. A program that needs no events starts by
- * lct_ipc_init_for_sc_msg() instead, which subscribes to nothing.
+/** Starts the client with @p config: RAM parameters, queue, endpoint of module 3, subscriptions as by
+ * regnotify(). A WAN manager that does not answer is not an error. The steps done before a failed one
+ * stay done. The subscriptions outlive the process: until lct_deregister() the WAN manager goes on
+ * sending each event to the address of the ended process.
  * @return 0; -1 when config is NULL or there is no RAM store or no queue; else the code of
  *         ipc_msg_init() */
 LC_API int32_t lct_module_init(const lct_config *config);
@@ -205,10 +196,8 @@ LC_API uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *bo
 
 /** Sends a request and waits for its response. When nothing came back, rsp and *rsp_len are unchanged;
  * of a response too long for rsp, the beginning is copied and 0 returned.
- * @param[in]     timeout milliseconds, not 0, as for ipc_msg_send_syn(); should be 2000 or more, since
- *                        up to 1 s is lost
- * @param[out]    rsp     the response's body, whose first word is the WAN manager's result (0 is
- *                        success)
+ * @param[in]     timeout milliseconds, as for ipc_msg_send_syn(); better 2000 or more: 1 s may be lost
+ * @param[out]    rsp     the response's body; its first word is the WAN manager's result, 0 for success
  * @param[in,out] rsp_len in: room in rsp; out: bytes delivered
  * @retval 1 the response is there
  * @retval 0 it is not */
@@ -220,12 +209,11 @@ LC_API uint32_t send_request_syn(uint32_t module_id, uint32_t msg_id, const void
  * @retval 0 it was not */
 LC_API uint32_t send_notify(uint32_t msg_id, const void *body, uint32_t body_len);
 
-/** Subscribes to the interface, link and modem notifications; done by lct_module_init(). Call it again
- * to subscribe at a WAN manager that was started later, or again. Waits up to 4 s for each. */
+/** Subscribes to the interface, link and modem notifications: done by lct_module_init(), and to be done
+ * again when a WAN manager starts later. Waits up to 4 s for each when it is there and silent. */
 LC_API void regnotify(void);
 
-/** Cancels the subscriptions of regnotify(); to be called before lct_module_fin(). There is no answer:
- * an event that has been sent before still arrives. */
+/** Cancels the subscriptions of regnotify(). There is no answer: an event sent before still arrives. */
 LC_API void lct_deregister(void);
 
 /** @} */
@@ -270,19 +258,16 @@ typedef struct lct_netlist_rsp {
  * what wansim makes of them is noted.
  *
  * The time that a request waits is fixed. A caller that cannot wait so long makes it by
- * send_request_syn(), with its identifier, the body that is its argument here, and a time-out of
- * choice, and bounds by ipc_msg_set_send_limit() the wait before it, for room in the WAN manager's
- * socket.
+ * send_request_syn(), with its identifier, the body that is its argument here and another time-out, and
+ * bounds by ipc_msg_set_send_limit() the wait for room in the WAN manager's socket.
  * @param[in] enable one byte (wansim: 0 off)
  * @retval 0  success
  * @retval -1 failure
  * @{ */
 
-/** Asks for the link; the outcome arrives as a link status event.
- * @retval 0 always */
+/** Asks for the link, and always gives 0; the outcome arrives as a link status event. */
 LC_API int32_t lct_connect(void);
-/** Asks for the end of the link; the outcome arrives as a link status event.
- * @retval 0 always */
+/** Asks for the end of the link, and always gives 0; the outcome arrives as a link status event. */
 LC_API int32_t lct_disconnect(void);
 /** Reads the roaming switch into @p out (wansim: 0 off, 1 on). Waits up to 400 s. */
 LC_API int32_t lct_get_roam_switch(lct_value_rsp *out);
@@ -310,25 +295,21 @@ LC_API int32_t lct_sim_set_pinen_req(const uint8_t *enable);
  * Waits up to 400 s. */
 LC_API int32_t lct_get_netlist_req(lct_netlist_rsp *out);
 
-/** Reads the SIM's IMSI. Waits up to 5 s.
- * @param[in,out] buf receives the answer, a result word and the text, which need not be terminated:
- *                    zero buf first
- * @param[in]     len bytes of buf
- * @retval 0  an answer came, whatever its result word says
- * @retval -1 failure, also when the answer is longer than len; buf then holds its beginning */
+/** Reads the SIM's IMSI. An answer is a success whatever its result, but not one that is longer than @p
+ * len: buf then holds its beginning. Waits up to 5 s.
+ * @param[in,out] buf len bytes for the answer, a result word and the text, which need not be
+ *                    terminated: zero buf first */
 LC_API int32_t lct_net_imsi_get_req(char *buf, uint32_t len);
 
 /** Has the WAN manager use the access point name that the host has stored. Waits up to 5 s. */
 LC_API int32_t lct_apn_set_req(void);
 
-/** Sets the @p preference for a radio technology. Waits up to 20 s.
- * @retval 0  an answer came, whatever its result; of one that is too long the result must be 0
- * @retval -1 failure */
+/** Sets the @p preference for a radio technology. An answer is a success whatever its result; of one
+ * that is too long the result must be 0. Waits up to 20 s. */
 LC_API int32_t lct_net_set_pref_req(const uint32_t *preference);
 
-/** Injects a @p state of 4 bytes into the WAN manager's state machine, for tests. Waits up to 20 s.
- * @retval 0  an answer came, whatever its result
- * @retval -1 failure */
+/** Injects a @p state of 4 bytes into the WAN manager's state machine, for tests. An answer is a
+ * success whatever its result. Waits up to 20 s. */
 LC_API int32_t lct_net_set_status_test_req(const uint32_t *state);
 
 /** Reads the LTE channel in use. Waits up to 20 s.
@@ -386,30 +367,30 @@ LC_API int32_t lct_get_syslog_switch_flg(void);
  * @{ */
 
 /** Brings up the endpoint of module 3 without a handler and without subscriptions, for programs that
- * make some requests and end: the WAN manager does not remember them.
- * ipc_msg_fin() ends it.
+ * make some requests and end: the WAN manager does not remember them. ipc_msg_fin() ends it.
  * @return 0 or the code of ipc_msg_init() */
 LC_API int32_t lct_ipc_init_for_sc_msg(void);
 
-/** Asks the WAN manager for a state change, over an endpoint that lives as long as the call: in a
- * process that has started the client it would end the client's. Waits up to 400 s.
- * @retval 0  success; or the SIM cannot be used, and nothing is changed
- * @retval -1 failure */
+/** @}
+ * @name Requests over an endpoint that lives as long as the call
+ * In a process that has started the client they would end the client's.
+ * @retval 0  success, also when the SIM cannot be used: the request is then not made
+ * @retval -1 failure
+ * @{ */
+
+/** Asks the WAN manager for a state change. Waits up to 400 s. */
 LC_API int32_t lct_state_change_req(void);
 
-/** Asks the SMS store to delete every message, over an endpoint that lives as long as the call: in a
- * process that has started the client it would end the client's. Waits up to 50 s. A request for a
- * state change goes to the WAN manager first, whatever the SIM.
- * @retval 0  success; or the SIM cannot be used, and nothing is deleted
- * @retval -1 failure */
+/** Asks the SMS store to delete every message. Waits up to 50 s. Before it a request for a state change
+ * goes to the WAN manager, whatever the SIM. */
 LC_API int32_t lct_sms_del_dev_all_msg(void);
 
 /** @}
  * @name For tests
  * @{ */
 
-/** Sends the SMS store an answer to a USSD code, as if the modem had reported it: the one of three
- * that the RAM parameter "test_ussd_flg" numbers (1 to 3), else the first. Needs a started client.
+/** Sends the SMS store an answer to a USSD code, as if the modem had reported it: the one of three that
+ * LCT_PARAM_USSD_TEST numbers (1 to 3), else the first. Needs a started client.
  * @retval 0  sent
  * @retval -1 it cannot be sent */
 LC_API int32_t lct_test_ussd_notify_req(void);
@@ -518,7 +499,7 @@ typedef struct if_stats {
     uint32_t uptime;              /**< seconds since the system started */
 } if_stats;
 
-/** @name Interface counters
+/** @name Interface counters and status LEDs
  * @{ */
 
 /** Reads the counters of the interface @p ifname from /proc/net/dev into @p stats; those that the
@@ -527,10 +508,6 @@ typedef struct if_stats {
  * @retval -1 NULL ifname or no such file (*stats is unchanged), or no such interface (*stats is then
  *            all zero) */
 LC_API int32_t lct_readlist_proc(const char *ifname, if_stats *stats);
-
-/** @}
- * @name Status LEDs
- * @{ */
 
 #define LCT_LED_SIGNAL 1u   /**< the signal's */
 #define LCT_LED_INTERNET 2u /**< the link's */
