@@ -8,12 +8,12 @@
  * @par Threads
  * Any. Callbacks run on the timer thread with the service's mutex held. A callback must not call
  * init_timer(), start_timer(), stop_timer(), exist_timer() or query_timer(): it would deadlock. It must
- * not block on anything else either, since every timer and every caller of this family waits with it:
- * no request, no send to another process, whose socket may be full, no lock that is held around a call
- * of this family. It may count, post a semaphore (sem_post) or queue a message (ipc_mq_send() with
- * time-out 0), and leave the work to a thread that may wait. The timer thread inherits the signal mask
- * of the caller of init_timer(): it may take any signal to the process that this mask does not block. A
- * forked child has no timer thread and must not use this family before exec.
+ * not block on anything else either (a request, a send to another process, whose socket may be full, a
+ * lock that is held around a call of this family), since every timer and every caller of this family
+ * waits with it. It may count, post a semaphore (sem_post) or queue a message (ipc_mq_send() with
+ * time-out 0), and leave the work to a thread that may wait. The timer thread may take any signal to
+ * the process that was not blocked for the caller of init_timer(), whose mask it inherits. A forked
+ * child has no timer thread and must not use this family before exec.
  *
  * @par Example
  * A line every second, five times.
@@ -28,11 +28,10 @@
  * {
  *     timer clock = {"clock", 1000, 1, on_second, (uintptr_t)"tick"};
  *     timer_id id;
- *     if (init_timer() != TIMER_SUCCESS ||
- *         start_timer(&clock, &id) != TIMER_SUCCESS)
+ *     if (init_timer() != 0 || start_timer(&clock, &id) != 0)
  *         return 1;
  *     usleep(5500000);
- *     return stop_timer(id.node, id.stamp) != TIMER_SUCCESS;
+ *     return stop_timer(id.node, id.stamp);
  * }
  * @endcode */
 #ifndef SDK_TIMER_H
@@ -109,18 +108,12 @@ LC_API int32_t exist_timer(uintptr_t node, uint32_t stamp);
  * @retval 1 not initialised */
 LC_API int32_t query_timer(uint32_t counts[2]);
 
-/** @name Hooks for a debugger
- * They do nothing.
- * @{ */
-
-/** Does nothing.
+/** Does nothing: a hook for a debugger.
  * @retval 0 always */
 LC_API int32_t printf_list(void);
 
-/** Does nothing. Called after every change. */
+/** Does nothing: a hook for a debugger, called after every change. */
 LC_API void printf_timerlist(void);
-
-/** @} */
 
 LC_END_DECLS
 
