@@ -6,8 +6,9 @@
  * notification registry, or the module's handler and queue. A receiver drops a body of more than
  * IPC_MSG_MAX_BODY bytes.
  *
- * Every send blocks while the receiver's socket is full, such as that of a process that is stopped or
- * does not read, without end unless ipc_msg_set_send_limit() bounds it.
+ * Every send blocks while the receiver's socket is full, without end unless ipc_msg_set_send_limit()
+ * bounds it: a process that is stopped, or does not read, blocks its senders, and as a subscriber the
+ * publisher, with all its registrations.
  *
  * @see unix(7)
  *

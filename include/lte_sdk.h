@@ -196,7 +196,7 @@ LC_API uint32_t send_request(uint32_t module_id, uint32_t msg_id, const void *bo
 
 /** Sends a request and waits for its response. When nothing came back, rsp and *rsp_len are unchanged;
  * of a response too long for rsp, the beginning is copied and 0 returned.
- * @param[in]     timeout milliseconds, as for ipc_msg_send_syn(); better 2000 or more: 1 s may be lost
+ * @param[in]     timeout milliseconds, as for ipc_msg_send_syn(); 2000 or more, since up to 1 s is lost
  * @param[out]    rsp     the response's body; its first word is the WAN manager's result, 0 for success
  * @param[in,out] rsp_len in: room in rsp; out: bytes delivered
  * @retval 1 the response is there
