@@ -34,17 +34,16 @@ uint32_t open_and_bind(uint32_t module_id, bool per_process)
     SocketRecord &record = g_endpoint.common;
     record = {};
     set_socket_name(record.sock, module_id, per_process ? static_cast<unsigned int>(getpid()) : 0);
-    Fd fd{open_watchable_socket()};
-    if (!fd) {
+    record.fd = open_watchable_socket();
+    if (record.fd < 0) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Create socket %s failed! errno is %d.\n", kCommonPriority,
                        errno);
     }
     const auto *address = reinterpret_cast<const sockaddr *>(&record.sock);
-    if (bind(fd.get(), address, sizeof(record.sock)) != 0) {
+    if (bind(record.fd, address, sizeof(record.sock)) != 0) {
         return LC_FAIL(IPC_ERR_RESOURCE, "Bind socket %s failed! errno is %d.\n", kCommonPriority,
                        errno);
     }
-    record.fd = fd.release();
     return IPC_SUCCESS;
 }
 
@@ -70,15 +69,11 @@ uint32_t start_receiver(const ReceiveArgs &args)
 
 uint32_t start(uint32_t module_id, bool per_process, const ReceiveArgs &args)
 {
-    if (open_and_bind(module_id, per_process) != IPC_SUCCESS) {
-        g_endpoint.common = {};
-        return IPC_ERR_RESOURCE;
+    if (open_and_bind(module_id, per_process) == IPC_SUCCESS && start_receiver(args) == IPC_SUCCESS) {
+        return IPC_SUCCESS;
     }
-    if (start_receiver(args) != IPC_SUCCESS) {
-        close_socket();
-        return IPC_ERR_RESOURCE;
-    }
-    return IPC_SUCCESS;
+    close_socket();
+    return IPC_ERR_RESOURCE;
 }
 
 // The address record of this endpoint.
