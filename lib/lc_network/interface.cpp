@@ -74,31 +74,28 @@ int lc_is_interface_exist(const char *name)
 int lc_is_interface_up(const char *name)
 {
     ifreq request;
-    switch (ask(name, SIOCGIFFLAGS, &request)) {
-    case Answer::kRefused:
+    const Answer answer = ask(name, SIOCGIFFLAGS, &request);
+    if (answer == Answer::kRefused) {
         return NOTE(-1, "Parameter error");
-    case Answer::kNoSocket:
-        return NOTE(-1, "Open socket error");
-    case Answer::kFailed:
-        return kNo;
-    case Answer::kGiven:
-        break;
     }
-    return (request.ifr_flags & IFF_UP) != 0 ? kYes : kNo;
+    if (answer == Answer::kNoSocket) {
+        return NOTE(-1, "Open socket error");
+    }
+    return answer == Answer::kGiven && (request.ifr_flags & IFF_UP) != 0 ? kYes : kNo;
 }
 
 int lc_get_ip_by_ifname(const char *name, in_addr *addr)
 {
     ifreq request;
-    switch (addr == nullptr ? Answer::kRefused : ask(name, SIOCGIFADDR, &request)) {
-    case Answer::kRefused:
+    const Answer answer = addr == nullptr ? Answer::kRefused : ask(name, SIOCGIFADDR, &request);
+    if (answer == Answer::kRefused) {
         return NOTE(-1, "Parameter error.");
-    case Answer::kNoSocket:
+    }
+    if (answer == Answer::kNoSocket) {
         return NOTE(-1, "Open socket error.");
-    case Answer::kFailed:
+    }
+    if (answer == Answer::kFailed) {
         return NOTE(-1, "IOCTL operation error.");
-    case Answer::kGiven:
-        break;
     }
     sockaddr_in found;
     memcpy(&found, &request.ifr_addr, sizeof(found));
@@ -109,14 +106,12 @@ int lc_get_ip_by_ifname(const char *name, in_addr *addr)
 int lc_get_mac_by_ifname(const char *name, uint8_t *mac)
 {
     ifreq request;
-    switch (mac == nullptr ? Answer::kRefused : ask(name, SIOCGIFHWADDR, &request)) {
-    case Answer::kRefused:
-    case Answer::kNoSocket:
-        return -1;
-    case Answer::kFailed:
+    const Answer answer = mac == nullptr ? Answer::kRefused : ask(name, SIOCGIFHWADDR, &request);
+    if (answer == Answer::kFailed) {
         return NOTE(-1, "IOCTL operation error.");
-    case Answer::kGiven:
-        break;
+    }
+    if (answer != Answer::kGiven) {
+        return -1;
     }
     memcpy(mac, request.ifr_hwaddr.sa_data, LC_MAC_SIZE);
     return NOTE(0, "The mac address of interface %s is[%02hhx:%02hhx:%02hhx:%02hhx:%02hhx:%02hhx]",
