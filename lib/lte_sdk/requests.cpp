@@ -37,10 +37,9 @@ int32_t read_parameter(const char *name, char *buf, uint32_t size)
 
 } // namespace
 
-// Traces that the request of this name failed, with delivery and result; its value is -1.
-#define CALL_FAILED(name, delivered, result)                                    \
-    LC_TRACE(-1, "call " name " failed ret:%d rsp:%d\n\n", (delivered) ? 1 : 0, \
-             static_cast<int>(result))
+// Traces that the request of this name was not delivered, with its result; its value is -1.
+#define CALL_FAILED(name, result) \
+    LC_TRACE(-1, "call " name " failed ret:%d rsp:%d\n\n", 0, static_cast<int>(result))
 
 Answer deliver(const Request &request, const void *body, void *response)
 {
@@ -95,7 +94,7 @@ int32_t lct_sim_set_pinen_req(const uint8_t *enable)
     uint8_t result = kUnanswered;
     // Success when delivered: hosts ignore the WAN manager's result.
     const bool delivered = deliver(request::lct_sim_set_pinen_req, enable, &result).delivered;
-    return delivered ? 0 : CALL_FAILED("WM_MSG_PIN_MODIFY_EN_REQ", delivered, result);
+    return delivered ? 0 : CALL_FAILED("WM_MSG_PIN_MODIFY_EN_REQ", result);
 }
 
 // ---- Network ----
@@ -128,8 +127,7 @@ int32_t lct_net_set_pref_req(const uint32_t *preference)
     int32_t result = kUnanswered;
     const bool delivered = deliver(request::lct_net_set_pref_req, preference, &result).delivered;
     // Either suffices: the result may be 0 in an answer that is too long to be delivered.
-    return delivered || result == 0 ? 0
-                                    : CALL_FAILED("WM_MSG_DUALMODE_SET_PREF_REQ", delivered, result);
+    return delivered || result == 0 ? 0 : CALL_FAILED("WM_MSG_DUALMODE_SET_PREF_REQ", result);
 }
 
 int32_t lct_get_netlist_req(lct_netlist_rsp *out)
@@ -191,7 +189,7 @@ int32_t lct_net_set_status_test_req(const uint32_t *state)
     int32_t result = kUnanswered;
     // Success when delivered: only the delivery is tested.
     const bool delivered = deliver(request::lct_net_set_status_test_req, state, &result).delivered;
-    return delivered ? 0 : CALL_FAILED("SC_STATE_CHANGE_REQ", delivered, result);
+    return delivered ? 0 : CALL_FAILED("SC_STATE_CHANGE_REQ", result);
 }
 
 int32_t lct_inface_status_req(const lct_iface_status *status)
