@@ -108,7 +108,7 @@ void show_watched(mq_mgt &queue)
     const ssize_t done = has_message ? write(queue.write_end, &byte, sizeof(byte))
                                      : read(queue.watch_end, &byte, sizeof(byte));
     // EAGAIN: a caller has read the byte from the descriptor, against the contract.
-    if (done == sizeof(byte) || (done < 0 && errno == EAGAIN)) {
+    if (done >= 0 || errno == EAGAIN) {
         queue.shows_message = has_message;
     }
 }
