@@ -34,21 +34,19 @@ uint32_t wait_once(mq_mgt &queue, Condition &condition, int32_t timeout, uint32_
 // record, the usage report and ipc_mq_recv have high priority as part of the queue's design.
 uint32_t link_message(mq_mgt &queue, lc_list_node *node, uint32_t priority) REQUIRES(queue.lock)
 {
-    if (priority == 0) {
-        const uint32_t result = lc_list_add_at_tail(queue.mq_head, node);
-        if (result == LC_LIST_SUCCESS) {
-            increment(queue.normal_count);
-        }
-        return result;
-    }
-    const uint32_t result = queue.last_high == nullptr
+    const bool high = priority != 0;
+    const uint32_t result = !high ? lc_list_add_at_tail(queue.mq_head, node)
+                            : queue.last_high == nullptr
                                 ? lc_list_add_at_head(queue.mq_head, node)
                                 : lc_list_add_next(queue.mq_head, queue.last_high, node);
-    if (result == LC_LIST_SUCCESS) {
-        queue.last_high = node;
-        increment(queue.high_count);
+    if (result != LC_LIST_SUCCESS) {
+        return result;
     }
-    return result;
+    if (high) {
+        queue.last_high = node;
+    }
+    increment(high ? queue.high_count : queue.normal_count);
+    return LC_LIST_SUCCESS;
 }
 
 void count_removal_from_head(mq_mgt &queue) REQUIRES(queue.lock)
@@ -57,10 +55,10 @@ void count_removal_from_head(mq_mgt &queue) REQUIRES(queue.lock)
         decrement(queue.normal_count);
         return;
     }
-    if (get(queue.high_count) == 1) {
+    decrement(queue.high_count);
+    if (get(queue.high_count) == 0) {
         queue.last_high = nullptr;
     }
-    decrement(queue.high_count);
 }
 
 } // namespace
