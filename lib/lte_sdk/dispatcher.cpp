@@ -39,6 +39,25 @@ private:
     const T *body_;
 };
 
+// The texts of a link status, at most as long as their fields.
+struct LinkText {
+    char label[10];
+    uint8_t offset;
+    uint8_t size;
+};
+
+#define LINK_TEXT(label, field) \
+    LinkText { label, offsetof(lct_link_status, field), sizeof(lct_link_status::field) }
+constexpr LinkText kLinkTexts[] = {
+    LINK_TEXT("interface", interface_name),
+    LINK_TEXT("ip", ip),
+    LINK_TEXT("gateway", gateway),
+    LINK_TEXT("dns1", dns1),
+    LINK_TEXT("dns2", dns2),
+    LINK_TEXT("mask", mask),
+};
+#undef LINK_TEXT
+
 void call_host(uint32_t event, const void *body, uint32_t len)
 {
     const lct_event record = {event, body, len, 0};
@@ -49,10 +68,6 @@ void call_host(uint32_t event, const void *body, uint32_t len)
 } // namespace lterouter
 
 using namespace lterouter;
-
-// Traces one text of the link status, at most as long as its field.
-#define TRACE_TEXT(label, field) \
-    LC_TRACE(void(), label ":%.*s\n\n", static_cast<int>(sizeof(field)), field)
 
 uint32_t sdk_msg_handler(ipc_msg_hdr *msg, uint32_t len)
 {
@@ -79,12 +94,10 @@ uint32_t sdk_msg_handler(ipc_msg_hdr *msg, uint32_t len)
                  body->ip_status == kIpUp ? "WM_IP_UP" : "WM_IP_DOWN",
                  body->iface_type == LCT_IFACE_TYPE_WCDMA ? "WM_WCDMA" : "Other type");
         if (connected) {
-            TRACE_TEXT("interface", body->interface_name);
-            TRACE_TEXT("ip", body->ip);
-            TRACE_TEXT("gateway", body->gateway);
-            TRACE_TEXT("dns1", body->dns1);
-            TRACE_TEXT("dns2", body->dns2);
-            TRACE_TEXT("mask", body->mask);
+            for (const LinkText &text : kLinkTexts) {
+                LC_TRACE(void(), "%s:%.*s\n\n", text.label, static_cast<int>(text.size),
+                         reinterpret_cast<const char *>(body.get()) + text.offset);
+            }
         }
         call_host(LCT_EVENT_LINK_STATUS, body.get(), LCT_LINK_BODY_SIZE);
         break;
