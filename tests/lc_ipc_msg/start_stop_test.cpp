@@ -306,6 +306,22 @@ TEST(Stop, sends_a_stop_message_to_its_own_name)
     EXPECT_EQ(sent[0].address, Bytes(expected, expected + 110));
 }
 
+TEST(Stop, without_memory_for_its_message_waits_until_the_thread_is_stopped_by_another)
+{
+    const Holdings before;
+    ASSERT_EQ(start_mm(), IPC_SUCCESS);
+    const Hooked another(calls::lc_pthread_join, [](auto &next, pthread_t thread, void **result) {
+        EXPECT_EQ(take_sent().size(), 0U);
+        const ipc_addr self = address_record(kMmName);
+        const MessagePtr stop = make_message(IPC_MSG_ID_STOP);
+        EXPECT_EQ(ipc_msg_send_asy(&self, stop.get(), 0), IPC_SUCCESS);
+        return next(thread, result);
+    });
+    memory().fail(kMessage);
+    ipc_msg_fin();
+    EXPECT_TRUE(gives_back(before));
+}
+
 TEST(Stop, gives_back_thread_socket_name_lists_and_registrations)
 {
     const Holdings before;

@@ -254,6 +254,13 @@ TEST_F(ArpProbe, names_an_interface_with_13_characters_at_most)
     shell("/sbin/ip link set near-of-13-ch down && /sbin/ip link set near-of-13-ch name near0");
 }
 
+TEST_F(ArpProbe, needs_a_socket_that_may_broadcast)
+{
+    calls::setsockopt.fail_nth(1, EACCES);
+    EXPECT_EQ(probe(kFarIp, kPatience), -1);
+    EXPECT_TRUE(notes().sent.empty());
+}
+
 TEST_F(ArpProbe, needs_a_descriptor_that_can_be_waited_for)
 {
     rlimit limit = {};

@@ -202,6 +202,16 @@ TEST_F(Announcement, takes_the_success_of_the_getter_for_a_failure)
     EXPECT_EQ(notes().command.find("arping -U"), std::string::npos);
 }
 
+TEST_F(Announcement, that_cannot_be_run_is_told)
+{
+    calls::system.fail_nth(1, ENOMEM);
+    EXPECT_EQ(lc_arp_update2(kNear), -1);
+    expect_note("lc_get_ip_by_ifname", "Parameter error.");
+    expect_note("lc_arp_update2", std::string("Will exec comand: ") + kArping + "0.0.0.0");
+    expect_note("lc_arp_update2", "Call function system error.");
+    expect_silence();
+}
+
 TEST_F(Announcement, of_a_missing_interface_is_left_to_arping)
 {
     printed_by([] { EXPECT_EQ(lc_arp_update2("none0"), 0); });

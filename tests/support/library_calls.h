@@ -27,6 +27,7 @@ INTERPOSE(lc_pthread_create, EAGAIN, int,
           (pthread_t * thread, const pthread_attr_t *attributes, void *(*routine)(void *),
            void *argument),
           (thread, attributes, routine, argument))
+INTERPOSE(lc_pthread_join, EINVAL, int, (pthread_t thread, void **result), (thread, result))
 INTERPOSE(lc_pthread_mutex_lock, EINVAL, int, (pthread_mutex_t * mutex), (mutex))
 INTERPOSE(lc_pthread_mutex_destroy, EINVAL, int, (pthread_mutex_t * mutex), (mutex))
 INTERPOSE(lc_pthread_cond_destroy, EINVAL, int, (pthread_cond_t * cond), (cond))
