@@ -4,6 +4,8 @@
 
 namespace lterouter {
 
+int NvParameterFile::error() const { return !stream_ || ferror(stream_.get()) != 0 ? errno : 0; }
+
 bool NvParameterFile::read_checksum(uint32_t *crc)
 {
     char *const text = line_;

@@ -38,7 +38,7 @@ public:
     long position() const { return lc_ftell(stream_.get()); }
     // Asked for right after a call that failed: why the file cannot be opened or read, as an errno
     // value; 0 when it can.
-    int error() const { return !stream_ || ferror(stream_.get()) != 0 ? errno : 0; }
+    int error() const;
 
     // Whether the file begins with the checksum of what follows it; if so, the first line is next.
     bool checksum_matches();

@@ -30,8 +30,6 @@ struct BodyForm {
     Fields fields;
     uint32_t least; // bytes
     uint32_t most;
-
-    constexpr bool takes(uint32_t length) const { return least <= length && length <= most; }
 };
 
 constexpr BodyForm body_of(Fields fields, uint32_t size) { return {fields, size, size}; }

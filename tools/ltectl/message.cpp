@@ -211,10 +211,15 @@ bool add_form(Record &record, Fields fields, const Body &body)
     return false;
 }
 
+bool takes(const BodyForm &form, uint32_t length)
+{
+    return form.least <= length && length <= form.most;
+}
+
 bool add_fields(Record &record, uint32_t msg_id, const Body &body)
 {
     for (const Kind &kind : kKinds) {
-        if (kind.msg_id == msg_id && kind.body.takes(body.length)) {
+        if (kind.msg_id == msg_id && takes(kind.body, body.length)) {
             return add_form(record, kind.body.fields, body);
         }
     }
