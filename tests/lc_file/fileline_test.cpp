@@ -1,33 +1,20 @@
 // One numbered line of a text file.
 
 #include "lc_file.h"
+#include "support/calls.h"
 #include "support/file_notes.h"
-#include "support/interpose.h"
 #include "support/scoped_mount.h"
 #include "support/text_file.h"
 
 #include <cerrno>
+
+namespace fileline_test {
 
 using namespace testing_support;
 
 namespace {
 
 constexpr char kPath[] = "/tmp/lines";
-bool g_file_vanishes = false;
-
-} // namespace
-
-FILE *fopen64(const char *path, const char *mode)
-{
-    static const auto real = next_definition<FILE *(const char *, const char *)>("fopen64");
-    if (g_file_vanishes && strcmp(path, kPath) == 0) {
-        errno = ENOENT;
-        return nullptr;
-    }
-    return real(path, mode);
-}
-
-namespace {
 
 class FileLine : public FileNotes {
 protected:
@@ -223,7 +210,13 @@ TEST_F(FileLine, directory_is_not_a_normal_file)
 TEST_F(FileLine, file_that_vanishes_before_it_is_opened_reads_as_an_empty_one)
 {
     write_text(kPath, "one\n");
-    g_file_vanishes = true;
+    const Hooked vanished(calls::fopen, [](auto &next, const char *path, const char *mode) -> FILE * {
+        if (strcmp(path, kPath) == 0) {
+            errno = ENOENT;
+            return nullptr;
+        }
+        return next(path, mode);
+    });
     EXPECT_EQ(read_line(1, sizeof(buffer)), -2);
     expect_file_found();
     expect_rejection("lc_fgets");
@@ -243,3 +236,5 @@ TEST_F(FileLine, no_way_out_leaves_the_file_open)
     read_line(0, 3);
     EXPECT_EQ(count_descriptors(), before);
 }
+
+} // namespace fileline_test

@@ -1,34 +1,22 @@
 // With bad arguments a wrapper logs one message with its own name, and makes no call.
 
 #include "lc_file.h"
+#include "support/calls.h"
 #include "support/file_notes.h"
-#include "support/interpose.h"
 #include "support/text_file.h"
 
 #include <cerrno>
 #include <climits>
-#include <cstdarg>
 #include <unistd.h>
+
+namespace rejection_test {
 
 using namespace testing_support;
 
 namespace {
 
-int g_access_calls = 0; // to kPath
-
 constexpr char kPath[] = "/tmp/file";
 constexpr size_t kRejectedCount = static_cast<size_t>(-2);
-
-} // namespace
-
-int access(const char *path, int mode) noexcept
-{
-    static const auto real = next_definition<int(const char *, int)>("access");
-    g_access_calls += strcmp(path, kPath) == 0 ? 1 : 0;
-    return real(path, mode);
-}
-
-namespace {
 
 class Rejection : public FileNotes {
 protected:
@@ -140,13 +128,18 @@ TEST_F(Rejection, access_checks_the_path)
 
 TEST_F(Rejection, access_takes_one_right_at_a_time_and_is_not_called_otherwise)
 {
+    int asked = 0; // for kPath
+    const Hooked counted(calls::access, [&](auto &next, const char *path, int mode) {
+        asked += strcmp(path, kPath) == 0 ? 1 : 0;
+        return next(path, mode);
+    });
     for (const int mode : {R_OK | W_OK, W_OK | X_OK, R_OK | X_OK, 7, 8, -1, INT_MIN}) {
         EXPECT_EQ(lc_access(kPath, mode), -2) << mode;
         expect_rejection("lc_access");
     }
-    EXPECT_EQ(g_access_calls, 0);
+    EXPECT_EQ(asked, 0);
     EXPECT_EQ(lc_access(kPath, R_OK), 0);
-    EXPECT_EQ(g_access_calls, 1);
+    EXPECT_EQ(asked, 1);
 }
 
 TEST_F(Rejection, fseek_checks_stream_and_origin)
@@ -202,3 +195,5 @@ TEST_F(Rejection, rejection_and_its_note_leave_errno_alone)
     lc_strread_fileline(nullptr, 1, buffer, nullptr);
     EXPECT_EQ(errno, 77);
 }
+
+} // namespace rejection_test

@@ -1,12 +1,14 @@
 // The identity of a process in the system log, and when it is set.
 
 #include "lc_log.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 #include "support/log_config.h"
 #include "support/pattern.h"
 #include "support/syslog_listener.h"
 
 #include <syslog.h>
+
+namespace identity_test {
 
 using namespace testing_support;
 
@@ -17,19 +19,6 @@ struct OpenlogCall {
     int options;
     int facility;
 };
-
-std::vector<OpenlogCall> g_openlog_calls;
-
-} // namespace
-
-void openlog(const char *identity, int options, int facility)
-{
-    static const auto real = next_definition<void(const char *, int, int)>("openlog");
-    g_openlog_calls.push_back({identity, options, facility});
-    real(identity, options, facility);
-}
-
-namespace {
 
 class Identity : public testing::Test {
 protected:
@@ -43,6 +32,14 @@ protected:
     }
 
     SyslogListener log;
+    std::vector<OpenlogCall> openlog_calls;
+
+private:
+    const Hooked noted_{calls::openlog,
+                        [this](auto &next, const char *identity, int options, int facility) {
+                            openlog_calls.push_back({identity, options, facility});
+                            next(identity, options, facility);
+                        }};
 };
 
 } // namespace
@@ -113,7 +110,7 @@ TEST_F(Identity, second_call_returns_0_and_changes_nothing)
     EXPECT_EQ(log_init(99), 0); // even though there is no such module
     EXPECT_EQ(shown_by("MM"), "");
     EXPECT_EQ(shown_by("WanManager"), "03WanManager");
-    EXPECT_EQ(g_openlog_calls.size(), 1u);
+    EXPECT_EQ(openlog_calls.size(), 1u);
 }
 
 TEST_F(Identity, module_that_is_not_known_fails_and_opens_nothing)
@@ -123,7 +120,7 @@ TEST_F(Identity, module_that_is_not_known_fails_and_opens_nothing)
     EXPECT_EQ(log_init(16), 1);
     EXPECT_EQ(log_init(-1), 1);
     EXPECT_EQ(shown_by("NEWMOD"), "");
-    EXPECT_TRUE(g_openlog_calls.empty());
+    EXPECT_TRUE(openlog_calls.empty());
 }
 
 TEST_F(Identity, call_after_a_failed_one_may_succeed)
@@ -136,10 +133,10 @@ TEST_F(Identity, call_after_a_failed_one_may_succeed)
 TEST_F(Identity, log_is_opened_without_options_as_a_user_process)
 {
     EXPECT_EQ(log_init(3), 0);
-    ASSERT_EQ(g_openlog_calls.size(), 1u);
-    EXPECT_EQ(g_openlog_calls[0].identity, "03WanManager");
-    EXPECT_EQ(g_openlog_calls[0].options, 0);
-    EXPECT_EQ(g_openlog_calls[0].facility, LOG_USER);
+    ASSERT_EQ(openlog_calls.size(), 1u);
+    EXPECT_EQ(openlog_calls[0].identity, "03WanManager");
+    EXPECT_EQ(openlog_calls[0].options, 0);
+    EXPECT_EQ(openlog_calls[0].facility, LOG_USER);
 }
 
 TEST_F(Identity, messages_that_the_process_logs_by_itself_carry_it_too)
@@ -150,3 +147,5 @@ TEST_F(Identity, messages_that_the_process_logs_by_itself_carry_it_too)
     EXPECT_EQ(raw.substr(0, 4), "<12>");
     EXPECT_NE(raw.find(" 03WanManager: own"), std::string::npos) << raw;
 }
+
+} // namespace identity_test

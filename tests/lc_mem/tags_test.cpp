@@ -13,6 +13,8 @@
 #include <sys/wait.h>
 #include <thread>
 
+namespace tags_test {
+
 using namespace testing_support;
 
 namespace {
@@ -230,3 +232,5 @@ TEST(MemoryTags, line_tells_one_call_from_another)
     EXPECT_EQ(lines.size(), 2u); // the record and its node
     ipc_mq_destroy();
 }
+
+} // namespace tags_test

@@ -1,6 +1,7 @@
-// Where a thread's id comes from, with gettid interposed. The id is above 65535, which occurs on a busy
-// system but not in a sandbox.
+// Where a thread's id comes from. It is above 65535 here, which occurs on a busy system but not in a
+// sandbox.
 
+#include "support/calls.h"
 #include "support/counted_memory.h"
 
 #include "lc_list.h"
@@ -8,9 +9,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <sys/syscall.h>
 #include <thread>
+
+namespace thread_id_test {
 
 using namespace testing_support;
 
@@ -39,31 +41,24 @@ int asked_by_a_tagged_list()
     return t_asked;
 }
 
+class WideIds {
+private:
+    const Hooked asked_{
+        calls::syscall,
+        [](auto &next, long number, long a, long b, long c, long d, long e, long f) -> long {
+            if (number == SYS_gettid) {
+                ++t_asked;
+                return kWideId;
+            }
+            return next(number, a, b, c, d, e, f);
+        }};
+};
+
 } // namespace
-
-pid_t gettid() noexcept { return kWideId; }
-
-// No system call has more than six arguments, and passing on ones that were not given does no harm.
-long syscall(long number, ...) noexcept
-{
-    static const auto real = next_definition<long(long, ...)>("syscall");
-    if (number == SYS_gettid) {
-        ++t_asked;
-        return kWideId;
-    }
-    va_list list;
-    va_start(list, number);
-    long arguments[6];
-    for (long &argument : arguments) {
-        argument = va_arg(list, long);
-    }
-    va_end(list);
-    return real(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
-                arguments[5]);
-}
 
 TEST(MemoryTags, tag_of_a_wide_thread_id_is_its_low_16_bits)
 {
+    const WideIds ids;
     lc_list_destroy(lc_list_create(), nullptr);
     const std::vector<MemoryCall> calls = memory().take();
     ASSERT_EQ(calls.size(), 2u);
@@ -73,6 +68,7 @@ TEST(MemoryTags, tag_of_a_wide_thread_id_is_its_low_16_bits)
 
 TEST(ThreadId, is_asked_for_once_by_each_thread)
 {
+    const WideIds ids;
     asked_by_a_tagged_list();
     EXPECT_EQ(asked_by_a_tagged_list(), 0);
     std::thread([] {
@@ -81,3 +77,5 @@ TEST(ThreadId, is_asked_for_once_by_each_thread)
     }).join();
     EXPECT_EQ(asked_by_a_tagged_list(), 0);
 }
+
+} // namespace thread_id_test

@@ -1,5 +1,6 @@
 // The parser of parameter lines.
 #include "lc_nv.h"
+#include "support/calls.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,9 @@
 #include <string>
 
 namespace parse_line_test {
+
+using namespace testing_support;
+
 namespace {
 
 // A line parsed in a buffer of exactly its size, its terminator included.
@@ -148,16 +152,7 @@ constexpr const char *kBadBits[] = {"0x",
                                     "10000000000000000",
                                     "ffffffffffffffffffffffffffffffff"};
 
-bool g_latin_locale = false;
-
 } // namespace
-
-// In an 8-bit locale the upper half has letters too.
-extern "C" int isalnum(int ch) noexcept
-{
-    return (g_latin_locale && ch >= 0xC0) || (ch >= '0' && ch <= '9') || (ch >= 'A' && ch <= 'Z') ||
-           (ch >= 'a' && ch <= 'z');
-}
 
 TEST(ParseLine, gives_what_the_line_holds)
 {
@@ -217,7 +212,10 @@ TEST(ParseLine, name_has_letters_digits_and_three_more_characters)
 
 TEST(ParseLine, name_is_judged_whatever_the_locale)
 {
-    g_latin_locale = true;
+    // In an 8-bit locale the upper half has letters too.
+    const Hooked latin(calls::isalnum, [](auto &next, int character) {
+        return character >= 0xC0 ? 1 : next(character);
+    });
     ASSERT_NE(isalnum(0xE4), 0);
     for (int byte = 128; byte < 256; ++byte) {
         expect_parsed({"letter", line_of_name(std::string(1, static_cast<char>(byte))), kMalformed});

@@ -1,6 +1,6 @@
 // Running a command: its descriptors, signals, session, time-out and result.
 #include "lc_pthread.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 #include "support/text_file.h"
 
 #include <gtest/gtest.h>
@@ -15,12 +15,11 @@
 #include <unistd.h>
 #include <vector>
 
+namespace eval_test {
+
 using namespace testing_support;
 
 namespace {
-
-bool g_fork_fails = false;
-int g_interrupted_waits = 0;
 
 constexpr char kOutput[] = "/tmp/output";
 constexpr char kPython[] = "/usr/bin/python3";
@@ -56,25 +55,6 @@ mode_t mode_of(const char *path)
 
 } // namespace
 
-extern "C" pid_t fork()
-{
-    if (g_fork_fails) {
-        errno = EAGAIN;
-        return -1;
-    }
-    return next_definition<pid_t()>("fork")();
-}
-
-extern "C" pid_t waitpid(pid_t pid, int *status, int options)
-{
-    if (g_interrupted_waits > 0) {
-        --g_interrupted_waits;
-        errno = EINTR;
-        return -1;
-    }
-    return next_definition<pid_t(pid_t, int *, int)>("waitpid")(pid, status, options);
-}
-
 TEST(Fork, gives_the_child_0_and_the_parent_its_process_id)
 {
     const pid_t parent = getpid();
@@ -89,7 +69,7 @@ TEST(Fork, gives_the_child_0_and_the_parent_its_process_id)
 
 TEST(Fork, failure_gives_minus_1_and_errno)
 {
-    g_fork_fails = true;
+    calls::fork.fail_nth(1, EAGAIN);
     EXPECT_EQ(lc_fork(), -1);
     EXPECT_EQ(errno, EAGAIN);
 }
@@ -140,18 +120,27 @@ TEST(Eval, failed_execution_does_not_run_the_hosts_exit_handlers)
 
 TEST(Eval, fork_failure_returns_errno_and_leaves_the_process_id_alone)
 {
-    g_fork_fails = true;
+    calls::fork.fail_nth(1, EAGAIN);
     int pid = 77;
     EXPECT_EQ(eval({"true"}, nullptr, 0, &pid), EAGAIN);
     EXPECT_EQ(pid, 77);
+    calls::fork.fail_nth(1, EAGAIN);
     EXPECT_EQ(eval({"true"}), EAGAIN);
 }
 
 TEST(Eval, an_interrupted_wait_goes_on)
 {
-    g_interrupted_waits = 2;
+    int interruptions = 2;
+    const Hooked interrupted(calls::waitpid, [&](auto &next, pid_t pid, int *status, int options) {
+        if (interruptions > 0) {
+            --interruptions;
+            errno = EINTR;
+            return -1;
+        }
+        return next(pid, status, options);
+    });
     EXPECT_EQ(eval_shell("exit 3"), 3 << 8);
-    EXPECT_EQ(g_interrupted_waits, 0);
+    EXPECT_EQ(interruptions, 0);
 }
 
 TEST(Eval, failed_wait_returns_errno)
@@ -313,3 +302,5 @@ TEST(EvalTimeout, a_command_that_ends_in_time_is_not_disturbed)
 {
     EXPECT_EQ(eval({"sh", "-c", "exit 3"}, nullptr, 30), 3 << 8);
 }
+
+} // namespace eval_test

@@ -2,7 +2,7 @@
 #include "lc_pthread/process.h"
 
 #include "lc_pthread.h"
-#include "support/interpose.h"
+#include "support/calls.h"
 #include "support/scoped_mount.h"
 #include "support/text_file.h"
 
@@ -16,13 +16,13 @@
 #include <sys/stat.h>
 #include <vector>
 
+namespace process_list_test {
+
 using namespace testing_support;
 
 namespace {
 
 Fault g_realloc;
-bool g_opendir_fails = false;
-int g_open_directories = 0;
 bool g_counting = false;
 
 struct Free {
@@ -79,31 +79,14 @@ protected:
 
 } // namespace
 
+// By the linker, so that the C++ run time and the sanitizers keep the heap for themselves.
 extern "C" {
 
 void *__real_realloc(void *block, size_t size);
-DIR *__real_opendir(const char *path);
-int __real_closedir(DIR *directory);
 
 void *__wrap_realloc(void *block, size_t size)
 {
     return g_counting && g_realloc.fails() ? nullptr : __real_realloc(block, size);
-}
-
-DIR *__wrap_opendir(const char *path)
-{
-    if (g_counting && g_opendir_fails) {
-        errno = EMFILE;
-        return nullptr;
-    }
-    g_open_directories += g_counting ? 1 : 0;
-    return __real_opendir(path);
-}
-
-int __wrap_closedir(DIR *directory)
-{
-    g_open_directories -= g_counting ? 1 : 0;
-    return __real_closedir(directory);
 }
 }
 
@@ -146,7 +129,7 @@ TEST_F(ProcessList, finds_a_name_of_255_characters_and_grows_for_every_match)
     const Found found = find(name.c_str());
     EXPECT_EQ(found.count, 64);
     EXPECT_EQ(found.pids, listed());
-    EXPECT_EQ(g_open_directories, 0);
+    EXPECT_EQ(calls::closedir.made, calls::opendir.made);
 }
 
 TEST_F(ProcessList, of_nothing_is_0_and_no_array)
@@ -190,18 +173,21 @@ TEST_F(ProcessList, failed_growth_leaves_the_folder_closed)
     add("500", "wanted");
     g_realloc.fail_nth(1);
     find("wanted");
-    EXPECT_EQ(g_open_directories, 0);
+    EXPECT_EQ(calls::closedir.made, calls::opendir.made);
 }
 
 TEST_F(ProcessList, without_the_folder_is_0_and_no_array)
 {
     add("12", "wanted");
-    g_opendir_fails = true;
+    const Hooked missing(calls::opendir, [](auto &, const char *) -> DIR * {
+        errno = EMFILE;
+        return nullptr;
+    });
     const Found found = find("wanted");
     EXPECT_EQ(found.count, 0);
     EXPECT_FALSE(found.has_array);
-    g_counting = true;
     EXPECT_EQ(lc_pidof("wanted"), -1);
     EXPECT_EQ(lc_killall("wanted", SIGTERM), -2);
-    g_counting = false;
 }
+
+} // namespace process_list_test

@@ -1,7 +1,7 @@
 // Finding processes by name and signalling them.
 #include "lc_pthread.h"
+#include "support/calls.h"
 #include "support/child_process.h"
-#include "support/interpose.h"
 #include "support/scoped_mount.h"
 
 #include <gtest/gtest.h>
@@ -11,26 +11,23 @@
 #include <utility>
 #include <vector>
 
+namespace process_signal_test {
+
 using namespace testing_support;
 
 namespace {
 
-std::vector<std::pair<pid_t, int>> g_kills;
-pid_t g_unkillable = -1;
+using Kills = std::vector<std::pair<pid_t, int>>;
 
-using Kills = decltype(g_kills);
+struct NotedKills {
+    Kills made;
+    const Hooked noted{calls::kill, [this](auto &next, pid_t pid, int sig) {
+                           made.emplace_back(pid, sig);
+                           return next(pid, sig);
+                       }};
+};
 
 } // namespace
-
-extern "C" int kill(pid_t pid, int sig) noexcept
-{
-    g_kills.emplace_back(pid, sig);
-    if (pid == g_unkillable) {
-        errno = EPERM;
-        return -1;
-    }
-    return next_definition<int(pid_t, int)>("kill")(pid, sig);
-}
 
 TEST(PidOf, finds_a_process_by_its_exact_name)
 {
@@ -77,9 +74,9 @@ TEST(KillAll, signals_every_process_from_the_last_found_to_the_first)
     const NamedProcess other("bystander");
     const NamedProcess two("target");
     const NamedProcess three("target");
+    const NotedKills kills;
     EXPECT_EQ(lc_killall("target", 0), 0);
-    EXPECT_EQ(g_kills, (Kills{{three.pid(), 0}, {two.pid(), 0}, {one.pid(), 0}}));
-    g_kills.clear();
+    EXPECT_EQ(kills.made, (Kills{{three.pid(), 0}, {two.pid(), 0}, {one.pid(), 0}}));
 }
 
 TEST(KillAll, delivers_the_signal)
@@ -94,18 +91,25 @@ TEST(KillAll, gives_minus_1_when_any_failed_and_still_signals_the_rest)
     for (const int which : {0, 1}) {
         NamedProcess one("target");
         NamedProcess two("target");
-        g_unkillable = which == 0 ? one.pid() : two.pid();
+        NamedProcess &spared = which == 0 ? one : two;
         NamedProcess &killed = which == 0 ? two : one;
+        const Hooked refused(calls::kill, [&](auto &next, pid_t pid, int sig) {
+            if (pid == spared.pid()) {
+                errno = EPERM;
+                return -1;
+            }
+            return next(pid, sig);
+        });
         EXPECT_EQ(lc_killall("target", SIGUSR1), -1);
         EXPECT_EQ(WTERMSIG(killed.wait()), SIGUSR1);
-        g_unkillable = -1;
     }
 }
 
 TEST(KillAll, gives_minus_2_when_no_process_matches)
 {
+    const NotedKills kills;
     EXPECT_EQ(lc_killall("target", SIGKILL), -2);
-    EXPECT_EQ(g_kills, Kills());
+    EXPECT_EQ(kills.made, Kills());
 }
 
 TEST(KillAll, without_process_files_finds_nothing)
@@ -115,3 +119,5 @@ TEST(KillAll, without_process_files_finds_nothing)
     EXPECT_EQ(lc_killall("target", SIGKILL), -2);
     EXPECT_EQ(lc_pidof("target"), -1);
 }
+
+} // namespace process_signal_test

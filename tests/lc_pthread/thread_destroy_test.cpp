@@ -5,6 +5,8 @@
 
 #include <cerrno>
 
+namespace thread_destroy_test {
+
 namespace {
 
 const void *g_destroyed = nullptr;
@@ -32,6 +34,7 @@ template <typename T> void expect_passed_through(int (*wrapper)(T *))
 
 } // namespace
 
+// By the linker: ThreadSanitizer destroys attributes before a thread can run the test's code.
 extern "C" {
 
 int __real_pthread_attr_destroy(pthread_attr_t *attr);
@@ -65,3 +68,5 @@ TEST(ThreadDestroy, condition_reaches_the_call_behind)
 {
     expect_passed_through(lc_pthread_cond_destroy);
 }
+
+} // namespace thread_destroy_test

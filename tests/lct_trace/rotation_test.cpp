@@ -1,6 +1,7 @@
 // When the trace file moves to its second generation.
 #include "lct_trace/entry.h"
 
+#include "support/calls.h"
 #include "support/trace_file.h"
 
 #include <gtest/gtest.h>
@@ -10,15 +11,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace rotation_test {
+
 using namespace testing_support;
 
 namespace {
 
 constexpr size_t kLimit = 262144;
 constexpr size_t kEntrySize = sizeof(ENTRY("abc\n")) - 1;
-bool g_open_fails = false;
-bool g_stat_fails = false;
-bool g_rename_fails = false;
 
 bool exists(const char *path) { return access(path, F_OK) == 0; }
 
@@ -33,42 +33,6 @@ size_t size_of(const char *path)
 void fill_to(size_t size) { write_text(kTraceFile, std::string(size, 'f')); }
 
 } // namespace
-
-extern "C" {
-
-int real_open(const char *path, int flags, ...) __asm__("__real_open64");
-int wrapped_open(const char *path, int flags, mode_t mode) __asm__("__wrap_open64");
-int real_stat(const char *path, struct stat *status) __asm__("__real_stat64");
-int wrapped_stat(const char *path, struct stat *status) __asm__("__wrap_stat64");
-int __real_rename(const char *from, const char *to);
-
-int wrapped_open(const char *path, int flags, mode_t mode)
-{
-    if (g_open_fails) {
-        errno = EACCES;
-        return -1;
-    }
-    return real_open(path, flags, mode);
-}
-
-int wrapped_stat(const char *path, struct stat *status)
-{
-    if (g_stat_fails) {
-        errno = EACCES;
-        return -1;
-    }
-    return real_stat(path, status);
-}
-
-int __wrap_rename(const char *from, const char *to)
-{
-    if (g_rename_fails) {
-        errno = EACCES;
-        return -1;
-    }
-    return __real_rename(from, to);
-}
-}
 
 TEST(TraceRotation, entry_that_ends_at_262144_bytes_does_not_rotate)
 {
@@ -134,9 +98,9 @@ TEST(TraceRotation, bounds_what_many_entries_take)
 TEST(TraceRotation, happens_even_when_the_file_could_not_be_opened)
 {
     fill_to(kLimit + 1);
-    g_open_fails = true;
+    calls::open.fail_nth(1, EACCES);
     TRACE("lost\n");
-    g_open_fails = false;
+    EXPECT_TRUE(calls::open.failed());
     EXPECT_FALSE(exists(kTraceFile));
     EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit + 1, 'f'));
 }
@@ -144,9 +108,9 @@ TEST(TraceRotation, happens_even_when_the_file_could_not_be_opened)
 TEST(TraceRotation, failed_size_query_is_ignored)
 {
     fill_to(kLimit);
-    g_stat_fails = true;
+    calls::stat.fail_nth(1, EACCES);
     TRACE("abc\n");
-    g_stat_fails = false;
+    EXPECT_TRUE(calls::stat.failed());
     EXPECT_EQ(read_text(kTraceFile).size(), kLimit + kEntrySize);
     EXPECT_FALSE(exists(kOldTraceFile));
 }
@@ -154,13 +118,15 @@ TEST(TraceRotation, failed_size_query_is_ignored)
 TEST(TraceRotation, failed_rename_is_ignored_and_tried_again_after_the_next_entry)
 {
     fill_to(kLimit);
-    g_rename_fails = true;
+    calls::rename.fail_nth(1, EACCES);
     errno = E2BIG;
     TRACE("one\n");
     EXPECT_EQ(errno, E2BIG);
-    g_rename_fails = false;
+    EXPECT_TRUE(calls::rename.failed());
     EXPECT_EQ(read_text(kTraceFile), std::string(kLimit, 'f') + ENTRY("one\n"));
     TRACE("two\n");
     EXPECT_EQ(read_text(kOldTraceFile), std::string(kLimit, 'f') + ENTRY("one\n") ENTRY("two\n"));
     EXPECT_FALSE(exists(kTraceFile));
 }
+
+} // namespace rotation_test

@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace unwritable_test {
+
 using namespace testing_support;
 
 namespace {
@@ -63,3 +65,5 @@ TEST_F(Unwritable, request_to_nobody_still_fails)
     EXPECT_EQ(lct_get_roam_switch(&response), -1);
     EXPECT_EQ(lct_module_fin(), 0);
 }
+
+} // namespace unwritable_test

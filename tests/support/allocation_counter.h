@@ -1,6 +1,7 @@
 // Counts the allocations of the process, and makes the n-th one fail. Include it in one source file of
 // a test program: it interposes malloc, calloc and realloc. Under a sanitizer, which interposes them
 // itself, it uses the sanitizer's hook and cannot make an allocation fail.
+// Not by interpose.h: to find the next definition, and to keep a hook, takes from the heap itself.
 #pragma once
 
 #include <atomic>

@@ -1,15 +1,17 @@
-// The functions of libc that tests interpose, each defined here alone. For programs that are linked
-// with the shared library; without a hook or a fault they do what libc's do.
+// The functions of libc that tests interpose, each defined here alone: what the library calls then is
+// these, in the shared library and in the archive. Without a hook or a fault they do what libc's do.
 #pragma once
 
 #include "support/interpose.h"
 
 #include <cstdio>
+#include <dirent.h>
 #include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/types.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -55,6 +57,11 @@ INTERPOSE(fgets, nullptr, char *, (char *buffer, int size, FILE *stream), (buffe
 INTERPOSE(fread, 0, size_t, (void *buffer, size_t size, size_t count, FILE *stream),
           (buffer, size, count, stream))
 INTERPOSE(fseek, -1, int, (FILE * stream, long offset, int whence), (stream, offset, whence))
+INTERPOSE(access, -1, int, (const char *path, int mode), (path, mode))
+INTERPOSE_AS(stat, "stat64", -1, int, (const char *path, struct stat *status), (path, status))
+INTERPOSE(rename, -1, int, (const char *from, const char *to), (from, to))
+INTERPOSE(opendir, nullptr, DIR *, (const char *path), (path))
+INTERPOSE(closedir, -1, int, (DIR * directory), (directory))
 INTERPOSE(mkdir, -1, int, (const char *path, mode_t mode), (path, mode))
 INTERPOSE(rmdir, -1, int, (const char *path), (path))
 INTERPOSE(umask, 0, mode_t, (mode_t mask), (mask))
@@ -66,3 +73,13 @@ INTERPOSE(tcsetattr, -1, int, (int fd, int when, const termios *settings), (fd, 
 
 // ---- Processes ----
 INTERPOSE(system, -1, int, (const char *command), (command))
+INTERPOSE(fork, -1, pid_t, (), ())
+INTERPOSE(waitpid, -1, pid_t, (pid_t pid, int *status, int options), (pid, status, options))
+INTERPOSE(kill, -1, int, (pid_t pid, int sig), (pid, sig))
+
+// ---- Others. No system call has more than six arguments. ----
+INTERPOSE(syscall, -1, long, (long number, long a, long b, long c, long d, long e, long f),
+          (number, a, b, c, d, e, f))
+INTERPOSE(openlog, nullptr, void, (const char *identity, int options, int facility),
+          (identity, options, facility))
+INTERPOSE(isalnum, 0, int, (int character), (character))
