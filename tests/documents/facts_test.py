@@ -1,4 +1,4 @@
-"""What the public headers name, and everything that tells it in words or writes it out.
+"""What the public headers name and what tests share, and everything that tells it in words or writes it out.
 
 usage: facts_test.py ROOT"""
 
@@ -84,6 +84,14 @@ class Facts(unittest.TestCase):
     def test_volatile_parameters(self):
         self.assert_told(TEXTS, r"\bwm_\w+\b", {value for name, value in self.constants.items()
                                                 if name.startswith("LCT_PARAM_")})
+
+    def test_what_tests_share(self):
+        """The page has one line for each file."""
+        listed = []
+        for names in re.findall(r"^\|((?: *`[\w.]+`(?: \*)?,?)+) *\|", read("tests/support/README.md"), re.M):
+            listed += re.findall(r"`([\w.]+)`", names)
+        self.assertEqual(sorted(listed), sorted(os.path.basename(path) for path in files(["tests/support/*"])
+                                                if not path.endswith(".md")))
 
 
 if __name__ == "__main__":
