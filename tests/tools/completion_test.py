@@ -90,6 +90,14 @@ class Bash(CompletionTest):
                                              self.offered("wansim --fault get-r")])
         self.assertEqual(self.offered("modemsim --fault status="), ["error", "late", "reboot", "silent", "vanish"])
         self.assertNotIn("begin=stall", self.offered("modemsim --fault b"))
+        helped = " ".join(self.run_shell("modemsim", "--help"))
+        counted, timed, of_commands, not_of_begin = (
+            set(re.findall(r"[a-z]+(?:-[a-z]+)*", re.search(told, helped).group(1))) - {"and"}
+            for told in (r"times \(1\): (.*?);", r"milliseconds: (.*?)\. ", r"commands have (.*?);", r"has no (.*?)\."))
+        of_frames = (counted | timed) - {"error"}
+        for place, faults in (("start", of_commands), ("status", of_commands), ("begin", of_frames - not_of_begin),
+                              ("0", of_frames), ("end", of_frames)):
+            self.assertEqual(self.offered(f"modemsim --fault {place}="), sorted(faults), place)
 
     def test_words_of_operands(self):
         for line, words in (("roam ", ["off", "on"]), ("iface ", ["down", "up"]), ("ussd-test ", ["1", "2", "3"]),

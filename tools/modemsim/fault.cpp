@@ -1,48 +1,12 @@
 #include "modemsim/fault.h"
 
-#include "common/completion.h"
-
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
 namespace lterouter::tools {
 namespace {
 
-constexpr uint32_t kMost = 600000;
-
-// The meaning of the number behind the colon, and its default.
-enum class Number { kTimes, kMilliseconds };
-
-struct FaultName {
-    std::string_view name;
-    Fault fault;
-    Number number;
-    uint32_t by_default;
-};
-
-constexpr FaultName kFaults[] = {
-    {"failed", Fault::kAgain, Number::kTimes, 1},
-    {"fatal", Fault::kFatal, Number::kTimes, 1},
-    {"wrong-index", Fault::kWrongIndex, Number::kTimes, 1},
-    {"behind", Fault::kBehind, Number::kTimes, 1},
-    {"partial", Fault::kPartial, Number::kTimes, 1},
-    {"garbage", Fault::kGarbage, Number::kTimes, 1},
-    {"silent", Fault::kSilent, Number::kTimes, 1},
-    {"error", Fault::kError, Number::kTimes, 1},
-    {"late", Fault::kLate, Number::kMilliseconds, 2500},
-    {"vanish", Fault::kVanish, Number::kMilliseconds, 1000},
-    {"reboot", Fault::kReboot, Number::kMilliseconds, 1000},
-    {"stall", Fault::kStall, Number::kMilliseconds, 1000},
-    {"short", Fault::kShort, Number::kMilliseconds, 1000},
-};
-
-// These must be prepared before the frame, and the time of the begin command is not known.
-constexpr Fault kPreparedFaults[] = {Fault::kStall, Fault::kShort};
-
-// An AT port has no frames.
-constexpr Fault kAtFaults[] = {Fault::kError, Fault::kSilent, Fault::kLate, Fault::kVanish,
-                               Fault::kReboot};
+constexpr uint32_t kLastPiece = 600000;
 
 struct PlaceName {
     std::string_view name;
@@ -61,52 +25,26 @@ bool parse_place(std::string_view text, int64_t *place)
         }
     }
     uint32_t piece;
-    if (!parse_number(text, 0, kMost, &piece)) {
+    if (!parse_number(text, 0, kLastPiece, &piece)) {
         return false;
     }
     *place = piece;
     return true;
 }
 
-template <size_t Count> bool holds(const Fault (&faults)[Count], Fault fault)
+bool suits(int64_t place, Suits places)
 {
-    for (const Fault known : faults) {
-        if (known == fault) {
-            return true;
-        }
+    switch (places) {
+    case Suits::kAt:
+        return place <= kAtStatus;
+    case Suits::kFrames:
+        return place > kAtStatus;
+    case Suits::kLaterFrames:
+        return place > kAtBegin;
+    case Suits::kAll:
+        break;
     }
-    return false;
-}
-
-bool suits(int64_t place, Fault fault)
-{
-    if (place <= kAtStatus) {
-        return holds(kAtFaults, fault);
-    }
-    return fault != Fault::kError && (place != kAtBegin || !holds(kPreparedFaults, fault));
-}
-
-// KIND or KIND:N.
-bool parse_kind(const char *text, FaultRule *rule)
-{
-    const char *colon = strchr(text, ':');
-    const std::string_view name(text,
-                                colon == nullptr ? strlen(text) : static_cast<size_t>(colon - text));
-    for (const FaultName &known : kFaults) {
-        if (known.name != name) {
-            continue;
-        }
-        uint32_t number = known.by_default;
-        if (colon != nullptr && !parse_number(colon + 1, 0, kMost, &number)) {
-            return false;
-        }
-        rule->fault = known.fault;
-        rule->name = known.name;
-        rule->times = known.number == Number::kTimes ? number : 1;
-        rule->ms = known.number == Number::kMilliseconds ? number : 0;
-        return true;
-    }
-    return false;
+    return true;
 }
 
 // Those of the first piece for all pieces.
@@ -114,12 +52,9 @@ void offer_rules(Offer &offer)
 {
     constexpr PlaceName kFirst = {"0", 0};
     const auto offer_place = [&offer](const PlaceName &place) {
-        for (const FaultName &known : kFaults) {
-            if (suits(place.place, known.fault)) {
-                char rule[32];
-                snprintf(rule, sizeof(rule), "%.*s=%.*s", static_cast<int>(place.name.size()),
-                         place.name.data(), static_cast<int>(known.name.size()), known.name.data());
-                offer.add(rule);
+        for (const ModemFault &kind : kFaults) {
+            if (suits(place.place, kind.places)) {
+                offer_fault(offer, place.name, kind.name);
             }
         }
     };
@@ -144,10 +79,16 @@ bool FaultRules::add(const char *text)
         return false;
     }
     FaultRule rule;
-    if (!parse_place({text, static_cast<size_t>(equals - text)}, &rule.place) ||
-        !parse_kind(equals + 1, &rule) || !suits(rule.place, rule.fault)) {
+    uint32_t number;
+    const ModemFault *kind = parse_fault(equals + 1, kFaults, &number);
+    if (kind == nullptr || !parse_place({text, static_cast<size_t>(equals - text)}, &rule.place) ||
+        !suits(rule.place, kind->places)) {
         return false;
     }
+    rule.fault = kind->fault;
+    rule.name = kind->name;
+    rule.times = kind->counts(FaultNumber::Unit::kTimes) ? number : 1;
+    rule.ms = kind->counts(FaultNumber::Unit::kMilliseconds) ? number : 0;
     rules_[count_++] = rule;
     return true;
 }

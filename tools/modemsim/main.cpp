@@ -111,15 +111,70 @@ int run(char *const *)
     return kDone;
 }
 
+using Help = Text<768>;
+
+// Faults by their names: "silent, late and reboot".
+template <typename Test> constexpr void tell(Help &help, Test is_told, std::string_view before_last)
+{
+    size_t left = 0;
+    for (const ModemFault &kind : kFaults) {
+        left += is_told(kind) ? 1 : 0;
+    }
+    for (const ModemFault &kind : kFaults) {
+        if (is_told(kind)) {
+            --left;
+            help.add(kind.name).add(left == 0 ? "" : left == 1 ? before_last : ", ");
+        }
+    }
+}
+
+constexpr void tell_those_of(Help &help, Suits places, std::string_view before_last)
+{
+    const auto is_one = [places](const ModemFault &kind) { return kind.places == places; };
+    tell(help, is_one, before_last);
+}
+
+// Each default stands behind the last of those that have it.
+constexpr void tell_timed(Help &help)
+{
+    uint32_t by_default = 0;
+    for (const ModemFault &kind : kFaults) {
+        if (kind.counts(FaultNumber::Unit::kMilliseconds)) {
+            if (by_default != 0 && by_default != kind.number.by_default) {
+                help.add(" (").add(by_default).add(")");
+            }
+            help.add(by_default == 0 ? "" : ", ").add(kind.name);
+            by_default = kind.number.by_default;
+        }
+    }
+    help.add(" (").add(by_default).add(")");
+}
+
+constexpr Help kHelp = [] {
+    constexpr size_t kWidth = 90;
+    Help help(kWidth);
+    help.add("Stands in for a modem whose firmware is upgraded: makes its two serial ports, takes an\n"
+             "image and restarts. SIGINT or SIGTERM ends it.\n"
+             "Places of a fault: start and status (the AT commands), begin, a piece's number, end.\n"
+             "Faults, N being times (")
+        .add(kTimes.by_default)
+        .add("): ");
+    tell(
+        help, [](const ModemFault &kind) { return kind.counts(FaultNumber::Unit::kTimes); }, ", ");
+    help.add("; N being milliseconds: ");
+    tell_timed(help);
+    help.add(". AT commands have ");
+    tell_those_of(help, Suits::kAt, ", ");
+    help.add(", ");
+    tell_those_of(help, Suits::kAll, " and ");
+    help.add("; the begin command has no ");
+    tell_those_of(help, Suits::kLaterFrames, " and ");
+    return help.add(".");
+}();
+
 constexpr Command kRoot = {
     .name = "modemsim",
-    .help =
-        "Stands in for a modem whose firmware is upgraded: makes its two serial ports, takes an\n"
-        "image and restarts. SIGINT or SIGTERM ends it.\n"
-        "Places of a fault: start and status (the AT commands), begin, a piece's number, end.\n"
-        "Faults, N being times (1): failed, fatal, wrong-index, behind, partial, garbage, silent,\n"
-        "error; N being milliseconds: late (2500), vanish, reboot, stall, short (1000). AT commands\n"
-        "have error, silent, late, vanish and reboot; the begin command has no stall and short.",
+    .help = kHelp.text(),
     .run = run,
     .options = kOptions,
 };

@@ -182,8 +182,16 @@ bool Modem::run_command(const char *command)
             return true;
         }
         break;
-    default:
-        break;
+    case Fault::kNone:
+    case Fault::kAgain:
+    case Fault::kFatal:
+    case Fault::kWrongIndex:
+    case Fault::kBehind:
+    case Fault::kPartial:
+    case Fault::kGarbage:
+    case Fault::kStall:
+    case Fault::kShort:
+        break; // of frames
     }
     if (place == kAtStart) {
         return answer_start();

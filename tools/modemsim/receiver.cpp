@@ -242,9 +242,14 @@ bool Modem::misbehave(const FaultRule &rule, uint32_t index, uint32_t type, cons
         return unplug(rule.ms, false);
     case Fault::kReboot:
         return restart(State::kNormal, rule.ms);
-    default:
-        return true; // silent
+    case Fault::kSilent:
+    case Fault::kStall: // not prepared: the frame before had a fault of its own
+    case Fault::kShort:
+    case Fault::kNone:
+    case Fault::kError: // of AT commands
+        break;
     }
+    return true;
 }
 
 bool Modem::respond(uint32_t index, uint32_t type, const char *status)

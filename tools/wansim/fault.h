@@ -1,32 +1,42 @@
 // Misbehaviour on demand, for each request by its name, for testing the error handling of clients.
 #pragma once
 
-#include "common/command.h"
+#include "common/fault.h"
 
 #include <cstddef>
 #include <string_view>
 
 namespace lterouter::tools {
 
-// Kind, name, what may follow the name. The help, the completion and the messages are made of these
-// rows.
-#define WANSIM_FAULTS(FIRST, NEXT)                                                       \
-    FIRST(kRefuse, "refuse", "") /* result -1, and nothing is done */                    \
-    NEXT(kLate, "late", "[:MS]") /* the answer is held back */                           \
-    NEXT(kShort, "short", "")    /* the answer does not even hold its result */          \
-    NEXT(kLong, "long", "")      /* the answer is longer than any client has room for */ \
-    NEXT(kTwice, "twice", "")    /* the answer is sent twice */                          \
-    NEXT(kSilent, "silent", "")  /* nothing is answered */                               \
-    NEXT(kDie, "die", "")        /* the process ends before it answers */
+// Kind, name, number. The parser, the help, the completion and the messages are made of these rows.
+#define WANSIM_FAULTS(ROW)                                                                 \
+    ROW(kRefuse, "refuse", kNoNumber)      /* result -1, and nothing is done */            \
+    ROW(kLate, "late", milliseconds(2000)) /* the answer is held back */                   \
+    ROW(kShort, "short", kNoNumber)        /* the answer does not even hold its result */  \
+    ROW(kLong, "long", kNoNumber)          /* it is longer than any client has room for */ \
+    ROW(kTwice, "twice", kNoNumber)        /* the answer is sent twice */                  \
+    ROW(kSilent, "silent", kNoNumber)      /* nothing is answered */                       \
+    ROW(kDie, "die", kNoNumber)            /* the process ends before it answers */
 
-#define WANSIM_FIRST_FAULT(kind, name, argument) name argument
-#define WANSIM_NEXT_FAULT(kind, name, argument) ", " name argument
-// A literal: "refuse, late[:MS], ...".
-#define WANSIM_FAULT_LIST WANSIM_FAULTS(WANSIM_FIRST_FAULT, WANSIM_NEXT_FAULT)
+#define WANSIM_FAULT(kind, name, number) kind,
+enum class Fault { kNone, WANSIM_FAULTS(WANSIM_FAULT) };
+#undef WANSIM_FAULT
 
-#define WANSIM_FAULT_KIND(kind, name, argument) kind,
-enum class Fault { kNone, WANSIM_FAULTS(WANSIM_FAULT_KIND, WANSIM_FAULT_KIND) };
-#undef WANSIM_FAULT_KIND
+#define WANSIM_FAULT(kind, name, number) {name, Fault::kind, number},
+constexpr FaultKind<Fault> kFaults[] = {WANSIM_FAULTS(WANSIM_FAULT)};
+#undef WANSIM_FAULT
+
+// Of help and messages: "refuse, late[:MS], ..." between two other pieces of the sentence.
+constexpr Text<256> tell_faults(std::string_view before, std::string_view after)
+{
+    Text<256> told;
+    told.add(before);
+    for (const FaultKind<Fault> &kind : kFaults) {
+        told.add(&kind == kFaults ? "" : ", ").add(kind.name);
+        told.add(kind.counts(FaultNumber::Unit::kMilliseconds) ? "[:MS]" : "");
+    }
+    return told.add(after);
+}
 
 struct FaultRule {
     std::string_view request; // "all" for every one

@@ -178,12 +178,15 @@ int run(char *const *)
     return code;
 }
 
+constexpr auto kHelp = tell_faults(
+    "Stands in for the WAN manager of an LTE router: answers its clients, connects when asked,\n"
+    "publishes link and interface events. SIGINT or SIGTERM ends it.\n"
+    "Faults: ",
+    ". A late answer holds up every other.");
+
 constexpr Command kRoot = {
     .name = "wansim",
-    .help =
-        "Stands in for the WAN manager of an LTE router: answers its clients, connects when asked,\n"
-        "publishes link and interface events. SIGINT or SIGTERM ends it.\n"
-        "Faults: " WANSIM_FAULT_LIST ". A late answer holds up every other.",
+    .help = kHelp.text(),
     .run = run,
     .options = kOptions,
 };
