@@ -74,6 +74,7 @@ uint32_t export_parameters(int output, uint32_t mask, uint32_t *crc)
 
 struct Storing {
     using Result = uint32_t;
+    using Declaration = NvDeclaration;
 
     static uint32_t wrong_checksum() { return NV_ERR_FILE; }
     static uint32_t no_identity(NvLine) { return NV_ERR_FILE; }

@@ -25,8 +25,9 @@ struct NvIdentity {
     }
 };
 
-// An import of the parameters that are declared with a bit of mask. Visitor::Result is a number, of
-// which 0 continues the import. The visitor's functions return it:
+// An import of the parameters that are declared with a bit of mask. Visitor::Declaration looks a
+// parameter up in the defaults file, as NvDeclaration. Visitor::Result is a number, of which 0
+// continues the import. The visitor's functions return it:
 //
 //   wrong_checksum()                 the input does not begin with the checksum of the rest
 //   no_identity(line)                end or malformed line before the two identity parameters
@@ -96,7 +97,7 @@ private:
 
     [[gnu::noinline]] Result compare_identity(const NvParameter &parameter, NvIdentity *identity)
     {
-        NvDeclaration declaration;
+        typename Visitor::Declaration declaration;
         const uint32_t result = declaration.find(parameter.name);
         if (result == NV_ERR_SYSTEM) {
             return visitor_.no_defaults(declaration.file, false);
@@ -110,7 +111,7 @@ private:
 
     [[gnu::noinline]] Result pass(const NvParameter &parameter)
     {
-        NvDeclaration declaration;
+        typename Visitor::Declaration declaration;
         const uint32_t result = declaration.find(parameter.name);
         if (result == NV_ERR_SYSTEM) {
             return visitor_.no_defaults(declaration.file, true);

@@ -29,7 +29,11 @@ enum class NvLine { kParameter, kEnd, kMalformed };
 
 class NvParameterFile {
 public:
-    explicit NvParameterFile(const char *path) : stream_(lc_fopen(path, "r")), path_(path) {}
+    // mode: as for fopen.
+    explicit NvParameterFile(const char *path, const char *mode = "r")
+        : stream_(lc_fopen(path, mode)), path_(path)
+    {
+    }
 
     // Whether the file could be opened.
     explicit operator bool() const { return static_cast<bool>(stream_); }
@@ -61,7 +65,9 @@ private:
 
 // The defaults file and one parameter that it declares.
 struct NvDeclaration {
-    NvParameterFile file{NVM_DEFAULTS_FILE};
+    explicit NvDeclaration(const char *mode = "r") : file(NVM_DEFAULTS_FILE, mode) {}
+
+    NvParameterFile file;
     NvParameter parameter;
 
     // Returns 0, NV_ERR_NAME when the name is not declared, NV_ERR_SYSTEM when the file is missing or

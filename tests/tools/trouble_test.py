@@ -11,7 +11,7 @@ import subprocess
 import time
 
 import support
-from support import (BACKUP, CONNECT, CURRENT, DONE, FAILED, NO_ANSWER, NOBODY, SMS_SOCKET, SOCKET, STORE, Background,
+from support import (BACKUP, CONNECT, CURRENT, DEFAULTS, DONE, FAILED, NO_ANSWER, NOBODY, SMS_SOCKET, SOCKET, STORE, Background,
                      FakeManager, NvTest, ToolTest, ltectl, read_file, stranger, write_file)
 
 GRACE = 0.5
@@ -197,6 +197,16 @@ class Stopped(TroubleTest):
                 simulator.dispose()
 
 
+def flags_of_files(pid):
+    """{path: the flags with which a process has it open}"""
+    flags = {}
+    for fd in os.listdir(f"/proc/{pid}/fd"):
+        with contextlib.suppress(FileNotFoundError):  # closed since
+            told = read_file(f"/proc/{pid}/fdinfo/{fd}").decode()
+            flags[os.readlink(f"/proc/{pid}/fd/{fd}")] = int(re.search(r"flags:\s*(\d+)", told).group(1), 8)
+    return flags
+
+
 class Locked(TroubleTest, NvTest):
     """Another process has the lock of a parameter, and does not give it back."""
 
@@ -242,6 +252,19 @@ class Locked(TroubleTest, NvTest):
             self.assertEqual(read_file(BACKUP + "a"), b"v\0")
             self.assertFalse(os.path.exists(self.SAVED))
             self.doCleanups()
+
+    def test_files_that_are_open_meanwhile_are_closed_for_other_programs(self):
+        """What the library has run by a shell would get them."""
+        self.lock(CURRENT + "a")
+        for words, files in ((["list"], {DEFAULTS}), (["verify"], {DEFAULTS}),
+                             (["import", self.FILE, "--no-checksum", "--dry-run"], {DEFAULTS, self.FILE})):
+            with self.subTest(words):
+                command = self.start_ltectl("nv", *words)
+                flags = {}
+                while not files <= set(flags):
+                    self.assertIsNone(command.process.poll())
+                    flags.update(flags_of_files(command.process.pid))
+                self.assertEqual({path for path in files if not flags[path] & os.O_CLOEXEC}, set())
 
     def test_of_a_volatile_parameter(self):
         self.lock(STORE + "a")

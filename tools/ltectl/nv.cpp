@@ -34,7 +34,7 @@ int explain_init(bool marked, int error)
     if (marked) {
         return cannot("remove", NVM_SHUTDOWN_MARKER, error);
     }
-    NvParameterFile defaults(NVM_DEFAULTS_FILE);
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
     if (each_parameter(defaults, [](const NvParameter &) { return true; }) != NvLine::kEnd) {
         return complain(defaults, kDefaultsFile, "", "; the repair ends there");
     }
@@ -57,7 +57,7 @@ int explain_init(bool marked, int error)
 // default.
 int check_copies_readable()
 {
-    NvParameterFile defaults(NVM_DEFAULTS_FILE);
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
     int code = kDone;
     each_parameter(defaults, [&](const NvParameter &declared) {
         code = check_copies_readable(declared.name);
@@ -148,7 +148,7 @@ int diff_declared(const NvParameter &declared)
 // 0 for a parameter that is not declared.
 uint32_t declared_bits(const char *name)
 {
-    NvDeclaration declaration;
+    Declaration declaration;
     return declaration.find(name) == NV_SUCCESS ? declaration.parameter.bits : 0;
 }
 
@@ -287,7 +287,7 @@ int nv_set(char *const *operands)
 void offer_nv_name(Offer &offer, const char *const *before)
 {
     if (before[0] == nullptr) {
-        NvParameterFile defaults(NVM_DEFAULTS_FILE);
+        ParameterFile defaults(NVM_DEFAULTS_FILE);
         each_parameter(defaults, [&](const NvParameter &declared) {
             offer.add(declared.name);
             return true;

@@ -95,7 +95,7 @@ int count_selected(const NvParameter &declared)
 // Whether a file holds as many lines as were selected, all complete.
 bool holds_selected(const char *path)
 {
-    NvParameterFile file(path);
+    ParameterFile file(path);
     if (!file || (!g_no_checksum && !file.checksum_matches())) {
         return false;
     }
@@ -278,7 +278,7 @@ int import_by(uint32_t (*import)(const ImportRequest &), const ImportRequest &re
         return code;
     }
     // nvm_import would print a message of its own.
-    if (const NvParameterFile file(request.path); !file) {
+    if (const ParameterFile file(request.path); !file) {
         return complain(file, {request.path, request.shown}, "", "");
     }
     if (g_dry_run) {

@@ -32,7 +32,7 @@ int complain(const NvParameterFile &file, const NamedFile &named, const char *be
 
 int each_declared(int (*visit)(const NvParameter &declared))
 {
-    NvParameterFile defaults(NVM_DEFAULTS_FILE);
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
     int code = kDone;
     const NvLine line = each_parameter(defaults, [&](const NvParameter &declared) {
         const int visited = visit(declared);

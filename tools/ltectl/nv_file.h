@@ -5,6 +5,17 @@
 
 namespace lterouter::tools {
 
+// As the library opens them, but no program that this process starts gets them.
+constexpr char kReadOnly[] = "re";
+
+struct ParameterFile : NvParameterFile {
+    explicit ParameterFile(const char *path) : NvParameterFile(path, kReadOnly) {}
+};
+
+struct Declaration : NvDeclaration {
+    Declaration() : NvDeclaration(kReadOnly) {}
+};
+
 struct NamedFile {
     const char *path;
     const char *shown; // what it is called in messages

@@ -31,6 +31,7 @@ enum class Purpose {
 class Walk {
 public:
     using Result = int;
+    using Declaration = tools::Declaration;
 
     Walk(const ImportRequest &request, Purpose purpose)
         : request_(request), file_{request.path, request.shown}, purpose_(purpose), input_(request.path)
@@ -70,7 +71,7 @@ private:
     const Purpose purpose_;
     Counts counts_;
     long applied_behind_ = 0; // lines up to there are not applied
-    NvParameterFile input_;
+    ParameterFile input_;
 };
 
 int Walk::wrong_checksum() const
@@ -173,7 +174,7 @@ int Walk::show(const char *action, const NvParameter &parameter, uint32_t bits)
 // The last value that the file itself gives the parameter before a position.
 [[gnu::noinline]] bool Walk::value_before(const char *name, long position, char *value) const
 {
-    NvParameterFile file(request_.path);
+    ParameterFile file(request_.path);
     if (file && request_.checksum) {
         file.rewind_to_lines();
     }

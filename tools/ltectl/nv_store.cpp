@@ -19,7 +19,7 @@ int explain(uint32_t result, const char *name)
     }
     char before[160];
     snprintf(before, sizeof(before), "\"%.127s\" has no copy: ", name);
-    NvDeclaration declaration;
+    Declaration declaration;
     declaration.find(name);
     return complain(declaration.file, kDefaultsFile, before, "");
 }

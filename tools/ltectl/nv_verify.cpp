@@ -80,7 +80,7 @@ void report_copy(const char *name, const CopyPlace &place, const Copy &copy)
 // Only the first declaration of a name counts.
 [[gnu::noinline]] bool is_first(const char *name, long position)
 {
-    NvDeclaration first;
+    Declaration first;
     return first.find(name) == NV_SUCCESS && first.file.position() == position;
 }
 
@@ -96,7 +96,7 @@ void verify_declared(const char *name, long position)
 
 void verify_defaults()
 {
-    NvParameterFile defaults(NVM_DEFAULTS_FILE);
+    ParameterFile defaults(NVM_DEFAULTS_FILE);
     const NvLine line = each_parameter(defaults, [&](const NvParameter &declared) {
         verify_declared(declared.name, defaults.position());
         return true;
@@ -111,7 +111,7 @@ void verify_defaults()
 // The declarations behind a malformed line are not known.
 [[gnu::noinline]] bool is_undeclared(const char *name)
 {
-    NvDeclaration declaration;
+    Declaration declaration;
     return declaration.find(name) == NV_ERR_NAME;
 }
 
