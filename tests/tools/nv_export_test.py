@@ -76,22 +76,31 @@ class Export(NvTest):
         self.assertTrue(os.path.islink("/2ndfile/link"))
         self.assertEqual((read_file(FILE), os.stat(FILE).st_mode & 0o7777), (with_checksum(b"a=1=va\n"), 0o640))
 
+    def start_slow_export(self, *options):
+        """Returns when it writes, which takes long: the kernel takes its time to say that everything is on the device."""
+        before = self.files()
+        export = Background(self, "strace", "-f", "-o", "/dev/null", "-e", "inject=fsync:delay_enter=3000000",
+                            support.ltectl_program, "nv", "export", FILE, *options)
+        until = time.monotonic() + support.TIMEOUT
+        while len(self.files()) == len(before) and time.monotonic() < until:
+            time.sleep(0.01)
+        return export
+
+    @staticmethod
+    def send(number, export):
+        child = read_file(f"/proc/{export.process.pid}/task/{export.process.pid}/children")
+        os.kill(int(child), number)
+
     def test_leaves_nothing_beside_the_file_when_it_is_ended(self):
-        """Writing takes long: the kernel takes its time to say that everything is on the device."""
         for earlier in (None, b"earlier"):
             for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, None):
                 with self.subTest(number, earlier=earlier):
                     if earlier:
                         write_file(FILE, earlier)
                     before = self.files()
-                    export = Background(self, "strace", "-f", "-o", "/dev/null", "-e", "inject=fsync:delay_enter=3000000",
-                                        support.ltectl_program, "nv", "export", FILE, "--timeout", "1")
-                    until = time.monotonic() + support.TIMEOUT
-                    while len(self.files()) == len(before) and time.monotonic() < until:
-                        time.sleep(0.01)
+                    export = self.start_slow_export("--timeout", "1")
                     if number:
-                        child = read_file(f"/proc/{export.process.pid}/task/{export.process.pid}/children")
-                        os.kill(int(child), number)
+                        self.send(number, export)
                     status, out, err = export.finish()
                     err = re.sub("(?m)^strace: .*\n", "", err)
                     self.assertEqual((status, out, err), (
@@ -100,6 +109,18 @@ class Export(NvTest):
                         f"ltectl: {FILE} was not ready within 1 s, though no other process holds a lock; dmesg tells "
                         "whether a device hangs\n"))
                     self.assertEqual(self.files(), before)
+
+    def test_leaves_only_what_its_page_tells_when_it_is_killed(self):
+        write_file(FILE, b"earlier")
+        before = self.files()
+        export = self.start_slow_export()
+        self.send(signal.SIGKILL, export)
+        export.finish()
+        left = self.files()
+        name, = set(left) - set(before)
+        self.assertRegex(name, rf"\A{FILE}\.[A-Za-z0-9]{{6}}\Z")
+        del left[name]
+        self.assertEqual(left, before)
 
     def test_replaces_a_file_where_none_can_be_made(self):
         write_file(FILE, b"earlier " * 100)

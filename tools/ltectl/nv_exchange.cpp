@@ -155,7 +155,8 @@ bool take_rights(int fd, const struct stat *of)
 }
 
 // A file that replaces another when it is complete, and is removed otherwise: a failed export does not
-// destroy an earlier one.
+// destroy an earlier one. It has a name from the beginning: one without (O_TMPFILE) could not take
+// another's place, since linkat replaces nothing, nor be made on every file system of a router.
 class Replacement {
 public:
     // path: of the file to be replaced, or a new name.
