@@ -2,8 +2,10 @@
 machine lacks. usage: targets_test.py PROJECT"""
 
 import contextlib
+import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -11,7 +13,6 @@ import tempfile
 import unittest
 
 PROJECT = pathlib.Path(sys.argv.pop(1))
-TARGETS = ("native", "asan", "tsan", "valgrind", "coverage", "mips", "musl", "mips-musl", "mips16-musl")
 
 
 def run(*command, **options):
@@ -21,6 +22,9 @@ def run(*command, **options):
 
 def script(name, *arguments, **options):
     return run(PROJECT / "scripts" / name, *arguments, **options)
+
+
+TARGETS = run("bash", "-c", 'source scripts/targets.bash && echo "${targets[@]}"', cwd=PROJECT).stdout.split()
 
 
 def read_to_the_end(terminal):
@@ -62,6 +66,26 @@ class UnknownTarget(unittest.TestCase):
                      "neighbour-sizes", "mutate", "abi", "manual", "package"):
             result = script(name, "--no-such-option")
             self.assertEqual((name, result.returncode), (name, 2), result.stderr)
+
+
+class EveryTarget(unittest.TestCase):
+    def assert_are_there(self, names, there):
+        self.assertTrue(names)
+        self.assertEqual([name for name in names if name not in there], [])
+
+    def test_is_explained(self):
+        told = run("bash", "-c", 'source scripts/targets.bash && printf "%s\\n" "${!target_is[@]}"', cwd=PROJECT)
+        self.assertEqual(sorted(told.stdout.split()), sorted(TARGETS))
+
+    def test_has_presets(self):
+        presets = json.loads((PROJECT / "CMakePresets.json").read_text())
+        names = ["release" if target == "native" else target for target in TARGETS]
+        for kind in "configurePresets", "buildPresets", "testPresets":
+            self.assert_are_there(names, {preset["name"] for preset in presets[kind]})
+
+    def test_has_its_packages_listed(self):
+        listed = re.findall(r"(?m)^(\S+):", (PROJECT / "scripts" / "packages.list").read_text())
+        self.assert_are_there([name for target in TARGETS for name in (target, f"build/{target}")], listed)
 
 
 def put_program(folder, name, text="exit 1"):
