@@ -93,6 +93,10 @@ class Facts(unittest.TestCase):
         self.assertEqual(sorted(listed), sorted(os.path.basename(path) for path in files(["tests/support/*"])
                                                 if not path.endswith(".md")))
 
+    def test_lines_of_parameter_files(self):
+        line = re.search(r'"(NAME=[A-Z=]+)"', read("include/lc_nv.h")).group(1)
+        self.assert_told([*TEXTS, *SOURCES, "share/*"], r"\bNAME=[A-Z]+=[A-Z=]+", {line})
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -203,6 +203,14 @@ class Debian(unittest.TestCase):
         listed = re.findall(r"^ (\S+)@LTEROUTER_1 ", text(f"debian/liblterouter{MAJOR}.symbols"), re.M)
         self.assertEqual(sorted(listed), sorted({"LTEROUTER_1"} | exported(PROJECT / "lib/exports.map")))
 
+    def test_the_changelog_names_each_symbol_where_it_appears(self):
+        changes = {version: part for version, part in
+                   re.findall(r"^## ([\d.]+)(.*?)(?=^## |\Z)", text("CHANGELOG.md"), re.M | re.S)}
+        versions = re.findall(r"^ (\w+)@LTEROUTER_1 (\S+)$", text(f"debian/liblterouter{MAJOR}.symbols"), re.M)
+        first_version = min((version for _, version in versions), key=lambda told: [int(part) for part in told.split(".")])
+        self.assertEqual([name for name, version in versions
+                          if version != first_version and f"`{name}`" not in changes.get(version, "")], [])
+
 
 class Versions(unittest.TestCase):
     def test_are_the_projects_everywhere(self):

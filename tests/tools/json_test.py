@@ -58,13 +58,6 @@ def without_doubles(pairs):
     return dict(pairs)
 
 
-def leaves():
-    """The words of every command of ltectl."""
-    helped = support.ltectl("--help").stdout.split("\ncommands:\n")[1].split("\n\n")[0]
-    return {" ".join(re.match(r"  ([a-z-]+(?: [a-z-]+)*)(?= |$)", line).group(1).split())
-            for line in helped.splitlines()}
-
-
 class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
     def setUp(self):
         for test in (NvTest, upgrade.UpgradeTest, cable.CableTest, support.ToolTest):
@@ -248,7 +241,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.parameters()
         self.upgrade()
         self.simulators(wansim, store)
-        self.assertEqual(leaves() - self.ran, set(), "commands that were not tried")
+        self.assertEqual(support.leaves() - self.ran, set(), "commands that were not tried")
         self.assertEqual(set(self.schema) - set(self.seen), set(), "described, but never printed")
         for place, keys in self.schema.items():
             seen = set().union(*(self.seen[other] for other in self.seen if self.schema[other] is keys))

@@ -79,6 +79,12 @@ def ltectl(*arguments, **options):
     return run(ltectl_program, *arguments, **options)
 
 
+def leaves():
+    """The words of every command of ltectl."""
+    helped = ltectl("--help").stdout.split("\ncommands:\n")[1].split("\n\n")[0]
+    return {re.match(r"  ([a-z-]+(?: [a-z-]+)*)(?= |$)", line).group(1) for line in helped.splitlines()}
+
+
 def wansim(*arguments):
     """Runs a wansim that is to end by itself."""
     return run(wansim_program, *arguments)

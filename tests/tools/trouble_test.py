@@ -21,6 +21,7 @@ ASKING = (["roam"], ["roam", "on"], ["nettype"], ["pref", "7"], ["port", "1"], [
           ["pin", "enable", "1234"], ["pin", "disable", "1234"], ["pin", "change", "1234", "4321"], ["apn", "set"],
           ["at", "AT"], ["diag"], ["iface", "up"], ["cfun-off"], ["state-change"], ["connect"], ["disconnect"],
           ["monitor"], ["bus", "watch"], ["status"])
+ASKING_THE_STORE = (["sms", "clear"], ["ussd-test"])
 LASTING = (["monitor"], ["bus", "watch"])
 
 
@@ -83,6 +84,13 @@ class Stopped(TroubleTest):
             with self.subTest(words):
                 self.assert_no_answer(self.run_timed(1, *words, "--timeout", "1", least=1))
 
+    def test_every_command_is_among_them(self):
+        """Parameters wait for locks, and an upgrade asks the modem; they have deadlines of another kind."""
+        with_deadline = {command for command in support.leaves() if command.split()[0] not in ("ram", "nv", "upgrade")
+                         and "--timeout SECONDS" in ltectl(*command.split(), "--help").stdout}
+        tried = {" ".join(words[:end]) for words in (*ASKING, *ASKING_THE_STORE) for end in (1, 2)}
+        self.assertEqual(with_deadline - tried, set())
+
     def test_also_when_there_is_room_for_what_it_sends(self):
         for words in (["roam"], ["connect"], ["iface", "up"], ["monitor"], ["bus", "watch"], ["status"]):
             with self.subTest(words):
@@ -96,7 +104,7 @@ class Stopped(TroubleTest):
         store.stop()
         self.assert_no_answer(self.run_timed(1, "sms", "clear", "--timeout", "1"))
         self.fill(SMS_SOCKET)
-        for words in (["sms", "clear"], ["ussd-test"]):
+        for words in ASKING_THE_STORE:
             self.assert_no_answer(self.run_timed(1, *words, "--timeout", "1"))
 
     def test_waiting_for_the_link_has_its_deadline_too(self):
