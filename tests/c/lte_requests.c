@@ -1,6 +1,7 @@
 /* The client's requests to the WAN manager: the messages sent, and the handling of answers. */
 #include "lc_nv.h"
 
+#include "../support/expected_requests.h"
 #include "module.h"
 
 #include <fcntl.h>
@@ -74,31 +75,6 @@ static int32_t set_preference(void) { return lct_net_set_pref_req(&given.word); 
 static int32_t set_state(void) { return lct_net_set_status_test_req(&given.word); }
 static int32_t get_channel(void) { return lct_lte_channel_req(&out.word); }
 
-/* The requests as the tests expect them. */
-static const struct expected {
-    const char *function;
-    uint32_t msg_id;
-    uint32_t module_id;
-    uint32_t body_least;
-    uint32_t body_most;
-    uint32_t room;
-    uint32_t timeout;
-} expected_requests[] = {
-#define REQUEST(function, name, ...) {#function, __VA_ARGS__},
-#include "../support/requests.inc"
-#undef REQUEST
-};
-
-static const struct expected *expected(const char *function)
-{
-    const struct expected *found = expected_requests;
-    while (strcmp(found->function, function) != 0) {
-        ++found;
-        REQUIRE(found != expected_requests + sizeof(expected_requests) / sizeof(expected_requests[0]));
-    }
-    return found;
-}
-
 /* Results when the WAN manager refuses, when a byte is missing from its answer, of which a result of 4
  * bytes cannot do without, and with one too many. */
 typedef struct request {
@@ -145,11 +121,10 @@ static void request_is_sent_and_its_answer_decides(void)
 {
     for (size_t i = 0; i < REQUESTS; ++i) {
         const request *row = &requests[i];
-        const struct expected *told = expected(row->name);
-        const uint32_t room = row->own_room != 0 ? row->own_room : told->room;
+        const ExpectedRequest told = expected_request(row->name);
+        const uint32_t room = row->own_room != 0 ? row->own_room : told.room;
         check_result(row, 0, room, 0);
-        check_last_message(WAN_MANAGER, told->msg_id, IPC_MSG_TYPE_REQUEST, given.bytes,
-                           told->body_most);
+        check_last_message(WAN_MANAGER, told.msg_id, IPC_MSG_TYPE_REQUEST, given.bytes, told.body_most);
         check_result(row, 7, room, row->refused);
         check_result(row, 0, room - 1, row->too_short);
         check_result(row, 0, room + 1, row->too_long);

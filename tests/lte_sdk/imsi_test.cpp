@@ -78,28 +78,6 @@ TEST_F(Imsi, longer_answer_fails_and_the_buffer_gets_what_fits)
     }
 }
 
-TEST_F(Imsi, without_a_wan_manager_fails_and_leaves_the_buffer)
-{
-    EXPECT_EQ(unheard([this] { return ask(); }), -1);
-    EXPECT_TRUE(buffer_.untouched());
-    EXPECT_EQ(trace_text(), rsp_len_and_failure(kLength));
-}
-
-TEST_F(Imsi, without_an_answer_in_time_fails_and_leaves_the_buffer)
-{
-    EXPECT_EQ(timed_out([this] { return ask(); }), -1);
-    EXPECT_TRUE(buffer_.untouched());
-    EXPECT_EQ(trace_text(), rsp_len_and_failure(kLength));
-}
-
-TEST(ImsiNotStarted, fails_and_leaves_the_buffer)
-{
-    Guarded<char[kLength]> buffer;
-    EXPECT_EQ(lct_net_imsi_get_req(*buffer.get(), kLength), -1);
-    EXPECT_TRUE(buffer.untouched());
-    EXPECT_EQ(trace_text(), rsp_len_and_failure(kLength));
-}
-
 TEST_F(Imsi, room_is_the_callers)
 {
     std::vector<char> buffer(IPC_MSG_MAX_BODY);

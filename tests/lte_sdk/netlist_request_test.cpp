@@ -99,16 +99,4 @@ TEST_F(NetlistRequest, answer_that_is_too_long_is_a_send_failure_and_prints_noth
     expect_begin(answer_of(0, kSize));
 }
 
-TEST_F(NetlistRequest, without_a_wan_manager_fails_and_prints_nothing)
-{
-    expect([&] { return unheard([this] { return ask(); }); }, -1, kSendFailure, "");
-    EXPECT_TRUE(out_.untouched());
-}
-
-TEST_F(NetlistRequest, without_an_answer_in_time_fails_and_prints_nothing)
-{
-    expect([&] { return timed_out([this] { return ask(); }); }, -1, kSendFailure, "");
-    EXPECT_TRUE(out_.untouched());
-}
-
 } // namespace netlist_request_test

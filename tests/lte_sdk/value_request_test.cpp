@@ -88,15 +88,6 @@ TEST_P(ValueRequest, of_an_answer_that_is_too_long_the_record_gets_what_fits)
     EXPECT_EQ(out.bytes(), text_of(answer_of(0, 8)));
 }
 
-TEST_P(ValueRequest, record_is_left_alone_when_no_answer_comes)
-{
-    Guarded<lct_value_rsp> out;
-    EXPECT_EQ(unheard([&] { return ask(out.get()); }), -1);
-    EXPECT_TRUE(out.untouched());
-    EXPECT_EQ(timed_out([&] { return ask(out.get()); }), -1);
-    EXPECT_TRUE(out.untouched());
-}
-
 using RoamSwitch = Client;
 
 TEST_F(RoamSwitch, is_traced_as_a_signed_value)

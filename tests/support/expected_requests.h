@@ -1,14 +1,17 @@
-// The client's requests as the tests expect them.
-#pragma once
+/* The client's requests as the tests expect them, for C and C++. */
+#ifndef EXPECTED_REQUESTS_H
+#define EXPECTED_REQUESTS_H
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
+#ifdef __cplusplus
 namespace testing_support {
+#endif
 
-struct ExpectedRequest {
+typedef struct ExpectedRequest {
     const char *function;
     uint32_t msg_id;
     uint32_t module_id;
@@ -16,23 +19,27 @@ struct ExpectedRequest {
     uint32_t body_most;
     uint32_t room;
     uint32_t timeout;
-};
+} ExpectedRequest;
 
-inline constexpr ExpectedRequest kExpectedRequests[] = {
+static const ExpectedRequest kExpectedRequests[] = {
 #define REQUEST(function, name, ...) {#function, __VA_ARGS__},
-#include "support/requests.inc"
+#include "requests.inc"
 #undef REQUEST
 };
 
-inline const ExpectedRequest &expected_request(const std::string &function)
+static inline ExpectedRequest expected_request(const char *function)
 {
-    for (const ExpectedRequest &request : kExpectedRequests) {
-        if (request.function == function) {
-            return request;
+    for (size_t i = 0; i < sizeof(kExpectedRequests) / sizeof(kExpectedRequests[0]); ++i) {
+        if (strcmp(kExpectedRequests[i].function, function) == 0) {
+            return kExpectedRequests[i];
         }
     }
-    fprintf(stderr, "%s has no line in tests/support/requests.inc\n", function.c_str());
+    fprintf(stderr, "%s has no line in tests/support/requests.inc\n", function);
     abort();
 }
 
+#ifdef __cplusplus
 } // namespace testing_support
+#endif
+
+#endif
