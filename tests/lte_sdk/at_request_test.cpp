@@ -143,30 +143,21 @@ WireMessage sent_for(const char *command)
 
 TEST_F(AtRequest, sends_its_record_with_the_last_character_replaced_by_a_carriage_return)
 {
-    const WireMessage sent = sent_for(kCommand);
-    expect_header(sent, 1, expected_request("lct_ext_at_req").msg_id, kCommandLength + 97);
-    EXPECT_NE(sent.header.session_id, 0U);
-    EXPECT_EQ(sent.body, request_of("AT+CSQ\r"));
-}
-
-TEST_F(AtRequest, of_one_character_is_a_carriage_return)
-{
-    EXPECT_EQ(sent_for("x").body, request_of("\r"));
-}
-
-TEST_F(AtRequest, of_no_character_sends_the_head_and_a_terminator)
-{
-    const WireMessage sent = sent_for("");
-    expect_header(sent, 1, expected_request("lct_ext_at_req").msg_id, 97);
-    EXPECT_EQ(sent.body, request_of(""));
-}
-
-TEST_F(AtRequest, of_the_greatest_length_fills_the_message)
-{
-    const std::string command(kLongest, 'A');
-    const WireMessage sent = sent_for(command.c_str());
-    EXPECT_EQ(sent.body.size(), IPC_MSG_MAX_BODY);
-    EXPECT_EQ(sent.body, request_of(std::string(kLongest - 1, 'A') + '\r'));
+    const std::string longest(kLongest, 'A');
+    const std::pair<std::string, std::string> commands[] = {
+        {kCommand, "AT+CSQ\r"},
+        {"x", "\r"},
+        {"", ""},
+        {longest, longest.substr(1) + '\r'},
+    };
+    for (const auto &[command, as_sent] : commands) {
+        const WireMessage sent = sent_for(command.c_str());
+        expect_header(sent, 1, expected_request("lct_ext_at_req").msg_id,
+                      static_cast<uint32_t>(command.size()) + 97);
+        EXPECT_NE(sent.header.session_id, 0U);
+        EXPECT_EQ(sent.body, request_of(as_sent));
+    }
+    EXPECT_EQ(request_of(longest).size(), IPC_MSG_MAX_BODY);
 }
 
 TEST_F(AtRequest, that_is_one_longer_fails_and_sends_nothing)
@@ -177,27 +168,29 @@ TEST_F(AtRequest, that_is_one_longer_fails_and_sends_nothing)
     EXPECT_TRUE(wan_manager.has_nothing());
 }
 
-TEST_F(AtRequest, gives_the_text_padded_with_nuls_and_traces_it)
+TEST_F(AtRequest, gives_the_text_padded_with_nuls_and_traces_it_and_the_numbers_as_signed)
 {
-    EXPECT_EQ(ask_answered(answer_record(0, kText, terminated("+CSQ: 21"))), 0);
-    expect_out("+CSQ: 21");
-    EXPECT_EQ(trace_text(), success_trace(9, 0, "+CSQ: 21"));
-}
-
-TEST_F(AtRequest, traces_numbers_as_signed_and_the_text_as_it_is)
-{
-    const std::string text = "%s%n%%d\r\nOK";
-    const Bytes answer = Record().word(0).word(0xFFFFFFFE).word(0xFFFFFFFF).text(terminated(text));
-    EXPECT_EQ(ask_answered(answer), 0);
-    expect_out(text);
-    EXPECT_EQ(trace_text(), success_trace(-1, -2, text));
-}
-
-TEST_F(AtRequest, text_ends_at_its_first_nul)
-{
-    EXPECT_EQ(ask_answered(answer_record(0, kText, terminated("one") + terminated("two"))), 0);
-    expect_out("one");
-    EXPECT_EQ(trace_text(), success_trace(8, 0, "one"));
+    const std::string formats = "%s%n%%d\r\nOK";
+    const std::string full = std::string(kTextRoom - 1, 'x') + 'y';
+    const struct {
+        Bytes answer;
+        std::string text;
+        int32_t length;
+        int32_t type;
+    } answers[] = {
+        {answer_record(0, kText, terminated("+CSQ: 21")), "+CSQ: 21", 9, 0},
+        {Record().word(0).word(0xFFFFFFFE).word(0xFFFFFFFF).text(terminated(formats)), formats, -1, -2},
+        {answer_record(0, kText, terminated("one") + terminated("two")), "one", 8, 0},
+        {answer_record(0, kText, "x"), "x", 1, 0}, // without a terminator
+        {answer_record(0, kText, "xxxxx"), "xxxxx", 5, 0},
+        {answer_record(0, kText, std::string(115, 'x')), std::string(115, 'x'), 115, 0},
+        {answer_record(0, kText, full), full, kTextRoom, 0},
+    };
+    for (const auto &[answer, text, length, type] : answers) {
+        EXPECT_EQ(ask_answered(answer), 0);
+        expect_out(text);
+        EXPECT_EQ(trace_text(), success_trace(length, type, text));
+    }
 }
 
 TEST_F(AtRequest, text_that_fills_the_buffer_has_no_terminator)
@@ -215,24 +208,6 @@ TEST_F(AtRequest, buffer_of_no_bytes_is_left_alone)
 {
     EXPECT_EQ(ask_answered(answer_record(0, kText, terminated("OK")), 0), 0);
     EXPECT_TRUE(out_.untouched());
-}
-
-TEST_F(AtRequest, text_without_a_terminator_ends_with_the_answer)
-{
-    for (const size_t size : {1U, 5U, 115U}) {
-        const std::string text(size, 'x');
-        EXPECT_EQ(ask_answered(answer_record(0, kText, text)), 0);
-        expect_out(text);
-        EXPECT_EQ(trace_text(), success_trace(static_cast<int32_t>(size), 0, text));
-    }
-}
-
-TEST_F(AtRequest, text_may_fill_the_whole_answer)
-{
-    const std::string text = std::string(kTextRoom - 1, 'x') + 'y';
-    EXPECT_EQ(ask_answered(answer_record(0, kText, text)), 0);
-    expect_out(text);
-    EXPECT_EQ(trace_text(), success_trace(kTextRoom, 0, text));
 }
 
 TEST_F(AtRequest, what_the_head_of_an_answer_lacks_is_the_requests_own)
@@ -314,27 +289,26 @@ TEST(AtRequestNotStarted, traces_the_commands_length)
     }
 }
 
-TEST_F(AtAnswerFile, is_printed_in_full)
+TEST_F(AtAnswerFile, is_printed_in_full_with_its_nuls_and_without_a_line_end_of_its_own)
 {
+    std::vector<std::string> contents = {std::string("one\0\0two", 8) + std::string(200, '\0') +
+                                         "%s end"};
     for (const size_t size : {0U, 1U, 127U, 128U, 129U, 256U, 5000U}) {
         const Bytes bytes = pattern(size);
-        const std::string content(bytes.begin(), bytes.end());
+        contents.emplace_back(bytes.begin(), bytes.end());
+    }
+    for (const std::string &content : contents) {
         write_text(kAnswerFile, content);
         EXPECT_EQ(printed_for(kAnswerFile), content);
     }
 }
 
-TEST_F(AtAnswerFile, is_printed_with_its_nuls_and_without_a_line_end_of_its_own)
-{
-    const std::string content = std::string("one\0\0two", 8) + std::string(200, '\0') + "%s end";
-    write_text(kAnswerFile, content);
-    EXPECT_EQ(printed_for(kAnswerFile), content);
-}
-
-TEST_F(AtAnswerFile, path_is_given_and_traced)
+TEST_F(AtAnswerFile, path_is_given_and_traced_and_the_file_closed)
 {
     write_text(kAnswerFile, "content");
+    const int before = count_descriptors();
     printed_for(kAnswerFile);
+    EXPECT_EQ(count_descriptors(), before);
     expect_out(kAnswerFile);
     EXPECT_EQ(trace_text(), success_trace(sizeof(kAnswerFile), 1, kAnswerFile));
 }
@@ -351,14 +325,6 @@ TEST_F(AtAnswerFile, that_cannot_be_read_prints_nothing_and_is_no_error)
     EXPECT_EQ(printed_for(kAnswerFile), "");
     EXPECT_EQ(printed_for(""), "");
     EXPECT_EQ(printed_for("/tmp"), "");
-}
-
-TEST_F(AtAnswerFile, is_closed)
-{
-    write_text(kAnswerFile, "content");
-    const int before = count_descriptors();
-    printed_for(kAnswerFile);
-    EXPECT_EQ(count_descriptors(), before);
 }
 
 TEST_F(AtAnswerFile, of_any_other_type_is_a_text)

@@ -1,6 +1,5 @@
 // Notifications of a WAN manager in a process of its own reach the host's callback.
 #include "lc_ipc_msg.h"
-#include "lc_mem.h"
 #include "support/child_process.h"
 #include "support/client.h"
 
@@ -53,27 +52,24 @@ std::vector<Seen> wait_for_events(size_t count)
     return g_seen;
 }
 
-void publish(uint32_t msg_id, const void *body, uint32_t length)
+void publish(uint32_t msg_id, const Bytes &body)
 {
-    auto *message = static_cast<ipc_msg_hdr *>(ipc_memory_assign(length, IPC_MSG_TYPE_ASYNC));
-    *message = {IPC_MSG_TYPE_ASYNC, msg_id, length, 0};
-    memcpy(ipc_msg_body(message), body, length);
-    ipc_msg_notify(message, length);
-    mem_free_ex(0, __LINE__, MEM_OWNER_IPC, message);
+    const MessagePtr message = make_message(msg_id, body);
+    ipc_msg_notify(message.get(), message->length);
 }
 
 void publish_all()
 {
-    publish(WM_MSG_MODEM_NOTIFY, "signal", 6);
+    publish(WM_MSG_MODEM_NOTIFY, text("signal"));
     lct_iface_status iface = {};
     iface.readiness = 1;
-    publish(WM_MSG_IFACE_STATUS_NOTIFY, &iface, sizeof(iface));
+    publish(WM_MSG_IFACE_STATUS_NOTIFY, bytes_of(iface));
     lct_link_status link = {};
     link.iface_type = LCT_IFACE_TYPE_WCDMA;
     link.link_status = LCT_LINK_CONNECTED;
     link.ip_status = 1;
     strcpy(link.interface_name, "wwan0");
-    publish(WM_MSG_LINK_STATUS_NOTIFY, &link, sizeof(link));
+    publish(WM_MSG_LINK_STATUS_NOTIFY, bytes_of(link));
 }
 
 std::atomic<int> g_registrations{0};
@@ -141,9 +137,8 @@ TEST(Callback, that_is_missing_is_traced_once_per_message)
 {
     ASSERT_EQ(lct_module_init(&kConfigWithoutCallback), 0);
     Peer wan_manager(kWanManagerSocket);
-    wan_manager.send(abstract_address(client_socket_name(getpid())),
-                     {IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY, 0, 1},
-                     bytes_of(lct_link_status{}));
+    send_to_client(wan_manager, IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY,
+                   bytes_of(lct_link_status{}));
     // The endpoint takes its own stop message after the notification.
     ASSERT_EQ(lct_module_fin(), 0);
     EXPECT_EQ(trace_text(), trace_entry("sdk_msg_handler", "sdk callback func is NULL\n"));
@@ -170,8 +165,7 @@ TEST(Callback, gets_a_body_that_arrived_short_completed_with_zeros)
     };
     ASSERT_EQ(lct_module_init(&config), 0);
     Peer wan_manager(kWanManagerSocket);
-    wan_manager.send(abstract_address(client_socket_name(getpid())),
-                     {IPC_MSG_TYPE_ASYNC, WM_MSG_IFACE_STATUS_NOTIFY, 0, 1}, {1, 2, 3, 4, 5});
+    send_to_client(wan_manager, IPC_MSG_TYPE_ASYNC, WM_MSG_IFACE_STATUS_NOTIFY, {1, 2, 3, 4, 5});
     ASSERT_EQ(lct_module_fin(), 0);
     std::vector<uint8_t> expected = {1, 2, 3, 4, 5};
     expected.resize(688);

@@ -117,14 +117,6 @@ std::string lines_of_iface(uint32_t readiness)
     return trace_text();
 }
 
-void expect_event(uint32_t event, uint32_t len)
-{
-    EXPECT_EQ(g_calls, 1);
-    EXPECT_EQ(g_event.event, event);
-    EXPECT_EQ(g_event.len, len);
-    EXPECT_EQ(g_event.reserved, 0U);
-}
-
 // A body of `size` bytes reaches the host followed by zeros up to the announced length.
 void expect_completed(uint32_t msg_id, size_t size, size_t announced)
 {
@@ -159,49 +151,49 @@ TEST_F(Dispatcher, connected_link_writes_these_lines_in_order)
     EXPECT_EQ(lines_of_link(connected_link()), kConnectedLines);
 }
 
-TEST_F(Dispatcher, link_in_any_other_state_writes_two_lines)
+TEST_F(Dispatcher, link_is_connected_with_2_its_ip_up_with_1_and_its_interface_wcdma_with_2_alone)
 {
-    for (const uint32_t status : {0U, 1U, 3U, 0xFFFFFFFFU}) {
+    const auto lines_of = [](uint32_t link_status, uint32_t ip_status, uint32_t type) {
         lct_link_status link = connected_link();
-        link.link_status = status;
-        EXPECT_EQ(lines_of_link(link), link_lines("WM_DISCONNECTED WM_IP_UP WM_WCDMA")) << status;
-    }
-}
-
-TEST_F(Dispatcher, ip_is_up_only_with_status_1)
-{
-    for (const uint32_t status : {0U, 2U, 0xFFFFFFFFU}) {
-        lct_link_status link = {};
-        link.ip_status = status;
-        link.iface_type = 2;
-        EXPECT_EQ(lines_of_link(link), link_lines("WM_DISCONNECTED WM_IP_DOWN WM_WCDMA")) << status;
-    }
-}
-
-TEST_F(Dispatcher, interface_is_wcdma_only_with_type_2)
-{
-    for (const uint32_t type : {0U, 1U, 3U, 0xFFFFFFFFU}) {
-        lct_link_status link = {};
-        link.ip_status = 1;
+        link.link_status = link_status;
+        link.ip_status = ip_status;
         link.iface_type = type;
-        EXPECT_EQ(lines_of_link(link), link_lines("WM_DISCONNECTED WM_IP_UP Other type")) << type;
+        return lines_of_link(link);
+    };
+    for (const uint32_t status : {0U, 1U, 3U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(lines_of(status, 1, 2), link_lines("WM_DISCONNECTED WM_IP_UP WM_WCDMA")) << status;
+    }
+    for (const uint32_t status : {0U, 2U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(lines_of(0, status, 2), link_lines("WM_DISCONNECTED WM_IP_DOWN WM_WCDMA")) << status;
+    }
+    for (const uint32_t type : {0U, 1U, 3U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(lines_of(0, 1, type), link_lines("WM_DISCONNECTED WM_IP_UP Other type")) << type;
     }
 }
 
-TEST_F(Dispatcher, link_event_points_at_the_body_as_received)
+TEST_F(Dispatcher, event_points_at_the_body_as_received)
 {
-    const Bytes body = bytes_of(connected_link());
-    Message message(WM_MSG_LINK_STATUS_NOTIFY, body);
-    EXPECT_EQ(message.handle(), 1U);
-    expect_event(0xAF001, 656);
-    EXPECT_EQ(g_event.data, message.body());
-    EXPECT_EQ(g_data, body);
-}
-
-TEST_F(Dispatcher, disconnected_link_is_an_event_too)
-{
-    EXPECT_EQ(Message(WM_MSG_LINK_STATUS_NOTIFY, Bytes(656)).handle(), 1U);
-    expect_event(0xAF001, 656);
+    const struct {
+        uint32_t msg_id;
+        Bytes body;
+        uint32_t event;
+        uint32_t len;
+    } messages[] = {
+        {WM_MSG_LINK_STATUS_NOTIFY, bytes_of(connected_link()), 0xAF001, 656},
+        {WM_MSG_LINK_STATUS_NOTIFY, Bytes(656), 0xAF001, 656},
+        {WM_MSG_IFACE_STATUS_NOTIFY, numbered_bytes(688), 0xAF002, 688},
+    };
+    for (const auto &[msg_id, body, event, len] : messages) {
+        g_calls = 0;
+        Message message(msg_id, body);
+        EXPECT_EQ(message.handle(), 1U);
+        EXPECT_EQ(g_calls, 1);
+        EXPECT_EQ(g_event.event, event);
+        EXPECT_EQ(g_event.len, len);
+        EXPECT_EQ(g_event.reserved, 0U);
+        EXPECT_EQ(g_event.data, message.body());
+        EXPECT_EQ(g_data, body);
+    }
 }
 
 TEST_F(Dispatcher, interface_is_ready_only_with_1)
@@ -218,16 +210,6 @@ TEST_F(Dispatcher, interface_readiness_is_the_second_word)
     body[0] = body[3] = 1;
     EXPECT_EQ(Message(WM_MSG_IFACE_STATUS_NOTIFY, body).handle(), 1U);
     EXPECT_EQ(trace_text(), iface_lines("WM_NOT_READY"));
-}
-
-TEST_F(Dispatcher, interface_event_points_at_the_body_as_received)
-{
-    const Bytes body = numbered_bytes(688);
-    Message message(WM_MSG_IFACE_STATUS_NOTIFY, body);
-    EXPECT_EQ(message.handle(), 1U);
-    expect_event(0xAF002, 688);
-    EXPECT_EQ(g_event.data, message.body());
-    EXPECT_EQ(g_data, body);
 }
 
 TEST_F(Dispatcher, trace_is_written_before_the_host_is_called)
@@ -321,15 +303,11 @@ TEST_F(Dispatcher, percent_signs_in_a_text_are_only_text)
     EXPECT_NE(lines_of_link(link).find(line("interface:%s%n%d")), std::string::npos);
 }
 
-TEST_F(DispatcherShort, link_body_is_completed_with_zeros)
+TEST_F(DispatcherShort, body_is_completed_with_zeros)
 {
     for (const size_t size : {0U, 4U, 12U, 20U, 36U, 128U, 655U}) {
         expect_completed(WM_MSG_LINK_STATUS_NOTIFY, size, 656);
     }
-}
-
-TEST_F(DispatcherShort, interface_body_is_completed_with_zeros)
-{
     for (const size_t size : {0U, 4U, 8U, 200U, 687U}) {
         expect_completed(WM_MSG_IFACE_STATUS_NOTIFY, size, 688);
     }
@@ -358,22 +336,18 @@ TEST_F(DispatcherWithoutCallback, every_message_writes_one_line_with_one_line_fe
 {
     config_.callback = nullptr;
     const std::string expected = trace_entry("sdk_msg_handler", "sdk callback func is NULL\n");
-    for (const uint32_t id :
-         {WM_MSG_LINK_STATUS_NOTIFY, WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_MODEM_NOTIFY, 5U}) {
+    for (const lct_config *config : {&config_, static_cast<lct_config *>(nullptr)}) {
+        g_sdk_config = config;
+        for (const uint32_t id :
+             {WM_MSG_LINK_STATUS_NOTIFY, WM_MSG_IFACE_STATUS_NOTIFY, WM_MSG_MODEM_NOTIFY, 5U}) {
+            unlink(kTraceFile);
+            EXPECT_EQ(Message(id, Bytes(688)).handle(), 0U);
+            EXPECT_EQ(trace_text(), expected) << id;
+        }
         unlink(kTraceFile);
-        EXPECT_EQ(Message(id, Bytes(688)).handle(), 0U);
-        EXPECT_EQ(trace_text(), expected) << id;
+        EXPECT_EQ(sdk_msg_handler(nullptr, 0), 0U);
+        EXPECT_EQ(trace_text(), expected);
     }
-    unlink(kTraceFile);
-    EXPECT_EQ(sdk_msg_handler(nullptr, 0), 0U);
-    EXPECT_EQ(trace_text(), expected);
-}
-
-TEST_F(DispatcherWithoutCallback, is_as_one_without_a_configuration)
-{
-    g_sdk_config = nullptr;
-    EXPECT_EQ(Message(WM_MSG_LINK_STATUS_NOTIFY, Bytes(688)).handle(), 0U);
-    EXPECT_EQ(trace_text(), trace_entry("sdk_msg_handler", "sdk callback func is NULL\n"));
 }
 
 TEST_F(DispatcherWithoutCallback, callback_is_the_tenth_word_of_the_record)

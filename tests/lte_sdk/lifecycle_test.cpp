@@ -67,9 +67,8 @@ TEST(Lifecycle, second_start_uses_the_record_it_is_given)
     ASSERT_EQ(lct_module_fin(), 0);
     ASSERT_EQ(lct_module_init(&second), 0);
     Peer wan_manager(kWanManagerSocket);
-    wan_manager.send(abstract_address(client_socket_name(getpid())),
-                     {IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY, 0, 1},
-                     bytes_of(lct_link_status{}));
+    send_to_client(wan_manager, IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY,
+                   bytes_of(lct_link_status{}));
     // The endpoint takes its own stop message after the notification.
     ASSERT_EQ(lct_module_fin(), 0);
     EXPECT_EQ(events_of_second, 1);

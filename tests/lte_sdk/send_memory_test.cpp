@@ -19,6 +19,8 @@ constexpr uint32_t kMessageOwner = 0x3000000;
 constexpr uint32_t kClientOwner = 0x84080000;
 const char kBody[20] = "body";
 
+uint32_t request() { return send_request(1, kId, kBody, sizeof(kBody)); }
+uint32_t notify() { return send_notify(kId, kBody, sizeof(kBody)); }
 uint32_t send_syn()
 {
     lct_value_rsp response = {};
@@ -83,47 +85,24 @@ using SendTags = Client;
 
 } // namespace
 
-TEST_F(SendTags, request_takes_one_message_and_frees_it_as_the_clients)
-{
-    const Peer wan_manager(kWanManagerSocket);
-    EXPECT_EQ(messages_of([] { return send_request(1, kId, kBody, 20); }), std::vector<size_t>{36});
-}
-
-TEST_F(SendTags, notify_takes_one_message_and_frees_it_as_the_clients)
-{
-    EXPECT_EQ(messages_of([] { return send_notify(kId, kBody, 20); }), std::vector<size_t>{36});
-}
-
-TEST_F(SendTags, synchronous_request_takes_two_messages_and_frees_them_as_the_clients)
+TEST_F(SendTags, messages_are_taken_and_freed_as_the_clients)
 {
     AnsweringPeer wan_manager(
         [](Peer &peer, const WireMessage &request) { peer.respond(request, bytes_of(uint32_t{0})); });
+    EXPECT_EQ(messages_of(request), std::vector<size_t>{36});
+    EXPECT_EQ(messages_of(notify), std::vector<size_t>{36});
     EXPECT_EQ(messages_of(send_syn), (std::vector<size_t>{24, 36}));
 }
 
-TEST_F(SendMemory, request_without_its_message_gives_0_and_a_trace_line)
+TEST_F(SendMemory, that_is_missing_gives_0_and_for_a_message_a_trace_line)
 {
-    expect_failure(
-        kMessage, [] { return send_request(1, kId, kBody, 20); },
-        trace_entry("send_request", "Malloc memory failed.\n\n"));
-}
-
-TEST_F(SendMemory, notify_without_its_message_gives_0_and_a_trace_line)
-{
-    expect_failure(
-        kMessage, [] { return send_notify(kId, kBody, 20); },
-        trace_entry("send_notify", "Malloc memory failed.\n\n"));
-}
-
-TEST_F(SendMemory, synchronous_request_without_either_message_gives_0_and_a_trace_line)
-{
-    const std::string trace = trace_entry("send_request_syn", "Malloc memory failed.\n\n");
-    expect_failure(kMessage, send_syn, trace);
-    expect_failure(kMessage.number(2), send_syn, trace);
-}
-
-TEST_F(SendMemory, synchronous_request_that_cannot_wait_gives_0_without_a_trace_line)
-{
+    const auto no_message = [](const char *function) {
+        return trace_entry(function, "Malloc memory failed.\n\n");
+    };
+    expect_failure(kMessage, request, no_message("send_request"));
+    expect_failure(kMessage, notify, no_message("send_notify"));
+    expect_failure(kMessage, send_syn, no_message("send_request_syn"));
+    expect_failure(kMessage.number(2), send_syn, no_message("send_request_syn"));
     expect_failure(kWaiter, send_syn, "");
     expect_failure(kWaiterNode, send_syn, "");
 }

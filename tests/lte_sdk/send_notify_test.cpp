@@ -16,9 +16,7 @@ constexpr uint32_t kId = 0x12345678;
 
 void subscribe(Peer &peer, uint32_t notify_id)
 {
-    peer.send(abstract_address(client_socket_name(getpid())),
-              {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 0, 77}, bytes_of(notify_id));
-    const WireMessage answer = receive_from(peer);
+    const WireMessage answer = register_at_client(peer, notify_id);
     expect_header(answer, IPC_MSG_TYPE_RESPONSE, IPC_MSG_ID_REGISTER, 4);
     EXPECT_EQ(answer.word(), 0U);
 }

@@ -49,6 +49,14 @@ Outcome request_with_room(uint32_t room, uint32_t timeout = kLong, uint32_t modu
     return outcome;
 }
 
+void expect_nothing(const Outcome &outcome, uint32_t length)
+{
+    EXPECT_EQ(outcome.delivered, 0U);
+    EXPECT_EQ(outcome.length, length);
+    EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
+    EXPECT_EQ(trace_text(), "");
+}
+
 } // namespace
 
 using SendRequestSyn = Client;
@@ -81,50 +89,27 @@ TEST_F(SendRequestSyn, body_pointer_with_length_0_sends_no_body_and_length_witho
     EXPECT_EQ(received[1].header.session_id, received[0].header.session_id + 1);
 }
 
-TEST_F(SendRequestSyn, copies_the_response_and_its_length)
+TEST_F(SendRequestSyn, copies_what_came_and_fits_and_its_length_whatever_its_result)
 {
-    AnsweringPeer wan_manager(answer_with({0, 7, 8}));
-    const Outcome outcome = request_with_room(3);
-    EXPECT_EQ(outcome.delivered, 1U);
-    EXPECT_EQ(outcome.length, 12U);
-    EXPECT_EQ(outcome.record, (Words{0, 7, 8, 94}));
+    const struct {
+        Words answer;
+        uint32_t room;
+        uint32_t delivered;
+        uint32_t length;
+        Words record;
+    } answers[] = {
+        {{0, 7, 8}, 3, 1, 12, {0, 7, 8, 94}}, {{0}, 3, 1, 4, {0, 92, 93, 94}},
+        {{}, 3, 1, 0, {91, 92, 93, 94}},      {{0xFFFFFFFF}, 1, 1, 4, {0xFFFFFFFF, 92, 93, 94}},
+        {{0, 7, 8}, 2, 0, 8, {0, 7, 93, 94}},
+    };
+    for (const auto &[answer, room, delivered, length, record] : answers) {
+        AnsweringPeer wan_manager(answer_with(answer));
+        const Outcome outcome = request_with_room(room);
+        EXPECT_EQ(outcome.delivered, delivered);
+        EXPECT_EQ(outcome.length, length);
+        EXPECT_EQ(outcome.record, record);
+    }
     EXPECT_EQ(trace_text(), "");
-}
-
-TEST_F(SendRequestSyn, shorter_response_leaves_the_rest_of_the_record)
-{
-    AnsweringPeer wan_manager(answer_with({0}));
-    const Outcome outcome = request_with_room(3);
-    EXPECT_EQ(outcome.delivered, 1U);
-    EXPECT_EQ(outcome.length, 4U);
-    EXPECT_EQ(outcome.record, (Words{0, 92, 93, 94}));
-}
-
-TEST_F(SendRequestSyn, empty_response_is_a_response)
-{
-    AnsweringPeer wan_manager(answer_with({}));
-    const Outcome outcome = request_with_room(3);
-    EXPECT_EQ(outcome.delivered, 1U);
-    EXPECT_EQ(outcome.length, 0U);
-    EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
-}
-
-TEST_F(SendRequestSyn, non_zero_result_word_is_still_delivered)
-{
-    AnsweringPeer wan_manager(answer_with({0xFFFFFFFF}));
-    const Outcome outcome = request_with_room(1);
-    EXPECT_EQ(outcome.delivered, 1U);
-    EXPECT_EQ(outcome.record[0], 0xFFFFFFFFU);
-    EXPECT_EQ(trace_text(), "");
-}
-
-TEST_F(SendRequestSyn, response_that_is_too_long_gives_0_and_the_bytes_that_fit)
-{
-    AnsweringPeer wan_manager(answer_with({0, 7, 8}));
-    const Outcome outcome = request_with_room(2);
-    EXPECT_EQ(outcome.delivered, 0U);
-    EXPECT_EQ(outcome.length, 8U);
-    EXPECT_EQ(outcome.record, (Words{0, 7, 93, 94}));
 }
 
 TEST_F(SendRequestSyn, room_of_0_takes_an_empty_response_only)
@@ -143,21 +128,26 @@ TEST_F(SendRequestSyn, room_of_0_takes_an_empty_response_only)
 
 TEST_F(SendRequestSyn, to_nobody_gives_0_and_the_record_keeps_the_callers_values)
 {
-    const Outcome outcome = request_with_room(3);
-    EXPECT_EQ(outcome.delivered, 0U);
-    EXPECT_EQ(outcome.length, 12U);
-    EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
-    EXPECT_EQ(trace_text(), "");
+    expect_nothing(request_with_room(3), 12);
+}
+
+TEST_F(SendRequestSyn, to_an_unknown_module_gives_0_and_the_record_keeps_the_callers_values)
+{
+    expect_nothing(request_with_room(2, kLong, 8), 8);
 }
 
 TEST_F(SendRequestSyn, without_answer_in_time_gives_0_and_the_record_keeps_the_callers_values)
 {
     AnsweringPeer wan_manager;
-    const Outcome outcome = request_with_room(3, kShort);
-    EXPECT_EQ(outcome.delivered, 0U);
-    EXPECT_EQ(outcome.length, 12U);
-    EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
+    expect_nothing(request_with_room(3, kShort), 12);
     EXPECT_EQ(wan_manager.stop().size(), 1U);
+}
+
+TEST_F(SendRequestSyn, time_out_of_0_gives_0_and_sends_nothing)
+{
+    AnsweringPeer wan_manager(answer_with({0}));
+    expect_nothing(request_with_room(1, 0), 4);
+    EXPECT_EQ(wan_manager.stop().size(), 0U);
 }
 
 TEST_F(SendRequestSyn, late_response_does_not_answer_the_next_request)
@@ -175,24 +165,6 @@ TEST_F(SendRequestSyn, late_response_does_not_answer_the_next_request)
     const Outcome outcome = request_with_room(2);
     EXPECT_EQ(outcome.delivered, 1U);
     EXPECT_EQ(outcome.record, (Words{0, 2, 93, 94}));
-}
-
-TEST_F(SendRequestSyn, time_out_of_0_gives_0_and_sends_nothing)
-{
-    AnsweringPeer wan_manager(answer_with({0}));
-    const Outcome outcome = request_with_room(1, 0);
-    EXPECT_EQ(outcome.delivered, 0U);
-    EXPECT_EQ(outcome.record[0], 91U);
-    EXPECT_EQ(wan_manager.stop().size(), 0U);
-}
-
-TEST_F(SendRequestSyn, to_an_unknown_module_gives_0_without_a_trace_line)
-{
-    const Outcome outcome = request_with_room(2, kLong, 8);
-    EXPECT_EQ(outcome.delivered, 0U);
-    EXPECT_EQ(outcome.length, 8U);
-    EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
-    EXPECT_EQ(trace_text(), "");
 }
 
 TEST_F(SendRequestSyn, of_several_threads_each_gets_its_own_answer)
@@ -223,10 +195,7 @@ TEST_F(SendRequestSyn, of_several_threads_each_gets_its_own_answer)
 TEST(SendRequestSynNotStarted, gives_0_and_the_record_keeps_the_callers_values)
 {
     Peer peer(kWanManagerSocket);
-    const Outcome outcome = request_with_room(2);
-    EXPECT_EQ(outcome.delivered, 0U);
-    EXPECT_EQ(outcome.length, 8U);
-    EXPECT_EQ(outcome.record, (Words{91, 92, 93, 94}));
+    expect_nothing(request_with_room(2), 8);
     EXPECT_TRUE(peer.has_nothing());
 }
 

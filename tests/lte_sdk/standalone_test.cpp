@@ -24,8 +24,6 @@ const uint32_t kSmsDeleteAll = expected_request("lct_sms_del_dev_all_msg").msg_i
 const std::string kSimNotReady = trace_entry("lct_check_sim_card_ready", "nv match error\n\n");
 const std::string kInitFailed = trace_entry("lct_ipc_init_for_sc_msg", "ipc init failled, ret=11\n\n");
 
-std::string own_socket() { return client_socket_name(getpid()); }
-
 // What a peer answers, and what it sees when it is asked.
 class Answers {
 public:
@@ -75,8 +73,9 @@ using SmsClear = Standalone;
 
 // ---- The endpoint ----
 
-TEST(BareEndpoint, is_the_clients_without_a_trace)
+TEST(BareEndpoint, is_the_clients_without_a_trace_also_when_it_is_up_already)
 {
+    EXPECT_EQ(lct_ipc_init_for_sc_msg(), 0);
     EXPECT_EQ(lct_ipc_init_for_sc_msg(), 0);
     EXPECT_TRUE(socket_exists(own_socket()));
     EXPECT_EQ(trace_text(), "");
@@ -88,11 +87,8 @@ TEST(BareEndpoint, has_no_handler)
 {
     ASSERT_EQ(lct_ipc_init_for_sc_msg(), 0);
     Peer wan_manager(kWanManagerSocket);
-    const sockaddr_un client = abstract_address(own_socket());
-    wan_manager.send(client, {IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY, 0, 1}, {});
-    // The answer to this comes after the notification has been dealt with.
-    wan_manager.send(client, {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 0, 2}, bytes_of(uint32_t{9}));
-    receive_from(wan_manager);
+    send_to_client(wan_manager, IPC_MSG_TYPE_ASYNC, WM_MSG_LINK_STATUS_NOTIFY);
+    register_at_client(wan_manager, 9);
     EXPECT_EQ(trace_text(), "");
     ipc_msg_fin();
 }
@@ -104,63 +100,11 @@ TEST(BareEndpoint, failure_is_traced_with_its_code)
     EXPECT_EQ(trace_text(), kInitFailed);
 }
 
-TEST(BareEndpoint, that_is_up_already_is_good)
-{
-    ASSERT_EQ(lct_ipc_init_for_sc_msg(), 0);
-    EXPECT_EQ(lct_ipc_init_for_sc_msg(), 0);
-    EXPECT_EQ(trace_text(), "");
-    ipc_msg_fin();
-}
-
 // ---- State change ----
-
-TEST_F(StateChange, asks_the_wan_manager_over_an_endpoint_of_the_call)
-{
-    Answers answers(0);
-    AnsweringPeer wan_manager(answers());
-    const Peer sms_store(kSmsStoreSocket);
-    EXPECT_EQ(lct_state_change_req(), 0);
-    EXPECT_TRUE(answers.endpoint_was_up);
-    EXPECT_FALSE(socket_exists(own_socket()));
-    const std::vector<WireMessage> &received = wan_manager.stop();
-    ASSERT_EQ(received.size(), 1U);
-    expect_message(received[0], IPC_MSG_TYPE_REQUEST, kStateChange);
-    EXPECT_EQ(trace_text(), "");
-}
 
 TEST_F(StateChange, without_an_answer_in_time_fails)
 {
     EXPECT_EQ(timed_out(lct_state_change_req), -1);
-    EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
-}
-
-TEST_F(StateChange, sim_that_cannot_be_used_is_success_and_nothing_is_sent)
-{
-    Peer wan_manager(kWanManagerSocket);
-    Peer sms_store(kSmsStoreSocket);
-    for (const std::string &status : kUnusable) {
-        unlink(kTraceFile);
-        set_sim(status);
-        EXPECT_EQ(lct_state_change_req(), 0) << status;
-        EXPECT_EQ(trace_text(), kSimNotReady) << status;
-        EXPECT_FALSE(socket_exists(own_socket()));
-    }
-    EXPECT_TRUE(wan_manager.has_nothing());
-    EXPECT_TRUE(sms_store.has_nothing());
-}
-
-TEST_F(StateChange, unknown_sim_status_is_success_and_nothing_is_sent)
-{
-    Peer wan_manager(kWanManagerSocket);
-    unlink(file_of(kSimStatus).c_str());
-    EXPECT_EQ(lct_state_change_req(), 0);
-    EXPECT_EQ(trace_text(), kSimNotReady);
-    EXPECT_TRUE(wan_manager.has_nothing());
-}
-
-TEST_F(StateChange, without_a_wan_manager_fails)
-{
-    EXPECT_EQ(lct_state_change_req(), -1);
     EXPECT_EQ(trace_text(), trace_entry("lct_state_change_req", "ipc msg send failure.\n\n"));
 }
 
@@ -178,22 +122,6 @@ const std::string kNotDeleted = sms_trace("ipc msg del failure.");
 const std::string kNotAnnounced = sms_trace("ipc msg send failure.");
 
 } // namespace
-
-TEST_F(SmsClear, announces_a_state_change_and_has_the_store_delete)
-{
-    Answers answers(0);
-    Peer wan_manager(kWanManagerSocket);
-    AnsweringPeer sms_store(answers(), kSmsStoreSocket);
-    EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
-    EXPECT_TRUE(answers.endpoint_was_up);
-    EXPECT_FALSE(socket_exists(own_socket()));
-    expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
-    EXPECT_TRUE(wan_manager.has_nothing());
-    const std::vector<WireMessage> &received = sms_store.stop();
-    ASSERT_EQ(received.size(), 1U);
-    expect_message(received[0], IPC_MSG_TYPE_REQUEST, kSmsDeleteAll);
-    EXPECT_EQ(trace_text(), kDeleted);
-}
 
 TEST_F(SmsClear, announces_before_it_deletes)
 {
@@ -226,22 +154,6 @@ TEST_F(SmsClear, deletes_although_nobody_took_the_announcement)
     EXPECT_EQ(trace_text(), kNotAnnounced + kDeleted);
 }
 
-TEST_F(SmsClear, sim_that_cannot_be_used_is_success_and_only_the_announcement_is_sent)
-{
-    Peer wan_manager(kWanManagerSocket);
-    Peer sms_store(kSmsStoreSocket);
-    for (const std::string &status : kUnusable) {
-        unlink(kTraceFile);
-        set_sim(status);
-        EXPECT_EQ(lct_sms_del_dev_all_msg(), 0) << status;
-        EXPECT_EQ(trace_text(), kSimNotReady) << status;
-        expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
-        EXPECT_FALSE(socket_exists(own_socket()));
-    }
-    EXPECT_TRUE(wan_manager.has_nothing());
-    EXPECT_TRUE(sms_store.has_nothing());
-}
-
 TEST_F(SmsClear, unknown_sim_status_is_success_also_when_the_announcement_fails)
 {
     unlink(file_of(kSimStatus).c_str());
@@ -249,14 +161,6 @@ TEST_F(SmsClear, unknown_sim_status_is_success_also_when_the_announcement_fails)
     EXPECT_EQ(lct_sms_del_dev_all_msg(), 0);
     EXPECT_EQ(trace_text(), kNotAnnounced + kSimNotReady);
     EXPECT_TRUE(sms_store.has_nothing());
-}
-
-TEST_F(SmsClear, without_a_store_fails)
-{
-    Peer wan_manager(kWanManagerSocket);
-    EXPECT_EQ(lct_sms_del_dev_all_msg(), -1);
-    EXPECT_EQ(trace_text(), kNotDeleted);
-    expect_message(receive_from(wan_manager), IPC_MSG_TYPE_ASYNC, kStateChange);
 }
 
 // ---- What both have in common ----
@@ -268,15 +172,14 @@ struct Row {
     int32_t (*call)();
     uint32_t timeout;
     const char *asked; // the socket that answers
+    uint32_t msg_id;
     const char *other;
     size_t announcements; // at the other
     std::string done;     // traces
     std::string refused;
-    std::string too_long;
+    std::string unanswered;
     std::string not_started;
 };
-
-void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
 
 std::string state_trace(const std::string &text)
 {
@@ -284,11 +187,11 @@ std::string state_trace(const std::string &text)
 }
 
 const Row kRows[] = {
-    {"lct_state_change_req", lct_state_change_req, 400000, kWanManagerSocket, kSmsStoreSocket, 0, "",
-     state_trace("result error."), state_trace("ipc msg send failure."),
+    {"lct_state_change_req", lct_state_change_req, 400000, kWanManagerSocket, kStateChange,
+     kSmsStoreSocket, 0, "", state_trace("result error."), state_trace("ipc msg send failure."),
      state_trace("ipc init failure.")},
-    {"lct_sms_del_dev_all_msg", lct_sms_del_dev_all_msg, 50000, kSmsStoreSocket, kWanManagerSocket, 1,
-     kDeleted, kNotDeleted, kNotDeleted, sms_trace("ipc init failure.")},
+    {"lct_sms_del_dev_all_msg", lct_sms_del_dev_all_msg, 50000, kSmsStoreSocket, kSmsDeleteAll,
+     kWanManagerSocket, 1, kDeleted, kNotDeleted, kNotDeleted, sms_trace("ipc init failure.")},
 };
 
 class EitherCall : public Standalone, public testing::WithParamInterface<Row> {
@@ -304,25 +207,65 @@ protected:
         EXPECT_FALSE(socket_exists(own_socket()));
     }
 
+    void expect_announcements(size_t calls)
+    {
+        const std::vector<WireMessage> &received = other_.stop();
+        EXPECT_EQ(received.size(), calls * GetParam().announcements);
+        for (const WireMessage &message : received) {
+            expect_message(message, IPC_MSG_TYPE_ASYNC, kStateChange);
+        }
+    }
+
     Answers good_{0};
     AnsweringPeer other_{nullptr, GetParam().other};
 };
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Standalone, EitherCall, testing::ValuesIn(kRows));
+INSTANTIATE_TEST_SUITE_P(Standalone, EitherCall, testing::ValuesIn(kRows),
+                         [](const auto &row) { return std::string(row.param.name); });
 
-TEST_P(EitherCall, can_be_asked_for_again)
+TEST_P(EitherCall, asks_over_an_endpoint_of_each_call)
 {
     AnsweringPeer asked(good_(), GetParam().asked);
     for (int i = 0; i < 3; ++i) {
+        unlink(kTraceFile);
         good_.endpoint_was_up = false;
         EXPECT_EQ(GetParam().call(), 0);
         EXPECT_TRUE(good_.endpoint_was_up);
         EXPECT_FALSE(socket_exists(own_socket()));
+        EXPECT_EQ(trace_text(), GetParam().done);
     }
     EXPECT_EQ(asked.stop().size(), 3U);
-    EXPECT_EQ(other_.stop().size(), 3 * GetParam().announcements);
+    for (const WireMessage &message : asked.stop()) {
+        expect_message(message, IPC_MSG_TYPE_REQUEST, GetParam().msg_id);
+    }
+    expect_announcements(3);
+}
+
+TEST_P(EitherCall, with_nobody_to_ask_fails)
+{
+    EXPECT_EQ(GetParam().call(), -1);
+    EXPECT_EQ(trace_text(), GetParam().unanswered);
+    expect_announcements(1);
+}
+
+TEST_P(EitherCall, sim_that_cannot_be_used_is_success_and_only_an_announcement_is_sent)
+{
+    Peer asked(GetParam().asked);
+    for (const std::string &status : kUnusable) {
+        unlink(kTraceFile);
+        set_sim(status);
+        EXPECT_EQ(GetParam().call(), 0) << status;
+        EXPECT_EQ(trace_text(), kSimNotReady) << status;
+        EXPECT_FALSE(socket_exists(own_socket()));
+    }
+    unlink(kTraceFile);
+    unlink(file_of(kSimStatus).c_str());
+    EXPECT_EQ(GetParam().call(), 0);
+    EXPECT_EQ(trace_text(), kSimNotReady);
+    EXPECT_TRUE(asked.has_nothing());
+    expect_announcements(kUnusable.size() + 1);
 }
 
 TEST_P(EitherCall, waits_its_own_time_for_a_result)
@@ -355,7 +298,7 @@ TEST_P(EitherCall, answer_of_other_than_4_bytes_fails)
         expect_failure(Bytes(size), GetParam().refused);
     }
     for (const size_t size : {5U, 8U}) {
-        expect_failure(Bytes(size), GetParam().too_long);
+        expect_failure(Bytes(size), GetParam().unanswered);
     }
 }
 

@@ -34,7 +34,7 @@ TEST(StartupFailure, no_ram_store_leaves_no_queue_and_no_endpoint)
     ipc_mq_usg usage;
     uint32_t count = 1;
     EXPECT_EQ(ipc_mq_usg_state(&usage, &count), 2U);
-    EXPECT_FALSE(socket_exists(client_socket_name(getpid())));
+    EXPECT_FALSE(socket_exists(own_socket()));
 }
 
 TEST(StartupFailure, too_many_queues_leaves_the_store_but_no_endpoint)
@@ -47,13 +47,13 @@ TEST(StartupFailure, too_many_queues_leaves_the_store_but_no_endpoint)
     EXPECT_EQ(lct_module_init(&kClientConfig), -1);
     EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "ipc_mq_create err\n\n"));
     EXPECT_EQ(access("/tmp/nv", F_OK), 0);
-    EXPECT_FALSE(socket_exists(client_socket_name(getpid())));
+    EXPECT_FALSE(socket_exists(own_socket()));
     ipc_mq_destroy();
 }
 
 TEST(StartupFailure, name_that_is_taken_gives_11_and_leaves_the_queue)
 {
-    const Peer squatter(client_socket_name(getpid()));
+    const Peer squatter(own_socket());
     Peer wan_manager(kWanManagerSocket);
     EXPECT_EQ(lct_module_init(&kClientConfig), 11);
     EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "ipc init failled, ret=11\n\n"));
@@ -66,7 +66,7 @@ TEST(StartupFailure, name_that_is_taken_gives_11_and_leaves_the_queue)
 TEST(StartupFailure, start_succeeds_once_the_name_is_free)
 {
     {
-        const Peer squatter(client_socket_name(getpid()));
+        const Peer squatter(own_socket());
         ASSERT_EQ(lct_module_init(&kClientConfig), 11);
     }
     EXPECT_EQ(lct_module_init(&kClientConfig), 0);

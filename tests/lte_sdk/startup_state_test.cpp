@@ -11,21 +11,13 @@ namespace startup_state_test {
 
 using namespace testing_support;
 
-TEST(StartupState, keeps_the_hosts_record_itself)
-{
-    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
-    EXPECT_EQ(g_sdk_config, &kClientConfig);
-    ASSERT_EQ(lct_module_fin(), 0);
-}
-
-TEST(StartupState, keeps_the_queue_which_takes_messages)
+TEST(StartupState, keeps_the_hosts_record_itself_and_the_queue_which_takes_messages)
 {
     EXPECT_EQ(g_sdk_mq, nullptr);
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
+    EXPECT_EQ(g_sdk_config, &kClientConfig);
     ASSERT_NE(g_sdk_mq, nullptr);
-    auto *message = static_cast<ipc_msg_hdr *>(ipc_memory_assign(0, 0));
-    *message = {0, 5, 0, 0};
-    EXPECT_EQ(ipc_mq_send(g_sdk_mq, message, 0, 0), 0U);
+    EXPECT_EQ(ipc_mq_send(g_sdk_mq, make_message(5).release(), 0, 0), 0U);
     ASSERT_EQ(lct_module_fin(), 0);
     EXPECT_EQ(g_sdk_mq, nullptr);
 }
@@ -36,11 +28,8 @@ TEST(StartupState, messages_of_the_endpoint_never_reach_the_queue)
     config.callback = [](const lct_event *) { return uint32_t{1}; };
     ASSERT_EQ(lct_module_init(&config), 0);
     Peer wan_manager(kWanManagerSocket);
-    const sockaddr_un client = abstract_address(client_socket_name(getpid()));
-    wan_manager.send(client, {IPC_MSG_TYPE_ASYNC, WM_MSG_MODEM_NOTIFY, 0, 1}, {});
-    // The answer to this comes after the notification has been handled.
-    wan_manager.send(client, {IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, 0, 2}, bytes_of(uint32_t{9}));
-    receive_from(wan_manager);
+    send_to_client(wan_manager, IPC_MSG_TYPE_ASYNC, WM_MSG_MODEM_NOTIFY);
+    register_at_client(wan_manager, 9);
     ipc_msg_hdr *message = nullptr;
     EXPECT_EQ(ipc_mq_recv(g_sdk_mq, &message, 0), 9U);
     ASSERT_EQ(lct_module_fin(), 0);
@@ -64,7 +53,7 @@ TEST(StartupState, failed_store_keeps_nothing)
 
 TEST(StartupState, failed_endpoint_keeps_configuration_and_queue)
 {
-    const Peer squatter(client_socket_name(getpid()));
+    const Peer squatter(own_socket());
     EXPECT_EQ(lct_module_init(&kClientConfig), 11);
     EXPECT_EQ(g_sdk_config, &kClientConfig);
     EXPECT_NE(g_sdk_mq, nullptr);

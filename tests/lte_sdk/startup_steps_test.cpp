@@ -111,32 +111,28 @@ TEST_F(StartupSteps, null_configuration_stops_before_the_first)
     EXPECT_EQ(steps_, Steps());
 }
 
-TEST_F(StartupSteps, failed_store_gives_minus_1_and_stops)
+TEST_F(StartupSteps, failed_one_gives_its_result_stops_and_undoes_nothing)
 {
-    store_result_ = 5;
-    EXPECT_EQ(lct_module_init(&kClientConfig), -1);
-    EXPECT_EQ(steps_, first(1));
-    EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "init radom nv failed\n\n"));
-}
-
-TEST_F(StartupSteps, failed_queue_gives_minus_1_and_stops)
-{
-    queue_result_ = 11;
-    EXPECT_EQ(lct_module_init(&kClientConfig), -1);
-    EXPECT_EQ(steps_, first(3));
-    EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "ipc_mq_create err\n\n"));
-}
-
-TEST_F(StartupSteps, failed_endpoint_gives_its_code_and_undoes_nothing)
-{
-    for (const uint32_t code : {1U, 11U}) {
+    const struct {
+        uint32_t &code_of_step;
+        uint32_t code;
+        int32_t result;
+        size_t steps;
+        const char *trace;
+    } failures[] = {
+        {store_result_, 5, -1, 1, "init radom nv failed\n\n"},
+        {queue_result_, 11, -1, 3, "ipc_mq_create err\n\n"},
+        {endpoint_result_, 1, 1, 4, "ipc init failled, ret=1\n\n"},
+        {endpoint_result_, 11, 11, 4, "ipc init failled, ret=11\n\n"},
+    };
+    for (const auto &[code_of_step, code, result, steps, trace] : failures) {
         steps_.clear();
         unlink(kTraceFile);
-        endpoint_result_ = code;
-        EXPECT_EQ(lct_module_init(&kClientConfig), static_cast<int32_t>(code));
-        EXPECT_EQ(steps_, first(4));
-        EXPECT_EQ(trace_text(), trace_entry("lct_module_init",
-                                            "ipc init failled, ret=" + std::to_string(code) + "\n\n"));
+        code_of_step = code;
+        EXPECT_EQ(lct_module_init(&kClientConfig), result) << trace;
+        EXPECT_EQ(steps_, first(steps)) << trace;
+        EXPECT_EQ(trace_text(), trace_entry("lct_module_init", trace));
+        code_of_step = 0;
     }
 }
 

@@ -35,59 +35,49 @@ void expect_registrations(const std::vector<WireMessage> &messages, size_t first
     expect_all_three(IPC_MSG_TYPE_REQUEST, 2, messages, first);
 }
 
+using Started = Client;
+
 } // namespace
 
-TEST(Startup, registers_for_interface_link_and_modem_notifications_in_this_order)
+TEST(Startup, registers_for_interface_link_and_modem_notifications_in_this_order_without_a_trace)
 {
     AnsweringPeer wan_manager;
     EXPECT_EQ(lct_module_init(&kClientConfig), 0);
     const std::vector<WireMessage> &received = wan_manager.stop();
     EXPECT_EQ(received.size(), 3U);
     expect_registrations(received);
+    EXPECT_EQ(trace_text(), "");
     lct_module_fin();
 }
 
-TEST(Startup, leaves_one_empty_queue_for_100_messages)
+TEST_F(Started, has_one_empty_queue_for_100_messages)
 {
-    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     ipc_mq_usg usage[4] = {};
     uint32_t count = 4;
     ASSERT_EQ(ipc_mq_usg_state(usage, &count), 0U);
     EXPECT_EQ(count, 1U);
     EXPECT_EQ(usage[0].capacity, 100U);
     EXPECT_EQ(usage[0].high_count + usage[0].normal_count, 0U);
-    lct_module_fin();
 }
 
-TEST(Startup, binds_the_per_process_name_of_module_3)
+TEST_F(Started, has_the_per_process_name_of_module_3)
 {
-    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
-    EXPECT_TRUE(socket_exists(client_socket_name(getpid())));
+    EXPECT_TRUE(socket_exists(own_socket()));
     EXPECT_FALSE(socket_exists("lc_socket_cli1_common"));
-    lct_module_fin();
 }
 
-TEST(Startup, opens_the_ram_store)
+TEST_F(Started, has_the_ram_store)
 {
-    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     EXPECT_EQ(nvmram_writenv("a", "v", 2), 0U);
     EXPECT_EQ(nvram_match("a", "v"), 0U);
-    lct_module_fin();
 }
 
-TEST(Startup, writes_no_trace_when_all_goes_well)
-{
-    AnsweringPeer wan_manager;
-    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
-    EXPECT_EQ(trace_text(), "");
-    lct_module_fin();
-}
-
-TEST(Startup, without_a_wan_manager_succeeds_without_a_word)
+TEST(Startup, without_a_wan_manager_and_shutdown_succeed_without_a_word)
 {
     EXPECT_EQ(lct_module_init(&kClientConfig), 0);
     EXPECT_EQ(trace_text(), "");
-    lct_module_fin();
+    EXPECT_EQ(lct_module_fin(), 0);
+    EXPECT_EQ(trace_text(), "");
 }
 
 TEST(Startup, succeeds_when_the_wan_manager_refuses_and_still_asks_for_all_three)
@@ -125,7 +115,7 @@ TEST(Startup, without_configuration_gives_minus_1_and_touches_nothing_else)
     EXPECT_EQ(lct_module_init(nullptr), -1);
     EXPECT_EQ(trace_text(), trace_entry("lct_module_init", "sdk config is null\n\n"));
     EXPECT_NE(access("/tmp/nv", F_OK), 0);
-    EXPECT_FALSE(socket_exists(client_socket_name(getpid())));
+    EXPECT_FALSE(socket_exists(own_socket()));
     uint32_t count = 1;
     ipc_mq_usg usage;
     EXPECT_EQ(ipc_mq_usg_state(&usage, &count), 2U);
@@ -158,7 +148,7 @@ TEST(Shutdown, unbinds_the_socket_and_destroys_the_queue)
 {
     ASSERT_EQ(lct_module_init(&kClientConfig), 0);
     EXPECT_EQ(lct_module_fin(), 0);
-    EXPECT_FALSE(socket_exists(client_socket_name(getpid())));
+    EXPECT_FALSE(socket_exists(own_socket()));
     ipc_mq_usg usage;
     uint32_t count = 1;
     EXPECT_EQ(ipc_mq_usg_state(&usage, &count), 0U);
@@ -170,13 +160,6 @@ TEST(Shutdown, of_a_client_that_never_started_gives_0)
 {
     EXPECT_EQ(lct_module_fin(), 0);
     EXPECT_EQ(lct_module_fin(), 0);
-}
-
-TEST(Shutdown, writes_no_trace)
-{
-    ASSERT_EQ(lct_module_init(&kClientConfig), 0);
-    ASSERT_EQ(lct_module_fin(), 0);
-    EXPECT_EQ(trace_text(), "");
 }
 
 } // namespace startup_test

@@ -23,6 +23,8 @@ protected:
     ~Client() override { EXPECT_EQ(lct_module_fin(), 0); }
 };
 
+inline std::string own_socket() { return client_socket_name(getpid()); }
+
 inline bool socket_exists(const std::string &name)
 {
     return read_text("/proc/net/unix").find("@" + name) != std::string::npos;
@@ -41,7 +43,19 @@ inline void expect_header(const WireMessage &message, uint32_t type, uint32_t ms
     EXPECT_EQ(message.header.type, type);
     EXPECT_EQ(message.header.msg_id, msg_id);
     EXPECT_EQ(message.header.length, length);
-    EXPECT_EQ(message.sender_name(), client_socket_name(getpid()));
+    EXPECT_EQ(message.sender_name(), own_socket());
+}
+
+inline void send_to_client(const Peer &peer, uint32_t type, uint32_t msg_id, const Bytes &body = {})
+{
+    peer.send(abstract_address(own_socket()), {type, msg_id, 0, 77}, body);
+}
+
+// The client's answer, which comes after it has dealt with all that was sent to it before.
+inline WireMessage register_at_client(Peer &peer, uint32_t notify_id)
+{
+    send_to_client(peer, IPC_MSG_TYPE_REQUEST, IPC_MSG_ID_REGISTER, bytes_of(notify_id));
+    return receive_from(peer);
 }
 
 } // namespace testing_support
