@@ -1,5 +1,6 @@
 // Looking a neighbour up in the kernel's table, and in malformed tables.
 #include "lc_network.h"
+#include "support/call_notes.h"
 #include "support/guarded.h"
 #include "support/neighbour.h"
 #include "support/network_notes.h"
@@ -31,16 +32,13 @@ std::string found_note(const std::string &mac)
     return "open the ip is exist in arp table and corresponding mac is " + mac;
 }
 
-std::string entry(const std::string &ip, const std::string &mac)
+std::string entry(const std::string &ip = kFarIp, const std::string &mac = kFarMac)
 {
     return ip + "         0x1         0x2         " + mac + "     *        near0\n";
 }
 
 class ArpTable : public NetworkNotes {
 protected:
-    ArpTable() : descriptors_(count_descriptors()) {}
-    ~ArpTable() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
-
     void expect_found(const char *ip, const std::string &mac)
     {
         Guarded<MacText> text;
@@ -59,7 +57,7 @@ protected:
     }
 
 private:
-    int descriptors_;
+    const NothingLeftOpen all_closed_;
 };
 
 // A table of the test's own. The kernel drops what is mounted over its own.
@@ -71,16 +69,16 @@ protected:
         mkdir("/proc/net", 0755);
         write_text("/proc/net/arp", content);
     }
-    void find(const std::string &content, const char *ip, const std::string &mac)
+    void find(const std::string &content, const std::string &mac = kFarMac)
     {
         use(content);
-        expect_found(ip, mac);
+        expect_found(kFarIp, mac);
         proc_.reset();
     }
-    void miss(const std::string &content, const char *ip)
+    void miss(const std::string &content)
     {
         use(content);
-        expect_failure(ip, -1, kNone);
+        expect_failure(kFarIp, -1, kNone);
         proc_.reset();
     }
 
@@ -178,22 +176,20 @@ TEST_F(ArpTable, that_cannot_be_opened_is_told)
 TEST_F(SampleArpTable, gives_the_first_line_of_an_address_whatever_its_flags)
 {
     find(std::string(kHeading) + entry("10.9.0.1", "02:00:00:00:00:01") +
-             "10.9.0.2 0x1 0x0 02:00:00:00:00:02 * near0\n" + entry("10.9.0.2", "02:00:00:00:00:03"),
-         "10.9.0.2", "02:00:00:00:00:02");
+         "10.9.0.2 0x1 0x0 02:00:00:00:00:02 * near0\n" + entry("10.9.0.2", "02:00:00:00:00:03"));
 }
 
 TEST_F(SampleArpTable, begins_with_a_heading_that_is_no_entry)
 {
-    miss(entry("10.9.0.2", "02:00:00:00:00:02"), "10.9.0.2");
-    find(entry("10.9.0.2", "02:00:00:00:00:02") + entry("10.9.0.2", "02:00:00:00:00:03"), "10.9.0.2",
-         "02:00:00:00:00:03");
+    miss(entry());
+    find(entry() + entry("10.9.0.2", "02:00:00:00:00:03"), "02:00:00:00:00:03");
 }
 
 TEST_F(SampleArpTable, may_be_empty)
 {
-    miss("", "10.9.0.2");
-    miss("\n", "10.9.0.2");
-    miss(kHeading, "10.9.0.2");
+    miss("");
+    miss("\n");
+    miss(kHeading);
 }
 
 TEST_F(SampleArpTable, that_opens_but_cannot_be_read_has_nothing)
@@ -206,52 +202,46 @@ TEST_F(SampleArpTable, that_opens_but_cannot_be_read_has_nothing)
 
 TEST_F(SampleArpTable, lines_with_less_than_six_fields_are_skipped)
 {
-    const std::string good = entry("10.9.0.2", "02:00:00:00:00:02");
+    const std::string good = entry();
     for (const char *line :
          {"\n", " \n", "10.9.0.2\n", "10.9.0.2 0x1 0x2\n", "10.9.0.2 0x1 0x2 02:00:00:00:00:03\n",
           "10.9.0.2 0x1 0x2 02:00:00:00:00:03 *\n", "10.9.0.2 1 2 02:00:00:00:00:03 * near0\n",
           "10.9.0.2 0xx 0x2 02:00:00:00:00:03 * near0\n",
           "10.9.0.2 0x1 flags 02:00:00:00:00:03 * near0\n"}) {
-        find(std::string(kHeading) + line + good, "10.9.0.2", "02:00:00:00:00:02");
-        miss(std::string(kHeading) + line, "10.9.0.2");
+        find(std::string(kHeading) + line + good);
+        miss(std::string(kHeading) + line);
     }
 }
 
 TEST_F(SampleArpTable, fields_are_separated_by_any_blanks_and_more_than_six_do_no_harm)
 {
-    find(std::string(kHeading) + "\t10.9.0.2\t0x1 0xffffffff   02:00:00:00:00:02 * near0 more\n",
-         "10.9.0.2", "02:00:00:00:00:02");
-    find(std::string(kHeading) + "10.9.0.2 0x1 0x2 02:00:00:00:00:02 * near0", "10.9.0.2",
-         "02:00:00:00:00:02");
+    find(std::string(kHeading) + "\t10.9.0.2\t0x1 0xffffffff   02:00:00:00:00:02 * near0 more\n");
+    find(std::string(kHeading) + "10.9.0.2 0x1 0x2 02:00:00:00:00:02 * near0");
 }
 
 TEST_F(SampleArpTable, lines_of_more_than_100_bytes_are_read_in_pieces)
 {
-    const std::string good = entry("10.9.0.2", "02:00:00:00:00:02");
+    const std::string good = entry();
     const std::string heading = kHeading;
     for (const size_t size : {101UL, 102UL, 250UL, 5000UL}) {
-        find(heading + std::string(size, 'x') + "\n" + good, "10.9.0.2", "02:00:00:00:00:02");
-        find(heading + entry("10.9.0.2", "02:00:00:00:00:02") + std::string(size, ' ') + "\n",
-             "10.9.0.2", "02:00:00:00:00:02");
+        find(heading + std::string(size, 'x') + "\n" + good);
+        find(heading + entry() + std::string(size, ' ') + "\n");
         // Six fields that no line is long enough for.
-        miss(heading + std::string(size, '1') + " 0x1 0x2 " + std::string(size, 'm') + " * near0\n",
-             "10.9.0.2");
+        miss(heading + std::string(size, '1') + " 0x1 0x2 " + std::string(size, 'm') + " * near0\n");
     }
     // The sixth field is the 100th byte, or comes too late.
     const std::string five = "10.9.0.2 0x1 0x2 02:00:00:00:00:02 *";
-    find(heading + five + std::string(99 - five.size(), ' ') + "n\n", "10.9.0.2", "02:00:00:00:00:02");
-    miss(heading + five + std::string(100 - five.size(), ' ') + "n\n", "10.9.0.2");
+    find(heading + five + std::string(99 - five.size(), ' ') + "n\n");
+    miss(heading + five + std::string(100 - five.size(), ' ') + "n\n");
     // The rest of a line is a line: behind 100 bytes of another entry comes this one.
-    find(heading + "10.9.0.1 0x1 0x2 m * near0" + std::string(74, ' ') + good, "10.9.0.2",
-         "02:00:00:00:00:02");
+    find(heading + "10.9.0.1 0x1 0x2 m * near0" + std::string(74, ' ') + good);
 }
 
 TEST_F(SampleArpTable, hardware_address_is_copied_as_it_is_up_to_17_characters)
 {
-    find(std::string(kHeading) + entry("10.9.0.2", "*"), "10.9.0.2", "*");
-    find(std::string(kHeading) + entry("10.9.0.2", "00:11:22:33:44:55:66:77"), "10.9.0.2",
-         "00:11:22:33:44:55");
-    find(std::string(kHeading) + "10.9.0.2 0x1 0x2 " + std::string(70, 'm') + " * n\n", "10.9.0.2",
+    find(std::string(kHeading) + entry("10.9.0.2", "*"), "*");
+    find(std::string(kHeading) + entry("10.9.0.2", "00:11:22:33:44:55:66:77"), "00:11:22:33:44:55");
+    find(std::string(kHeading) + "10.9.0.2 0x1 0x2 " + std::string(70, 'm') + " * n\n",
          std::string(17, 'm'));
 }
 
@@ -261,7 +251,7 @@ TEST_F(SampleArpTable, bytes_that_are_no_text_are_no_entries)
     for (int i = 0; i < 2000; ++i) {
         bytes += static_cast<char>(i * 7 % 256);
     }
-    find(bytes + "\n" + entry("10.9.0.2", "02:00:00:00:00:02"), "10.9.0.2", "02:00:00:00:00:02");
+    find(bytes + "\n" + entry());
 }
 
 } // namespace arp_table_test

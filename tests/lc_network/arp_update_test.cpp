@@ -23,17 +23,10 @@ constexpr char kArping[] = "arping -U -c 1 -I near0 ";
 
 class ArpUpdate : public NetworkNotes {
 protected:
-    ArpUpdate()
-    {
-        g_noted_calls.forget();
-        descriptors_ = count_descriptors();
-    }
-    ~ArpUpdate() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
-
     const Neighbour neighbour;
 
 private:
-    int descriptors_ = 0;
+    const NothingLeftOpen all_closed_;
 };
 
 using Announcement = ArpUpdate;

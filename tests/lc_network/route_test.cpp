@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cstring>
+#include <optional>
 #include <sstream>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -33,10 +34,8 @@ protected:
         shell("/sbin/ip address add 10.9.0.1/24 dev wan0");
         shell("/sbin/ip link set wan0 up");
         shell("/sbin/ip link set a-name-of-15-ch up");
-        g_noted_calls.forget();
-        descriptors_ = count_descriptors();
+        all_closed_.emplace();
     }
-    ~Routes() override { EXPECT_EQ(count_descriptors(), descriptors_) << "left open"; }
 
     // What ip shows beside the interface's own network, sorted.
     static Lines routes()
@@ -55,7 +54,7 @@ protected:
     }
 
 private:
-    int descriptors_ = 0;
+    std::optional<NothingLeftOpen> all_closed_;
 };
 
 std::string address_in(const sockaddr &address)
@@ -90,31 +89,41 @@ TEST_F(Routes, are_up_and_marked_as_leading_over_a_gateway_or_to_a_host)
         const char *gw;
         const char *mask;
         const char *request;
+        const char *shown;
     } kRoutes[] = {
-        {"192.168.2.0", nullptr, kClassC, "to 192.168.2.0 mask 255.255.255.0 via 0.0.0.0 metric 0 up"},
-        {"192.168.2.0", "0.0.0.0", kClassC,
-         "to 192.168.2.0 mask 255.255.255.0 via 0.0.0.0 metric 0 up"},
+        {"192.168.2.0", nullptr, kClassC, "to 192.168.2.0 mask 255.255.255.0 via 0.0.0.0 metric 0 up",
+         "192.168.2.0/24 dev wan0 scope link"},
+        {"192.168.2.0", "0.0.0.0", kClassC, "to 192.168.2.0 mask 255.255.255.0 via 0.0.0.0 metric 0 up",
+         "192.168.2.0/24 dev wan0 scope link"},
         {"192.168.2.7", nullptr, kAll,
-         "to 192.168.2.7 mask 255.255.255.255 via 0.0.0.0 metric 0 up host"},
+         "to 192.168.2.7 mask 255.255.255.255 via 0.0.0.0 metric 0 up host",
+         "192.168.2.7 dev wan0 scope link"},
         {"192.168.2.0", "10.9.0.2", kClassC,
-         "to 192.168.2.0 mask 255.255.255.0 via 10.9.0.2 metric 0 up gateway"},
+         "to 192.168.2.0 mask 255.255.255.0 via 10.9.0.2 metric 0 up gateway",
+         "192.168.2.0/24 via 10.9.0.2 dev wan0"},
         {"192.168.2.7", "10.9.0.2", kAll,
-         "to 192.168.2.7 mask 255.255.255.255 via 10.9.0.2 metric 0 up gateway host"},
-        {"192.168.2.0", "", kClassC, "to 192.168.2.0 mask 255.255.255.0 via 0.0.0.0 metric 0 up"},
-        {nullptr, nullptr, nullptr, "to 0.0.0.0 mask 0.0.0.0 via 0.0.0.0 metric 0 up"},
-        {"", "", "", "to 0.0.0.0 mask 0.0.0.0 via 0.0.0.0 metric 0 up"},
-        {"", "10.9.0.2", "", "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway"},
-        {"0.0.0.0", "10.9.0.2", "0.0.0.0", "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway"},
+         "to 192.168.2.7 mask 255.255.255.255 via 10.9.0.2 metric 0 up gateway host",
+         "192.168.2.7 via 10.9.0.2 dev wan0"},
+        {"192.168.2.0", "", kClassC, "to 192.168.2.0 mask 255.255.255.0 via 0.0.0.0 metric 0 up",
+         "192.168.2.0/24 dev wan0 scope link"},
+        {nullptr, nullptr, nullptr, "to 0.0.0.0 mask 0.0.0.0 via 0.0.0.0 metric 0 up",
+         "default dev wan0 scope link"},
+        {"", "", "", "to 0.0.0.0 mask 0.0.0.0 via 0.0.0.0 metric 0 up", "default dev wan0 scope link"},
+        {"", "10.9.0.2", "", "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway",
+         "default via 10.9.0.2 dev wan0"},
+        {"0.0.0.0", "10.9.0.2", "0.0.0.0", "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway",
+         "default via 10.9.0.2 dev wan0"},
     };
-    for (const auto &[dst, gw, mask, request] : kRoutes) {
+    for (const auto &[dst, gw, mask, request, shown] : kRoutes) {
         EXPECT_EQ(lc_route_add("wan0", 0, dst, gw, mask), 0);
         EXPECT_EQ(notes().request, static_cast<unsigned long>(SIOCADDRT));
         EXPECT_EQ(requested(), request);
+        EXPECT_EQ(routes(), Lines{shown});
         EXPECT_EQ(lc_route_del("wan0", 0, dst, gw, mask), 0);
         EXPECT_EQ(notes().request, static_cast<unsigned long>(SIOCDELRT));
         EXPECT_EQ(requested(), request);
+        EXPECT_EQ(routes(), Lines{});
     }
-    EXPECT_EQ(routes(), Lines{});
 }
 
 TEST_F(Routes, are_asked_for_through_a_datagram_socket)
@@ -157,31 +166,6 @@ TEST_F(Routes, without_an_address_are_not_asked_for)
 
 // ---- What the kernel has ----
 
-TEST_F(Routes, to_a_network)
-{
-    EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC), 0);
-    EXPECT_EQ(routes(), Lines{"192.168.2.0/24 dev wan0 scope link"});
-    EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", nullptr, kClassC), 0);
-    EXPECT_EQ(routes(), Lines{});
-}
-
-TEST_F(Routes, to_a_host)
-{
-    EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.7", nullptr, kAll), 0);
-    EXPECT_EQ(routes(), Lines{"192.168.2.7 dev wan0 scope link"});
-    EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.7", nullptr, kAll), 0);
-    EXPECT_EQ(routes(), Lines{});
-}
-
-TEST_F(Routes, over_a_gateway)
-{
-    EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", "10.9.0.2", kClassC), 0);
-    EXPECT_EQ(routes(), Lines{"192.168.2.0/24 via 10.9.0.2 dev wan0"});
-    EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", "10.9.0.3", kClassC), ESRCH);
-    EXPECT_EQ(lc_route_del("wan0", 0, "192.168.2.0", "10.9.0.2", kClassC), 0);
-    EXPECT_EQ(routes(), Lines{});
-}
-
 TEST_F(Routes, with_a_metric_of_which_the_kernel_takes_off_1)
 {
     EXPECT_EQ(lc_route_add("wan0", 6, "192.168.2.0", nullptr, kClassC), 0);
@@ -190,14 +174,6 @@ TEST_F(Routes, with_a_metric_of_which_the_kernel_takes_off_1)
                                "192.168.2.0/24 dev wan0 scope link metric 7"}));
     EXPECT_EQ(lc_route_del("wan0", 8, "192.168.2.0", nullptr, kClassC), 0);
     EXPECT_EQ(routes(), Lines{"192.168.2.0/24 dev wan0 scope link metric 5"});
-}
-
-TEST_F(Routes, to_everywhere_without_any_address)
-{
-    EXPECT_EQ(lc_route_add("wan0", 0, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(routes(), Lines{"default dev wan0 scope link"});
-    EXPECT_EQ(lc_route_del("wan0", 0, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(routes(), Lines{});
 }
 
 TEST_F(Routes, over_whichever_device_has_the_gateway)
@@ -217,19 +193,15 @@ TEST_F(Routes, that_the_kernel_refuses_give_its_error)
     EXPECT_EQ(routes(), Lines{});
     EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC), 0);
     EXPECT_EQ(lc_route_add("wan0", 0, "192.168.2.0", nullptr, kClassC), EEXIST);
-}
-
-TEST_F(Routes, over_a_device_with_a_name_of_15_characters)
-{
-    EXPECT_EQ(lc_route_add("a-name-of-15-ch", 0, "192.168.2.0", nullptr, kClassC), 0);
-    EXPECT_EQ(routes(), Lines{"192.168.2.0/24 dev a-name-of-15-ch scope link"});
+    EXPECT_EQ(lc_route_add("wan0", 2, "192.168.3.0", "10.9.0.2", kClassC), 0);
+    EXPECT_EQ(lc_route_del("wan0", 2, "192.168.3.0", "10.9.0.3", kClassC), ESRCH);
 }
 
 TEST_F(Routes, over_a_device_go_by_the_first_15_characters_of_its_name)
 {
     const Lines over_it = {"192.168.2.0/24 dev a-name-of-15-ch scope link"};
-    for (const std::string &name :
-         {std::string("a-name-of-15-chx"), "a-name-of-15-ch" + std::string(5000, 'x')}) {
+    for (const std::string &name : {std::string("a-name-of-15-ch"), std::string("a-name-of-15-chx"),
+                                    "a-name-of-15-ch" + std::string(5000, 'x')}) {
         EXPECT_EQ(lc_route_add(name.c_str(), 0, "192.168.2.0", nullptr, kClassC), 0);
         EXPECT_EQ(routes(), over_it);
         EXPECT_EQ(lc_route_del(name.c_str(), 0, "192.168.2.0", nullptr, kClassC), 0);
@@ -276,43 +248,39 @@ Lines defaults(const std::vector<const char *> &gateways)
     return lines;
 }
 
+int add_defaults(std::string gateways) { return lc_route_add_default("wan0", gateways.data()); }
+int delete_defaults(std::string gateways) { return lc_route_del_default("wan0", gateways.data()); }
+
 } // namespace
 
 TEST_F(Routes, by_default_lead_over_each_gateway_of_a_list)
 {
-    char added[] = "10.9.0.2 10.9.0.3";
-    EXPECT_EQ(lc_route_add_default("wan0", added), 0);
+    EXPECT_EQ(add_defaults("10.9.0.2 10.9.0.3"), 0);
     EXPECT_EQ(requested(), "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.3 metric 0 up gateway");
     EXPECT_EQ(routes(), defaults({"10.9.0.2", "10.9.0.3"}));
-    char deleted[] = "10.9.0.3 10.9.0.2";
-    EXPECT_EQ(lc_route_del_default("wan0", deleted), 0);
+    EXPECT_EQ(delete_defaults("10.9.0.3 10.9.0.2"), 0);
     EXPECT_EQ(requested(), "to 0.0.0.0 mask 0.0.0.0 via 10.9.0.2 metric 0 up gateway");
     EXPECT_EQ(routes(), Lines{});
 }
 
-TEST_F(Routes, by_default_end_at_a_double_blank)
+TEST_F(Routes, by_default_end_at_a_double_blank_and_at_one_at_either_end)
 {
-    char gateways[] = "10.9.0.2  10.9.0.3";
-    EXPECT_EQ(lc_route_add_default("wan0", gateways), 0);
-    EXPECT_EQ(routes(), defaults({"10.9.0.2"}));
-    char both[] = "10.9.0.3 10.9.0.4";
-    EXPECT_EQ(lc_route_add_default("wan0", both), 0);
-    char deleted[] = "10.9.0.2 10.9.0.3  10.9.0.4";
-    EXPECT_EQ(lc_route_del_default("wan0", deleted), 0);
-    EXPECT_EQ(routes(), defaults({"10.9.0.4"}));
-}
-
-TEST_F(Routes, by_default_end_at_a_blank_at_either_end)
-{
-    char leading[] = " 10.9.0.2";
-    EXPECT_EQ(lc_route_add_default("wan0", leading), 0);
-    EXPECT_EQ(routes(), Lines{});
-    char trailing[] = "10.9.0.2 ";
-    EXPECT_EQ(lc_route_add_default("wan0", trailing), 0);
-    EXPECT_EQ(routes(), defaults({"10.9.0.2"}));
-    char blank[] = " ";
-    EXPECT_EQ(lc_route_del_default("wan0", blank), 0);
-    EXPECT_EQ(routes(), defaults({"10.9.0.2"}));
+    const struct {
+        int (*call)(std::string gateways);
+        const char *gateways;
+        std::vector<const char *> left;
+    } lists[] = {
+        {add_defaults, "10.9.0.2  10.9.0.3", {"10.9.0.2"}},
+        {add_defaults, "10.9.0.3 10.9.0.4", {"10.9.0.2", "10.9.0.3", "10.9.0.4"}},
+        {delete_defaults, "10.9.0.2 10.9.0.3  10.9.0.4", {"10.9.0.4"}},
+        {add_defaults, " 10.9.0.2", {"10.9.0.4"}},
+        {add_defaults, "10.9.0.2 ", {"10.9.0.2", "10.9.0.4"}},
+        {delete_defaults, " ", {"10.9.0.2", "10.9.0.4"}},
+    };
+    for (const auto &[call, gateways, left] : lists) {
+        EXPECT_EQ(call(gateways), 0) << gateways;
+        EXPECT_EQ(routes(), defaults(left)) << gateways;
+    }
 }
 
 TEST_F(Routes, by_default_leave_their_list_split)
@@ -329,21 +297,18 @@ TEST_F(Routes, by_default_leave_their_list_split)
 
 TEST_F(Routes, by_default_that_cannot_be_made_do_not_end_the_list)
 {
-    char gateways[] = "10.77.0.1 gateway 10.9.0.2 10.9.0.2 10.9.0.3";
-    EXPECT_EQ(lc_route_add_default("wan0", gateways), 0);
+    EXPECT_EQ(add_defaults("10.77.0.1 gateway 10.9.0.2 10.9.0.2 10.9.0.3"), 0);
     EXPECT_EQ(routes(), defaults({"10.9.0.2", "10.9.0.3"}));
-    char deleted[] = "10.9.0.9 10.9.0.3 10.9.0.2";
-    EXPECT_EQ(lc_route_del_default("wan0", deleted), 0);
+    EXPECT_EQ(delete_defaults("10.9.0.9 10.9.0.3 10.9.0.2"), 0);
     EXPECT_EQ(routes(), Lines{});
 }
 
 TEST_F(Routes, by_default_need_a_list)
 {
-    char empty[] = "";
     EXPECT_EQ(lc_route_add_default("wan0", nullptr), -1);
-    EXPECT_EQ(lc_route_add_default("wan0", empty), -1);
+    EXPECT_EQ(add_defaults(""), -1);
     EXPECT_EQ(lc_route_del_default("wan0", nullptr), -1);
-    EXPECT_EQ(lc_route_del_default("wan0", empty), -1);
+    EXPECT_EQ(delete_defaults(""), -1);
     EXPECT_EQ(notes().ioctls, 0);
 }
 

@@ -26,10 +26,57 @@ class TimerExpiry : public Timers {
 
 } // namespace
 
-TEST_F(TimerExpiry, two_ticks_make_120_milliseconds)
+struct Sequence {
+    const char *name;
+    std::vector<timer> timers;
+    Deltas deltas;
+    std::vector<Fired> fired;
+    Counts left;
+};
+
+class TimerSequence : public Timers, public testing::WithParamInterface<Sequence> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, TimerSequence,
+    testing::Values(
+        Sequence{
+            "two_ticks_in_120_milliseconds", {described(120, kOnce, 1)}, {2}, {{}, {1}, {}}, {0, 0}},
+        Sequence{"a_timer_shorter_than_a_tick_before_others_and_delaying_none",
+                 {described(100, kOnce, 2), described(50, kOnce, 1), described(0, kOnce, 3)},
+                 {0, 1, 1},
+                 {{3, 1}, {2}},
+                 {0, 0}},
+        Sequence{"one_timer_shorter_than_a_tick_at_each",
+                 {described(0, kOnce, 1), described(0, kOnce, 2), described(0, kOnce, 3),
+                  described(50, kOnce, 4)},
+                 {0, 0, 0, 1},
+                 {{1}, {2}, {3}, {4}, {}},
+                 {0, 0}},
+        Sequence{"a_repeating_timer_behind_those_that_expire_with_it_then",
+                 {described(50, kRepeating, 1), described(100, kOnce, 2)},
+                 {1, 1},
+                 {{1}, {2, 1}, {1}},
+                 {1, 0}},
+        Sequence{"repeating_timers_shorter_than_a_tick_at_every_one",
+                 {described(0, kRepeating, 1), described(49, kRepeating, 2)},
+                 {0, 0},
+                 {{1}, {2, 1}, {2, 1}},
+                 {2, 0}},
+        Sequence{"the_whole_word_of_an_argument",
+                 {described(50, kOnce, UINTPTR_MAX)},
+                 {1},
+                 {{UINTPTR_MAX}},
+                 {0, 0}}),
+    [](const auto &sequence) { return std::string(sequence.param.name); });
+
+TEST_P(TimerSequence, fires_tick_by_tick)
 {
-    started(120, kOnce, 1);
-    EXPECT_EQ(fired_in_ticks(3), (std::vector<Fired>{{}, {1}, {}}));
+    for (const timer &descriptor : GetParam().timers) {
+        started(descriptor);
+    }
+    EXPECT_EQ(deltas(), GetParam().deltas);
+    EXPECT_EQ(fired_in_ticks(static_cast<unsigned>(GetParam().fired.size())), GetParam().fired);
+    EXPECT_EQ(counts(), GetParam().left);
 }
 
 TEST_F(TimerExpiry, timer_shorter_than_a_tick_fires_at_the_next)
@@ -39,24 +86,6 @@ TEST_F(TimerExpiry, timer_shorter_than_a_tick_fires_at_the_next)
         EXPECT_EQ(fired_in_ticks(2), (std::vector<Fired>{{interval}, {}}));
         EXPECT_EQ(exists(id), TIMER_ERR_NO_TIMER);
     }
-}
-
-TEST_F(TimerExpiry, timer_shorter_than_a_tick_goes_before_others_and_delays_none)
-{
-    started(100, kOnce, 2);
-    started(50, kOnce, 1);
-    started(0, kOnce, 3);
-    EXPECT_EQ(deltas(), (Deltas{0, 1, 1}));
-    EXPECT_EQ(fired_in_ticks(2), (std::vector<Fired>{{3, 1}, {2}}));
-}
-
-TEST_F(TimerExpiry, timers_shorter_than_a_tick_fire_one_a_tick)
-{
-    for (const uintptr_t arg : {1U, 2U, 3U}) {
-        started(0, kOnce, arg);
-    }
-    started(50, kOnce, 4);
-    EXPECT_EQ(fired_in_ticks(5), (std::vector<Fired>{{1}, {2}, {3}, {4}, {}}));
 }
 
 TEST_F(TimerExpiry, tick_touches_only_the_first_timer)
@@ -93,21 +122,6 @@ TEST_F(TimerExpiry, repeating_timer_fires_every_interval)
     EXPECT_EQ(parked_nodes(), Nodes{});
 }
 
-TEST_F(TimerExpiry, repeating_timer_goes_behind_those_that_expire_with_it_then)
-{
-    started(50, kRepeating, 1);
-    started(100, kOnce, 2);
-    EXPECT_EQ(fired_in_ticks(3), (std::vector<Fired>{{1}, {2, 1}, {1}}));
-}
-
-TEST_F(TimerExpiry, repeating_timer_shorter_than_a_tick_fires_every_tick)
-{
-    started(0, kRepeating, 1);
-    started(49, kRepeating, 2);
-    EXPECT_EQ(fired_in_ticks(3), (std::vector<Fired>{{1}, {2, 1}, {2, 1}}));
-    EXPECT_EQ(counts(), Counts(2, 0));
-}
-
 TEST_F(TimerExpiry, timer_without_a_callback_only_expires)
 {
     timer descriptor = described(50);
@@ -117,12 +131,6 @@ TEST_F(TimerExpiry, timer_without_a_callback_only_expires)
     EXPECT_EQ(fired_in_ticks(1), (std::vector<Fired>{{1}}));
     EXPECT_EQ(exists(id), TIMER_ERR_NO_TIMER);
     EXPECT_EQ(counts(), Counts(0, 0));
-}
-
-TEST_F(TimerExpiry, callback_gets_its_word_unchanged)
-{
-    started(50, kOnce, UINTPTR_MAX);
-    EXPECT_EQ(fired_in_ticks(1), (std::vector<Fired>{{UINTPTR_MAX}}));
 }
 
 TEST_F(TimerExpiry, callback_runs_on_the_services_thread_with_its_mutex_held)

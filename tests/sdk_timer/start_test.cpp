@@ -11,13 +11,13 @@ namespace {
 
 class TimerStart : public Timers {
 protected:
-    // Refused, with nothing but a zeroed id and a line.
-    void expect_refusal(timer descriptor, int32_t result, const char *line)
+    // Refused as a parameter, with nothing but a zeroed id and a line.
+    void expect_refusal(timer descriptor, const char *line)
     {
         ErrorLog log;
         const timer before = descriptor;
         timer_id id = {1, 1};
-        EXPECT_EQ(start_timer(&descriptor, &id), result);
+        EXPECT_EQ(start_timer(&descriptor, &id), TIMER_ERR_PARAM);
         EXPECT_EQ(id.node, 0U);
         EXPECT_EQ(id.stamp, 0U);
         EXPECT_EQ(log.lines(), Lines{from_timer(line)});
@@ -34,29 +34,16 @@ TEST_F(TimerStart, name_of_20_characters_is_taken)
     EXPECT_EQ(exists(started(described(100, kOnce, 0, ""))), TIMER_SUCCESS);
 }
 
-TEST_F(TimerStart, name_of_21_characters_gives_2)
+TEST_F(TimerStart, bad_name_or_repeat_gives_2_and_the_name_is_looked_at_first)
 {
-    expect_refusal(described(120, kOnce, 0, "123456789012345678901"), TIMER_ERR_PARAM,
-                   "timer's name error\n");
-}
-
-TEST_F(TimerStart, name_without_an_end_gives_2)
-{
-    timer descriptor = described(120);
-    memset(descriptor.name, 'x', sizeof(descriptor.name));
-    expect_refusal(descriptor, TIMER_ERR_PARAM, "timer's name error\n");
-}
-
-TEST_F(TimerStart, repeat_that_is_neither_0_nor_1_gives_2)
-{
-    expect_refusal(described(120, 2), TIMER_ERR_PARAM, "timer's repeat error\n");
-    expect_refusal(described(120, 0xFFFFFFFF), TIMER_ERR_PARAM, "timer's repeat error\n");
-}
-
-TEST_F(TimerStart, name_is_looked_at_before_repeat)
-{
-    expect_refusal(described(120, 2, 0, "123456789012345678901"), TIMER_ERR_PARAM,
-                   "timer's name error\n");
+    const char *const long_name = "123456789012345678901";
+    timer endless = described(120);
+    memset(endless.name, 'x', sizeof(endless.name));
+    expect_refusal(described(120, kOnce, 0, long_name), "timer's name error\n");
+    expect_refusal(endless, "timer's name error\n");
+    expect_refusal(described(120, 2), "timer's repeat error\n");
+    expect_refusal(described(120, 0xFFFFFFFF), "timer's repeat error\n");
+    expect_refusal(described(120, 2, 0, long_name), "timer's name error\n");
 }
 
 TEST_F(TimerStart, interval_is_rounded_down_to_ticks_in_the_callers_descriptor)
@@ -110,30 +97,28 @@ TEST_F(TimerStart, timers_hang_on_each_other_by_the_ticks_between_them)
     EXPECT_EQ(fired_in_ticks(5), (std::vector<Fired>{{}, {1, 2}, {}, {}, {3}}));
 }
 
-TEST_F(TimerStart, earlier_timer_goes_before_later_ones)
+TEST_F(TimerStart, timer_goes_before_those_that_expire_later_and_behind_all_others)
 {
-    const timer_id last = started(500);
-    const timer_id first = started(100);
-    const timer_id middle = started(300);
-    EXPECT_EQ(running_nodes(), (Nodes{first.node, middle.node, last.node}));
-    EXPECT_EQ(deltas(), (Deltas{2, 4, 4}));
-}
-
-TEST_F(TimerStart, timer_goes_behind_those_that_expire_with_it)
-{
-    const timer_id first = started(100);
-    const timer_id last = started(150);
-    const timer_id second = started(100);
-    EXPECT_EQ(running_nodes(), (Nodes{first.node, second.node, last.node}));
-    EXPECT_EQ(deltas(), (Deltas{2, 0, 1}));
-}
-
-TEST_F(TimerStart, longest_interval_goes_behind_all)
-{
-    started(0xFFFFFFFF);
-    started(0xFFFFFFFF);
-    started(50);
-    EXPECT_EQ(deltas(), (Deltas{1, 85899344, 0}));
+    const struct {
+        std::vector<uint32_t> intervals;
+        std::vector<size_t> order;
+        Deltas deltas;
+    } starts[] = {
+        {{500, 100, 300}, {1, 2, 0}, {2, 4, 4}},
+        {{100, 150, 100}, {0, 2, 1}, {2, 0, 1}},
+        {{0xFFFFFFFF, 0xFFFFFFFF, 50}, {2, 0, 1}, {1, 85899344, 0}},
+    };
+    for (const auto &[intervals, order, expected] : starts) {
+        std::vector<timer_id> ids;
+        for (const uint32_t interval : intervals) {
+            ids.push_back(started(interval));
+        }
+        EXPECT_EQ(running_nodes(), (Nodes{ids[order[0]].node, ids[order[1]].node, ids[order[2]].node}));
+        EXPECT_EQ(deltas(), expected);
+        for (const timer_id id : ids) {
+            EXPECT_EQ(stop(id), TIMER_SUCCESS);
+        }
+    }
 }
 
 TEST_F(TimerStart, kinds_are_counted_apart)
@@ -144,50 +129,41 @@ TEST_F(TimerStart, kinds_are_counted_apart)
     EXPECT_EQ(counts(), Counts(2, 1));
 }
 
-TEST_F(TimerStart, after_a_stop_takes_the_same_node_with_a_new_stamp)
+// What the clock shows meanwhile, and whether it fails in the end.
+struct Clock {
+    const char *name;
+    bool stopped;
+    uint32_t seconds;
+    uint32_t microseconds;
+    bool fails;
+};
+
+class TimerRestart : public Timers, public testing::WithParamInterface<Clock> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    After, TimerRestart,
+    testing::Values(Clock{"some_time", false, 0, 0, false}, Clock{"no_time", true, 1000, 0, false},
+                    Clock{"no_time_where_stamps_begin_again", true, 0xFFFFFFFF, 1, false},
+                    Clock{"a_time_that_is_not_known", true, 1000, 5, true}),
+    [](const auto &clock) { return std::string(clock.param.name); });
+
+TEST_P(TimerRestart, takes_the_same_node_with_a_new_stamp_so_that_old_ids_stay_stale)
 {
+    const Clock &clock = GetParam();
+    if (clock.stopped) {
+        g_clock.stop_at(clock.seconds, clock.microseconds);
+    }
     const timer_id old = started(100);
     ASSERT_EQ(stop(old), TIMER_SUCCESS);
+    g_clock.fails = clock.fails;
     const timer_id id = started(100);
     EXPECT_EQ(id.node, old.node);
     EXPECT_NE(id.stamp, old.stamp);
-    EXPECT_EQ(exists(old), TIMER_ERR_NO_TIMER);
-    EXPECT_EQ(exists(id), TIMER_SUCCESS);
-}
-
-TEST_F(TimerStart, within_the_same_microsecond_old_ids_stay_stale)
-{
-    g_clock.stop_at(1000, 0);
-    const timer_id old = started(100);
-    ASSERT_EQ(stop(old), TIMER_SUCCESS);
-    const timer_id id = started(100);
-    EXPECT_EQ(id.node, old.node);
+    if (clock.fails) {
+        EXPECT_EQ(id.stamp, old.stamp + 1);
+    }
     EXPECT_EQ(exists(old), TIMER_ERR_NO_TIMER);
     EXPECT_EQ(stop(old), TIMER_ERR_NO_TIMER);
-    EXPECT_EQ(exists(id), TIMER_SUCCESS);
-}
-
-TEST_F(TimerStart, stamp_that_is_not_0_is_not_the_last_one_either)
-{
-    g_clock.stop_at(0xFFFFFFFF, 1);
-    const timer_id old = started(100);
-    ASSERT_EQ(stop(old), TIMER_SUCCESS);
-    const timer_id id = started(100);
-    EXPECT_EQ(id.node, old.node);
-    EXPECT_EQ(exists(old), TIMER_ERR_NO_TIMER);
-    EXPECT_EQ(exists(id), TIMER_SUCCESS);
-}
-
-TEST_F(TimerStart, without_the_time_a_node_is_stamped_with_what_follows_its_last_stamp)
-{
-    g_clock.stop_at(1000, 5);
-    const timer_id old = started(100);
-    ASSERT_EQ(stop(old), TIMER_SUCCESS);
-    g_clock.fails = true;
-    const timer_id id = started(100);
-    EXPECT_EQ(id.node, old.node);
-    EXPECT_EQ(id.stamp, old.stamp + 1);
-    EXPECT_EQ(exists(old), TIMER_ERR_NO_TIMER);
     EXPECT_EQ(exists(id), TIMER_SUCCESS);
 }
 

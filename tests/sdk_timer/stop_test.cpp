@@ -29,27 +29,16 @@ void stay(uintptr_t)
 
 } // namespace
 
-TEST_F(TimerExist, running_timer_gives_0)
-{
-    const timer_id once = started(100);
-    const timer_id repeating = started(100, kRepeating);
-    EXPECT_EQ(exists(once), TIMER_SUCCESS);
-    EXPECT_EQ(exists(repeating), TIMER_SUCCESS);
-}
-
 TEST_F(TimerExist, word_that_is_0_gives_2_and_a_line)
 {
     ErrorLog log;
     const timer_id id = started(100);
-    const Lines line = {from_timer("exclusive id is invalid\n")};
-    EXPECT_EQ(exist_timer(id.node, 0), TIMER_ERR_PARAM);
-    EXPECT_EQ(log.lines(), line);
-    EXPECT_EQ(exist_timer(0, id.stamp), TIMER_ERR_PARAM);
-    EXPECT_EQ(log.lines(), line);
-    EXPECT_EQ(stop_timer(id.node, 0), TIMER_ERR_PARAM);
-    EXPECT_EQ(log.lines(), line);
-    EXPECT_EQ(stop_timer(0, id.stamp), TIMER_ERR_PARAM);
-    EXPECT_EQ(log.lines(), line);
+    for (const auto look : {exist_timer, stop_timer}) {
+        for (const timer_id wrong : {timer_id{id.node, 0}, timer_id{0, id.stamp}}) {
+            EXPECT_EQ(look(wrong.node, wrong.stamp), TIMER_ERR_PARAM);
+            EXPECT_EQ(log.lines(), Lines{from_timer("exclusive id is invalid\n")});
+        }
+    }
     EXPECT_EQ(exists(id), TIMER_SUCCESS);
 }
 
@@ -71,13 +60,18 @@ TEST_F(TimerExist, repeating_timer_keeps_its_id)
     EXPECT_EQ(stop(id), TIMER_SUCCESS);
 }
 
-TEST_F(TimerStop, stopped_timer_does_not_fire)
+TEST_F(TimerStop, stopped_timer_exists_no_longer_and_does_not_fire)
 {
     ErrorLog log;
     const timer_id once = started(50, kOnce, 1);
     const timer_id repeating = started(50, kRepeating, 2);
+    EXPECT_EQ(exists(once), TIMER_SUCCESS);
+    EXPECT_EQ(exists(repeating), TIMER_SUCCESS);
     EXPECT_EQ(stop(once), TIMER_SUCCESS);
     EXPECT_EQ(counts(), Counts(1, 0));
+    EXPECT_EQ(parked_nodes(), Nodes{once.node});
+    EXPECT_EQ(stop(once), TIMER_ERR_NO_TIMER);
+    EXPECT_EQ(exists(once), TIMER_ERR_NO_TIMER);
     EXPECT_EQ(fired_in_ticks(1), (std::vector<Fired>{{2}}));
     EXPECT_EQ(stop(repeating), TIMER_SUCCESS);
     EXPECT_EQ(counts(), Counts(0, 0));
@@ -105,15 +99,6 @@ TEST_F(TimerStop, waits_for_a_callback_that_runs)
     EXPECT_TRUE(passed.get());
 }
 
-TEST_F(TimerStop, second_time_gives_3)
-{
-    const timer_id id = started(100);
-    EXPECT_EQ(stop(id), TIMER_SUCCESS);
-    EXPECT_EQ(stop(id), TIMER_ERR_NO_TIMER);
-    EXPECT_EQ(exists(id), TIMER_ERR_NO_TIMER);
-    EXPECT_EQ(parked_nodes(), Nodes{id.node});
-}
-
 TEST_F(TimerStop, after_a_one_shot_timer_fired_gives_3)
 {
     const timer_id id = started(100, kOnce, 1);
@@ -124,9 +109,12 @@ TEST_F(TimerStop, after_a_one_shot_timer_fired_gives_3)
 TEST_F(TimerStop, timers_behind_keep_their_time)
 {
     started(100, kOnce, 1);
-    const timer_id id = started(150, kOnce, 2);
+    const timer_id middle = started(150, kOnce, 2);
     started(250, kOnce, 3);
-    EXPECT_EQ(stop(id), TIMER_SUCCESS);
+    const timer_id last = started(300, kOnce, 4);
+    EXPECT_EQ(stop(middle), TIMER_SUCCESS);
+    EXPECT_EQ(deltas(), (Deltas{2, 3, 1}));
+    EXPECT_EQ(stop(last), TIMER_SUCCESS);
     EXPECT_EQ(deltas(), (Deltas{2, 3}));
     EXPECT_EQ(fired_in_ticks(5), (std::vector<Fired>{{}, {1}, {}, {}, {3}}));
 }
@@ -139,14 +127,6 @@ TEST_F(TimerStop, first_timer_leaves_its_ticks_to_the_next)
     EXPECT_TRUE(ticks().pass());
     EXPECT_EQ(stop(id), TIMER_SUCCESS);
     EXPECT_EQ(deltas(), (Deltas{1, 3}));
-}
-
-TEST_F(TimerStop, last_timer_changes_no_other)
-{
-    started(100);
-    const timer_id id = started(250);
-    EXPECT_EQ(stop(id), TIMER_SUCCESS);
-    EXPECT_EQ(deltas(), (Deltas{2}));
 }
 
 TEST_F(TimerStop, memory_is_kept)

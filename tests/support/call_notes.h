@@ -6,6 +6,7 @@
 #include "support/calls.h"
 #include "support/eventually.h"
 #include "support/pattern.h"
+#include "support/text_file.h"
 
 #include <fcntl.h>
 #include <mutex>
@@ -169,6 +170,18 @@ inline NotedCalls &g_noted_calls = kept<NotedCalls>();
 
 inline CallNotes notes() { return g_noted_calls.look(); }
 inline std::vector<SentDatagram> take_sent() { return g_noted_calls.take_sent(); }
+
+// Calls are noted anew; what is opened while it lives must be closed again.
+class NothingLeftOpen {
+public:
+    NothingLeftOpen() { g_noted_calls.forget(); }
+    ~NothingLeftOpen() { EXPECT_EQ(count_descriptors(), before_) << "left open"; }
+    NothingLeftOpen(const NothingLeftOpen &) = delete;
+    NothingLeftOpen &operator=(const NothingLeftOpen &) = delete;
+
+private:
+    const int before_ = count_descriptors();
+};
 
 // The receive thread begins one round of waiting per datagram, and sleeps in the last.
 inline bool until_rounds(int count)
