@@ -2,10 +2,10 @@
 
 #include "check.h"
 #include "messages.h"
+#include "plain_socket.h"
 
 #include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
 #include <sys/time.h>
 
@@ -172,10 +172,7 @@ static void *send_many(void *argument)
     uintptr_t failures = 0;
     uint32_t i;
     for (i = 0; i < MESSAGES; ++i) {
-        ipc_msg_hdr *msg = mem_malloc_ex(0, __LINE__, MEM_OWNER_IPC, sizeof(*msg));
-        memset(msg, 0, sizeof(*msg));
-        msg->msg_id = i;
-        failures += ipc_mq_send(queue, msg, 0, FOR_EVER) != IPC_SUCCESS;
+        failures += ipc_mq_send(queue, new_message(i, 0), 0, FOR_EVER) != IPC_SUCCESS;
     }
     return (void *)failures;
 }
@@ -198,12 +195,6 @@ static void sender_and_receiver_wait_for_each_other(void)
 
 /* ---- Event loops ---- */
 
-static int is_readable(int fd)
-{
-    struct pollfd poller = {fd, POLLIN, 0};
-    return poll(&poller, 1, 0) == 1;
-}
-
 static void descriptor_is_readable_while_there_is_a_message(void)
 {
     mq_cb queue = new_queue(4);
@@ -212,14 +203,14 @@ static void descriptor_is_readable_while_there_is_a_message(void)
     fd = ipc_mq_get_fd(queue);
     REQUIRE(fd >= 0);
     CHECK_INT(ipc_mq_get_fd(queue), fd);
-    CHECK(is_readable(fd));
+    CHECK(is_readable(fd, 0));
     check_received(queue, 0, 1);
-    CHECK(!is_readable(fd));
+    CHECK(!is_readable(fd, 0));
     check_sent(queue, 2);
     check_sent(queue, 2);
-    CHECK(is_readable(fd));
+    CHECK(is_readable(fd, 0));
     CHECK_INT(ipc_mq_remove(queue, 2), IPC_SUCCESS);
-    CHECK(!is_readable(fd));
+    CHECK(!is_readable(fd, 0));
     ipc_mq_destroy();
     CHECK_INT(fcntl(fd, F_GETFD), -1);
     CHECK_INT(ipc_mq_get_fd(NULL), -1);

@@ -245,13 +245,8 @@ static void message_that_cannot_be_sent_is_refused(void)
 
 static void plain_tells(uint32_t msg_id, const char *text)
 {
-    plain_message msg;
-    msg.header.type = IPC_MSG_TYPE_ASYNC;
-    msg.header.msg_id = msg_id;
-    msg.header.length = (uint32_t)strlen(text);
-    msg.header.session_id = 0;
-    memcpy(msg.body, text, msg.header.length);
-    CHECK(plain_send(plain_fd, &self.sock, &msg));
+    const ipc_msg_hdr header = {IPC_MSG_TYPE_ASYNC, msg_id, 0, 0};
+    CHECK(plain_send_body(plain_fd, &self.sock, header, text, (uint32_t)strlen(text)));
 }
 
 static void check_queued(uint32_t msg_id, const char *text, const char *sender)
@@ -284,14 +279,19 @@ static void received_message_is_handled_and_queued_when_it_is_wanted(void)
     check_nothing_queued();
 }
 
+static void plain_sends(const void *bytes, size_t size)
+{
+    const struct sockaddr *to = (const struct sockaddr *)&self.sock;
+    CHECK_INT(sendto(plain_fd, bytes, size, 0, to, sizeof(self.sock)), size);
+}
+
 static void malformed_datagram_is_dropped(void)
 {
     const ipc_msg_hdr wrong_length = {IPC_MSG_TYPE_ASYNC, TEXT, 5, 0};
     const ipc_msg_hdr foreign_stop = {IPC_MSG_TYPE_ASYNC, IPC_MSG_ID_STOP, 0, 0};
-    const struct sockaddr *to = (const struct sockaddr *)&self.sock;
-    CHECK_INT(sendto(plain_fd, "short", 5, 0, to, sizeof(self.sock)), 5);
-    CHECK_INT(sendto(plain_fd, &wrong_length, 16, 0, to, sizeof(self.sock)), 16);
-    CHECK_INT(sendto(plain_fd, &foreign_stop, 16, 0, to, sizeof(self.sock)), 16);
+    plain_sends("short", 5);
+    plain_sends(&wrong_length, 16);
+    plain_sends(&foreign_stop, 16);
     plain_tells(TEXT, "well-formed");
     check_queued(TEXT, "well-formed", PLAIN);
     check_nothing_queued();
@@ -510,9 +510,7 @@ static void datagram_is_read_past_the_receive_thread(void)
     CHECK_INT(out.length, 4);
     CHECK_TEXT(out.body, "0123");
 
-    CHECK_INT(
-        sendto(plain_fd, &wrong_length, 16, 0, (const struct sockaddr *)&self.sock, sizeof(self.sock)),
-        16);
+    plain_sends(&wrong_length, 16);
     CHECK_INT(ipc_diag_msg_receive(&out, &out.length, &sender), IPC_ERR_LENGTH);
     CHECK_INT(out.length, 4);
     CHECK_TEXT(out.body, "0123");

@@ -74,6 +74,13 @@ static int is_ring(const lc_list *list)
         CHECK(is_ring(list));                                \
     } while (0)
 
+/* What a call gives that tells the error in err. */
+#define CHECK_NODE(call, node, code) \
+    do {                             \
+        CHECK((call) == (node));     \
+        CHECK_INT(err, code);        \
+    } while (0)
+
 /* Takes over and frees a node that a removal gave. */
 static void check_removed(lc_list_node *node, uint32_t err, char letter)
 {
@@ -159,20 +166,13 @@ static void what_cannot_be_removed_is_refused(void)
     lc_list *empty = new_list("");
     lc_list *list = new_list("a");
     uint32_t err = UINT32_MAX;
-    CHECK(lc_list_del_from_head(empty, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_EMPTY);
-    CHECK(lc_list_del_from_head(NULL, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_NULL);
-    CHECK(lc_list_del_from_tail(empty, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_EMPTY);
-    CHECK(lc_list_del_prev(list, list->head, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_SINGLE);
-    CHECK(lc_list_del_prev(list, NULL, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_NULL);
-    CHECK(lc_list_del_next(list, list->head, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_SINGLE);
-    CHECK(lc_list_del_next(empty, list->head, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_EMPTY);
+    CHECK_NODE(lc_list_del_from_head(empty, &err), NULL, LC_LIST_ERR_EMPTY);
+    CHECK_NODE(lc_list_del_from_head(NULL, &err), NULL, LC_LIST_ERR_NULL);
+    CHECK_NODE(lc_list_del_from_tail(empty, &err), NULL, LC_LIST_ERR_EMPTY);
+    CHECK_NODE(lc_list_del_prev(list, list->head, &err), NULL, LC_LIST_ERR_SINGLE);
+    CHECK_NODE(lc_list_del_prev(list, NULL, &err), NULL, LC_LIST_ERR_NULL);
+    CHECK_NODE(lc_list_del_next(list, list->head, &err), NULL, LC_LIST_ERR_SINGLE);
+    CHECK_NODE(lc_list_del_next(empty, list->head, &err), NULL, LC_LIST_ERR_EMPTY);
     CHECK_INT(lc_list_del_node(list, NULL), LC_LIST_ERR_NULL);
     CHECK_INT(lc_list_del_node(empty, list->head), LC_LIST_ERR_EMPTY);
     CHECK_LETTERS(list, "a");
@@ -200,17 +200,12 @@ static void node_is_got_by_its_index(void)
     lc_list *list = new_list("abc");
     lc_list *empty = new_list("");
     uint32_t err = UINT32_MAX;
-    CHECK(lc_list_get_node(list, 0, &err) == list->head);
-    CHECK_INT(err, LC_LIST_SUCCESS);
+    CHECK_NODE(lc_list_get_node(list, 0, &err), list->head, LC_LIST_SUCCESS);
     CHECK(lc_list_get_node(list, 2, &err) == list->tail);
-    CHECK(lc_list_get_node(list, 3, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_INDEX);
-    CHECK(lc_list_get_node(list, -1, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_INDEX);
-    CHECK(lc_list_get_node(empty, 0, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_EMPTY);
-    CHECK(lc_list_get_node(NULL, 0, &err) == NULL);
-    CHECK_INT(err, LC_LIST_ERR_NULL);
+    CHECK_NODE(lc_list_get_node(list, 3, &err), NULL, LC_LIST_ERR_INDEX);
+    CHECK_NODE(lc_list_get_node(list, -1, &err), NULL, LC_LIST_ERR_INDEX);
+    CHECK_NODE(lc_list_get_node(empty, 0, &err), NULL, LC_LIST_ERR_EMPTY);
+    CHECK_NODE(lc_list_get_node(NULL, 0, &err), NULL, LC_LIST_ERR_NULL);
     lc_list_destroy(list, NULL);
     lc_list_destroy(empty, NULL);
 }

@@ -2,11 +2,10 @@
  * sent them has returned, so that silence can be checked at once. */
 #include "lc_log.h"
 
-#include "check.h"
+#include "files.h"
 #include "plain_socket.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <sys/mount.h>
 
 #define CONFIG_FOLDER "/usr/bin"
@@ -44,12 +43,7 @@ static const char *without_time(const char *line)
     return text;
 }
 
-static void switch_on(const char *flag)
-{
-    const int fd = open(flag, O_CREAT | O_WRONLY, 0600);
-    REQUIRE(fd >= 0);
-    close(fd);
-}
+static void switch_on(const char *flag) { write_file(flag, ""); }
 
 static void built_in_modules_need_no_file(void)
 {
@@ -75,12 +69,9 @@ static void built_in_modules_need_no_file(void)
 static void other_modules_stand_in_the_file(void)
 {
     logconfig module;
-    FILE *file;
     REQUIRE(mount("tmpfs", CONFIG_FOLDER, "tmpfs", 0, NULL) == 0);
-    file = fopen(CONFIG_FOLDER "/logid.cfg", "w");
-    REQUIRE(file != NULL);
-    fputs("# id,letter,name\n16,x,SIXTEEN\nnonsense\n-7,y,ABCDEFGHIJKLMNOPQRSTUVWXYZ012345\n", file);
-    CHECK_INT(fclose(file), 0);
+    write_file(CONFIG_FOLDER "/logid.cfg",
+               "# id,letter,name\n16,x,SIXTEEN\nnonsense\n-7,y,ABCDEFGHIJKLMNOPQRSTUVWXYZ012345\n");
     CHECK_INT(get_logconfig_by_ID(&module, 16), 0);
     CHECK_INT(module.letter, 'x');
     CHECK_TEXT(module.name, "SIXTEEN");

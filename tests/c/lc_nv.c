@@ -2,6 +2,7 @@
 
 #include "check.h"
 #include "child.h"
+#include "files.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -101,15 +102,22 @@ static int write_for_the_parent(int ready)
     return (int)result;
 }
 
-/* Holds another program's lock over the file while it writes it in two steps. */
-static int write_slowly(int ready)
+/* For a child: another program's lock over the file; -1 when it cannot be had. */
+static int open_locked(const char *path, int flags)
 {
     struct flock lock;
-    const int fd = open(NAME_PATH, O_WRONLY | O_TRUNC);
+    const int fd = open(path, flags);
     memset(&lock, 0, sizeof(lock));
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
-    if (fcntl(fd, F_SETLKW, &lock) != 0 || write(fd, "half ", 5) != 5 || !tell_ready(ready)) {
+    return fcntl(fd, F_SETLKW, &lock) == 0 ? fd : -1;
+}
+
+/* Locks the file while it writes it in two steps. */
+static int write_slowly(int ready)
+{
+    const int fd = open_locked(NAME_PATH, O_WRONLY | O_TRUNC);
+    if (write(fd, "half ", 5) != 5 || !tell_ready(ready)) {
         return 1;
     }
     usleep(100000);
@@ -139,13 +147,8 @@ static int let_go[2];
 
 static int lock_until_let_go(int ready)
 {
-    struct flock lock;
     char byte;
-    const int fd = open(NVMRAM_DIR HELD, O_RDWR);
-    memset(&lock, 0, sizeof(lock));
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    if (fcntl(fd, F_SETLKW, &lock) != 0 || !tell_ready(ready)) {
+    if (open_locked(NVMRAM_DIR HELD, O_RDWR) < 0 || !tell_ready(ready)) {
         return 1;
     }
     return read(let_go[0], &byte, 1) == 1 ? 0 : 1;
@@ -272,35 +275,6 @@ static void store_is_cleared(void)
 /* ---- Parameter files ---- */
 
 #define FILE_PATH "/tmp/parameters"
-
-static void write_file(const char *path, const char *text)
-{
-    FILE *file = fopen(path, "w");
-    REQUIRE(file != NULL);
-    CHECK(fputs(text, file) >= 0);
-    fclose(file);
-}
-
-/* At most 63 bytes of a file, their number in `size`. */
-static const char *read_file(const char *path, size_t *size)
-{
-    static char bytes[64];
-    FILE *file = fopen(path, "r");
-    memset(bytes, 0, sizeof(bytes));
-    *size = 0;
-    if (file != NULL) {
-        *size = fread(bytes, 1, sizeof(bytes) - 1, file);
-        fclose(file);
-    }
-    return bytes;
-}
-
-static void check_file(const char *path, const char *text)
-{
-    size_t size;
-    CHECK_TEXT(read_file(path, &size), text);
-    CHECK_INT(size, strlen(text));
-}
 
 static int parse(const char *text)
 {

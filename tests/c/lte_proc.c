@@ -1,7 +1,7 @@
 /* The client's files under /proc: interface counters and the control files of the LEDs. */
 #include "lte_sdk.h"
 
-#include "check.h"
+#include "files.h"
 
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -9,14 +9,6 @@
 #include <unistd.h>
 
 #define COUNTERS "/proc/net/dev"
-
-static void write_counters(const char *text)
-{
-    FILE *file = fopen(COUNTERS, "w");
-    REQUIRE(file != NULL);
-    fputs(text, file);
-    fclose(file);
-}
 
 /* ---- Interface counters ---- */
 
@@ -40,11 +32,11 @@ static void counters_of_this_machine_are_read(void)
 static void counters_are_read_in_every_layout(void)
 {
     if_stats stats;
-    write_counters("Inter-|   Receive                           |  Transmit\n"
-                   " face |bytes packets errs drop fifo frame compressed multicast|"
-                   "bytes packets errs drop fifo colls carrier compressed\n"
-                   "    lo: 1 1 0 0 0 0 0 0 1 1 0 0 0 0 0 0\n"
-                   " wwan0:5000000000 2 3 4 5 6 7 8 6000000000 10 11 12 13 14 15 16\n");
+    write_file(COUNTERS, "Inter-|   Receive                           |  Transmit\n"
+                         " face |bytes packets errs drop fifo frame compressed multicast|"
+                         "bytes packets errs drop fifo colls carrier compressed\n"
+                         "    lo: 1 1 0 0 0 0 0 0 1 1 0 0 0 0 0 0\n"
+                         " wwan0:5000000000 2 3 4 5 6 7 8 6000000000 10 11 12 13 14 15 16\n");
     CHECK_INT(lct_readlist_proc("wwan0", &stats), 0);
     CHECK_INT(stats.rx_bytes, 5000000000);
     CHECK_INT(stats.rx_packets, 2);
@@ -63,17 +55,17 @@ static void counters_are_read_in_every_layout(void)
     CHECK_INT(stats.tx_carrier_errors, 15);
     CHECK_INT(stats.tx_compressed, 16);
 
-    write_counters("Inter-| Receive | Transmit\n face |bytes packets errs drop fifo frame|"
-                   "bytes packets errs drop fifo colls carrier\n"
-                   " wwan0: 1 2 3 4 5 6 7 8 9 10 11 12 13\n");
+    write_file(COUNTERS, "Inter-| Receive | Transmit\n face |bytes packets errs drop fifo frame|"
+                         "bytes packets errs drop fifo colls carrier\n"
+                         " wwan0: 1 2 3 4 5 6 7 8 9 10 11 12 13\n");
     CHECK_INT(lct_readlist_proc("wwan0", &stats), 0);
     CHECK(stats.rx_bytes == 1 && stats.rx_packets == 2 && stats.rx_frame_errors == 6);
     CHECK(stats.rx_compressed == 0 && stats.rx_multicast == 0 && stats.tx_compressed == 0);
     CHECK(stats.tx_bytes == 7 && stats.tx_packets == 8 && stats.tx_carrier_errors == 13);
 
-    write_counters("Inter-| Receive | Transmit\n face |packets errs drop fifo frame|"
-                   "packets errs drop fifo colls carrier\n"
-                   " wwan0: 1 2 3 4 5 6 7 8 9 10 11\n");
+    write_file(COUNTERS, "Inter-| Receive | Transmit\n face |packets errs drop fifo frame|"
+                         "packets errs drop fifo colls carrier\n"
+                         " wwan0: 1 2 3 4 5 6 7 8 9 10 11\n");
     CHECK_INT(lct_readlist_proc("wwan0", &stats), 0);
     CHECK(stats.rx_bytes == 0 && stats.rx_packets == 1 && stats.rx_frame_errors == 5);
     CHECK(stats.tx_bytes == 0 && stats.tx_packets == 6 && stats.tx_carrier_errors == 11);
@@ -93,15 +85,9 @@ static void machine_without_counters_changes_nothing(void)
 static void check_led(uint32_t led, uint32_t colour, uint32_t flash, const char *path,
                       const char *content)
 {
-    char text[8] = "";
-    FILE *file;
     remove(path);
     CHECK_INT(lte_set_led_status(led, colour, flash), 0);
-    file = fopen(path, "r");
-    REQUIRE(file != NULL);
-    CHECK(fgets(text, sizeof(text), file) == text);
-    CHECK_TEXT(text, content);
-    fclose(file);
+    check_file(path, content);
 }
 
 static void led_is_set_through_its_file(void)

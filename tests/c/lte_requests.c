@@ -2,6 +2,7 @@
 #include "lc_nv.h"
 
 #include "../support/expected_requests.h"
+#include "files.h"
 #include "module.h"
 
 #include <fcntl.h>
@@ -244,10 +245,7 @@ static void answer_is_cut_to_the_room_for_it(void)
 
 static void long_answer_is_a_file_which_is_printed(void)
 {
-    FILE *file = fopen("/tmp/answer", "w");
-    REQUIRE(file != NULL);
-    fputs("AT\r\nATI\r\nOK\r\n", file);
-    fclose(file);
+    write_file("/tmp/answer", "AT\r\nATI\r\nOK\r\n");
     tell_at_answer(0, 1, "/tmp/answer");
     CHECK_TEXT(printed_by(ask_modem), "AT\r\nATI\r\nOK\r\n");
     CHECK_TEXT(out.text, "/tmp/answer");

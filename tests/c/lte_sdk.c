@@ -22,12 +22,8 @@ static noted registrations, deregistrations;
 
 static void publish(const struct sockaddr_un *to, uint32_t msg_id, const void *body, uint32_t length)
 {
-    plain_message msg;
-    memset(&msg.header, 0, sizeof(msg.header));
-    msg.header.msg_id = msg_id;
-    msg.header.length = length;
-    memcpy(msg.body, body, length);
-    plain_send(module.fd, to, &msg);
+    const ipc_msg_hdr header = {IPC_MSG_TYPE_ASYNC, msg_id, 0, 0};
+    plain_send_body(module.fd, to, header, body, length);
 }
 
 static void publish_link(const struct sockaddr_un *to, uint32_t link_status)

@@ -1,7 +1,7 @@
 /* The client's names of enumerations and its parsers of access point names: texts in, texts out. */
 #include "../support/names.h"
 
-#include "check.h"
+#include "files.h"
 
 #define LIST "/tmp/apns"
 
@@ -20,19 +20,11 @@ static void every_value_has_its_name(void)
 
 /* ---- Access point names ---- */
 
-static void write_list(const char *text)
-{
-    FILE *file = fopen(LIST, "w");
-    REQUIRE(file != NULL);
-    fputs(text, file);
-    fclose(file);
-}
-
 static void access_point_is_found_by_its_operator(void)
 {
     apn_item item;
-    write_list("x>00101F>User>internet.example>u>p>2>\n"
-               "x>00102>User>wap.example>v>q>>\n");
+    write_file(LIST, "x>00101F>User>internet.example>u>p>2>\n"
+                     "x>00102>User>wap.example>v>q>>\n");
     memset(&item, 0xFF, sizeof(item));
     CHECK_INT(auto_match_apn(LIST, "00101", &item), 0);
     CHECK_TEXT(item.key, "00101");
@@ -56,9 +48,9 @@ static void access_point_is_not_found(void)
     before = item;
     CHECK_INT(auto_match_apn(NULL, "00101", &item), -1);
     CHECK_INT(auto_match_apn("/tmp/absent", "00101", &item), -1);
-    write_list("x>00101>User>internet.example>u>p>2>\n");
+    write_file(LIST, "x>00101>User>internet.example>u>p>2>\n");
     CHECK_INT(auto_match_apn(LIST, "0010", &item), -1);
-    write_list("six>fields>and>no>more>here>\nx>00101>User>internet.example>u>p>2>\n");
+    write_file(LIST, "six>fields>and>no>more>here>\nx>00101>User>internet.example>u>p>2>\n");
     CHECK_INT(auto_match_apn(LIST, "00101", &item), -1);
     CHECK(memcmp(&item, &before, sizeof(item)) == 0);
 }

@@ -31,12 +31,9 @@ static struct {
 
 static inline void respond(const plain_message *to, const void *body, uint32_t length)
 {
-    plain_message msg;
-    msg.header = to->header;
-    msg.header.type = IPC_MSG_TYPE_RESPONSE;
-    msg.header.length = length;
-    memcpy(msg.body, body, length);
-    plain_send(module.fd, &to->sender, &msg);
+    ipc_msg_hdr header = to->header;
+    header.type = IPC_MSG_TYPE_RESPONSE;
+    plain_send_body(module.fd, &to->sender, header, body, length);
 }
 
 static inline void note_message(const plain_message *msg)
@@ -103,14 +100,8 @@ static inline int control_socket(void)
 static inline void tell(const char *name, uint32_t msg_id, const void *body, uint32_t length)
 {
     const struct sockaddr_un address = plain_address(name);
-    plain_message msg;
-    memset(&msg.header, 0, sizeof(msg.header));
-    msg.header.msg_id = msg_id;
-    msg.header.length = length;
-    if (length != 0) {
-        memcpy(msg.body, body, length);
-    }
-    CHECK(plain_send(control_socket(), &address, &msg));
+    const ipc_msg_hdr header = {IPC_MSG_TYPE_ASYNC, msg_id, 0, 0};
+    CHECK(plain_send_body(control_socket(), &address, header, body, length));
 }
 
 static inline void check_last_message(const char *name, uint32_t msg_id, uint32_t type,

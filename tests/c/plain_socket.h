@@ -57,15 +57,23 @@ static inline int plain_send(int fd, const struct sockaddr_un *to, const plain_m
     return sendto(fd, msg, size, 0, (const struct sockaddr *)to, sizeof(*to)) == (ssize_t)size;
 }
 
-/* A message of one word. */
-static inline int plain_send_word(int fd, const struct sockaddr_un *to, ipc_msg_hdr header,
-                                  uint32_t word)
+/* The same for any body. */
+static inline int plain_send_body(int fd, const struct sockaddr_un *to, ipc_msg_hdr header,
+                                  const void *body, uint32_t length)
 {
     plain_message msg;
     msg.header = header;
-    msg.header.length = sizeof(word);
-    memcpy(msg.body, &word, sizeof(word));
+    msg.header.length = length;
+    if (length != 0) {
+        memcpy(msg.body, body, length);
+    }
     return plain_send(fd, to, &msg);
+}
+
+static inline int plain_send_word(int fd, const struct sockaddr_un *to, ipc_msg_hdr header,
+                                  uint32_t word)
+{
+    return plain_send_body(fd, to, header, &word, sizeof(word));
 }
 
 /* The next message, when a whole one comes in time. */
