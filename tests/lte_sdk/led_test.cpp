@@ -71,32 +71,22 @@ TEST_F(Led, numbers_are_those_of_the_board)
     EXPECT_EQ(LCT_LED_SIM, 3U);
 }
 
-TEST_F(Led, flash_without_a_digit_is_traced_and_nothing_is_run)
+TEST_F(Led, colour_above_3_and_flash_without_a_digit_are_traced_and_nothing_is_run)
 {
+    const auto expect_error = [](uint32_t colour, uint32_t flash, const char *what, uint32_t value) {
+        unlink(kTraceFile);
+        EXPECT_NE(lte_set_led_status(LCT_LED_SIM, colour, flash), 0) << value;
+        EXPECT_EQ(trace_text(),
+                  led_trace(what + std::to_string(static_cast<int32_t>(value)) + ".\n\n"));
+    };
     for (const uint32_t flash : {0U, 1U, 2U, 3U, 5U, 6U, 7U, 13U, 14U, 260U, 0x80000004U}) {
-        unlink(kTraceFile);
-        EXPECT_NE(lte_set_led_status(LCT_LED_SIM, 0, flash), 0) << flash;
-        EXPECT_EQ(trace_text(), led_trace("led flash error:" +
-                                          std::to_string(static_cast<int32_t>(flash)) + ".\n\n"));
+        expect_error(0, flash, "led flash error:", flash);
     }
-    EXPECT_TRUE(commands_.empty());
-}
-
-TEST_F(Led, colour_above_3_is_traced_and_nothing_is_run)
-{
     for (const uint32_t colour : {4U, 5U, 256U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
-        unlink(kTraceFile);
-        EXPECT_NE(lte_set_led_status(LCT_LED_SIM, colour, 8), 0) << colour;
-        EXPECT_EQ(trace_text(), led_trace("led color error:" +
-                                          std::to_string(static_cast<int32_t>(colour)) + ".\n\n"));
+        expect_error(colour, 8, "led color error:", colour);
+        expect_error(colour, 5, "led color error:", colour); // is looked at before the flash
     }
     EXPECT_TRUE(commands_.empty());
-}
-
-TEST_F(Led, colour_is_looked_at_before_the_flash)
-{
-    EXPECT_NE(lte_set_led_status(LCT_LED_SIM, 4, 5), 0);
-    EXPECT_EQ(trace_text(), led_trace("led color error:4.\n\n"));
 }
 
 TEST_F(Led, status_of_the_shell_is_the_result)

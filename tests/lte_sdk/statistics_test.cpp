@@ -3,6 +3,7 @@
 #include "support/eventually.h"
 #include "support/guarded.h"
 #include "support/scoped_mount.h"
+#include "support/shell.h"
 #include "support/text_file.h"
 
 #include <gtest/gtest.h>
@@ -75,6 +76,17 @@ if_stats all_counters()
     stats.tx_compressed = 14;
     return stats;
 }
+
+struct Layout {
+    std::string header;
+    const char *fields;
+    if_stats counters;
+};
+
+// By their versions.
+const Layout kLayouts[] = {{kHeader0, kFields0, common_counters()},
+                           {kHeader1, kFields1, with_bytes(common_counters())},
+                           {kHeader2, kFields2, all_counters()}};
 
 std::string bytes_of(const if_stats &stats)
 {
@@ -204,20 +216,12 @@ TEST(InterfaceName, of_15_characters_fits_and_a_longer_one_is_empty)
 
 // ---- Counters ----
 
-TEST(Counters, of_the_present_layout)
+TEST(Counters, of_each_layout)
 {
-    EXPECT_EQ(fields_of(kFields2, 2), bytes_of(all_counters()));
+    for (unsigned version = 0; version < std::size(kLayouts); ++version) {
+        EXPECT_EQ(fields_of(kLayouts[version].fields, version), bytes_of(kLayouts[version].counters));
+    }
     EXPECT_EQ(fields_of("100 1 2 3 4 5 12 13 600 6 7 8 9 10 11 14", 2), bytes_of(all_counters()));
-}
-
-TEST(Counters, of_the_layout_without_compressed_and_multicast_packets)
-{
-    EXPECT_EQ(fields_of(kFields1, 1), bytes_of(with_bytes(common_counters())));
-}
-
-TEST(Counters, of_the_layout_without_bytes)
-{
-    EXPECT_EQ(fields_of(kFields0, 0), bytes_of(common_counters()));
 }
 
 TEST(Counters, that_a_line_lacks_are_0)
@@ -256,19 +260,12 @@ TEST(Counters, of_bytes_and_packets_have_64_bits_and_the_others_32)
 
 TEST(InterfaceStatistics, of_a_file_of_each_layout)
 {
-    const struct {
-        std::string header;
-        const char *fields;
-        if_stats counters;
-    } layouts[] = {{kHeader0, kFields0, common_counters()},
-                   {kHeader1, kFields1, with_bytes(common_counters())},
-                   {kHeader2, kFields2, all_counters()}};
-    for (const auto &layout : layouts) {
+    for (const Layout &layout : kLayouts) {
         EXPECT_EQ(sampled(layout.header + "    lo: 9\n  wwan0:" + layout.fields, "wwan0"),
                   bytes_of(layout.counters))
             << layout.header;
     }
-    EXPECT_EQ(std::size(layouts), lterouter::kNetDevLayouts) << "a layout has no sample here";
+    EXPECT_EQ(std::size(kLayouts), lterouter::kNetDevLayouts) << "a layout has no sample here";
 }
 
 TEST(InterfaceStatistics, layout_is_taken_from_the_second_line_alone)
@@ -402,8 +399,6 @@ TEST(InterfaceStatistics, record_has_the_hosts_layout)
 
 namespace {
 
-void run(const std::string &command) { ASSERT_EQ(system(command.c_str()), 0) << command; }
-
 // What ip says of an interface, by table and column: "RX bytes", "TX errors carrier".
 std::map<std::string, uint64_t> counters_by_ip(const std::string &ifname)
 {
@@ -483,17 +478,32 @@ if_stats kernel_counters(const char *ifname)
     return stats;
 }
 
+struct Frames {
+    size_t count;
+    size_t size;
+};
+
+void expect_counted(const char *ifname, const if_stats &before, Frames sent, Frames received)
+{
+    const if_stats now = kernel_counters(ifname);
+    EXPECT_EQ(now.tx_packets, before.tx_packets + sent.count);
+    EXPECT_EQ(now.tx_bytes, before.tx_bytes + sent.count * sent.size);
+    EXPECT_EQ(now.rx_packets, before.rx_packets + received.count);
+    EXPECT_EQ(now.rx_bytes, before.rx_bytes + received.count * received.size);
+    expect_same_as_ip(ifname, now);
+}
+
 } // namespace
 
 TEST(KernelStatistics, of_a_pair_of_interfaces_are_what_ip_says_and_what_was_sent)
 {
     constexpr char kNear[] = "near0";
     constexpr char kFar[] = "a-name-of-15-ch";
-    run(std::string("/sbin/ip link add ") + kNear + " type veth peer name " + kFar);
+    shell(std::string("/sbin/ip link add ") + kNear + " type veth peer name " + kFar);
     for (const std::string end : {kNear, kFar}) {
         // Nothing but the test is to send anything.
-        run("/sbin/ip link set " + end + " addrgenmode none arp off multicast off");
-        run("/sbin/ip link set " + end + " up");
+        shell("/sbin/ip link set " + end + " addrgenmode none arp off multicast off");
+        shell("/sbin/ip link set " + end + " up");
     }
     // What is sent before the ends have noticed each other gets nowhere.
     for (const char *end : {kNear, kFar}) {
@@ -516,19 +526,8 @@ TEST(KernelStatistics, of_a_pair_of_interfaces_are_what_ip_says_and_what_was_sen
                kernel_counters(kNear).rx_dropped == near_before.rx_dropped + kReplies;
     }));
 
-    const if_stats near = kernel_counters(kNear);
-    EXPECT_EQ(near.tx_packets, near_before.tx_packets + kCount);
-    EXPECT_EQ(near.tx_bytes, near_before.tx_bytes + kCount * kSize);
-    EXPECT_EQ(near.rx_packets, near_before.rx_packets + kReplies);
-    EXPECT_EQ(near.rx_bytes, near_before.rx_bytes + kReplies * kReplySize);
-    expect_same_as_ip(kNear, near);
-
-    const if_stats far = kernel_counters(kFar);
-    EXPECT_EQ(far.tx_packets, far_before.tx_packets + kReplies);
-    EXPECT_EQ(far.tx_bytes, far_before.tx_bytes + kReplies * kReplySize);
-    EXPECT_EQ(far.rx_packets, far_before.rx_packets + kCount);
-    EXPECT_EQ(far.rx_bytes, far_before.rx_bytes + kCount * kSize);
-    expect_same_as_ip(kFar, far);
+    expect_counted(kNear, near_before, {kCount, kSize}, {kReplies, kReplySize});
+    expect_counted(kFar, far_before, {kReplies, kReplySize}, {kCount, kSize});
 }
 
 TEST(KernelStatistics, of_an_interface_that_does_not_exist_are_none)

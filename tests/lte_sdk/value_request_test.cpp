@@ -137,22 +137,17 @@ TEST_F(Channel, is_0_when_the_answer_does_not_hold_it)
     }
 }
 
-TEST_F(Channel, is_0_without_a_wan_manager)
+TEST_F(Channel, is_0_when_no_answer_comes)
 {
+    channel = 77;
     EXPECT_EQ(unheard(ask), -1);
     EXPECT_EQ(channel, 0U);
-}
-
-TEST_F(Channel, is_0_without_an_answer_in_time)
-{
+    channel = 77;
     EXPECT_EQ(timed_out(ask), -1);
     EXPECT_EQ(channel, 0U);
-}
-
-TEST(ChannelNotStarted, is_0)
-{
-    uint32_t channel = 77;
-    EXPECT_EQ(lct_lte_channel_req(&channel), -1);
+    EXPECT_EQ(lct_module_fin(), 0);
+    channel = 77;
+    EXPECT_EQ(ask(), -1);
     EXPECT_EQ(channel, 0U);
 }
 

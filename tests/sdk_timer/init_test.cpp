@@ -10,7 +10,7 @@ namespace init_test {
 
 using namespace testing_support;
 
-TEST(TimerInit, service_starts_without_timers)
+TEST(TimerInit, service_starts_without_timers_in_a_thread_with_default_attributes)
 {
     EXPECT_EQ(init_timer(), TIMER_SUCCESS);
     EXPECT_EQ(counts(), Counts(0, 0));
@@ -18,11 +18,6 @@ TEST(TimerInit, service_starts_without_timers)
     EXPECT_EQ(parked_nodes(), Nodes{});
     EXPECT_TRUE(ticks().pass(3));
     EXPECT_FALSE(g_service_thread.slept_otherwise);
-}
-
-TEST(TimerInit, thread_has_default_attributes)
-{
-    ASSERT_EQ(init_timer(), TIMER_SUCCESS);
     EXPECT_FALSE(g_service_thread.has_attributes);
 }
 
@@ -58,34 +53,24 @@ TEST(TimerInit, second_time_gives_1_and_a_line)
     EXPECT_EQ(counts(), Counts(0, 1));
 }
 
-TEST(TimerInit, before_it_start_gives_1)
+TEST(TimerInit, before_it_start_stop_and_exist_give_1_and_a_line_but_2_for_bad_parameters)
 {
     ErrorLog log;
+    const Lines line = {from_timer("gp_timer_list is NULL\n")};
     timer descriptor = described(120);
     timer_id id = {1, 1};
     EXPECT_EQ(start_timer(&descriptor, &id), TIMER_ERR_NOT_INIT);
     EXPECT_EQ(id.node, 0U);
     EXPECT_EQ(id.stamp, 0U);
     EXPECT_EQ(descriptor.interval, 120U);
-    EXPECT_EQ(log.lines(), Lines{from_timer("gp_timer_list is NULL\n")});
-}
-
-TEST(TimerInit, before_it_a_bad_descriptor_gives_2)
-{
-    timer descriptor = described(100, 2);
-    timer_id id;
-    EXPECT_EQ(start_timer(&descriptor, &id), TIMER_ERR_PARAM);
-}
-
-TEST(TimerInit, before_it_stop_and_exist_give_1)
-{
-    ErrorLog log;
-    const Lines line = {from_timer("gp_timer_list is NULL\n")};
+    EXPECT_EQ(log.lines(), line);
     EXPECT_EQ(exist_timer(1, 1), TIMER_ERR_NOT_INIT);
     EXPECT_EQ(log.lines(), line);
     EXPECT_EQ(stop_timer(1, 1), TIMER_ERR_NOT_INIT);
     EXPECT_EQ(log.lines(), line);
     EXPECT_EQ(exist_timer(0, 1), TIMER_ERR_PARAM);
+    descriptor.repeat = 2;
+    EXPECT_EQ(start_timer(&descriptor, &id), TIMER_ERR_PARAM);
 }
 
 TEST(TimerInit, before_it_query_gives_1_and_leaves_the_counts)
