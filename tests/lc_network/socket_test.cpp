@@ -28,6 +28,13 @@ const sockaddr *as_socket_address(const sockaddr_in &address)
     return reinterpret_cast<const sockaddr *>(&address);
 }
 
+void expect_error(int result, int code)
+{
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(errno, code);
+    errno = 0;
+}
+
 } // namespace
 
 TEST(Socket, is_bound_listens_accepts_and_connects)
@@ -80,29 +87,17 @@ TEST(Socket, is_of_the_kind_that_was_asked_for)
 TEST(Socket, calls_give_the_systems_own_errors)
 {
     const sockaddr_in nobody = loopback(lc_htonl(1) == 1 ? 1 : 256); // port 1
-    errno = 0;
-    EXPECT_EQ(lc_socket(-1, SOCK_STREAM, 0), -1);
-    EXPECT_EQ(errno, EAFNOSUPPORT);
-    EXPECT_EQ(lc_socket(AF_INET, SOCK_DGRAM, IPPROTO_TCP), -1);
-    EXPECT_EQ(errno, EPROTONOSUPPORT);
-    EXPECT_EQ(lc_bind(-1, as_socket_address(nobody), sizeof(nobody)), -1);
-    EXPECT_EQ(errno, EBADF);
-    errno = 0;
-    EXPECT_EQ(lc_listen(-1, 1), -1);
-    EXPECT_EQ(errno, EBADF);
-    errno = 0;
-    EXPECT_EQ(lc_accept(-1, nullptr, nullptr), -1);
-    EXPECT_EQ(errno, EBADF);
+    expect_error(lc_socket(-1, SOCK_STREAM, 0), EAFNOSUPPORT);
+    expect_error(lc_socket(AF_INET, SOCK_DGRAM, IPPROTO_TCP), EPROTONOSUPPORT);
+    expect_error(lc_bind(-1, as_socket_address(nobody), sizeof(nobody)), EBADF);
+    expect_error(lc_listen(-1, 1), EBADF);
+    expect_error(lc_accept(-1, nullptr, nullptr), EBADF);
 
     const int fd = lc_socket(AF_INET, SOCK_STREAM, 0);
-    EXPECT_EQ(lc_bind(fd, as_socket_address(nobody), 3), -1);
-    EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(lc_connect(fd, as_socket_address(nobody), 3), -1);
-    EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(lc_connect(fd, as_socket_address(nobody), sizeof(nobody)), -1);
-    EXPECT_EQ(errno, ECONNREFUSED);
-    EXPECT_EQ(lc_accept(fd, nullptr, nullptr), -1);
-    EXPECT_EQ(errno, EINVAL) << "does not listen";
+    expect_error(lc_bind(fd, as_socket_address(nobody), 3), EINVAL);
+    expect_error(lc_connect(fd, as_socket_address(nobody), 3), EINVAL);
+    expect_error(lc_connect(fd, as_socket_address(nobody), sizeof(nobody)), ECONNREFUSED);
+    expect_error(lc_accept(fd, nullptr, nullptr), EINVAL);
     close(fd);
 }
 

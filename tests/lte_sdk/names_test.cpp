@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <ostream>
+
+static void PrintTo(const enumeration &row, std::ostream *out) { *out << row.function; }
 
 namespace names_test {
 
@@ -13,8 +15,7 @@ class Names : public testing::TestWithParam<enumeration> {};
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Of, Names, testing::ValuesIn(enumerations),
-                         [](const auto &row) { return std::string(row.param.function); });
+INSTANTIATE_TEST_SUITE_P(Of, Names, testing::ValuesIn(enumerations));
 
 TEST_P(Names, are_those_of_the_values_and_one_of_all_others)
 {

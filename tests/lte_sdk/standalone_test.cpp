@@ -186,6 +186,8 @@ std::string state_trace(const std::string &text)
     return trace_entry("lct_state_change_req", text + "\n\n");
 }
 
+void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
+
 const Row kRows[] = {
     {"lct_state_change_req", lct_state_change_req, 400000, kWanManagerSocket, kStateChange,
      kSmsStoreSocket, 0, "", state_trace("result error."), state_trace("ipc msg send failure."),
@@ -222,8 +224,7 @@ protected:
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Standalone, EitherCall, testing::ValuesIn(kRows),
-                         [](const auto &row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Standalone, EitherCall, testing::ValuesIn(kRows));
 
 TEST_P(EitherCall, asks_over_an_endpoint_of_each_call)
 {

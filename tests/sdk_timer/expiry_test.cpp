@@ -24,8 +24,6 @@ class TimerExpiry : public Timers {
                         }};
 };
 
-} // namespace
-
 struct Sequence {
     const char *name;
     std::vector<timer> timers;
@@ -34,7 +32,11 @@ struct Sequence {
     Counts left;
 };
 
+void PrintTo(const Sequence &sequence, std::ostream *out) { *out << sequence.name; }
+
 class TimerSequence : public Timers, public testing::WithParamInterface<Sequence> {};
+
+} // namespace
 
 INSTANTIATE_TEST_SUITE_P(
     Of, TimerSequence,
@@ -66,8 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
                  {described(50, kOnce, UINTPTR_MAX)},
                  {1},
                  {{UINTPTR_MAX}},
-                 {0, 0}}),
-    [](const auto &sequence) { return std::string(sequence.param.name); });
+                 {0, 0}}));
 
 TEST_P(TimerSequence, fires_tick_by_tick)
 {

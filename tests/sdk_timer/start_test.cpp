@@ -129,6 +129,8 @@ TEST_F(TimerStart, kinds_are_counted_apart)
     EXPECT_EQ(counts(), Counts(2, 1));
 }
 
+namespace {
+
 // What the clock shows meanwhile, and whether it fails in the end.
 struct Clock {
     const char *name;
@@ -138,14 +140,17 @@ struct Clock {
     bool fails;
 };
 
+void PrintTo(const Clock &clock, std::ostream *out) { *out << clock.name; }
+
 class TimerRestart : public Timers, public testing::WithParamInterface<Clock> {};
+
+} // namespace
 
 INSTANTIATE_TEST_SUITE_P(
     After, TimerRestart,
     testing::Values(Clock{"some_time", false, 0, 0, false}, Clock{"no_time", true, 1000, 0, false},
                     Clock{"no_time_where_stamps_begin_again", true, 0xFFFFFFFF, 1, false},
-                    Clock{"a_time_that_is_not_known", true, 1000, 5, true}),
-    [](const auto &clock) { return std::string(clock.param.name); });
+                    Clock{"a_time_that_is_not_known", true, 1000, 5, true}));
 
 TEST_P(TimerRestart, takes_the_same_node_with_a_new_stamp_so_that_old_ids_stay_stale)
 {
