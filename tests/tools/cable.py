@@ -4,10 +4,9 @@ import json
 import os
 import socket
 import subprocess
-import time
 
 import support
-from support import ToolTest
+from support import ToolTest, eventually
 
 NEAR_IP, NEAR_MAC = "10.9.0.1", "02:00:00:00:00:01"
 FAR_IP, FAR_MAC = "10.9.0.2", "02:00:00:00:00:02"
@@ -24,14 +23,6 @@ def ip(*words):
 
 def ip_json(*words):
     return json.loads(ip("-json", *words) or "[]")
-
-
-def eventually(condition):
-    deadline = time.monotonic() + support.TIMEOUT
-    while not condition():
-        if time.monotonic() > deadline:
-            raise AssertionError("it did not come about")
-        time.sleep(0.02)
 
 
 class CableTest(ToolTest):

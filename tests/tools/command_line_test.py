@@ -91,10 +91,6 @@ class Version(ToolTest):
 
 
 class UsageErrors(ToolTest):
-    def assert_usage(self, arguments, sentence):
-        with self.subTest(arguments):
-            self.assert_failed(ltectl(*arguments), USAGE, sentence)
-
     def test_no_command(self):
         for words in ((), ("ram",)):
             path = " ".join(("ltectl", *words))
@@ -103,72 +99,55 @@ class UsageErrors(ToolTest):
             self.assertEqual(result.stderr, f"usage: {path} [OPTION...] COMMAND\n"
                                             f"ltectl: COMMAND is missing; see {path} --help\n")
 
-    def test_unknown_command(self):
-        self.assert_usage(["frobnicate"], 'unknown command "frobnicate"; see ltectl --help')
-        self.assert_usage(["ram", "put"], 'unknown command "put"; see ltectl ram --help')
+    def test_words_that_are_unknown_missing_or_too_many(self):
+        for command, sentence, path in (
+                ("frobnicate", 'unknown command "frobnicate"', ""), ("ram put", 'unknown command "put"', "ram"),
+                ("--loud", 'unknown option "--loud"', ""), ("roam --wait 1", 'unknown option "--wait"', "roam"),
+                ("connect -w", 'unknown option "-w"', "connect"), ("connect -f", 'unknown option "-f"', "connect"),
+                ("trace -fw", 'unknown option "-w"', "trace"), ("connect --wait", "--wait needs a value", "connect"),
+                ("roam --json=1", '"--json=1": this option takes no value', "roam"),
+                ("ram get", "NAME is missing", "ram get"), ("ram set", "NAME is missing", "ram set"),
+                ("nv import", "FILE is missing", "nv import"), ("ram set a", "VALUE is missing", "ram set")):
+            self.assert_usage(command, f"{sentence}; see {' '.join(['ltectl', *path.split()])} --help")
+        for path, operands in (("connect", ""), ("disconnect", ""), ("monitor", ""), ("roam", "on"), ("ram get", "a"),
+                               ("ram set", "a b"), ("ram list", ""), ("ram clear", "")):
+            self.assert_usage(f"{path} {operands} now", f'"now" is one argument too many; see ltectl {path} --help')
 
-    def test_unknown_option(self):
-        self.assert_usage(["--loud"], 'unknown option "--loud"; see ltectl --help')
-        self.assert_usage(["roam", "--wait", "1"], 'unknown option "--wait"; see ltectl roam --help')
-        self.assert_usage(["connect", "-w"], 'unknown option "-w"; see ltectl connect --help')
-        self.assert_usage(["connect", "-f"], 'unknown option "-f"; see ltectl connect --help')
-        self.assert_usage(["trace", "-fw"], 'unknown option "-w"; see ltectl trace --help')
-
-    def test_option_without_its_value(self):
-        self.assert_usage(["connect", "--wait"], "--wait needs a value; see ltectl connect --help")
-
-    def test_switch_with_a_value(self):
-        self.assert_usage(["roam", "--json=1"],
-                          '"--json=1": this option takes no value; see ltectl roam --help')
-
-    def test_bad_seconds(self):
-        for value in ("0", "86401", "x", "", "-1", "+1", " 1", "1s", "1.5", "99999999999999999999"):
-            for command in ("connect", "disconnect"):
-                self.assert_usage([command, f"--wait={value}"], "--wait takes a number of seconds from "
-                                                                f'1 to 86400, not "{value}"')
-
-    def test_bad_count(self):
-        for value in ("0", "1000001", "many"):
-            for command in (["monitor"], ["bus", "watch"]):
-                self.assert_usage([*command, "--count", value],
-                                  f'--count takes a number from 1 to 1000000, not "{value}"')
-
-    def test_bad_mask(self):
-        for value in ("", "g", "0x", "-1", "+1", " 1", "1 ", "100000000", "f" * 20):
-            for command in ("export", "import"):
-                self.assert_usage(["nv", command, "f", f"--mask={value}"],
-                                  f'--mask takes a hexadecimal mask of at most 32 bits, not "{value}"')
+    def test_bad_values_of_options(self):
+        for commands, option, takes, values in (
+                (("connect", "disconnect"), "--wait", "a number of seconds from 1 to 86400",
+                 ("0", "86401", "x", "", "-1", "+1", " 1", "1s", "1.5", "99999999999999999999")),
+                (("monitor", "bus watch"), "--count", "a number from 1 to 1000000", ("0", "1000001", "many")),
+                (("nv export f", "nv import f"), "--mask", "a hexadecimal mask of at most 32 bits",
+                 ("", "g", "0x", "-1", "+1", " 1", "1 ", "100000000", "f" * 20))):
+            for command in commands:
+                for value in values:
+                    self.assert_usage([*command.split(), f"{option}={value}"],
+                                      f'{option} takes {takes}, not "{value}"')
 
     def test_bad_roaming_value(self):
         for value in ("1", "ON", "maybe", ""):
             self.assert_usage(["roam", value], f'roam takes on or off, not "{value}"')
 
-    def test_missing_operand(self):
-        self.assert_usage(["ram", "get"], "NAME is missing; see ltectl ram get --help")
-        self.assert_usage(["ram", "set"], "NAME is missing; see ltectl ram set --help")
-        self.assert_usage(["nv", "import"], "FILE is missing; see ltectl nv import --help")
-        self.assert_usage(["ram", "set", "a"], "VALUE is missing; see ltectl ram set --help")
-
-    def test_one_operand_too_many(self):
-        for words in (["connect", "now"], ["disconnect", "now"], ["monitor", "now"],
-                      ["roam", "on", "now"], ["ram", "get", "a", "now"], ["ram", "set", "a", "b", "now"],
-                      ["ram", "list", "now"], ["ram", "clear", "now"]):
-            path = " ".join(word for word in words if word not in ("a", "b", "on", "now"))
-            self.assert_usage(words, f'"now" is one argument too many; see ltectl {path} --help')
-
     def test_wansim_refuses_bad_values(self):
-        name = "an interface name of at most 15 characters"
-        address = "a dotted IPv4 address"
-        bad = [("--interface", value, name) for value in ("", "a" * 16, "a b", "a/b", "a\tb")]
-        bad += [(option, value, address) for option in ("--ip", "--gateway", "--dns1", "--dns2", "--mask")
-                for value in ("", "10.0.0", "10.0.0.256", "10.0.0.1 ", "::1", "1" * 200)]
-        bad += [("--roaming", "1", "on or off")]
-        bad += [("--delay", value, "a number of milliseconds from 0 to 600000")
-                for value in ("", "-1", "600001", "1s")]
-        for option, value, expects in bad:
-            with self.subTest(option=option, value=value):
-                result = wansim(option, value)
-                self.assert_result(result, USAGE, "", f'wansim: {option} takes {expects}, not "{value}"\n')
+        address = ("a dotted IPv4 address", ("", "10.0.0", "10.0.0.256", "10.0.0.1 ", "::1", "1" * 200))
+        milliseconds = "a number of milliseconds from 0 to 600000"
+        for option, takes, values in (
+                ("--interface", "an interface name of at most 15 characters", ("", "a" * 16, "a b", "a/b", "a\tb")),
+                *((option, *address) for option in ("--ip", "--gateway", "--dns1", "--dns2", "--mask")),
+                ("--roaming", "on or off", ("1",)),
+                ("--delay", milliseconds, ("", "-1", "600001", "1s")),
+                ("--search-delay", milliseconds, ("-1", "600001", "x", "")),
+                ("--messages", "a number from 0 to 1000", ("-1", "1001", "x", "")),
+                ("--imsi", "15 digits", ("1" * 14, "1" * 16, "00101012345678x", "")),
+                ("--imei", "15 digits", ("1" * 14, "1" * 16, "49015420323751x", "")),
+                ("--sim", "ready, pin, puk or absent", ("", "locked", "Ready")),
+                ("--pin", "4 to 8 digits", ("123", "123456789", "12a4", "")),
+                ("--puk", "8 digits", ("1234567", "123456789", "1234567x", ""))):
+            for value in values:
+                with self.subTest(option=option, value=value):
+                    self.assert_failed(wansim(option, value), USAGE, f'{option} takes {takes}, not "{value}"',
+                                       tool="wansim")
 
     def test_wansim_takes_no_operands(self):
         result = wansim("now")
@@ -177,22 +156,17 @@ class UsageErrors(ToolTest):
 
 
 class Options(ToolTest):
-    def test_json_may_stand_before_and_behind_the_command(self):
-        for arguments in (["--json", "ram", "clear"], ["ram", "--json", "clear"],
-                          ["ram", "clear", "--json"]):
-            with self.subTest(arguments):
-                self.assert_ran(ltectl(*arguments), '{"event":"cleared","removed":0}\n')
-
-    def test_options_may_stand_behind_operands(self):
-        self.assert_ran(ltectl("ram", "set", "a", "b", "--json"), '{"event":"parameter","name":"a","value":"b"}\n')
+    def test_json_may_stand_before_and_behind_the_command_and_its_operands(self):
+        for command in ("--json ram clear", "ram --json clear", "ram clear --json"):
+            with self.subTest(command):
+                self.assert_runs(command, '{"event":"cleared","removed":0}\n')
+        self.assert_runs("ram set a b --json", '{"event":"parameter","name":"a","value":"b"}\n')
+        self.assert_runs("ram set a -- --json", "a=--json\n")
 
     def test_a_commands_own_options_stand_behind_its_name(self):
-        self.assert_failed(ltectl("--timeout", "5", "roam"), USAGE, 'unknown option "--timeout"; see ltectl --help')
-        for arguments in (["roam", "--timeout", "5", "on"], ["roam", "on", "--timeout", "5"]):
-            self.assertEqual(ltectl(*arguments).returncode, NOBODY)
-
-    def test_what_follows_two_dashes_is_an_operand(self):
-        self.assert_ran(ltectl("ram", "set", "a", "--", "--json"), "a=--json\n")
+        self.assert_usage("--timeout 5 roam", 'unknown option "--timeout"; see ltectl --help')
+        for command in ("roam --timeout 5 on", "roam on --timeout 5"):
+            self.assertEqual(ltectl(*command.split()).returncode, NOBODY)
 
 
 class Get(ToolTest):
@@ -204,39 +178,28 @@ class Get(ToolTest):
             ltectl("ram", "set", name, value)
 
     def test_values_are_lines_in_the_order_asked_for(self):
-        self.assert_ran(ltectl("ram", "list", "-g", "name"), "a\nb\nc\n")
-        self.assert_ran(ltectl("ram", "list", "--get", "value,name"), 'two words\na\n\nb\ntwo?lines"\nc\n')
-        self.assert_ran(ltectl("-g", "name,event,name", "ram", "get", "a"), "a\nparameter\na\n")
-
-    def test_numbers_are_numbers(self):
-        self.assert_ran(ltectl("ram", "clear", "-g", "removed"), "3\n")
+        for command, lines in (("ram list -g name", "a\nb\nc\n"),
+                               ("ram list --get value,name", 'two words\na\n\nb\ntwo?lines"\nc\n'),
+                               ("-g name,event,name ram get a", "a\nparameter\na\n"),
+                               ("ram clear -g removed", "3\n"), ("ram list -g name", "")):  # no object is no failure
+            self.assert_runs(command, lines)
+        self.start_wansim()
+        self.assertIn(support.SOCKET + "\n1\n", ltectl("bus", "list", "-g", "endpoint,ids").stdout)
+        self.assertIn("connect\n", wansim("--requests", "-g", "request").stdout.splitlines(True))
 
     def test_what_an_object_lacks_is_an_empty_line(self):
         support.write_file(support.TRACE, b"[lib/a:f:2]one\nanother\n")
         self.addCleanup(os.unlink, support.TRACE)
-        self.assert_ran(ltectl("trace", "-g", "text,line"), "one\n2\nanother\n\n")
-        self.assert_ran(ltectl("trace", "-g", "line"), "2\n")
+        self.assert_runs("trace -g text,line", "one\n2\nanother\n\n")
+        self.assert_runs("trace -g line", "2\n")
 
     def test_what_no_object_has_is_a_failure(self):
-        result = ltectl("ram", "list", "-g", "name,nome")
-        self.assert_result(result, FAILED, "a\n\nb\n\nc\n\n", 'ltectl: the answer has no field "nome"\n')
-
-    def test_no_object_is_no_failure(self):
-        ltectl("ram", "clear")
-        self.assert_ran(ltectl("ram", "list", "-g", "name"))
-
-    def test_lists(self):
-        self.start_wansim()
-        found = ltectl("bus", "list", "-g", "endpoint,ids").stdout
-        self.assertIn(support.SOCKET + "\n1\n", found)
-
-    def test_in_the_simulators(self):
-        self.assertIn("connect\n", wansim("--requests", "-g", "request").stdout.splitlines(True))
+        self.assert_fails("ram list -g name,nome", 'the answer has no field "nome"', out="a\n\nb\n\nc\n\n")
 
     def test_bad_fields(self):
         for fields in ("", ",", "a,", ",a", "a,,b", "A", "a b", "a-b", ",".join("a" * 17)):
-            self.assert_failed(ltectl("ram", "list", "-g", fields), USAGE, (
-                f'--get takes the names of at most 16 fields, separated by commas, not "{fields}"'))
+            self.assert_usage(["ram", "list", "-g", fields],
+                              f'--get takes the names of at most 16 fields, separated by commas, not "{fields}"')
 
 
 class Output(ToolTest):

@@ -15,7 +15,7 @@ class Sample(NvTest):
     def setUp(self):
         super().setUp()
         self.declare(read_file(SAMPLE))
-        self.assert_ran(ltectl("nv", "init"), "store ready repair=done\n")
+        self.assert_runs("nv init", "store ready repair=done\n")
         self.parameters = self.objects(ltectl("nv", "list", "--json").stdout)
 
     def bits(self, parameter):
@@ -25,7 +25,7 @@ class Sample(NvTest):
         names = [parameter["name"] for parameter in self.parameters]
         self.assertEqual(len(names), len(re.findall(rb"^[^#\n]", read_file(SAMPLE), re.M)))
         self.assertEqual(len(names), len(set(names)))
-        self.assert_ran(ltectl("nv", "verify"), f"store sound parameters={len(names)}\n")
+        self.assert_runs("nv verify", f"store sound parameters={len(names)}\n")
 
     def test_begins_with_the_identity(self):
         """An import that checks it applies only what follows."""
@@ -60,7 +60,7 @@ class Sample(NvTest):
         self.assertNotIn(b"1234", read_file(COPY))
         self.assertEqual(ltectl("nv", "reset").returncode, 0)
         self.assertEqual(ltectl("nv", "import", COPY, "--identity").returncode, 0)
-        self.assert_ran(ltectl("nv", "diff"), "current lan_ip=192.168.1.1 -> 10.0.0.1\n")
+        self.assert_runs("nv diff", "current lan_ip=192.168.1.1 -> 10.0.0.1\n")
         write_file(DEFAULTS, read_file(SAMPLE).replace(b"up_dev_sku=20=", b"up_dev_sku=20=other"))
         self.assertEqual(ltectl("nv", "import", COPY, "--identity").returncode, FAILED)
 

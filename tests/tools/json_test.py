@@ -167,14 +167,13 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         endpoint = next(name for name in support.ltectl("bus", "list", "-g", "endpoint").stdout.split()
                         if name.endswith(f"_{watch.process.pid}_common") or f"_{watch.process.pid}_" in name)
         peer = self.start_peer()
-        text = stranger.pack("4I", 3, 0, 5000, 3).ljust(96, b"\0") + b"AT\r\0"
         for msg_id, body, kind in ((support.LINK_STATUS, support.link_body(9), stranger.ASYNC),
                                    (support.SET_ROAMING, stranger.pack("I", 9), stranger.REQUEST),
                                    (0x5000C, stranger.pack("i", -1) + b"xy", stranger.RESPONSE),
                                    (support.ID["set-pref"], stranger.pack("I", 1), stranger.REQUEST),
                                    (support.ENABLE_PIN, b"1234".ljust(16, b"\0"), stranger.REQUEST),
                                    (support.MODIFY_PIN, b"1234".ljust(32, b"\0"), stranger.REQUEST),
-                                   (support.ID["at"], text, stranger.REQUEST),
+                                   (support.ID["at"], support.at_request(b"AT\r"), stranger.REQUEST),
                                    (stranger.REGISTER, stranger.pack("I", 7), stranger.REQUEST),
                                    (support.CONNECT, b"", 77)):
             peer.send(stranger.message(kind, msg_id, body, 1), endpoint)

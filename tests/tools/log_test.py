@@ -6,7 +6,7 @@ import re
 import shutil
 
 import support
-from support import DONE, FAILED, USAGE, ToolTest, ltectl, stranger
+from support import DONE, FAILED, ToolTest, ltectl, stranger
 
 BUILT_IN = ["SC", "DM", "ATPXYD", "WanManager", "NM", "RM", "UI", "UP", "NS", "DIAG", "CGI", "DOG", "MM", "WLAN",
             "SMSPB", "CM"]
@@ -14,10 +14,6 @@ LEVELS = ["debug", "info", "error"]
 FLAG = "/tmp/.LC_DEBUG_FLAG"
 CONFIG = "/2ndfile/logid.cfg"
 KNOWN = ", ".join(BUILT_IN)
-
-# Programs of /usr/bin are still to be had where a folder of the test's own takes its place.
-WITH_CONFIG = ("mkdir -p /tmp/bin && mount --bind /usr/bin /tmp/bin && mount -t tmpfs none /usr/bin && "
-               f'/tmp/bin/ln -s /tmp/bin/* /usr/bin && cp {CONFIG} /usr/bin/logid.cfg && exec "$@"')
 
 
 def flags():
@@ -33,6 +29,10 @@ def row(module, number, on=()):
     return " ".join([module, f"id={number}", *(f"{level}={'on' if level in on else 'off'}" for level in LEVELS)]) + "\n"
 
 
+def every_row(on=()):
+    return "".join(row(module, number, on) for number, module in enumerate(BUILT_IN))
+
+
 class LogTest(ToolTest):
     def setUp(self):
         super().setUp()
@@ -46,13 +46,12 @@ class LogTest(ToolTest):
 
     def ltectl(self, *arguments):
         """Runs it with the configuration in its place."""
-        return support.run_mounted(WITH_CONFIG, support.ltectl_program, *arguments)
+        return support.run_with_log_modules(CONFIG, support.ltectl_program, *arguments)
 
 
 class Listing(LogTest):
     def test_every_module_is_off_at_first(self):
-        rows = "".join(row(module, number) for number, module in enumerate(BUILT_IN))
-        self.assert_ran(ltectl("log"), rows + "time=off\n")
+        self.assert_runs("log", every_row() + "time=off\n")
         self.assertEqual(flags(), set())
 
     def test_what_is_on(self):
@@ -88,44 +87,28 @@ class Listing(LogTest):
 
 
 class Switching(LogTest):
-    def test_one_level_of_one_module(self):
-        self.assert_ran(ltectl("log", "WanManager", "error", "on"), row("WanManager", 3, ["error"]))
-        self.assertEqual(flags(), {"WanManager_ERROR"})
-        self.assert_ran(ltectl("log", "WanManager", "DEBUG", "on"), row("WanManager", 3, ["debug", "error"]))
-        self.assert_ran(ltectl("log", "WanManager", "error", "off"), row("WanManager", 3, ["debug"]))
-        self.assertEqual(flags(), {"WanManager_DEBUG"})
-
-    def test_every_level_of_one_module(self):
-        self.assert_ran(ltectl("log", "CM", "on"), row("CM", 15, LEVELS))
-        self.assertEqual(flags(), flags_of(["CM"], LEVELS))
-        self.assert_ran(ltectl("log", "CM", "off"), row("CM", 15))
-        self.assertEqual(flags(), set())
-
-    def test_one_level_of_every_module(self):
-        result = ltectl("log", "info", "on")
-        self.assert_ran(result, "".join(row(module, number, ["info"]) for number, module in enumerate(BUILT_IN)))
-        self.assertEqual(flags(), flags_of(BUILT_IN, ["info"]))
-
-    def test_everything_but_the_time(self):
-        result = ltectl("log", "on")
-        self.assert_ran(result, "".join(row(module, number, LEVELS) for number, module in enumerate(BUILT_IN)))
-        self.assertEqual(flags(), flags_of(BUILT_IN, LEVELS))
-        ltectl("log", "time", "on")
-        self.assert_ran(ltectl("log", "off"), "".join(row(module, number) for number, module in enumerate(BUILT_IN)))
-        self.assertEqual(flags(), {"TIME"})
-
-    def test_the_time(self):
-        self.assert_ran(ltectl("log", "time", "on"), "time=on\n")
-        self.assertEqual(flags(), {"TIME"})
-        self.assert_ran(ltectl("log", "TIME", "off", "--json"), '{"event":"log","time":"off"}\n')
-        self.assertEqual(flags(), set())
+    def test_one_level_or_all_of_one_module_or_all_and_the_time(self):
+        for words, rows, left in (
+                ("WanManager error on", row("WanManager", 3, ["error"]), {"WanManager_ERROR"}),
+                ("WanManager DEBUG on", row("WanManager", 3, ["debug", "error"]),
+                 {"WanManager_DEBUG", "WanManager_ERROR"}),
+                ("WanManager error off", row("WanManager", 3, ["debug"]), {"WanManager_DEBUG"}),
+                ("WanManager off", row("WanManager", 3), set()),
+                ("CM on", row("CM", 15, LEVELS), flags_of(["CM"], LEVELS)), ("CM off", row("CM", 15), set()),
+                ("info on", every_row(["info"]), flags_of(BUILT_IN, ["info"])),
+                ("on", every_row(LEVELS), flags_of(BUILT_IN, LEVELS)),
+                ("time on", "time=on\n", {"TIME", *flags_of(BUILT_IN, LEVELS)}), ("off", every_row(), {"TIME"}),
+                ("TIME off --json", '{"event":"log","time":"off"}\n', set())):
+            with self.subTest(words):
+                self.assert_runs(f"log {words}", rows)
+                self.assertEqual(flags(), left)
 
     def test_what_is_so_already(self):
         support.write_file(f"{FLAG}_CM_INFO", b"somebody's own")
-        self.assert_ran(ltectl("log", "CM", "info", "on"), row("CM", 15, ["info"]))
+        self.assert_runs("log CM info on", row("CM", 15, ["info"]))
         self.assertEqual(support.read_file(f"{FLAG}_CM_INFO"), b"somebody's own")
         for _ in range(2):
-            self.assert_ran(ltectl("log", "CM", "info", "off"), row("CM", 15))
+            self.assert_runs("log CM info off", row("CM", 15))
 
     def test_flag_files_are_empty_and_anybody_can_see_them(self):
         ltectl("log", "CM", "info", "on")
@@ -214,30 +197,21 @@ class Levels(LogTest):
 
 
 class Refusals(LogTest):
-    def assert_usage(self, arguments, sentence):
-        with self.subTest(arguments):
-            self.assert_failed(ltectl("log", *arguments), USAGE, sentence)
-            self.assertEqual(flags(), set())
-
-    def test_unknown_modules(self):
-        for name in ("Nobody", "wanmanager", "", "on", "time", "error"):
-            self.assert_usage([name, "error", "on"], f'"{name}" is not a module; the modules are {KNOWN}')
-
-    def test_unknown_levels(self):
+    def test_words_that_are_none(self):
+        for names, behind, sentence in (
+                (("Nobody", "wanmanager", "", "on", "time", "error"), ["error", "on"],
+                 f'"%s" is not a module; the modules are {KNOWN}'),
+                (("Nobody", "warning", ""), ["off"],
+                 f'"%s" is not a module, a level (debug, info, error) or "time"; the modules are {KNOWN}')):
+            for name in names:
+                self.assert_usage(["log", name, *behind], sentence % name)
         for name in ("warning", "", "TIME", "CM"):
-            self.assert_usage(["CM", name, "on"], f'"{name}" is not a level; the levels are debug, info, error')
-
-    def test_a_word_that_is_neither(self):
-        for name in ("Nobody", "warning", ""):
-            self.assert_usage([name, "off"], f'"{name}" is not a module, a level (debug, info, error) or "time"; '
-                                             f"the modules are {KNOWN}")
-
-    def test_neither_on_nor_off(self):
+            self.assert_usage(["log", "CM", name, "on"],
+                              f'"{name}" is not a level; the levels are debug, info, error')
         for arguments in (["maybe"], ["CM"], ["CM", "error"], ["CM", "error", "ON"], ["time", ""]):
-            self.assert_usage(arguments, f'log takes on or off, not "{arguments[-1]}"')
-
-    def test_one_argument_too_many(self):
-        self.assert_usage(["CM", "error", "on", "now"], '"now" is one argument too many; see ltectl log --help')
+            self.assert_usage(["log", *arguments], f'log takes on or off, not "{arguments[-1]}"')
+        self.assert_usage("log CM error on now", '"now" is one argument too many; see ltectl log --help')
+        self.assertEqual(flags(), set())
 
     def test_a_flag_that_cannot_be_made(self):
         result = support.run_with_readonly("/tmp", "log", "CM", "on")
@@ -245,23 +219,20 @@ class Refusals(LogTest):
 
     def test_a_link_of_somebody_elses_is_not_followed(self):
         os.symlink("/2ndfile/victim", f"{FLAG}_CM_INFO")
-        self.assert_failed(ltectl("log", "CM", "info", "on"), FAILED, f"cannot make {FLAG}_CM_INFO: File exists")
+        self.assert_fails("log CM info on", f"cannot make {FLAG}_CM_INFO: File exists")
         self.assertFalse(os.path.exists("/2ndfile/victim"))
-        self.assert_ran(ltectl("log", "CM", "info", "off"), row("CM", 15))
+        self.assert_runs("log CM info off", row("CM", 15))
         self.assertEqual(flags(), set())
 
     def test_one_module_that_fails_does_not_keep_the_others(self):
         os.symlink("/2ndfile/victim", f"{FLAG}_DM_INFO")
-        result = ltectl("log", "info", "on")
-        self.assertEqual((result.returncode, result.stderr),
-                         (FAILED, f"ltectl: cannot make {FLAG}_DM_INFO: File exists\n"))
-        self.assertEqual(result.stdout, "".join(row(module, number, ["info"])
-                                                for number, module in enumerate(BUILT_IN) if module != "DM"))
+        self.assert_fails("log info on", f"cannot make {FLAG}_DM_INFO: File exists",
+                          out=every_row(["info"]).replace(row("DM", 1, ["info"]), ""))
         self.assertEqual(flags(), flags_of(BUILT_IN, ["info"]))
 
     def test_a_flag_that_cannot_be_removed(self):
         os.mkdir(f"{FLAG}_TIME")
-        self.assert_failed(ltectl("log", "time", "off"), FAILED, f"cannot remove {FLAG}_TIME: Is a directory")
+        self.assert_fails("log time off", f"cannot remove {FLAG}_TIME: Is a directory")
 
 
 if __name__ == "__main__":

@@ -24,6 +24,10 @@ def lines(program):
         return file.read().splitlines()
 
 
+def section(program, title):
+    return "\n".join(lines(program)).split(f"\n.Sh {title}\n")[1].split("\n.Sh ")[0]
+
+
 def flatten(words):
     """What macros and their arguments are for a reader: Fl -wait Ar SECONDS is --wait SECONDS."""
     text = []
@@ -46,12 +50,12 @@ def flatten(words):
 def in_page(program):
     """Commands, each with its options, and the options of all: {command: {option}}, where "" is for all."""
     found = {"": set()}
-    section = command = ""
+    title = command = ""
     for line in lines(program):
         macro, *words = line.split()
         if macro == ".Sh":
-            section, command = " ".join(words), ""
-        elif macro == ".It" and words[0] == "Cm" and section == "COMMANDS":
+            title, command = " ".join(words), ""
+        elif macro == ".It" and words[0] == "Cm" and title == "COMMANDS":
             command = flatten(words)
             assert command not in found, command
             found[command] = set()
@@ -120,8 +124,7 @@ class Pages(unittest.TestCase):
         for program, kind in (("wansim", r"Faults: (.*?)\. "), ("modemsim", r"Faults, .*?: (.*?)\. ")):
             told = re.search(kind, " ".join(help_of(program).split())).group(1)
             named = set(re.findall(r"(?<![\w(])[a-z]+(?:-[a-z]+)?\b(?! being)", re.sub(r";.*?:", ",", told)))
-            section = "\n".join(lines(program)).split("\n.Sh FAULTS\n")[1].split("\n.Sh ")[0]
-            self.assertEqual(set(re.findall(r"^\.It Cm ([a-z-]+)", section, re.M)), named)
+            self.assertEqual(set(re.findall(r"^\.It Cm ([a-z-]+)", section(program, "FAULTS"), re.M)), named)
 
     def test_the_range_of_a_count_is_told(self):
         told = re.search(r"from (\d+ to \d+)", support.run(LTECTL, "monitor", "--count", "0").stderr).group(1)
@@ -132,8 +135,7 @@ class Pages(unittest.TestCase):
 
     def test_every_file_that_a_program_names_is_in_its_page(self):
         for program in PROGRAMS:
-            part = "\n".join(lines(program)).split("\n.Sh FILES\n")[1].split("\n.Sh ")[0]
-            named = " ".join(re.findall(r"^\.It Pa (.*)", part, re.M))
+            named = " ".join(re.findall(r"^\.It Pa (.*)", section(program, "FILES"), re.M))
             for path in files_of(program):
                 with self.subTest(program=program, path=path):
                     self.assertIn(path, named)
@@ -165,7 +167,7 @@ class Pages(unittest.TestCase):
     def test_the_exit_codes_are_told_alike(self):
         told = dict(re.findall(r"^  (\d)  (.*)$", help_of("ltectl").split("\nexit codes:\n")[1], re.M))
         self.assertEqual(list(told), list("01234"))
-        part = "\n".join(lines("ltectl")).split("\n.Sh EXIT STATUS\n")[1].split("\n.El")[0]
+        part = section("ltectl", "EXIT STATUS").split("\n.El")[0]
         items = re.findall(r"(?ms)^\.It (\d)\n(.*?)\.?(?=\n\.It|\Z)", part.replace("\n.Fl -wait\n", " --wait "))
         self.assertEqual({code: text[0].lower() + text[1:] for code, text in items}, told)
         with open(os.path.join(PAGES, "..", "ltectl.md")) as file:
@@ -180,8 +182,7 @@ class Pages(unittest.TestCase):
 
     def test_the_commands_of_the_examples_are_understood(self):
         for program in PROGRAMS:
-            examples = "\n".join(lines(program)).split("\n.Sh EXAMPLES\n")[1].split("\n.Sh ")[0]
-            calls = re.findall(r"\$ (ltectl|wansim|modemsim)((?: [^&\n]+)?)", examples)
+            calls = re.findall(r"\$ (ltectl|wansim|modemsim)((?: [^&\n]+)?)", section(program, "EXAMPLES"))
             self.assertTrue(calls)
             for name, arguments in calls:
                 with self.subTest(name + arguments):

@@ -4,34 +4,25 @@ import json
 import signal
 
 import support
-from support import (CONNECTED, DONE, IFACE_BODY, IFACE_STATUS, LINK_STATUS, MODEM, FakeManager,
+from support import (CONNECTED, CONNECTED_LINE, DONE, IFACE_BODY, IFACE_STATUS, LINK_STATUS, MODEM, FakeManager,
                      ToolTest, link_body, ltectl, stranger)
-
-CONNECTED_LINE = ("link connected interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 "
-                  "dns2=10.64.1.53 mask=255.255.255.252 name=CONN_CONNECTED")
 
 
 class WithWansim(ToolTest):
-    def connect_and_disconnect(self):
+    def watched(self, *options):
+        """The end of a monitor of a connection that comes and goes."""
+        monitor = self.start_monitor("--count", "6", *options)
         ltectl("connect", "--wait", "10")
         ltectl("disconnect", "--wait", "10")
+        return monitor.finish()
 
-    def test_shows_each_event_in_a_line(self):
+    def test_shows_each_event(self):
         self.start_wansim("--delay", "10")
-        monitor = self.start_monitor("--count", "6")
-        self.connect_and_disconnect()
-        status, out, err = monitor.finish()
-        self.assertEqual(out.splitlines(), [
+        self.assertEqual(self.watched(), (DONE, "\n".join((
             "interface ready name=WM_READY", "link connecting name=WM_CONNECTING", CONNECTED_LINE,
-            "link disconnecting name=WM_DISCONNECTING",
-            "link disconnected name=WM_DISCONNECTED", "interface not ready name=WM_NOT_READY"])
-        self.assertEqual((status, err), (DONE, ""))
-
-    def test_as_json(self):
-        self.start_wansim("--delay", "10")
-        monitor = self.start_monitor("--count", "6", "--json")
-        self.connect_and_disconnect()
-        events = self.objects(monitor.finish()[1])
+            "link disconnecting name=WM_DISCONNECTING", "link disconnected name=WM_DISCONNECTED",
+            "interface not ready name=WM_NOT_READY", "")), ""))
+        events = self.objects(self.watched("--json")[1])
         self.assertEqual([(event["event"], event["status"]) for event in events], [
             ("interface", "ready"), ("link", "connecting"), ("link", "connected"),
             ("link", "disconnecting"), ("link", "disconnected"), ("interface", "not ready")])
@@ -42,17 +33,14 @@ class WithWansim(ToolTest):
         self.start_wansim("--delay", "600000")
         monitor = self.start_monitor()
         ltectl("connect")
-        self.assertEqual([monitor.out.next(), monitor.out.next()], ["interface ready name=WM_READY", "link connecting name=WM_CONNECTING"])
+        for line in ("interface ready name=WM_READY", "link connecting name=WM_CONNECTING"):
+            self.assertEqual(monitor.out.next(), line)
         self.assertIsNone(monitor.process.poll())
 
-    def test_a_signal_ends_it_in_order(self):
+    def test_a_signal_or_a_reader_that_goes_away_ends_it_in_order(self):
         self.start_wansim()
         for number in (signal.SIGINT, signal.SIGTERM):
-            monitor = self.start_monitor()
-            self.assertEqual(monitor.end(number), (DONE, "", ""))
-
-    def test_a_reader_that_goes_away_ends_it_without_another_event(self):
-        self.start_wansim()
+            self.assertEqual(self.start_monitor().end(number), (DONE, "", ""))
         monitor = self.start_monitor()
         monitor.out.close()
         self.assertEqual(monitor.finish(), (DONE, "", ""))
@@ -68,29 +56,23 @@ class WithFakeManager(ToolTest):
         self.address = self.manager.accept_registrations()
         self.monitor.err.next()
 
-    def test_modem_notifications_are_not_for_the_host(self):
-        self.start("--count", "1")
-        self.manager.publish(self.address, MODEM, b"+CSQ: 1,99\0")
-        self.manager.publish(self.address, LINK_STATUS, link_body(0))
-        self.assertEqual(self.monitor.finish()[1],
-                         "link disconnected name=WM_DISCONNECTED\n")
-
-    def test_states_without_a_name_are_shown_as_numbers(self):
+    def test_what_is_shown_of_a_notification(self):
         self.start()
-        self.manager.publish(self.address, LINK_STATUS, link_body(4))
-        self.assertEqual(self.monitor.out.next(), "link status=4 name=WM_LINK_STA_CLEAR")
-        for readiness, shown in ((1, "ready name=WM_READY"), (0, "not ready name=WM_NOT_READY"),
-                                 (2, "not ready name=WM_WARNING")):
-            body = stranger.pack("2I", 0, readiness).ljust(IFACE_BODY, b"\0")
-            self.manager.publish(self.address, IFACE_STATUS, body)
-            self.assertEqual(self.monitor.out.next(), f"interface {shown}")
-
-    def test_control_characters_do_not_reach_the_terminal(self):
-        self.start()
-        texts = [b"1\n2", b"\x1b[2J", b"\x7f", b"", b""]
-        self.manager.publish(self.address, LINK_STATUS, link_body(CONNECTED, 1, b"a\rb", texts))
-        self.assertEqual(self.monitor.out.next(),
-                         "link connected interface=a?b ip=1?2 gateway=?[2J dns1=? dns2= mask= name=CONN_CONNECTED")
+        for claim, msg_id, body, shown in (
+                ("what the modem reports is not for the host", MODEM, b"+CSQ: 1,99\0", None),
+                ("a state of the link", LINK_STATUS, link_body(0), "link disconnected name=WM_DISCONNECTED"),
+                ("one without a name", LINK_STATUS, link_body(4), "link status=4 name=WM_LINK_STA_CLEAR"),
+                *(("a readiness", IFACE_STATUS, stranger.pack("2I", 0, readiness).ljust(IFACE_BODY, b"\0"),
+                   f"interface {shown}")
+                  for readiness, shown in ((1, "ready name=WM_READY"), (0, "not ready name=WM_NOT_READY"),
+                                           (2, "not ready name=WM_WARNING"))),
+                ("no control characters", LINK_STATUS,
+                 link_body(CONNECTED, 1, b"a\rb", [b"1\n2", b"\x1b[2J", b"\x7f", b"", b""]),
+                 "link connected interface=a?b ip=1?2 gateway=?[2J dns1=? dns2= mask= name=CONN_CONNECTED")):
+            with self.subTest(claim):
+                self.manager.publish(self.address, msg_id, body)
+                if shown:
+                    self.assertEqual(self.monitor.out.next(), shown)
 
     def test_a_number_too_big_for_a_signed_word(self):
         self.start("--json")
@@ -104,12 +86,12 @@ class WithFakeManager(ToolTest):
         self.monitor.fill()
         self.manager.publish(self.address, LINK_STATUS, link_body(CONNECTED))
         self.assertEqual(self.monitor.end_unread(), DONE)
-        self.assertEqual([self.manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
+        self.manager.assert_left()
 
     def test_leaves_the_registry_at_its_end(self):
         self.start()
         self.assertEqual(self.monitor.end(signal.SIGINT)[0], DONE)
-        self.assertEqual([self.manager.take()[1] for _ in range(3)], [stranger.DEREGISTER] * 3)
+        self.manager.assert_left()
 
     def events_lost(self):
         """The sum of what the notes tell: the reader may fall behind more than once."""

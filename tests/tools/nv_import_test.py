@@ -2,7 +2,6 @@
 
 import os
 import random
-import subprocess
 
 import support
 from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, NV, NvTest, ltectl, with_checksum,
@@ -41,7 +40,7 @@ class ImportTest(NvTest):
 class DryRun(ImportTest):
     def assert_planned(self, lines, *options):
         before = self.files()
-        self.assert_ran(ltectl("nv", "import", FILE, "--dry-run", *options), lines)
+        self.assert_runs(["nv", "import", FILE, "--dry-run", *options], lines)
         self.assertEqual(self.files(), before)
 
     def test_tells_what_becomes_of_every_line(self):
@@ -80,8 +79,8 @@ class DryRun(ImportTest):
 
     def test_stops_at_the_first_malformed_line(self):
         self.give(b"a=1=new\nno\nb=1=new\n")
-        result = ltectl("nv", "import", FILE, "--dry-run", "--no-checksum")
-        self.assert_result(result, FAILED, "line=1 change source=current a=va -> new\n", f"ltectl: {stopped(2)}\n")
+        self.assert_fails(f"nv import {FILE} --dry-run --no-checksum", stopped(2),
+                          out="line=1 change source=current a=va -> new\n")
 
 
 class Import(ImportTest):
@@ -96,8 +95,7 @@ class Import(ImportTest):
 
     def test_stores_the_values_and_counts_them(self):
         self.give(with_checksum(b"a=1=new\nb=1=new\nz=1=x\nc=1=new\n"))
-        self.assert_ran(ltectl("nv", "import", FILE, "--mask", "5"),
-                        "import done applied=2 undeclared=1 masked=1\n")
+        self.assert_runs(f"nv import {FILE} --mask 5", "import done applied=2 undeclared=1 masked=1\n")
         self.assert_copies("a", b"new")
         self.assert_copies("b", b"new")
         self.assertFalse(os.path.exists(CURRENT + "c"))
@@ -112,13 +110,12 @@ class Import(ImportTest):
         self.assert_copies("b", b"vb")
 
     def test_of_a_file_that_cannot_be_read(self):
-        for path, reason in (("/2ndfile/none", "No such file or directory"), ("", "No such file or directory")):
+        for path in ("/2ndfile/none", ""):
             for dry_run in ([], ["--dry-run"]):
-                self.assert_failed(ltectl("nv", "import", path, *dry_run), FAILED, f"cannot read {path}: {reason}")
-        self.assert_failed(ltectl("nv", "import", "/2ndfile", "--no-checksum"), FAILED,
-                           "cannot read /2ndfile: Is a directory; what follows is not applied")
-        self.assert_failed(ltectl("nv", "import", "/2ndfile", "--no-checksum", "--identity"), FAILED,
-                           "cannot read /2ndfile: Is a directory; nothing is applied")
+                self.assert_fails(["nv", "import", path, *dry_run], f"cannot read {path}: No such file or directory")
+        for option, consequence in (("", "what follows is not applied"), (" --identity", "nothing is applied")):
+            self.assert_fails(f"nv import /2ndfile --no-checksum{option}",
+                              f"cannot read /2ndfile: Is a directory; {consequence}")
 
     def test_of_a_wrong_checksum(self):
         good = with_checksum(b"a=1=new\n")
@@ -131,24 +128,21 @@ class Import(ImportTest):
                         b"pri_version=1=R1\nup_dev_sku=1=eu\na=1=new\n", b""):
             self.assert_nothing_applied(with_checksum(content), NO_IDENTITY, "--identity")
             self.assert_nothing_applied(content, NO_IDENTITY, "--identity", "--no-checksum")
-
-    def test_of_a_line_that_is_malformed_before_the_identity_is_known(self):
-        content = b"pri_version=1=R1\n\na=1=new\nno\nup_dev_sku=1=EU\n"
-        self.assert_nothing_applied(content, stopped(4, consequence="nothing is applied"), "--identity",
-                                    "--no-checksum")
-        self.assert_nothing_applied(with_checksum(content), stopped(5, consequence="nothing is applied"),
-                                    "--identity")
+        malformed = b"pri_version=1=R1\n\na=1=new\nno\nup_dev_sku=1=EU\n"
+        for line, content, options in ((4, malformed, ["--no-checksum"]), (5, with_checksum(malformed), [])):
+            self.assert_nothing_applied(content, stopped(line, consequence="nothing is applied"), "--identity",
+                                        *options)
 
     def test_of_a_malformed_line_applies_what_stands_before_it(self):
         self.give(b"a=1=new\nno\nb=1=new\n")
-        self.assert_failed(ltectl("nv", "import", FILE, "--no-checksum"), FAILED, stopped(2))
+        self.assert_fails(f"nv import {FILE} --no-checksum", stopped(2))
         self.assert_copies("a", b"new")
         self.assert_copies("b", b"vb")
 
     def test_with_a_bad_defaults_file(self):
         self.declare(b"a=1=x\nno\nb=1=x\n")
         self.give(b"a=1=new\nb=1=new\n")
-        self.assert_failed(ltectl("nv", "import", FILE, "--no-checksum"), FAILED, stopped(2, DEFAULTS))
+        self.assert_fails(f"nv import {FILE} --no-checksum", stopped(2, DEFAULTS))
         self.assert_copies("a", b"new")
         self.assert_nothing_applied(b"b=1=new\n", stopped(2, DEFAULTS, "nothing is applied"), "--no-checksum",
                                     "--identity")
@@ -157,7 +151,6 @@ class Import(ImportTest):
                                     "what follows is not applied", "--no-checksum")
 
     def test_without_a_store(self):
-        self.give(b"a=1=new\n")
         for directory in (CURRENT, BACKUP):
             os.rename(directory, "/2ndfile/away")
             self.assert_nothing_applied(b"a=1=new\n", f"{directory} is not there; ltectl nv init makes it",
@@ -169,20 +162,14 @@ class Import(ImportTest):
         for directory in (CURRENT, BACKUP):
             os.mkdir(directory + "c")
         self.give(b"a=1=new\nc=80000000=x\n")
-        self.assert_failed(ltectl("nv", "import", FILE, "--no-checksum"), FAILED,
-                           f"cannot write {CURRENT}c: Is a directory")
-
-    def test_tells_when_the_disk_is_full(self):
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=12k", "none", NV], check=True)
-        self.addCleanup(subprocess.run, ["umount", NV], check=True)
+        self.assert_fails(f"nv import {FILE} --no-checksum", f"cannot write {CURRENT}c: Is a directory")
+        self.mount_small(NV, 12)
         os.mkdir(CURRENT)
         os.mkdir(BACKUP)
         self.declare(DECLARED)
         self.give(b"a=1=new\nb=1=new\n")
-        self.assert_failed(ltectl("nv", "import", FILE, "--no-checksum"), FAILED,
-                           f"cannot write {CURRENT}b: No space left on device; make room: df /2ndfile/nv tells "
-                           "how full it is")
-
+        self.assert_fails(f"nv import {FILE} --no-checksum", f"cannot write {CURRENT}b: No space left on device; "
+                          "make room: df /2ndfile/nv tells how full it is")
 
 # Every kind of line; %d differs from line to line.
 LINES = [b"a=1=v%d\n", b"a=ff=va\n", b"a=1=\n", b"b=0=v%d\n", b"b=1=vb\n", b"c=1=v=%d\n", b"c=1=dc\n", b"zz=1=v%d\n",

@@ -5,17 +5,11 @@ import os
 import subprocess
 
 import support
-from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, MARKER, NV, NvTest, ltectl, read_file, with_checksum,
+from support import (BACKUP, CURRENT, DEFAULTS, DONE, FAILED, MARKER, NV, NvTest, fed, ltectl, read_file, with_checksum,
                      without_rights, write_file)
 
 FILE = "/2ndfile/given.cfg"
 DECLARED = b"a=1=da\nb=3=db\npin=9=\n"
-
-
-def fed(data, *arguments):
-    """ltectl with this on its standard input."""
-    return subprocess.run([support.ltectl_program, *arguments], input=data, capture_output=True,
-                          timeout=support.TIMEOUT)
 
 
 class TruthTest(NvTest):
@@ -26,10 +20,9 @@ class TruthTest(NvTest):
         self.put("b", b"vb")
         self.put("pin", b"4321")
 
-    def assert_denied(self, *arguments, sentence):
+    def assert_denied(self, command, sentence):
         before = self.files()
-        result = without_rights(*arguments)
-        self.assert_failed(result, FAILED, f"{sentence}; it takes root's rights")
+        self.assert_failed(without_rights("nv", *command.split()), FAILED, f"{sentence}; it takes root's rights")
         self.assertEqual(self.files(), before)
 
 
@@ -38,54 +31,51 @@ class WithoutRights(TruthTest):
         """So the library makes its directories: without search permission."""
         for directory in (CURRENT, BACKUP):
             os.chmod(directory, 0o666)
-            for arguments in (["get", "a"], ["get", "a", "--json"], ["set", "a", "v"], ["list"], ["diff"], ["reset"],
-                              ["reset", "--dry-run"], ["export", FILE], ["export", "-"], ["verify"], ["init"], ["fin"],
-                              ["import", DEFAULTS, "--no-checksum"], ["clear", "--yes"]):
-                self.assert_denied("nv", *arguments, sentence=f"cannot look into {directory}: Permission denied")
+            for command in ("get a", "get a --json", "set a v", "list", "diff", "reset", "reset --dry-run",
+                            f"export {FILE}", "export -", "verify", "init", "fin",
+                            f"import {DEFAULTS} --no-checksum", "clear --yes"):
+                self.assert_denied(command, f"cannot look into {directory}: Permission denied")
             os.chmod(directory, 0o777)
         self.assertFalse(os.path.exists(FILE))
 
-    def test_to_read_a_copy(self):
+    def test_to_read_a_copy_or_the_declarations(self):
         """To the library such a copy is none, and another takes its place."""
         for directory in (CURRENT, BACKUP):
             os.chmod(directory + "a", 0o200)
-            for arguments in (["get", "a"], ["export", FILE], ["init"]):
-                self.assert_denied("nv", *arguments, sentence=f"cannot read {directory}a: Permission denied")
+            for command in ("get a", f"export {FILE}", "init"):
+                self.assert_denied(command, f"cannot read {directory}a: Permission denied")
             os.chmod(directory + "a", 0o666)
             write_file(CURRENT + "a", b"")  # so that the backup copy is asked
+        os.chmod(DEFAULTS, 0o200)
+        for command in ("list", "diff"):
+            self.assert_denied(command, f"cannot read {DEFAULTS}: Permission denied")
 
     def test_a_list_names_what_it_leaves_out(self):
         os.chmod(CURRENT + "a", 0o200)
         for command, shown in (("list", "current bits=3 b=vb\ncurrent bits=9 pin=********\n"),
                                ("diff", "current b=db -> vb\ncurrent pin= -> ********\n")):
-            result = without_rights("nv", command)
-            self.assert_result(result, FAILED, shown, f"ltectl: cannot read {CURRENT}a: Permission denied; it takes root's rights\n")
+            self.assert_failed(without_rights("nv", command), FAILED,
+                               f"cannot read {CURRENT}a: Permission denied; it takes root's rights", out=shown)
 
     def test_to_write_a_copy(self):
+        write_file(FILE, b"a=1=new\n")
         for directory in (CURRENT, BACKUP):
-            self.put("a", b"va")
-            os.chmod(directory + "a", 0o444)
-            sentence = f"cannot write {directory}a: Permission denied"
-            write_file(FILE, b"a=1=new\n")
-            for arguments in (["set", "a", "new"], ["reset"], ["import", FILE, "--no-checksum"]):
-                result = without_rights("nv", *arguments)
-                self.assert_failed(result, FAILED, f"{sentence}; it takes root's rights")
-            os.chmod(directory + "a", 0o666)
+            for command in ("set a new", "reset", f"import {FILE} --no-checksum"):
+                self.put("a", b"va")
+                os.chmod(directory + "a", 0o444)
+                self.assert_failed(without_rights("nv", *command.split()), FAILED,
+                                   f"cannot write {directory}a: Permission denied; it takes root's rights")
+                os.chmod(directory + "a", 0o666)
 
     def test_to_make_and_remove_files(self):
         os.unlink(BACKUP + "a")
         os.chmod(BACKUP, 0o555)
-        result = without_rights("nv", "init")
-        self.assert_result(result, FAILED, "", f"ltectl: cannot write {BACKUP}a: Permission denied; it takes root's rights\n"
-                           "ltectl: the store is not ready: parameters without two copies: 1\n")
-        result = without_rights("nv", "clear", "--yes")
-        self.assert_failed(result, FAILED, f"cannot remove what is in {BACKUP}: Permission denied; it takes root's rights")
+        advice = "Permission denied; it takes root's rights"
+        for command, sentence in (("init", f"cannot write {BACKUP}a: {advice}\n"
+                                           "ltectl: the store is not ready: parameters without two copies: 1"),
+                                  ("clear --yes", f"cannot remove what is in {BACKUP}: {advice}")):
+            self.assert_failed(without_rights("nv", *command.split()), FAILED, sentence)
         os.chmod(BACKUP, 0o777)
-
-    def test_to_read_the_declarations(self):
-        os.chmod(DEFAULTS, 0o200)
-        for command in ("list", "diff"):
-            self.assert_denied("nv", command, sentence=f"cannot read {DEFAULTS}: Permission denied")
 
 
 class FullPartition(TruthTest):
@@ -94,8 +84,7 @@ class FullPartition(TruthTest):
     def setUp(self):
         """A partition of a few pages, with its declarations, and not a byte for a value."""
         super().setUp()
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", NV], check=True)
-        self.addCleanup(subprocess.run, ["umount", NV], check=True)
+        self.mount_small(NV, 16)
         self.declare(DECLARED)
         with open(NV + "filler", "wb", buffering=0) as filler:
             try:
@@ -105,22 +94,17 @@ class FullPartition(TruthTest):
                 self.assertEqual(error.strerror, "No space left on device")
 
     def test_init(self):
-        for _ in range(2):
-            result = ltectl("nv", "init")
-            self.assert_result(result, FAILED, "", f"ltectl: cannot write {CURRENT}a: {self.FULL}\n"
-                               "ltectl: the store is not ready: parameters without two copies: 3\n")
-
-    def test_init_when_there_is_room_for_some(self):
-        os.truncate(NV + "filler", 4096)
-        result = ltectl("nv", "init")
-        self.assert_result(result, FAILED, "", f"ltectl: cannot write {CURRENT}b: {self.FULL}\n"
-                           "ltectl: the store is not ready: parameters without two copies: 2\n")
+        """Also when there is room for some."""
+        for name, count in (("a", 3), ("a", 3), ("b", 2)):
+            name == "b" and os.truncate(NV + "filler", 4096)
+            self.assert_fails("nv init", f"cannot write {CURRENT}{name}: {self.FULL}\n"
+                                         f"ltectl: the store is not ready: parameters without two copies: {count}")
 
     def test_reset_set_and_import(self):
         ltectl("nv", "init")
         write_file(FILE, b"a=1=new\n")
-        for arguments in (["reset"], ["set", "a", "new"], ["import", FILE, "--no-checksum"]):
-            self.assert_failed(ltectl("nv", *arguments), FAILED, f"cannot write {CURRENT}a: {self.FULL}")
+        for command in ("reset", "set a new", f"import {FILE} --no-checksum"):
+            self.assert_fails(f"nv {command}", f"cannot write {CURRENT}a: {self.FULL}")
 
     def test_an_export_leaves_what_was_there(self):
         for precious in (False, True):
@@ -131,28 +115,25 @@ class FullPartition(TruthTest):
                 with self.assertRaises(OSError):
                     write_file(NV + "filler2", b"x" * 8192)
             before = self.files()
-            self.assert_failed(ltectl("nv", "export", NV + "saved.cfg"), FAILED,
-                               f"cannot write {NV}saved.cfg: {self.FULL}")
+            self.assert_fails(["nv", "export", NV + "saved.cfg"], f"cannot write {NV}saved.cfg: {self.FULL}")
             self.assertEqual(self.files(), before)
 
 
 class ReadOnlyPartition(TruthTest):
     ADVICE = "Read-only file system; make it writable: mount -o remount,rw /2ndfile"
 
-    def test_names_what_cannot_be_written(self):
-        before = self.files()
-        for arguments, sentence in ((["set", "a", "new"], f"cannot write {CURRENT}a"),
-                                    (["reset"], f"cannot write {CURRENT}a"),
-                                    (["export", FILE], f"cannot write {FILE}"),
-                                    (["fin"], f"cannot make {MARKER}"),
-                                    (["clear", "--yes"], f"cannot remove what is in {BACKUP}")):
-            result = support.run_with_readonly("/2ndfile", "nv", *arguments)
-            self.assert_failed(result, FAILED, f"{sentence}: {self.ADVICE}")
-        self.assertEqual(self.files(), before)
+    def run_nv(self, command):
+        return support.run_with_readonly("/2ndfile", "nv", *command.split())
 
-    def test_what_needs_no_writing_works(self):
-        for arguments in (["init"], ["get", "a"], ["list"], ["verify"], ["export", "-"]):
-            self.assertEqual(support.run_with_readonly("/2ndfile", "nv", *arguments).returncode, DONE, arguments)
+    def test_names_what_cannot_be_written_and_does_what_needs_no_writing(self):
+        before = self.files()
+        for command, what in (("set a new", f"cannot write {CURRENT}a"), ("reset", f"cannot write {CURRENT}a"),
+                              (f"export {FILE}", f"cannot write {FILE}"), ("fin", f"cannot make {MARKER}"),
+                              ("clear --yes", f"cannot remove what is in {BACKUP}")):
+            self.assert_failed(self.run_nv(command), FAILED, f"{what}: {self.ADVICE}")
+        for command in ("init", "get a", "list", "verify", "export -"):
+            self.assertEqual(self.run_nv(command).returncode, DONE, command)
+        self.assertEqual(self.files(), before)
 
 
 class NeverOpened(NvTest):
@@ -163,12 +144,12 @@ class NeverOpened(NvTest):
         os.rmdir(BACKUP)
 
     def test_fin_tells_so(self):
-        self.assert_failed(ltectl("nv", "fin"), FAILED, "the store was never opened; ltectl nv init opens it")
+        self.assert_fails("nv fin", "the store was never opened; ltectl nv init opens it")
         self.assertFalse(os.path.exists(MARKER))
 
     def test_init_after_a_shutdown_that_somebody_else_marked(self):
         os.mkdir(MARKER)
-        self.assert_ran(ltectl("nv", "init"), "store ready repair=done\n")
+        self.assert_runs("nv init", "store ready repair=done\n")
         self.assertFalse(os.path.exists(MARKER))
         self.assert_copies("a", b"da")
 
@@ -252,10 +233,10 @@ class Secrets(TruthTest):
 
     def test_when_they_are_set(self):
         for options, shown in (((), "********"), (("--show-secrets",), "9876")):
-            self.assert_ran(ltectl("nv", "set", "pin", "9876", *options), f"pin={shown}\n")
+            self.assert_runs(["nv", "set", "pin", "9876", *options], f"pin={shown}\n")
             self.assert_copies("pin", b"9876")
-        self.assert_ran(ltectl("nv", "set", "pin", ""), "pin=\n")
-        self.assert_ran(ltectl("nv", "set", "a", "9876"), "a=9876\n")
+        self.assert_runs(["nv", "set", "pin", ""], "pin=\n")
+        self.assert_runs("nv set a 9876", "a=9876\n")
 
     def test_one_that_is_not_set_is_none(self):
         self.declare(DECLARED + b"other=8=\n")
@@ -263,7 +244,7 @@ class Secrets(TruthTest):
         self.assertIn("current bits=9 pin=********\ncurrent bits=8 other=\n", ltectl("nv", "list").stdout)
 
     def test_who_asks_for_one_gets_it(self):
-        self.assert_ran(ltectl("nv", "get", "pin"), "4321\n")
+        self.assert_runs("nv get pin", "4321\n")
         [shown] = self.objects(ltectl("nv", "get", "pin", "--json").stdout)
         self.assertEqual(shown, {"event": "parameter", "source": "current", "name": "pin", "value": "4321"})
 

@@ -57,8 +57,8 @@ class Verify(NvTest):
     def test_of_a_sound_store(self):
         self.put("a", b"two words")
         before = self.files()
-        self.assert_ran(ltectl("nv", "verify"), "store sound parameters=2\n")
-        self.assert_ran(ltectl("nv", "verify", "--json"), '{"event":"store","store":"sound","parameters":2}\n')
+        self.assert_runs("nv verify", "store sound parameters=2\n")
+        self.assert_runs("nv verify --json", '{"event":"store","store":"sound","parameters":2}\n')
         self.assertEqual(self.files(), before)
 
     def test_as_text(self):
@@ -91,7 +91,7 @@ class Verify(NvTest):
                     if problems:
                         self.assert_problems(problems)
                     else:
-                        self.assert_ran(ltectl("nv", "verify"), "store sound parameters=2\n")
+                        self.assert_runs("nv verify", "store sound parameters=2\n")
 
     def test_copies_that_are_no_files(self):
         os.mkdir(CURRENT + "a")
@@ -146,16 +146,16 @@ class Verify(NvTest):
             for backup in contents:
                 with self.subTest(current=current and current[:5], backup=backup and backup[:5]):
                     self.put_copies(current, backup)
-                    self.assert_ran(ltectl("nv", "init"), "store ready repair=done\n")
-                    self.assert_ran(ltectl("nv", "verify"), "store sound parameters=2\n")
+                    self.assert_runs("nv init", "store ready repair=done\n")
+                    self.assert_runs("nv verify", "store sound parameters=2\n")
 
     def test_what_init_keeps_is_still_told(self):
         """A copy is cut to its text; a terminator that is missing is not put there."""
         self.put_copies(b"abc", b"ab\0")
-        self.assert_ran(ltectl("nv", "init"), "store ready repair=done\n")
+        self.assert_runs("nv init", "store ready repair=done\n")
         self.assert_problems([{"name": "a", "copy": "current", "problem": "unterminated"}])
         self.put_copies(LONGEST, UNSEEN)
-        self.assert_ran(ltectl("nv", "init"), "store ready repair=done\n")
+        self.assert_runs("nv init", "store ready repair=done\n")
         self.assert_problems([{"name": "a", "copy": "backup", "problem": "trailing-bytes"}])
 
 

@@ -5,7 +5,6 @@ usage: session_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL PAGE SAMPLE"""
 import re
 import subprocess
 import sys
-import unittest
 
 import cable
 import support

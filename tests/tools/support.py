@@ -51,6 +51,7 @@ ENABLE_PIN, DISABLE_PIN, MODIFY_PIN = ID["enable-pin"], ID["disable-pin"], ID["m
 SET_PIN_ASKING = ID["set-pin-asking"]
 LINK_STATUS, IFACE_STATUS, MODEM = 0x10400016, 0x10400017, 0x104000B3
 DISCONNECTED, DISCONNECTING, CONNECTED, CONNECTING = range(4)
+READY, NOT_READY = "ready", "not ready"
 
 REFUSED = stranger.pack("i", -1)
 SUCCESS = stranger.pack("i", 0)
@@ -73,6 +74,16 @@ def run(*command, **options):
     """Runs a tool to its end."""
     return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT, text=True,
                           errors="surrogateescape", **options)
+
+
+def words_of(command):
+    """A command that has no blanks in its words may be told as one text."""
+    return command.split() if isinstance(command, str) else command
+
+
+def fed(data, *arguments):
+    """ltectl with these bytes on its standard input; what it prints is bytes too."""
+    return subprocess.run([ltectl_program, *arguments], input=data, capture_output=True, timeout=TIMEOUT)
 
 
 def ltectl(*arguments, **options):
@@ -101,6 +112,13 @@ def run_with_readonly(folder, *arguments):
                        ltectl_program, *arguments, name=folder)
 
 
+def run_with_log_modules(config, *command, **options):
+    """Runs a program where this file names log modules: in /usr/bin. Other programs are still to be had there."""
+    return run_mounted("mkdir -p /tmp/bin && mount --bind /usr/bin /tmp/bin && mount -t tmpfs none /usr/bin && "
+                       '/tmp/bin/ln -s /tmp/bin/* /usr/bin && cp "$0" /usr/bin/logid.cfg && exec "$@"',
+                       *command, name=config, **options)
+
+
 def run_led(script, *arguments, **options):
     """Runs ltectl led, from a shell script that has it as "$@". /proc takes no new files, so it is replaced.
     Sanitizers look themselves up there; the search for leaks needs more of it than that."""
@@ -114,6 +132,18 @@ def without_rights(*arguments):
     """ltectl as any user but root: the sandbox has only one, who has lost root's right to every file."""
     lost = "-dac_override,-dac_read_search"
     return run("setpriv", "--inh-caps", lost, "--bounding-set", lost, ltectl_program, *arguments)
+
+
+def eventually(act, failures=()):
+    """What this gives once that is something and none of these comes of it any more."""
+    deadline = time.monotonic() + TIMEOUT
+    while True:
+        with contextlib.suppress(failures):
+            if result := act():
+                return result
+        if time.monotonic() > deadline:
+            raise AssertionError("it did not come about")
+        time.sleep(0.02)
 
 
 def read_terminal(terminal):
@@ -197,8 +227,7 @@ class Background:
     def stop(self):
         """It is there and does nothing until SIGCONT."""
         self.process.send_signal(signal.SIGSTOP)
-        while "State:\tT" not in read_file(f"/proc/{self.process.pid}/status").decode():
-            time.sleep(0.01)
+        eventually(lambda: b"State:\tT" in read_file(f"/proc/{self.process.pid}/status"))
 
     def end(self, number=signal.SIGTERM):
         self.process.send_signal(number)
@@ -250,6 +279,31 @@ class ToolTest(unittest.TestCase):
     def assert_failed(self, result, code, sentence, out="", tool="ltectl"):
         self.assert_result(result, code, out, f"{tool}: {sentence}\n")
 
+    def assert_runs(self, command, out=""):
+        """An ltectl with these words."""
+        self.assert_ran(ltectl(*words_of(command)), out)
+
+    def assert_fails(self, command, sentence, code=FAILED, out=""):
+        self.assert_failed(ltectl(*words_of(command)), code, sentence, out)
+
+    def assert_usage(self, command, sentence):
+        with self.subTest(command):
+            self.assert_fails(command, sentence, USAGE)
+
+    def assert_json(self, command, *objects, code=DONE):
+        """What it answers with --json."""
+        result = ltectl(*words_of(command), "--json")
+        self.assertEqual((result.returncode, result.stderr), (code, ""), command)
+        self.assertEqual(self.objects(result.stdout), list(objects), command)
+
+    @contextlib.contextmanager
+    def case(self, name):
+        """A row of a table, which begins as a test of its own does."""
+        self.doCleanups()
+        self.setUp()
+        with self.subTest(name):
+            yield
+
     def objects(self, text):
         """The JSON objects of an output: one a line."""
         return [json.loads(line) for line in text.splitlines()]
@@ -281,6 +335,13 @@ class NvTest(ToolTest):
 
     def declare(self, lines):
         write_file(DEFAULTS, lines)
+
+    def mount(self, path, *options):
+        subprocess.run(["mount", *options, path], check=True)
+        self.addCleanup(subprocess.run, ["umount", path], check=True)
+
+    def mount_small(self, path, size):
+        self.mount(path, "-t", "tmpfs", "-o", f"size={size}k", "none")
 
     def put(self, name, value):
         """A parameter as the library leaves it."""
@@ -325,6 +386,13 @@ class FakeManager(stranger.Stranger):
             self.respond(taken, stranger.pack("I", result))
         return taken[4]
 
+    def assert_left(self):
+        """A client has given its subscriptions back."""
+        left = [self.take() for _ in range(3)]
+        assert [taken[:2] for taken in left] == [(stranger.ASYNC, stranger.DEREGISTER)] * 3, left
+        notifications = [stranger.unpack("I", taken[3])[0] for taken in left]
+        assert notifications == [IFACE_STATUS, LINK_STATUS, MODEM], notifications
+
     def publish(self, client, msg_id, body):
         self.send(stranger.message(stranger.ASYNC, msg_id, body), client)
 
@@ -364,11 +432,18 @@ class FailedSends:
 
 # What wansim publishes of a connected link: address, gateway, name servers, mask.
 LINK_ADDRESSES = ("10.64.0.2", "10.64.0.1", "10.64.0.53", "10.64.1.53", "255.255.255.252")
+CONNECTED_LINE = "link connected interface=wwan0 {} name=CONN_CONNECTED".format(
+    " ".join(map("=".join, zip(("ip", "gateway", "dns1", "dns2", "mask"), LINK_ADDRESSES))))
+
+
+def at_request(command, length=None):
+    """The body of a request; length: what it says that the command has."""
+    return stranger.pack("4I16s16s48s", len(command) if length is None else length, 0, 5000, 3, b"OK", b"ERROR",
+                         b"+CME ERROR") + command + b"\0"
 
 
 def parameter(name):
-    with open(STORE + name, "rb") as file:
-        return file.read()
+    return read_file(STORE + name)
 
 
 class WansimTest(ToolTest):
@@ -394,9 +469,7 @@ class WansimTest(ToolTest):
 
     def notification(self):
         """(id, body) of the next notification."""
-        received = self.peer.receive()
-        self.assertIsNotNone(received, "no notification")
-        kind, msg_id, _, body = stranger.parse(received[0])
+        kind, msg_id, _, body, _ = self.peer.take()
         self.assertEqual(kind, stranger.ASYNC)
         return msg_id, body
 
@@ -416,6 +489,17 @@ class WansimTest(ToolTest):
     def assert_modem(self, report):
         msg_id, body = self.notification()
         self.assertEqual((msg_id, body.rstrip(b"\0")), (MODEM, report))
+
+    def assert_published(self, *events):
+        """READY, NOT_READY, states of the link and reports of the modem, and nothing more."""
+        for event in events:
+            if event in (READY, NOT_READY):
+                self.assert_interface(int(event == READY))
+            elif isinstance(event, bytes):
+                self.assert_modem(event)
+            else:
+                self.assert_link(event)
+        self.assert_quiet()
 
     def assert_quiet(self):
         """Nothing more was sent: the answer to a request is the next thing that comes."""
