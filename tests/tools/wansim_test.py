@@ -1,6 +1,7 @@
 """wansim as its clients see it, through plain sockets."""
 
 import fcntl
+import itertools
 import os
 import signal
 import subprocess
@@ -8,44 +9,22 @@ import time
 
 import support
 from support import (CONNECT, CONNECTED, CONNECTING, DISCONNECT, DISCONNECTED, DISCONNECTING, DONE,
-                     FAILED, GET_ROAMING, IFACE_STATUS, LINK_STATUS, MODEM, REFUSED, SET_ROAMING, SOCKET,
-                     STORE, SUCCESS, WansimTest, ltectl, parameter, stranger, wansim)
+                     FAILED, GET_ROAMING, IFACE_STATUS, LINK_STATUS, MODEM, NOT_READY, READY, REFUSED, SET_ROAMING,
+                     SOCKET, STORE, SUCCESS, WansimTest, ltectl, parameter, stranger, wansim)
 
 
 class Link(WansimTest):
-    def test_connect_announces_every_step(self):
-        self.start("--delay", "20")
-        self.subscribe()
-        self.tell(CONNECT)
-        self.assert_interface(1)
-        self.assert_link(CONNECTING)
-        self.assert_modem(b"+CSQ: 23,99")
-        self.assert_link(CONNECTED)
-        self.assert_quiet()
-
-    def test_disconnect_announces_every_step(self):
-        self.start("--delay", "0")
-        self.tell(CONNECT)
-        self.assert_quiet()
-        self.subscribe()
-        self.tell(DISCONNECT)
-        self.assert_link(DISCONNECTING)
-        self.assert_modem(b"+CSQ: 18,99")
-        self.assert_link(DISCONNECTED)
-        self.assert_interface(0)
-        self.assert_quiet()
-
-    def test_a_state_that_is_reached_is_announced_again(self):
-        self.start("--delay", "0")
-        self.subscribe(LINK_STATUS)
-        self.tell(DISCONNECT)
-        self.assert_link(DISCONNECTED)
-        self.tell(CONNECT)
-        self.assert_link(CONNECTING)
-        self.assert_link(CONNECTED)
-        self.tell(CONNECT)
-        self.assert_link(CONNECTED)
-        self.assert_quiet()
+    def test_every_step_is_announced_and_a_state_that_is_reached_is_again(self):
+        for delay in "20", "0":
+            self.start("--delay", delay)
+            self.subscribe()
+            for request, *events in ((DISCONNECT, DISCONNECTED),
+                                     (CONNECT, READY, CONNECTING, b"+CSQ: 23,99", CONNECTED), (CONNECT, CONNECTED),
+                                     (DISCONNECT, DISCONNECTING, b"+CSQ: 18,99", DISCONNECTED, NOT_READY)):
+                with self.subTest(request, delay=delay, events=events):
+                    self.tell(request)
+                    self.assert_published(*events)
+            self.end()
 
     def test_connect_while_connecting_is_announced_and_does_not_start_again(self):
         self.start("--delay", "400")
@@ -82,9 +61,8 @@ class Link(WansimTest):
 
     def test_options_are_what_is_published(self):
         addresses = ("1.2.3.4", "5.6.7.8", "9.10.11.12", "13.14.15.16", "255.255.255.255")
-        options = [word for option, value in zip(("--ip", "--gateway", "--dns1", "--dns2", "--mask"),
-                                                 addresses) for word in (option, value)]
-        self.start("--interface", "fifteen-letters", "--delay", "0", *options)
+        self.start("--interface", "fifteen-letters", "--delay", "0", *itertools.chain(
+            *zip(("--ip", "--gateway", "--dns1", "--dns2", "--mask"), addresses)))
         self.subscribe(LINK_STATUS)
         self.tell(CONNECT)
         self.assert_link(CONNECTING, "fifteen-letters")
@@ -103,43 +81,36 @@ class Link(WansimTest):
 
 class Requests(WansimTest):
     def test_roaming_switch(self):
-        self.start()
-        for value in (1, 0):
-            self.assertEqual(self.peer.ask(SET_ROAMING, stranger.pack("I", value)), SUCCESS)
-            self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, value))
-
-    def test_roaming_switch_at_the_start(self):
-        for option, value in (("on", 1), ("off", 0)):
+        for option, at_first in (("on", 1), ("off", 0)):
             self.start("--roaming", option)
-            self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, value))
-            self.wansim.end()
-            self.peer.close()
+            self.assert_roaming(at_first)
+            for value in (1, 0):
+                self.assertEqual(self.peer.ask(SET_ROAMING, stranger.pack("I", value)), SUCCESS)
+                self.assert_roaming(value)
+            self.end()
 
-    def test_other_values_are_refused_and_change_nothing(self):
+    def assert_roaming(self, value):
+        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, value))
+
+    def test_what_is_refused_changes_nothing(self):
         self.start("--roaming", "on")
-        for value in (2, 0xFFFFFFFF):
-            self.assertEqual(self.peer.ask(SET_ROAMING, stranger.pack("I", value)), REFUSED)
-        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 1))
-
-    def test_a_wrong_length_is_refused(self):
-        self.start("--roaming", "on")
-        for body in (b"", b"\0\0\0", b"\0" * 8):
-            self.assertEqual(self.peer.ask(SET_ROAMING, body), REFUSED)
-        self.assertEqual(self.peer.ask(GET_ROAMING, b"\0\0\0\0"), stranger.pack("iI", -1, 0))
-        self.assertEqual(self.peer.ask(CONNECT, b"\0"), REFUSED)
-        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 1))
-
-    def test_an_unknown_synchronous_request_is_refused(self):
-        self.start()
-        for msg_id in (support.LINK_STATUS, support.DELETE_ALL, 0, 4, 0xFFFFFFFF):
-            self.assertEqual(self.peer.ask(msg_id, b"body"), REFUSED)
+        for why, msg_ids, bodies in (
+                ("another value", [SET_ROAMING], [stranger.pack("I", value) for value in (2, 0xFFFFFFFF)]),
+                ("a wrong length", [SET_ROAMING], [b"", bytes(3), bytes(8)]),
+                ("a body for nothing", [CONNECT], [b"\0"]),
+                ("an unknown request", [support.LINK_STATUS, support.DELETE_ALL, 0, 4, 0xFFFFFFFF], [b"body"])):
+            for msg_id, body in itertools.product(msg_ids, bodies):
+                with self.subTest(why, msg_id=msg_id, body=body):
+                    self.assertEqual(self.peer.ask(msg_id, body), REFUSED)
+        self.assertEqual(self.peer.ask(GET_ROAMING, bytes(4)), stranger.pack("iI", -1, 0))
+        self.assert_roaming(1)
 
     def test_what_asks_for_no_answer_gets_none(self):
         self.start()
         self.tell(0x50000001, b"\0" * 688)
         self.tell(SET_ROAMING, stranger.pack("I", 1))
         self.assert_quiet()
-        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 1))
+        self.assert_roaming(1)
 
     def test_link_requests_may_be_synchronous(self):
         self.start("--delay", "600000")
@@ -164,7 +135,7 @@ class Requests(WansimTest):
         self.start()
         for kind in (stranger.RESPONSE, stranger.SHORT, 4, 0xFFFFFFFF):
             self.tell(SET_ROAMING, stranger.pack("I", 1), kind)
-        self.assertEqual(self.peer.ask(GET_ROAMING), stranger.pack("iI", 0, 0))
+        self.assert_roaming(0)
 
     def test_only_its_three_notifications_can_be_subscribed(self):
         self.start()
@@ -178,15 +149,8 @@ class Registry(WansimTest):
         super().setUp()
         self.failed = support.FailedSends(self)
         self.start("--delay", "0", "--quiet")
-        self.assertEqual(self.wait_until_served(), stranger.pack("iI", 0, 0))
-
-    def wait_until_served(self):
-        for _ in range(200):
-            try:
-                return self.peer.ask(GET_ROAMING)
-            except ConnectionRefusedError:
-                time.sleep(0.05)
-        raise AssertionError("wansim does not start")
+        self.assertEqual(support.eventually(lambda: self.peer.ask(GET_ROAMING), ConnectionRefusedError),
+                         stranger.pack("iI", 0, 0))
 
     def test_clients_leave_nothing_behind(self):
         for _ in range(25):
@@ -213,14 +177,9 @@ class Parameters(WansimTest):
         self.assertEqual(parameter("wm_wcdma_modem_status_tmp"), b"sim_ready\0")
         self.assertRegex(parameter("wm_wcdma_imei_nv"), rb"\A[0-9]{15}\0\Z")
         self.assertEqual(parameter("wm_syslog_switch_flg"), b"0\0")
-        self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
-        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
-        self.peer.ask(CONNECT)
-        self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"23\0")
-        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"2\0")
-        self.peer.ask(DISCONNECT)
-        self.assertEqual(parameter("wm_wcdma_rssi_tmp"), b"18\0")
-        self.assertEqual(parameter("wm_wcdma_link_tmp"), b"0\0")
+        for request, *values in ((None, b"18\0", b"0\0"), (CONNECT, b"23\0", b"2\0"), (DISCONNECT, b"18\0", b"0\0")):
+            request and self.peer.ask(request)
+            self.assertEqual([parameter(f"wm_wcdma_{name}_tmp") for name in ("rssi", "link")], values)
 
     def test_a_change_of_the_link_can_be_read_when_it_is_published(self):
         self.start("--delay", "600000")
@@ -273,14 +232,7 @@ class Life(WansimTest):
             out.read(1000)
             full.write(b"x" * fcntl.fcntl(writing, fcntl.F_GETPIPE_SZ))  # its last line has to wait
             process.terminate()
-            for _ in range(200):
-                try:
-                    self.start_peer(SOCKET)
-                    break
-                except OSError:
-                    time.sleep(0.05)
-            else:
-                self.fail("the name is still taken")
+            support.eventually(lambda: self.start_peer(SOCKET), OSError)
             self.assertIsNone(process.poll())
 
     def test_only_one_at_a_time_and_the_second_does_no_harm(self):
@@ -335,14 +287,12 @@ class Output(WansimTest):
 
     def test_one_line_for_each_thing_it_does(self):
         peer = "from=lc_socket_cgi_common"
-        addresses = " ".join(f"{name}={value}" for name, value in zip(
-            ("ip", "gateway", "dns1", "dns2", "mask"), support.LINK_ADDRESSES))
         self.assertEqual(self.served().splitlines(), [f"wansim: {line}" for line in (
             f"request connect id=0x10400001 {peer}",
             "interface ready name=WM_READY",
             "link connecting name=WM_CONNECTING",
             "modem +CSQ: 23,99",
-            f"link connected interface=wwan0 {addresses} name=CONN_CONNECTED",
+            support.CONNECTED_LINE,
             f"request disconnect id=0x10400003 {peer}",
             "link disconnecting name=WM_DISCONNECTING",
             "modem +CSQ: 18,99",
