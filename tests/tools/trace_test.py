@@ -1,6 +1,6 @@
 """ltectl trace, with trace files that the library writes and renames.
 
-usage: trace_test.py LTECTL WANSIM TRACE_WRITER"""
+usage: trace_test.py LTECTL WANSIM UPGRADE_CALLS"""
 
 import json
 import os
@@ -20,16 +20,16 @@ PIECE = 2048  # what is shown at once of a line
 # Fewer entries than make the file too long, however they come out.
 FEW = 2000
 MORE_THAN_FIT = 20000
-# What trace_writer traces are sizes, and a size has to be above that of a piece.
+# What upgrade_calls traces are sizes, and a size has to be above that of a piece.
 BASE = 1000000
 
 
 def write(first, last):
-    support.run(WRITER, str(BASE + first), str(BASE + last), check=True)
+    support.run(WRITER, "sizes", str(BASE + first), str(BASE + last), check=True)
 
 
 def numbers(text):
-    """Of the entries of trace_writer, in their order."""
+    """Of the entries of upgrade_calls, in their order."""
     return [int(number) - BASE for number in re.findall(r"img file len:(\d+),", text)]
 
 
@@ -74,82 +74,78 @@ class Whole(TraceTest):
         self.assertRegex(ltectl("trace").stdout,
                          r"\A\[lib/lc_up:lc_set_img_size:\d+\]img file len:1000007, split into 489 pic\n\n\Z")
 
-    def test_only_the_one_before(self):
-        support.write_file(PREVIOUS, b"just renamed\n\n")
-        self.assert_ran(ltectl("trace"), "just renamed\n\n")
+    ABOVE_ASCII = b"\xc2\x9b2J\x9b2J \x80\xe0\x82\x9b\x9f\xc2\x80\xc2\xa0\xc3\x9b \xe2\x9b\x80\xa0\xc2\n"
 
-    def test_an_entry_that_was_cut_short(self):
-        support.write_file(PREVIOUS, b"whole\nhalf")
-        support.write_file(CURRENT, b"more\n\nhal")
-        self.assert_ran(ltectl("trace"), "whole\nhalf\nmore\n\nhal\n")
+    def test_what_is_shown_of_what_the_files_hold(self):
+        long, longest = "a" * PIECE, "c" * (PIECE - 1)
+        for claim, previous, current, shown in (
+                ("only the one before", b"just renamed\n\n", None, "just renamed\n\n"),
+                ("an entry that was cut short", b"whole\nhalf", b"more\n\nhal", "whole\nhalf\nmore\n\nhal\n"),
+                ("nothing can drive the terminal", None, b"OK\r\n\x1b[2J\0\r\r\n", "OK\n?[2J??\n"),
+                ("nor can control characters above ASCII", None, self.ABOVE_ASCII,
+                 "?2J?2J ?\udce0????\u00a0\u00db \u26c0\udca0\udcc2\n"),
+                ("a line longer than any is shown in pieces", None, f"{long}bb\r\n{longest}\nd\n".encode(),
+                 f"{long}\nbb\n{longest}\nd\n")):
+            with self.case(claim):
+                for path, content in ((PREVIOUS, previous), (CURRENT, current)):
+                    content and support.write_file(path, content)
+                self.assert_runs("trace", shown)
 
-    def test_what_it_holds_cannot_drive_the_terminal(self):
-        support.write_file(CURRENT, b"OK\r\n\x1b[2J\0\r\r\n")
-        self.assert_ran(ltectl("trace"), "OK\n?[2J??\n")
-
-    def test_nor_can_control_characters_above_ascii(self):
-        support.write_file(CURRENT, b"\xc2\x9b2J\x9b2J \x80\xe0\x82\x9b\x9f"
-                                    b"\xc2\x80\xc2\xa0\xc3\x9b \xe2\x9b\x80\xa0\xc2\n")
-        self.assert_ran(ltectl("trace"), "?2J?2J ?\udce0????\u00a0\u00db \u26c0\udca0\udcc2\n")
+    def test_control_characters_above_ascii_as_json(self):
+        support.write_file(CURRENT, self.ABOVE_ASCII)
         result = ltectl("trace", "--json")
         self.assertIn('"\\u009b2J\\ufffd2J \\ufffd', result.stdout)
         self.assertEqual(self.objects(result.stdout)[0]["text"],
                          "\u009b2J\ufffd2J \ufffd\ufffd\ufffd\ufffd\ufffd\u0080\u00a0\u00db \u26c0\ufffd\ufffd")
 
-    def test_a_line_longer_than_any_is_shown_in_pieces(self):
-        support.write_file(CURRENT, b"a" * PIECE + b"b" * 10 + b"\r\n" + b"c" * (PIECE - 1) + b"\nd\n")
-        self.assert_ran(ltectl("trace"), "a" * PIECE + "\n" + "b" * 10 + "\n" + "c" * (PIECE - 1) + "\nd\n")
-
     def test_nothing_there(self):
-        for options in ((), ("--json",)):
-            self.assert_failed(ltectl("trace", *options), FAILED,
-                               f"cannot read {CURRENT}: No such file or directory")
-
-    def assert_cannot_be_opened(self, path, beside):
-        support.write_file(beside, b"readable\n")
-        os.symlink(path, path)
-        for options in ((), ("-f",)):
-            result = ltectl("trace", *options)
-            self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
-            self.assertRegex(result.stderr, rf"\Altectl: cannot read {re.escape(path)}: \w.+\n\Z")
+        for command in ("trace", "trace --json"):
+            self.assert_fails(command, f"cannot read {CURRENT}: No such file or directory")
 
     def test_a_file_that_cannot_be_opened(self):
-        self.assert_cannot_be_opened(CURRENT, PREVIOUS)
-
-    def test_a_file_before_that_cannot_be_opened(self):
-        self.assert_cannot_be_opened(PREVIOUS, CURRENT)
+        for path, beside in ((CURRENT, PREVIOUS), (PREVIOUS, CURRENT)):
+            with self.case(path):
+                support.write_file(beside, b"readable\n")
+                os.symlink(path, path)
+                for options in ((), ("-f",)):
+                    result = ltectl("trace", *options)
+                    self.assertEqual((result.returncode, result.stdout), (FAILED, ""))
+                    self.assertRegex(result.stderr, rf"\Altectl: cannot read {re.escape(path)}: \w.+\n\Z")
 
     def test_what_is_no_file(self):
-        support.write_file(PREVIOUS, b"before\n")
-        os.mkdir(CURRENT)
-        for options in ((), ("-f",)):
-            result = ltectl("trace", *options)
-            self.assert_result(result, FAILED, "before\n", f"ltectl: cannot read {CURRENT}: Is a directory\n")
-
-    def test_a_pipe_in_its_place_is_not_waited_for(self):
+        """Nor is a pipe waited for."""
         os.mkfifo(CURRENT)
-        self.assert_ran(ltectl("trace"))
+        self.assert_runs("trace")
+        os.unlink(CURRENT)
+        os.mkdir(CURRENT)
+        support.write_file(PREVIOUS, b"before\n")
+        for command in ("trace", "trace -f"):
+            self.assert_fails(command, f"cannot read {CURRENT}: Is a directory", out="before\n")
 
     def test_as_json(self):
         write(7, 7)
+        others = ("another", "[a]b", "[a:b]c", "[a:b:c]d", "[a:b:1:2]e", "x[a:b:1]f")
         with open(CURRENT, "ab") as file:
-            file.write(b"[lib/a:f:2]one\r\nanother\n\n[a]b\n[a:b]c\n[a:b:c]d\n[a:b:1:2]e\nx[a:b:1]f\n"
-                       b"[::0]\n[a:b:99999999999999]g\n\xff\n")
+            file.write(b"[lib/a:f:2]one\r\n[::0]\n" + "\n".join(others).encode() +
+                       b"\n\n[a:b:99999999999999]g\n\xff\n")
         answers = self.objects(ltectl("trace", "--json").stdout)
         line = answers[0].pop("line")
-        self.assertEqual(answers[0], {"event": "trace", "unit": "lib/lc_up", "function": "lc_set_img_size",
-                                      "text": "img file len:1000007, split into 489 pic"})
         self.assertGreater(line, 1)
-        self.assertEqual(answers[1:], [
-            {"event": "trace", "unit": "lib/a", "function": "f", "line": 2, "text": "one"}, {"event": "trace", "text": "another"}, {"event": "trace", "text": "[a]b"},
-            {"event": "trace", "text": "[a:b]c"}, {"event": "trace", "text": "[a:b:c]d"}, {"event": "trace", "text": "[a:b:1:2]e"}, {"event": "trace", "text": "x[a:b:1]f"},
-            {"event": "trace", "unit": "", "function": "", "line": 0, "text": ""}, {"event": "trace", "text": "[a:b:99999999999999]g"},
-            {"event": "trace", "text": "\ufffd"}])
+        self.assertEqual(answers, [{"event": "trace", **entry} for entry in (
+            {"unit": "lib/lc_up", "function": "lc_set_img_size", "text": "img file len:1000007, split into 489 pic"},
+            {"unit": "lib/a", "function": "f", "line": 2, "text": "one"},
+            {"unit": "", "function": "", "line": 0, "text": ""},
+            *({"text": text} for text in (*others, "[a:b:99999999999999]g", "\ufffd")))])
 
 
 class Follow(TraceTest):
-    def start(self, *options):
+    def start(self, *options, seen=None):
+        """seen: the entries that are there. Without them it waits for the file."""
         self.trace = self.start_ltectl("trace", *(options or ("-f",)))
+        if seen is None:
+            self.trace.err.next()
+        else:
+            self.assert_seen(seen)
 
     def seen(self, count):
         """The numbers of so many entries more."""
@@ -177,36 +173,30 @@ class Follow(TraceTest):
         self.trace.process.send_signal(signal.SIGCONT)
 
     def test_what_is_there_then_what_is_added(self):
-        written = self.rotate() + self.write_few()
-        self.start("--follow")
-        self.assert_seen(written)
+        self.start("--follow", seen=self.rotate() + self.write_few())
         self.assert_seen(self.write_few())
         self.assert_ends()
 
     def test_a_signal_ends_it_in_order(self):
         write(1, 1)
         for number in (signal.SIGINT, signal.SIGTERM):
-            self.start()
-            self.assert_seen([1])
+            self.start(seen=[1])
             self.assert_ends(number)
 
     def test_so_it_does_while_nobody_reads(self):
         self.start()
-        self.trace.err.next()
         self.trace.fill()
         write(1, 1)
         self.assertEqual(self.trace.end_unread(), DONE)
 
     def test_a_reader_that_goes_away_ends_it_without_another_line(self):
         write(1, 1)
-        self.start()
-        self.assert_seen([1])
+        self.start(seen=[1])
         self.trace.out.close()
         self.assertEqual(self.trace.finish(), (DONE, "", ""))
 
     def test_rotation_after_rotation_loses_and_doubles_nothing(self):
         self.start()
-        self.trace.err.next()
         files = set()
         for _ in range(7):
             self.assert_seen(self.write_few())
@@ -215,9 +205,7 @@ class Follow(TraceTest):
         self.assert_ends()
 
     def test_a_rotation_between_two_looks(self):
-        written = self.write_few()
-        self.start()
-        self.assert_seen(written)
+        self.start(seen=self.write_few())
         self.pause()
         written = self.rotate() + self.write_few()
         self.go_on()
@@ -226,7 +214,6 @@ class Follow(TraceTest):
 
     def test_a_file_that_was_just_renamed(self):
         self.start()
-        self.trace.err.next()
         support.write_file(CURRENT, b"x" * LIMIT + b"\n")
         write(1, 1)
         self.assertFalse(os.path.exists(CURRENT))
@@ -236,12 +223,10 @@ class Follow(TraceTest):
 
     def test_two_rotations_between_two_looks_are_told(self):
         written = self.write_few()
-        self.start()
-        self.assert_seen(written)
+        self.start(seen=written)
         self.pause()
-        self.rotate()
-        self.rotate()
-        self.rotate()
+        for _ in range(3):
+            self.rotate()
         left = numbers(ltectl("trace").stdout)
         self.go_on()
         shown = self.seen(len(left))
@@ -257,9 +242,7 @@ class Follow(TraceTest):
         self.assert_ends()
 
     def test_who_had_the_file_open_writes_to_the_one_before(self):
-        written = self.write_few()
-        self.start()
-        self.assert_seen(written)
+        self.start(seen=self.write_few())
         with open(CURRENT, "ab", buffering=0) as late:
             self.assert_seen(self.rotate())
             self.assert_seen(self.write_few())
@@ -270,8 +253,7 @@ class Follow(TraceTest):
 
     def test_an_entry_is_shown_when_it_is_whole(self):
         write(1, 1)
-        self.start()
-        self.assert_seen([1])
+        self.start(seen=[1])
         with open(CURRENT, "ab", buffering=0) as file:
             file.write(b"img file len:100000")
             self.assertFalse(self.trace.out.more(0.6) and b"len" in self.trace.out.buffer)
@@ -280,7 +262,6 @@ class Follow(TraceTest):
 
     def test_what_goes_on_without_an_end_is_shown_in_pieces(self):
         self.start()
-        self.trace.err.next()
         with open(CURRENT, "ab", buffering=0) as file:
             file.write(b"x" * (4 * PIECE + 5))
             for _ in range(4):
@@ -290,16 +271,14 @@ class Follow(TraceTest):
         self.assert_ends()
 
     def test_a_file_that_is_not_there_yet_is_waited_for(self):
-        self.start()
+        self.trace = self.start_ltectl("trace", "-f")
         self.assertEqual(self.trace.err.next(), f"ltectl: waiting for {CURRENT}")
         write(1, 2)
         self.assert_seen([1, 2])
         self.assert_ends()
 
     def test_a_file_that_somebody_removes(self):
-        written = self.rotate()
-        self.start()
-        self.assert_seen(written)
+        self.start(seen=self.rotate())
         write(1, 2)
         self.assert_seen([1, 2])
         self.pause()
@@ -316,8 +295,7 @@ class Follow(TraceTest):
 
     def test_a_file_that_somebody_empties(self):
         write(100, 110)
-        self.start()
-        self.assert_seen(list(range(100, 111)))
+        self.start(seen=list(range(100, 111)))
         os.truncate(CURRENT, 0)
         write(1, 2)
         self.assert_seen([1, 2])
@@ -325,8 +303,7 @@ class Follow(TraceTest):
 
     def test_waiting_costs_next_to_nothing(self):
         write(1, 1)
-        self.start()
-        self.assert_seen([1])
+        self.start(seen=[1])
         time.sleep(0.3)  # past what an emulator translates for the first look
         ticks = self.ticks()
         time.sleep(2)
@@ -340,11 +317,11 @@ class Follow(TraceTest):
         return int(fields[11]) + int(fields[12])
 
     def test_as_json(self):
-        write(1, 1)
         self.start("-f", "--json")
-        self.assertEqual(json.loads(self.trace.out.next())["text"], "img file len:1000001, split into 489 pic")
-        write(2, 2)
-        self.assertEqual(json.loads(self.trace.out.next())["text"], "img file len:1000002, split into 489 pic")
+        for number in (1, 2):
+            write(number, number)
+            self.assertEqual(json.loads(self.trace.out.next())["text"],
+                             f"img file len:100000{number}, split into 489 pic")
 
 
 if __name__ == "__main__":

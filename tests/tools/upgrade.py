@@ -4,7 +4,6 @@ import os
 import random
 import re
 import sys
-import time
 import unittest
 
 import frames
@@ -112,7 +111,4 @@ class UpgradeTest(support.ToolTest):
         return out
 
     def await_path(self, path, there=True):
-        deadline = time.monotonic() + TIMEOUT
-        while os.path.exists(path) != there and time.monotonic() < deadline:
-            time.sleep(0.01)
-        self.assertEqual(os.path.exists(path), there)
+        support.eventually(lambda: os.path.exists(path) == there)

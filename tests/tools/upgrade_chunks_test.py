@@ -1,6 +1,6 @@
 """Whatever the chunks an image is passed in, the modem gets the frames that the rules of the pieces ask for.
 
-usage: upgrade_chunks_test.py UPGRADE_CHUNKS"""
+usage: upgrade_chunks_test.py UPGRADE_CALLS"""
 
 import random
 import subprocess
@@ -76,7 +76,7 @@ class Chunks(unittest.TestCase):
     def assert_frames(self, image, chunk, calls):
         with self.subTest(size=len(image), chunk=chunk, calls=calls):
             self.modem.frames.clear()
-            subprocess.run([PROGRAM, "/tmp/image", str(chunk), str(calls)], check=True, timeout=60)
+            subprocess.run([PROGRAM, "chunks", "/tmp/image", str(chunk), str(calls)], check=True, timeout=60)
             got = self.modem.frames
             wanted = expected(image, chunk, calls)
             self.assertEqual([frames.parse(frame)[:4] for frame in got],

@@ -13,7 +13,7 @@ import frames
 import support
 import upgrade
 from frames import AT_PORT, DATA_PORT
-from support import DONE, FAILED, USAGE, ltectl
+from support import DONE, FAILED, ltectl
 from upgrade import IMAGE, UpgradeTest
 
 EVENTS = f"""start image={IMAGE} bytes=5000 pieces=3
@@ -25,20 +25,15 @@ upgraded
 
 
 class Success(UpgradeTest):
-    def test_tells_every_step(self):
+    def test_tells_every_step_and_a_program_the_same(self):
+        """An upgrade can follow another."""
         self.start_modem()
-        self.assert_ran(ltectl("upgrade", IMAGE), EVENTS)
+        self.assert_runs(f"upgrade {IMAGE}", EVENTS)
         self.assertEqual(upgrade.received(), self.image)
-
-    def test_tells_a_program_the_same(self):
-        self.start_modem()
-        result = ltectl("upgrade", IMAGE, "--json")
-        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
-        self.assertEqual(self.objects(result.stdout), [
-            {"event": "start", "image": IMAGE, "bytes": 5000, "pieces": 3},
-            {"event": "progress", "percent": 40, "bytes": 2048, "total": 5000},
-            {"event": "progress", "percent": 100, "bytes": 5000, "total": 5000},
-            {"event": "sent"}, {"event": "upgraded"}])
+        self.assert_json(f"upgrade {IMAGE}", {"event": "start", "image": IMAGE, "bytes": 5000, "pieces": 3},
+                         {"event": "progress", "percent": 40, "bytes": 2048, "total": 5000},
+                         {"event": "progress", "percent": 100, "bytes": 5000, "total": 5000},
+                         {"event": "sent"}, {"event": "upgraded"})
 
     def test_progress_is_told_once_for_each_tenth(self):
         self.image = upgrade.make_image(1000003)
@@ -60,7 +55,7 @@ class Success(UpgradeTest):
 
     def test_waits_for_a_modem_that_is_busy(self):
         modem = self.start_modem("--busy=2")
-        self.assert_ran(ltectl("upgrade", IMAGE), EVENTS)
+        self.assert_runs(f"upgrade {IMAGE}", EVENTS)
         self.assertEqual(self.end_modem(modem).count(upgrade.STATUS), 3)
 
     def test_the_modem_need_not_be_done_in_time(self):
@@ -80,26 +75,20 @@ class Success(UpgradeTest):
             os.unlink(upgrade.RECEIVED)
         self.assertNotIn("dropped", self.end_modem(modem))
 
-    def test_an_upgrade_can_follow_another(self):
-        self.start_modem()
-        for _ in range(2):
-            self.assert_ran(ltectl("upgrade", IMAGE), EVENTS)
-
 
 class Settings(UpgradeTest):
+    SWITCHES = {"icanon", "echo", "echoe", "echok", "isig", "iexten", "opost", "onlcr", "icrnl", "ixon", "ixoff",
+                "brkint", "imaxbel", "crtscts"}
+
     def stty(self, port, *arguments):
-        return subprocess.run(["stty", "-F", port, *arguments], check=True, capture_output=True,
-                              text=True).stdout
+        return subprocess.run(["stty", "-F", port, *arguments], check=True, capture_output=True, text=True).stdout
 
     def assert_raw(self, port):
         words = re.split(r"[;\s]+", self.stty(port, "-a"))
-        switches = ("icanon", "echo", "echoe", "echok", "isig", "iexten", "opost", "onlcr", "icrnl", "ixon",
-                    "ixoff", "brkint", "imaxbel", "crtscts")
-        self.assertEqual([word for word in words if word.lstrip("-") in switches],
-                         [f"-{word.lstrip('-')}" for word in words if word.lstrip("-") in switches])
-        text = " ".join(words)
+        self.assertEqual({word for word in words if word.lstrip("-") in self.SWITCHES},
+                         {f"-{switch}" for switch in self.SWITCHES.intersection(word.lstrip("-") for word in words)})
         for setting in ("speed 115200 baud", "intr = <undef>", "min = 0", "time = 0"):
-            self.assertIn(setting, text)
+            self.assertIn(setting, " ".join(words))
 
     def test_both_ports_are_raw_at_115200_baud(self):
         modem = self.start_modem("--fault=start=late:200", "--fault=1=late:1000")
@@ -107,109 +96,90 @@ class Settings(UpgradeTest):
             self.stty(port, "sane", "9600", "ixoff", "-icanon", "min", "1", "time", "7")
             self.assertIn("speed 9600 baud", self.stty(port, "-a"))
         self.start_upgrade()
-        modem.lines_to(upgrade.START)
-        self.assert_raw(AT_PORT)
-        modem.lines_to("piece index=1 ")
-        self.assert_raw(DATA_PORT)
+        for told, port in ((upgrade.START, AT_PORT), ("piece index=1 ", DATA_PORT)):
+            modem.lines_to(told)
+            self.assert_raw(port)
 
 
 class Refusals(UpgradeTest):
-    def refuse(self, sentence, *options):
+    def refuse(self, sentence, path=IMAGE):
         for dry_run in ([], ["--dry-run"]):
-            result = ltectl("upgrade", *(options or [IMAGE]), *dry_run)
+            result = ltectl("upgrade", path, *dry_run)
             self.assertEqual((result.returncode, result.stderr), (FAILED, f"ltectl: {sentence}\n"))
             if not dry_run:
                 self.assertEqual(result.stdout, "")
         self.assertFalse(os.path.exists(support.TRACE), "the library was not asked")
 
-    def refuse_image(self, path, sentence):
-        self.refuse(sentence.format(path), path)
-
-    def test_an_image_that_is_too_small(self):
-        for size in (0, 1, 2048):
-            upgrade.make_image(size)
-            self.refuse_image(IMAGE, "{} cannot be an image: its size is " + str(size) +
-                              " bytes, not 2049 to 2147483647")
-
-    def test_an_image_that_is_too_large(self):
-        os.truncate(IMAGE, 2**31)
-        self.refuse_image(IMAGE, "{} cannot be an image: its size is 2147483648 bytes, not 2049 to "
-                                 "2147483647")
+    def test_an_image_of_a_size_that_cannot_be(self):
+        for size in (0, 1, 2048, 2**31):
+            os.truncate(IMAGE, size)
+            self.refuse(f"{IMAGE} cannot be an image: its size is {size} bytes, not 2049 to 2147483647")
 
     def test_what_is_no_file(self):
         os.mkfifo("/tmp/fifo")
         self.addCleanup(os.unlink, "/tmp/fifo")
         for path in ("/tmp", "/dev/null", "/tmp/fifo"):
-            self.refuse_image(path, "{} is no file")
-        self.refuse_image("/tmp/none", "cannot read {}: No such file or directory")
+            self.refuse(f"{path} is no file", path)
+        self.refuse("cannot read /tmp/none: No such file or directory", "/tmp/none")
 
-    def no_port(self, port, reason):
-        return (f"cannot use the modem's port {port}: {reason}; is the modem plugged in, and its serial "
-                "driver loaded?")
+    def refuse_port(self, port, reason):
+        self.refuse(f"cannot use the modem's port {port}: {reason}; is the modem plugged in, and its serial driver "
+                    "loaded?")
 
-    def test_a_modem_that_is_not_there(self):
-        self.refuse(self.no_port(DATA_PORT, "No such file or directory"))
-
-    def test_a_port_that_is_missing(self):
-        self.start_modem()
-        for port in (AT_PORT, DATA_PORT):
-            os.unlink(port)
-            self.refuse(self.no_port(port, "No such file or directory"))
-
-    def test_a_port_that_is_none(self):
+    def test_a_port_that_is_missing_or_none(self):
+        self.refuse_port(DATA_PORT, "No such file or directory")
         self.start_modem()
         os.unlink(AT_PORT)
+        self.refuse_port(AT_PORT, "No such file or directory")
         with open(AT_PORT, "w"):
             self.addCleanup(os.unlink, AT_PORT)
-        self.refuse(self.no_port(AT_PORT, "it is no serial port"))
+        self.refuse_port(AT_PORT, "it is no serial port")
+        os.unlink(DATA_PORT)
+        self.refuse_port(DATA_PORT, "No such file or directory")
 
     def test_a_port_that_another_program_holds(self):
         self.start_modem()
         for port in (DATA_PORT, AT_PORT):
             fd = os.open(port, os.O_RDWR | os.O_NOCTTY)
             fcntl.ioctl(fd, termios.TIOCEXCL)
-            self.refuse(self.no_port(port, "another program holds it"))
+            self.refuse_port(port, "another program holds it")
             fcntl.ioctl(fd, termios.TIOCNXCL)
             os.close(fd)
 
-    def test_bad_timeouts(self):
+    def test_bad_words(self):
         for value in ("0", "86401", "x", ""):
-            self.assert_failed(ltectl("upgrade", IMAGE, f"--timeout={value}"), USAGE,
-                               f'--timeout takes a number of seconds from 1 to 86400, not "{value}"')
-
-    def test_no_image(self):
-        self.assert_failed(ltectl("upgrade"), USAGE, "IMAGE is missing; see ltectl upgrade --help")
+            self.assert_usage(["upgrade", IMAGE, f"--timeout={value}"],
+                              f'--timeout takes a number of seconds from 1 to 86400, not "{value}"')
+        self.assert_usage("upgrade", "IMAGE is missing; see ltectl upgrade --help")
 
 
 class DryRun(UpgradeTest):
-    PLAN = f"plan image={IMAGE} bytes=5000 checksum={{}} pieces=3 last_piece=904 frames=5 wire_bytes=10320\n"
+    PLAN = {"image": IMAGE, "bytes": 5000, "checksum": None, "pieces": 3, "last_piece": 904, "frames": 5,
+            "wire_bytes": 10320}
 
-    def plan(self):
-        return self.PLAN.format(f"{frames.checksum(self.image):08X}")
+    def assert_planned(self, status):
+        """Its output: the plan and the status of both ports. The result."""
+        checksum = frames.checksum(self.image)
+        result = ltectl("upgrade", IMAGE, "--dry-run")
+        fields = " ".join(f"{name}={value}" for name, value in {**self.PLAN, "checksum": f"{checksum:08X}"}.items())
+        self.assertEqual(result.stdout, f"plan {fields}\n" + "".join(
+            f"port port={port} status={status}\n" for port in (DATA_PORT, AT_PORT)))
+        self.assertEqual(self.objects(ltectl("upgrade", IMAGE, "--dry-run", "--json").stdout), [
+            {"event": "plan", **self.PLAN, "checksum": checksum},
+            *({"event": "port", "port": port, "status": status} for port in (DATA_PORT, AT_PORT))])
+        return result
 
     def test_says_what_would_be_sent_and_sends_nothing(self):
         modem = self.start_modem()
-        self.assert_ran(ltectl("upgrade", IMAGE, "--dry-run"),
-                        f"{self.plan()}port port={DATA_PORT} status=ready\nport port={AT_PORT} status=ready\n")
+        result = self.assert_planned("ready")
+        self.assertEqual((result.returncode, result.stderr), (DONE, ""))
         self.assertEqual(self.end_modem(modem), "modemsim: ended\n")
-        self.assertFalse(os.path.exists(support.TRACE))
-        self.assertFalse(os.path.exists(upgrade.RECEIVED))
-
-    def test_tells_a_program_the_same(self):
-        self.start_modem()
-        result = ltectl("upgrade", IMAGE, "--dry-run", "--json")
-        plan, *ports = self.objects(result.stdout)
-        self.assertEqual(plan, {"event": "plan", "image": IMAGE, "bytes": 5000,
-                                "checksum": frames.checksum(self.image), "pieces": 3,
-                                "last_piece": 904, "frames": 5, "wire_bytes": 10320})
-        self.assertEqual(ports, [{"event": "port", "port": port, "status": "ready"}
-                                 for port in (DATA_PORT, AT_PORT)])
+        for path in (support.TRACE, upgrade.RECEIVED):
+            self.assertFalse(os.path.exists(path))
 
     def test_without_a_modem_it_is_a_failure_with_a_plan(self):
-        result = ltectl("upgrade", IMAGE, "--dry-run")
+        result = self.assert_planned("No such file or directory")
         self.assertEqual(result.returncode, FAILED)
-        self.assertEqual(result.stdout, self.plan() + "".join(
-            f"port port={port} status=No such file or directory\n" for port in (DATA_PORT, AT_PORT)))
         self.assertTrue(result.stderr.startswith(f"ltectl: cannot use the modem's port {DATA_PORT}: "))
 
 
@@ -232,6 +202,12 @@ class Meanwhile(UpgradeTest):
         self.assertTrue(out.endswith(out_end), out)
         self.assertEqual(upgrade.received(), self.image)
 
+    def assert_ends(self, sentence):
+        """What it has printed."""
+        status, out, errors = self.upgrade.finish()
+        self.assertEqual((status, errors), (FAILED, f"ltectl: {sentence}\n"))
+        return out
+
     def send_signal(self, number=signal.SIGINT):
         self.upgrade.process.send_signal(number)
 
@@ -240,10 +216,7 @@ class Meanwhile(UpgradeTest):
             self.send_signal(number)
             if number == signal.SIGINT:
                 self.assertEqual(self.upgrade.err.next(), self.WARNING)
-        status, out, errors = self.upgrade.finish()
-        self.assertEqual((status, errors), (
-            FAILED, "ltectl: stopped before the image was complete; start the upgrade again\n"))
-        self.assertNotIn("sent", out)
+        self.assertNotIn("sent", self.assert_ends("stopped before the image was complete; start the upgrade again"))
 
     def test_asked_once_it_goes_on(self):
         self.send_signal()
@@ -259,32 +232,26 @@ class Meanwhile(UpgradeTest):
         self.assert_goes_on("")
 
     def test_no_other_upgrade_can_be_started(self):
-        self.assert_failed(ltectl("upgrade", IMAGE), FAILED, "another upgrade is running")
+        self.assert_fails(f"upgrade {IMAGE}", "another upgrade is running")
         self.assert_goes_on()
 
     def test_an_image_that_is_cut_short_ends_it(self):
         os.truncate(IMAGE, 6200)  # in the fourth piece
-        status, _, errors = self.upgrade.finish()
-        self.assertEqual((status, errors), (FAILED, (
-            f"ltectl: cannot read {IMAGE}: it has become shorter meanwhile. The modem has no complete "
-            "firmware now: start the upgrade again\n")))
+        self.assert_ends(f"cannot read {IMAGE}: it has become shorter meanwhile. The modem has no complete firmware "
+                         "now: start the upgrade again")
 
 
 class StoppedOutsideTheTransfer(UpgradeTest):
-    def test_before_it_nothing_has_changed(self):
-        modem = self.start_modem("--fault=begin=late:2000")
-        started = self.start_upgrade()
-        modem.lines_to("CMD_BEGIN")
-        status, _, errors = started.end(signal.SIGINT)
-        self.assertEqual((status, errors), (FAILED, "ltectl: stopped before anything was changed\n"))
-
-    def test_behind_it_the_modem_goes_on(self):
-        self.start_modem("--busy=1000")
-        started = self.start_upgrade()
-        started.lines_to("sent")
-        status, _, errors = started.end(signal.SIGINT)
-        self.assertEqual((status, errors), (
-            FAILED, "ltectl: stopped waiting; the image is sent, and the modem goes on by itself\n"))
+    def test_the_modem_has_changed_nothing_or_goes_on_by_itself(self):
+        for option, sentence in (
+                ("--fault=begin=late:2000", "stopped before anything was changed"),
+                ("--busy=1000", "stopped waiting; the image is sent, and the modem goes on by itself")):
+            with self.case(option):
+                modem = self.start_modem(option)
+                started = self.start_upgrade()
+                started.lines_to("sent") if "busy" in option else modem.lines_to("CMD_BEGIN")
+                status, _, errors = started.end(signal.SIGINT)
+                self.assertEqual((status, errors), (FAILED, f"ltectl: {sentence}\n"))
 
 
 class Terminal(UpgradeTest):

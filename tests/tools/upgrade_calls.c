@@ -1,11 +1,13 @@
-/* Passes an image to the library in chunks of one size, as an application does that reads it from
- * somewhere. Opens the transfer itself, without the AT command.
+/* Calls of an application that upgrades a modem.
  *
- * usage: upgrade_chunks IMAGE CHUNK CALLS */
+ *   sizes FIRST LAST          tells the library each image size of a range, which it traces
+ *   chunks IMAGE CHUNK CALLS  passes an image in chunks of one size, as who reads it from somewhere;
+ * opens the transfer itself, without the AT command */
 #include "lc_up.h"
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 static unsigned char *read_image(const char *path, int32_t *size)
 {
@@ -28,16 +30,13 @@ static int32_t begin(void)
     return lc_data_snd(&frame);
 }
 
-int main(int argc, char **argv)
+static int32_t pass_image(const char *path, int32_t chunk, int32_t calls)
 {
     int32_t size = 0;
-    unsigned char *image = argc == 4 ? read_image(argv[1], &size) : NULL;
+    unsigned char *image = read_image(path, &size);
     if (image == NULL) {
-        fputs("usage: upgrade_chunks IMAGE CHUNK CALLS\n", stderr);
-        return 2;
+        return 1;
     }
-    const int32_t chunk = atoi(argv[2]);
-    int32_t calls = atoi(argv[3]);
     int32_t result = lc_set_img_size(size);
     if (result == 0) {
         result = begin();
@@ -46,5 +45,21 @@ int main(int argc, char **argv)
         result = lc_up_img(image + passed, size - passed < chunk ? size - passed : chunk);
     }
     free(image);
-    return result == 0 ? 0 : 1;
+    return result;
+}
+
+int main(int argc, char **argv)
+{
+    if (argc == 5 && strcmp(argv[1], "chunks") == 0) {
+        return pass_image(argv[2], atoi(argv[3]), atoi(argv[4])) == 0 ? 0 : 1;
+    }
+    if (argc == 4 && strcmp(argv[1], "sizes") == 0) {
+        const int32_t last = atoi(argv[3]);
+        for (int32_t number = atoi(argv[2]); number <= last; ++number) {
+            lc_set_img_size(number);
+        }
+        return 0;
+    }
+    fputs("usage: upgrade_calls sizes FIRST LAST | chunks IMAGE CHUNK CALLS\n", stderr);
+    return 2;
 }
