@@ -232,8 +232,7 @@ class Endpoints(FormatsTest):
         taken = []
         for _ in range(4):
             taken.append(manager.receive(TIMEOUT))
-            _, msg_id, session, _ = stranger.parse(taken[-1][0])
-            manager.send(stranger.message(stranger.RESPONSE, msg_id, stranger.pack("I", 0), session), taken[-1][1])
+            manager.respond((*stranger.parse(taken[-1][0]), taken[-1][1]), stranger.pack("I", 0))
         client.err.next()
         client.end()
         taken += [manager.receive(TIMEOUT) for _ in range(3)]
@@ -334,8 +333,6 @@ class Requests(FormatsTest):
 
 class Notifications(FormatsTest):
     NAMES = "interface-status", "modem-report", "link-status"
-    CONNECTED = ("link connected interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 "
-                 "dns2=10.64.1.53 mask=255.255.255.252 name=CONN_CONNECTED\n")
 
     def test_a_wan_manager_publishes_them(self):
         self.start_wansim("--delay", "0")
@@ -353,22 +350,23 @@ class Notifications(FormatsTest):
         monitor.err.next()  # now it waits for events
         for name in self.NAMES:
             manager.send(page.dump(name), client)
-        self.assertEqual(monitor.finish()[:2], (DONE, "interface ready name=WM_READY\n" + self.CONNECTED))
+        self.assertEqual(monitor.finish()[:2], (DONE, f"interface ready name=WM_READY\n{support.CONNECTED_LINE}\n"))
 
 
 class Parameters(support.NvTest):
     def setUp(self):
         super().setUp()
         self.declare(page.text("defaults").encode())
+        ltectl("nv", "init")
         self.volatile, *self.copies = [row[0].strip("`") for row in page.table("directory", "what")]
+        self.values = {row[0].strip("`"): row[1:] for row in page.table("name", "value", "read by")}
 
     def test_volatile_ones_are_files(self):
-        self.assert_ran(ltectl("ram", "set", "wm_wcdma_rssi_tmp", "18"), "wm_wcdma_rssi_tmp=18\n")
+        self.assert_runs("ram set wm_wcdma_rssi_tmp 18", "wm_wcdma_rssi_tmp=18\n")
         self.assertEqual(read_file(self.volatile + "wm_wcdma_rssi_tmp"), page.dump("ram-file"))
 
     def test_a_client_reads_these(self):
-        readers = {row[2].strip("`"): row[0].strip("`") for row in page.table("name", "value", "read by")
-                   if row[2].startswith("`lct_")}
+        readers = {reader.strip("`"): name for name, (_, reader) in self.values.items() if reader.startswith("`lct_")}
         for reader in ("lct_get_netlist_req", "lct_test_ussd_notify_req"):  # ltectl scan and ltectl ussd-test
             del readers[reader]
         os.makedirs(self.volatile, exist_ok=True)
@@ -382,8 +380,7 @@ class Parameters(support.NvTest):
         return {name: read_file(self.volatile + name).rstrip(b"\0").decode() for name in os.listdir(self.volatile)}
 
     def test_a_wan_manager_keeps_these(self):
-        values = {row[0].strip("`"): row[1] for row in page.table("name", "value", "read by")}
-        del values["test_ussd_flg"]
+        values = {name: value for name, (value, _) in self.values.items() if name != "test_ussd_flg"}
         simulator = self.start_wansim("--delay", "0", "--search-delay", "0")
         for request in "scan", "diag":
             self.assertEqual(ltectl(request).returncode, DONE)
@@ -400,16 +397,15 @@ class Parameters(support.NvTest):
                          {"wm_wcdma_link_tmp", "wm_wcdma_rssi_tmp", "wm_wcdma_modem_status_tmp"})
 
     def test_states_of_the_sim(self):
-        [value] = [row[1] for row in page.table("name", "value", "read by") if row[0] == "`wm_wcdma_modem_status_tmp`"]
+        name = "wm_wcdma_modem_status_tmp"
         for options, state in (((), "sim_ready"), (("--sim", "pin"), "sim_pin"), (("--sim", "puk"), "sim_puk"),
                                (("--sim", "absent"), "sim_absent")):
             simulator = self.start_wansim(*options)
-            self.assertEqual(self.kept()["wm_wcdma_modem_status_tmp"], state)
-            self.assertIn(f"`{state}`", value)
+            self.assertEqual(self.kept()[name], state)
+            self.assertIn(f"`{state}`", self.values[name][0])
             simulator.end()
 
     def test_persistent_ones_are_two(self):
-        ltectl("nv", "init")
         self.assertEqual(ltectl("nv", "set", "lan_ip", "10.0.0.1").returncode, DONE)
         for directory in self.copies:
             self.assertEqual(read_file(directory + "lan_ip"), page.dump("nv-file"))
@@ -417,20 +413,17 @@ class Parameters(support.NvTest):
                              ["dev_serial", "lan_ip", "pri_version", "up_dev_sku", "wan_apn"])
 
     def test_the_marker_is_an_empty_directory(self):
-        ltectl("nv", "init")
         ltectl("nv", "fin")
         self.assertEqual(os.listdir(support.MARKER), [])
         ltectl("nv", "init")
         self.assertFalse(os.path.exists(support.MARKER))
 
     def test_export(self):
-        ltectl("nv", "init")
         ltectl("nv", "set", "lan_ip", "10.0.0.1")
-        self.assert_ran(ltectl("nv", "export", FILE, "--mask", "22"), f"{FILE} parameters=4 current=4 backup=0 default=0\n")
+        self.assert_runs(f"nv export {FILE} --mask 22", f"{FILE} parameters=4 current=4 backup=0 default=0\n")
         self.assertEqual(read_file(FILE).decode(), page.text("export"))
 
     def test_import(self):
-        ltectl("nv", "init")
         lines = page.text("export").split("\n", 1)[1]
         for identity, status, value in (("LR300", FAILED, b"192.168.1.1"), ("LR200", DONE, b"10.0.0.1")):
             content = support.with_checksum(lines.replace("LR200", identity).encode())
@@ -449,7 +442,7 @@ class AccessPoints(FormatsTest):
         for key, found in (("00101", "internet.example key=00101 text1=Some network text2=user text3=secret "
                                      "number1=1\n"),
                            ("00102", "data.example key=00102 text1=Another one text2= text3= number1=0\n")):
-            self.assert_ran(ltectl("apn", "match", FILE, key), found)
+            self.assert_runs(["apn", "match", FILE, key], found)
 
     def test_are_taken_from_a_list(self):
         self.assertEqual(speaker("apn-list", page.text("apn-list").rstrip("\n")),
@@ -477,15 +470,11 @@ class Logs(FormatsTest):
             log.wait_for("sret=4")
         self.assertEqual(self.comparable("".join(lines)), self.comparable(page.text("log-lines")))
 
-    # Programs of /usr/bin are still to be had where a folder of the test's own takes its place.
-    WITH_MODULES = ("mkdir -p /tmp/bin && mount --bind /usr/bin /tmp/bin && mount -t tmpfs none /usr/bin && "
-                    '/tmp/bin/ln -s /tmp/bin/* /usr/bin && cp "$1" /usr/bin/logid.cfg && shift && exec "$@"')
-
     def test_modules_of_the_file(self):
         write_file(FILE, page.text("logid.cfg").encode())
         for module, name in (("16", "NEWMOD"), ("17", "Another")):
             with contextlib.closing(stranger.SyslogListener(name)) as log:
-                support.run_mounted(self.WITH_MODULES, FILE, speaker_program, "log", module, "text", check=True)
+                support.run_with_log_modules(FILE, speaker_program, "log", module, "text", check=True)
                 self.assertTrue(log.wait_for("text")[-1].endswith(f" {module}{name}: text\n"))
 
 

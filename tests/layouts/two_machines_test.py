@@ -81,8 +81,7 @@ class TwoMachines(unittest.TestCase):
 
     def taken_trace(self):
         """What stands in the trace file, which then begins anew."""
-        with open(TRACE, "rb") as file:
-            trace = file.read()
+        trace = support.read_file(TRACE)
         os.unlink(TRACE)
         return trace
 
@@ -96,16 +95,12 @@ class TwoMachines(unittest.TestCase):
 class Parameters(TwoMachines):
     VALUES = ("sim_ready", "", "18", "two\nlines", "grüße €", "\x01\x7f", "v" * 2047)
 
-    def stored(self, name):
-        with open(STORE + name, "rb") as file:
-            return file.read()
-
     def test_what_one_machine_writes_the_other_reads(self):
         for writer, reader in (machines, machines[::-1]):
             for value in self.VALUES:
                 with self.subTest(f"{writer} to {reader}", value=value):
                     writer.run(self, "ram", "set", "wm_test", value)
-                    self.assertEqual(self.stored("wm_test"), value.encode() + b"\0")
+                    self.assertEqual(support.parameter("wm_test"), value.encode() + b"\0")
                     self.assertEqual(reader.run(self, "ram", "get", "wm_test"), value + "\n")
 
     def test_one_machine_replaces_what_the_other_wrote(self):
@@ -113,14 +108,14 @@ class Parameters(TwoMachines):
             first.run(self, "ram", "set", "wm_test", "a longer value")
             inode = os.stat(STORE + "wm_test").st_ino
             second.run(self, "ram", "set", "wm_test", "short")
-            self.assertEqual(self.stored("wm_test"), b"short\0")
+            self.assertEqual(support.parameter("wm_test"), b"short\0")
             self.assertEqual(os.stat(STORE + "wm_test").st_ino, inode)
 
     def test_both_make_the_same_file(self):
         for machine in machines:
             machine.run(self, "ram", "set", machine.byte_order, "18")
         ours, theirs = (machine.byte_order for machine in machines)
-        self.assertEqual(self.stored(ours), self.stored(theirs))
+        self.assertEqual(support.parameter(ours), support.parameter(theirs))
         self.assertEqual(os.stat(STORE + ours).st_mode, os.stat(STORE + theirs).st_mode)
 
     def test_both_list_what_both_have_stored(self):
@@ -177,10 +172,9 @@ class Events(TwoMachines):
     """What a client makes of notifications."""
 
     ARRIVALS = [IFACE_STATUS, LINK_STATUS, MODEM, LINK_STATUS]
-    TEXTS = (b"wwan0", b"10.64.0.2", b"10.64.0.1", b"10.64.0.53", b"10.64.1.53", b"255.255.255.252")
 
     def link_status(self, machine, status):
-        texts = struct.pack("16s18s18s18s18s18s", *self.TEXTS)
+        texts = struct.pack("16s18s18s18s18s18s", b"wwan0", *map(str.encode, support.LINK_ADDRESSES))
         return (machine.pack("5I", 2, 0, status, 1, 0) + texts).ljust(LINK_BODY, b"\0")
 
     def monitor(self, machine):
@@ -214,10 +208,8 @@ class Events(TwoMachines):
     def test_words_are_swapped_and_texts_are_not(self):
         printed, traces, conversations = zip(*(self.monitor(machine) for machine in machines))
         self.assert_same_words(conversations)
-        self.assertEqual(printed[0], "interface ready name=WM_READY\n"
-                         "link connected interface=wwan0 ip=10.64.0.2 gateway=10.64.0.1 dns1=10.64.0.53 "
-                         "dns2=10.64.1.53 mask=255.255.255.252 name=CONN_CONNECTED\n"
-                         "link disconnected name=WM_DISCONNECTED\n")
+        self.assertEqual(printed[0], f"interface ready name=WM_READY\n{support.CONNECTED_LINE}\n"
+                                     "link disconnected name=WM_DISCONNECTED\n")
         self.assertEqual(printed[0], printed[1])
         self.assertIn(b"]mask:255.255.255.252\n\n", traces[0])
         self.assertEqual(traces[0], traces[1])
