@@ -37,29 +37,26 @@ def read_to_the_end(terminal):
 
 
 class UnknownTarget(unittest.TestCase):
-    def assert_refused(self, name, *arguments):
-        result = script(name, *arguments)
-        self.assertEqual((result.returncode, result.stdout), (2, ""), result.stderr)
-        self.assertIn(f'{name}: there is no target "mips64"', result.stderr)
+    def assert_lists_targets(self, text):
         for target in TARGETS:
-            self.assertRegex(result.stderr, rf"(?m)^  {target} ")
+            self.assertRegex(text, rf"(?m)^  {target} ")
 
     def test_ends_with_2_and_lists_the_known_ones(self):
-        for name in ("test", "build", "setup", "demo"):
-            with self.subTest(name):
-                self.assert_refused(name, "mips64")
-
-    def test_is_seen_before_anything_is_done_for_the_known_ones(self):
-        for name in ("test", "build", "setup"):
-            with self.subTest(name):
-                self.assert_refused(name, "native", "mips64")
+        """Before anything is done for those that are known."""
+        for name, *targets in (("test", "mips64"), ("build", "mips64"), ("setup", "mips64"), ("demo", "mips64"),
+                               ("test", "native", "mips64"), ("build", "native", "mips64"),
+                               ("setup", "native", "mips64")):
+            with self.subTest(name, targets=targets):
+                result = script(name, *targets)
+                self.assertEqual((result.returncode, result.stdout), (2, ""), result.stderr)
+                self.assertIn(f'{name}: there is no target "mips64"', result.stderr)
+                self.assert_lists_targets(result.stderr)
 
     def test_help_lists_the_known_ones(self):
         for name in ("test", "build"):
             result = script(name, "--help")
             self.assertEqual((result.returncode, result.stderr), (0, ""))
-            for target in TARGETS:
-                self.assertRegex(result.stdout, rf"(?m)^  {target} ")
+            self.assert_lists_targets(result.stdout)
 
     def test_unknown_options_end_with_2(self):
         for name in ("test", "build", "demo", "footprint", "cross-musl", "debian-source", "fuzz", "bench",
@@ -99,24 +96,20 @@ class MissingProgram(unittest.TestCase):
 
     TOOLCHAINS = ("mips-linux-gnu-gcc", "mips-linux-gnu-g++", "musl-gcc", "qemu-mips")
 
-    def assert_names_package(self, preset, program, package):
-        with tempfile.TemporaryDirectory() as build, tempfile.TemporaryDirectory() as programs:
-            for name in set(self.TOOLCHAINS) - {program}:
-                put_program(programs, name)
-            result = run(shutil.which("cmake"), "--preset", preset, "-B", build, cwd=PROJECT,
-                         env={**os.environ, "PATH": programs})
-        self.assertNotEqual(result.returncode, 0)
-        self.assertIn(f"{program} is missing: the package {package} brings it", result.stderr)
-
-    def test_compiler(self):
-        self.assert_names_package("mips", "mips-linux-gnu-gcc", "gcc-mips-linux-gnu")
-        self.assert_names_package("mips", "mips-linux-gnu-g++", "g++-mips-linux-gnu")
-        self.assert_names_package("mips-musl", "mips-linux-gnu-gcc", "gcc-mips-linux-gnu")
-        self.assert_names_package("musl", "musl-gcc", "musl-tools")
-
-    def test_emulator(self):
-        for preset in ("mips", "mips-musl"):
-            self.assert_names_package(preset, "qemu-mips", "qemu-user")
+    def test_names_the_package_that_brings_it(self):
+        for preset, program, package in (("mips", "mips-linux-gnu-gcc", "gcc-mips-linux-gnu"),
+                                         ("mips", "mips-linux-gnu-g++", "g++-mips-linux-gnu"),
+                                         ("mips-musl", "mips-linux-gnu-gcc", "gcc-mips-linux-gnu"),
+                                         ("musl", "musl-gcc", "musl-tools"), ("mips", "qemu-mips", "qemu-user"),
+                                         ("mips-musl", "qemu-mips", "qemu-user")):
+            with self.subTest(preset, program=program), \
+                    tempfile.TemporaryDirectory() as build, tempfile.TemporaryDirectory() as programs:
+                for name in set(self.TOOLCHAINS) - {program}:
+                    put_program(programs, name)
+                result = run(shutil.which("cmake"), "--preset", preset, "-B", build, cwd=PROJECT,
+                             env={**os.environ, "PATH": programs})
+                self.assertNotEqual(result.returncode, 0)
+                self.assertIn(f"{program} is missing: the package {package} brings it", result.stderr)
 
 
 class MissingPackages(unittest.TestCase):
@@ -156,7 +149,7 @@ class MissingPackages(unittest.TestCase):
     def asked(self):
         return (self.folder / "asked").read_text().splitlines()
 
-    def test_are_installed_at_once(self):
+    def test_are_installed_at_once_and_not_again(self):
         result = self.setup("native", "mips", "lint")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         update, install = self.asked()
@@ -166,9 +159,6 @@ class MissingPackages(unittest.TestCase):
         self.assertLessEqual({"g++", "cmake", "g++-mips-linux-gnu", "qemu-user", "cppcheck", "spin"}, set(packages))
         self.assertEqual(len(packages), len(set(packages)))
         self.assertEqual(result.stdout, f"setup: installing {len(packages)} packages: {' '.join(packages)}\n")
-
-    def test_are_not_installed_again(self):
-        self.assertEqual(self.setup("native").returncode, 0)
         result = self.setup("native")
         self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
         self.assertEqual(len(self.asked()), 2)
@@ -186,17 +176,15 @@ class MissingPackages(unittest.TestCase):
                          f"{begin}installing 1 package: 41 %{begin}installing 1 package: done\r\n")
 
     def test_that_cannot_be_had_are_named(self):
-        result = self.setup("build/musl", DENIED="musl-tools")
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("E: Unable to locate package musl-tools\n", result.stderr)
-        self.assertIn("setup: could not be had: the packages cmake g++ libc++-dev musl-tools ninja-build\n", result.stderr)
-        self.assertNotIn("registry", result.stderr)
-
-    def test_that_cannot_be_had_without_a_network(self):
-        result = self.setup("sandbox", DENIED="bubblewrap", UNREACHABLE="1")
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("setup: could not be had: the packages bubblewrap\n"
-                      "setup: the package registry was not reached; is there a network?\n", result.stderr)
+        for name, denied, environment, missing, network in (
+                ("build/musl", "musl-tools", {}, "cmake g++ libc++-dev musl-tools ninja-build", ""),
+                ("sandbox", "bubblewrap", {"UNREACHABLE": "1"}, "bubblewrap",
+                 "setup: the package registry was not reached; is there a network?\n")):
+            result = self.setup(name, DENIED=denied, **environment)
+            self.assertEqual(result.returncode, 1)
+            self.assertIn(f"E: Unable to locate package {denied}\n", result.stderr)
+            self.assertIn(f"setup: could not be had: the packages {missing}\n{network}", result.stderr)
+            self.assertEqual("registry" in result.stderr, network != "")
 
     def test_that_only_root_can_install_are_named(self):
         put_program(self.tools, "id", "echo 1000")
@@ -227,20 +215,17 @@ class MissingGoogleTest(unittest.TestCase):
             rules = rules.read_text() if rules.exists() else ""
         return result, "lib/liblterouter.so" in rules, "c_lc_list" in rules
 
-    def test_leaves_the_tests_out_and_says_so(self):
-        result, library, tests = self.configure()
-        self.assertEqual((result.returncode, library, tests), (0, True, False), result.stderr)
-        self.assertIn("Without the tests: the packages that they are built with are missing: libgtest-dev\n",
-                      result.stdout)
+    def test_leaves_the_tests_out_that_need_it_and_says_so(self):
+        for options, with_tests in (([], False), (["-DLTEROUTER_GTEST=OFF"], True)):
+            result, library, tests = self.configure(*options)
+            self.assertEqual((result.returncode, library, tests), (0, True, with_tests), result.stderr)
+            self.assertEqual("Without the tests: the packages that they are built with are missing: libgtest-dev\n"
+                             in result.stdout, not with_tests)
 
     def test_fails_where_the_tests_are_asked_for(self):
         result, library, tests = self.configure("-DLTEROUTER_TESTS=ON")
         self.assertNotEqual(result.returncode, 0)
         self.assertIn("GTest", result.stderr)
-
-    def test_is_no_matter_without_the_programs_that_use_it(self):
-        result, library, tests = self.configure("-DLTEROUTER_GTEST=OFF")
-        self.assertEqual((result.returncode, library, tests), (0, True, True), result.stderr)
 
 
 if __name__ == "__main__":
