@@ -70,7 +70,8 @@ int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, s
     if (timeout == NULL) {
         return pselect(count, readable, writable, exceptional, NULL, NULL);
     }
-    const long milliseconds = ((long)timeout->tv_sec * 1000 + (long)timeout->tv_usec / 1000) / 20 * patience();
+    const long milliseconds =
+        ((long)timeout->tv_sec * 1000 + (long)timeout->tv_usec / 1000) / 20 * patience();
     const struct timespec time = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
     return pselect(count, readable, writable, exceptional, &time, NULL);
 }
