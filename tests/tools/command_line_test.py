@@ -9,7 +9,7 @@ from support import DONE, FAILED, NOBODY, USAGE, ToolTest, ltectl, wansim
 
 # The commands with their operands, in the order of the help.
 COMMANDS = [
-    "status", "connect", "disconnect", "roam [on|off]", "nettype [TYPE]", "pref RADIO", "scan",
+    "status", "connect", "disconnect", "wait CONDITION...", "roam [on|off]", "nettype [TYPE]", "pref RADIO", "scan",
     "pin enable [PIN]", "pin disable [PIN]", "pin change [OLD] [NEW]", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
     "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "upgrade IMAGE", "monitor",

@@ -94,6 +94,10 @@ class Network(Session, cable.CableTest):
         self.start_wansim("--sms-store")
         self.assert_happens("Looking in", support.ltectl_program)
 
+    def test_waiting_for_a_state(self):
+        self.start_wansim()
+        self.assert_happens("Waiting for a state", support.ltectl_program)
+
     def test_routes_and_neighbours(self):
         self.meet()
         self.assert_happens("Routes and neighbours", support.ltectl_program)

@@ -5,7 +5,6 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr const char *kLinkStates[] = {"disconnected", "disconnecting", "connected", "connecting"};
 constexpr const char *kSwitchStates[] = {"off", "on"};
 
 } // namespace

@@ -14,6 +14,10 @@ inline ipc_addr wan_manager_address() { return module_address(IPC_MODULE_MM); }
 // The name of a socket, for people: without the mark of the abstract namespace.
 std::string_view socket_name(const ipc_addr &address);
 
+// By LCT_LINK_....
+inline constexpr const char *kLinkStates[] = {"disconnected", "disconnecting", "connected",
+                                              "connecting"};
+
 // Each adds to a line: the link's state and, when it is connected, its addresses; whether the
 // interface is ready; the roaming switch, on, off or the WAN manager's own value.
 void add_link(Record &record, const lct_link_status &link);

@@ -14,6 +14,11 @@ int disconnect_link(char *const *operands);
 extern const Option kMonitorOptions[];
 int monitor(char *const *operands);
 
+// wait.cpp
+extern const Option kAwaitOptions[];
+void offer_condition(Offer &offer, const char *const *before);
+int await_conditions(char *const *operands);
+
 // settings.cpp
 int roam(char *const *operands);
 void offer_nettype(Offer &offer, const char *const *before);

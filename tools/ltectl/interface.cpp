@@ -43,6 +43,13 @@ void format_mac(const uint8_t *mac, MacText &text)
              mac[4], mac[5]);
 }
 
+std::optional<bool> is_interface_up(const char *name)
+{
+    Questions questions(name);
+    const ifreq *answer = questions.ask<SIOCGIFFLAGS>();
+    return answer != nullptr ? std::optional((answer->ifr_flags & IFF_UP) != 0) : std::nullopt;
+}
+
 int read_interface(const char *name, Interface *interface)
 {
     *interface = {};

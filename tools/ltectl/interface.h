@@ -4,6 +4,8 @@
 
 #include "lc_network.h"
 
+#include <optional>
+
 namespace lterouter::tools {
 
 struct Interface {
@@ -21,5 +23,8 @@ void format_mac(const uint8_t *mac, MacText &text);
 // Reads an interface; prints an error message on failure. name: at most 15 characters. Returns the exit
 // code.
 int read_interface(const char *name, Interface *interface);
+
+// Prints nothing; no value when it is not there or cannot be read.
+std::optional<bool> is_interface_up(const char *name);
 
 } // namespace lterouter::tools

@@ -12,6 +12,7 @@
 //             the state of the link that the WAN manager stores
 //   held_lock the owner of the lock that this process waits for
 //   clock     points in time
+//   wakeup    waiting for changes of which the kernel tells
 //   trace_file
 //             the path of the library's trace file
 //   array     an array that grows
@@ -225,6 +226,12 @@ constexpr Command kCommands[] = {
      .help = "Ask the WAN manager to disconnect.",
      .run = disconnect_link,
      .options = kWaitOptions},
+    {.name = "wait",
+     .operands = "CONDITION...",
+     .help = "Wait until all of these hold: manager, link=STATE, sim=STATE, interface=NAME.",
+     .run = await_conditions,
+     .offer = offer_condition,
+     .options = kAwaitOptions},
     {.name = "roam",
      .operands = "[on|off]",
      .help = "Show or set the roaming switch.",

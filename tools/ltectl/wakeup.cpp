@@ -1,0 +1,86 @@
+#include "ltectl/wakeup.h"
+
+#include "ltectl/clock.h"
+#include "ltectl/deadline.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace lterouter::tools {
+namespace {
+
+constexpr int64_t kLookMs = 250;
+constexpr uint32_t kFileChanges =
+    IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_MODIFY;
+
+// -1 where there is nothing to watch, or the kernel refuses.
+int open_files(const char *directory)
+{
+    if (directory == nullptr) {
+        return -1;
+    }
+    Fd fd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    return fd && inotify_add_watch(fd.get(), directory, kFileChanges) >= 0 ? fd.release() : -1;
+}
+
+int open_interfaces(bool wanted)
+{
+    if (!wanted) {
+        return -1;
+    }
+    Fd fd(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
+    sockaddr_nl groups = {};
+    groups.nl_family = AF_NETLINK;
+    groups.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;
+    return fd && bind(fd.get(), reinterpret_cast<const sockaddr *>(&groups), sizeof(groups)) == 0
+               ? fd.release()
+               : -1;
+}
+
+// What it says does not matter: what has changed is read anew. Too much of it is an error, and a
+// change.
+void drain(int fd)
+{
+    char told[4096];
+    while (read(fd, told, sizeof(told)) > 0 || errno == ENOBUFS || errno == EINTR) {
+    }
+}
+
+} // namespace
+
+Wakeup::Wakeup(const Of &of)
+    : files_(open_files(of.directory)), interfaces_(open_interfaces(of.interfaces)),
+      looks_(of.others || (of.directory != nullptr && !files_) || (of.interfaces && !interfaces_))
+{
+}
+
+Wakeup::Reason Wakeup::await(int64_t until_ms) const
+{
+    pollfd watched[] = {
+        {stop_fd(), POLLIN, 0}, {files_.get(), POLLIN, 0}, {interfaces_.get(), POLLIN, 0}};
+    const int64_t left_ms = std::max<int64_t>(until_ms - now_ms(), 0);
+    const bool looks_first = looks_ && kLookMs < left_ms;
+    const int ready =
+        poll(watched, std::size(watched), static_cast<int>(looks_first ? kLookMs : left_ms));
+    if (ready < 0) {
+        return Reason::kError;
+    }
+    if (watched[0].revents != 0) {
+        return Reason::kSignal;
+    }
+    for (const pollfd &told : watched) {
+        if (told.revents != 0) {
+            drain(told.fd);
+        }
+    }
+    return ready == 0 && !looks_first ? Reason::kTime : Reason::kChange;
+}
+
+} // namespace lterouter::tools

@@ -1,0 +1,32 @@
+// Waiting for changes of which the kernel tells: of files in a directory, of interfaces. What it does
+// not tell of, or refuses to, is looked for now and then.
+#pragma once
+
+#include "support/fd.h"
+
+#include <cstdint>
+
+namespace lterouter::tools {
+
+class Wakeup {
+public:
+    struct Of {
+        const char *directory = nullptr; // files that are made, changed or removed there
+        bool interfaces = false;         // they come, go, or change state or address
+        bool others = false;             // changes of which nobody tells
+    };
+
+    explicit Wakeup(const Of &of);
+
+    enum class Reason { kChange, kSignal, kTime, kError };
+
+    // Waits for a change, which may be one of something else, a signal, or that point in time.
+    Reason await(int64_t until_ms) const;
+
+private:
+    const Fd files_;
+    const Fd interfaces_;
+    const bool looks_;
+};
+
+} // namespace lterouter::tools
