@@ -13,7 +13,7 @@ COMMANDS = [
     "pin enable [PIN]", "pin disable [PIN]", "pin change [OLD] [NEW]", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
     "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "upgrade IMAGE", "monitor",
-    "bus list", "bus watch", "trace", "log [MODULE] [LEVEL] [on|off]",
+    "request ID", "bus list", "bus watch", "trace", "log [MODULE] [LEVEL] [on|off]",
     "net route add DEV DST/LEN [via GATEWAY]", "net route del DEV DST/LEN [via GATEWAY]",
     "net route default add DEV GATEWAY...", "net route default del DEV GATEWAY...", "net arp IP",
     "net probe IP DEV", "net iface NAME",

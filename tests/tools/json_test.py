@@ -94,7 +94,9 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
             self.ltectl(command)
         for command, *words in (("roam", "on"), ("nettype", "2"), ("pref", "1"), ("port", "3"), ("iface", "up"),
                                 ("at", "AT+CSQ"), ("pin enable", "1234"), ("pin change", "1234", "4321"),
-                                ("pin disable", "4321")):
+                                ("pin disable", "4321"), ("request", "WM_MSG_IMSI_GET_REQ"),
+                                ("request", "WM_MSG_ROAM_SWITCH_GET_REQ"), ("request", "99", "--async"),
+                                ("request", "WM_MSG_MODEM_AT_REQ", "--body", support.at_request(b"AT\r").hex())):
             self.ltectl(command, *words)
 
     def machine(self):

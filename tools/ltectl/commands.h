@@ -54,6 +54,11 @@ int state_change(char *const *operands);
 int sms_clear(char *const *operands);
 int ussd_test(char *const *operands);
 
+// raw_request.cpp
+extern const Option kRawRequestOptions[];
+void offer_message(Offer &offer, const char *const *before);
+int raw_request(char *const *operands);
+
 // status.cpp
 extern const Option kStatusOptions[];
 int show_status(char *const *operands);

@@ -148,6 +148,12 @@ constexpr Kind kKinds[] = {{"IPC_MSG_ID_REGISTER", IPC_MSG_ID_REGISTER, body::me
                            {"IPC_MSG_ID_DEREGISTER", IPC_MSG_ID_DEREGISTER, body::message_id},
                            LCT_REQUESTS(REQUEST_KIND) LCT_NOTIFICATIONS(NOTIFICATION_KIND)};
 
+#define REQUEST_NAME(function, message, module, its_body, its_answer, timeout_ms) #message,
+#define NOTIFICATION_NAME(message, its_body) #message,
+constexpr const char *kNames[] = {"IPC_MSG_ID_REGISTER", "IPC_MSG_ID_DEREGISTER",
+                                  LCT_REQUESTS(REQUEST_NAME)
+                                      LCT_NOTIFICATIONS(NOTIFICATION_NAME) nullptr};
+
 // nullptr: not in the table.
 const char *name_of(uint32_t msg_id)
 {
@@ -226,7 +232,7 @@ bool add_fields(Record &record, uint32_t msg_id, const Body &body)
     return false;
 }
 
-// Every response begins with a result; the layout behind it depends on the request.
+// Every response begins with a result; the layout of the rest depends on the request.
 void add_answer(Record &record, Body body)
 {
     if (body.length >= sizeof(int32_t)) {
@@ -234,6 +240,29 @@ void add_answer(Record &record, Body body)
         body = {body.bytes + sizeof(int32_t), body.length - static_cast<uint32_t>(sizeof(int32_t))};
     }
     add_hex(record, body);
+}
+
+// Whether a request's answer is a result and a number.
+bool has_value(uint32_t msg_id)
+{
+    return std::any_of(std::begin(kRequestRows), std::end(kRequestRows), [=](const RequestRow &row) {
+        return row.msg_id == msg_id && row.answer.least == answer::value.least &&
+               row.answer.has_one_length();
+    });
+}
+
+// The value of a successful answer; nothing where its layout is not known.
+void add_known_value(Record &record, uint32_t msg_id, const Body &answer)
+{
+    if (has_value(msg_id) && answer.length == answer::value.least) {
+        record.number("value", answer.record<lct_value_rsp>().value);
+    } else if (msg_id == WM_MSG_IMSI_GET_REQ && answer.length > answer::imsi.least) {
+        record.field(
+            "imsi", Body{answer.bytes + answer::imsi.least, answer.length - answer::imsi.least}.text());
+    } else if (msg_id == WM_MSG_MODEM_AT_REQ && answer.length > answer::at.least) {
+        record.field("text",
+                     Body{answer.bytes + answer::at.least, answer.length - answer::at.least}.text());
+    }
 }
 
 } // namespace
@@ -247,17 +276,44 @@ void copy_message(ipc_msg_hdr *received, Message *message)
     memcpy(message->body, body, std::min<size_t>(received->length, sizeof(message->body)));
 }
 
+bool find_message(const char *name, uint32_t *msg_id)
+{
+    for (const Kind &kind : kKinds) {
+        if (strcmp(kind.name, name) == 0) {
+            *msg_id = kind.msg_id;
+            return true;
+        }
+    }
+    return false;
+}
+
+const char *const *message_names() { return kNames; }
+
+void add_message(Record &record, uint32_t msg_id)
+{
+    const char *name = name_of(msg_id);
+    record.word("message", name != nullptr ? name : "unknown").number("id", msg_id, Hex(msg_id).text);
+}
+
+void print_answer(uint32_t msg_id, const Body &answer)
+{
+    Record record;
+    record.event("answer").text("answer");
+    add_message(record, msg_id);
+    record.number("length", answer.length);
+    add_answer(record, answer);
+    add_known_value(record, msg_id, answer);
+}
+
 void print_message(const Message &message)
 {
     const ipc_msg_hdr &header = message.header;
-    const char *name = name_of(header.msg_id);
     Record record;
     record.event("message");
     add_time(record, message.head.arrived_ms);
     add_named(record, "type", kTypes, header.type);
-    record.word("message", name != nullptr ? name : "unknown")
-        .number("id", header.msg_id, Hex(header.msg_id).text)
-        .number("session", header.session_id)
+    add_message(record, header.msg_id);
+    record.number("session", header.session_id)
         .number("length", header.length)
         .field("from", socket_name(message.sender));
     const Body body = {message.body, std::min<uint32_t>(header.length, sizeof(message.body))};

@@ -1,6 +1,7 @@
 // Printing a received message.
 #pragma once
 
+#include "common/body.h"
 #include "common/record.h"
 #include "lc_ipc_msg.h"
 #include "ltectl/events.h"
@@ -20,5 +21,16 @@ void copy_message(ipc_msg_hdr *received, Message *message);
 // Prints one line: header, sender and body; the body by its fields, or in hexadecimal when its layout
 // is not known or its length is another.
 void print_message(const Message &message);
+
+// The answer to a request: its result, and what is behind it, by its fields where they are known, else in
+// hexadecimal.
+void print_answer(uint32_t msg_id, const Body &answer);
+
+// The name and the number of a message.
+void add_message(Record &record, uint32_t msg_id);
+// False when no message is called so.
+bool find_message(const char *name, uint32_t *msg_id);
+// Ends with NULL.
+const char *const *message_names();
 
 } // namespace lterouter::tools

@@ -109,6 +109,7 @@ Outcome judge(const Request &request, uint32_t code, const Datagram &received, R
         reply->length < sizeof(reply->result)) {
         return Outcome::kMalformed;
     }
+    reply->cut = code == IPC_ERR_TOO_SMALL;
     memcpy(&reply->result, received.body, sizeof(reply->result));
     if (reply->result != 0) {
         return Outcome::kRefused;

@@ -60,8 +60,9 @@ enum class Outcome {
 
 struct Reply {
     Outcome outcome;
-    int32_t result;  // of an answer that is well-formed
-    uint32_t length; // of the answer
+    int32_t result;   // of an answer that is well-formed
+    uint32_t length;  // of the answer
+    bool cut = false; // it was longer than the room
 };
 
 // Sends the request and waits for the answer, which begins with a result word. Nothing is printed.
