@@ -12,7 +12,7 @@ COMMANDS = [
     "status", "connect", "disconnect", "wait CONDITION...", "roam [on|off]", "nettype [TYPE]", "pref RADIO", "scan",
     "pin enable [PIN]", "pin disable [PIN]", "pin change [OLD] [NEW]", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
-    "ussd-test [1|2|3]", "stats IFNAME", "led LED FLASH", "upgrade IMAGE", "monitor",
+    "ussd-test [1|2|3]", "stats IFNAME", "metrics", "led LED FLASH", "upgrade IMAGE", "monitor",
     "request ID", "bus list", "bus watch", "trace", "log [MODULE] [LEVEL] [on|off]",
     "net route add DEV DST/LEN [via GATEWAY]", "net route del DEV DST/LEN [via GATEWAY]",
     "net route default add DEV GATEWAY...", "net route default del DEV GATEWAY...", "net arp IP",

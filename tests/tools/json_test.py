@@ -113,6 +113,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.ltectl("log", "time", "on")
         self.ltectl("log", "time", "off")
         self.ltectl("bus list")
+        self.ltectl("metrics", "--interface", "lo")
         self.ltectl("wait", "interface=lo")
 
     def network(self):

@@ -76,6 +76,11 @@ int led(char *const *operands);
 // upgrade.cpp
 extern const Option kUpgradeOptions[];
 int upgrade(char *const *operands);
+bool is_upgrade_running(); // by another ltectl
+
+// metrics.cpp
+extern const Option kMetricsOptions[];
+int show_metrics(char *const *operands);
 
 // bus.cpp
 extern const Option kBusWatchOptions[];

@@ -5,6 +5,7 @@
 #include "ltectl/commands.h"
 #include "ltectl/nv_file.h"
 #include "ltectl/nv_store.h"
+#include "ltectl/nv_verify.h"
 
 #include <cerrno>
 #include <cstring>
@@ -14,6 +15,14 @@ namespace {
 
 uint32_t g_declared = 0;
 uint32_t g_problems = 0;
+bool g_tell = true;
+
+// Whether it is to be told, too.
+bool count_problem()
+{
+    ++g_problems;
+    return g_tell;
+}
 
 // error: of reading, as an errno value.
 void add_reason(Record &record, int error)
@@ -25,7 +34,9 @@ void add_reason(Record &record, int error)
 
 void report(const char *name, const char *copy, const char *problem, int error = 0)
 {
-    ++g_problems;
+    if (!count_problem()) {
+        return;
+    }
     Record record;
     record.event("problem").word("name", name).word("copy", copy).word("problem", problem);
     add_reason(record, error);
@@ -34,7 +45,9 @@ void report(const char *name, const char *copy, const char *problem, int error =
 // position: behind the line.
 void report_line(const char *problem, long position)
 {
-    ++g_problems;
+    if (!count_problem()) {
+        return;
+    }
     Record()
         .event("problem")
         .word("file", NVM_DEFAULTS_FILE)
@@ -44,7 +57,9 @@ void report_line(const char *problem, long position)
 
 void report_path(const char *path, int error)
 {
-    ++g_problems;
+    if (!count_problem()) {
+        return;
+    }
     Record record;
     record.event("problem")
         .word("file", path)
@@ -128,16 +143,28 @@ void verify_directory(const CopyPlace &place)
     }
 }
 
+void verify()
+{
+    verify_defaults();
+    verify_directory(kCurrent);
+    verify_directory(kBackup);
+}
+
 } // namespace
+
+StoreHealth examine_store()
+{
+    g_tell = false;
+    verify();
+    return {g_declared, g_problems};
+}
 
 int nv_verify(char *const *)
 {
     if (const int code = check_rights(); code != kDone) {
         return code;
     }
-    verify_defaults();
-    verify_directory(kCurrent);
-    verify_directory(kBackup);
+    verify();
     if (g_problems != 0) {
         return fail(kFailed, "problems in the store: %u", g_problems);
     }

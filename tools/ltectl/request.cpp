@@ -78,6 +78,10 @@ struct Datagram {
 uint32_t send_and_wait(const Request &request, Datagram *sent, Datagram *received, uint32_t *length)
 {
     const ipc_addr address = module_address(request.peer.module_id);
+    if (request.limit_ms != 0) {
+        return ipc_msg_send_syn(&address, &sent->header, sent->header.length, request.limit_ms, received,
+                                length);
+    }
     const Waiting waiting({&request.peer, request.what});
     return ipc_msg_send_syn(&address, &sent->header, sent->header.length, kBeyondAnyDeadlineMs,
                             received, length);
@@ -101,6 +105,9 @@ Outcome judge(const Request &request, uint32_t code, const Datagram &received, R
 {
     if (code == IPC_ERR_SOCKET) {
         return not_sent(request.peer);
+    }
+    if (code == IPC_ERR_TIMEOUT) {
+        return Outcome::kTimeout;
     }
     if (code != IPC_SUCCESS && code != IPC_ERR_TOO_SMALL) {
         return Outcome::kNotSent;
@@ -176,6 +183,8 @@ int explain(const Request &request, const Reply &reply)
                     request.what);
     case Outcome::kNobodyBound:
         return tell_nobody(request.peer);
+    case Outcome::kTimeout:
+        return fail(kNoAnswer, "the %s did not %s in time", request.peer.title, request.what);
     case Outcome::kNotSent:
         break;
     }

@@ -27,6 +27,8 @@ struct Request {
     uint32_t answer_len = sizeof(int32_t);
     bool about_pin = false;
     bool may_be_longer = false; // a longer answer can be a success too
+    // Its own end, after which the command goes on; 0: that of the command.
+    uint32_t limit_ms = 0;
 };
 
 // Only declared: calling it is no constant expression, so that a message without a row does not
@@ -55,7 +57,8 @@ enum class Outcome {
     kRefused,
     kMalformed,
     kNobodyBound,
-    kNotSent
+    kNotSent,
+    kTimeout // of a request with an end of its own
 };
 
 struct Reply {

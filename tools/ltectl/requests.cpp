@@ -13,7 +13,7 @@ Reply ask_imsi(ImsiAnswer *answer)
     return reply;
 }
 
-Reply command_modem(const char *command, AtAnswer *answer)
+Reply command_modem(const char *command, AtAnswer *answer, uint32_t limit_ms)
 {
     struct {
         AtHead head = kAtHead;
@@ -24,7 +24,9 @@ Reply command_modem(const char *command, AtAnswer *answer)
         static_cast<uint32_t>(snprintf(body.command, sizeof(body.command), "%s\r", command));
     *answer = {};
     const auto used = static_cast<uint32_t>(sizeof(body.head)) + body.head.length + 1;
-    return exchange(kPassCommand, &body, used, answer, kAtAnswerMax);
+    Request request = kPassCommand;
+    request.limit_ms = limit_ms;
+    return exchange(request, &body, used, answer, kAtAnswerMax);
 }
 
 } // namespace lterouter::tools

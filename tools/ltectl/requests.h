@@ -22,7 +22,7 @@ inline constexpr Request kPassCommand =
 // Characters of a command as users type it, without the carriage return.
 constexpr size_t kTypedCommandMax = kAtCommandMax - 1;
 
-// command: of at most kTypedCommandMax characters.
-Reply command_modem(const char *command, AtAnswer *answer);
+// command: of at most kTypedCommandMax characters. limit_ms: as of a Request.
+Reply command_modem(const char *command, AtAnswer *answer, uint32_t limit_ms = 0);
 
 } // namespace lterouter::tools

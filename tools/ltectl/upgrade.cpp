@@ -335,6 +335,12 @@ int run(const Image &image)
 
 } // namespace
 
+bool is_upgrade_running()
+{
+    const Fd fd{open(kLockFile, O_RDONLY | O_NOFOLLOW | O_CLOEXEC)};
+    return fd && flock(fd.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 const Option kUpgradeOptions[] = {
     {"timeout", "SECONDS", "time-out of the modem's part after the transfer (300)", &kSeconds,
      &g_timeout},
