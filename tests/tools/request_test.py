@@ -3,7 +3,7 @@
 import os
 
 import support
-from support import (DONE, FAILED, GET_IMSI, GET_ROAMING, NO_ANSWER, NOBODY, SEARCH, SET_ROAMING, USAGE, FakeManager,
+from support import (DONE, FAILED, GET_IMSI, GET_ROAMING, NO_ANSWER, NOBODY, SET_ROAMING, USAGE, FakeManager,
                      ToolTest, ltectl, stranger, write_file)
 
 FILE = "/tmp/body"
@@ -94,7 +94,7 @@ class Answers(ToolTest):
 
     def test_what_the_modem_says(self):
         self.start_wansim()
-        body = stranger.pack("4I", 3, 0, 5000, 3).ljust(96, b"\0") + b"AT\r\0"
+        body = support.at_request(b"AT\r")
         answer = self.objects(request("WM_MSG_MODEM_AT_REQ", "--body", body.hex(), "--json").stdout)[0]
         self.assertEqual((answer["event"], answer["result"]), ("answer", 0))
         self.assertEqual(answer["text"], "OK")
@@ -125,15 +125,10 @@ class Answers(ToolTest):
 class NoAnswer(ToolTest):
     def test_nobody_is_there(self):
         for words in (["WM_MSG_IMSI_GET_REQ"], ["WM_MSG_IMSI_GET_REQ", "--async"]):
-            self.assert_failed(request(*words), NOBODY, "no module 1 is bound to lc_socket_mm_common; start the process "
-                                                        "that serves it")
-
-    def test_none_comes(self):
-        wansim = self.start_wansim()
-        wansim.stop()
-        self.assert_failed(request(str(SEARCH), "--timeout", "1"), NO_ANSWER,
-                           "the module 1 is bound to lc_socket_mm_common, but did not answer within 1 s: is it stopped "
-                           "or busy? It may still do so")
+            self.assert_failed(request(*words), NOBODY, "no WAN manager is bound to lc_socket_mm_common; start wansim or "
+                                                        "the WAN manager")
+        self.assert_failed(request("99", "--module=3"), NOBODY, "no module 3 is bound to lc_socket_cli1_common; start "
+                                                                "the process that serves it")
 
 
 if __name__ == "__main__":

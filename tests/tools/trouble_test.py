@@ -21,7 +21,7 @@ START = 0.0  # what a program takes to start and to end here, which is no part o
 LASTING = ("monitor", "bus watch")
 ASKING = ("roam", "roam on", "nettype", "pref 7", "port 1", "scan", "imsi", "channel", "pin enable 1234",
           "pin disable 1234", "pin change 1234 4321", "apn set", "at AT", "diag", "iface up", "cfun-off",
-          "state-change", "connect", "disconnect", *LASTING, "status")
+          "state-change", "connect", "disconnect", "request 99", *LASTING, "status")
 ASKING_THE_STORE = ("sms clear", "ussd-test")
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
@@ -107,8 +107,9 @@ class Stopped(TroubleTest):
                 self.timed_without_answer(command)
 
     def test_every_command_is_among_them(self):
-        """Parameters wait for locks, and an upgrade asks the modem; they have deadlines of another kind."""
-        with_deadline = {command for command in support.leaves() if command.split()[0] not in ("ram", "nv", "upgrade")
+        """Parameters and metrics wait for locks, and an upgrade asks the modem; they have deadlines of another kind."""
+        others = "ram", "nv", "metrics", "upgrade", "wait"
+        with_deadline = {command for command in support.leaves() if command.split()[0] not in others
                          and "--timeout SECONDS" in ltectl(*command.split(), "--help").stdout}
         tried = {" ".join(command.split()[:end]) for command in (*ASKING, *ASKING_THE_STORE) for end in (1, 2)}
         self.assertEqual(with_deadline - tried, set())
@@ -120,6 +121,16 @@ class Stopped(TroubleTest):
         self.fill(SMS_SOCKET)
         for command in ASKING_THE_STORE:
             self.timed_without_answer(command, least=0)
+
+    def test_waiting_for_an_answer_has_its_deadline_too(self):
+        for full in (False, True):
+            with self.subTest(full=full), self.stopped(full):
+                self.assertEqual(self.run_timed(2, "wait", "manager", "--timeout", "2", least=2).returncode, NO_ANSWER)
+
+    def test_a_scrape_does_without_the_answers(self):
+        for full in (False, True):
+            with self.subTest(full=full), self.stopped(full):
+                self.assertEqual(self.run_timed(2, "metrics").returncode, DONE)
 
     def test_waiting_for_the_link_has_its_deadline_too(self):
         with self.stopped(full=True):

@@ -316,6 +316,7 @@ int scrape()
     if (const int code = open_endpoint(); code != kDone) {
         return code;
     }
+    ipc_msg_set_send_limit(kAnswerMs);
     Told told;
     ask_manager(&told);
     start_output();

@@ -117,6 +117,20 @@ uint32_t module_for(uint32_t msg_id)
     return IPC_MODULE_MM;
 }
 
+// The process that serves a module.
+struct Module {
+    explicit Module(uint32_t module_id)
+        : peer(module_id == kWanManager.module_id ? kWanManager
+               : module_id == kSmsStore.module_id ? kSmsStore
+                                                  : Peer{module_id, title, "the process that serves it"})
+    {
+        snprintf(title, sizeof(title), "module %u", module_id);
+    }
+
+    char title[24];
+    const Peer peer;
+};
+
 int send_only(const Peer &peer, uint32_t msg_id)
 {
     struct {
@@ -165,9 +179,8 @@ int request(uint32_t msg_id)
             return code;
         }
     }
-    char title[] = "module 0000000000";
-    snprintf(title, sizeof(title), "module %u", module_for(msg_id));
-    const Peer peer = {module_for(msg_id), title, "the process that serves it"};
+    const Module module(module_for(msg_id));
+    const Peer &peer = module.peer;
     return with_endpoint(
         [&] { return g_async ? send_only(peer, msg_id) : send_and_show(peer, msg_id); });
 }

@@ -25,23 +25,28 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr uint32_t kAnswerMs = 1000; // of a WAN manager, which is asked again later
+constexpr int64_t kAnswerMs = 2000; // of a WAN manager, which is asked again later
+constexpr uint32_t kSendMs = 100;   // for room in its socket
 constexpr int64_t kNoticeMs = 3000;
 
 uint32_t g_seconds = 60;
 
 // ---- The WAN manager ----
 
-bool subscribes(const ipc_addr &address)
+bool subscribes(const ipc_addr &address, uint32_t timeout_ms)
 {
-    const bool answered =
-        ipc_register_notify(&address, WM_MSG_LINK_STATUS_NOTIFY, kAnswerMs) == IPC_SUCCESS;
-    ipc_deregister_notify(&address, WM_MSG_LINK_STATUS_NOTIFY);
-    return answered;
+    const uint32_t result = ipc_register_notify(&address, WM_MSG_LINK_STATUS_NOTIFY, timeout_ms);
+    if (result != IPC_ERR_SOCKET) { // or it has not been sent
+        ipc_deregister_notify(&address, WM_MSG_LINK_STATUS_NOTIFY);
+    }
+    return result == IPC_SUCCESS;
 }
 
 class Manager {
 public:
+    // No answer is waited for beyond that.
+    void set_end(int64_t end_ms) { end_ms_ = end_ms; }
+
     // Looks once for all conditions that ask.
     bool is_there()
     {
@@ -55,7 +60,9 @@ public:
     // Each new one is asked until it answers.
     bool answers()
     {
-        if (is_there() && answered_ != *socket_ && subscribes(wan_manager_address())) {
+        const int64_t left_ms = std::min(kAnswerMs, end_ms_ - now_ms());
+        if (is_there() && answered_ != *socket_ && left_ms > 0 &&
+            subscribes(wan_manager_address(), static_cast<uint32_t>(left_ms))) {
             answered_ = *socket_;
         }
         return is_there() && answered_ == *socket_;
@@ -64,6 +71,7 @@ public:
 private:
     std::optional<uint32_t> socket_; // of the one that is there, or 0
     uint32_t answered_ = 0;
+    int64_t end_ms_ = 0;
 };
 
 // ---- Kinds of conditions ----
@@ -197,6 +205,8 @@ public:
         return told;
     }
 
+    void set_end(int64_t end_ms) { manager_.set_end(end_ms); }
+
     // Lists those that do not hold.
     bool hold()
     {
@@ -246,6 +256,7 @@ int await(Conditions &conditions)
     const Wakeup wakeup(conditions.told());
     const int64_t begun_ms = now_ms();
     const int64_t end_ms = begun_ms + int64_t{g_seconds} * 1000;
+    conditions.set_end(end_ms);
     int64_t notice_ms = std::min(begun_ms + kNoticeMs, end_ms);
     while (!conditions.hold()) {
         switch (wakeup.await(notice_ms)) {
@@ -277,7 +288,7 @@ int prepare(const Wakeup::Of &told)
             return code;
         }
     }
-    ipc_msg_set_send_limit(kAnswerMs);
+    ipc_msg_set_send_limit(kSendMs);
     return told.others ? open_endpoint() : kDone;
 }
 
