@@ -153,8 +153,8 @@ constexpr void tell_timed(Help &help)
 constexpr Help kHelp = [] {
     constexpr size_t kWidth = 90;
     Help help(kWidth);
-    help.add("Stands in for a modem whose firmware is upgraded: makes its two serial ports, takes an\n"
-             "image and restarts. SIGINT or SIGTERM ends it.\n"
+    help.add("Stands in for the modem of an LTE router while its firmware is upgraded: makes its two\n"
+             "serial ports, takes an image and restarts. SIGINT or SIGTERM ends it.\n"
              "Places of a fault: start and status (the AT commands), begin, a piece's number, end.\n"
              "Faults, N being times (")
         .add(kTimes.by_default)
