@@ -101,7 +101,8 @@ LC_API void ipc_mq_init(void);
  * @retval 11 out of memory, or 64 queues exist */
 LC_API uint32_t ipc_mq_create(uint32_t capacity, mq_cb *cb);
 
-/** Queues the buffer @p msg_hdr in @p cb, to which its ownership moves on success.
+/** Queues the buffer @p msg_hdr in @p cb, to which its ownership moves on success. It is of
+ * ipc_memory_assign() or mem_malloc_ex(), since what is left in a queue is freed with mem_free_ex().
  * @param[in] priority 0
  * @param[in] timeout  milliseconds to wait for room, to the deadline of mkcondtimeout(); 0 does not
  *                     wait, -1 waits without limit

@@ -26,7 +26,7 @@ LC_BEGIN_DECLS
 #define MEM_OWNER_IPC 0x03000000u      /**< queues, message buffers */
 #define MEM_OWNER_IPC_SYNC 0x03000001u /**< receive thread, its messages, waiters, registrations */
 #define MEM_OWNER_TIMER 0x07000000u    /**< timers */
-#define MEM_OWNER_LCT 0x84080000u      /**< messages of the LTE client */
+#define MEM_OWNER_LCT 0x84080000u      /**< messages of the LTE client, long trace entries */
 /** @}
  * @name Allocation
  * The first three arguments are for tracing and ignored here.

@@ -89,7 +89,7 @@ LC_API int lc_is_interface_exist(const char *name);
 
 /** Says of every existing interface that it is up.
  * @retval -1 refused, no socket can be opened, or the first 15 characters name an interface that is up
- * @retval 0  it does not exist */
+ * @retval 0  it does not exist, or the first 15 characters name one that is down */
 LC_API int lc_is_interface_up(const char *name);
 
 /** Is meant to give an interface's IPv4 address.

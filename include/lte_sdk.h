@@ -286,8 +286,8 @@ LC_API int32_t lct_modify_pin(const lct_pin_change *change);
 /** Switches whether the PIN is asked for. Waits up to 5 s. */
 LC_API int32_t lct_modify_pin_en(const uint8_t *enable);
 
-/** Switches whether the PIN is asked for, for callers that count any answer of one byte as success; a
- * longer answer is a failure. Waits up to 20 s. */
+/** Switches whether the PIN is asked for, for callers that count any answer of at most one byte as
+ * success, and a longer one as failure. Waits up to 20 s. */
 LC_API int32_t lct_sim_set_pinen_req(const uint8_t *enable);
 
 /** Searches for operators, with the answer in @p out, and prints the list that the search left in the

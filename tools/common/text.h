@@ -1,9 +1,11 @@
-// A text that is put together of pieces, also by the compiler: one that does not fit is an error there.
+// A text that is put together of pieces: one that does not fit is an error where the compiler does it,
+// and else cut.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 namespace lterouter::tools {
 
@@ -33,6 +35,9 @@ public:
 private:
     constexpr void add_character(char ch)
     {
+        if (!std::is_constant_evaluated() && length_ + 1 >= Size) {
+            return;
+        }
         text_[length_] = ch;
         if (ch == ' ') {
             space_ = length_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/command.h"
+#include "common/text.h"
 
 namespace lterouter::tools {
 
@@ -92,22 +93,8 @@ extern const Option kTraceOptions[];
 int show_trace(char *const *operands);
 
 // log.cpp
-struct LevelText {
-    char chars[160] = "";
-
-    constexpr LevelText &add(const char *text)
-    {
-        char *end = chars;
-        while (*end != '\0') {
-            ++end;
-        }
-        while (*text != '\0') {
-            *end++ = *text++;
-        }
-        return *this;
-    }
-};
-extern const LevelText kLogHelp;
+using LogHelp = Text<160>;
+extern const LogHelp kLogHelp;
 void offer_log(Offer &offer, const char *const *before);
 int log_switches(char *const *operands);
 

@@ -38,15 +38,15 @@ struct Level {
 constexpr Level kLevels[] = {LC_LOG_LEVEL_NAMES};
 
 // "debug, info, error"
-consteval LevelText list_levels()
+consteval LogHelp list_levels()
 {
-    LevelText text;
+    LogHelp text;
     for (const Level &level : kLevels) {
         text.add(&level == kLevels ? "" : ", ").add(level.name);
     }
     return text;
 }
-constexpr LevelText kLevelList = list_levels();
+constexpr LogHelp kLevelList = list_levels();
 
 constexpr const char *kOffOn[] = {"off", "on"};
 
@@ -202,7 +202,7 @@ int parse_level(const char *name, Wanted *wanted)
 {
     wanted->level = find_level(name);
     if (wanted->level == nullptr) {
-        return fail(kUsage, "\"%s\" is not a level; the levels are %s", name, kLevelList.chars);
+        return fail(kUsage, "\"%s\" is not a level; the levels are %s", name, kLevelList.text());
     }
     return kDone;
 }
@@ -225,8 +225,8 @@ int parse_word(const Modules &modules, const char *word, Wanted *wanted)
     if (modules.has(word)) {
         return kDone;
     }
-    char what[sizeof(LevelText) + 32];
-    snprintf(what, sizeof(what), "a module, a level (%s) or \"time\"", kLevelList.chars);
+    char what[sizeof(LogHelp) + 32];
+    snprintf(what, sizeof(what), "a module, a level (%s) or \"time\"", kLevelList.text());
     return unknown(modules, what, word);
 }
 
@@ -324,10 +324,10 @@ int show_all(const Modules &modules)
 
 } // namespace
 
-constinit const LevelText kLogHelp = LevelText()
-                                         .add("Show or switch what modules log: ")
-                                         .add(kLevelList.chars)
-                                         .add(", all; and the time prefix.");
+constinit const LogHelp kLogHelp = LogHelp()
+                                       .add("Show or switch what modules log: ")
+                                       .add(kLevelList.text())
+                                       .add(", all; and the time prefix.");
 
 // The forms are: MODULE LEVEL on, MODULE on, LEVEL on, time on, on.
 void offer_log(Offer &offer, const char *const *before)

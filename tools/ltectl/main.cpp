@@ -328,7 +328,7 @@ constexpr Command kCommands[] = {
      .options = kTraceOptions},
     {.name = "log",
      .operands = "[MODULE] [LEVEL] [on|off]",
-     .help = kLogHelp.chars,
+     .help = kLogHelp.text(),
      .run = log_switches,
      .offer = offer_log},
     {.name = "net", .help = "Routes, neighbours and interfaces.", .children = kNetCommands},
