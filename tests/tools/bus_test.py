@@ -113,6 +113,27 @@ class List(ToolTest):
             ("lc_socket_mm_common", {"module": "mm", "ids": [1], "kind": "shared"}),
             ("lc_socket_x_common", {"module": "x", "kind": "shared", "address": "short"}))])
 
+    def test_what_a_module_serves(self):
+        header = support.read_file(os.path.join(os.path.dirname(__file__), "..", "..", "include", "lte_sdk.h")).decode()
+        names = {int(number, 16): name for name, number in
+                 re.findall(r"#define ((?:WM_MSG|SC)_\w+) (0x[0-9a-f]{8})u", header)}
+        served = {module: {field: sorted({names[row.msg_id] for row in support.REQUESTS
+                                          if row.module == module and (row.timeout != 0) == answered})
+                           for field, answered in (("answers", True), ("takes", False))} for module in (1, 6)}
+        self.assertGreater(len(served[1]["answers"]), 15)
+        others = [f"lc_socket_cli1_{os.getpid()}_common", "lc_socket_cgi_common", "lc_socket_nobody_common", "lc_socket_"]
+        for name in (support.SOCKET, support.SMS_SOCKET, *others):
+            self.start_peer(name)
+        shown = {told["endpoint"]: {key: sorted(told[key]) for key in ("answers", "takes") if key in told}
+                 for told in self.objects(ltectl("bus", "list", "-v", "--json").stdout)}
+        self.assertEqual(shown, {support.SOCKET: served[1], support.SMS_SOCKET: served[6], **dict.fromkeys(others, {})})
+        told = ltectl("bus", "list", "--verbose").stdout.splitlines()[-1]
+        self.assertEqual(told, "lc_socket_sms_pb_common module=sms_pb ids=6 kind=shared "
+                               "answers=WM_MSG_SMS_DEL_ALL_REQ takes=WM_MSG_MODEM_NOTIFY")
+        asked = ltectl("bus", "list", "-v", "-g", "endpoint,takes").stdout.splitlines()
+        self.assertEqual(asked[asked.index(support.SOCKET) + 1].split(","), ["WM_MSG_CONNECT_REQ", "WM_MSG_DISCONNECT_REQ",
+                         "WM_MSG_IFACE_UPORDOWN_REQ", "WM_MSG_AT_CFUN_OFF_REQ"])
+
     def test_a_table_that_cannot_be_read(self):
         result = support.run_mounted('mount -t tmpfs none /proc/$$/net && exec "$@"', support.ltectl_program, "bus", "list")
         self.assert_failed(result, FAILED, "cannot read /proc/net/unix: No such file or directory")

@@ -49,7 +49,8 @@ def type_of(value):
         return "neither"
     if isinstance(value, int):
         return "number"
-    return "numbers" if isinstance(value, list) and value and all(type_of(one) == "number" for one in value) else "?"
+    kinds = {type_of(one) for one in value} if isinstance(value, list) else set()
+    return {"number": "numbers", "string": "strings"}.get(kinds.pop(), "?") if len(kinds) == 1 else "?"
 
 
 def without_doubles(pairs):
@@ -113,6 +114,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.ltectl("log", "time", "on")
         self.ltectl("log", "time", "off")
         self.ltectl("bus list")
+        self.ltectl("bus list", "--verbose")
         self.ltectl("metrics", "--interface", "lo")
         self.ltectl("wait", "interface=lo")
 

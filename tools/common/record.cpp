@@ -224,6 +224,27 @@ Record &Record::numbers(const char *name, std::span<const uint32_t> values)
     return *this;
 }
 
+Record &Record::words(const char *name, std::span<const char *const> values)
+{
+    const bool in_json = g_program.json && g_fields.count == 0;
+    const char *const quote = in_json ? "\"" : "";
+    char list[2048] = "";
+    size_t length = 0;
+    for (const char *const value : values) {
+        if (length + strlen(value) + sizeof("\"\",") > sizeof(list)) {
+            break;
+        }
+        length += static_cast<size_t>(snprintf(list + length, sizeof(list) - length, "%s%s%s%s",
+                                               length == 0 ? "" : ",", quote, value, quote));
+    }
+    if (!in_json) {
+        return plain(name, list);
+    }
+    name_in_json(name);
+    fprintf(stdout, "[%s]", list);
+    return *this;
+}
+
 Record &Record::text(std::string_view words)
 {
     if (!g_program.json) {

@@ -31,6 +31,8 @@ public:
     Record &number(const char *name, int64_t value, const char *as_text);
     // As text name=value,value.
     Record &numbers(const char *name, std::span<const uint32_t> values);
+    // The same of words without blanks and quotes.
+    Record &words(const char *name, std::span<const char *const> values);
     // Only in text.
     Record &text(std::string_view words);
 

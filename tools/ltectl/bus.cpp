@@ -3,6 +3,7 @@
 #include "common/program.h"
 #include "common/wan_manager.h"
 #include "lc_file/stream.h"
+#include "lte_sdk/request_table.h"
 #include "ltectl/array.h"
 #include "ltectl/client.h"
 #include "ltectl/commands.h"
@@ -12,10 +13,13 @@
 #include "ltectl/request.h"
 #include "ltectl/secret.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <span>
 #include <unistd.h>
 
 namespace lterouter::tools {
@@ -74,6 +78,27 @@ size_t find_modules(std::string_view module, uint32_t (&ids)[IPC_MODULE_COUNT])
     return count;
 }
 
+bool g_verbose = false;
+
+// The messages that the WAN manager and the SMS store are sent, as far as the library's functions send
+// them: with an answer, or without.
+void add_served(Record &record, std::span<const uint32_t> modules, bool answered, const char *field)
+{
+    const char *names[std::size(kRequestRows)];
+    size_t count = 0;
+    for (const RequestRow &row : kRequestRows) {
+        const char *name = message_name(row.msg_id);
+        const bool served = std::find(modules.begin(), modules.end(), row.module_id) != modules.end();
+        if (served && (row.timeout_ms != 0) == answered &&
+            std::find(names, names + count, name) == names + count) { // two functions send some
+            names[count++] = name;
+        }
+    }
+    if (count != 0) {
+        record.words(field, {names, count});
+    }
+}
+
 bool is_running(uint32_t pid) { return kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH; }
 
 void print_endpoint(const Bound &bound)
@@ -81,11 +106,12 @@ void print_endpoint(const Bound &bound)
     Record record;
     record.event("endpoint").word("endpoint", bound.name);
     Identity identity;
+    uint32_t ids[IPC_MODULE_COUNT];
+    size_t count = 0;
     if (!parse_name(bound.name, &identity)) {
         record.field("kind", "unknown");
     } else {
-        uint32_t ids[IPC_MODULE_COUNT];
-        const size_t count = find_modules(identity.module, ids);
+        count = find_modules(identity.module, ids);
         record.field("module", identity.module);
         if (count != 0) {
             record.numbers("ids", {ids, count});
@@ -98,6 +124,10 @@ void print_endpoint(const Bound &bound)
     }
     if (!bound.padded) {
         record.field("address", "short");
+    }
+    if (g_verbose) {
+        add_served(record, {ids, count}, true, "answers");
+        add_served(record, {ids, count}, false, "takes");
     }
 }
 
@@ -148,6 +178,12 @@ int start_watching()
 }
 
 } // namespace
+
+const Option kBusListOptions[] = {
+    {"verbose", nullptr, "show the requests that a module answers, and those it takes without an answer",
+     &kSwitch, &g_verbose, 'v'},
+    {},
+};
 
 const Option kBusWatchOptions[] = {
     {"count", "N", "end after N messages", &kCount, &g_count},

@@ -84,6 +84,7 @@ extern const Option kMetricsOptions[];
 int show_metrics(char *const *operands);
 
 // bus.cpp
+extern const Option kBusListOptions[];
 extern const Option kBusWatchOptions[];
 int bus_list(char *const *operands);
 int bus_watch(char *const *operands);

@@ -205,7 +205,10 @@ constexpr Command kSmsCommands[] = {
 };
 
 constexpr Command kBusCommands[] = {
-    {.name = "list", .help = "List the messaging endpoints of this machine.", .run = bus_list},
+    {.name = "list",
+     .help = "List the messaging endpoints of this machine.",
+     .run = bus_list,
+     .options = kBusListOptions},
     {.name = "watch",
      .help = "Subscribe to all events, and show every message that arrives.",
      .run = bus_watch,

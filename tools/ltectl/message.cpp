@@ -30,8 +30,6 @@ struct Hex {
 
 // ---- Bodies ---- each adds a body's fields; false when the body is malformed.
 
-const char *name_of(uint32_t msg_id);
-
 bool add_value(Record &record, const Body &body)
 {
     record.number("value", body.record<uint32_t>());
@@ -120,7 +118,7 @@ bool add_command(Record &record, const Body &body)
 bool add_notification(Record &record, const Body &body)
 {
     const auto msg_id = body.record<uint32_t>();
-    const char *name = name_of(msg_id);
+    const char *name = message_name(msg_id);
     if (g_program.json) {
         record.word("notification", name != nullptr ? name : "unknown")
             .number("notification_id", msg_id);
@@ -153,17 +151,6 @@ constexpr Kind kKinds[] = {{"IPC_MSG_ID_REGISTER", IPC_MSG_ID_REGISTER, body::me
 constexpr const char *kNames[] = {"IPC_MSG_ID_REGISTER", "IPC_MSG_ID_DEREGISTER",
                                   LCT_REQUESTS(REQUEST_NAME)
                                       LCT_NOTIFICATIONS(NOTIFICATION_NAME) nullptr};
-
-// nullptr: not in the table.
-const char *name_of(uint32_t msg_id)
-{
-    for (const Kind &kind : kKinds) {
-        if (kind.msg_id == msg_id) {
-            return kind.name;
-        }
-    }
-    return nullptr;
-}
 
 void add_hex(Record &record, const Body &body)
 {
@@ -289,9 +276,19 @@ bool find_message(const char *name, uint32_t *msg_id)
 
 const char *const *message_names() { return kNames; }
 
+const char *message_name(uint32_t msg_id)
+{
+    for (const Kind &kind : kKinds) {
+        if (kind.msg_id == msg_id) {
+            return kind.name;
+        }
+    }
+    return nullptr;
+}
+
 void add_message(Record &record, uint32_t msg_id)
 {
-    const char *name = name_of(msg_id);
+    const char *name = message_name(msg_id);
     record.word("message", name != nullptr ? name : "unknown").number("id", msg_id, Hex(msg_id).text);
 }
 

@@ -26,6 +26,8 @@ void print_message(const Message &message);
 // hexadecimal.
 void print_answer(uint32_t msg_id, const Body &answer);
 
+// nullptr: a message that is not known.
+const char *message_name(uint32_t msg_id);
 // The name and the number of a message.
 void add_message(Record &record, uint32_t msg_id);
 // False when no message is called so.
