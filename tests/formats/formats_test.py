@@ -353,6 +353,24 @@ class Notifications(FormatsTest):
         self.assertEqual(monitor.finish()[:2], (DONE, f"interface ready name=WM_READY\n{support.CONNECTED_LINE}\n"))
 
 
+class Captures(FormatsTest):
+    def test_file(self):
+        manager = support.FakeManager(self)
+        capture = self.start_ltectl("bus", "capture", FILE, "--count", "1")
+        client = manager.accept_registrations(3)
+        capture.err.next()
+        self.start_peer().send(stranger.message(stranger.ASYNC, CONNECT, b"", 7), client)
+        self.assertEqual(capture.finish(), (DONE, f"{FILE} packets=1\n", ""))
+        example = bytearray(page.dump("capture"))
+        example[24:32] = read_file(FILE)[24:32]
+        is_big = example[:4] == b"\xa1\xb2\xc3\xd4"
+        example[41] = 1 if is_big else 2
+        pid = str(capture.process.pid).encode()
+        for length in 44, (35 if is_big else 32), (39 if is_big else 36):
+            example[length] += len(pid) - len(b"4711")
+        self.assertEqual(read_file(FILE), example.replace(b"4711", pid))
+
+
 class Parameters(support.NvTest):
     def setUp(self):
         super().setUp()

@@ -13,7 +13,7 @@ COMMANDS = [
     "pin enable [PIN]", "pin disable [PIN]", "pin change [OLD] [NEW]", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
     "ussd-test [1|2|3]", "stats IFNAME", "metrics", "led LED FLASH", "upgrade IMAGE", "monitor",
-    "request ID", "bus list", "bus watch", "trace", "log [MODULE] [LEVEL] [on|off]",
+    "request ID", "bus list", "bus watch", "bus capture FILE", "trace", "log [MODULE] [LEVEL] [on|off]",
     "net route add DEV DST/LEN [via GATEWAY]", "net route del DEV DST/LEN [via GATEWAY]",
     "net route default add DEV GATEWAY...", "net route default del DEV GATEWAY...", "net arp IP",
     "net probe IP DEV", "net iface NAME",
@@ -117,7 +117,7 @@ class UsageErrors(ToolTest):
         for commands, option, takes, values in (
                 (("connect", "disconnect"), "--wait", "a number of seconds from 1 to 86400",
                  ("0", "86401", "x", "", "-1", "+1", " 1", "1s", "1.5", "99999999999999999999")),
-                (("monitor", "bus watch"), "--count", "a number from 1 to 1000000", ("0", "1000001", "many")),
+                (("monitor", "bus watch", "bus capture f"), "--count", "a number from 1 to 1000000", ("0", "1000001", "many")),
                 (("nv export f", "nv import f"), "--mask", "a hexadecimal mask of at most 32 bits",
                  ("", "g", "0x", "-1", "+1", " 1", "1 ", "100000000", "f" * 20))):
             for command in commands:

@@ -185,10 +185,13 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
             peer.send(stranger.message(kind, msg_id, body, 1), endpoint)
         self.hold("ltectl", "bus watch", "\n".join(watch.lines_to('"type_value":77')))
         watch.end(signal.SIGINT)
+        capture = self.start_ltectl("bus", "capture", "/tmp/captured", "--json")
+        capture.err.next()
+        self.hold("ltectl", "bus capture", capture.end(signal.SIGINT)[1])
         status, out, _ = monitor.finish()
         self.assertEqual(status, DONE)
         self.hold("ltectl", "monitor", out)
-        self.ran |= {"monitor", "bus watch"}
+        self.ran |= {"monitor", "bus watch", "bus capture"}
         peer.close()
 
     def returning(self):

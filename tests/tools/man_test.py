@@ -142,7 +142,7 @@ class Pages(unittest.TestCase):
 
     def test_every_command_that_needs_somebody_tells_that_nobody_is_there(self):
         for command in ("status", "connect", "monitor", "roam", "nettype", "scan", "imsi", "channel", "apn set", "diag",
-                        "cfun-off", "state-change", "sms clear", "ussd-test", "bus watch"):
+                        "cfun-off", "state-change", "sms clear", "ussd-test", "bus watch", "bus capture -"):
             with self.subTest(command):
                 self.assertEqual(support.run(LTECTL, *command.split()).returncode, support.NOBODY)
 

@@ -21,7 +21,7 @@ START = 0.0  # what a program takes to start and to end here, which is no part o
 LASTING = ("monitor", "bus watch")
 ASKING = ("roam", "roam on", "nettype", "pref 7", "port 1", "scan", "imsi", "channel", "pin enable 1234",
           "pin disable 1234", "pin change 1234 4321", "apn set", "at AT", "diag", "iface up", "cfun-off",
-          "state-change", "connect", "disconnect", "request 99", *LASTING, "status")
+          "state-change", "connect", "disconnect", "request 99", *LASTING, "bus capture /dev/null", "status")
 ASKING_THE_STORE = ("sms clear", "ussd-test")
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 

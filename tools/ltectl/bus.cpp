@@ -1,10 +1,11 @@
-// bus: the endpoints of this machine, and the messages that one of them receives.
+// bus: the endpoints of this machine, and the messages that one of them receives, shown or in a file.
 
 #include "common/program.h"
 #include "common/wan_manager.h"
 #include "lc_file/stream.h"
 #include "lte_sdk/request_table.h"
 #include "ltectl/array.h"
+#include "ltectl/capture.h"
 #include "ltectl/client.h"
 #include "ltectl/commands.h"
 #include "ltectl/endpoints.h"
@@ -150,6 +151,7 @@ int print_endpoints(FILE *table)
 // ---- watch ----
 
 uint32_t g_count = 0; // 0: no limit
+Capture *g_capture = nullptr;
 
 // The answers to this process's own subscriptions are not shown.
 uint32_t on_message(ipc_msg_hdr *received, uint32_t)
@@ -185,10 +187,19 @@ const Option kBusListOptions[] = {
     {},
 };
 
+constexpr Option kCountOption = {"count", "N", "end after N messages", &kCount, &g_count};
+
 const Option kBusWatchOptions[] = {
-    {"count", "N", "end after N messages", &kCount, &g_count},
+    kCountOption,
     kTimestampsOption,
     {"show-secrets", nullptr, "show PINs too", &kSwitch, &g_show_secrets},
+    kSubscribingTimeoutOption,
+    {},
+};
+
+const Option kBusCaptureOptions[] = {
+    kCountOption,
+    {"show-secrets", nullptr, "capture PINs too", &kSwitch, &g_show_secrets},
     kSubscribingTimeoutOption,
     {},
 };
@@ -212,9 +223,32 @@ int bus_watch(char *const *)
         note("waiting for messages to lc_socket_cli1_%u_common; end with Ctrl-C",
              static_cast<unsigned int>(getpid()));
         Message message;
-        return show_events(&message, sizeof(message), g_count, [](const void *arrived) {
+        return show_events(&message, sizeof(message), g_count, {[](const void *arrived) {
             print_message(*static_cast<const Message *>(arrived));
-        });
+        }});
+    });
+}
+
+int bus_capture(char *const *operands)
+{
+    return run_until(g_timeout_seconds, [=] {
+        if (const int code = start_watching(); code != kDone) {
+            return code;
+        }
+        Capture capture;
+        if (const int code = capture.open(operands[0]); code != kDone || capture.is_lost()) {
+            return code;
+        }
+        g_capture = &capture;
+        note("capturing messages to lc_socket_cli1_%u_common; end with Ctrl-C",
+             static_cast<unsigned int>(getpid()));
+        Message message;
+        const int code = show_events(
+            &message, sizeof(message), g_count,
+            {.event = [](const void *arrived) { g_capture->add(*static_cast<const Message *>(arrived)); },
+             .presence = [](bool is_back) { note("the WAN manager is %s", is_back ? "back" : "gone"); },
+             .is_lost = [] { return g_capture->is_lost(); }});
+        return code == kDone ? capture.finish() : code;
     });
 }
 

@@ -94,13 +94,6 @@ private:
     int64_t looked_ms_ = now_ms();
 };
 
-void print_presence(const char *status)
-{
-    Record record;
-    add_time(record, wall_clock_ms());
-    record.word("event", "manager").word("status", status);
-}
-
 void print_state()
 {
     const auto state = read_link_state();
@@ -112,7 +105,7 @@ void print_state()
 }
 
 // False when a signal comes instead of a reader.
-bool tell(Presence::Change change)
+bool tell(Presence::Change change, const Showing &showing)
 {
     if (change == Presence::Change::kNone) {
         return true;
@@ -120,12 +113,7 @@ bool tell(Presence::Change change)
     if (!await_reader()) {
         return false;
     }
-    if (change == Presence::Change::kGone) {
-        print_presence("gone");
-    } else {
-        print_presence("back");
-        print_state();
-    }
+    showing.presence(change == Presence::Change::kBack);
     return true;
 }
 
@@ -180,13 +168,27 @@ int start_client()
     return subscribe(WM_MSG_LINK_STATUS_NOTIFY);
 }
 
-int show_events(void *event, size_t size, uint32_t count, void (*print)(const void *event))
+void print_presence(bool is_back)
+{
+    {
+        Record record;
+        add_time(record, wall_clock_ms());
+        record.word("event", "manager").word("status", is_back ? "back" : "gone");
+    }
+    if (is_back) {
+        print_state();
+    }
+}
+
+bool is_output_lost() { return output_error() != 0; }
+
+int show_events(void *event, size_t size, uint32_t count, const Showing &showing)
 {
     Presence presence;
     run_until_signal();
     uint32_t last = 0;
     for (uint32_t printed = 0; count == 0 || printed < count;) {
-        if (presence.is_due() && !tell(presence.look())) {
+        if (presence.is_due() && !tell(presence.look(), showing)) {
             return kDone;
         }
         switch (next_event(event, size, presence.next_ms())) {
@@ -195,7 +197,7 @@ int show_events(void *event, size_t size, uint32_t count, void (*print)(const vo
             if (!await_reader()) {
                 return kDone;
             }
-            print(event);
+            showing.event(event);
             ++printed;
             break;
         case Arrival::kSignal:
@@ -206,7 +208,7 @@ int show_events(void *event, size_t size, uint32_t count, void (*print)(const vo
         case Arrival::kError:
             return fail(kFailed, "cannot wait for events: %s", strerror(errno));
         }
-        if (output_error() != 0) {
+        if (showing.is_lost()) {
             return kDone; // judge_output decides at the end whether this is a failure
         }
     }

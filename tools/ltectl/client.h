@@ -24,9 +24,21 @@ uint32_t first_served();
 // Whether a response may be the answer to that. Any thread.
 bool is_subscribing();
 
+// The WAN manager is gone, or is back: a line, and after a restart another with the state of the link.
+void print_presence(bool is_back);
+
+bool is_output_lost(); // an error of standard output
+
+// Where events go.
+struct Showing {
+    void (*event)(const void *event);
+    void (*presence)(bool is_back) = print_presence;
+    bool (*is_lost)() = is_output_lost;
+};
+
 // Shows events until there were count of them (0: no limit), a signal comes or the output is closed.
-// Reports lost events and restarts of the WAN manager; after a restart it subscribes again and shows
-// the current state first. Returns the exit code.
-int show_events(void *event, size_t size, uint32_t count, void (*print)(const void *event));
+// Reports lost events and restarts of the WAN manager; after a restart it subscribes again. Returns the
+// exit code.
+int show_events(void *event, size_t size, uint32_t count, const Showing &showing);
 
 } // namespace lterouter::tools

@@ -10,6 +10,7 @@ int64_t now_ms();
 
 // The same on the wall clock, since 1970.
 int64_t wall_clock_ms();
+int64_t wall_clock_us();
 
 // 2026-11-22T04:27:04.125Z
 struct TimeText {

@@ -86,8 +86,10 @@ int show_metrics(char *const *operands);
 // bus.cpp
 extern const Option kBusListOptions[];
 extern const Option kBusWatchOptions[];
+extern const Option kBusCaptureOptions[];
 int bus_list(char *const *operands);
 int bus_watch(char *const *operands);
+int bus_capture(char *const *operands);
 
 // trace.cpp
 extern const Option kTraceOptions[];

@@ -21,6 +21,8 @@ int g_write_end = -1;
 // Only on the receive thread.
 uint32_t g_arrived = 0;
 
+int g_output = STDOUT_FILENO;
+
 int poll_timeout(std::optional<int64_t> deadline_ms)
 {
     if (!deadline_ms) {
@@ -51,7 +53,7 @@ bool pass_on(void *event, size_t size)
     if (g_write_end < 0) {
         return false;
     }
-    const EventHead head = {++g_arrived, wall_clock_ms()};
+    const EventHead head = {++g_arrived, wall_clock_us()};
     memcpy(event, &head, sizeof(head));
     // A full pipe loses the event: a slow reader of the output must not block the WAN manager.
     return write(g_write_end, event, size) == static_cast<ssize_t>(size);
@@ -71,7 +73,7 @@ uint32_t on_event(const lct_event *event)
 
 Arrival next_event(void *event, size_t size, std::optional<int64_t> deadline_ms)
 {
-    pollfd watched[] = {{g_read_end, POLLIN, 0}, {stop_fd(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    pollfd watched[] = {{g_read_end, POLLIN, 0}, {stop_fd(), POLLIN, 0}, {g_output, 0, 0}};
     const int ready = poll(watched, std::size(watched), poll_timeout(deadline_ms));
     if (ready < 0) {
         return Arrival::kError;
@@ -86,9 +88,11 @@ Arrival next_event(void *event, size_t size, std::optional<int64_t> deadline_ms)
     return ready == 0 ? Arrival::kTimeout : Arrival::kReaderGone;
 }
 
+void set_output(int fd) { g_output = fd; }
+
 bool await_reader()
 {
-    pollfd watched[] = {{stop_fd(), POLLIN, 0}, {STDOUT_FILENO, POLLOUT, 0}};
+    pollfd watched[] = {{stop_fd(), POLLIN, 0}, {g_output, POLLOUT, 0}};
     poll(watched, std::size(watched), -1);
     return watched[0].revents == 0;
 }

@@ -16,7 +16,7 @@ namespace lterouter::tools {
 // The beginning of every record in the pipe.
 struct EventHead {
     uint32_t number;    // counts the events that arrived; a gap: events were lost
-    int64_t arrived_ms; // on the wall clock
+    int64_t arrived_us; // on the wall clock
 };
 
 struct Event {
@@ -49,6 +49,9 @@ inline Arrival next_event(Event *event, std::optional<int64_t> deadline_ms)
 {
     return next_event(event, sizeof(*event), deadline_ms);
 }
+
+// Where the events are written to, if not to standard output.
+void set_output(int fd);
 
 // Waits until output can be written; false when a signal comes first, which next_event then returns. A
 // blocking write would not be ended by the signal.

@@ -23,6 +23,9 @@
 //   interface an interface's state from the kernel
 //   nv_file, nv_store, nv_import
 //             parameter files, copies and imports: details that the library does not report
+//   replacement
+//             a file that takes another's place
+//   capture   received messages in a capture file
 //   scratch_file
 //             a temporary file without a name, for library calls that take a path
 //   secret    a secret from the command line, standard input or a prompt; whether it is shown
@@ -213,6 +216,11 @@ constexpr Command kBusCommands[] = {
      .help = "Subscribe to all events, and show every message that arrives.",
      .run = bus_watch,
      .options = kBusWatchOptions},
+    {.name = "capture",
+     .operands = "FILE",
+     .help = "The same into a capture file, or - to standard output, for Wireshark.",
+     .run = bus_capture,
+     .options = kBusCaptureOptions},
     {},
 };
 

@@ -302,12 +302,34 @@ void print_answer(uint32_t msg_id, const Body &answer)
     add_known_value(record, msg_id, answer);
 }
 
+bool mask_secrets(Message *message)
+{
+    const ipc_msg_hdr &header = message->header;
+    const Body body = {message->body, std::min<uint32_t>(header.length, sizeof(message->body))};
+    if (g_show_secrets || body.length == 0 || header.type == IPC_MSG_TYPE_RESPONSE ||
+        !may_hold_pin(header.msg_id)) {
+        return false;
+    }
+    const std::string_view command =
+        header.msg_id == WM_MSG_MODEM_AT_REQ ? at_command(body) : std::string_view();
+    const size_t before = length_before_pin(command);
+    if (!command.empty() && before == std::string_view::npos) {
+        return false;
+    }
+    const size_t start = command.empty() ? 0 : sizeof(AtHead) + before;
+    memset(message->body + start, kMasked[0], body.length - start);
+    if (!command.empty()) {
+        message->body[sizeof(AtHead) + command.size()] = '\r'; // it is a command all the same
+    }
+    return true;
+}
+
 void print_message(const Message &message)
 {
     const ipc_msg_hdr &header = message.header;
     Record record;
     record.event("message");
-    add_time(record, message.head.arrived_ms);
+    add_time(record, message.head.arrived_us / 1000);
     add_named(record, "type", kTypes, header.type);
     add_message(record, header.msg_id);
     record.number("session", header.session_id)

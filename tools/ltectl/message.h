@@ -22,6 +22,10 @@ void copy_message(ipc_msg_hdr *received, Message *message);
 // is not known or its length is another.
 void print_message(const Message &message);
 
+// Replaces PINs, and what may be one, by asterisks, unless they are to be shown. Returns whether there
+// were any.
+bool mask_secrets(Message *message);
+
 // The answer to a request: its result, and what is behind it, by its fields where they are known, else in
 // hexadecimal.
 void print_answer(uint32_t msg_id, const Body &answer);

@@ -14,7 +14,7 @@ void print_event(const void *arrived)
 {
     const Event &event = *static_cast<const Event *>(arrived);
     Record record;
-    add_time(record, event.head.arrived_ms);
+    add_time(record, event.head.arrived_us / 1000);
     if (event.kind == LCT_EVENT_LINK_STATUS) {
         add_link(record, event.link);
     } else {
@@ -40,7 +40,7 @@ int monitor(char *const *)
         // On standard error: output is one line for each event.
         note("waiting for events; end with Ctrl-C");
         Event event;
-        return show_events(&event, sizeof(event), g_count, print_event);
+        return show_events(&event, sizeof(event), g_count, {print_event});
     });
 }
 
