@@ -15,12 +15,13 @@ LTEROUTER_CONF_OPTS = \
 	-DLTEROUTER_WERROR=OFF \
 	-DCMAKE_SKIP_RPATH=ON
 
-# No target has this shell.
-define LTEROUTER_REMOVE_FISH
+# No target has this shell, or shows captures.
+define LTEROUTER_REMOVE_FOR_DESKS
 	$(RM) -r $(TARGET_DIR)/usr/share/fish/vendor_completions.d
 	rmdir $(TARGET_DIR)/usr/share/fish 2>/dev/null || :
+	$(RM) $(TARGET_DIR)/usr/share/lterouter/lterouter.lua
 endef
-LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_FISH
+LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_FOR_DESKS
 
 ifneq ($(BR2_PACKAGE_LTEROUTER_TOOLS),y)
 define LTEROUTER_REMOVE_TOOLS
