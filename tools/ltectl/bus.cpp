@@ -151,7 +151,7 @@ int print_endpoints(FILE *table)
 // ---- watch ----
 
 uint32_t g_count = 0; // 0: no limit
-Capture *g_capture = nullptr;
+Capture g_capture;
 
 // The answers to this process's own subscriptions are not shown.
 uint32_t on_message(ipc_msg_hdr *received, uint32_t)
@@ -182,8 +182,9 @@ int start_watching()
 } // namespace
 
 const Option kBusListOptions[] = {
-    {"verbose", nullptr, "show the requests that a module answers, and those it takes without an answer",
-     &kSwitch, &g_verbose, 'v'},
+    {"verbose", nullptr,
+     "show the requests that a module answers, and those it takes without an answer", &kSwitch,
+     &g_verbose, 'v'},
     {},
 };
 
@@ -235,20 +236,19 @@ int bus_capture(char *const *operands)
         if (const int code = start_watching(); code != kDone) {
             return code;
         }
-        Capture capture;
-        if (const int code = capture.open(operands[0]); code != kDone || capture.is_lost()) {
+        if (const int code = g_capture.open(operands[0]); code != kDone || g_capture.is_lost()) {
             return code;
         }
-        g_capture = &capture;
         note("capturing messages to lc_socket_cli1_%u_common; end with Ctrl-C",
              static_cast<unsigned int>(getpid()));
-        Message message;
+        Message message = {};
         const int code = show_events(
             &message, sizeof(message), g_count,
-            {.event = [](const void *arrived) { g_capture->add(*static_cast<const Message *>(arrived)); },
+            {.event =
+                 [](const void *arrived) { g_capture.add(*static_cast<const Message *>(arrived)); },
              .presence = [](bool is_back) { note("the WAN manager is %s", is_back ? "back" : "gone"); },
-             .is_lost = [] { return g_capture->is_lost(); }});
-        return code == kDone ? capture.finish() : code;
+             .is_lost = [] { return g_capture.is_lost(); }});
+        return code == kDone ? g_capture.finish() : code;
     });
 }
 

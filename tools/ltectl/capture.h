@@ -8,15 +8,15 @@
 
 namespace lterouter::tools {
 
+// Of the process's one command: the file is open until that ends.
 class Capture {
 public:
     Capture() = default;
-    ~Capture() { close_file(); }
     Capture(const Capture &) = delete;
     Capture &operator=(const Capture &) = delete;
 
-    // "-" is standard output. An earlier file is replaced as soon as the new one has its header. Returns
-    // kDone, or the exit code after an error message.
+    // "-" is standard output. An earlier file is replaced as soon as the new one has its header.
+    // Returns kDone, or the exit code after an error message.
     int open(const char *path);
     // Once a write has failed nothing more is written, and the file ends with the last whole packet.
     void add(const Message &message);

@@ -9,8 +9,8 @@ namespace lterouter::tools {
 // For an Ending: removes the file if it has not taken its place.
 void remove_unfinished();
 
-// It has a name from the beginning: one without (O_TMPFILE) could not take another's place, since linkat
-// replaces nothing, nor be made on every file system of a router. One at a time.
+// It has a name from the beginning: one without (O_TMPFILE) could not take another's place, since
+// linkat replaces nothing, nor be made on every file system of a router. One at a time.
 class Replacement {
 public:
     // path: of the file to be replaced, or a new name.
@@ -19,8 +19,8 @@ public:
     Replacement(const Replacement &) = delete;
     Replacement &operator=(const Replacement &) = delete;
 
-    // Makes the file, with the owner and rights of the one to be replaced. Returns a descriptor; -1 with
-    // errno.
+    // Makes the file, with the owner and rights of the one to be replaced. Returns a descriptor; -1
+    // with errno.
     int open() const;
     // Where it is until it takes its place.
     const char *unfinished() const;
