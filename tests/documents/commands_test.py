@@ -140,7 +140,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"cp -r packaging/(openwrt|buildroot).*|cp build/packages/.* OPENWRT/dl/|make (BR2_EXTERNAL=.* )?menuconfig",
      ByTest("tests/packaging/recipes_test.py", "buildroot.mk")),
 
-    (r"ltectl (net( route| probe)?|nv|sim|upgrade|wait)", Group()),
+    (r"ltectl (bus capture|net( route| probe)?|nv|sim|upgrade|wait)", Group()),
     (r"ltectl monitor( --json)?", RunsOn("ltectl: waiting for events")),
     (r"ltectl trace -f", RunsOn("[lib/")),
     (r"ltectl bus watch", RunsOn("ltectl: waiting for messages")),
