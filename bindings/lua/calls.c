@@ -47,14 +47,10 @@ const struct errors lc_up_errors = {NULL, 0, "failed; /tmp/ltelog.1 tells why"};
 static void push_lct_operator(lua_State *L, const lct_operator *record)
 {
     lua_createtable(L, 0, 4);
-    lua_pushlstring(L, record->name, strnlen(record->name, sizeof record->name));
-    lua_setfield(L, -2, "name");
-    push_unsigned(L, record->first);
-    lua_setfield(L, -2, "first");
-    push_unsigned(L, record->second);
-    lua_setfield(L, -2, "second");
-    push_numbers(L, record->numbers, 5);
-    lua_setfield(L, -2, "numbers");
+    set_text(L, "name", record->name, sizeof record->name);
+    set_unsigned(L, "first", record->first);
+    set_unsigned(L, "second", record->second);
+    set_numbers(L, "numbers", record->numbers, 5);
 }
 
 static void push_lct_operators(lua_State *L, const lct_operator *records, int count)
@@ -73,123 +69,76 @@ static void push_lct_operators(lua_State *L, const lct_operator *records, int co
 void push_lct_link_status(lua_State *L, const lct_link_status *record)
 {
     lua_createtable(L, 0, 9);
-    push_unsigned(L, record->iface_type);
-    lua_setfield(L, -2, "iface_type");
-    push_unsigned(L, record->link_status);
-    lua_setfield(L, -2, "link_status");
-    push_unsigned(L, record->ip_status);
-    lua_setfield(L, -2, "ip_status");
-    lua_pushlstring(L, record->interface_name, strnlen(record->interface_name, sizeof record->interface_name));
-    lua_setfield(L, -2, "interface_name");
-    lua_pushlstring(L, record->ip, strnlen(record->ip, sizeof record->ip));
-    lua_setfield(L, -2, "ip");
-    lua_pushlstring(L, record->gateway, strnlen(record->gateway, sizeof record->gateway));
-    lua_setfield(L, -2, "gateway");
-    lua_pushlstring(L, record->dns1, strnlen(record->dns1, sizeof record->dns1));
-    lua_setfield(L, -2, "dns1");
-    lua_pushlstring(L, record->dns2, strnlen(record->dns2, sizeof record->dns2));
-    lua_setfield(L, -2, "dns2");
-    lua_pushlstring(L, record->mask, strnlen(record->mask, sizeof record->mask));
-    lua_setfield(L, -2, "mask");
+    set_unsigned(L, "iface_type", record->iface_type);
+    set_unsigned(L, "link_status", record->link_status);
+    set_unsigned(L, "ip_status", record->ip_status);
+    set_text(L, "interface_name", record->interface_name, sizeof record->interface_name);
+    set_text(L, "ip", record->ip, sizeof record->ip);
+    set_text(L, "gateway", record->gateway, sizeof record->gateway);
+    set_text(L, "dns1", record->dns1, sizeof record->dns1);
+    set_text(L, "dns2", record->dns2, sizeof record->dns2);
+    set_text(L, "mask", record->mask, sizeof record->mask);
 }
 
 void push_lct_iface_status(lua_State *L, const lct_iface_status *record)
 {
     lua_createtable(L, 0, 1);
-    push_unsigned(L, record->readiness);
-    lua_setfield(L, -2, "readiness");
+    set_unsigned(L, "readiness", record->readiness);
 }
 
 static void push_apn_item(lua_State *L, const apn_item *record)
 {
     lua_createtable(L, 0, 10);
-    lua_pushlstring(L, record->key, strnlen(record->key, sizeof record->key));
-    lua_setfield(L, -2, "key");
-    lua_pushlstring(L, record->apn, strnlen(record->apn, sizeof record->apn));
-    lua_setfield(L, -2, "apn");
-    lua_pushlstring(L, record->text1, strnlen(record->text1, sizeof record->text1));
-    lua_setfield(L, -2, "text1");
-    lua_pushlstring(L, record->text2, strnlen(record->text2, sizeof record->text2));
-    lua_setfield(L, -2, "text2");
-    lua_pushlstring(L, record->text3, strnlen(record->text3, sizeof record->text3));
-    lua_setfield(L, -2, "text3");
-    lua_pushlstring(L, record->text4, strnlen(record->text4, sizeof record->text4));
-    lua_setfield(L, -2, "text4");
-    push_unsigned(L, record->number1);
-    lua_setfield(L, -2, "number1");
-    push_signed(L, record->number2);
-    lua_setfield(L, -2, "number2");
-    push_signed(L, record->number3);
-    lua_setfield(L, -2, "number3");
-    push_signed(L, record->enabled);
-    lua_setfield(L, -2, "enabled");
+    set_text(L, "key", record->key, sizeof record->key);
+    set_text(L, "apn", record->apn, sizeof record->apn);
+    set_text(L, "text1", record->text1, sizeof record->text1);
+    set_text(L, "text2", record->text2, sizeof record->text2);
+    set_text(L, "text3", record->text3, sizeof record->text3);
+    set_text(L, "text4", record->text4, sizeof record->text4);
+    set_unsigned(L, "number1", record->number1);
+    set_signed(L, "number2", record->number2);
+    set_signed(L, "number3", record->number3);
+    set_signed(L, "enabled", record->enabled);
 }
 
 static void push_if_stats(lua_State *L, const if_stats *record)
 {
     lua_createtable(L, 0, 24);
-    push_unsigned(L, record->rx_packets);
-    lua_setfield(L, -2, "rx_packets");
-    push_unsigned(L, record->tx_packets);
-    lua_setfield(L, -2, "tx_packets");
-    push_unsigned(L, record->rx_bytes);
-    lua_setfield(L, -2, "rx_bytes");
-    push_unsigned(L, record->tx_bytes);
-    lua_setfield(L, -2, "tx_bytes");
-    push_unsigned(L, record->rx_errors);
-    lua_setfield(L, -2, "rx_errors");
-    push_unsigned(L, record->tx_errors);
-    lua_setfield(L, -2, "tx_errors");
-    push_unsigned(L, record->rx_dropped);
-    lua_setfield(L, -2, "rx_dropped");
-    push_unsigned(L, record->tx_dropped);
-    lua_setfield(L, -2, "tx_dropped");
-    push_unsigned(L, record->rx_multicast);
-    lua_setfield(L, -2, "rx_multicast");
-    push_unsigned(L, record->rx_compressed);
-    lua_setfield(L, -2, "rx_compressed");
-    push_unsigned(L, record->tx_compressed);
-    lua_setfield(L, -2, "tx_compressed");
-    push_unsigned(L, record->collisions);
-    lua_setfield(L, -2, "collisions");
-    push_unsigned(L, record->rx_length_errors);
-    lua_setfield(L, -2, "rx_length_errors");
-    push_unsigned(L, record->rx_over_errors);
-    lua_setfield(L, -2, "rx_over_errors");
-    push_unsigned(L, record->rx_crc_errors);
-    lua_setfield(L, -2, "rx_crc_errors");
-    push_unsigned(L, record->rx_frame_errors);
-    lua_setfield(L, -2, "rx_frame_errors");
-    push_unsigned(L, record->rx_fifo_errors);
-    lua_setfield(L, -2, "rx_fifo_errors");
-    push_unsigned(L, record->rx_missed_errors);
-    lua_setfield(L, -2, "rx_missed_errors");
-    push_unsigned(L, record->tx_aborted_errors);
-    lua_setfield(L, -2, "tx_aborted_errors");
-    push_unsigned(L, record->tx_carrier_errors);
-    lua_setfield(L, -2, "tx_carrier_errors");
-    push_unsigned(L, record->tx_fifo_errors);
-    lua_setfield(L, -2, "tx_fifo_errors");
-    push_unsigned(L, record->tx_heartbeat_errors);
-    lua_setfield(L, -2, "tx_heartbeat_errors");
-    push_unsigned(L, record->tx_window_errors);
-    lua_setfield(L, -2, "tx_window_errors");
-    push_unsigned(L, record->uptime);
-    lua_setfield(L, -2, "uptime");
+    set_unsigned(L, "rx_packets", record->rx_packets);
+    set_unsigned(L, "tx_packets", record->tx_packets);
+    set_unsigned(L, "rx_bytes", record->rx_bytes);
+    set_unsigned(L, "tx_bytes", record->tx_bytes);
+    set_unsigned(L, "rx_errors", record->rx_errors);
+    set_unsigned(L, "tx_errors", record->tx_errors);
+    set_unsigned(L, "rx_dropped", record->rx_dropped);
+    set_unsigned(L, "tx_dropped", record->tx_dropped);
+    set_unsigned(L, "rx_multicast", record->rx_multicast);
+    set_unsigned(L, "rx_compressed", record->rx_compressed);
+    set_unsigned(L, "tx_compressed", record->tx_compressed);
+    set_unsigned(L, "collisions", record->collisions);
+    set_unsigned(L, "rx_length_errors", record->rx_length_errors);
+    set_unsigned(L, "rx_over_errors", record->rx_over_errors);
+    set_unsigned(L, "rx_crc_errors", record->rx_crc_errors);
+    set_unsigned(L, "rx_frame_errors", record->rx_frame_errors);
+    set_unsigned(L, "rx_fifo_errors", record->rx_fifo_errors);
+    set_unsigned(L, "rx_missed_errors", record->rx_missed_errors);
+    set_unsigned(L, "tx_aborted_errors", record->tx_aborted_errors);
+    set_unsigned(L, "tx_carrier_errors", record->tx_carrier_errors);
+    set_unsigned(L, "tx_fifo_errors", record->tx_fifo_errors);
+    set_unsigned(L, "tx_heartbeat_errors", record->tx_heartbeat_errors);
+    set_unsigned(L, "tx_window_errors", record->tx_window_errors);
+    set_unsigned(L, "uptime", record->uptime);
 }
 
 static void push_logconfig(lua_State *L, const logconfig *record)
 {
     lua_createtable(L, 0, 3);
-    push_signed(L, record->id);
-    lua_setfield(L, -2, "id");
-    lua_pushlstring(L, &record->letter, 1);
-    lua_setfield(L, -2, "letter");
-    lua_pushlstring(L, record->name, strnlen(record->name, sizeof record->name));
-    lua_setfield(L, -2, "name");
+    set_signed(L, "id", record->id);
+    set_text(L, "letter", &record->letter, 1);
+    set_text(L, "name", record->name, sizeof record->name);
 }
 
-static int log_find_module(lua_State *L)
+static int call_log_find_module(lua_State *L)
 {
     logconfig out = {0};
     const int32_t id = check_int32(L, 1);
@@ -200,7 +149,7 @@ static int log_find_module(lua_State *L)
     return 1;
 }
 
-static int log_start(lua_State *L)
+static int call_log_start(lua_State *L)
 {
     const int32_t id = check_int32(L, 1);
     const int64_t code = log_init(id);
@@ -210,7 +159,7 @@ static int log_start(lua_State *L)
     return 1;
 }
 
-static int log_write(lua_State *L)
+static int call_log_write(lua_State *L)
 {
     const int32_t level = check_int32(L, 1);
     const char *text = check_text(L, 2);
@@ -218,7 +167,7 @@ static int log_write(lua_State *L)
     return 0;
 }
 
-static int network_add_route(lua_State *L)
+static int call_network_add_route(lua_State *L)
 {
     const char *dev = check_text(L, 1);
     const int metric = check_int32(L, 2);
@@ -232,7 +181,7 @@ static int network_add_route(lua_State *L)
     return 1;
 }
 
-static int network_delete_route(lua_State *L)
+static int call_network_delete_route(lua_State *L)
 {
     const char *dev = check_text(L, 1);
     const int metric = check_int32(L, 2);
@@ -246,7 +195,7 @@ static int network_delete_route(lua_State *L)
     return 1;
 }
 
-static int network_add_default_routes(lua_State *L)
+static int call_network_add_default_routes(lua_State *L)
 {
     const char *dev = check_text(L, 1);
     char *gateways = check_line(L, 2);
@@ -257,7 +206,7 @@ static int network_add_default_routes(lua_State *L)
     return 1;
 }
 
-static int network_delete_default_routes(lua_State *L)
+static int call_network_delete_default_routes(lua_State *L)
 {
     const char *dev = check_text(L, 1);
     char *gateways = check_line(L, 2);
@@ -268,21 +217,21 @@ static int network_delete_default_routes(lua_State *L)
     return 1;
 }
 
-static int network_is_address(lua_State *L)
+static int call_network_is_address(lua_State *L)
 {
     const char *text = check_text(L, 1);
     lua_pushboolean(L, is_valid_ip(text) != 0);
     return 1;
 }
 
-static int network_has_interface(lua_State *L)
+static int call_network_has_interface(lua_State *L)
 {
     const char *name = check_text(L, 1);
     lua_pushboolean(L, lc_is_interface_exist(name) != 0);
     return 1;
 }
 
-static int network_find_neighbour(lua_State *L)
+static int call_network_find_neighbour(lua_State *L)
 {
     const char *ip = check_text(L, 1);
     char mac[19] = {0};
@@ -293,7 +242,7 @@ static int network_find_neighbour(lua_State *L)
     return 1;
 }
 
-static int network_probe(lua_State *L)
+static int call_network_probe(lua_State *L)
 {
     const struct in_addr target_ip = check_address(L, 1);
     const struct in_addr our_ip = check_address(L, 2);
@@ -305,7 +254,7 @@ static int network_probe(lua_State *L)
     return 1;
 }
 
-static int network_update_neighbour(lua_State *L)
+static int call_network_update_neighbour(lua_State *L)
 {
     const char *target_ip = check_text(L, 1);
     const char *source_ip = check_text(L, 2);
@@ -318,7 +267,7 @@ static int network_update_neighbour(lua_State *L)
     return 1;
 }
 
-static int timers_count(lua_State *L)
+static int call_timers_count(lua_State *L)
 {
     uint32_t counts[2] = {0};
     const int64_t code = query_timer(counts);
@@ -329,14 +278,14 @@ static int timers_count(lua_State *L)
     return 2;
 }
 
-static int messaging_set_send_limit(lua_State *L)
+static int call_messaging_set_send_limit(lua_State *L)
 {
     const uint32_t milliseconds = (uint32_t)check_milliseconds(L, 1);
     ipc_msg_set_send_limit(milliseconds);
     return 0;
 }
 
-static int ram_open(lua_State *L)
+static int call_ram_open(lua_State *L)
 {
     const int64_t code = nvmram_init();
     if (code != 0)
@@ -345,7 +294,7 @@ static int ram_open(lua_State *L)
     return 1;
 }
 
-static int ram_read(lua_State *L)
+static int call_ram_read(lua_State *L)
 {
     const char *name = check_text(L, 1);
     char buf[4097] = {0};
@@ -356,7 +305,7 @@ static int ram_read(lua_State *L)
     return 1;
 }
 
-static int ram_write(lua_State *L)
+static int call_ram_write(lua_State *L)
 {
     const char *name = check_text(L, 1);
     const char *value = check_text(L, 2);
@@ -367,7 +316,7 @@ static int ram_write(lua_State *L)
     return 1;
 }
 
-static int ram_clear(lua_State *L)
+static int call_ram_clear(lua_State *L)
 {
     const int64_t code = nvmram_clear();
     if (code != 0)
@@ -376,7 +325,7 @@ static int ram_clear(lua_State *L)
     return 1;
 }
 
-static int ram_match(lua_State *L)
+static int call_ram_match(lua_State *L)
 {
     const char *name = check_text(L, 1);
     const char *value = check_text(L, 2);
@@ -387,7 +336,7 @@ static int ram_match(lua_State *L)
     return 1;
 }
 
-static int nvm_open(lua_State *L)
+static int call_nvm_open(lua_State *L)
 {
     const int64_t code = nvm_init();
     if (code != 0)
@@ -396,7 +345,7 @@ static int nvm_open(lua_State *L)
     return 1;
 }
 
-static int nvm_read(lua_State *L)
+static int call_nvm_read(lua_State *L)
 {
     const char *name = check_text(L, 1);
     char buf[4097] = {0};
@@ -407,7 +356,7 @@ static int nvm_read(lua_State *L)
     return 1;
 }
 
-static int nvm_write(lua_State *L)
+static int call_nvm_write(lua_State *L)
 {
     const char *name = check_text(L, 1);
     const char *value = check_text(L, 2);
@@ -418,7 +367,7 @@ static int nvm_write(lua_State *L)
     return 1;
 }
 
-static int nvm_match(lua_State *L)
+static int call_nvm_match(lua_State *L)
 {
     const char *name = check_text(L, 1);
     const char *value = check_text(L, 2);
@@ -429,7 +378,7 @@ static int nvm_match(lua_State *L)
     return 1;
 }
 
-static int nvm_clear(lua_State *L)
+static int call_nvm_clear(lua_State *L)
 {
     const int64_t code = nvm_clear();
     if (code != 0)
@@ -438,7 +387,7 @@ static int nvm_clear(lua_State *L)
     return 1;
 }
 
-static int nvm_close(lua_State *L)
+static int call_nvm_close(lua_State *L)
 {
     const int64_t code = nvm_fin();
     if (code != 0)
@@ -447,7 +396,7 @@ static int nvm_close(lua_State *L)
     return 1;
 }
 
-static int nvm_export_file(lua_State *L)
+static int call_nvm_export_file(lua_State *L)
 {
     const char *path = check_text(L, 1);
     const uint32_t mask = check_uint32(L, 2);
@@ -459,7 +408,7 @@ static int nvm_export_file(lua_State *L)
     return 1;
 }
 
-static int nvm_import_file(lua_State *L)
+static int call_nvm_import_file(lua_State *L)
 {
     const char *path = check_text(L, 1);
     const uint32_t mask = check_uint32(L, 2);
@@ -472,7 +421,7 @@ static int nvm_import_file(lua_State *L)
     return 1;
 }
 
-static int nvm_reset(lua_State *L)
+static int call_nvm_reset(lua_State *L)
 {
     const int64_t code = nvm_routerreset();
     if (code != 0)
@@ -481,7 +430,7 @@ static int nvm_reset(lua_State *L)
     return 1;
 }
 
-static int nvm_look_up(lua_State *L)
+static int call_nvm_look_up(lua_State *L)
 {
     const char *path = check_text(L, 1);
     const char *name = check_text(L, 2);
@@ -494,7 +443,7 @@ static int nvm_look_up(lua_State *L)
     return 1;
 }
 
-static int nvm_checksum(lua_State *L)
+static int call_nvm_checksum(lua_State *L)
 {
     const uint32_t crc = check_uint32(L, 1);
     size_t data_size;
@@ -503,7 +452,7 @@ static int nvm_checksum(lua_State *L)
     return 1;
 }
 
-static int client_send(lua_State *L)
+static int call_client_send(lua_State *L)
 {
     require_client(L);
     const uint32_t module_id = check_uint32(L, 2);
@@ -517,7 +466,7 @@ static int client_send(lua_State *L)
     return 1;
 }
 
-static int client_request(lua_State *L)
+static int call_client_request(lua_State *L)
 {
     require_client(L);
     const uint32_t module_id = check_uint32(L, 2);
@@ -527,15 +476,15 @@ static int client_request(lua_State *L)
     const uint32_t timeout = (uint32_t)check_milliseconds(L, 5);
     char rsp[1008];
     uint32_t rsp_len = sizeof rsp;
-    const uint32_t sent = send_request_syn(module_id, msg_id, body, (uint32_t)body_size, timeout, rsp,
-                                           &rsp_len);
+    const uint32_t sent =
+        send_request_syn(module_id, msg_id, body, (uint32_t)body_size, timeout, rsp, &rsp_len);
     if (sent != 1)
         return fail(L, &lte_sdk_errors, "client.request", -1);
     lua_pushlstring(L, rsp, rsp_len);
     return 1;
 }
 
-static int client_notify(lua_State *L)
+static int call_client_notify(lua_State *L)
 {
     require_client(L);
     const uint32_t msg_id = check_uint32(L, 2);
@@ -548,14 +497,14 @@ static int client_notify(lua_State *L)
     return 1;
 }
 
-static int client_subscribe(lua_State *L)
+static int call_client_subscribe(lua_State *L)
 {
     require_client(L);
     regnotify();
     return 0;
 }
 
-static int client_connect(lua_State *L)
+static int call_client_connect(lua_State *L)
 {
     require_client(L);
     const int64_t code = lct_connect();
@@ -565,7 +514,7 @@ static int client_connect(lua_State *L)
     return 1;
 }
 
-static int client_disconnect(lua_State *L)
+static int call_client_disconnect(lua_State *L)
 {
     require_client(L);
     const int64_t code = lct_disconnect();
@@ -575,7 +524,7 @@ static int client_disconnect(lua_State *L)
     return 1;
 }
 
-static int client_get_roaming(lua_State *L)
+static int call_client_get_roaming(lua_State *L)
 {
     require_client(L);
     lct_value_rsp out = {0};
@@ -586,7 +535,7 @@ static int client_get_roaming(lua_State *L)
     return 1;
 }
 
-static int client_set_roaming(lua_State *L)
+static int call_client_set_roaming(lua_State *L)
 {
     require_client(L);
     const uint32_t value = check_uint32(L, 2);
@@ -597,7 +546,7 @@ static int client_set_roaming(lua_State *L)
     return 1;
 }
 
-static int client_get_network_type(lua_State *L)
+static int call_client_get_network_type(lua_State *L)
 {
     require_client(L);
     lct_value_rsp out = {0};
@@ -608,7 +557,7 @@ static int client_get_network_type(lua_State *L)
     return 1;
 }
 
-static int client_set_network_type(lua_State *L)
+static int call_client_set_network_type(lua_State *L)
 {
     require_client(L);
     const uint32_t nettype = check_uint32(L, 2);
@@ -619,7 +568,7 @@ static int client_set_network_type(lua_State *L)
     return 1;
 }
 
-static int client_enable_pin(lua_State *L)
+static int call_client_enable_pin(lua_State *L)
 {
     require_client(L);
     lct_pin pin = {0};
@@ -631,7 +580,7 @@ static int client_enable_pin(lua_State *L)
     return 1;
 }
 
-static int client_disable_pin(lua_State *L)
+static int call_client_disable_pin(lua_State *L)
 {
     require_client(L);
     lct_pin pin = {0};
@@ -643,7 +592,7 @@ static int client_disable_pin(lua_State *L)
     return 1;
 }
 
-static int client_change_pin(lua_State *L)
+static int call_client_change_pin(lua_State *L)
 {
     require_client(L);
     lct_pin_change change = {0};
@@ -656,7 +605,7 @@ static int client_change_pin(lua_State *L)
     return 1;
 }
 
-static int client_set_pin_asking(lua_State *L)
+static int call_client_set_pin_asking(lua_State *L)
 {
     require_client(L);
     const uint8_t enable = check_uint8(L, 2);
@@ -667,7 +616,7 @@ static int client_set_pin_asking(lua_State *L)
     return 1;
 }
 
-static int client_set_pin_asking_loosely(lua_State *L)
+static int call_client_set_pin_asking_loosely(lua_State *L)
 {
     require_client(L);
     const uint8_t enable = check_uint8(L, 2);
@@ -678,7 +627,7 @@ static int client_set_pin_asking_loosely(lua_State *L)
     return 1;
 }
 
-static int client_search_operators(lua_State *L)
+static int call_client_search_operators(lua_State *L)
 {
     require_client(L);
     lct_netlist_rsp out = {0};
@@ -689,7 +638,7 @@ static int client_search_operators(lua_State *L)
     return 1;
 }
 
-static int client_get_imsi(lua_State *L)
+static int call_client_get_imsi(lua_State *L)
 {
     require_client(L);
     char buf[69] = {0};
@@ -699,7 +648,7 @@ static int client_get_imsi(lua_State *L)
     return push_answer(L, buf, &lte_sdk_errors, "client.get_imsi");
 }
 
-static int client_use_apn(lua_State *L)
+static int call_client_use_apn(lua_State *L)
 {
     require_client(L);
     const int64_t code = lct_apn_set_req();
@@ -709,7 +658,7 @@ static int client_use_apn(lua_State *L)
     return 1;
 }
 
-static int client_set_preference(lua_State *L)
+static int call_client_set_preference(lua_State *L)
 {
     require_client(L);
     const uint32_t preference = check_uint32(L, 2);
@@ -720,7 +669,7 @@ static int client_set_preference(lua_State *L)
     return 1;
 }
 
-static int client_inject_state(lua_State *L)
+static int call_client_inject_state(lua_State *L)
 {
     require_client(L);
     const uint32_t state = check_uint32(L, 2);
@@ -731,7 +680,7 @@ static int client_inject_state(lua_State *L)
     return 1;
 }
 
-static int client_get_channel(lua_State *L)
+static int call_client_get_channel(lua_State *L)
 {
     require_client(L);
     uint32_t channel = 0;
@@ -742,7 +691,7 @@ static int client_get_channel(lua_State *L)
     return 1;
 }
 
-static int client_set_serial_port(lua_State *L)
+static int call_client_set_serial_port(lua_State *L)
 {
     require_client(L);
     const uint32_t port = check_uint32(L, 2);
@@ -753,7 +702,7 @@ static int client_set_serial_port(lua_State *L)
     return 1;
 }
 
-static int client_snapshot(lua_State *L)
+static int call_client_snapshot(lua_State *L)
 {
     require_client(L);
     const int64_t code = lct_get_diag_info();
@@ -763,7 +712,7 @@ static int client_snapshot(lua_State *L)
     return 1;
 }
 
-static int client_snapshot_everything(lua_State *L)
+static int call_client_snapshot_everything(lua_State *L)
 {
     require_client(L);
     const int64_t code = lct_get_diag_hide_info();
@@ -773,7 +722,7 @@ static int client_snapshot_everything(lua_State *L)
     return 1;
 }
 
-static int client_at(lua_State *L)
+static int call_client_at(lua_State *L)
 {
     require_client(L);
     char *cmd = check_line(L, 2);
@@ -785,7 +734,7 @@ static int client_at(lua_State *L)
     return 1;
 }
 
-static int client_set_interface(lua_State *L)
+static int call_client_set_interface(lua_State *L)
 {
     require_client(L);
     lct_iface_status status = {0};
@@ -797,7 +746,7 @@ static int client_set_interface(lua_State *L)
     return 1;
 }
 
-static int client_switch_radio_off(lua_State *L)
+static int call_client_switch_radio_off(lua_State *L)
 {
     require_client(L);
     const int64_t code = lct_at_cfun_off_req();
@@ -807,7 +756,7 @@ static int client_switch_radio_off(lua_State *L)
     return 1;
 }
 
-static int client_send_test_ussd(lua_State *L)
+static int call_client_send_test_ussd(lua_State *L)
 {
     require_client(L);
     const int64_t code = lct_test_ussd_notify_req();
@@ -817,7 +766,7 @@ static int client_send_test_ussd(lua_State *L)
     return 1;
 }
 
-static int lte_signal_level(lua_State *L)
+static int call_lte_signal_level(lua_State *L)
 {
     char buf[4097] = {0};
     const int64_t code = lct_net_signal_level_get_req(buf, 4096);
@@ -827,7 +776,7 @@ static int lte_signal_level(lua_State *L)
     return 1;
 }
 
-static int lte_imei(lua_State *L)
+static int call_lte_imei(lua_State *L)
 {
     char buf[4097] = {0};
     const int64_t code = lct_net_imei_get_req(buf, 4096);
@@ -837,7 +786,7 @@ static int lte_imei(lua_State *L)
     return 1;
 }
 
-static int lte_sim_status(lua_State *L)
+static int call_lte_sim_status(lua_State *L)
 {
     char buf[4097] = {0};
     const int64_t code = lct_sim_status_get_req(buf, 4096);
@@ -847,13 +796,13 @@ static int lte_sim_status(lua_State *L)
     return 1;
 }
 
-static int lte_syslog_switch(lua_State *L)
+static int call_lte_syslog_switch(lua_State *L)
 {
     lua_pushboolean(L, lct_get_syslog_switch_flg() != 0);
     return 1;
 }
 
-static int lte_change_state(lua_State *L)
+static int call_lte_change_state(lua_State *L)
 {
     const int64_t code = lct_state_change_req();
     if (code != 0)
@@ -862,7 +811,7 @@ static int lte_change_state(lua_State *L)
     return 1;
 }
 
-static int lte_delete_messages(lua_State *L)
+static int call_lte_delete_messages(lua_State *L)
 {
     const int64_t code = lct_sms_del_dev_all_msg();
     if (code != 0)
@@ -871,7 +820,7 @@ static int lte_delete_messages(lua_State *L)
     return 1;
 }
 
-static int lte_set_led(lua_State *L)
+static int call_lte_set_led(lua_State *L)
 {
     const uint32_t led = check_uint32(L, 1);
     const uint32_t colour = check_uint32(L, 2);
@@ -883,7 +832,7 @@ static int lte_set_led(lua_State *L)
     return 1;
 }
 
-static int lte_find_apn(lua_State *L)
+static int call_lte_find_apn(lua_State *L)
 {
     const char *path = check_text(L, 1);
     const char *key = check_text(L, 2);
@@ -895,7 +844,7 @@ static int lte_find_apn(lua_State *L)
     return 1;
 }
 
-static int lte_parse_apn_list(lua_State *L)
+static int call_lte_parse_apn_list(lua_State *L)
 {
     const char *text = check_text(L, 1);
     apn_item out = {0};
@@ -906,7 +855,7 @@ static int lte_parse_apn_list(lua_State *L)
     return 1;
 }
 
-static int lte_statistics(lua_State *L)
+static int call_lte_statistics(lua_State *L)
 {
     const char *ifname = check_text(L, 1);
     if_stats stats = {0};
@@ -917,77 +866,77 @@ static int lte_statistics(lua_State *L)
     return 1;
 }
 
-static int names_radio(lua_State *L)
+static int call_names_radio(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_radio_str(value));
     return 1;
 }
 
-static int names_sim(lua_State *L)
+static int call_names_sim(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_sim_str(value));
     return 1;
 }
 
-static int names_link(lua_State *L)
+static int call_names_link(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_link_str(value));
     return 1;
 }
 
-static int names_registration(lua_State *L)
+static int call_names_registration(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_net_type_str(value));
     return 1;
 }
 
-static int names_interface_type(lua_State *L)
+static int call_names_interface_type(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_iface_type_str(value));
     return 1;
 }
 
-static int names_interface_priority(lua_State *L)
+static int call_names_interface_priority(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_iface_priority_str(value));
     return 1;
 }
 
-static int names_interface_connection(lua_State *L)
+static int call_names_interface_connection(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_iface_conn_str(value));
     return 1;
 }
 
-static int names_interface_status(lua_State *L)
+static int call_names_interface_status(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_iface_status_str(value));
     return 1;
 }
 
-static int names_roaming(lua_State *L)
+static int call_names_roaming(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_roaming_str(value));
     return 1;
 }
 
-static int names_ip_mode(lua_State *L)
+static int call_names_ip_mode(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, get_ipmode_str(value));
     return 1;
 }
 
-static int upgrade_set_image_size(lua_State *L)
+static int call_upgrade_set_image_size(lua_State *L)
 {
     const int32_t size = check_int32(L, 1);
     const int64_t code = lc_set_img_size(size);
@@ -997,7 +946,7 @@ static int upgrade_set_image_size(lua_State *L)
     return 1;
 }
 
-static int upgrade_start(lua_State *L)
+static int call_upgrade_start(lua_State *L)
 {
     const int64_t code = lc_up_start();
     if (code != 0)
@@ -1006,7 +955,7 @@ static int upgrade_start(lua_State *L)
     return 1;
 }
 
-static int upgrade_write(lua_State *L)
+static int call_upgrade_write(lua_State *L)
 {
     size_t data_size;
     const char *data = luaL_checklstring(L, 1, &data_size);
@@ -1017,7 +966,7 @@ static int upgrade_write(lua_State *L)
     return 1;
 }
 
-static int upgrade_confirm(lua_State *L)
+static int call_upgrade_confirm(lua_State *L)
 {
     const int64_t code = lc_up_status();
     if (code != 0)
@@ -1026,21 +975,21 @@ static int upgrade_confirm(lua_State *L)
     return 1;
 }
 
-static int names_upgrade_status(lua_State *L)
+static int call_names_upgrade_status(lua_State *L)
 {
     const int32_t status = check_int32(L, 1);
     lua_pushstring(L, lc_get_status_str(status));
     return 1;
 }
 
-static int names_upgrade_frame(lua_State *L)
+static int call_names_upgrade_frame(lua_State *L)
 {
     const uint32_t value = check_uint32(L, 1);
     lua_pushstring(L, lc_get_tlv_type_str(value));
     return 1;
 }
 
-static int upgrade_at(lua_State *L)
+static int call_upgrade_at(lua_State *L)
 {
     const char *command = check_text(L, 1);
     const int64_t code = lc_at_snd(command);
@@ -1050,7 +999,7 @@ static int upgrade_at(lua_State *L)
     return 1;
 }
 
-static int upgrade_at_wait(lua_State *L)
+static int call_upgrade_at_wait(lua_State *L)
 {
     const char *command = check_text(L, 1);
     const int64_t code = lc_at_snd_wait(command);
@@ -1060,129 +1009,130 @@ static int upgrade_at_wait(lua_State *L)
     return 1;
 }
 
+/* clang-format off */
 static const luaL_Reg log_functions[] = {
-    {"find_module", log_find_module},
-    {"start", log_start},
-    {"write", log_write},
+    {"find_module", call_log_find_module},
+    {"start", call_log_start},
+    {"write", call_log_write},
     {NULL, NULL},
 };
 
 static const luaL_Reg network_functions[] = {
-    {"add_route", network_add_route},
-    {"delete_route", network_delete_route},
-    {"add_default_routes", network_add_default_routes},
-    {"delete_default_routes", network_delete_default_routes},
-    {"is_address", network_is_address},
-    {"has_interface", network_has_interface},
-    {"find_neighbour", network_find_neighbour},
-    {"probe", network_probe},
-    {"update_neighbour", network_update_neighbour},
+    {"add_route", call_network_add_route},
+    {"delete_route", call_network_delete_route},
+    {"add_default_routes", call_network_add_default_routes},
+    {"delete_default_routes", call_network_delete_default_routes},
+    {"is_address", call_network_is_address},
+    {"has_interface", call_network_has_interface},
+    {"find_neighbour", call_network_find_neighbour},
+    {"probe", call_network_probe},
+    {"update_neighbour", call_network_update_neighbour},
     {NULL, NULL},
 };
 
 static const luaL_Reg timers_functions[] = {
-    {"count", timers_count},
+    {"count", call_timers_count},
     {NULL, NULL},
 };
 
 static const luaL_Reg messaging_functions[] = {
-    {"set_send_limit", messaging_set_send_limit},
+    {"set_send_limit", call_messaging_set_send_limit},
     {NULL, NULL},
 };
 
 static const luaL_Reg ram_functions[] = {
-    {"open", ram_open},
-    {"read", ram_read},
-    {"write", ram_write},
-    {"clear", ram_clear},
-    {"match", ram_match},
+    {"open", call_ram_open},
+    {"read", call_ram_read},
+    {"write", call_ram_write},
+    {"clear", call_ram_clear},
+    {"match", call_ram_match},
     {NULL, NULL},
 };
 
 static const luaL_Reg nvm_functions[] = {
-    {"open", nvm_open},
-    {"read", nvm_read},
-    {"write", nvm_write},
-    {"match", nvm_match},
-    {"clear", nvm_clear},
-    {"close", nvm_close},
-    {"export_file", nvm_export_file},
-    {"import_file", nvm_import_file},
-    {"reset", nvm_reset},
-    {"look_up", nvm_look_up},
-    {"checksum", nvm_checksum},
+    {"open", call_nvm_open},
+    {"read", call_nvm_read},
+    {"write", call_nvm_write},
+    {"match", call_nvm_match},
+    {"clear", call_nvm_clear},
+    {"close", call_nvm_close},
+    {"export_file", call_nvm_export_file},
+    {"import_file", call_nvm_import_file},
+    {"reset", call_nvm_reset},
+    {"look_up", call_nvm_look_up},
+    {"checksum", call_nvm_checksum},
     {NULL, NULL},
 };
 
 const luaL_Reg client_requests[] = {
-    {"send", client_send},
-    {"request", client_request},
-    {"notify", client_notify},
-    {"subscribe", client_subscribe},
-    {"connect", client_connect},
-    {"disconnect", client_disconnect},
-    {"get_roaming", client_get_roaming},
-    {"set_roaming", client_set_roaming},
-    {"get_network_type", client_get_network_type},
-    {"set_network_type", client_set_network_type},
-    {"enable_pin", client_enable_pin},
-    {"disable_pin", client_disable_pin},
-    {"change_pin", client_change_pin},
-    {"set_pin_asking", client_set_pin_asking},
-    {"set_pin_asking_loosely", client_set_pin_asking_loosely},
-    {"search_operators", client_search_operators},
-    {"get_imsi", client_get_imsi},
-    {"use_apn", client_use_apn},
-    {"set_preference", client_set_preference},
-    {"inject_state", client_inject_state},
-    {"get_channel", client_get_channel},
-    {"set_serial_port", client_set_serial_port},
-    {"snapshot", client_snapshot},
-    {"snapshot_everything", client_snapshot_everything},
-    {"at", client_at},
-    {"set_interface", client_set_interface},
-    {"switch_radio_off", client_switch_radio_off},
-    {"send_test_ussd", client_send_test_ussd},
+    {"send", call_client_send},
+    {"request", call_client_request},
+    {"notify", call_client_notify},
+    {"subscribe", call_client_subscribe},
+    {"connect", call_client_connect},
+    {"disconnect", call_client_disconnect},
+    {"get_roaming", call_client_get_roaming},
+    {"set_roaming", call_client_set_roaming},
+    {"get_network_type", call_client_get_network_type},
+    {"set_network_type", call_client_set_network_type},
+    {"enable_pin", call_client_enable_pin},
+    {"disable_pin", call_client_disable_pin},
+    {"change_pin", call_client_change_pin},
+    {"set_pin_asking", call_client_set_pin_asking},
+    {"set_pin_asking_loosely", call_client_set_pin_asking_loosely},
+    {"search_operators", call_client_search_operators},
+    {"get_imsi", call_client_get_imsi},
+    {"use_apn", call_client_use_apn},
+    {"set_preference", call_client_set_preference},
+    {"inject_state", call_client_inject_state},
+    {"get_channel", call_client_get_channel},
+    {"set_serial_port", call_client_set_serial_port},
+    {"snapshot", call_client_snapshot},
+    {"snapshot_everything", call_client_snapshot_everything},
+    {"at", call_client_at},
+    {"set_interface", call_client_set_interface},
+    {"switch_radio_off", call_client_switch_radio_off},
+    {"send_test_ussd", call_client_send_test_ussd},
     {NULL, NULL},
 };
 
 static const luaL_Reg lte_functions[] = {
-    {"signal_level", lte_signal_level},
-    {"imei", lte_imei},
-    {"sim_status", lte_sim_status},
-    {"syslog_switch", lte_syslog_switch},
-    {"change_state", lte_change_state},
-    {"delete_messages", lte_delete_messages},
-    {"set_led", lte_set_led},
-    {"find_apn", lte_find_apn},
-    {"parse_apn_list", lte_parse_apn_list},
-    {"statistics", lte_statistics},
+    {"signal_level", call_lte_signal_level},
+    {"imei", call_lte_imei},
+    {"sim_status", call_lte_sim_status},
+    {"syslog_switch", call_lte_syslog_switch},
+    {"change_state", call_lte_change_state},
+    {"delete_messages", call_lte_delete_messages},
+    {"set_led", call_lte_set_led},
+    {"find_apn", call_lte_find_apn},
+    {"parse_apn_list", call_lte_parse_apn_list},
+    {"statistics", call_lte_statistics},
     {NULL, NULL},
 };
 
 static const luaL_Reg names_functions[] = {
-    {"radio", names_radio},
-    {"sim", names_sim},
-    {"link", names_link},
-    {"registration", names_registration},
-    {"interface_type", names_interface_type},
-    {"interface_priority", names_interface_priority},
-    {"interface_connection", names_interface_connection},
-    {"interface_status", names_interface_status},
-    {"roaming", names_roaming},
-    {"ip_mode", names_ip_mode},
-    {"upgrade_status", names_upgrade_status},
-    {"upgrade_frame", names_upgrade_frame},
+    {"radio", call_names_radio},
+    {"sim", call_names_sim},
+    {"link", call_names_link},
+    {"registration", call_names_registration},
+    {"interface_type", call_names_interface_type},
+    {"interface_priority", call_names_interface_priority},
+    {"interface_connection", call_names_interface_connection},
+    {"interface_status", call_names_interface_status},
+    {"roaming", call_names_roaming},
+    {"ip_mode", call_names_ip_mode},
+    {"upgrade_status", call_names_upgrade_status},
+    {"upgrade_frame", call_names_upgrade_frame},
     {NULL, NULL},
 };
 
 static const luaL_Reg upgrade_functions[] = {
-    {"set_image_size", upgrade_set_image_size},
-    {"start", upgrade_start},
-    {"write", upgrade_write},
-    {"confirm", upgrade_confirm},
-    {"at", upgrade_at},
-    {"at_wait", upgrade_at_wait},
+    {"set_image_size", call_upgrade_set_image_size},
+    {"start", call_upgrade_start},
+    {"write", call_upgrade_write},
+    {"confirm", call_upgrade_confirm},
+    {"at", call_upgrade_at},
+    {"at_wait", call_upgrade_at_wait},
     {NULL, NULL},
 };
 
@@ -1347,3 +1297,4 @@ const struct text_constant text_constants[] = {
     {"LC_UP_AT_STATUS", LC_UP_AT_STATUS},
     {NULL, NULL},
 };
+/* clang-format on */
