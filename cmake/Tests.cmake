@@ -8,6 +8,17 @@ set(LTEROUTER_TESTS ${lterouter_tests_default} CACHE STRING
     "Build the tests: ON, OFF, or AUTO, where what they are built with is installed")
 set_property(CACHE LTEROUTER_TESTS PROPERTY STRINGS AUTO ON OFF)
 
+# The interpreters that test the bindings are this machine's, and take what is built for it and its libc.
+set(LTEROUTER_TEST_BINDINGS OFF)
+if(LTEROUTER_TESTS AND LTEROUTER_GTEST AND NOT CMAKE_CROSSCOMPILING AND NOT LTEROUTER_SANITIZE
+   AND NOT LTEROUTER_COVERAGE AND NOT LTEROUTER_TEST_LAUNCHER)
+    set(LTEROUTER_TEST_BINDINGS ON)
+endif()
+# Headers alone: they are the same for every machine.
+foreach(version 5.1 5.4)
+    find_path(LTEROUTER_LUA_INCLUDE_${version} lua.h PATH_SUFFIXES lua${version} NO_CMAKE_FIND_ROOT_PATH)
+endforeach()
+
 function(lterouter_missing_for_tests result)
     set(missing)
     find_package(Python3 QUIET COMPONENTS Interpreter)
@@ -24,6 +35,11 @@ function(lterouter_missing_for_tests result)
             list(APPEND missing libgtest-dev)
         endif()
     endif()
+    foreach(version 5.1 5.4)
+        if(LTEROUTER_TEST_BINDINGS AND NOT LTEROUTER_LUA_INCLUDE_${version})
+            list(APPEND missing "the headers of Lua ${version}")
+        endif()
+    endforeach()
     list(JOIN missing ", " missing)
     set(${result} "${missing}" PARENT_SCOPE)
 endfunction()
