@@ -8,15 +8,19 @@ set(LTEROUTER_TESTS ${lterouter_tests_default} CACHE STRING
     "Build the tests: ON, OFF, or AUTO, where what they are built with is installed")
 set_property(CACHE LTEROUTER_TESTS PROPERTY STRINGS AUTO ON OFF)
 
-# The interpreters that test the bindings are this machine's, and take what is built for it and its libc.
+# The interpreters that test the bindings are this machine's, and take what is built for it and its libc; or one of the
+# target's.
 set(LTEROUTER_TEST_BINDINGS OFF)
+set(LTEROUTER_TEST_LUA)
 if(LTEROUTER_TESTS AND LTEROUTER_GTEST AND NOT CMAKE_CROSSCOMPILING AND NOT LTEROUTER_SANITIZE
    AND NOT LTEROUTER_COVERAGE AND NOT LTEROUTER_TEST_LAUNCHER)
     set(LTEROUTER_TEST_BINDINGS ON)
+    set(LTEROUTER_TEST_LUA 5.1 5.4)
+elseif(LTEROUTER_TESTS AND DEFINED LTEROUTER_CROSS_LUA)
+    set(LTEROUTER_TEST_LUA 5.1)
 endif()
-# Headers alone: they are the same for every machine.
 foreach(version 5.1 5.4)
-    find_path(LTEROUTER_LUA_INCLUDE_${version} lua.h PATH_SUFFIXES lua${version} NO_CMAKE_FIND_ROOT_PATH)
+    find_path(LTEROUTER_LUA_INCLUDE_${version} lua.h PATH_SUFFIXES lua${version})
 endforeach()
 
 function(lterouter_missing_for_tests result)
@@ -35,8 +39,8 @@ function(lterouter_missing_for_tests result)
             list(APPEND missing libgtest-dev)
         endif()
     endif()
-    foreach(version 5.1 5.4)
-        if(LTEROUTER_TEST_BINDINGS AND NOT LTEROUTER_LUA_INCLUDE_${version})
+    foreach(version ${LTEROUTER_TEST_LUA})
+        if(NOT LTEROUTER_LUA_INCLUDE_${version})
             list(APPEND missing "the headers of Lua ${version}")
         endif()
     endforeach()
@@ -51,6 +55,7 @@ if(LTEROUTER_TESTS STREQUAL "AUTO")
     if(lterouter_missing)
         set(LTEROUTER_WITH_TESTS OFF)
         set(LTEROUTER_TEST_BINDINGS OFF)
+        set(LTEROUTER_TEST_LUA)
         message(STATUS "Without the tests: the packages that they are built with are missing: ${lterouter_missing}")
     endif()
 endif()
