@@ -198,7 +198,7 @@ static int call_network_delete_route(lua_State *L)
 static int call_network_add_default_routes(lua_State *L)
 {
     const char *dev = check_text(L, 1);
-    char *gateways = check_line(L, 2);
+    char *gateways = check_copy(L, 2, "");
     const int64_t code = lc_route_add_default(dev, gateways);
     if (code != 0)
         return fail(L, &lc_network_errors, "network.add_default_routes", code);
@@ -209,7 +209,7 @@ static int call_network_add_default_routes(lua_State *L)
 static int call_network_delete_default_routes(lua_State *L)
 {
     const char *dev = check_text(L, 1);
-    char *gateways = check_line(L, 2);
+    char *gateways = check_copy(L, 2, "");
     const int64_t code = lc_route_del_default(dev, gateways);
     if (code != 0)
         return fail(L, &lc_network_errors, "network.delete_default_routes", code);
@@ -725,7 +725,7 @@ static int call_client_snapshot_everything(lua_State *L)
 static int call_client_at(lua_State *L)
 {
     require_client(L);
-    char *cmd = check_line(L, 2);
+    char *cmd = check_copy(L, 2, " ");
     char out[117] = {0};
     const int64_t code = lct_ext_at_req(cmd, out, 116);
     if (code != 0)

@@ -35,8 +35,8 @@ uint32_t check_milliseconds(lua_State *L, int index);
 int optional_wait(lua_State *L, int index);
 const char *check_text(lua_State *L, int index);
 const char *optional_text(lua_State *L, int index);
-/* A text that C may change, and a blank behind it that an AT command ends in. */
-char *check_line(lua_State *L, int index);
+/* A text that C may change, and what is to stand behind it. */
+char *check_copy(lua_State *L, int index, const char *end);
 const void *check_bytes(lua_State *L, int index, size_t size);
 struct in_addr check_address(lua_State *L, int index);
 /* Copies a text into a record's field. */

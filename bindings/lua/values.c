@@ -52,13 +52,13 @@ const char *optional_text(lua_State *L, int index)
     return lua_isnoneornil(L, index) ? NULL : check_text(L, index);
 }
 
-char *check_line(lua_State *L, int index)
+char *check_copy(lua_State *L, int index, const char *end)
 {
     const char *text = check_text(L, index);
     const size_t size = strlen(text);
-    char *copy = lua_newuserdata(L, size + 2);
+    char *copy = lua_newuserdata(L, size + strlen(end) + 1);
     memcpy(copy, text, size);
-    memcpy(copy + size, " ", 2);
+    memcpy(copy + size, end, strlen(end) + 1);
     return copy;
 }
 

@@ -111,6 +111,8 @@ def test_a_failure_is_an_exception_of_its_family():
     with pytest.raises(lterouter.NetworkError) as bad:
         lterouter.network.add_route("lo", 0, "no address")
     assert (bad.value.code, str(bad.value)) == (22, "network.add_route: Invalid argument")
+    with pytest.raises(lterouter.NetworkError):
+        lterouter.network.add_default_routes("lo", "")
     with pytest.raises(lterouter.LogError):
         lterouter.log.find_module(99)
     assert issubclass(lterouter.LogError, lterouter.Error)

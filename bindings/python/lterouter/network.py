@@ -3,8 +3,7 @@
 
 import ctypes
 
-from lterouter._library import (address, check, check_errno, decoded, encoded, exactly, int32, lib, line,
-        milliseconds)
+from lterouter._library import address, check, check_errno, decoded, encoded, exactly, int32, lib, milliseconds
 from lterouter.errors import NetworkError
 
 
@@ -26,12 +25,14 @@ def delete_route(dev: str, metric: int, dst: str | None = None, gw: str | None =
 
 def add_default_routes(dev: str, gateways: str) -> None:
     """Adds a default route through each gateway of a list."""
-    check(NetworkError, "network.add_default_routes", lib.lc_route_add_default(encoded(dev), line(gateways)))
+    check(NetworkError, "network.add_default_routes", lib.lc_route_add_default(encoded(dev),
+        ctypes.create_string_buffer(encoded(gateways))))
 
 
 def delete_default_routes(dev: str, gateways: str) -> None:
     """Deletes the default route through each gateway of a list."""
-    check(NetworkError, "network.delete_default_routes", lib.lc_route_del_default(encoded(dev), line(gateways)))
+    check(NetworkError, "network.delete_default_routes", lib.lc_route_del_default(encoded(dev),
+        ctypes.create_string_buffer(encoded(gateways))))
 
 
 def is_address(text: str) -> bool:
