@@ -46,7 +46,8 @@ class Lua(unittest.TestCase):
                          (0, "signal 18\nSIM sim_ready\nroaming off\nIMSI 001010123456789\n", ""))
 
     def test_status_says_what_fails_without_a_manager(self):
-        self.assertEqual(lua(EXAMPLES / "status.lua"), (1, "", "status: lte.signal_level: failed; /tmp/ltelog.1 tells why\n"))
+        self.assertEqual(lua(EXAMPLES / "status.lua"),
+                         (1, "", "status: lte.signal_level: failed; /tmp/ltelog.1 tells why\n"))
 
     def test_wait_for_link_ends_when_it_is_up(self):
         self.start_wansim()
