@@ -52,7 +52,8 @@ ITEM = re.compile(
     r"|^#define (?P<constant>\w+) (?P<value>\S+|\"[^\n]*?\")(?: +/\*\*< (?P<remark>[^\n]*?) \*/)?$"
     r"|^typedef struct \w*\s*\{(?P<fields>[^}]*)\} (?P<record>\w+);"
     r"|^typedef (?P<result>\w+) \(\*(?P<callback>\w+)\)\((?P<arguments>[^;]*)\);"
-    r"|^LC_API (?P<returned>[\w ]+?[ *]+)(?P<function>\w+)\((?P<parameters>[^;]*?)\)(?: LC_\w+\([^;]*\))?;", re.M | re.S)
+    r"|^LC_API (?P<returned>[\w ]+?[ *]+)(?P<function>\w+)\((?P<parameters>[^;]*?)\)(?: LC_\w+\([^;]*\))?;",
+    re.M | re.S)
 FIELD = re.compile(r"([^;]+?[ *])(\w+)(?:\[([^]]+)\])?;\s*(?:/\*\*< (.*?) \*/)?", re.S)
 
 
@@ -97,7 +98,8 @@ class Headers:
     def variables(self, text):
         if words(text) in ("void", ""):
             return []
-        found = [re.fullmatch(r"(.+?[ *])(\w+)(?:\[(\d+)\])?", words(one)) for one in text.split(",") if "..." not in one]
+        found = [re.fullmatch(r"(.+?[ *])(\w+)(?:\[(\d+)\])?", words(one))
+                 for one in text.split(",") if "..." not in one]
         return [Variable(one[1].strip(), one[2], one[3] and int(one[3])) for one in found]
 
 
@@ -130,7 +132,8 @@ class Description:
                                     if [constant.header, constant.group] == place]
                              for name, place in content["enumerations"].items()}
         self.methods = [self.method(name, entry) for name, entry in content["functions"].items()]
-        told = [*content["functions"], *self.by_hand, *(name for group in content["excluded"] for name in group["functions"])]
+        excluded = [name for group in content["excluded"] for name in group["functions"]]
+        told = [*content["functions"], *self.by_hand, *excluded]
         self.complain(told, exported())
 
     def complain(self, told, exports):
@@ -138,7 +141,8 @@ class Description:
         problems = [f"{name} is exported: bind it in [functions] or [by_hand], or say in [[excluded]] why it is not"
                     for name in sorted(exports - set(told))]
         problems += [f"{name} is not exported" for name in sorted(set(told) - exports)]
-        problems += [f"{name} stands there more than once" for name in sorted({one for one in told if told.count(one) > 1})]
+        problems += [f"{name} stands there more than once"
+                     for name in sorted({one for one in told if told.count(one) > 1})]
         problems += [f"{name} has no constants" for name, constants in self.enumerations.items() if not constants]
         if problems:
             raise Failure("\n".join(f"bindings/interface.toml: {problem}" for problem in problems))

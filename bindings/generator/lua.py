@@ -56,7 +56,8 @@ def lua_piece(parameter, kind, previous, description):
         return Piece(f"&{name}", tuple(field.name for field in fields),
                      (f"{base} {name} = {{0}};",
                       *(f"check_field(L, INDEX, {name}.{field.name}, sizeof {name}.{field.name});"
-                        if field.kind == "char" else f"{name}.{field.name} = check_uint32(L, INDEX);" for field in fields)))
+                        if field.kind == "char" else f"{name}.{field.name} = check_uint32(L, INDEX);"
+                        for field in fields)))
     if kind == "out record":
         field = description.given(base)
         return Piece(f"&{name}", (), (f"{base} {name} = {{0}};",),
@@ -80,7 +81,9 @@ def lua_piece(parameter, kind, previous, description):
     if kind == "bytes":
         return Piece(name, (name,), (f"size_t {name}_size;",
                                      f"const char *{name} = luaL_checklstring(L, INDEX, &{name}_size);"))
-    simple = {"text": f"const char *{name} = check_text(L, INDEX);", "line": f"char *{name} = check_copy(L, INDEX, \" \");", "copy": f"char *{name} = check_copy(L, INDEX, \"\");",
+    simple = {"text": f"const char *{name} = check_text(L, INDEX);",
+              "line": f'char *{name} = check_copy(L, INDEX, " ");',
+              "copy": f'char *{name} = check_copy(L, INDEX, "");',
               "text?": f"const char *{name} = optional_text(L, INDEX);",
               "flag": f"const int {name} = lua_toboolean(L, INDEX);",
               "seconds": f"const {base} {name} = ({base})check_milliseconds(L, INDEX);",

@@ -115,7 +115,8 @@ def python_value(field, source, description):
 
 def python_records(description):
     lines = ['"""The records that methods give."""', "", "from __future__ import annotations", "",
-             "import dataclasses", "", "from lterouter import _declared", "from lterouter._library import decoded, known",
+             "import dataclasses", "", "from lterouter import _declared",
+             "from lterouter._library import decoded, known",
              *flowing("from lterouter.constants import ", sorted(set(description.fields.values())), "", 8)]
     for record, name in description.records.items():
         lines += ["", "", "@dataclasses.dataclass(frozen=True)", f"class {name}:", f'    """{record} of C."""', ""]
@@ -172,7 +173,8 @@ def python_piece(parameter, kind, previous, description):
         return Piece(name, (), (f"{name} = ctypes.create_string_buffer({int(number) + 1})",),
                      ("str", f"decoded({name}.value)"))
     if word == "answer":
-        return Piece(name, (), (f"{name} = ctypes.create_string_buffer({int(number) + 5})",), ("str", f"answered(ERROR, {name}.raw)"))
+        return Piece(name, (), (f"{name} = ctypes.create_string_buffer({int(number) + 5})",),
+                     ("str", f"answered(ERROR, {name}.raw)"))
     if word == "reply":
         return Piece(name, (), (f"{name} = ctypes.create_string_buffer({number})",),
                      ("bytes", f"{name}.raw[: {name}_len.value]"))
@@ -226,8 +228,8 @@ def imports(code, description):
     for module, names in (("_library", HELPERS), ("errors", [entry["name"] for entry in description.errors.values()]),
                           ("records", description.records.values())):
         if here := sorted(used & set(names)):
-            lines += flowing(f"from lterouter.{module} import (" if len(here) > 9 else f"from lterouter.{module} import ",
-                            here, ")" if len(here) > 9 else "", 8)
+            begin, end = ("(", ")") if len(here) > 9 else ("", "")
+            lines += flowing(f"from lterouter.{module} import {begin}", here, end, 8)
     return lines
 
 

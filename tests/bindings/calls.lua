@@ -71,9 +71,13 @@ fails("client:next_event: timed out", lterouter.IPC_ERR_TIMEOUT, (function()
 end)())
 client:connect()
 local states = {}
-for event in client:events(1) do
+for event in client:events(30) do
     states[#states + 1] = event.link_status
+    if event.link_status == lterouter.LCT_LINK_CONNECTED then
+        break
+    end
 end
+fails("client:next_event: timed out", lterouter.IPC_ERR_TIMEOUT, client:next_event(0.1))
 equal(table.concat(states, " "), "3 2")
 assert(client:fd() > 2)
 client = nil
