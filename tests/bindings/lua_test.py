@@ -6,6 +6,7 @@ usage: lua_test.py PROJECT MODULE WANSIM LUA...
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import unittest
@@ -59,6 +60,16 @@ class Lua(unittest.TestCase):
         self.assertEqual(lua(PROJECT / "tests/bindings/connect.lua"), (0, "", ""))
         self.assertEqual([self.started.stdout.readline() for _ in range(3)],
                          ["interface ready\n", "link WM_CONNECTING \n", "link CONN_CONNECTED 10.64.0.2\n"])
+
+    def test_the_first_program_of_the_document_shows_events(self):
+        self.start_wansim()
+        document = (PROJECT / "docs" / "bindings.md").read_text()
+        program = re.search(r"```lua\n(.*?)```", document, re.S)[1].replace("events(10)", "events(1)")
+        script = pathlib.Path("/tmp/first.lua")
+        script.write_text(program)
+        code, out, error = lua(script)
+        self.assertEqual((code, error), (0, ""))
+        self.assertRegex(out, r"\t3\t\n.*\t2\t10\.64\.0\.2\n")
 
     def test_parameter_shows_value_and_error(self):
         told = "operator: Testnet\nram.read: bad name, or no such parameter (code 1)\n"

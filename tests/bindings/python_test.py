@@ -74,6 +74,14 @@ def test_parameter_shows_value_and_error():
     assert example("parameter") == (0, f"operator: Testnet\n{told}\n", "")
 
 
+def test_the_first_program_of_the_document_shows_events(wansim):
+    document = (PROJECT / "docs" / "bindings.md").read_text()
+    program = re.search(r"```python\n(.*?)```", document, re.S)[1].replace("timeout=10", "timeout=1")
+    done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert (done.returncode, done.stderr) == (0, "")
+    assert re.findall(r"link_status=<LinkState\.(\w+)", done.stdout) == ["CONNECTING", "CONNECTED"]
+
+
 # ---- Values ----
 
 def test_records_have_the_layout_that_is_recorded_for_c():
