@@ -125,6 +125,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"scripts/abi( --record)?", ByCi("scripts/abi")),
     (r"scripts/manual( --check)?", ByCi("scripts/manual --check")),
     (r"man .*", ByCi("scripts/manual --check")),
+    (r"scripts/bindings( --check)?", ByTest("tests/bindings/description_test.py", '"scripts/bindings", "--check"')),
     (r"scripts/package( --check)?( deb| router)?", ByCi("scripts/package --check")),
     # Smaller: only whether cmake takes the preset, for asan's is the same with options and is built by CI.
     (r"cmake --preset debug && .*", Here(instead="cmake --list-presets=all | grep debug")),

@@ -184,7 +184,9 @@ class Debian(unittest.TestCase):
     def test_every_installed_file_is_in_one_package_and_every_line_of_a_list_names_some(self):
         build = run_openwrt() / f"lterouter-{VERSION}/build"
         documents = first(r"(-DCMAKE_INSTALL_DOCDIR=\S+)", "debian/rules")
-        run("cmake", "-DCMAKE_INSTALL_LIBDIR=lib/some-triplet", documents, build)
+        bindings = first(r'"(-DLTEROUTER_BINDINGS=[^"]+)"', "debian/rules")
+        run("cmake", "-DCMAKE_INSTALL_LIBDIR=lib/some-triplet", documents, bindings, build)
+        run("cmake", "--build", build)
         run("cmake", "--install", build, DESTDIR=str(WORK / "debian"))
         lists = {path.stem: path.read_text().split() for path in DEBIAN.glob("*.install")}
         matched = set()

@@ -60,7 +60,7 @@ class UnknownTarget(unittest.TestCase):
 
     def test_unknown_options_end_with_2(self):
         for name in ("test", "build", "demo", "footprint", "cross-musl", "debian-source", "fuzz", "bench",
-                     "neighbour-sizes", "mutate", "abi", "manual", "package"):
+                     "neighbour-sizes", "mutate", "abi", "bindings", "manual", "package"):
             result = script(name, "--no-such-option")
             self.assertEqual((name, result.returncode), (name, 2), result.stderr)
 

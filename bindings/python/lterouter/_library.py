@@ -1,0 +1,122 @@
+"""The loaded library, and how values pass between it and Python."""
+
+import ctypes
+import enum
+import math
+import os
+import socket
+import sys
+from collections.abc import Mapping
+from typing import Any, ClassVar, TypeVar
+
+lib = ctypes.CDLL(os.environ.get("LTEROUTER_LIBRARY", "liblterouter.so.1"), use_errno=True)
+
+Known = TypeVar("Known", bound=enum.IntEnum)
+
+
+class in_addr(ctypes.Structure):
+    _fields_ = [("s_addr", ctypes.c_uint32)]
+
+
+class Error(Exception):
+    """A function of the library has failed. code is what it returned."""
+
+    texts: ClassVar[Mapping[int, str]] = {}
+    text: ClassVar[str] = "failed"
+
+    def __init__(self, function: str, code: int, text: str = "") -> None:
+        super().__init__(f"{function}: {text or self.texts.get(code, self.text)}")
+        self.function = function
+        self.code = code
+
+
+def declare(name: str, result: Any, *arguments: Any) -> None:
+    function = getattr(lib, name)
+    function.restype = result
+    function.argtypes = arguments
+
+
+def check(error: type[Error], function: str, code: int) -> None:
+    if code != 0:
+        raise error(function, code)
+
+
+def check_errno(error: type[Error], function: str, code: int) -> None:
+    if code != 0:
+        raise error(function, code, os.strerror(code))
+
+
+def equal(error: type[Error], function: str, code: int) -> bool:
+    """What a comparison found: 6 is NV_ERR_DIFFER."""
+    if code not in (0, 6):
+        raise error(function, code)
+    return code == 0
+
+
+def answered(error: type[Error], function: str, data: bytes) -> str:
+    """The text behind the result that an answer begins with."""
+    check(error, function, int.from_bytes(data[:4], sys.byteorder, signed=True))
+    return decoded(data[4:].split(b"\0")[0])
+
+
+def encoded(text: str) -> bytes:
+    """As C has it. What is no UTF-8 passes as it does in the names of files."""
+    data = os.fsencode(text)
+    if b"\0" in data:
+        raise ValueError("a text for C must not contain a NUL")
+    return data
+
+
+def decoded(data: bytes) -> str:
+    return os.fsdecode(data)
+
+
+def line(text: str) -> "ctypes.Array[ctypes.c_char]":
+    """A text that C may change, and a blank behind it that an AT command ends in."""
+    return ctypes.create_string_buffer(encoded(text) + b" ")
+
+
+def fitting(text: str, size: int) -> bytes:
+    """For a field of this size, terminator included."""
+    data = encoded(text)
+    if len(data) >= size:
+        raise ValueError(f"a text of more than {size - 1} bytes")
+    return data
+
+
+def exactly(data: bytes, size: int) -> bytes:
+    if len(data) != size:
+        raise ValueError(f"{size} bytes are needed")
+    return data
+
+
+def address(text: str) -> in_addr:
+    return in_addr.from_buffer_copy(socket.inet_aton(text))
+
+
+def limited(value: int, least: int, most: int) -> int:
+    if not least <= value <= most:
+        raise OverflowError(f"{value} is not between {least} and {most}")
+    return value
+
+
+def uint8(value: int) -> int:
+    return limited(value, 0, 0xFF)
+
+
+def uint32(value: int) -> int:
+    return limited(value, 0, 0xFFFFFFFF)
+
+
+def int32(value: int) -> int:
+    return limited(value, -0x80000000, 0x7FFFFFFF)
+
+
+def milliseconds(seconds: float) -> int:
+    """Rounded up, so that only 0 is 0."""
+    return limited(math.ceil(seconds * 1000), 0, 0x7FFFFFFF)
+
+
+def known(kind: type[Known], value: int) -> Known | int:
+    """The member of an enumeration, or the number of one that later versions have."""
+    return kind(value) if value in kind._value2member_map_ else value

@@ -1,0 +1,3 @@
+local client = assert(require("lterouter").client({ events = false }))
+assert(client:connect())
+client:close()
