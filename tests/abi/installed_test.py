@@ -53,7 +53,7 @@ def places():
         "share/zsh/vendor-completions": {"_lterouter"},
         "share/doc/lterouter": {"README.md", "CHANGELOG.md", "CONTRIBUTING.md"},
         "share/doc/lterouter/docs": names("docs/*.md") | names("docs/*.svg"),
-        "share/lterouter": {"default.cfg"},
+        "share/lterouter": {"default.cfg", "lterouter-dashboard.json"},
         "share/man/man1": names("docs/man/*.1"),
         "share/man/man3": names("docs/man/*.3"),
     }

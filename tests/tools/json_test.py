@@ -114,6 +114,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.ltectl("log", "time", "off")
         self.ltectl("bus list")
         self.ltectl("metrics", "--interface", "lo")
+        self.ltectl("metrics", "--textfile", "/tmp/lterouter.prom")
         self.ltectl("wait", "interface=lo")
 
     def network(self):

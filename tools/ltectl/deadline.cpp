@@ -447,6 +447,16 @@ void at_end(const Ending &ending)
     }
 }
 
+void at_end(void (*farewell)())
+{
+    void (*close)() = nullptr;
+    {
+        const Lock lock;
+        close = g_state.ending.close;
+    }
+    at_end({.farewell = farewell, .close = close});
+}
+
 void unknown_if_ended(const char *format, ...)
 {
     const Lock lock;

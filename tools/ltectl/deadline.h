@@ -85,6 +85,8 @@ struct Ending {
 
 // For the work.
 void at_end(const Ending &ending);
+// The same with the close of before.
+void at_end(void (*farewell)());
 
 // For the work, before it changes something: the message if the command is ended before the work.
 void unknown_if_ended(const char *format, ...) __attribute__((format(printf, 1, 2)));

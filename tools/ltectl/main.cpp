@@ -23,6 +23,8 @@
 //   interface an interface's state from the kernel
 //   nv_file, nv_store, nv_import
 //             parameter files, copies and imports: details that the library does not report
+//   replacement, whole_file
+//             a file that takes another's place when it is complete
 //   scratch_file
 //             a temporary file without a name, for library calls that take a path
 //   secret    a secret from the command line, standard input or a prompt; whether it is shown

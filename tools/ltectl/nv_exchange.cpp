@@ -8,13 +8,14 @@
 #include "ltectl/nv_import.h"
 #include "ltectl/nv_secret.h"
 #include "ltectl/nv_store.h"
+#include "ltectl/replacement.h"
 #include "ltectl/scratch_file.h"
 #include "ltectl/storage.h"
+#include "ltectl/whole_file.h"
 #include "support/fd.h"
 
 #include <cctype>
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -47,16 +48,6 @@ constexpr Option kMaskOption = {"mask", "M", "only parameters with an attribute 
                                 &kMask, &g_mask};
 constexpr Option kDryRunOption = {"dry-run", nullptr, "only tell line by line what would be done",
                                   &kSwitch, &g_dry_run};
-
-// As a file name: standard input or output.
-constexpr char kStandardStream[] = "-";
-
-// Whether the file of a path can be read only once.
-bool is_stream(const char *path)
-{
-    struct stat status;
-    return stat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
-}
 
 // ---- Export ----
 
@@ -107,148 +98,12 @@ bool holds_selected(const char *path)
     return line == NvLine::kEnd && count == g_selected.count;
 }
 
-bool same_content(const ScratchFile &content, const char *path)
-{
-    const Stream files[] = {Stream{fopen(content.path(), "re")}, Stream{fopen(path, "re")}};
-    bool same = files[0] && files[1];
-    int bytes[2] = {};
-    while (same && bytes[0] != EOF) {
-        bytes[0] = getc(files[0].get());
-        bytes[1] = getc(files[1].get());
-        same = bytes[0] == bytes[1];
-    }
-    return same;
-}
-
-// Closes the file; shown: its name in messages.
-int write_to(int fd, const ScratchFile &content, const char *shown)
-{
-    if (fd < 0) {
-        return cannot("write", shown, errno);
-    }
-    int code = content.empty_into(fd, shown);
-    if (code == kDone && fsync(fd) != 0 && errno != EINVAL) { // EINVAL: not a regular file
-        code = cannot("write", shown, errno);
-    }
-    if (close(fd) != 0 && code == kDone) {
-        code = cannot("write", shown, errno);
-    }
-    return code;
-}
-
-// The temporary file of an export, in the directory of the file that it replaces.
-char g_unfinished[PATH_MAX];
-
-void remove_unfinished() { unlink(g_unfinished); }
-
-// Sets the owner and rights of another file, or those of a new one: nullptr. False with errno set.
-bool take_rights(int fd, const struct stat *of)
-{
-    if (of == nullptr) {
-        const mode_t mask = umask(0);
-        umask(mask);
-        return fchmod(fd, 0666 & ~mask) == 0;
-    }
-    // Only root may change the owner.
-    const bool given = fchown(fd, of->st_uid, of->st_gid) == 0 || geteuid() != 0;
-    return given && fchmod(fd, of->st_mode & 07777) == 0;
-}
-
-// A file that replaces another when it is complete, and is removed otherwise: a failed export does not
-// destroy an earlier one. It has a name from the beginning: one without (O_TMPFILE) could not take
-// another's place, since linkat replaces nothing, nor be made on every file system of a router.
-class Replacement {
-public:
-    // path: of the file to be replaced, or a new name.
-    explicit Replacement(const char *path)
-    {
-        replaces_ = realpath(path, path_) != nullptr && stat(path_, &replaced_) == 0;
-        if (!replaces_) {
-            snprintf(path_, sizeof(path_), "%s", path);
-        }
-    }
-    ~Replacement() { remove_unfinished(); }
-    Replacement(const Replacement &) = delete;
-    Replacement &operator=(const Replacement &) = delete;
-
-    // Returns a descriptor; -1 with errno.
-    int open() const
-    {
-        constexpr char kEnd[] = ".XXXXXX";
-        if (strlen(path_) + sizeof(kEnd) > sizeof(g_unfinished)) {
-            errno = ENAMETOOLONG;
-            return -1;
-        }
-        strcpy(g_unfinished, path_);
-        strcat(g_unfinished, kEnd);
-        Fd fd{mkostemp(g_unfinished, O_CLOEXEC)};
-        if (!fd) {
-            g_unfinished[0] = '\0';
-            return -1;
-        }
-        at_end({.farewell = remove_unfinished, .close = nullptr});
-        if (!take_rights(fd.get(), replaces_ ? &replaced_ : nullptr)) {
-            return -1;
-        }
-        return fd.release();
-    }
-    // False with errno.
-    bool take_place() const { return rename(g_unfinished, path_) == 0; }
-    // Whether the error of making or renaming the file is due to the directory or the place in it.
-    bool is_refused(int error) const
-    {
-        return replaces_ && (error == EACCES || error == EPERM || error == EROFS || error == EBUSY);
-    }
-
-private:
-    char path_[PATH_MAX];
-    bool replaces_;
-    struct stat replaced_;
-};
-
-int write_in_place(const ScratchFile &content, const char *path)
-{
-    const int fd = open(path, O_WRONLY | O_TRUNC | O_CLOEXEC);
-    if (fd < 0) {
-        return cannot("write", path, errno);
-    }
-    unknown_if_ended("%s may hold a part of the export", path);
-    if (const int code = write_to(fd, content, path); code != kDone) {
-        note("%s holds a part of the export; what it held is lost", path);
-        return code;
-    }
-    return same_content(content, path) ? kDone
-                                       : fail(kFailed, "%s does not hold what was written", path);
-}
-
-int write_file(const ScratchFile &content, const char *path)
-{
-    const Waiting waiting({nullptr, path}); // for its device
-    const Replacement file(path);
-    const int fd = file.open();
-    if (fd < 0 && file.is_refused(errno)) {
-        return write_in_place(content, path);
-    }
-    if (const int code = write_to(fd, content, path); code != kDone) {
-        return code;
-    }
-    if (!same_content(content, g_unfinished)) {
-        return fail(kFailed, "%s does not hold what was written", path);
-    }
-    if (file.take_place()) {
-        return kDone;
-    }
-    return file.is_refused(errno) ? write_in_place(content, path) : cannot("write", path, errno);
-}
-
 int write_export(const ScratchFile &content, const char *path)
 {
     if (strcmp(path, kStandardStream) == 0) {
         return content.empty_into(STDOUT_FILENO, "standard output");
     }
-    // A terminal or a pipe can be neither replaced nor read back.
-    return is_stream(path) ? write_to(open(path, O_WRONLY | O_CLOEXEC), content, path)
-                           : write_file(content, path);
+    return replace_file(content, path, {.content = "the export", .or_in_place = true});
 }
 
 // ---- Import ----

@@ -22,6 +22,12 @@ define LTEROUTER_REMOVE_FISH
 endef
 LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_FISH
 
+# For the machine of a Grafana server.
+define LTEROUTER_REMOVE_DASHBOARD
+	$(RM) $(TARGET_DIR)/usr/share/lterouter/lterouter-dashboard.json
+endef
+LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_DASHBOARD
+
 ifneq ($(BR2_PACKAGE_LTEROUTER_TOOLS),y)
 define LTEROUTER_REMOVE_TOOLS
 	$(RM) $(foreach tool,ltectl wansim modemsim, \
