@@ -106,6 +106,7 @@ class Bash(CompletionTest):
         for command in ("get", "set"):
             self.assertEqual(self.offered(f"ltectl nv {command} lan"), ["lan_ip", "lan_mask"])
             self.assertEqual(self.offered(f"ltectl nv {command} wan "), [])
+        self.assertEqual(self.offered("ltectl nv watch wan lan"), ["lan_ip", "lan_mask"])
         os.makedirs(STORE)
         write_file(STORE + "volatile", b"v\0")
         for command in ("get", "set"):

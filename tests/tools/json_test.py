@@ -138,6 +138,11 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
                                 ("nv reset", "--dry-run"), ("nv import", "/2ndfile/saved"), ("nv reset",),
                                 ("nv verify",), ("nv fin",), ("nv init",)):
             self.ltectl(command, *words)
+        watching = self.start_ltectl("nv", "watch", "--count", "1", "--timestamps", "--json")
+        watching.err.next()
+        support.ltectl("nv", "set", "a", "seen")
+        self.hold("ltectl", "nv watch", watching.finish()[1])
+        self.ran.add("nv watch")
         os.unlink(BACKUP + "a")
         os.unlink(CURRENT + "b")
         os.mkdir(CURRENT + "b")

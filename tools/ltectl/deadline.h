@@ -93,6 +93,8 @@ void unknown_if_ended(const char *format, ...) __attribute__((format(printf, 1, 
 
 // For the work: from now on there is no deadline, and a signal is the regular end.
 void run_until_signal();
+// The same, but every single wait has the deadline again.
+void run_until_signal_or_lock();
 
 // Readable as soon as a signal has come; -1 outside of run_work.
 int stop_fd();

@@ -25,6 +25,8 @@
 //             parameter files, copies and imports: details that the library does not report
 //   replacement, whole_file
 //             a file that takes another's place when it is complete
+//   store_watch
+//             waiting for changes of the persistent parameters
 //   scratch_file
 //             a temporary file without a name, for library calls that take a path
 //   secret    a secret from the command line, standard input or a prompt; whether it is shown
@@ -145,6 +147,12 @@ constexpr Command kNvCommands[] = {
      .help = "Show every parameter whose value is not its default.",
      .run = in_time<nv_diff>,
      .options = kNvShowOptions},
+    {.name = "watch",
+     .operands = "[NAME...]",
+     .help = "Show every change of a parameter, as it happens.",
+     .run = nv_watch,
+     .offer = offer_nv_names,
+     .options = kNvWatchOptions},
     {.name = "export",
      .operands = "FILE",
      .help = "Save parameters to a file.",
