@@ -137,7 +137,7 @@ class Bash(CompletionTest):
 
     def test_files(self):
         write_file("/2ndfile/apn.list", b"")
-        for line in ("ltectl apn match apn", "ltectl nv import apn", "ltectl upgrade apn", "modemsim --image apn",
+        for line in ("ltectl apn match apn", "ltectl nv import apn", "ltectl nv batch apn", "ltectl upgrade apn", "modemsim --image apn",
                      "modemsim --image=apn"):
             self.assertEqual(self.offered(line), ["apn.list"], line)
         self.assertEqual(self.offered("ltectl imsi apn"), [])

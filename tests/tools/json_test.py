@@ -148,6 +148,8 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         os.mkdir(CURRENT + "b")
         self.declare(b"a=1=da\nb=2=db\nb=2=db\nc=8=secret\n")
         self.ltectl("nv verify", code=FAILED)
+        write_file("/2ndfile/commands", b"set a 1\nset b 2\n")
+        self.ltectl("nv batch", "/2ndfile/commands", code=FAILED)
         os.rmdir(CURRENT + "b")
         self.ltectl("nv clear", "--yes")
 

@@ -148,6 +148,10 @@ extern const Option kNvWatchOptions[];
 void offer_nv_names(Offer &offer, const char *const *before);
 int nv_watch(char *const *operands);
 
+// nv_batch.cpp
+extern const Option kNvBatchOptions[];
+int nv_batch(char *const *operands);
+
 // nv_verify.cpp
 int nv_verify(char *const *operands);
 

@@ -112,6 +112,12 @@ int check_directories()
     return check_rights();
 }
 
+uint32_t declared_bits(const char *name)
+{
+    Declaration declaration;
+    return declaration.find(name) == NV_SUCCESS ? declaration.parameter.bits : 0;
+}
+
 bool is_unstorable(const char *name) { return *name == '\0' || is_dots(name); }
 
 } // namespace lterouter::tools
