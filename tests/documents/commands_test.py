@@ -146,6 +146,8 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"ltectl trace -f", RunsOn("[lib/")),
     (r"ltectl bus watch", RunsOn("ltectl: waiting for messages")),
     (r"ltectl bus capture [^|]*", RunsOn("ltectl: capturing messages")),
+    (r"ltectl nv watch", RunsOn("ltectl: waiting for changes")),
+    (r"ltectl metrics --textfile PATH", Here(instead="ltectl metrics --textfile /tmp/metrics.prom")),
     (r"ltectl pin enable 0000", Here(status=1)),
     (r"ltectl nv export FILE (.*)", Here(instead=r"ltectl nv export /tmp/FILE \1")),
     # Here is neither a neighbour, nor a file to control a LED by.

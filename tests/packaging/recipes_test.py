@@ -27,8 +27,9 @@ ARCHIVES = WORK / "archives"
 
 TOOLS = {f"usr/bin/{tool}" for tool in ("ltectl", "modemsim", "wansim")} | {"usr/share/lterouter/default.cfg"}
 COMPLETION = {f"usr/share/bash-completion/completions/{tool}" for tool in ("ltectl", "modemsim", "wansim")}
-# For people; no router has a use for them.
+# For people and for other machines; no router has a use for them.
 LEFT_OUT = ("usr/share/bash-completion/", "usr/share/doc/", "usr/share/fish/", "usr/share/lterouter/lterouter.lua",
+            "usr/share/lterouter/lterouter-dashboard.json",
             "usr/share/man/", "usr/share/zsh/")
 
 

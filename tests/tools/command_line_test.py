@@ -18,7 +18,7 @@ COMMANDS = [
     "net route default add DEV GATEWAY...", "net route default del DEV GATEWAY...", "net arp IP",
     "net probe IP DEV", "net iface NAME",
     "ram get NAME", "ram set NAME VALUE", "ram list", "ram clear", "nv init", "nv fin", "nv get NAME",
-    "nv set NAME VALUE", "nv list", "nv diff", "nv export FILE", "nv import FILE", "nv reset",
+    "nv set NAME VALUE", "nv batch [FILE]", "nv list", "nv diff", "nv watch [NAME...]", "nv export FILE", "nv import FILE", "nv reset",
     "nv verify", "nv clear",
 ]
 GROUPS = ["", "pin", "apn", "sms", "bus", "net", "net route", "net route default", "ram", "nv"]

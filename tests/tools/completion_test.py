@@ -106,6 +106,7 @@ class Bash(CompletionTest):
         for command in ("get", "set"):
             self.assertEqual(self.offered(f"ltectl nv {command} lan"), ["lan_ip", "lan_mask"])
             self.assertEqual(self.offered(f"ltectl nv {command} wan "), [])
+        self.assertEqual(self.offered("ltectl nv watch wan lan"), ["lan_ip", "lan_mask"])
         os.makedirs(STORE)
         write_file(STORE + "volatile", b"v\0")
         for command in ("get", "set"):
@@ -136,7 +137,7 @@ class Bash(CompletionTest):
 
     def test_files(self):
         write_file("/2ndfile/apn.list", b"")
-        for line in ("ltectl apn match apn", "ltectl nv import apn", "ltectl upgrade apn", "modemsim --image apn",
+        for line in ("ltectl apn match apn", "ltectl nv import apn", "ltectl nv batch apn", "ltectl upgrade apn", "modemsim --image apn",
                      "modemsim --image=apn"):
             self.assertEqual(self.offered(line), ["apn.list"], line)
         self.assertEqual(self.offered("ltectl imsi apn"), [])

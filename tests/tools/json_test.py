@@ -116,6 +116,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.ltectl("bus list")
         self.ltectl("bus list", "--verbose")
         self.ltectl("metrics", "--interface", "lo")
+        self.ltectl("metrics", "--textfile", "/tmp/lterouter.prom")
         self.ltectl("wait", "interface=lo")
 
     def network(self):
@@ -139,11 +140,18 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
                                 ("nv reset", "--dry-run"), ("nv import", "/2ndfile/saved"), ("nv reset",),
                                 ("nv verify",), ("nv fin",), ("nv init",)):
             self.ltectl(command, *words)
+        watching = self.start_ltectl("nv", "watch", "--count", "1", "--timestamps", "--json")
+        watching.err.next()
+        support.ltectl("nv", "set", "a", "seen")
+        self.hold("ltectl", "nv watch", watching.finish()[1])
+        self.ran.add("nv watch")
         os.unlink(BACKUP + "a")
         os.unlink(CURRENT + "b")
         os.mkdir(CURRENT + "b")
         self.declare(b"a=1=da\nb=2=db\nb=2=db\nc=8=secret\n")
         self.ltectl("nv verify", code=FAILED)
+        write_file("/2ndfile/commands", b"set a 1\nset b 2\n")
+        self.ltectl("nv batch", "/2ndfile/commands", code=FAILED)
         os.rmdir(CURRENT + "b")
         self.ltectl("nv clear", "--yes")
 

@@ -98,6 +98,10 @@ class Network(Session, cable.CableTest):
         self.start_wansim()
         self.assert_happens("Waiting for a state", support.ltectl_program)
 
+    def test_metrics(self):
+        self.start_wansim()
+        self.assert_happens("Metrics", support.ltectl_program)
+
     def test_routes_and_neighbours(self):
         self.meet()
         self.assert_happens("Routes and neighbours", support.ltectl_program)

@@ -207,7 +207,10 @@ int parse_options(const Level &level, int argc, char **argv)
 
 // ---- Operands ----
 
-bool repeats_last(std::string_view summary) { return summary.ends_with("..."); }
+bool repeats_last(std::string_view summary)
+{
+    return summary.ends_with("...") || summary.ends_with("...]");
+}
 
 int check_operands(const Level &level, char *const *operands)
 {

@@ -82,7 +82,7 @@ struct Exit {
 struct Command {
     const char *name = nullptr;
     // As the usage line shows them, optional ones in brackets: "NAME [VALUE]". They fix the number,
-    // unless the last one may be repeated: "NAME...".
+    // unless the last one may be repeated: "NAME...", "[NAME...]".
     const char *operands = "";
     const char *help = nullptr;
     Run run = nullptr;

@@ -38,6 +38,8 @@ public:
         }
     }
 
+    T *begin() { return items_; }
+    T *end() { return items_ + count_; }
     const T *begin() const { return items_; }
     const T *end() const { return items_ + count_; }
 

@@ -146,6 +146,15 @@ int nv_export(char *const *operands);
 int nv_import(char *const *operands);
 int nv_reset(char *const *operands);
 
+// nv_watch.cpp
+extern const Option kNvWatchOptions[];
+void offer_nv_names(Offer &offer, const char *const *before);
+int nv_watch(char *const *operands);
+
+// nv_batch.cpp
+extern const Option kNvBatchOptions[];
+int nv_batch(char *const *operands);
+
 // nv_verify.cpp
 int nv_verify(char *const *operands);
 

@@ -46,6 +46,7 @@ struct State {
     bool noticed = false;           // the user has been told of waiting
     int64_t clock_s = 0;            // on the terminal; 0: none is shown
     bool lasting = false;
+    bool renewed = false; // the deadline, by each wait of a lasting command
     bool given_up = false;
     Ending ending = {nullptr, nullptr};
     char unknown[256] = ""; // what the command leaves when it is ended, behind "; "
@@ -299,7 +300,7 @@ int tell_late(const Wait &wait, uint32_t seconds)
 // The reason to end the command while it waits, if there is one.
 std::optional<int> look_at_wait(const Work &work)
 {
-    if (g_state.wait == nullptr || g_state.lasting) {
+    if (g_state.wait == nullptr || (g_state.lasting && !g_state.renewed)) {
         return std::nullopt;
     }
     const int64_t now = now_ms();
@@ -369,12 +370,12 @@ int finish(pthread_t worker)
 int watch(Work &work, pthread_t worker)
 {
     for (;;) {
-        bool lasting;
+        bool idle;
         {
             const Lock lock;
-            lasting = g_state.lasting;
+            idle = g_state.lasting && !(g_state.renewed && g_state.wait != nullptr);
         }
-        if (await_change(lasting ? -1 : kTickMs)) {
+        if (await_change(idle ? -1 : kTickMs)) {
             end_by_signal();
             return finish(worker);
         }
@@ -400,12 +401,21 @@ Waiting::Waiting(const Wait &wait) : wait_(wait)
     const auto socket = wait.asked || wait.peer == nullptr
                             ? wait.asked
                             : socket_at(module_address(wait.peer->module_id));
+    bool renewed;
     {
         const Lock lock;
         g_state.wait = &wait_;
         g_state.since_ms = g_state.looked_ms = now_ms();
         g_state.socket = socket;
         g_state.missed = false;
+        renewed = g_state.renewed;
+        if (renewed) {
+            g_state.waited_ms = 0;
+            g_state.noticed = false;
+        }
+    }
+    if (renewed) {
+        wake(g_state.changed); // the main thread, which does not look at the clock meanwhile
     }
     stay_if_given_up();
 }
@@ -447,6 +457,16 @@ void at_end(const Ending &ending)
     }
 }
 
+void at_end(void (*farewell)())
+{
+    void (*close)() = nullptr;
+    {
+        const Lock lock;
+        close = g_state.ending.close;
+    }
+    at_end({.farewell = farewell, .close = close});
+}
+
 void unknown_if_ended(const char *format, ...)
 {
     const Lock lock;
@@ -461,6 +481,12 @@ void run_until_signal()
 {
     const Lock lock;
     g_state.lasting = true;
+}
+
+void run_until_signal_or_lock()
+{
+    const Lock lock;
+    g_state.lasting = g_state.renewed = true;
 }
 
 int stop_fd() { return g_state.stop; }

@@ -85,12 +85,16 @@ struct Ending {
 
 // For the work.
 void at_end(const Ending &ending);
+// The same with the close of before.
+void at_end(void (*farewell)());
 
 // For the work, before it changes something: the message if the command is ended before the work.
 void unknown_if_ended(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // For the work: from now on there is no deadline, and a signal is the regular end.
 void run_until_signal();
+// The same, but every single wait has the deadline again.
+void run_until_signal_or_lock();
 
 // Readable as soon as a signal has come; -1 outside of run_work.
 int stop_fd();

@@ -23,8 +23,10 @@
 //   interface an interface's state from the kernel
 //   nv_file, nv_store, nv_import
 //             parameter files, copies and imports: details that the library does not report
-//   replacement
-//             a file that takes another's place
+//   replacement, whole_file
+//             a file that takes another's place when it is complete
+//   store_watch
+//             waiting for changes of the persistent parameters
 //   capture   received messages in a capture file
 //   scratch_file
 //             a temporary file without a name, for library calls that take a path
@@ -138,6 +140,11 @@ constexpr Command kNvCommands[] = {
      .run = nv_set,
      .offer = offer_nv_name,
      .options = kNvShowOptions},
+    {.name = "batch",
+     .operands = "[FILE]",
+     .help = "Store several parameters, which are all checked before.",
+     .run = in_time<nv_batch>,
+     .options = kNvBatchOptions},
     {.name = "list",
      .help = "Show every parameter: where its value comes from, its bits, its value.",
      .run = in_time<nv_list>,
@@ -146,6 +153,12 @@ constexpr Command kNvCommands[] = {
      .help = "Show every parameter whose value is not its default.",
      .run = in_time<nv_diff>,
      .options = kNvShowOptions},
+    {.name = "watch",
+     .operands = "[NAME...]",
+     .help = "Show every change of a parameter, as it happens.",
+     .run = nv_watch,
+     .offer = offer_nv_names,
+     .options = kNvWatchOptions},
     {.name = "export",
      .operands = "FILE",
      .help = "Save parameters to a file.",

@@ -1,8 +1,10 @@
-// metrics: the state of router, modem and stores for a Prometheus server, in its text format.
+// metrics: the state of router, modem and stores for a Prometheus server, in its text format, which
+// comes by standard output or in a file that the node exporter reads.
 
 #include "common/program.h"
 #include "common/record.h"
 #include "common/wan_manager.h"
+#include "lc_file/stream.h"
 #include "lc_nv.h"
 #include "lte_sdk.h"
 #include "ltectl/commands.h"
@@ -13,8 +15,11 @@
 #include "ltectl/nv_verify.h"
 #include "ltectl/parameter.h"
 #include "ltectl/requests.h"
+#include "ltectl/storage.h"
+#include "ltectl/whole_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -28,10 +33,23 @@ namespace lterouter::tools {
 namespace {
 
 InterfaceText g_interface = "wwan0";
+const char *g_textfile = nullptr;
+
+constexpr ValueType kPath = {"the path of a file", [](const char *text, void *target) {
+                                 *static_cast<const char **>(target) = text;
+                                 return *text != '\0';
+                             }};
 
 constexpr uint32_t kAnswerMs = 2000; // of each request: together less than a scrape's 10 s
 
 // ---- The format ----
+
+// The file's content while it is made; nullptr for standard output.
+FILE *g_content = nullptr;
+uint32_t g_samples = 0;
+
+FILE *output() { return g_content != nullptr ? g_content : stdout; }
+bool prints_objects() { return g_program.json && g_content == nullptr; }
 
 struct Label {
     const char *name;
@@ -45,15 +63,16 @@ class Family {
 public:
     Family(const char *name, Type type, const char *help) : name_(name)
     {
-        if (!g_program.json) {
-            printf("# HELP lterouter_%s %s\n# TYPE lterouter_%s %s\n", name, help, name,
-                   type == Type::kCounter ? "counter" : "gauge");
+        if (!prints_objects()) {
+            fprintf(output(), "# HELP lterouter_%s %s\n# TYPE lterouter_%s %s\n", name, help, name,
+                    type == Type::kCounter ? "counter" : "gauge");
         }
     }
 
     const Family &sample(std::initializer_list<Label> labels, int64_t value) const
     {
-        if (g_program.json) {
+        ++g_samples;
+        if (prints_objects()) {
             print_object(labels, value);
         } else {
             print_line(labels, value);
@@ -75,26 +94,26 @@ private:
 
     void print_line(std::initializer_list<Label> labels, int64_t value) const
     {
-        printf("lterouter_%s", name_);
+        fprintf(output(), "lterouter_%s", name_);
         const char *before = "{";
         for (const Label &label : labels) {
-            printf("%s%s=\"", before, label.name);
+            fprintf(output(), "%s%s=\"", before, label.name);
             print_escaped(label.value);
-            putchar('"');
+            fputc('"', output());
             before = ",";
         }
-        printf("%s %" PRId64 "\n", labels.size() != 0 ? "}" : "", value);
+        fprintf(output(), "%s %" PRId64 "\n", labels.size() != 0 ? "}" : "", value);
     }
 
     static void print_escaped(std::string_view text)
     {
         for (;;) {
             const size_t plain = std::min(text.find_first_of("\\\"\n"), text.size());
-            put_text({text.data(), plain});
+            put_text({text.data(), plain}, output()); // substr, which can throw, needs the C++ run time
             if (plain == text.size()) {
                 return;
             }
-            printf("\\%c", text[plain] == '\n' ? 'n' : text[plain]);
+            fprintf(output(), "\\%c", text[plain] == '\n' ? 'n' : text[plain]);
             text.remove_prefix(plain + 1);
         }
     }
@@ -311,15 +330,8 @@ void show_upgrade()
         .sample(is_upgrade_running() ? 1 : 0);
 }
 
-int scrape()
+void show(const Told &told)
 {
-    if (const int code = open_endpoint(); code != kDone) {
-        return code;
-    }
-    ipc_msg_set_send_limit(kAnswerMs);
-    Told told;
-    ask_manager(&told);
-    start_output();
     show_manager(told);
     if (told.probe.bound) { // what one that has ended left behind may be wrong
         show_link();
@@ -328,14 +340,64 @@ int scrape()
     show_interface();
     show_stores();
     show_upgrade();
+}
+
+int print(const Told &told)
+{
+    start_output();
+    show(told);
     flush_output();
     return kDone;
+}
+
+int make_content(const Told &told, const ScratchFile &content)
+{
+    if (const int code = content.made(); code != kDone) {
+        return code;
+    }
+    const Stream file{fopen(content.path(), "we")};
+    if (!file) {
+        return cannot("write", content.path(), errno);
+    }
+    g_content = file.get();
+    show(told);
+    g_content = nullptr;
+    return fflush(file.get()) == 0 && ferror(file.get()) == 0 ? kDone
+                                                              : cannot("write", content.path(), errno);
+}
+
+int write_textfile(const Told &told)
+{
+    const ScratchFile content;
+    if (const int code = make_content(told, content); code != kDone) {
+        return code;
+    }
+    // The node exporter is another user.
+    const Replacing how = {.content = "the metrics", .readable_by_all = true};
+    if (const int code = replace_file(content, g_textfile, how); code != kDone) {
+        return code;
+    }
+    Record().event("written").word("file", g_textfile).number("metrics", g_samples);
+    return kDone;
+}
+
+int scrape()
+{
+    if (const int code = open_endpoint(); code != kDone) {
+        return code;
+    }
+    ipc_msg_set_send_limit(kAnswerMs);
+    Told told;
+    ask_manager(&told);
+    return g_textfile != nullptr ? write_textfile(told) : print(told);
 }
 
 } // namespace
 
 const Option kMetricsOptions[] = {
     {"interface", "NAME", "the modem's interface (wwan0)", &kInterfaceName, g_interface},
+    {"textfile", "PATH", "write them to a file, for the node exporter's textfile folder", &kPath,
+     &g_textfile},
     kLockTimeoutOption,
     {},
 };

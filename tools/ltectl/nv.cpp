@@ -145,13 +145,6 @@ int diff_declared(const NvParameter &declared)
     return code;
 }
 
-// 0 for a parameter that is not declared.
-uint32_t declared_bits(const char *name)
-{
-    Declaration declaration;
-    return declaration.find(name) == NV_SUCCESS ? declaration.parameter.bits : 0;
-}
-
 // One byte more than a value may have: a longer one is truncated, but remains too long.
 struct TypedValue {
     ~TypedValue() { explicit_bzero(text, sizeof(text)); }

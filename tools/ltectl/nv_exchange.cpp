@@ -11,6 +11,7 @@
 #include "ltectl/replacement.h"
 #include "ltectl/scratch_file.h"
 #include "ltectl/storage.h"
+#include "ltectl/whole_file.h"
 #include "support/fd.h"
 
 #include <cctype>
@@ -97,80 +98,12 @@ bool holds_selected(const char *path)
     return line == NvLine::kEnd && count == g_selected.count;
 }
 
-bool same_content(const ScratchFile &content, const char *path)
-{
-    const Stream files[] = {Stream{fopen(content.path(), "re")}, Stream{fopen(path, "re")}};
-    bool same = files[0] && files[1];
-    int bytes[2] = {};
-    while (same && bytes[0] != EOF) {
-        bytes[0] = getc(files[0].get());
-        bytes[1] = getc(files[1].get());
-        same = bytes[0] == bytes[1];
-    }
-    return same;
-}
-
-// Closes the file; shown: its name in messages.
-int write_to(int fd, const ScratchFile &content, const char *shown)
-{
-    if (fd < 0) {
-        return cannot("write", shown, errno);
-    }
-    int code = content.empty_into(fd, shown);
-    if (code == kDone && fsync(fd) != 0 && errno != EINVAL) { // EINVAL: not a regular file
-        code = cannot("write", shown, errno);
-    }
-    if (close(fd) != 0 && code == kDone) {
-        code = cannot("write", shown, errno);
-    }
-    return code;
-}
-
-int write_in_place(const ScratchFile &content, const char *path)
-{
-    const int fd = open(path, O_WRONLY | O_TRUNC | O_CLOEXEC);
-    if (fd < 0) {
-        return cannot("write", path, errno);
-    }
-    unknown_if_ended("%s may hold a part of the export", path);
-    if (const int code = write_to(fd, content, path); code != kDone) {
-        note("%s holds a part of the export; what it held is lost", path);
-        return code;
-    }
-    return same_content(content, path) ? kDone
-                                       : fail(kFailed, "%s does not hold what was written", path);
-}
-
-int write_file(const ScratchFile &content, const char *path)
-{
-    const Waiting waiting({nullptr, path}); // for its device
-    // A failed export does not destroy an earlier one.
-    const Replacement file(path);
-    const int fd = file.open();
-    if (fd < 0 && file.is_refused(errno)) {
-        return write_in_place(content, path);
-    }
-    at_end({.farewell = remove_unfinished, .close = nullptr});
-    if (const int code = write_to(fd, content, path); code != kDone) {
-        return code;
-    }
-    if (!same_content(content, file.unfinished())) {
-        return fail(kFailed, "%s does not hold what was written", path);
-    }
-    if (file.take_place()) {
-        return kDone;
-    }
-    return file.is_refused(errno) ? write_in_place(content, path) : cannot("write", path, errno);
-}
-
 int write_export(const ScratchFile &content, const char *path)
 {
     if (strcmp(path, kStandardStream) == 0) {
         return content.empty_into(STDOUT_FILENO, "standard output");
     }
-    // A terminal or a pipe can be neither replaced nor read back.
-    return is_stream(path) ? write_to(open(path, O_WRONLY | O_CLOEXEC), content, path)
-                           : write_file(content, path);
+    return replace_file(content, path, {.content = "the export", .or_in_place = true});
 }
 
 // ---- Import ----

@@ -24,6 +24,18 @@ int explain(uint32_t result, const char *name)
     return complain(declaration.file, kDefaultsFile, before, "");
 }
 
+// Not nvm_readnv, which would read a copy that has been made meanwhile. Not inlined, as a file needs
+// much stack.
+[[gnu::noinline]] uint32_t read_default(const char *name, char (&value)[kValueSize])
+{
+    Declaration declaration;
+    const uint32_t result = declaration.find(name);
+    if (result == NV_SUCCESS) {
+        strcpy(value, declaration.parameter.value);
+    }
+    return result;
+}
+
 // 0, or why this process cannot look into a directory, as an errno value.
 int directory_error(const char *directory)
 {
@@ -67,7 +79,7 @@ int StoredValue::read(const char *name)
     int code = kDone;
     if (!read_copy(kCurrent, name, &code) && !read_copy(kBackup, name, &code)) {
         source = "default";
-        const uint32_t result = read_value(kPersistentStore, name, text);
+        const uint32_t result = read_default(name, text);
         code = result == NV_SUCCESS ? kDone : explain(result, name);
     }
     return code;
@@ -98,6 +110,12 @@ int check_directories()
         }
     }
     return check_rights();
+}
+
+uint32_t declared_bits(const char *name)
+{
+    Declaration declaration;
+    return declaration.find(name) == NV_SUCCESS ? declaration.parameter.bits : 0;
 }
 
 bool is_unstorable(const char *name) { return *name == '\0' || is_dots(name); }

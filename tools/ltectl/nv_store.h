@@ -40,6 +40,9 @@ int check_directories();
 // The same, but accepts a store that was never opened: it has its defaults.
 int check_rights();
 
+// The attribute bits of a parameter; 0 for one that is not declared.
+uint32_t declared_bits(const char *name);
+
 // Declared with the name of a directory (".", ".."), which cannot hold a value; the library does not
 // report that.
 bool is_unstorable(const char *name);

@@ -13,10 +13,10 @@
 namespace lterouter::tools {
 namespace {
 
-uint32_t write_value(const ParameterStore &store, const char *name, const char *value)
+uint32_t write_value(const ParameterStore &store, const char *name, const char *value, const char *also)
 {
-    unknown_if_ended("whether \"%.127s\" has its new value is not known; ltectl %s get shows it", name,
-                     store.group);
+    unknown_if_ended("whether \"%.127s\" has its new value is not known; ltectl %s get shows it%s",
+                     name, store.group, also);
     const Waiting waiting(kStoreWait);
     return store.write(name, value, kValueSize);
 }
@@ -106,9 +106,9 @@ void show_value(const char *value)
     flush_output();
 }
 
-int store_value(const ParameterStore &store, const char *name, const char *value)
+int store_value(const ParameterStore &store, const char *name, const char *value, const char *also)
 {
-    const uint32_t result = write_value(store, name, value);
+    const uint32_t result = write_value(store, name, value, also);
     if (result == NV_ERR_VALUE) {
         return fail(kFailed, "the value of \"%s\" is longer than %u bytes", name, NV_VALUE_MAX);
     }

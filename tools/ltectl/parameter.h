@@ -35,8 +35,10 @@ uint32_t read_value(const ParameterStore &store, const char *name, char *value);
 // Printed unchanged, for the shell.
 void show_value(const char *value);
 
-// Stores a value and reads it back; prints an error message on failure. Returns an exit code.
-int store_value(const ParameterStore &store, const char *name, const char *value);
+// Stores a value and reads it back; prints an error message on failure. Returns an exit code. also:
+// what else is to be said when the command is ended meanwhile, behind "; ".
+int store_value(const ParameterStore &store, const char *name, const char *value,
+                const char *also = "");
 
 // One command each, for any store.
 // shown: the value as printed.

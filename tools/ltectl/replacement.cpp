@@ -15,24 +15,28 @@ namespace {
 // In the directory of the file that it replaces.
 char g_unfinished[PATH_MAX];
 
-// Sets the owner and rights of another file, or those of a new one: nullptr. False with errno set.
-bool take_rights(int fd, const struct stat *of)
+// The rights of a new file.
+mode_t usual_mode()
 {
-    if (of == nullptr) {
-        const mode_t mask = umask(0);
-        umask(mask);
-        return fchmod(fd, 0666 & ~mask) == 0;
-    }
-    // Only root may change the owner.
-    const bool given = fchown(fd, of->st_uid, of->st_gid) == 0 || geteuid() != 0;
-    return given && fchmod(fd, of->st_mode & 07777) == 0;
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+// Only root may change the owner.
+bool take_owner(int fd, const struct stat &of)
+{
+    return fchown(fd, of.st_uid, of.st_gid) == 0 || geteuid() != 0;
 }
 
 } // namespace
 
+// Not every file can be synchronised, nor every directory (EINVAL).
+bool synchronise(int fd) { return fsync(fd) == 0 || errno == EINVAL; }
+
 void remove_unfinished() { unlink(g_unfinished); }
 
-Replacement::Replacement(const char *path)
+Replacement::Replacement(const char *path, bool readable_by_all) : readable_by_all_(readable_by_all)
 {
     replaces_ = realpath(path, path_) != nullptr && stat(path_, &replaced_) == 0;
     if (!replaces_) {
@@ -54,12 +58,32 @@ int Replacement::open() const
         g_unfinished[0] = '\0';
         return -1;
     }
-    return take_rights(fd.get(), replaces_ ? &replaced_ : nullptr) ? fd.release() : -1;
+    return take_rights(fd.get()) ? fd.release() : -1;
+}
+
+bool Replacement::take_rights(int fd) const
+{
+    if (readable_by_all_) {
+        return fchmod(fd, 0644) == 0;
+    }
+    return replaces_ ? take_owner(fd, replaced_) && fchmod(fd, replaced_.st_mode & 07777) == 0
+                     : fchmod(fd, usual_mode()) == 0;
 }
 
 const char *Replacement::unfinished() const { return g_unfinished; }
 
 bool Replacement::take_place() const { return rename(g_unfinished, path_) == 0; }
+
+// A directory that may not be read cannot be synchronised.
+bool Replacement::synchronise_place() const
+{
+    char directory[PATH_MAX];
+    strcpy(directory, path_);
+    char *const slash = strrchr(directory, '/');
+    strcpy(slash != nullptr ? slash + 1 : directory, ".");
+    const Fd fd{::open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    return !fd || synchronise(fd.get());
+}
 
 bool Replacement::is_refused(int error) const
 {

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
-#include <linux/netlink.h>
-#include <linux/rtnetlink.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
@@ -19,6 +17,17 @@ namespace {
 constexpr int64_t kLookMs = 250;
 constexpr uint32_t kFileChanges =
     IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_MODIFY;
+
+// As the kernel has them; a small libc comes without its headers.
+struct NetlinkAddress {
+    sa_family_t family;
+    unsigned short pad;
+    uint32_t pid;
+    uint32_t groups;
+};
+constexpr int kNetlinkRoute = 0;
+constexpr uint32_t kLinkGroup = 0x1;
+constexpr uint32_t kIpv4AddressGroup = 0x10;
 
 // -1 where there is nothing to watch, or the kernel refuses.
 int open_files(const char *directory)
@@ -35,11 +44,9 @@ int open_interfaces(bool wanted)
     if (!wanted) {
         return -1;
     }
-    Fd fd(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
-    sockaddr_nl groups = {};
-    groups.nl_family = AF_NETLINK;
-    groups.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;
-    return fd && bind(fd.get(), reinterpret_cast<const sockaddr *>(&groups), sizeof(groups)) == 0
+    Fd fd(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, kNetlinkRoute));
+    const NetlinkAddress address = {AF_NETLINK, 0, 0, kLinkGroup | kIpv4AddressGroup};
+    return fd && bind(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0
                ? fd.release()
                : -1;
 }

@@ -15,11 +15,11 @@ LTEROUTER_CONF_OPTS = \
 	-DLTEROUTER_WERROR=OFF \
 	-DCMAKE_SKIP_RPATH=ON
 
-# No target has this shell, or shows captures.
+# No target has this shell, or shows captures or dashboards.
 define LTEROUTER_REMOVE_FOR_DESKS
 	$(RM) -r $(TARGET_DIR)/usr/share/fish/vendor_completions.d
 	rmdir $(TARGET_DIR)/usr/share/fish 2>/dev/null || :
-	$(RM) $(TARGET_DIR)/usr/share/lterouter/lterouter.lua
+	$(RM) $(addprefix $(TARGET_DIR)/usr/share/lterouter/,lterouter.lua lterouter-dashboard.json)
 endef
 LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_FOR_DESKS
 
