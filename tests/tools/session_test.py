@@ -38,7 +38,7 @@ def run(ltectl, command):
 
 def comparable(output):
     """Without what differs from machine to machine."""
-    return re.sub(r"^uptime .*$", "uptime", output, flags=re.M)
+    return re.sub(r"^uptime .*$|(?<= pid=)\d+", "", output, flags=re.M)
 
 
 class Session(support.ToolTest):
@@ -97,6 +97,19 @@ class Network(Session, cable.CableTest):
     def test_waiting_for_a_state(self):
         self.start_wansim()
         self.assert_happens("Waiting for a state", support.ltectl_program)
+
+    def test_driving_a_simulator(self):
+        self.start_wansim()
+        modem = support.Background(self, MODEMSIM)
+        modem.out.next()
+        self.assert_happens("Driving a simulator", support.ltectl_program)
+
+    def test_the_script_that_is_shown(self):
+        script = re.search(r"```script\n(.*?)```", whole(), re.S).group(1)
+        support.write_file("/tmp/script", re.sub(r"^[\d.]+", "0", script, flags=re.M).encode())
+        status, out, errors = self.start_wansim("--script=/tmp/script", "--delay=0").finish()
+        self.assertEqual((status, errors), (support.DONE, ""))
+        self.assertEqual(out.count("from=script"), 6)
 
     def test_routes_and_neighbours(self):
         self.meet()

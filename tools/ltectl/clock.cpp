@@ -8,18 +8,14 @@ namespace {
 
 constexpr int64_t kSecond = 1000;
 
-int64_t read_clock(clockid_t clock)
-{
-    timespec now;
-    clock_gettime(clock, &now);
-    return static_cast<int64_t>(now.tv_sec) * kSecond + now.tv_nsec / 1'000'000;
-}
-
 } // namespace
 
-int64_t now_ms() { return read_clock(CLOCK_MONOTONIC); }
-
-int64_t wall_clock_ms() { return read_clock(CLOCK_REALTIME); }
+int64_t wall_clock_ms()
+{
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<int64_t>(now.tv_sec) * kSecond + now.tv_nsec / 1'000'000;
+}
 
 TimeText::TimeText(int64_t wall_clock_ms)
 {
