@@ -90,7 +90,7 @@ private:
     {
         for (;;) {
             const size_t plain = std::min(text.find_first_of("\\\"\n"), text.size());
-            put_text(text.substr(0, plain));
+            put_text({text.data(), plain});
             if (plain == text.size()) {
                 return;
             }
