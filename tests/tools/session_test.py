@@ -2,6 +2,7 @@
 
 usage: session_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL PAGE SAMPLE"""
 
+import os
 import re
 import subprocess
 import sys
@@ -11,6 +12,10 @@ import support
 
 MODEMSIM, HURRIED, PAGE, SAMPLE = sys.argv[3:]
 del sys.argv[3:]
+
+
+# With ip, which is not where everybody's programs are.
+ENVIRONMENT = {**os.environ, "PATH": os.environ["PATH"] + ":/sbin"}
 
 
 def whole():
@@ -32,7 +37,7 @@ def session(title):
 def run(ltectl, command):
     """Runs a command line as a user types it."""
     script = 'ltectl() { "$0" "$@"; }; ' + command
-    return subprocess.run(["bash", "-c", script, ltectl], stdin=subprocess.DEVNULL,
+    return subprocess.run(["bash", "-c", script, ltectl], stdin=subprocess.DEVNULL, env=ENVIRONMENT,
                           capture_output=True, timeout=support.TIMEOUT, text=True)
 
 
@@ -97,6 +102,10 @@ class Network(Session, cable.CableTest):
     def test_waiting_for_a_state(self):
         self.start_wansim()
         self.assert_happens("Waiting for a state", support.ltectl_program)
+
+    def test_a_life_on_a_desk(self):
+        self.start_wansim()
+        self.assert_happens("A life on a desk", support.ltectl_program)
 
     def test_driving_a_simulator(self):
         self.start_wansim()

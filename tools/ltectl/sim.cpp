@@ -79,7 +79,8 @@ std::string_view take_line(std::string_view *text)
 
 bool take_start(std::string_view *line, std::string_view start)
 {
-    const bool has_it = line->starts_with(start);
+    const bool has_it =
+        line->size() >= start.size() && memcmp(line->data(), start.data(), start.size()) == 0;
     line->remove_prefix(has_it ? start.size() : 0);
     return has_it;
 }
