@@ -13,7 +13,8 @@ COMMANDS = [
     "pin enable [PIN]", "pin disable [PIN]", "pin change [OLD] [NEW]", "imsi", "channel", "apn match FILE KEY",
     "apn set", "at COMMAND", "diag", "port N", "iface up|down", "cfun-off", "state-change", "sms clear",
     "ussd-test [1|2|3]", "stats IFNAME", "metrics", "led LED FLASH", "upgrade IMAGE", "monitor",
-    "request ID", "bus list", "bus watch", "bus capture FILE", "trace", "log [MODULE] [LEVEL] [on|off]",
+    "request ID", "bus list", "bus watch", "bus capture FILE", "sim link drop|restore", "sim signal RSSI", "sim network TYPE",
+    "sim card out|in", "sim hang SECONDS", "sim fault RULE", "sim status", "sim quit", "trace", "log [MODULE] [LEVEL] [on|off]",
     "net route add DEV DST/LEN [via GATEWAY]", "net route del DEV DST/LEN [via GATEWAY]",
     "net route default add DEV GATEWAY...", "net route default del DEV GATEWAY...", "net arp IP",
     "net probe IP DEV", "net iface NAME",
@@ -21,7 +22,7 @@ COMMANDS = [
     "nv set NAME VALUE", "nv batch [FILE]", "nv list", "nv diff", "nv watch [NAME...]", "nv export FILE", "nv import FILE", "nv reset",
     "nv verify", "nv clear",
 ]
-GROUPS = ["", "pin", "apn", "sms", "bus", "net", "net route", "net route default", "ram", "nv"]
+GROUPS = ["", "pin", "apn", "sms", "bus", "sim", "net", "net route", "net route default", "ram", "nv"]
 
 
 def levels():
@@ -138,6 +139,7 @@ class UsageErrors(ToolTest):
                 ("--roaming", "on or off", ("1",)),
                 ("--delay", milliseconds, ("", "-1", "600001", "1s")),
                 ("--search-delay", milliseconds, ("-1", "600001", "x", "")),
+                ("--script", "a path of at most 255 characters", ("", "x" * 256)),
                 ("--messages", "a number from 0 to 1000", ("-1", "1001", "x", "")),
                 ("--imsi", "15 digits", ("1" * 14, "1" * 16, "00101012345678x", "")),
                 ("--imei", "15 digits", ("1" * 14, "1" * 16, "49015420323751x", "")),

@@ -52,6 +52,9 @@ class Bash(CompletionTest):
         for line, words in (
                 ("ltectl st", names), ("ltectl --json st", names), ("ltectl -g name st", names),
                 ("ltectl frobnicate ", []), ("ltectl pin ", ["change", "disable", "enable"]),
+                ("ltectl sim s", ["signal", "status"]), ("ltectl sim link ", ["drop", "restore"]),
+                ("ltectl sim network ", ["0", "1", "2", "3"]), ("ltectl sim card --timeout 5 o", ["out"]),
+                ("ltectl sim quit ", []), ("wansim --sc", ["--script"]),
                 ("ltectl nv i", ["import", "init"]), ("ltectl net route ", ["add", "default", "del"]),
                 ("wansim --sim ", ["absent", "pin", "puk", "ready"]), ("wansim --sim=p", ["pin", "puk"]),
                 ("wansim --roaming ", ["off", "on"]), ("modemsim --echo=o", ["off", "on"]),

@@ -163,6 +163,8 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         upgrade.Port(self, frames.AT_PORT).command("at")
         self.ltectl("upgrade", upgrade.IMAGE, program=HURRIED)
         upgrade.Port(self).send(b"half a frame")
+        for command, *words in (("sim fault", "none"), ("sim status",)):
+            self.ltectl(command, *words, "--control", "/dev/ttyUSB1.control")
         dropped = modem.lines_to("dropped")
         status, printed, errors = modem.end()
         self.assertEqual((status, errors), (DONE, ""))
@@ -219,6 +221,15 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
             watcher.end(signal.SIGINT)
         return wansim
 
+    def controls(self, store):
+        support.ltectl("at", "AT+CFUN=1")
+        for command, *words in (("sim link", "restore"), ("sim link", "drop"), ("sim card", "out"), ("sim card", "in"),
+                                ("sim signal", "7"), ("sim network", "3"), ("sim hang", "0"), ("sim fault", "none"),
+                                ("sim status",), ("sim status", "--control", "/tmp/wansim-sms.control"),
+                                ("sim quit", "--control", "/tmp/wansim-sms.control")):
+            self.ltectl(command, *words)
+        store.process.wait(support.TIMEOUT)
+
     def simulators(self, wansim, store):
         peer = self.start_peer()
         for msg_id in (0x10FFFFFF, support.GET_ROAMING):
@@ -256,6 +267,7 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         self.network()
         self.parameters()
         self.upgrade()
+        self.controls(store)
         self.simulators(wansim, store)
         self.assertEqual(support.leaves() - self.ran, set(), "commands that were not tried")
         self.assertEqual(set(self.schema) - set(self.seen), set(), "described, but never printed")

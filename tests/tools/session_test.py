@@ -2,6 +2,7 @@
 
 usage: session_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL PAGE SAMPLE"""
 
+import os
 import re
 import subprocess
 import sys
@@ -11,6 +12,10 @@ import support
 
 MODEMSIM, HURRIED, PAGE, SAMPLE = sys.argv[3:]
 del sys.argv[3:]
+
+
+# With ip, which is not where everybody's programs are.
+ENVIRONMENT = {**os.environ, "PATH": os.environ["PATH"] + ":/sbin"}
 
 
 def whole():
@@ -32,13 +37,13 @@ def session(title):
 def run(ltectl, command):
     """Runs a command line as a user types it."""
     script = 'ltectl() { "$0" "$@"; }; ' + command
-    return subprocess.run(["bash", "-c", script, ltectl], stdin=subprocess.DEVNULL,
+    return subprocess.run(["bash", "-c", script, ltectl], stdin=subprocess.DEVNULL, env=ENVIRONMENT,
                           capture_output=True, timeout=support.TIMEOUT, text=True)
 
 
 def comparable(output):
     """Without what differs from machine to machine."""
-    return re.sub(r"^uptime .*$", "uptime", output, flags=re.M)
+    return re.sub(r"^uptime .*$|(?<= pid=)\d+", "", output, flags=re.M)
 
 
 class Session(support.ToolTest):
@@ -101,6 +106,23 @@ class Network(Session, cable.CableTest):
     def test_metrics(self):
         self.start_wansim()
         self.assert_happens("Metrics", support.ltectl_program)
+
+    def test_a_life_on_a_desk(self):
+        self.start_wansim()
+        self.assert_happens("A life on a desk", support.ltectl_program)
+
+    def test_driving_a_simulator(self):
+        self.start_wansim()
+        modem = support.Background(self, MODEMSIM)
+        modem.out.next()
+        self.assert_happens("Driving a simulator", support.ltectl_program)
+
+    def test_the_script_that_is_shown(self):
+        script = re.search(r"```script\n(.*?)```", whole(), re.S).group(1)
+        support.write_file("/tmp/script", re.sub(r"^[\d.]+", "0", script, flags=re.M).encode())
+        status, out, errors = self.start_wansim("--script=/tmp/script", "--delay=0").finish()
+        self.assertEqual((status, errors), (support.DONE, ""))
+        self.assertEqual(out.count("from=script"), 6)
 
     def test_routes_and_neighbours(self):
         self.meet()

@@ -107,8 +107,8 @@ class Stopped(TroubleTest):
                 self.timed_without_answer(command)
 
     def test_every_command_is_among_them(self):
-        """Parameters and metrics wait for locks, and an upgrade asks the modem; they have deadlines of another kind."""
-        others = "ram", "nv", "metrics", "upgrade", "wait"
+        """Parameters and metrics wait for locks, an upgrade asks the modem, and sim a simulator: deadlines of other kinds."""
+        others = "ram", "nv", "metrics", "upgrade", "wait", "sim"
         with_deadline = {command for command in support.leaves() if command.split()[0] not in others
                          and "--timeout SECONDS" in ltectl(*command.split(), "--help").stdout}
         tried = {" ".join(command.split()[:end]) for command in (*ASKING, *ASKING_THE_STORE) for end in (1, 2)}

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace lterouter::tools {
@@ -34,6 +35,17 @@ extern const ValueType kSeconds;
 using AddressText = decltype(lct_link_status::ip);
 using InterfaceText = decltype(lct_link_status::interface_name);
 using DigitText = decltype(lct_pin::pin);
+
+// For a ValueType of paths. Target: char[Size].
+template <size_t Size> bool parse_path(const char *text, void *target)
+{
+    const size_t length = strlen(text);
+    if (length == 0 || length >= Size) {
+        return false;
+    }
+    memcpy(target, text, length + 1);
+    return true;
+}
 
 // A dotted IPv4 address. Target: AddressText.
 extern const ValueType kIpv4Address;

@@ -7,8 +7,10 @@
 #include "common/completion.h"
 #include "common/text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -55,6 +57,31 @@ const Kind *parse_fault(const char *text, const Kind (&kinds)[Count], uint32_t *
     }
     return nullptr;
 }
+
+// What ends all faults.
+constexpr char kNoFaults[] = "none";
+
+// Rules as they are given, with a blank between them.
+class FaultText {
+public:
+    template <typename Kind> void add(std::string_view place, const Kind &kind, uint32_t number)
+    {
+        const size_t room = sizeof(text_) - length_;
+        char digits[16] = "";
+        if (!kind.counts(FaultNumber::Unit::kNone)) {
+            snprintf(digits, sizeof(digits), ":%u", number);
+        }
+        const int length = snprintf(text_ + length_, room, "%s%.*s=%.*s%s", length_ == 0 ? "" : " ",
+                                    static_cast<int>(place.size()), place.data(),
+                                    static_cast<int>(kind.name.size()), kind.name.data(), digits);
+        length_ += std::min(static_cast<size_t>(length), room - 1);
+    }
+    std::string_view text() const { return {text_, length_}; }
+
+private:
+    char text_[2048] = "";
+    size_t length_ = 0;
+};
 
 // Offers PLACE=NAME.
 inline void offer_fault(Offer &offer, std::string_view place, std::string_view name)

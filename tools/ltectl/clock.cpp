@@ -8,18 +8,14 @@ namespace {
 
 constexpr int64_t kSecond = 1000;
 
-int64_t read_clock_us(clockid_t clock)
-{
-    timespec now;
-    clock_gettime(clock, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000;
-}
-
 } // namespace
 
-int64_t now_ms() { return read_clock_us(CLOCK_MONOTONIC) / 1000; }
-
-int64_t wall_clock_us() { return read_clock_us(CLOCK_REALTIME); }
+int64_t wall_clock_us()
+{
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000;
+}
 
 int64_t wall_clock_ms() { return wall_clock_us() / 1000; }
 

@@ -1,14 +1,13 @@
 // Points in time, for waiting and for output.
 #pragma once
 
+#include "common/clock.h"
+
 #include <cstdint>
 
 namespace lterouter::tools {
 
-// A moment on the monotonic clock, in milliseconds.
-int64_t now_ms();
-
-// The same on the wall clock, since 1970.
+// A moment on the wall clock, in milliseconds since 1970.
 int64_t wall_clock_ms();
 int64_t wall_clock_us();
 

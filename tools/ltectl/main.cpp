@@ -40,6 +40,7 @@
 
 #include "ltectl/commands.h"
 #include "ltectl/request.h"
+#include "ltectl/sim.h"
 
 namespace lterouter::tools {
 namespace {
@@ -346,6 +347,7 @@ constexpr Command kCommands[] = {
      .offer = offer_message,
      .options = kRawRequestOptions},
     {.name = "bus", .help = "Messages between processes.", .children = kBusCommands},
+    {.name = "sim", .help = "A simulator, while it runs.", .children = kSimCommands.rows},
     {.name = "trace",
      .help = "Show the trace file of the clients and of the upgrade.",
      .run = show_trace,

@@ -1,5 +1,7 @@
 #include "modemsim/fault.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -31,6 +33,20 @@ bool parse_place(std::string_view text, int64_t *place)
     *place = piece;
     return true;
 }
+
+struct PlaceText {
+    char text[16];
+
+    explicit PlaceText(int64_t place)
+    {
+        snprintf(text, sizeof(text), "%d", static_cast<int>(place));
+        for (const PlaceName &known : kPlaces) {
+            if (known.place == place) {
+                snprintf(text, sizeof(text), "%s", known.name.data());
+            }
+        }
+    }
+};
 
 bool suits(int64_t place, Suits places)
 {
@@ -64,6 +80,12 @@ void offer_rules(Offer &offer)
     offer_place(kFirst);
 }
 
+bool parse_change(const char *text, void *)
+{
+    FaultRules scratch;
+    return scratch.change(text);
+}
+
 bool parse_rule(const char *text, void *target) { return static_cast<FaultRules *>(target)->add(text); }
 
 } // namespace
@@ -71,6 +93,9 @@ bool parse_rule(const char *text, void *target) { return static_cast<FaultRules 
 const ValueType kFaultRule = {"PLACE=FAULT[:N], with a place and a fault that --help lists, which suit "
                               "each other; at most 32 of them",
                               parse_rule, offer_rules};
+const ValueType kFaultChange = {
+    "PLACE=FAULT[:N] as --fault does, a place to end its faults, or none to end every fault",
+    parse_change};
 
 bool FaultRules::add(const char *text)
 {
@@ -91,6 +116,42 @@ bool FaultRules::add(const char *text)
     rule.ms = kind->counts(FaultNumber::Unit::kMilliseconds) ? number : 0;
     rules_[count_++] = rule;
     return true;
+}
+
+template <typename Test> void FaultRules::remove(Test ends)
+{
+    count_ = static_cast<size_t>(std::remove_if(rules_, rules_ + count_, ends) - rules_);
+}
+
+bool FaultRules::change(const char *text)
+{
+    if (strcmp(text, kNoFaults) == 0) {
+        count_ = 0;
+        return true;
+    }
+    if (strchr(text, '=') != nullptr) {
+        remove([](const FaultRule &rule) { return rule.times == 0; });
+        return add(text);
+    }
+    int64_t place;
+    if (!parse_place(text, &place)) {
+        return false;
+    }
+    remove([=](const FaultRule &rule) { return rule.place == place; });
+    return true;
+}
+
+void FaultRules::tell(FaultText *text) const
+{
+    for (size_t i = 0; i < count_; ++i) {
+        const FaultRule &rule = rules_[i];
+        for (const ModemFault &kind : kFaults) {
+            if (kind.fault == rule.fault && rule.times != 0) {
+                const bool timed = kind.counts(FaultNumber::Unit::kMilliseconds);
+                text->add(PlaceText(rule.place).text, kind, timed ? rule.ms : rule.times);
+            }
+        }
+    }
 }
 
 const FaultRule *FaultRules::find(int64_t place) const

@@ -65,10 +65,14 @@ struct FaultRule {
     uint32_t ms = 0;
 };
 
-// The faults of the command line, each PLACE=FAULT[:N].
+// The faults, each PLACE=FAULT[:N].
 class FaultRules {
 public:
     bool add(const char *text);
+    // A rule, behind those of its place; a place, whose rules end; or none, which ends all.
+    bool change(const char *text);
+    // Adds those that are left to a text, as --fault takes them.
+    void tell(FaultText *text) const;
     // Takes the next fault of this place.
     FaultRule take(int64_t place);
     // Whether taking it would yield this fault.
@@ -76,6 +80,8 @@ public:
 
 private:
     static constexpr size_t kMax = 32;
+
+    template <typename Test> void remove(Test ends);
 
     const FaultRule *find(int64_t place) const;
 
@@ -85,5 +91,7 @@ private:
 
 // Target: FaultRules.
 extern const ValueType kFaultRule;
+// The same while it runs. Without a target: only checks.
+extern const ValueType kFaultChange;
 
 } // namespace lterouter::tools

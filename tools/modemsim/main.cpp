@@ -5,18 +5,24 @@
 //   modem     ports, restarts, AT commands
 //   receiver  the frames of an image
 //   fault     faults, and where they happen
+//   control   what it is told while it runs
 //
 // One thread: a modem does one thing at a time.
 
+#include "common/clock.h"
 #include "common/command.h"
+#include "common/control.h"
 #include "common/program.h"
 #include "common/record.h"
+#include "modemsim/control.h"
 #include "modemsim/modem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -27,20 +33,12 @@ namespace {
 // How long the rest of a frame may take.
 constexpr int kFrameMs = 1000;
 
+constexpr int64_t kNever = INT64_MAX;
+
 Settings g_settings;
 bool g_quiet = false;
 int g_signals = -1;
 bool g_ending = false;
-
-template <size_t Size> bool parse_path(const char *text, void *target)
-{
-    const size_t length = strlen(text);
-    if (length == 0 || length >= Size) {
-        return false;
-    }
-    memcpy(target, text, length + 1);
-    return true;
-}
 
 constexpr ValueType kPort = {"a path of at most 127 characters",
                              parse_path<sizeof(Settings::data_port)>};
@@ -62,23 +60,58 @@ constexpr Option kOptions[] = {
     {"busy", "N", "status commands after an upgrade before it is done (0)", &kCount, &g_settings.busy},
     {"fault", "PLACE=FAULT[:N]", "a fault, and where it happens; can be repeated", &kFaultRule,
      &g_settings.faults},
+    {"control", "PATH", "the control socket (the path of the data port with .control)", &kControlPath,
+     g_settings.control},
+    {"script", "FILE", "what happens by itself, by the seconds from the start", &kFile,
+     g_settings.script},
     {"quiet", nullptr, "print nothing but errors", &kSwitch, &g_quiet},
     {},
 };
+
+int ms_until(int64_t moment_ms)
+{
+    constexpr int64_t kLongest = 1'000'000;
+    return moment_ms == kNever
+               ? -1
+               : static_cast<int>(std::clamp<int64_t>(moment_ms - now_ms(), 0, kLongest));
+}
+
+// Waits for the ports, serving controls; false at that moment, true also when the end was asked for.
+// Without ports it waits for the end of a hang too.
+bool await(const Modem *ports, int64_t until_ms, bool (&readable)[2])
+{
+    const auto end_ms = [=] { return ports == nullptr ? std::max(until_ms, hang_end_ms()) : until_ms; };
+    for (;;) {
+        pollfd watched[] = {{g_signals, POLLIN, 0},
+                            {control_fd(), POLLIN, 0},
+                            {ports != nullptr ? ports->at().fd() : -1, POLLIN, 0},
+                            {ports != nullptr ? ports->data().fd() : -1, POLLIN, 0}};
+        const int ready =
+            poll(watched, std::size(watched), ms_until(std::min(end_ms(), next_event_ms())));
+        serve_controls();
+        g_ending = g_ending || watched[0].revents != 0;
+        readable[0] = watched[2].revents != 0;
+        readable[1] = watched[3].revents != 0;
+        if (g_ending || readable[0] || readable[1]) {
+            return true;
+        }
+        if (ready == 0 && now_ms() >= end_ms()) {
+            return false;
+        }
+    }
+}
 
 // Serves until a signal asks for the end; false when the modem cannot go on.
 bool serve(Modem &modem)
 {
     while (!g_ending) {
-        pollfd watched[] = {
-            {g_signals, POLLIN, 0}, {modem.at().fd(), POLLIN, 0}, {modem.data().fd(), POLLIN, 0}};
-        const int ready = poll(watched, 3, modem.frame_is_partial() ? kFrameMs : -1);
-        if (ready == 0) {
+        bool readable[2];
+        const int64_t until_ms = modem.frame_is_partial() ? now_ms() + kFrameMs : kNever;
+        if (!await(&modem, until_ms, readable)) {
             modem.drop_partial_frame();
-        }
-        g_ending = g_ending || watched[0].revents != 0;
-        if (!g_ending && ((watched[1].revents != 0 && !modem.serve_at()) ||
-                          (watched[2].revents != 0 && !modem.serve_data()))) {
+        } else if (!pause_ms(0)) { // a hang
+            return true;
+        } else if ((readable[0] && !modem.serve_at()) || (readable[1] && !modem.serve_data())) {
             return false;
         }
     }
@@ -99,19 +132,27 @@ int run(char *const *)
     if (g_signals < 0) {
         return fail(kFailed, "cannot wait for signals: %s", strerror(errno));
     }
+    if (const int code = check_script(g_settings); code != kDone) {
+        return code;
+    }
     Modem modem(&g_settings);
     if (const int code = modem.start(); code != kDone) {
         return code;
     }
+    if (const int code = open_controls(g_settings, modem); code != kDone) {
+        return code;
+    }
     Record().word("event", "ready").field("data", g_settings.data_port).field("at", g_settings.at_port);
-    if (!serve(modem)) {
+    const bool served = serve(modem);
+    close_controls();
+    if (!served) {
         return kFailed;
     }
     Record().word("event", "ended");
     return kDone;
 }
 
-using Help = Text<768>;
+using Help = Text<1024>;
 
 // Faults by their names: "silent, late and reboot".
 template <typename Test> constexpr void tell(Help &help, Test is_told, std::string_view before_last)
@@ -169,6 +210,8 @@ constexpr Help kHelp = [] {
     tell_those_of(help, Suits::kAll, " and ");
     help.add("; the begin command has no ");
     tell_those_of(help, Suits::kLaterFrames, " and ");
+    help.add(".\nControls (ltectl sim), one behind its time in seconds a line of a script: ");
+    tell_controls(help, kModemSim);
     return help.add(".");
 }();
 
@@ -183,8 +226,8 @@ constexpr Command kRoot = {
 
 bool pause_ms(uint32_t ms)
 {
-    pollfd signals = {g_signals, POLLIN, 0};
-    g_ending = g_ending || poll(&signals, 1, static_cast<int>(ms)) > 0;
+    bool readable[2];
+    await(nullptr, now_ms() + ms, readable);
     return !g_ending;
 }
 

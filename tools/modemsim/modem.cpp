@@ -92,6 +92,18 @@ int Modem::start()
     return claim(at_) && claim(data_) && appear(at_) && appear(data_) ? kDone : kFailed;
 }
 
+void Modem::tell(ControlAnswer &answer) const
+{
+    constexpr const char *kNames[] = {"normal",   "upgrade",  "receiving",
+                                      "complete", "complete", "upgraded"};
+    answer.field("state", kNames[static_cast<size_t>(state_)])
+        .number("pieces", next_piece_)
+        .number("bytes", static_cast<int64_t>(received_))
+        .field("ports", data_.fd() >= 0 ? "there" : "gone")
+        .field("data", settings_.data_port)
+        .field("at", settings_.at_port);
+}
+
 bool Modem::claim(Port &port)
 {
     if (port.claim()) {

@@ -1,6 +1,7 @@
 // The modem: AT commands on one port, frames of an image on the other.
 #pragma once
 
+#include "common/control.h"
 #include "common/record.h"
 #include "lc_up.h"
 #include "modemsim/fault.h"
@@ -17,6 +18,8 @@ struct Settings {
     uint32_t restart_ms = 1000;
     uint32_t busy = 0; // status commands answered as not done yet
     FaultRules faults;
+    ControlPath control = ""; // empty: beside the data port
+    char script[256] = "";    // empty: none
 };
 
 class Modem {
@@ -33,6 +36,9 @@ public:
     bool serve_data();
     // The host stopped in the middle of a frame.
     void drop_partial_frame();
+
+    // Adds its state.
+    void tell(ControlAnswer &answer) const;
 
     const Port &at() const { return at_; }
     const Port &data() const { return data_; }

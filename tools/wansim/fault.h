@@ -27,9 +27,9 @@ constexpr FaultKind<Fault> kFaults[] = {WANSIM_FAULTS(WANSIM_FAULT)};
 #undef WANSIM_FAULT
 
 // Of help and messages: "refuse, late[:MS], ..." between two other pieces of the sentence.
-constexpr Text<256> tell_faults(std::string_view before, std::string_view after)
+constexpr Text<512> tell_faults(std::string_view before, std::string_view after)
 {
-    Text<256> told;
+    Text<512> told;
     told.add(before);
     for (const FaultKind<Fault> &kind : kFaults) {
         told.add(&kind == kFaults ? "" : ", ").add(kind.name);
@@ -44,14 +44,20 @@ struct FaultRule {
     uint32_t late_ms = 0;
 };
 
-// The faults of the command line, each REQUEST=FAULT. A later rule wins.
+// The faults, each REQUEST=FAULT. A later rule wins.
 class FaultRules {
 public:
     bool add(const char *text);
+    // A rule, which replaces those of its request; a request, whose rules end; or none, which ends all.
+    bool change(const char *text);
     FaultRule of(std::string_view request) const;
+    // Adds the rules to a text, as --fault takes them.
+    void tell(FaultText *text) const;
 
 private:
     static constexpr size_t kMax = 32;
+
+    void remove(std::string_view request);
 
     FaultRule rules_[kMax];
     size_t count_ = 0;
@@ -59,5 +65,7 @@ private:
 
 // Target: FaultRules.
 extern const ValueType kFaultRule;
+// The same while it runs. Without a target: only checks.
+extern const ValueType kFaultChange;
 
 } // namespace lterouter::tools

@@ -1,6 +1,7 @@
 #include "wansim/mailbox.h"
 
 #include "common/wan_manager.h"
+#include "wansim/ending.h"
 
 namespace lterouter::tools {
 namespace {
@@ -8,11 +9,14 @@ namespace {
 // Written before the threads that use it start.
 mq_cb g_queue = nullptr;
 
-// The library handles responses and registrations.
+// The library handles responses and registrations, after this. A hang keeps them waiting here, and what
+// comes behind them in the socket.
 uint32_t queue_requests(ipc_msg_hdr *message, uint32_t)
 {
+    await_end_of_hang();
     const bool request = message->type == IPC_MSG_TYPE_ASYNC || message->type == IPC_MSG_TYPE_REQUEST;
-    return request && message->msg_id != kMsgAlarm && message->msg_id != kMsgEnd ? 1 : 0;
+    const bool own = message->msg_id >= kMsgAlarm && message->msg_id <= kMsgControl;
+    return request && !own ? 1 : 0;
 }
 
 uint32_t is_published(uint32_t notify_id)

@@ -17,6 +17,7 @@ using Message = std::unique_ptr<ipc_msg_hdr, FreeMessage>;
 // Messages from this process to its own worker; from outside they are not accepted.
 constexpr uint32_t kMsgAlarm = 0xffff0001;
 constexpr uint32_t kMsgEnd = 0xffff0002;
+constexpr uint32_t kMsgControl = 0xffff0003;
 
 // A message with a fresh session id and room for a body; empty when out of memory.
 Message make_message(uint32_t type, uint32_t msg_id, uint32_t body_len);

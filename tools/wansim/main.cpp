@@ -9,10 +9,12 @@
 //   modem        link, signal, notifications, parameters
 //   sim          the SIM card and its PIN
 //   at           AT commands
-//   ending       waits that the end of the process interrupts
+//   control      what it is told while it runs
+//   ending       the waits, and what interrupts them
 //
 // Threads: the library's receive thread fills the queue; one worker empties it and owns all state, so
-// there is nothing to lock; the main thread turns signals into messages to the worker.
+// there is nothing to lock; the main thread turns signals, controls and the lines of the script into
+// messages to the worker.
 
 #include "common/command.h"
 #include "common/completion.h"
@@ -20,6 +22,7 @@
 #include "common/wan_manager.h"
 #include "lc_log.h"
 #include "lc_pthread.h"
+#include "wansim/control.h"
 #include "wansim/ending.h"
 #include "wansim/mailbox.h"
 #include "wansim/requests.h"
@@ -41,6 +44,8 @@ Settings g_settings;
 
 constexpr ValueType kDelay = {"a number of milliseconds from 0 to 600000", parse_number_in<0, 600000>};
 
+constexpr ValueType kFilePath = {"a path of at most 255 characters",
+                                 parse_path<sizeof(Settings::script)>};
 constexpr ValueType kPin = {"4 to 8 digits", parse_digits<4, 8>};
 constexpr ValueType kPuk = {"8 digits", parse_digits<8, 8>};
 constexpr ValueType kIdentity = {"15 digits", parse_digits<15, 15>};
@@ -90,6 +95,10 @@ constexpr Option kOptions[] = {
     {"imei", "DIGITS", "the modem's IMEI (490154203237518)", &kIdentity, g_settings.imei},
     {"fault", "REQUEST=FAULT", "fault of a request, or of all; can be repeated", &kFaultRule,
      &g_settings.faults},
+    {"control", "PATH", "the control socket (/tmp/wansim.control; SMS store: wansim-sms.control)",
+     &kControlPath, g_settings.control},
+    {"script", "FILE", "what happens by itself, by the seconds from the start", &kFilePath,
+     g_settings.script},
     {"requests", nullptr, "list the requests and end", &kSwitch, &g_settings.list_requests},
     {"sms-store", nullptr, "stand in for the SMS store instead", &kSwitch, &g_settings.sms_store},
     {"messages", "N", "messages in the SMS store at the start (3)", &kMessages, &g_settings.messages},
@@ -108,12 +117,10 @@ sigset_t signal_set(std::initializer_list<int> numbers)
 }
 
 // Passes the worker's alarms on until a signal asks for the end.
-bool await_end(const sigset_t &awaited)
+bool await_end(Controls &controls)
 {
     for (;;) {
-        int signal = 0;
-        sigwait(&awaited, &signal);
-        if (signal != SIGALRM) {
+        if (await_signal(controls) != SIGALRM) {
             announce_end();
             return post(kMsgEnd);
         }
@@ -132,14 +139,14 @@ bool join_within(pthread_t thread, time_t seconds)
     return pthread_timedjoin_np(thread, nullptr, &deadline) == 0;
 }
 
-int run_worker(const sigset_t &awaited)
+int run_worker(Controls &controls)
 {
     pthread_t worker;
     const int error = lc_pthread_create(&worker, nullptr, serve, &g_settings);
     if (error != 0) {
         return fail(kFailed, "cannot start the worker: %s", strerror(error));
     }
-    if (!await_end(awaited)) {
+    if (!await_end(controls)) {
         return fail(kFailed, "out of memory: cannot end in order");
     }
     if (!join_within(worker, kGraceSeconds)) {
@@ -162,6 +169,10 @@ int run(char *const *)
     pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
     log_init(kLogModule);
 
+    Controls controls(awaited);
+    if (const int code = check_script(controls, g_settings); code != kDone) {
+        return code;
+    }
     const uint32_t module_id = module_of(g_settings);
     const ipc_addr address = module_address(module_id);
     const std::string_view name = socket_name(address);
@@ -170,7 +181,11 @@ int run(char *const *)
         return fail(kFailed, "cannot listen at %.*s (code %u): end the one that is running first",
                     static_cast<int>(name.size()), name.data(), opened);
     }
-    const int code = run_worker(awaited);
+    if (const int code = open_controls(controls, g_settings); code != kDone) {
+        close_mailbox();
+        return code;
+    }
+    const int code = run_worker(controls);
     if (code == kDone) {
         close_mailbox();
         Record().word("event", "ended");
@@ -178,11 +193,20 @@ int run(char *const *)
     return code;
 }
 
-constexpr auto kHelp = tell_faults(
+constexpr auto kFaultHelp = tell_faults(
     "Stands in for the WAN manager of an LTE router: answers its clients, connects when asked,\n"
     "publishes link and interface events. SIGINT or SIGTERM ends it.\n"
     "Faults: ",
-    ". A late answer holds up every other.");
+    ". A late answer holds up every other.\nControls (ltectl sim), one behind its time in seconds a "
+    "line "
+    "of a script:\n");
+
+constexpr Text<768> kHelp = [] {
+    Text<768> help;
+    help.add(kFaultHelp.text());
+    tell_controls(help, kManagerSim);
+    return help.add(".");
+}();
 
 constexpr Command kRoot = {
     .name = "wansim",

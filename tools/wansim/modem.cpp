@@ -115,6 +115,14 @@ void Modem::disconnect()
         return;
     }
     become(LCT_LINK_DISCONNECTING);
+    lose_link();
+}
+
+void Modem::lose_link()
+{
+    if (link_status_ == LCT_LINK_DISCONNECTED) {
+        return;
+    }
     link_status_ = LCT_LINK_DISCONNECTED;
     publish_signal();
     become(LCT_LINK_DISCONNECTED);
@@ -153,10 +161,26 @@ void Modem::switch_radio(bool on)
     publish_signal();
 }
 
+void Modem::set_signal(uint32_t rssi)
+{
+    snprintf(set_signal_, sizeof(set_signal_), "%u", rssi % 100);
+    publish_signal();
+}
+
+void Modem::take_card_out()
+{
+    lose_link();
+    sim_.take_out();
+    publish_sim();
+}
+
 const char *Modem::signal() const
 {
     if (!radio_on_) {
         return kNoSignal;
+    }
+    if (set_signal_[0] != '\0') {
+        return set_signal_;
     }
     return link_status_ == LCT_LINK_CONNECTED ? kConnectedSignal : kIdleSignal;
 }

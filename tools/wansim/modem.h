@@ -20,12 +20,21 @@ public:
     // a SIM that can be used, or with the radio off.
     bool connect();
     void disconnect();
+    // The network has ended the link, or the link is on its way and fails.
+    void lose_link();
     // The delay is over.
     void alarm();
 
     // Publishes that the interface is up or down; a link ends with its interface.
     void switch_interface(bool up);
     void switch_radio(bool on);
+
+    // Instead of what follows from the link; 99 is none.
+    void set_signal(uint32_t rssi);
+    void take_card_out();
+
+    uint32_t link_status() const { return link_status_; }
+    bool radio_on() const { return radio_on_; }
 
     Sim &sim() { return sim_; }
     // To be called after what may have changed the SIM.
@@ -44,6 +53,7 @@ private:
     Sim sim_;
     bool radio_on_ = true;
     uint32_t link_status_ = LCT_LINK_DISCONNECTED;
+    char set_signal_[4] = ""; // empty: it was not set
 };
 
 } // namespace lterouter::tools

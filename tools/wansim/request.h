@@ -23,6 +23,7 @@ struct State {
     uint32_t preference = 7; // LTE
     uint32_t port = 0;
     uint32_t messages; // in the SMS store
+    FaultRules faults;
 };
 
 // A request's properties. A synchronous request is answered with the result, and with what run puts

@@ -1,6 +1,7 @@
 #include "wansim/requests.h"
 
 #include "common/wan_manager.h"
+#include "wansim/control.h"
 #include "wansim/ending.h"
 #include "wansim/mailbox.h"
 #include "wansim/request.h"
@@ -98,7 +99,7 @@ void print_refusal(const Request &request, int32_t result)
 void serve_request(State &state, ipc_msg_hdr *message)
 {
     const Request &request = find_request(table_of(state.settings), message->msg_id);
-    const FaultRule rule = state.settings.faults.of(request.name);
+    const FaultRule rule = state.faults.of(request.name);
     print_request(message, request);
     Answer answer;
     answer.length = request.answer_len;
@@ -121,16 +122,16 @@ void serve_request(State &state, ipc_msg_hdr *message)
 
 } // namespace
 
-bool is_request(std::string_view name)
+std::string_view find_request_name(std::string_view name)
 {
     for (const RequestTable *table : {&kWanManagerRequests, &kSmsStoreRequests}) {
         for (const Request &request : *table) {
             if (request.name == name) {
-                return true;
+                return request.name;
             }
         }
     }
-    return false;
+    return {};
 }
 
 void each_request(void (*visit)(std::string_view name, void *context), void *context)
@@ -172,13 +173,20 @@ void *serve(void *settings)
     State state = {.settings = given,
                    .modem = modem ? &*modem : nullptr,
                    .roaming = given.roaming,
-                   .messages = given.messages};
+                   .messages = given.messages,
+                   .faults = given.faults};
+    begin_controls(state);
     Record()
         .word("event", "ready")
         .text("at")
         .word("socket", socket_name(module_address(module_of(given))));
     for (;;) {
         const Message message = receive();
+        if (message->msg_id == kMsgControl) {
+            serve_controls();
+            continue;
+        }
+        wait_unless_ending(0); // for the end of a hang
         switch (message->msg_id) {
         case kMsgEnd:
             return nullptr;

@@ -7,8 +7,9 @@
 
 namespace lterouter::tools {
 
-// Whether there is a request of that name, to the WAN manager or to the SMS store.
-bool is_request(std::string_view name);
+// The name of a request to the WAN manager or to the SMS store, as its table has it; empty when there
+// is none of that name.
+std::string_view find_request_name(std::string_view name);
 
 // Shows the name of each to visit.
 void each_request(void (*visit)(std::string_view name, void *context), void *context);

@@ -1,6 +1,7 @@
 // The settings of the command line. Written before any thread starts, then only read.
 #pragma once
 
+#include "common/control.h"
 #include "lte_sdk.h"
 #include "wansim/fault.h"
 #include "wansim/sim.h"
@@ -34,7 +35,9 @@ struct Settings {
     char operator_name[16] = "Northern Cell";
     uint32_t messages = 3; // in the SMS store
     FaultRules faults;
-    bool sms_store = false; // stand in for the SMS store instead
+    ControlPath control = ""; // empty: the usual one
+    char script[256] = "";    // empty: none
+    bool sms_store = false;   // stand in for the SMS store instead
     bool list_requests = false;
     bool quiet = false;
 };

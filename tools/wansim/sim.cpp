@@ -29,6 +29,21 @@ Sim::Sim(SimState state, std::string_view pin, std::string_view puk)
     memcpy(pin_, pin.data(), pin.size());
 }
 
+void Sim::take_out()
+{
+    if (state_ != SimState::kAbsent) {
+        outside_ = state_;
+        state_ = SimState::kAbsent;
+    }
+}
+
+void Sim::put_in()
+{
+    if (state_ == SimState::kAbsent) {
+        state_ = outside_ == SimState::kUsable && asks_ ? SimState::kPinLocked : outside_;
+    }
+}
+
 const char *Sim::status() const
 {
     switch (state_) {

@@ -22,6 +22,9 @@ public:
     Sim(SimState state, std::string_view pin, std::string_view puk);
 
     bool usable() const { return state_ == SimState::kUsable; }
+    // Out of the modem, and back: what is locked stays locked, and what asks for its PIN does again.
+    void take_out();
+    void put_in();
     // The state's name in the RAM store.
     const char *status() const;
 
@@ -36,6 +39,7 @@ private:
     int32_t check_puk(std::string_view puk);
 
     SimState state_;
+    SimState outside_ = SimState::kUsable; // of the card that is out
     bool asks_ = false;
     uint32_t pin_tries_left_ = kPinTries;
     uint32_t puk_tries_left_ = kPukTries;
