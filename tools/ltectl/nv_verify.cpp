@@ -1,11 +1,11 @@
 // nv verify: looks for damage that start-up would repair, and that it cannot repair. Changes nothing.
 
+#include "ltectl/nv_verify.h"
 #include "common/program.h"
 #include "common/record.h"
 #include "ltectl/commands.h"
 #include "ltectl/nv_file.h"
 #include "ltectl/nv_store.h"
-#include "ltectl/nv_verify.h"
 
 #include <cerrno>
 #include <cstring>

@@ -121,8 +121,9 @@ uint32_t module_for(uint32_t msg_id)
 struct Module {
     explicit Module(uint32_t module_id)
         : peer(module_id == kWanManager.module_id ? kWanManager
-               : module_id == kSmsStore.module_id ? kSmsStore
-                                                  : Peer{module_id, title, "the process that serves it"})
+               : module_id == kSmsStore.module_id
+                   ? kSmsStore
+                   : Peer{module_id, title, "the process that serves it"})
     {
         snprintf(title, sizeof(title), "module %u", module_id);
     }
