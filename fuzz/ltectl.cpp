@@ -78,6 +78,10 @@ thread_local bool g_runs = false;
 
 int g_full = -1; // where nothing can be written to
 
+constexpr int kStop = 1000; // readable when a signal has come
+constexpr int kMostWaits = 16;
+int g_waits = 0; // of this call for a signal among others
+
 bool g_changes = true; // whether a call may have changed what there is to be read
 
 bool begins(const char *path, std::string_view folder)
@@ -198,6 +202,7 @@ Result run(std::vector<char *> arguments)
 {
     static const Variables variables;
     variables.restore();
+    g_waits = 0;
     const auto argc = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
     Result result;
@@ -246,7 +251,23 @@ bool take_mark(std::string_view *text, char mark)
     return true;
 }
 
-// An object of strings and numbers.
+bool take_list(std::string_view *text)
+{
+    if (!take_mark(text, '[')) {
+        return false;
+    }
+    if (take_mark(text, ']')) {
+        return true;
+    }
+    do {
+        if (!take_string(text)) {
+            return false;
+        }
+    } while (take_mark(text, ','));
+    return take_mark(text, ']');
+}
+
+// An object of strings, numbers and lists of strings.
 bool is_object(std::string_view text)
 {
     if (!take_mark(&text, '{')) {
@@ -254,7 +275,7 @@ bool is_object(std::string_view text)
     }
     do {
         if (!take_string(&text) || !take_mark(&text, ':') ||
-            !(take_string(&text) || take_number(&text))) {
+            !(take_string(&text) || take_number(&text) || take_list(&text))) {
             return false;
         }
     } while (take_mark(&text, ','));
@@ -347,9 +368,11 @@ Waiting::Waiting(const Wait &wait) : wait_(wait) {}
 Waiting::~Waiting() {}
 
 void at_end(const Ending &ending) { g_ending = ending; }
+void at_end(void (*farewell)()) { g_ending.farewell = farewell; }
 void unknown_if_ended(const char *, ...) {}
 void run_until_signal() {}
-int stop_fd() { return -1; }
+void run_until_signal_or_lock() {}
+int stop_fd() { return kStop; }
 
 } // namespace lterouter::tools
 
@@ -410,7 +433,7 @@ unsigned sleep(unsigned seconds)
     return 0;
 }
 
-// Nobody reads, so that nothing is waited for.
+// Nobody reads, and a signal comes soon, so that nothing is waited for.
 int poll(pollfd *watched, nfds_t count, int timeout)
 {
     if (!g_runs) {
@@ -418,7 +441,10 @@ int poll(pollfd *watched, nfds_t count, int timeout)
         return next(watched, count, timeout);
     }
     for (nfds_t i = 0; i < count; ++i) {
-        watched[i].revents = static_cast<short>(watched[i].fd == STDOUT_FILENO ? POLLERR : 0);
+        watched[i].revents =
+            static_cast<short>(watched[i].fd == STDOUT_FILENO                     ? POLLERR
+                               : watched[i].fd == kStop && ++g_waits > kMostWaits ? POLLIN
+                                                                                  : 0);
     }
     return 1;
 }
