@@ -110,8 +110,9 @@ class WithManager(MetricsTest):
 
     def test_names_from_outside_are_escaped(self):
         FakeManager(self)
-        ltectl("ram", "set", "wm_wcdma_modem_status_tmp", 'a"b\\c\n\x1bd\u00e4')
-        self.assertEqual(self.scrape()["sim_info", (("state", 'a\\"b\\\\c\\n?d\u00e4'),)], 1)
+        # The last byte is not UTF-8, which would have the whole scrape refused.
+        ltectl("ram", "set", "wm_wcdma_modem_status_tmp", b'a"b\\c\n\x1bd\xc3\xa4\xe4')
+        self.assertEqual(self.scrape()["sim_info", (("state", 'a\\"b\\\\c\\n?d\u00e4\ufffd'),)], 1)
 
 
 class WithoutManager(MetricsTest):

@@ -327,7 +327,7 @@ class Trouble(ControlTest):
         self.wansim.stop()
         started = time.monotonic()
         self.assert_fails("sim signal 5 --timeout 1", f"the simulator at {CONTROL} did not answer within 1 s: is it "
-                          'stopped? When it goes on it will still do "signal 5"', NO_ANSWER)
+                          'stopped? When it goes on it may still do "signal 5"', NO_ANSWER)
         self.assertLess(time.monotonic() - started, 5)
         self.wansim.process.send_signal(signal.SIGCONT)
         self.assertEqual(self.status()["signal"], 5)

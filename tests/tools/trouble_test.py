@@ -286,6 +286,12 @@ class Locked(TroubleTest, NvTest):
                 self.assert_locked(STORE + name, command, unknown)
         self.assertEqual(read_file(STORE + "a"), b"v\0")
 
+    def test_of_what_is_waited_for(self):
+        for name, condition in (("wm_wcdma_link_tmp", "link=connected"), ("wm_wcdma_modem_status_tmp", "sim=sim_ready")):
+            write_file(STORE + name, b"2\0")
+            with self.lock(STORE + name):
+                self.assert_locked(STORE + name, f"wait {condition}")
+
     def test_of_what_the_manager_keeps(self):
         """What is known without it is shown all the same."""
         self.start_wansim()

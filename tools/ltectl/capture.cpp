@@ -208,7 +208,7 @@ int Capture::explain() const
 
 int Capture::finish()
 {
-    if (error_ == 0 && is_file() && fsync(fd_) != 0 && errno != EINVAL) { // EINVAL: not a regular file
+    if (error_ == 0 && is_file() && !synchronise(fd_)) {
         error_ = errno;
     }
     if (error_ != 0) {

@@ -28,25 +28,28 @@ bool parse(const char *line, Lock *lock)
                   &lock->inode) == 2;
 }
 
+// Shows each lock to a function, until it returns true. Returns whether it did.
+template <typename Found> bool find(Found found)
+{
+    const Stream table{fopen("/proc/locks", "re")};
+    char line[256];
+    Lock lock;
+    while (table && fgets(line, sizeof(line), table.get()) != nullptr) {
+        if (parse(line, &lock) && found(lock)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // The lock that this process waits for: behind each, the table has those who wait for it.
 bool find_lock(Lock *held)
 {
-    const Stream table{fopen("/proc/locks", "re")};
-    if (!table) {
-        return false;
-    }
-    const int self = getpid();
-    bool found = false;
-    Lock lock;
     *held = {};
-    char line[256];
-    while (!found && fgets(line, sizeof(line), table.get()) != nullptr) {
-        if (parse(line, &lock)) {
-            found = lock.waits && lock.pid == self;
-            *held = lock.waits ? *held : lock;
-        }
-    }
-    return found;
+    return find([held, self = getpid()](const Lock &lock) {
+        *held = lock.waits ? *held : lock;
+        return lock.waits && lock.pid == self;
+    });
 }
 
 // The path of a file that this process has open.
@@ -70,6 +73,11 @@ void find_path(unsigned long long inode, char *path, size_t size)
 }
 
 } // namespace
+
+bool is_locked(ino_t file)
+{
+    return find([file](const Lock &lock) { return !lock.waits && lock.inode == file; });
+}
 
 HeldLock::HeldLock()
 {

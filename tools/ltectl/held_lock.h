@@ -1,7 +1,12 @@
 // The file whose lock this process waits for, and who holds it, by the kernel's table of locks.
 #pragma once
 
+#include <sys/stat.h>
+
 namespace lterouter::tools {
+
+// Whether a process has the file locked. False when the table cannot be read.
+bool is_locked(ino_t file);
 
 class HeldLock {
 public:

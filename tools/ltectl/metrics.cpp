@@ -3,6 +3,7 @@
 
 #include "common/program.h"
 #include "common/record.h"
+#include "common/utf8.h"
 #include "common/wan_manager.h"
 #include "lc_file/stream.h"
 #include "lc_nv.h"
@@ -105,16 +106,19 @@ private:
         fprintf(output(), "%s %" PRId64 "\n", labels.size() != 0 ? "}" : "", value);
     }
 
+    // A scrape with a byte that is not UTF-8 is refused as a whole.
     static void print_escaped(std::string_view text)
     {
-        for (;;) {
-            const size_t plain = std::min(text.find_first_of("\\\"\n"), text.size());
-            put_text({text.data(), plain}, output()); // substr, which can throw, needs the C++ run time
-            if (plain == text.size()) {
-                return;
+        while (!text.empty()) {
+            const Character character = take_character(&text);
+            if (character.kind == CharacterKind::kInvalid) {
+                fputs("\uFFFD", output());
+            } else if (character.bytes == "\n") {
+                fputs("\\n", output());
+            } else {
+                fputs(character.bytes == "\"" || character.bytes == "\\" ? "\\" : "", output());
+                put_text(character.bytes, output());
             }
-            fprintf(output(), "\\%c", text[plain] == '\n' ? 'n' : text[plain]);
-            text.remove_prefix(plain + 1);
         }
     }
 

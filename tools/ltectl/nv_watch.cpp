@@ -42,7 +42,7 @@ struct AllWatched : Array<Watched> {
 };
 
 AllWatched *g_watched = nullptr; // of the running command
-bool g_named = false; // on the command line, and not all that are declared
+bool g_named = false;            // on the command line, and not all that are declared
 uint32_t g_round = 0;
 uint32_t g_printed = 0;
 bool g_ended = false; // by a signal while the output could not be written

@@ -2,6 +2,7 @@
 
 #include "support/fd.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +15,7 @@ namespace {
 
 // In the directory of the file that it replaces.
 char g_unfinished[PATH_MAX];
+std::atomic<bool> g_is_made{false}; // the farewell of a command that is ended may come at any moment
 
 // The rights of a new file.
 mode_t usual_mode()
@@ -34,7 +36,12 @@ bool take_owner(int fd, const struct stat &of)
 // Not every file can be synchronised, nor every directory (EINVAL).
 bool synchronise(int fd) { return fsync(fd) == 0 || errno == EINVAL; }
 
-void remove_unfinished() { unlink(g_unfinished); }
+void remove_unfinished()
+{
+    if (g_is_made.exchange(false)) {
+        unlink(g_unfinished);
+    }
+}
 
 Replacement::Replacement(const char *path, bool readable_by_all) : readable_by_all_(readable_by_all)
 {
@@ -54,11 +61,8 @@ int Replacement::open() const
     strcpy(g_unfinished, path_);
     strcat(g_unfinished, kEnd);
     Fd fd{mkostemp(g_unfinished, O_CLOEXEC)};
-    if (!fd) {
-        g_unfinished[0] = '\0';
-        return -1;
-    }
-    return take_rights(fd.get()) ? fd.release() : -1;
+    g_is_made = static_cast<bool>(fd);
+    return fd && take_rights(fd.get()) ? fd.release() : -1;
 }
 
 bool Replacement::take_rights(int fd) const

@@ -152,7 +152,7 @@ int control(const char *line)
     char too_late[256];
     snprintf(
         too_late, sizeof(too_late),
-        "the simulator at %s did not answer within %u s: is it stopped? When it goes on it will still "
+        "the simulator at %s did not answer within %u s: is it stopped? When it goes on it may still "
         "do \"%s\"",
         path(), g_timeout_seconds, line);
     static char answer[kLongestControlAnswer];

@@ -7,6 +7,7 @@
 #include "lte_sdk.h"
 #include "ltectl/clock.h"
 #include "ltectl/commands.h"
+#include "ltectl/held_lock.h"
 #include "ltectl/progress_bar.h"
 #include "ltectl/storage.h"
 #include "ltectl/upgrade_trace.h"
@@ -337,8 +338,9 @@ int run(const Image &image)
 
 bool is_upgrade_running()
 {
-    const Fd fd{open(kLockFile, O_RDONLY | O_NOFOLLOW | O_CLOEXEC)};
-    return fd && flock(fd.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    // Not by a lock of its own, which an upgrade that begins meanwhile would take for another's.
+    struct stat file;
+    return lstat(kLockFile, &file) == 0 && is_locked(file.st_ino);
 }
 
 const Option kUpgradeOptions[] = {

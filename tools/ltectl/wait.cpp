@@ -130,17 +130,8 @@ bool parse_sim(const char *text, void *)
     return text[0] != '\0' && strlen(text) < sizeof(SimStatus::text);
 }
 
-void offer_link_states(Offer &offer)
-{
-    for (const char *state : kLinkStates) {
-        offer.add(state);
-    }
-}
-
-constexpr ValueType kLinkState = {"connected, connecting, disconnected or disconnecting", parse_link,
-                                  offer_link_states};
-constexpr ValueType kSimState = {"a state of at most 63 characters, such as sim_ready", parse_sim,
-                                 [](Offer &offer) { offer.add("sim_ready"); }};
+constexpr ValueType kLinkState = {"connected, connecting, disconnected or disconnecting", parse_link};
+constexpr ValueType kSimState = {"a state of at most 63 characters, such as sim_ready", parse_sim};
 
 struct Kind {
     const char *name;
@@ -259,6 +250,9 @@ int await(Conditions &conditions)
     conditions.set_end(end_ms);
     int64_t notice_ms = std::min(begun_ms + kNoticeMs, end_ms);
     while (!conditions.hold()) {
+        if (now_ms() >= end_ms) {
+            return fail(kNoAnswer, "not within %u s: %s", g_seconds, conditions.missing());
+        }
         switch (wakeup.await(notice_ms)) {
         case Wakeup::Reason::kChange:
             break;
@@ -267,11 +261,10 @@ int await(Conditions &conditions)
         case Wakeup::Reason::kError:
             return fail(kFailed, "cannot wait: %s", strerror(errno));
         case Wakeup::Reason::kTime:
-            if (now_ms() >= end_ms) {
-                return fail(kNoAnswer, "not within %u s: %s", g_seconds, conditions.missing());
+            if (notice_ms < end_ms) {
+                note("waiting for %s, for %u s at most", conditions.missing(), g_seconds);
+                notice_ms = end_ms;
             }
-            note("waiting for %s, for %u s at most", conditions.missing(), g_seconds);
-            notice_ms = end_ms;
             break;
         }
     }
@@ -314,7 +307,8 @@ int await_conditions(char *const *operands)
             return code;
         }
     }
-    return run_until(0, [&] {
+    // The conditions' own end is the usual one; the deadline ends a wait for the lock of a parameter.
+    return run_until(g_seconds, [&] {
         const int code = prepare(conditions.told());
         return code == kDone ? await(conditions) : code;
     });

@@ -155,7 +155,9 @@ void store_operators()
 
 int32_t search(State &state, const Body &, Answer *answer)
 {
-    if (!state.modem->sim().usable() || !wait_unless_ending(state.settings.search_ms)) {
+    const Sim &sim = state.modem->sim();
+    // The card may be taken out meanwhile.
+    if (!sim.usable() || !wait_unless_ending(state.settings.search_ms) || !sim.usable()) {
         return kRefused;
     }
     store_operators();
