@@ -2,6 +2,7 @@
 
 #include "common/program.h"
 #include "common/record.h"
+#include "common/slice.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -58,18 +59,6 @@ private:
 const Option *with_value(const Option *option)
 {
     return option != nullptr && option->argument != nullptr ? option : nullptr;
-}
-
-// Not string_view::substr, which can throw and so needs the C++ run time.
-
-bool begins_with(std::string_view text, std::string_view start)
-{
-    return text.size() >= start.size() && memcmp(text.data(), start.data(), start.size()) == 0;
-}
-
-std::string_view slice(std::string_view text, size_t from, size_t to = SIZE_MAX)
-{
-    return {text.data() + from, std::min(to, text.size()) - from};
 }
 
 bool is_option(std::string_view word) { return word.size() > 1 && word[0] == '-'; }

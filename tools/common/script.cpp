@@ -1,5 +1,6 @@
 #include "common/script.h"
 
+#include "common/slice.h"
 #include "support/fd.h"
 
 #include <algorithm>
@@ -20,20 +21,12 @@ struct Event {
     std::string_view control;
 };
 
-std::string_view slice(std::string_view text, size_t from, size_t to)
-{
-    const size_t end = std::min(to, text.size());
-    return {text.data() + std::min(from, end), end - std::min(from, end)};
-}
-
 // The next line, without its comment and the blanks before it.
-std::string_view take_line(std::string_view *text)
+std::string_view take_event(std::string_view *text)
 {
-    const size_t length = std::min(text->find('\n'), text->size());
-    std::string_view line = slice(*text, 0, length);
-    text->remove_prefix(std::min(length + 1, text->size()));
+    std::string_view line = take_line(text);
     line = slice(line, 0, line.find('#'));
-    return slice(line, line.find_first_not_of(" \t\r"), line.size());
+    return slice(line, line.find_first_not_of(" \t\r"));
 }
 
 // "2", "2.5" or "2.125".
@@ -46,7 +39,7 @@ bool parse_seconds(std::string_view text, int64_t *ms)
         return false;
     }
     if (point != text.size()) {
-        const std::string_view digits = slice(text, point + 1, text.size());
+        const std::string_view digits = slice(text, point + 1);
         if (digits.empty() || digits.size() > 3 ||
             !parse_number(digits, 0, kThousand - 1, &thousandths)) {
             return false;
@@ -63,7 +56,7 @@ bool parse_seconds(std::string_view text, int64_t *ms)
 bool parse_event(std::string_view line, Event *event)
 {
     const size_t length = std::min(line.find_first_of(" \t"), line.size());
-    event->control = slice(line, line.find_first_not_of(" \t", length), line.size());
+    event->control = slice(line, line.find_first_not_of(" \t", length));
     return parse_seconds(slice(line, 0, length), &event->ms);
 }
 
@@ -105,7 +98,7 @@ int Script::check(const char *path, const Understanding &understanding) const
     std::string_view rest = text();
     int64_t earliest_ms = 0;
     for (unsigned number = 1; !rest.empty(); ++number) {
-        const std::string_view line = take_line(&rest);
+        const std::string_view line = take_event(&rest);
         if (line.empty()) {
             continue;
         }
@@ -150,7 +143,7 @@ void ScriptReader::find_next()
     due_ms_ = std::nullopt;
     while (!rest_.empty() && !due_ms_) {
         Event event;
-        const std::string_view line = take_line(&rest_);
+        const std::string_view line = take_event(&rest_);
         if (!line.empty() && parse_event(line, &event)) {
             due_ms_ = start_ms_ + event.ms;
             control_ = event.control;

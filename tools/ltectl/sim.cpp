@@ -5,6 +5,7 @@
 #include "common/clock.h"
 #include "common/program.h"
 #include "common/record.h"
+#include "common/slice.h"
 #include "ltectl/deadline.h"
 #include "support/fd.h"
 #include "support/socket.h"
@@ -39,8 +40,7 @@ int tell_unreachable()
     return errno == ENOENT || errno == ECONNREFUSED
                ? fail(kNobody,
                       "no simulator is controlled at %s: start wansim or modemsim, or tell --control "
-                      "where "
-                      "it listens",
+                      "where it listens",
                       path())
                : fail(kFailed, "cannot control the simulator at %s: %s", path(), strerror(errno));
 }
@@ -68,22 +68,6 @@ ssize_t receive(int fd, char *answer)
 }
 
 // ---- The answer ----
-
-std::string_view take_line(std::string_view *text)
-{
-    const size_t length = std::min(text->find('\n'), text->size());
-    const std::string_view line(text->data(), length);
-    text->remove_prefix(std::min(length + 1, text->size()));
-    return line;
-}
-
-bool take_start(std::string_view *line, std::string_view start)
-{
-    const bool has_it =
-        line->size() >= start.size() && memcmp(line->data(), start.data(), start.size()) == 0;
-    line->remove_prefix(has_it ? start.size() : 0);
-    return has_it;
-}
 
 // A value, whose name is followed by its kind: = a text, : a number.
 void add_value(Record &record, std::string_view line, bool first)

@@ -197,9 +197,8 @@ constexpr auto kFaultHelp = tell_faults(
     "Stands in for the WAN manager of an LTE router: answers its clients, connects when asked,\n"
     "publishes link and interface events. SIGINT or SIGTERM ends it.\n"
     "Faults: ",
-    ". A late answer holds up every other.\nControls (ltectl sim), one behind its time in seconds a "
-    "line "
-    "of a script:\n");
+    ". A late answer holds up every other.\n"
+    "Controls (ltectl sim), one behind its time in seconds a line of a script:\n");
 
 constexpr Text<768> kHelp = [] {
     Text<768> help;
