@@ -115,11 +115,15 @@ def lua_method(method, description):
         before, condition, end = "", "", ";"
     lines = ["", f"static int call_{method.namespace}_{method.name}(lua_State *L)", "{"]
     lines += [f"    {line}" for line in [*(["require_client(L);"] if method.namespace == "client" else []), *setup]]
+    if method.alone:
+        lines += ["    if (!claim_endpoint())", f'        return fail_claim(L, "{method.path}");']
     call = f"    {before}{method.function.name}("
     if before.endswith("= ") and len(call + ", ".join(arguments) + end) >= WIDTH:
         lines.append(f"    {before[:-1]}")
         call = f"        {method.function.name}("
     lines += broken(call, arguments, f"){end}", len(call), WIDTH)
+    if method.alone:
+        lines.append("    release_endpoint();")
     if condition:
         lines += [f"    if ({condition})", f"        return {after};"]
         if answer := next((push for push in pushes if push.startswith("ANSWER ")), None):

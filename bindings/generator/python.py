@@ -179,7 +179,7 @@ def python_piece(parameter, kind, previous, description):
         return Piece(name, (), (f"{name} = ctypes.create_string_buffer({number})",),
                      ("bytes", f"{name}.raw[: {name}_len.value]"))
     if word == "bytes":
-        return Piece(f"exactly({name}, {number})" if number else name, (f"{name}: bytes",))
+        return Piece(f"exactly({name}, {number})" if number else f"raw({name})", (f"{name}: bytes",))
     simple = {"text": (f"encoded({name})", f"{name}: str"), "line": (f"line({name})", f"{name}: str"),
               "copy": (f"ctypes.create_string_buffer(encoded({name}))", f"{name}: str"),
               "text?": (f"None if {name} is None else encoded({name})", f"{name}: str | None = None"),
@@ -212,12 +212,15 @@ def python_method(method, description):
     lines += textwrap.wrap(f'"""{method.doc}"""', WIDTH, initial_indent="    ", subsequent_indent="    ")
     body = [*(["self.require_open()"] if is_client else []), *(line for piece in pieces for line in piece.setup)]
     lines += [f"    {line}" for line in body]
+    if method.alone:
+        lines.append("    with alone():")
+        before = f"    {before}"
     lines += flowing(f"    {before}{call[0]}", call[1], call[2] + after, 8)
     return lines + ([f"    return {value.replace('ERROR', error)}"] if value else [])
 
 
-HELPERS = ("address", "answered", "check", "check_errno", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
-           "lib", "line", "milliseconds", "uint32", "uint8")
+HELPERS = ("address", "alone", "answered", "check", "check_errno", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
+           "lib", "line", "milliseconds", "raw", "uint32", "uint8")
 
 
 def imports(code, description):

@@ -804,7 +804,10 @@ static int call_lte_syslog_switch(lua_State *L)
 
 static int call_lte_change_state(lua_State *L)
 {
+    if (!claim_endpoint())
+        return fail_claim(L, "lte.change_state");
     const int64_t code = lct_state_change_req();
+    release_endpoint();
     if (code != 0)
         return fail(L, &lte_sdk_errors, "lte.change_state", code);
     lua_pushboolean(L, 1);
@@ -813,7 +816,10 @@ static int call_lte_change_state(lua_State *L)
 
 static int call_lte_delete_messages(lua_State *L)
 {
+    if (!claim_endpoint())
+        return fail_claim(L, "lte.delete_messages");
     const int64_t code = lct_sms_del_dev_all_msg();
+    release_endpoint();
     if (code != 0)
         return fail(L, &lte_sdk_errors, "lte.delete_messages", code);
     lua_pushboolean(L, 1);

@@ -17,6 +17,7 @@
 #include <lauxlib.h>
 #include <lua.h>
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -94,6 +95,10 @@ int push_iterator(lua_State *L, lua_CFunction step);
 
 /* messaging.c */
 void require_client(lua_State *L);
+/* Of the process's endpoint, of which it can have one: false while it is claimed. */
+bool claim_endpoint(void);
+void release_endpoint(void);
+int fail_claim(lua_State *L, const char *function);
 int open_client(lua_State *L);
 int open_endpoint(lua_State *L);
 void make_messaging_types(lua_State *L);

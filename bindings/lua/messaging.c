@@ -3,6 +3,7 @@
 #include "lterouter.h"
 
 #include <string.h>
+#include <unistd.h>
 
 #define CLIENT "lterouter.client"
 #define ENDPOINT "lterouter.endpoint"
@@ -11,6 +12,7 @@
 struct opened {
     void (*stop)(void); /* NULL when it is closed */
     mq_cb queue;
+    pid_t process; /* a forked child must leave the endpoint alone */
 };
 
 /* A message that arrived. */
@@ -119,19 +121,30 @@ static int check_flag(lua_State *L, int options, const char *name, int otherwise
     return value;
 }
 
+bool claim_endpoint(void) { return !__atomic_test_and_set(&is_taken, __ATOMIC_ACQUIRE); }
+
+void release_endpoint(void) { __atomic_clear(&is_taken, __ATOMIC_RELEASE); }
+
+int fail_claim(lua_State *L, const char *function)
+{
+    return fail_with(L, function, "the process has an open client or endpoint already",
+                     IPC_ERR_REFUSED);
+}
+
 static void release(void)
 {
     ipc_mq_destroy();
-    __atomic_clear(&is_taken, __ATOMIC_RELEASE);
+    release_endpoint();
 }
 
-static uint32_t acquire(uint32_t capacity, mq_cb *queue)
+static uint32_t acquire(uint32_t capacity, struct opened *opened)
 {
-    if (__atomic_test_and_set(&is_taken, __ATOMIC_ACQUIRE))
+    if (!claim_endpoint())
         return IPC_ERR_REFUSED;
     ipc_mq_init();
-    uint32_t code = ipc_mq_create(capacity, queue);
-    if (code == IPC_SUCCESS && ipc_mq_get_fd(*queue) < 0)
+    opened->process = getpid();
+    uint32_t code = ipc_mq_create(capacity, &opened->queue);
+    if (code == IPC_SUCCESS && ipc_mq_get_fd(opened->queue) < 0)
         code = IPC_ERR_RESOURCE;
     if (code != IPC_SUCCESS)
         release();
@@ -141,18 +154,18 @@ static uint32_t acquire(uint32_t capacity, mq_cb *queue)
 static int fail_to_open(lua_State *L, const char *function, uint32_t code)
 {
     if (code == IPC_ERR_REFUSED)
-        return fail_with(L, function, "the process has an open client or endpoint already", code);
+        return fail_claim(L, function);
     return fail(L, &lc_ipc_msg_errors, function, code);
 }
 
 static int close_opened(lua_State *L, const char *type)
 {
     struct opened *opened = luaL_checkudata(L, 1, type);
-    if (opened->stop != NULL) {
+    if (opened->stop != NULL && opened->process == getpid()) {
         opened->stop();
-        opened->stop = NULL;
         release();
     }
+    opened->stop = NULL;
     return 0;
 }
 
@@ -198,7 +211,7 @@ int open_client(lua_State *L)
     const uint32_t capacity = check_capacity(L, 1);
     const int subscribes = check_flag(L, 1, "events", 1);
     struct opened *opened = new_object(L, CLIENT, sizeof *opened);
-    const uint32_t code = acquire(capacity, &opened->queue);
+    const uint32_t code = acquire(capacity, opened);
     if (code != IPC_SUCCESS)
         return fail_to_open(L, "client", code);
     events = opened->queue;
@@ -250,7 +263,7 @@ int open_endpoint(lua_State *L)
     const uint32_t capacity = check_capacity(L, 2);
     const int per_process = check_flag(L, 2, "per_process", 0);
     struct opened *opened = new_object(L, ENDPOINT, sizeof *opened);
-    uint32_t code = acquire(capacity, &opened->queue);
+    uint32_t code = acquire(capacity, opened);
     if (code != IPC_SUCCESS)
         return fail_to_open(L, "endpoint", code);
     code = ipc_msg_init(module, opened->queue, NULL, NULL, (uint32_t)per_process);

@@ -11,6 +11,7 @@
 struct object {
     int is_open;
     int reader, writer;
+    pid_t process; /* a forked child must leave the timers alone */
     timer_id id;
 };
 
@@ -43,6 +44,7 @@ static int open_pipe(struct object *object)
         return errno;
     object->reader = ends[0];
     object->writer = ends[1];
+    object->process = getpid();
     object->is_open = 1;
     return 0;
 }
@@ -76,7 +78,8 @@ static int timer_close(lua_State *L)
     struct object *object = luaL_checkudata(L, 1, TYPE);
     if (!object->is_open)
         return done(L, &sdk_timer_errors, "timer:close", TIMER_SUCCESS);
-    const int32_t code = stop_timer(object->id.node, object->id.stamp);
+    const int32_t code =
+        object->process == getpid() ? stop_timer(object->id.node, object->id.stamp) : TIMER_SUCCESS;
     if (code != TIMER_SUCCESS && code != TIMER_ERR_NO_TIMER)
         return fail(L, &sdk_timer_errors, "timer:close", code);
     close_pipe(object);

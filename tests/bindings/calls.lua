@@ -50,6 +50,10 @@ equal(lterouter.NVMRAM_DIR, "/tmp/nv/")
 -- The client: requests
 local client = assert(lterouter.client({ events = false }))
 fails("client: the process has an open client or endpoint already", lterouter.IPC_ERR_REFUSED, lterouter.client())
+fails("lte.change_state: the process has an open client or endpoint already", lterouter.IPC_ERR_REFUSED,
+    lterouter.lte.change_state())
+fails("lte.delete_messages: the process has an open client or endpoint already", lterouter.IPC_ERR_REFUSED,
+    lterouter.lte.delete_messages())
 equal(client:set_roaming(1), true)
 equal(client:get_roaming(), 1)
 equal(#client:request(lterouter.IPC_MODULE_MM, lterouter.WM_MSG_ROAM_SWITCH_GET_REQ, "", 3), 8)
@@ -62,6 +66,7 @@ equal(#found[1].numbers, 5)
 client:close()
 client:close()
 raises("closed", client.get_roaming, client)
+equal(lterouter.lte.change_state(), true)
 
 -- The client: events
 client = assert(lterouter.client())

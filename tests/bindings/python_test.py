@@ -8,6 +8,7 @@ import os
 import pathlib
 import re
 import select
+import signal
 import subprocess
 import sys
 
@@ -109,6 +110,16 @@ def test_what_does_not_fit_c_is_refused():
         lterouter.names.link(-1)
     with pytest.raises(OverflowError):
         lterouter.network.add_route("lo", 1 << 31)
+
+
+def test_a_text_is_refused_where_bytes_are_needed():
+    with pytest.raises(TypeError, match="bytes"):
+        lterouter.nvm.checksum(0, "abc")
+    with pytest.raises(TypeError, match="bytes"):
+        lterouter.network.probe("127.0.0.1", "127.0.0.1", "abcdef", bytes(6), "lo", 0.1)
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint:
+        with pytest.raises(TypeError, match="bytes"):
+            endpoint.send(lterouter.Address.of_module(lterouter.Module.UPTEST), PING, "abc")
 
 
 def test_a_failure_is_an_exception_of_its_family():
@@ -236,6 +247,8 @@ def test_a_request_that_nobody_takes_is_a_socket_error():
             endpoint.send(lterouter.Address.of_module(lterouter.Module.CGI), PING, bytes(MAX_BODY + 1))
     with pytest.raises(lterouter.MessagingError):
         lterouter.Endpoint(99)
+    with pytest.raises(OverflowError):
+        lterouter.Endpoint(-1)
     lterouter.Endpoint(lterouter.Module.CLI1).close()  # what failed has left nothing open
 
 
@@ -247,6 +260,40 @@ def test_what_is_queued_can_be_discarded():
         endpoint.discard(PING)
         endpoint.send(myself, PING + 1)
         assert endpoint.messages(timeout=3).next().id == PING + 1
+
+
+def test_a_call_with_an_endpoint_of_its_own_fails_beside_another():
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint:
+        for call in (lterouter.lte.change_state, lterouter.lte.delete_messages):
+            with pytest.raises(RuntimeError, match="already"):
+                call()
+        endpoint.send(lterouter.Address.of_module(lterouter.Module.UPTEST), PING)
+        assert endpoint.messages(timeout=3).next().id == PING
+
+
+def test_a_call_with_an_endpoint_of_its_own_leaves_none(wansim):
+    lterouter.lte.change_state()
+    with lterouter.Client(events=False) as client:
+        assert client.get_roaming() == 0
+
+
+def in_child(action):
+    """The status of a forked child, which a call that hangs ends by SIGALRM."""
+    if child := os.fork():
+        return os.waitpid(child, 0)[1]
+    try:
+        signal.alarm(10)
+        action()
+        os._exit(0)
+    finally:
+        os._exit(1)
+
+
+def test_a_forked_child_closes_nothing_of_its_parent():
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint:
+        assert in_child(endpoint.close) == 0
+        endpoint.send(lterouter.Address.of_module(lterouter.Module.UPTEST), PING)
+        assert endpoint.messages(timeout=3).next().id == PING
 
 
 # ---- Timers ----
@@ -266,6 +313,25 @@ def test_a_timer_that_expires_once_ends_by_itself():
     with lterouter.Timer(0.05) as timer:
         assert timer.expirations(timeout=3).next() == 1
         assert not timer.is_running
+
+
+def test_a_forked_child_stops_no_timer(monkeypatch):
+    with lterouter.Timer(10) as timer:
+        with monkeypatch.context() as patched:
+            patched.setattr(lterouter.timers, "lib", None)
+            assert in_child(timer.close) == 0
+        assert timer.is_running
+
+
+def test_a_timer_is_stopped_before_the_interpreter_ends():
+    program = """
+import atexit
+import lterouter
+atexit.register(lambda: print(lterouter.timers.count()))
+timer = lterouter.Timer(0.05, repeat=True)
+"""
+    done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert (done.returncode, done.stdout, done.stderr) == (0, "(0, 0)\n", "")
 
 
 def test_a_bad_timer_is_an_error():

@@ -4,7 +4,7 @@
 import ctypes
 
 from lterouter import _declared
-from lterouter._library import answered, check, decoded, fitting, lib, line, milliseconds, uint32, uint8
+from lterouter._library import (answered, check, decoded, fitting, lib, line, milliseconds, raw, uint32, uint8)
 from lterouter.errors import RequestError
 from lterouter.records import Operator
 
@@ -19,21 +19,22 @@ class Requests:
     def send(self, module_id: int, msg_id: int, body: bytes) -> None:
         """Sends an asynchronous message."""
         self.require_open()
-        check(RequestError, "client.send", 1 - lib.send_request(uint32(module_id), uint32(msg_id), body, len(body)))
+        check(RequestError, "client.send", 1 - lib.send_request(uint32(module_id), uint32(msg_id), raw(body),
+            len(body)))
 
     def request(self, module_id: int, msg_id: int, body: bytes, timeout: float) -> bytes:
         """Sends a request and gives the body of its response."""
         self.require_open()
         rsp = ctypes.create_string_buffer(1008)
         rsp_len = ctypes.c_uint32(len(rsp))
-        check(RequestError, "client.request", 1 - lib.send_request_syn(uint32(module_id), uint32(msg_id), body,
+        check(RequestError, "client.request", 1 - lib.send_request_syn(uint32(module_id), uint32(msg_id), raw(body),
             len(body), milliseconds(timeout), rsp, ctypes.byref(rsp_len)))
         return rsp.raw[: rsp_len.value]
 
     def notify(self, msg_id: int, body: bytes) -> None:
         """Sends a notification to every process that registered for it at this process."""
         self.require_open()
-        check(RequestError, "client.notify", 1 - lib.send_notify(uint32(msg_id), body, len(body)))
+        check(RequestError, "client.notify", 1 - lib.send_notify(uint32(msg_id), raw(body), len(body)))
 
     def subscribe(self) -> None:
         """Subscribes again, for when a WAN manager has started later."""

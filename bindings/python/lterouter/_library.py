@@ -1,12 +1,14 @@
 """The loaded library, and how values pass between it and Python."""
 
+import contextlib
 import ctypes
 import enum
 import math
 import os
 import socket
 import sys
-from collections.abc import Mapping
+import threading
+from collections.abc import Iterator, Mapping
 from typing import Any, ClassVar, TypeVar
 
 lib = ctypes.CDLL(os.environ.get("LTEROUTER_LIBRARY", "liblterouter.so.1"), use_errno=True)
@@ -28,6 +30,28 @@ class Error(Exception):
         super().__init__(f"{function}: {text or self.texts.get(code, self.text)}")
         self.function = function
         self.code = code
+
+
+_endpoint = threading.Lock()  # held while the process has an endpoint, of which it can have one
+
+
+def claim_endpoint() -> None:
+    if not _endpoint.acquire(blocking=False):
+        raise RuntimeError("the process has an open client or endpoint already")
+
+
+def release_endpoint() -> None:
+    _endpoint.release()
+
+
+@contextlib.contextmanager
+def alone() -> Iterator[None]:
+    """For a call that starts and ends an endpoint of its own."""
+    claim_endpoint()
+    try:
+        yield
+    finally:
+        release_endpoint()
 
 
 def declare(name: str, result: Any, *arguments: Any) -> None:
@@ -84,8 +108,15 @@ def fitting(text: str, size: int) -> bytes:
     return data
 
 
+def raw(data: bytes) -> bytes:
+    """ctypes would pass a text as wide characters."""
+    if not isinstance(data, bytes):
+        raise TypeError(f"bytes are needed, not {type(data).__name__}")
+    return data
+
+
 def exactly(data: bytes, size: int) -> bytes:
-    if len(data) != size:
+    if len(raw(data)) != size:
         raise ValueError(f"{size} bytes are needed")
     return data
 

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import atexit
 import contextlib
 import ctypes
 import os
@@ -41,6 +42,8 @@ class Timer:
         if code != TimerCode.SUCCESS:
             self._close_pipe()
             raise TimerError("Timer", code)
+        self._process = os.getpid()
+        atexit.register(self.close)  # before the interpreter ends, which the timer thread would call into
 
     def __enter__(self) -> Timer:
         return self
@@ -59,13 +62,15 @@ class Timer:
         return bool(lib.exist_timer(self._id.node, self._id.stamp) == TimerCode.SUCCESS)
 
     def close(self) -> None:
-        """Stops the timer, if it runs. May be called again."""
+        """Stops the timer, if it runs. May be called again. In a forked child it leaves the parent's alone."""
         if not self._is_open:
             return
-        code = lib.stop_timer(self._id.node, self._id.stamp)
-        if code not in (TimerCode.SUCCESS, TimerCode.ERR_NO_TIMER):
-            raise TimerError("Timer.close", code)
+        if self._process == os.getpid():
+            code = lib.stop_timer(self._id.node, self._id.stamp)
+            if code not in (TimerCode.SUCCESS, TimerCode.ERR_NO_TIMER):
+                raise TimerError("Timer.close", code)
         self._close_pipe()
+        atexit.unregister(self.close)
 
     def _close_pipe(self) -> None:
         self._is_open = False
