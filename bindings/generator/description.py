@@ -116,6 +116,7 @@ class Method:
     returns: str
     doc: str
     alone: bool
+    needs_events: bool
     parameters: list[tuple[Variable, str]]
 
     @property
@@ -152,7 +153,7 @@ class Description:
         if name not in self.headers.functions:
             raise Failure(f"bindings/interface.toml: {name} is declared in no header")
         function = self.headers.functions[name]
-        told = {key: value for key, value in entry.items() if key not in ("name", "returns", "doc", "alone")}
+        told = {key: value for key, value in entry.items() if key not in ("name", "returns", "doc", "alone", "needs_events")}
         if unknown := set(told) - {parameter.name for parameter in function.parameters}:
             raise Failure(f"bindings/interface.toml: {name} has no parameter {', '.join(sorted(unknown))}")
         parameters, kind = [], ""
@@ -162,7 +163,8 @@ class Description:
             parameters.append((parameter, kind))
         namespace, method = entry["name"].split(".")
         return Method(function, namespace, method, entry.get("returns", "result"),
-                      entry.get("doc", function.sentence), entry.get("alone", False), parameters)
+                      entry.get("doc", function.sentence), entry.get("alone", False),
+                      entry.get("needs_events", False), parameters)
 
     def inferred(self, parameter):
         base = parameter.kind.removeprefix("const ").removesuffix("*").strip()

@@ -103,18 +103,20 @@ def lua_method(method, description):
     error = f'&{family}_errors, "{method.path}"'
     before, condition, after = {
         "result": ("const int64_t code = ", "code != 0", f"fail(L, {error}, code)"),
-        "sent": ("const uint32_t sent = ", "sent != 1", f"fail(L, {error}, -1)"),
+        "sent": ("const uint32_t sent = ", "sent != 1", f"fail(L, {error}, sent)"),
         "errno": ("const int code = ", "code != 0", f'fail_errno(L, "{method.path}", code)'),
         "match": ("const uint32_t code = ", "code != NV_SUCCESS && code != NV_ERR_DIFFER", f"fail(L, {error}, code)"),
-        "value": ("lua_pushnumber(L, ", "", ""), "flag": ("lua_pushboolean(L, ", "", ""),
+        "value": ("push_unsigned(L, ", "", ""), "flag": ("lua_pushboolean(L, ", "", ""),
         "zero": ("lua_pushboolean(L, ", "", "")}[method.returns]
     end = ";" if condition else {"flag": " != 0);", "zero": " == 0);", "value": ");"}[method.returns]
     if method.function.returned == "const char *":
         before, condition, end, pushes = "lua_pushstring(L, ", "", ");", ["count"]
     elif method.function.returned == "void":
         before, condition, end = "", "", ";"
+    required = ["require_events(L);" if method.needs_events else "require_client(L);"]
+    required = required if method.namespace == "client" else []
     lines = ["", f"static int call_{method.namespace}_{method.name}(lua_State *L)", "{"]
-    lines += [f"    {line}" for line in [*(["require_client(L);"] if method.namespace == "client" else []), *setup]]
+    lines += [f"    {line}" for line in [*required, *setup]]
     if method.alone:
         lines += ["    if (!claim_endpoint())", f'        return fail_claim(L, "{method.path}");']
     call = f"    {before}{method.function.name}("

@@ -198,7 +198,7 @@ def python_method(method, description):
     given = [piece.given for piece in pieces if piece.given]
     returned, value = given[0] if given else ("None", "")
     before, after = {
-        "result": (f"check({error}, ", ")"), "sent": (f"check({error}, 1 - ", ")"),
+        "result": (f"check({error}, ", ")"), "sent": (f"check_sent({error}, ", ")"),
         "errno": (f"check_errno({error}, ", ")"), "match": (f"return equal({error}, ", ")"),
         "value": ("return int(", ")"), "flag": ("return bool(", ")"), "zero": ("return not ", "")}[method.returns]
     if method.function.returned == "const char *":
@@ -210,7 +210,7 @@ def python_method(method, description):
     parameters = [*(["self"] if is_client else []), *(each for piece in pieces for each in piece.parameters)]
     lines = flowing(f"def {method.name}(", parameters, f") -> {returned}:", 8)
     lines += textwrap.wrap(f'"""{method.doc}"""', WIDTH, initial_indent="    ", subsequent_indent="    ")
-    body = [*(["self.require_open()"] if is_client else []), *(line for piece in pieces for line in piece.setup)]
+    body = [*([f"self.require_{'events' if method.needs_events else 'open'}()"] if is_client else []), *(line for piece in pieces for line in piece.setup)]
     lines += [f"    {line}" for line in body]
     if method.alone:
         lines.append("    with alone():")
@@ -219,7 +219,7 @@ def python_method(method, description):
     return lines + ([f"    return {value.replace('ERROR', error)}"] if value else [])
 
 
-HELPERS = ("address", "alone", "answered", "check", "check_errno", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
+HELPERS = ("address", "alone", "answered", "check", "check_errno", "check_sent", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
            "lib", "line", "milliseconds", "raw", "uint32", "uint8")
 
 
@@ -243,6 +243,8 @@ def python_namespace(namespace, methods, description):
     if namespace == "client":
         code = ["", "", "class Requests:", '    """What a started client asks the WAN manager for."""', "",
                 "    def require_open(self) -> None:", '        """Raises ValueError unless the client is started."""',
+                "        raise NotImplementedError", "", "    def require_events(self) -> None:",
+                '        """Raises ValueError unless it is started with events."""',
                 "        raise NotImplementedError",
                 *(f"    {line}" if line else "" for line in "\n".join(code).replace("\n\n\n", "\n\n")[1:].split("\n"))]
     headers = ", ".join(sorted({method.function.header for method in methods}))

@@ -36,11 +36,11 @@ static const struct error_text sdk_timer_texts[] = {
 };
 const struct errors sdk_timer_errors = {sdk_timer_texts, 5, NULL};
 
-const struct errors lte_sdk_errors = {NULL, 0, "failed; /tmp/ltelog.1 tells why"};
+const struct errors lte_sdk_errors = {NULL, 0, "failed"};
 
 const struct errors lc_network_errors = {NULL, 0, "failed; the system's log tells why at level DEBUG"};
 
-const struct errors lc_log_errors = {NULL, 0, "no such log module"};
+const struct errors lc_log_errors = {NULL, 0, "no such log module, or the list of them cannot be read"};
 
 const struct errors lc_up_errors = {NULL, 0, "failed; /tmp/ltelog.1 tells why"};
 
@@ -448,7 +448,7 @@ static int call_nvm_checksum(lua_State *L)
     const uint32_t crc = check_uint32(L, 1);
     size_t data_size;
     const char *data = luaL_checklstring(L, 2, &data_size);
-    lua_pushnumber(L, nv_crc32_update(crc, data, data_size));
+    push_unsigned(L, nv_crc32_update(crc, data, data_size));
     return 1;
 }
 
@@ -461,7 +461,7 @@ static int call_client_send(lua_State *L)
     const char *body = luaL_checklstring(L, 4, &body_size);
     const uint32_t sent = send_request(module_id, msg_id, body, (uint32_t)body_size);
     if (sent != 1)
-        return fail(L, &lte_sdk_errors, "client.send", -1);
+        return fail(L, &lte_sdk_errors, "client.send", sent);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -479,7 +479,7 @@ static int call_client_request(lua_State *L)
     const uint32_t sent =
         send_request_syn(module_id, msg_id, body, (uint32_t)body_size, timeout, rsp, &rsp_len);
     if (sent != 1)
-        return fail(L, &lte_sdk_errors, "client.request", -1);
+        return fail(L, &lte_sdk_errors, "client.request", sent);
     lua_pushlstring(L, rsp, rsp_len);
     return 1;
 }
@@ -492,14 +492,14 @@ static int call_client_notify(lua_State *L)
     const char *body = luaL_checklstring(L, 3, &body_size);
     const uint32_t sent = send_notify(msg_id, body, (uint32_t)body_size);
     if (sent != 1)
-        return fail(L, &lte_sdk_errors, "client.notify", -1);
+        return fail(L, &lte_sdk_errors, "client.notify", sent);
     lua_pushboolean(L, 1);
     return 1;
 }
 
 static int call_client_subscribe(lua_State *L)
 {
-    require_client(L);
+    require_events(L);
     regnotify();
     return 0;
 }

@@ -95,6 +95,7 @@ int push_iterator(lua_State *L, lua_CFunction step);
 
 /* messaging.c */
 void require_client(lua_State *L);
+void require_events(lua_State *L);
 /* Of the process's endpoint, of which it can have one: false while it is claimed. */
 bool claim_endpoint(void);
 void release_endpoint(void);

@@ -205,6 +205,12 @@ static void stop_client(void)
     lct_module_fin();
 }
 
+void require_events(lua_State *L)
+{
+    if (check_open(L, CLIENT)->stop != stop_client)
+        luaL_error(L, "the client was opened without events");
+}
+
 int open_client(lua_State *L)
 {
     check_options(L, 1);
@@ -231,6 +237,7 @@ static int client_fd(lua_State *L) { return push_fd(L, CLIENT); }
 static int client_next_event(lua_State *L)
 {
     struct received received;
+    require_events(L);
     const uint32_t code = receive(L, CLIENT, &received);
     if (code != IPC_SUCCESS)
         return fail_wait(L, "client:next_event", code);
@@ -247,7 +254,11 @@ static int client_next_event(lua_State *L)
     return 1;
 }
 
-static int client_events(lua_State *L) { return push_iterator(L, client_next_event); }
+static int client_events(lua_State *L)
+{
+    require_events(L);
+    return push_iterator(L, client_next_event);
+}
 
 static const luaL_Reg client_methods[] = {
     {"close", client_close},   {"fd", client_fd}, {"next_event", client_next_event},

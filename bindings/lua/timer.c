@@ -37,11 +37,23 @@ static void close_pipe(struct object *object)
     object->is_open = 0;
 }
 
+/* Kernels before 2.6.27 have no pipe2(). */
+static int prepare(int end)
+{
+    return fcntl(end, F_SETFL, O_NONBLOCK) == 0 && fcntl(end, F_SETFD, FD_CLOEXEC) == 0;
+}
+
 static int open_pipe(struct object *object)
 {
     int ends[2];
-    if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0)
+    if (pipe(ends) != 0)
         return errno;
+    if (!prepare(ends[0]) || !prepare(ends[1])) {
+        const int error = errno;
+        close(ends[0]);
+        close(ends[1]);
+        return error;
+    }
     object->reader = ends[0];
     object->writer = ends[1];
     object->process = getpid();

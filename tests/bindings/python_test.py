@@ -6,6 +6,7 @@ import contextlib
 import ctypes
 import os
 import pathlib
+import pickle
 import re
 import select
 import signal
@@ -18,6 +19,7 @@ import lterouter
 from lterouter import _declared
 from lterouter.constants import MessagingCode, ParameterCode, TimerCode
 from lterouter.messaging import MAX_BODY
+from lterouter.stream import Stream
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = PROJECT / "bindings" / "python" / "examples"
@@ -54,7 +56,7 @@ def test_status_shows_what_the_manager_keeps_and_answers(wansim):
 
 def test_status_says_what_fails_without_a_manager():
     code, out, error = example("status")
-    assert (code, error) == (1, "status: lte.signal_level: failed; /tmp/ltelog.1 tells why\n")
+    assert (code, error) == (1, "status: lte.signal_level: failed\n")
 
 
 def test_wait_for_link_ends_when_it_is_up(wansim):
@@ -151,6 +153,19 @@ def test_the_checksum_goes_on_where_it_ended():
     assert whole == 0x2DFD2D88
 
 
+def test_an_address_that_is_none_is_refused():
+    for text in ("127.1", "127.0.0.1 x", "somewhere"):
+        with pytest.raises(ValueError, match="no IPv4 address"):
+            lterouter.network.probe(text, "127.0.0.1", bytes(6), bytes(6), "lo", 0.1)
+
+
+def test_an_error_can_be_passed_to_another_process():
+    with pytest.raises(lterouter.NetworkError) as bad:
+        lterouter.network.add_route("lo", 0, "no address")
+    passed = pickle.loads(pickle.dumps(bad.value))
+    assert (type(passed), str(passed), passed.code) == (lterouter.NetworkError, str(bad.value), 22)
+
+
 # ---- The client ----
 
 def test_requests_have_values_and_results(wansim):
@@ -165,6 +180,20 @@ def test_requests_have_values_and_results(wansim):
             client.enable_pin("9999")
         with pytest.raises(ValueError):
             client.enable_pin("1" * 16)
+
+
+def test_a_client_without_events_has_none(wansim):
+    with lterouter.Client(events=False) as client:
+        for call in (client.events, client.subscribe):
+            with pytest.raises(ValueError, match="without events"):
+                call()
+
+
+def test_what_is_not_sent_has_the_code_of_c(wansim):
+    with lterouter.Client(events=False) as client:
+        with pytest.raises(lterouter.RequestError) as bad:
+            client.request(lterouter.Module.CGI, PING, b"", 2)
+    assert bad.value.code == 0
 
 
 def test_events_come_to_a_loop_and_end_with_its_time(wansim):
@@ -199,6 +228,27 @@ def test_events_come_to_asyncio_beside_other_tasks(wansim):
         event, ticks = asyncio.run(first(client))
     assert event == lterouter.InterfaceStatus(readiness=1)
     assert ticks > 5
+
+
+def test_a_cancellation_is_not_lost_to_an_event_that_comes_with_it():
+    def take(reader):
+        with contextlib.suppress(BlockingIOError):
+            return os.read(reader, 1)
+
+    async def lost(turns):
+        reader, writer = os.pipe2(os.O_NONBLOCK)
+        waiting = asyncio.ensure_future(anext(Stream(lambda: reader, lambda: take(reader), 10)))
+        await asyncio.sleep(0.01)
+        os.write(writer, b"x")
+        for _ in range(turns):
+            await asyncio.sleep(0)
+        was_cancelled = waiting.cancel()
+        await asyncio.wait([waiting])
+        os.close(reader)
+        os.close(writer)
+        return was_cancelled and not waiting.cancelled()
+
+    assert [turns for turns in range(10) if asyncio.run(lost(turns))] == []
 
 
 def test_a_process_has_one_client_and_a_closed_one_says_so(wansim):
@@ -250,6 +300,19 @@ def test_a_request_that_nobody_takes_is_a_socket_error():
     with pytest.raises(OverflowError):
         lterouter.Endpoint(-1)
     lterouter.Endpoint(lterouter.Module.CLI1).close()  # what failed has left nothing open
+
+
+def test_an_address_is_of_its_size():
+    with pytest.raises(ValueError, match="116 bytes"):
+        lterouter.Address(b"x")
+
+
+def test_a_message_is_not_made_before_all_of_it_fits(monkeypatch):
+    receiver = lterouter.Address.of_module(lterouter.Module.UPTEST)
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint, monkeypatch.context() as patched:
+        patched.setattr(lterouter.messaging, "lib", None)
+        with pytest.raises(OverflowError):
+            endpoint.send(receiver, -1)
 
 
 def test_what_is_queued_can_be_discarded():
@@ -338,3 +401,10 @@ def test_a_bad_timer_is_an_error():
     with pytest.raises(lterouter.TimerError) as bad:
         lterouter.Timer(1, name="x" * 21)
     assert bad.value.code == TimerCode.ERR_PARAM
+
+
+def test_a_timer_that_cannot_be_leaves_no_descriptor():
+    before = os.listdir("/proc/self/fd")
+    with pytest.raises(OverflowError):
+        lterouter.Timer(-1)
+    assert os.listdir("/proc/self/fd") == before

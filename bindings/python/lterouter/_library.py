@@ -27,9 +27,13 @@ class Error(Exception):
     text: ClassVar[str] = "failed"
 
     def __init__(self, function: str, code: int, text: str = "") -> None:
-        super().__init__(f"{function}: {text or self.texts.get(code, self.text)}")
+        super().__init__(function, code, text)
         self.function = function
         self.code = code
+        self._told = text
+
+    def __str__(self) -> str:
+        return f"{self.function}: {self._told or self.texts.get(self.code, self.text)}"
 
 
 _endpoint = threading.Lock()  # held while the process has an endpoint, of which it can have one
@@ -68,6 +72,11 @@ def check(error: type[Error], function: str, code: int) -> None:
 def check_errno(error: type[Error], function: str, code: int) -> None:
     if code != 0:
         raise error(function, code, os.strerror(code))
+
+
+def check_sent(error: type[Error], function: str, sent: int) -> None:
+    if sent != 1:
+        raise error(function, sent)
 
 
 def equal(error: type[Error], function: str, code: int) -> bool:
@@ -122,7 +131,10 @@ def exactly(data: bytes, size: int) -> bytes:
 
 
 def address(text: str) -> in_addr:
-    return in_addr.from_buffer_copy(socket.inet_aton(text))
+    try:
+        return in_addr.from_buffer_copy(socket.inet_pton(socket.AF_INET, text))
+    except OSError:
+        raise ValueError(f"no IPv4 address: {text!r}") from None
 
 
 def limited(value: int, least: int, most: int) -> int:

@@ -9,7 +9,7 @@ import os
 from types import TracebackType
 
 from lterouter import _declared, constants
-from lterouter._library import check, claim_endpoint, lib, milliseconds, raw, release_endpoint, uint32
+from lterouter._library import check, claim_endpoint, exactly, lib, milliseconds, raw, release_endpoint, uint32
 from lterouter._messaging import set_send_limit
 from lterouter.constants import MessageType, MessagingCode
 from lterouter.errors import MessagingError
@@ -26,6 +26,9 @@ class Address:
     """Where another process receives messages."""
 
     raw: bytes
+
+    def __post_init__(self) -> None:
+        exactly(self.raw, ctypes.sizeof(_declared.ipc_addr))
 
     @classmethod
     def of_module(cls, module: int) -> Address:
@@ -60,9 +63,10 @@ class OwnedMessage:
         """With a session id that the process has not used before."""
         if len(raw(body)) > MAX_BODY:
             raise ValueError(f"a body of more than {MAX_BODY} bytes")
+        msg_id = uint32(msg_id)
         message = cls(lib.ipc_memory_assign(len(body), message_type))
         header = message.header
-        header.msg_id = uint32(msg_id)
+        header.msg_id = msg_id
         header.length = len(body)
         lib.ipc_gen_seesion_id(message.buffer)
         ctypes.memmove(lib.ipc_msg_get_body(message.buffer), body, len(body))

@@ -49,8 +49,9 @@ class Stream(Generic[Item]):
         deadline = None if self._timeout is None else time.monotonic() + self._timeout
         while (item := self._take()) is None:
             try:
-                await asyncio.wait_for(self._readable(), None if deadline is None else deadline - time.monotonic())
-            except asyncio.TimeoutError:
+                async with asyncio.timeout(None if deadline is None else deadline - time.monotonic()):
+                    await self._readable()
+            except TimeoutError:
                 raise StopAsyncIteration from None
         return item
 

@@ -33,11 +33,12 @@ class Timer:
         # The service cannot be stopped; it says 1 when it runs already.
         if (code := lib.init_timer()) not in (TimerCode.SUCCESS, TimerCode.ERR_NOT_INIT):
             raise TimerError("Timer", code)
+        wait = milliseconds(interval)
         data = fitting(name, _declared.timer.name.size)
         self._id = _declared.timer_id()
         self._reader, self._writer = os.pipe2(os.O_NONBLOCK | os.O_CLOEXEC)
         self._is_open = True
-        described = _declared.timer(data, milliseconds(interval), int(repeat), _callback, self._writer)
+        described = _declared.timer(data, wait, int(repeat), _callback, self._writer)
         code = lib.start_timer(ctypes.byref(described), ctypes.byref(self._id))
         if code != TimerCode.SUCCESS:
             self._close_pipe()
