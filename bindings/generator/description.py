@@ -57,6 +57,10 @@ ITEM = re.compile(
 FIELD = re.compile(r"([^;]+?[ *])(\w+)(?:\[([^]]+)\])?;\s*(?:/\*\*< (.*?) \*/)?", re.S)
 
 
+def base_of(kind):
+    return re.sub(r"const |\*", "", kind).strip()
+
+
 def words(text):
     return " ".join(text.split())
 
@@ -158,7 +162,7 @@ class Description:
             raise Failure(f"bindings/interface.toml: {name} has no parameter {', '.join(sorted(unknown))}")
         parameters, kind = [], ""
         for parameter in function.parameters:
-            is_length = re.match(r"bytes$|reply", kind) is not None
+            is_length = re.match(r"bytes$|body|reply", kind) is not None
             kind = str(told.get(parameter.name, "length" if is_length else self.inferred(parameter)))
             parameters.append((parameter, kind))
         namespace, method = entry["name"].split(".")
@@ -167,7 +171,7 @@ class Description:
                       entry.get("needs_events", False), parameters)
 
     def inferred(self, parameter):
-        base = parameter.kind.removeprefix("const ").removesuffix("*").strip()
+        base = base_of(parameter.kind)
         if parameter.kind == "const char *":
             return "text"
         if not parameter.kind.endswith("*"):
@@ -199,7 +203,7 @@ class Description:
         ordered = []
 
         def need(kind):
-            base = re.sub(r"const |\*", "", kind).strip()
+            base = base_of(kind)
             for part in self.headers.records.get(base, []):
                 need(part.kind)
             if base in self.headers.callbacks:

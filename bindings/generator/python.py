@@ -3,8 +3,8 @@
 import re
 import textwrap
 
-from description import MARK
-from pieces import Piece, base_of, broken, pieces_of
+from description import MARK, base_of
+from pieces import Piece, broken, pieces_of
 
 WIDTH = 115
 
@@ -18,7 +18,7 @@ NUMBERS = {"uint32_t": "c_uint32", "int32_t": "c_int32", "uint16_t": "c_uint16",
 
 
 def ctype(kind, headers):
-    base = re.sub(r"const |\*", "", kind).strip()
+    base = base_of(kind)
     if kind == "void":
         return "None"
     if re.fullmatch(r"(const )?char \*", kind):
@@ -137,7 +137,7 @@ def in_seconds(name):
 
 
 def python_piece(parameter, kind, previous, description):
-    name, base = parameter.name, base_of(parameter)
+    name, base = parameter.name, base_of(parameter.kind)
     word, _, number = kind.partition(" ")
     if kind == "number":
         if base == "struct in_addr":
@@ -178,6 +178,8 @@ def python_piece(parameter, kind, previous, description):
     if word == "reply":
         return Piece(name, (), (f"{name} = ctypes.create_string_buffer({number})",),
                      ("bytes", f"{name}.raw[: {name}_len.value]"))
+    if word == "body":
+        return Piece(f"at_most({name}, {number})", (f"{name}: bytes",))
     if word == "bytes":
         return Piece(f"exactly({name}, {number})" if number else f"raw({name})", (f"{name}: bytes",))
     simple = {"text": (f"encoded({name})", f"{name}: str"), "line": (f"line({name})", f"{name}: str"),
@@ -219,7 +221,7 @@ def python_method(method, description):
     return lines + ([f"    return {value.replace('ERROR', error)}"] if value else [])
 
 
-HELPERS = ("address", "alone", "answered", "check", "check_errno", "check_sent", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
+HELPERS = ("address", "alone", "answered", "at_most", "check", "check_errno", "check_sent", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
            "lib", "line", "milliseconds", "raw", "uint32", "uint8")
 
 
@@ -248,7 +250,8 @@ def python_namespace(namespace, methods, description):
                 "        raise NotImplementedError",
                 *(f"    {line}" if line else "" for line in "\n".join(code).replace("\n\n\n", "\n\n")[1:].split("\n"))]
     headers = ", ".join(sorted({method.function.header for method in methods}))
-    return [f'"""Of {headers}, where each function has its contract."""', "",
+    tells = "which states their contracts" if "," not in headers else "which state their contracts"
+    return [f'"""Functions of {headers}, {tells}."""', "",
             *imports("\n".join(code), description), *code]
 
 

@@ -40,6 +40,10 @@ const char *optional_text(lua_State *L, int index);
 char *check_copy(lua_State *L, int index, const char *end);
 const void *check_bytes(lua_State *L, int index, size_t size);
 struct in_addr check_address(lua_State *L, int index);
+/* Of a message: at most IPC_MSG_MAX_BODY bytes, none when it is left out. */
+const char *check_body(lua_State *L, int index, size_t *size);
+/* Of the table at index, whose field has no number as an argument. */
+uint32_t check_uint32_field(lua_State *L, int index, const char *name);
 /* Copies a text into a record's field. */
 void check_field(lua_State *L, int index, char *field, size_t size);
 

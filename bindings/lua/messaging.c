@@ -60,13 +60,6 @@ static uint32_t take(mq_cb queue, int has_sender, struct received *received)
     return IPC_SUCCESS;
 }
 
-static const char *check_body(lua_State *L, int index, size_t *size)
-{
-    const char *body = luaL_optlstring(L, index, "", size);
-    luaL_argcheck(L, *size <= IPC_MSG_MAX_BODY, index, "the body is too long");
-    return body;
-}
-
 /* The number of a module, or the sender of a message. */
 static ipc_addr check_receiver(lua_State *L, int index)
 {
@@ -77,6 +70,18 @@ static ipc_addr check_receiver(lua_State *L, int index)
     } else {
         memcpy(&address, check_bytes(L, index, sizeof address), sizeof address);
     }
+    return address;
+}
+
+static ipc_addr check_sender(lua_State *L, int message)
+{
+    ipc_addr address;
+    size_t size = 0;
+    lua_getfield(L, message, "sender");
+    const char *sender = lua_tolstring(L, -1, &size);
+    luaL_argcheck(L, sender != NULL && size == sizeof address, message, "the message has no sender");
+    memcpy(&address, sender, sizeof address);
+    lua_pop(L, 1);
     return address;
 }
 
@@ -108,7 +113,7 @@ static uint32_t check_capacity(lua_State *L, int options)
     uint32_t capacity = CAPACITY;
     lua_getfield(L, options, "capacity");
     if (!lua_isnil(L, -1))
-        capacity = check_uint32(L, -1);
+        capacity = check_uint32_field(L, options, "capacity");
     lua_pop(L, 1);
     return capacity;
 }
@@ -166,7 +171,8 @@ static int close_opened(lua_State *L, const char *type)
         release();
     }
     opened->stop = NULL;
-    return 0;
+    lua_pushboolean(L, 1);
+    return 1;
 }
 
 static int push_fd(lua_State *L, const char *type)
@@ -331,13 +337,9 @@ static int endpoint_reply(lua_State *L)
     check_open(L, ENDPOINT);
     luaL_checktype(L, 2, LUA_TTABLE);
     const char *body = check_body(L, 3, &size);
-    lua_settop(L, 3);
-    lua_getfield(L, 2, "sender");
-    lua_getfield(L, 2, "id");
-    lua_getfield(L, 2, "session");
-    const ipc_addr receiver = check_receiver(L, 4);
-    const uint32_t id = check_uint32(L, 5);
-    const uint32_t session = check_uint32(L, 6);
+    const ipc_addr receiver = check_sender(L, 2);
+    const uint32_t id = check_uint32_field(L, 2, "id");
+    const uint32_t session = check_uint32_field(L, 2, "session");
     uint32_t code = IPC_ERR_RESOURCE;
     ipc_msg_hdr *message = new_message(IPC_MSG_TYPE_RESPONSE, id, body, size);
     if (message != NULL) {

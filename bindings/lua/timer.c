@@ -17,7 +17,7 @@ struct object {
 
 static void on_expiry(uintptr_t writer)
 {
-    /* A full pipe has been asked by nobody for long. */
+    /* Full: nobody has read for 65536 expirations. */
     const ssize_t written = write((int)writer, "", 1);
     (void)written;
 }

@@ -105,6 +105,13 @@ def test_parameters_keep_bytes_that_are_no_utf_8():
     assert not lterouter.ram.match("menu", "tea")
 
 
+def test_texts_are_utf_8_in_any_locale():
+    program = "import lterouter.log; print(len(lterouter._library.encoded('\\xe9')))"
+    done = subprocess.run([sys.executable, "-X", "utf8=0", "-c", program], capture_output=True, text=True, timeout=60,
+                          env={**os.environ, "LC_ALL": "C", "PYTHONCOERCECLOCALE": "0"})
+    assert (done.returncode, done.stdout) == (0, "2\n"), done.stderr
+
+
 def test_what_does_not_fit_c_is_refused():
     with pytest.raises(ValueError, match="NUL"):
         lterouter.ram.read("a\0b")
@@ -184,6 +191,8 @@ def test_requests_have_values_and_results(wansim):
 
 def test_a_client_without_events_has_none(wansim):
     with lterouter.Client(events=False) as client:
+        with pytest.raises(ValueError, match="1008"):
+            client.notify(PING, bytes(1009))
         for call in (client.events, client.subscribe):
             with pytest.raises(ValueError, match="without events"):
                 call()
@@ -205,6 +214,10 @@ def test_events_come_to_a_loop_and_end_with_its_time(wansim):
             if lterouter.LinkState.CONNECTED in states:
                 break
         assert list(client.events(timeout=0.1)) == []
+        events = iter(client.events(timeout=0.1))
+        assert next(events, None) is None
+        client.disconnect()
+        assert next(events, None) is None  # what has ended stays so
     assert states == [lterouter.LinkState.CONNECTING, lterouter.LinkState.CONNECTED]
 
 

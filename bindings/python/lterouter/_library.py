@@ -93,15 +93,15 @@ def answered(error: type[Error], function: str, data: bytes) -> str:
 
 
 def encoded(text: str) -> bytes:
-    """As C has it. What is no UTF-8 passes as it does in the names of files."""
-    data = os.fsencode(text)
+    """As C has it, in UTF-8 whatever the locale. Other bytes pass as they do in the names of files."""
+    data = text.encode("utf-8", "surrogateescape")
     if b"\0" in data:
         raise ValueError("a text for C must not contain a NUL")
     return data
 
 
 def decoded(data: bytes) -> str:
-    return os.fsdecode(data)
+    return data.decode("utf-8", "surrogateescape")
 
 
 def line(text: str) -> "ctypes.Array[ctypes.c_char]":
@@ -127,6 +127,12 @@ def raw(data: bytes) -> bytes:
 def exactly(data: bytes, size: int) -> bytes:
     if len(raw(data)) != size:
         raise ValueError(f"{size} bytes are needed")
+    return data
+
+
+def at_most(data: bytes, size: int) -> bytes:
+    if len(raw(data)) > size:
+        raise ValueError(f"more than {size} bytes")
     return data
 
 

@@ -1,5 +1,5 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lte_sdk.h, where each function has its contract."""
+"""Functions of lte_sdk.h, which states their contracts."""
 
 import ctypes
 

@@ -9,7 +9,7 @@ import os
 from types import TracebackType
 
 from lterouter import _declared, constants
-from lterouter._library import check, claim_endpoint, exactly, lib, milliseconds, raw, release_endpoint, uint32
+from lterouter._library import at_most, check, claim_endpoint, exactly, lib, milliseconds, release_endpoint, uint32
 from lterouter._messaging import set_send_limit
 from lterouter.constants import MessageType, MessagingCode
 from lterouter.errors import MessagingError
@@ -61,8 +61,7 @@ class OwnedMessage:
     @classmethod
     def new(cls, message_type: int, msg_id: int, body: bytes) -> OwnedMessage:
         """With a session id that the process has not used before."""
-        if len(raw(body)) > MAX_BODY:
-            raise ValueError(f"a body of more than {MAX_BODY} bytes")
+        at_most(body, MAX_BODY)
         msg_id = uint32(msg_id)
         message = cls(lib.ipc_memory_assign(len(body), message_type))
         header = message.header

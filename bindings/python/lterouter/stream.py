@@ -6,7 +6,7 @@ import asyncio
 import os
 import select
 import time
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from typing import Generic, TypeVar
 
 Item = TypeVar("Item")
@@ -33,14 +33,9 @@ class Stream(Generic[Item]):
             poll.poll(None if left is None else left * 1000)
         return item
 
-    def __iter__(self) -> Stream[Item]:
-        return self
-
-    def __next__(self) -> Item:
-        item = self.next()
-        if item is None:
-            raise StopIteration
-        return item
+    def __iter__(self) -> Iterator[Item]:
+        while (item := self.next()) is not None:
+            yield item
 
     def __aiter__(self) -> Stream[Item]:
         return self

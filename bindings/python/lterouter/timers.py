@@ -19,7 +19,7 @@ __all__ = ["Timer", "count"]
 
 def _on_expiry(descriptor: int) -> None:
     """On the timer thread, which every timer of the process waits for."""
-    with contextlib.suppress(BlockingIOError):  # so often has nobody asked
+    with contextlib.suppress(BlockingIOError):  # full: nobody has read for 65536 expirations
         os.write(descriptor, b"\0")
 
 

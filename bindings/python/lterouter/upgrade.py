@@ -1,5 +1,5 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lc_up.h, where each function has its contract."""
+"""Functions of lc_up.h, which states their contracts."""
 
 from lterouter._library import check, encoded, int32, lib, raw
 from lterouter.errors import UpgradeError
