@@ -57,6 +57,10 @@ ITEM = re.compile(
 FIELD = re.compile(r"([^;]+?[ *])(\w+)(?:\[([^]]+)\])?;\s*(?:/\*\*< (.*?) \*/)?", re.S)
 
 
+def base_of(kind):
+    return re.sub(r"const |\*", "", kind).strip()
+
+
 def words(text):
     return " ".join(text.split())
 
@@ -115,6 +119,8 @@ class Method:
     name: str
     returns: str
     doc: str
+    alone: bool
+    needs_events: bool
     parameters: list[tuple[Variable, str]]
 
     @property
@@ -151,20 +157,21 @@ class Description:
         if name not in self.headers.functions:
             raise Failure(f"bindings/interface.toml: {name} is declared in no header")
         function = self.headers.functions[name]
-        told = {key: value for key, value in entry.items() if key not in ("name", "returns", "doc")}
+        told = {key: value for key, value in entry.items() if key not in ("name", "returns", "doc", "alone", "needs_events")}
         if unknown := set(told) - {parameter.name for parameter in function.parameters}:
             raise Failure(f"bindings/interface.toml: {name} has no parameter {', '.join(sorted(unknown))}")
         parameters, kind = [], ""
         for parameter in function.parameters:
-            is_length = re.match(r"bytes$|reply", kind) is not None
+            is_length = re.match(r"bytes$|body|reply", kind) is not None
             kind = str(told.get(parameter.name, "length" if is_length else self.inferred(parameter)))
             parameters.append((parameter, kind))
         namespace, method = entry["name"].split(".")
         return Method(function, namespace, method, entry.get("returns", "result"),
-                      entry.get("doc", function.sentence), parameters)
+                      entry.get("doc", function.sentence), entry.get("alone", False),
+                      entry.get("needs_events", False), parameters)
 
     def inferred(self, parameter):
-        base = parameter.kind.removeprefix("const ").removesuffix("*").strip()
+        base = base_of(parameter.kind)
         if parameter.kind == "const char *":
             return "text"
         if not parameter.kind.endswith("*"):
@@ -196,7 +203,7 @@ class Description:
         ordered = []
 
         def need(kind):
-            base = re.sub(r"const |\*", "", kind).strip()
+            base = base_of(kind)
             for part in self.headers.records.get(base, []):
                 need(part.kind)
             if base in self.headers.callbacks:

@@ -1,7 +1,7 @@
 """The part of the module for Lua that calls functions."""
 
-from description import MARK
-from pieces import Piece, base_of, broken, pieces_of
+from description import MARK, base_of
+from pieces import Piece, broken, pieces_of
 
 WIDTH = 104
 
@@ -45,7 +45,7 @@ def lua_records(description):
 
 def lua_piece(parameter, kind, previous, description):
     """INDEX stands for the argument's number."""
-    name, base = parameter.name, base_of(parameter)
+    name, base = parameter.name, base_of(parameter.kind)
     word, _, number = kind.partition(" ")
     if kind in ("number", "in number"):
         checked = {"struct in_addr": "address", "uint32_t": "uint32", "uint8_t": "uint8"}.get(base, "int32")
@@ -81,6 +81,9 @@ def lua_piece(parameter, kind, previous, description):
     if kind == "bytes":
         return Piece(name, (name,), (f"size_t {name}_size;",
                                      f"const char *{name} = luaL_checklstring(L, INDEX, &{name}_size);"))
+    if word == "body":
+        return Piece(name, (name,), (f"size_t {name}_size;",
+                                     f"const char *{name} = check_body(L, INDEX, &{name}_size);"))
     simple = {"text": f"const char *{name} = check_text(L, INDEX);",
               "line": f'char *{name} = check_copy(L, INDEX, " ");',
               "copy": f'char *{name} = check_copy(L, INDEX, "");',
@@ -100,35 +103,41 @@ def lua_method(method, description):
     pushes = [line for piece in pieces for line in piece.given]
     family = method.function.header.removesuffix(".h")
     arguments = [piece.argument for piece in pieces]
-    error = f'&{family}_errors, "{method.path}"'
+    path = method.path.replace("client.", "client:")
+    error = f'&{family}_errors, "{path}"'
     before, condition, after = {
         "result": ("const int64_t code = ", "code != 0", f"fail(L, {error}, code)"),
-        "sent": ("const uint32_t sent = ", "sent != 1", f"fail(L, {error}, -1)"),
-        "errno": ("const int code = ", "code != 0", f'fail_errno(L, "{method.path}", code)'),
+        "sent": ("const uint32_t sent = ", "sent != 1", f"fail(L, {error}, sent)"),
+        "errno": ("const int code = ", "code != 0", f'fail_errno(L, "{path}", code)'),
         "match": ("const uint32_t code = ", "code != NV_SUCCESS && code != NV_ERR_DIFFER", f"fail(L, {error}, code)"),
-        "value": ("lua_pushnumber(L, ", "", ""), "flag": ("lua_pushboolean(L, ", "", ""),
+        "value": ("push_unsigned(L, ", "", ""), "flag": ("lua_pushboolean(L, ", "", ""),
         "zero": ("lua_pushboolean(L, ", "", "")}[method.returns]
     end = ";" if condition else {"flag": " != 0);", "zero": " == 0);", "value": ");"}[method.returns]
     if method.function.returned == "const char *":
-        before, condition, end, pushes = "lua_pushstring(L, ", "", ");", ["count"]
+        before, condition, end, pushes = "lua_pushstring(L, ", "", ");", []
     elif method.function.returned == "void":
-        before, condition, end = "", "", ";"
+        before, condition, end, pushes = "", "", ";", ["lua_pushboolean(L, 1);"]
+    required = ["require_events(L);" if method.needs_events else "require_client(L);"]
+    required = required if method.namespace == "client" else []
     lines = ["", f"static int call_{method.namespace}_{method.name}(lua_State *L)", "{"]
-    lines += [f"    {line}" for line in [*(["require_client(L);"] if method.namespace == "client" else []), *setup]]
+    lines += [f"    {line}" for line in [*required, *setup]]
+    if method.alone:
+        lines += ["    if (!claim_endpoint())", f'        return fail_claim(L, "{path}");']
     call = f"    {before}{method.function.name}("
     if before.endswith("= ") and len(call + ", ".join(arguments) + end) >= WIDTH:
         lines.append(f"    {before[:-1]}")
         call = f"        {method.function.name}("
     lines += broken(call, arguments, f"){end}", len(call), WIDTH)
+    if method.alone:
+        lines.append("    release_endpoint();")
     if condition:
         lines += [f"    if ({condition})", f"        return {after};"]
         if answer := next((push for push in pushes if push.startswith("ANSWER ")), None):
             return lines + [f"    return push_answer(L, {answer.split()[1]}, {error});", "}"]
         pushes = pushes or ["lua_pushboolean(L, code == NV_SUCCESS);" if method.returns == "match"
                             else "lua_pushboolean(L, 1);"]
-        lines += [f"    {push}" for push in pushes]
-    count = len(pushes) if condition else int(bool(before))
-    return lines + [f"    return {count};", "}"]
+    lines += [f"    {push}" for push in pushes]
+    return lines + [f"    return {len(pushes) + int(before.endswith('(L, '))};", "}"]
 
 
 def table(begin, rows, end="};"):

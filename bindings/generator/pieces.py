@@ -1,12 +1,7 @@
 """What both languages make their methods of."""
 
 import dataclasses
-import re
 import textwrap
-
-
-def base_of(parameter):
-    return re.sub(r"const |\*", "", parameter.kind).strip()
 
 
 @dataclasses.dataclass

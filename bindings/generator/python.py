@@ -3,8 +3,8 @@
 import re
 import textwrap
 
-from description import MARK
-from pieces import Piece, base_of, broken, pieces_of
+from description import MARK, base_of
+from pieces import Piece, broken, pieces_of
 
 WIDTH = 115
 
@@ -18,7 +18,7 @@ NUMBERS = {"uint32_t": "c_uint32", "int32_t": "c_int32", "uint16_t": "c_uint16",
 
 
 def ctype(kind, headers):
-    base = re.sub(r"const |\*", "", kind).strip()
+    base = base_of(kind)
     if kind == "void":
         return "None"
     if re.fullmatch(r"(const )?char \*", kind):
@@ -137,7 +137,7 @@ def in_seconds(name):
 
 
 def python_piece(parameter, kind, previous, description):
-    name, base = parameter.name, base_of(parameter)
+    name, base = parameter.name, base_of(parameter.kind)
     word, _, number = kind.partition(" ")
     if kind == "number":
         if base == "struct in_addr":
@@ -178,8 +178,10 @@ def python_piece(parameter, kind, previous, description):
     if word == "reply":
         return Piece(name, (), (f"{name} = ctypes.create_string_buffer({number})",),
                      ("bytes", f"{name}.raw[: {name}_len.value]"))
+    if word == "body":
+        return Piece(f"at_most({name}, {number})", (f"{name}: bytes",))
     if word == "bytes":
-        return Piece(f"exactly({name}, {number})" if number else name, (f"{name}: bytes",))
+        return Piece(f"exactly({name}, {number})" if number else f"raw({name})", (f"{name}: bytes",))
     simple = {"text": (f"encoded({name})", f"{name}: str"), "line": (f"line({name})", f"{name}: str"),
               "copy": (f"ctypes.create_string_buffer(encoded({name}))", f"{name}: str"),
               "text?": (f"None if {name} is None else encoded({name})", f"{name}: str | None = None"),
@@ -198,7 +200,7 @@ def python_method(method, description):
     given = [piece.given for piece in pieces if piece.given]
     returned, value = given[0] if given else ("None", "")
     before, after = {
-        "result": (f"check({error}, ", ")"), "sent": (f"check({error}, 1 - ", ")"),
+        "result": (f"check({error}, ", ")"), "sent": (f"check_sent({error}, ", ")"),
         "errno": (f"check_errno({error}, ", ")"), "match": (f"return equal({error}, ", ")"),
         "value": ("return int(", ")"), "flag": ("return bool(", ")"), "zero": ("return not ", "")}[method.returns]
     if method.function.returned == "const char *":
@@ -210,14 +212,17 @@ def python_method(method, description):
     parameters = [*(["self"] if is_client else []), *(each for piece in pieces for each in piece.parameters)]
     lines = flowing(f"def {method.name}(", parameters, f") -> {returned}:", 8)
     lines += textwrap.wrap(f'"""{method.doc}"""', WIDTH, initial_indent="    ", subsequent_indent="    ")
-    body = [*(["self.require_open()"] if is_client else []), *(line for piece in pieces for line in piece.setup)]
+    body = [*([f"self.require_{'events' if method.needs_events else 'open'}()"] if is_client else []), *(line for piece in pieces for line in piece.setup)]
     lines += [f"    {line}" for line in body]
+    if method.alone:
+        lines.append("    with alone():")
+        before = f"    {before}"
     lines += flowing(f"    {before}{call[0]}", call[1], call[2] + after, 8)
     return lines + ([f"    return {value.replace('ERROR', error)}"] if value else [])
 
 
-HELPERS = ("address", "answered", "check", "check_errno", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
-           "lib", "line", "milliseconds", "uint32", "uint8")
+HELPERS = ("address", "alone", "answered", "at_most", "check", "check_errno", "check_sent", "decoded", "encoded", "equal", "exactly", "fitting", "int32",
+           "lib", "line", "milliseconds", "raw", "uint32", "uint8")
 
 
 def imports(code, description):
@@ -240,10 +245,13 @@ def python_namespace(namespace, methods, description):
     if namespace == "client":
         code = ["", "", "class Requests:", '    """What a started client asks the WAN manager for."""', "",
                 "    def require_open(self) -> None:", '        """Raises ValueError unless the client is started."""',
+                "        raise NotImplementedError", "", "    def require_events(self) -> None:",
+                '        """Raises ValueError unless it is started with events."""',
                 "        raise NotImplementedError",
                 *(f"    {line}" if line else "" for line in "\n".join(code).replace("\n\n\n", "\n\n")[1:].split("\n"))]
     headers = ", ".join(sorted({method.function.header for method in methods}))
-    return [f'"""Of {headers}, where each function has its contract."""', "",
+    tells = "which states their contracts" if "," not in headers else "which state their contracts"
+    return [f'"""Functions of {headers}, {tells}."""', "",
             *imports("\n".join(code), description), *code]
 
 

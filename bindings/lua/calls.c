@@ -36,11 +36,11 @@ static const struct error_text sdk_timer_texts[] = {
 };
 const struct errors sdk_timer_errors = {sdk_timer_texts, 5, NULL};
 
-const struct errors lte_sdk_errors = {NULL, 0, "failed; /tmp/ltelog.1 tells why"};
+const struct errors lte_sdk_errors = {NULL, 0, "failed"};
 
 const struct errors lc_network_errors = {NULL, 0, "failed; the system's log tells why at level DEBUG"};
 
-const struct errors lc_log_errors = {NULL, 0, "no such log module"};
+const struct errors lc_log_errors = {NULL, 0, "no such log module, or the list of them cannot be read"};
 
 const struct errors lc_up_errors = {NULL, 0, "failed; /tmp/ltelog.1 tells why"};
 
@@ -164,7 +164,8 @@ static int call_log_write(lua_State *L)
     const int32_t level = check_int32(L, 1);
     const char *text = check_text(L, 2);
     log_print_text(level, text);
-    return 0;
+    lua_pushboolean(L, 1);
+    return 1;
 }
 
 static int call_network_add_route(lua_State *L)
@@ -282,7 +283,8 @@ static int call_messaging_set_send_limit(lua_State *L)
 {
     const uint32_t milliseconds = (uint32_t)check_milliseconds(L, 1);
     ipc_msg_set_send_limit(milliseconds);
-    return 0;
+    lua_pushboolean(L, 1);
+    return 1;
 }
 
 static int call_ram_open(lua_State *L)
@@ -448,7 +450,7 @@ static int call_nvm_checksum(lua_State *L)
     const uint32_t crc = check_uint32(L, 1);
     size_t data_size;
     const char *data = luaL_checklstring(L, 2, &data_size);
-    lua_pushnumber(L, nv_crc32_update(crc, data, data_size));
+    push_unsigned(L, nv_crc32_update(crc, data, data_size));
     return 1;
 }
 
@@ -458,10 +460,10 @@ static int call_client_send(lua_State *L)
     const uint32_t module_id = check_uint32(L, 2);
     const uint32_t msg_id = check_uint32(L, 3);
     size_t body_size;
-    const char *body = luaL_checklstring(L, 4, &body_size);
+    const char *body = check_body(L, 4, &body_size);
     const uint32_t sent = send_request(module_id, msg_id, body, (uint32_t)body_size);
     if (sent != 1)
-        return fail(L, &lte_sdk_errors, "client.send", -1);
+        return fail(L, &lte_sdk_errors, "client:send", sent);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -472,14 +474,14 @@ static int call_client_request(lua_State *L)
     const uint32_t module_id = check_uint32(L, 2);
     const uint32_t msg_id = check_uint32(L, 3);
     size_t body_size;
-    const char *body = luaL_checklstring(L, 4, &body_size);
+    const char *body = check_body(L, 4, &body_size);
     const uint32_t timeout = (uint32_t)check_milliseconds(L, 5);
     char rsp[1008];
     uint32_t rsp_len = sizeof rsp;
     const uint32_t sent =
         send_request_syn(module_id, msg_id, body, (uint32_t)body_size, timeout, rsp, &rsp_len);
     if (sent != 1)
-        return fail(L, &lte_sdk_errors, "client.request", -1);
+        return fail(L, &lte_sdk_errors, "client:request", sent);
     lua_pushlstring(L, rsp, rsp_len);
     return 1;
 }
@@ -489,19 +491,20 @@ static int call_client_notify(lua_State *L)
     require_client(L);
     const uint32_t msg_id = check_uint32(L, 2);
     size_t body_size;
-    const char *body = luaL_checklstring(L, 3, &body_size);
+    const char *body = check_body(L, 3, &body_size);
     const uint32_t sent = send_notify(msg_id, body, (uint32_t)body_size);
     if (sent != 1)
-        return fail(L, &lte_sdk_errors, "client.notify", -1);
+        return fail(L, &lte_sdk_errors, "client:notify", sent);
     lua_pushboolean(L, 1);
     return 1;
 }
 
 static int call_client_subscribe(lua_State *L)
 {
-    require_client(L);
+    require_events(L);
     regnotify();
-    return 0;
+    lua_pushboolean(L, 1);
+    return 1;
 }
 
 static int call_client_connect(lua_State *L)
@@ -509,7 +512,7 @@ static int call_client_connect(lua_State *L)
     require_client(L);
     const int64_t code = lct_connect();
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.connect", code);
+        return fail(L, &lte_sdk_errors, "client:connect", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -519,7 +522,7 @@ static int call_client_disconnect(lua_State *L)
     require_client(L);
     const int64_t code = lct_disconnect();
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.disconnect", code);
+        return fail(L, &lte_sdk_errors, "client:disconnect", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -530,7 +533,7 @@ static int call_client_get_roaming(lua_State *L)
     lct_value_rsp out = {0};
     const int64_t code = lct_get_roam_switch(&out);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.get_roaming", code);
+        return fail(L, &lte_sdk_errors, "client:get_roaming", code);
     push_unsigned(L, out.value);
     return 1;
 }
@@ -541,7 +544,7 @@ static int call_client_set_roaming(lua_State *L)
     const uint32_t value = check_uint32(L, 2);
     const int64_t code = lct_set_roam_switch(&value);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.set_roaming", code);
+        return fail(L, &lte_sdk_errors, "client:set_roaming", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -552,7 +555,7 @@ static int call_client_get_network_type(lua_State *L)
     lct_value_rsp out = {0};
     const int64_t code = lct_get_nettype(&out);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.get_network_type", code);
+        return fail(L, &lte_sdk_errors, "client:get_network_type", code);
     push_unsigned(L, out.value);
     return 1;
 }
@@ -563,7 +566,7 @@ static int call_client_set_network_type(lua_State *L)
     const uint32_t nettype = check_uint32(L, 2);
     const int64_t code = lct_set_nettype(&nettype);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.set_network_type", code);
+        return fail(L, &lte_sdk_errors, "client:set_network_type", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -575,7 +578,7 @@ static int call_client_enable_pin(lua_State *L)
     check_field(L, 2, pin.pin, sizeof pin.pin);
     const int64_t code = lct_enable_pin(&pin);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.enable_pin", code);
+        return fail(L, &lte_sdk_errors, "client:enable_pin", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -587,7 +590,7 @@ static int call_client_disable_pin(lua_State *L)
     check_field(L, 2, pin.pin, sizeof pin.pin);
     const int64_t code = lct_disenable_pin(&pin);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.disable_pin", code);
+        return fail(L, &lte_sdk_errors, "client:disable_pin", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -600,7 +603,7 @@ static int call_client_change_pin(lua_State *L)
     check_field(L, 3, change.new_pin, sizeof change.new_pin);
     const int64_t code = lct_modify_pin(&change);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.change_pin", code);
+        return fail(L, &lte_sdk_errors, "client:change_pin", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -611,7 +614,7 @@ static int call_client_set_pin_asking(lua_State *L)
     const uint8_t enable = check_uint8(L, 2);
     const int64_t code = lct_modify_pin_en(&enable);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.set_pin_asking", code);
+        return fail(L, &lte_sdk_errors, "client:set_pin_asking", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -622,7 +625,7 @@ static int call_client_set_pin_asking_loosely(lua_State *L)
     const uint8_t enable = check_uint8(L, 2);
     const int64_t code = lct_sim_set_pinen_req(&enable);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.set_pin_asking_loosely", code);
+        return fail(L, &lte_sdk_errors, "client:set_pin_asking_loosely", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -633,7 +636,7 @@ static int call_client_search_operators(lua_State *L)
     lct_netlist_rsp out = {0};
     const int64_t code = lct_get_netlist_req(&out);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.search_operators", code);
+        return fail(L, &lte_sdk_errors, "client:search_operators", code);
     push_lct_operators(L, out.operators, 10);
     return 1;
 }
@@ -644,8 +647,8 @@ static int call_client_get_imsi(lua_State *L)
     char buf[69] = {0};
     const int64_t code = lct_net_imsi_get_req(buf, 68);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.get_imsi", code);
-    return push_answer(L, buf, &lte_sdk_errors, "client.get_imsi");
+        return fail(L, &lte_sdk_errors, "client:get_imsi", code);
+    return push_answer(L, buf, &lte_sdk_errors, "client:get_imsi");
 }
 
 static int call_client_use_apn(lua_State *L)
@@ -653,7 +656,7 @@ static int call_client_use_apn(lua_State *L)
     require_client(L);
     const int64_t code = lct_apn_set_req();
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.use_apn", code);
+        return fail(L, &lte_sdk_errors, "client:use_apn", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -664,7 +667,7 @@ static int call_client_set_preference(lua_State *L)
     const uint32_t preference = check_uint32(L, 2);
     const int64_t code = lct_net_set_pref_req(&preference);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.set_preference", code);
+        return fail(L, &lte_sdk_errors, "client:set_preference", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -675,7 +678,7 @@ static int call_client_inject_state(lua_State *L)
     const uint32_t state = check_uint32(L, 2);
     const int64_t code = lct_net_set_status_test_req(&state);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.inject_state", code);
+        return fail(L, &lte_sdk_errors, "client:inject_state", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -686,7 +689,7 @@ static int call_client_get_channel(lua_State *L)
     uint32_t channel = 0;
     const int64_t code = lct_lte_channel_req(&channel);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.get_channel", code);
+        return fail(L, &lte_sdk_errors, "client:get_channel", code);
     push_unsigned(L, channel);
     return 1;
 }
@@ -697,7 +700,7 @@ static int call_client_set_serial_port(lua_State *L)
     const uint32_t port = check_uint32(L, 2);
     const int64_t code = lct_set_serial_port(port);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.set_serial_port", code);
+        return fail(L, &lte_sdk_errors, "client:set_serial_port", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -707,7 +710,7 @@ static int call_client_snapshot(lua_State *L)
     require_client(L);
     const int64_t code = lct_get_diag_info();
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.snapshot", code);
+        return fail(L, &lte_sdk_errors, "client:snapshot", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -717,7 +720,7 @@ static int call_client_snapshot_everything(lua_State *L)
     require_client(L);
     const int64_t code = lct_get_diag_hide_info();
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.snapshot_everything", code);
+        return fail(L, &lte_sdk_errors, "client:snapshot_everything", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -729,7 +732,7 @@ static int call_client_at(lua_State *L)
     char out[117] = {0};
     const int64_t code = lct_ext_at_req(cmd, out, 116);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.at", code);
+        return fail(L, &lte_sdk_errors, "client:at", code);
     lua_pushstring(L, out);
     return 1;
 }
@@ -741,7 +744,7 @@ static int call_client_set_interface(lua_State *L)
     status.readiness = check_uint32(L, 2);
     const int64_t code = lct_inface_status_req(&status);
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.set_interface", code);
+        return fail(L, &lte_sdk_errors, "client:set_interface", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -751,7 +754,7 @@ static int call_client_switch_radio_off(lua_State *L)
     require_client(L);
     const int64_t code = lct_at_cfun_off_req();
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.switch_radio_off", code);
+        return fail(L, &lte_sdk_errors, "client:switch_radio_off", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -761,7 +764,7 @@ static int call_client_send_test_ussd(lua_State *L)
     require_client(L);
     const int64_t code = lct_test_ussd_notify_req();
     if (code != 0)
-        return fail(L, &lte_sdk_errors, "client.send_test_ussd", code);
+        return fail(L, &lte_sdk_errors, "client:send_test_ussd", code);
     lua_pushboolean(L, 1);
     return 1;
 }
@@ -804,7 +807,10 @@ static int call_lte_syslog_switch(lua_State *L)
 
 static int call_lte_change_state(lua_State *L)
 {
+    if (!claim_endpoint())
+        return fail_claim(L, "lte.change_state");
     const int64_t code = lct_state_change_req();
+    release_endpoint();
     if (code != 0)
         return fail(L, &lte_sdk_errors, "lte.change_state", code);
     lua_pushboolean(L, 1);
@@ -813,7 +819,10 @@ static int call_lte_change_state(lua_State *L)
 
 static int call_lte_delete_messages(lua_State *L)
 {
+    if (!claim_endpoint())
+        return fail_claim(L, "lte.delete_messages");
     const int64_t code = lct_sms_del_dev_all_msg();
+    release_endpoint();
     if (code != 0)
         return fail(L, &lte_sdk_errors, "lte.delete_messages", code);
     lua_pushboolean(L, 1);

@@ -17,6 +17,7 @@
 #include <lauxlib.h>
 #include <lua.h>
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -39,6 +40,10 @@ const char *optional_text(lua_State *L, int index);
 char *check_copy(lua_State *L, int index, const char *end);
 const void *check_bytes(lua_State *L, int index, size_t size);
 struct in_addr check_address(lua_State *L, int index);
+/* Of a message: at most IPC_MSG_MAX_BODY bytes, none when it is left out. */
+const char *check_body(lua_State *L, int index, size_t *size);
+/* Of the table at index, whose field has no number as an argument. */
+uint32_t check_uint32_field(lua_State *L, int index, const char *name);
 /* Copies a text into a record's field. */
 void check_field(lua_State *L, int index, char *field, size_t size);
 
@@ -94,6 +99,11 @@ int push_iterator(lua_State *L, lua_CFunction step);
 
 /* messaging.c */
 void require_client(lua_State *L);
+void require_events(lua_State *L);
+/* Of the process's endpoint, of which it can have one: false while it is claimed. */
+bool claim_endpoint(void);
+void release_endpoint(void);
+int fail_claim(lua_State *L, const char *function);
 int open_client(lua_State *L);
 int open_endpoint(lua_State *L);
 void make_messaging_types(lua_State *L);

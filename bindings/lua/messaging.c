@@ -3,6 +3,7 @@
 #include "lterouter.h"
 
 #include <string.h>
+#include <unistd.h>
 
 #define CLIENT "lterouter.client"
 #define ENDPOINT "lterouter.endpoint"
@@ -11,6 +12,7 @@
 struct opened {
     void (*stop)(void); /* NULL when it is closed */
     mq_cb queue;
+    pid_t process; /* a forked child must leave the endpoint alone */
 };
 
 /* A message that arrived. */
@@ -58,13 +60,6 @@ static uint32_t take(mq_cb queue, int has_sender, struct received *received)
     return IPC_SUCCESS;
 }
 
-static const char *check_body(lua_State *L, int index, size_t *size)
-{
-    const char *body = luaL_optlstring(L, index, "", size);
-    luaL_argcheck(L, *size <= IPC_MSG_MAX_BODY, index, "the body is too long");
-    return body;
-}
-
 /* The number of a module, or the sender of a message. */
 static ipc_addr check_receiver(lua_State *L, int index)
 {
@@ -75,6 +70,18 @@ static ipc_addr check_receiver(lua_State *L, int index)
     } else {
         memcpy(&address, check_bytes(L, index, sizeof address), sizeof address);
     }
+    return address;
+}
+
+static ipc_addr check_sender(lua_State *L, int message)
+{
+    ipc_addr address;
+    size_t size = 0;
+    lua_getfield(L, message, "sender");
+    const char *sender = lua_tolstring(L, -1, &size);
+    luaL_argcheck(L, sender != NULL && size == sizeof address, message, "the message has no sender");
+    memcpy(&address, sender, sizeof address);
+    lua_pop(L, 1);
     return address;
 }
 
@@ -106,7 +113,7 @@ static uint32_t check_capacity(lua_State *L, int options)
     uint32_t capacity = CAPACITY;
     lua_getfield(L, options, "capacity");
     if (!lua_isnil(L, -1))
-        capacity = check_uint32(L, -1);
+        capacity = check_uint32_field(L, options, "capacity");
     lua_pop(L, 1);
     return capacity;
 }
@@ -119,19 +126,30 @@ static int check_flag(lua_State *L, int options, const char *name, int otherwise
     return value;
 }
 
+bool claim_endpoint(void) { return !__atomic_test_and_set(&is_taken, __ATOMIC_ACQUIRE); }
+
+void release_endpoint(void) { __atomic_clear(&is_taken, __ATOMIC_RELEASE); }
+
+int fail_claim(lua_State *L, const char *function)
+{
+    return fail_with(L, function, "the process has an open client or endpoint already",
+                     IPC_ERR_REFUSED);
+}
+
 static void release(void)
 {
     ipc_mq_destroy();
-    __atomic_clear(&is_taken, __ATOMIC_RELEASE);
+    release_endpoint();
 }
 
-static uint32_t acquire(uint32_t capacity, mq_cb *queue)
+static uint32_t acquire(uint32_t capacity, struct opened *opened)
 {
-    if (__atomic_test_and_set(&is_taken, __ATOMIC_ACQUIRE))
+    if (!claim_endpoint())
         return IPC_ERR_REFUSED;
     ipc_mq_init();
-    uint32_t code = ipc_mq_create(capacity, queue);
-    if (code == IPC_SUCCESS && ipc_mq_get_fd(*queue) < 0)
+    opened->process = getpid();
+    uint32_t code = ipc_mq_create(capacity, &opened->queue);
+    if (code == IPC_SUCCESS && ipc_mq_get_fd(opened->queue) < 0)
         code = IPC_ERR_RESOURCE;
     if (code != IPC_SUCCESS)
         release();
@@ -141,19 +159,20 @@ static uint32_t acquire(uint32_t capacity, mq_cb *queue)
 static int fail_to_open(lua_State *L, const char *function, uint32_t code)
 {
     if (code == IPC_ERR_REFUSED)
-        return fail_with(L, function, "the process has an open client or endpoint already", code);
+        return fail_claim(L, function);
     return fail(L, &lc_ipc_msg_errors, function, code);
 }
 
 static int close_opened(lua_State *L, const char *type)
 {
     struct opened *opened = luaL_checkudata(L, 1, type);
-    if (opened->stop != NULL) {
+    if (opened->stop != NULL && opened->process == getpid()) {
         opened->stop();
-        opened->stop = NULL;
         release();
     }
-    return 0;
+    opened->stop = NULL;
+    lua_pushboolean(L, 1);
+    return 1;
 }
 
 static int push_fd(lua_State *L, const char *type)
@@ -192,13 +211,19 @@ static void stop_client(void)
     lct_module_fin();
 }
 
+void require_events(lua_State *L)
+{
+    if (check_open(L, CLIENT)->stop != stop_client)
+        luaL_error(L, "the client was opened without events");
+}
+
 int open_client(lua_State *L)
 {
     check_options(L, 1);
     const uint32_t capacity = check_capacity(L, 1);
     const int subscribes = check_flag(L, 1, "events", 1);
     struct opened *opened = new_object(L, CLIENT, sizeof *opened);
-    const uint32_t code = acquire(capacity, &opened->queue);
+    const uint32_t code = acquire(capacity, opened);
     if (code != IPC_SUCCESS)
         return fail_to_open(L, "client", code);
     events = opened->queue;
@@ -218,6 +243,7 @@ static int client_fd(lua_State *L) { return push_fd(L, CLIENT); }
 static int client_next_event(lua_State *L)
 {
     struct received received;
+    require_events(L);
     const uint32_t code = receive(L, CLIENT, &received);
     if (code != IPC_SUCCESS)
         return fail_wait(L, "client:next_event", code);
@@ -234,7 +260,11 @@ static int client_next_event(lua_State *L)
     return 1;
 }
 
-static int client_events(lua_State *L) { return push_iterator(L, client_next_event); }
+static int client_events(lua_State *L)
+{
+    require_events(L);
+    return push_iterator(L, client_next_event);
+}
 
 static const luaL_Reg client_methods[] = {
     {"close", client_close},   {"fd", client_fd}, {"next_event", client_next_event},
@@ -250,7 +280,7 @@ int open_endpoint(lua_State *L)
     const uint32_t capacity = check_capacity(L, 2);
     const int per_process = check_flag(L, 2, "per_process", 0);
     struct opened *opened = new_object(L, ENDPOINT, sizeof *opened);
-    uint32_t code = acquire(capacity, &opened->queue);
+    uint32_t code = acquire(capacity, opened);
     if (code != IPC_SUCCESS)
         return fail_to_open(L, "endpoint", code);
     code = ipc_msg_init(module, opened->queue, NULL, NULL, (uint32_t)per_process);
@@ -307,13 +337,9 @@ static int endpoint_reply(lua_State *L)
     check_open(L, ENDPOINT);
     luaL_checktype(L, 2, LUA_TTABLE);
     const char *body = check_body(L, 3, &size);
-    lua_settop(L, 3);
-    lua_getfield(L, 2, "sender");
-    lua_getfield(L, 2, "id");
-    lua_getfield(L, 2, "session");
-    const ipc_addr receiver = check_receiver(L, 4);
-    const uint32_t id = check_uint32(L, 5);
-    const uint32_t session = check_uint32(L, 6);
+    const ipc_addr receiver = check_sender(L, 2);
+    const uint32_t id = check_uint32_field(L, 2, "id");
+    const uint32_t session = check_uint32_field(L, 2, "session");
     uint32_t code = IPC_ERR_RESOURCE;
     ipc_msg_hdr *message = new_message(IPC_MSG_TYPE_RESPONSE, id, body, size);
     if (message != NULL) {

@@ -11,12 +11,13 @@
 struct object {
     int is_open;
     int reader, writer;
+    pid_t process; /* a forked child must leave the timers alone */
     timer_id id;
 };
 
 static void on_expiry(uintptr_t writer)
 {
-    /* A full pipe has been asked by nobody for long. */
+    /* Full: nobody has read for 65536 expirations. */
     const ssize_t written = write((int)writer, "", 1);
     (void)written;
 }
@@ -36,13 +37,26 @@ static void close_pipe(struct object *object)
     object->is_open = 0;
 }
 
+/* Kernels before 2.6.27 have no pipe2(). */
+static int prepare(int end)
+{
+    return fcntl(end, F_SETFL, O_NONBLOCK) == 0 && fcntl(end, F_SETFD, FD_CLOEXEC) == 0;
+}
+
 static int open_pipe(struct object *object)
 {
     int ends[2];
-    if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0)
+    if (pipe(ends) != 0)
         return errno;
+    if (!prepare(ends[0]) || !prepare(ends[1])) {
+        const int error = errno;
+        close(ends[0]);
+        close(ends[1]);
+        return error;
+    }
     object->reader = ends[0];
     object->writer = ends[1];
+    object->process = getpid();
     object->is_open = 1;
     return 0;
 }
@@ -76,7 +90,8 @@ static int timer_close(lua_State *L)
     struct object *object = luaL_checkudata(L, 1, TYPE);
     if (!object->is_open)
         return done(L, &sdk_timer_errors, "timer:close", TIMER_SUCCESS);
-    const int32_t code = stop_timer(object->id.node, object->id.stamp);
+    const int32_t code =
+        object->process == getpid() ? stop_timer(object->id.node, object->id.stamp) : TIMER_SUCCESS;
     if (code != TIMER_SUCCESS && code != TIMER_ERR_NO_TIMER)
         return fail(L, &sdk_timer_errors, "timer:close", code);
     close_pipe(object);

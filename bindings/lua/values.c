@@ -8,10 +8,15 @@
 #include <poll.h>
 #include <string.h>
 
+static int is_whole(lua_Number value, lua_Number least, lua_Number most)
+{
+    return value >= least && value <= most && value == floor(value);
+}
+
 static lua_Number check_whole(lua_State *L, int index, lua_Number least, lua_Number most)
 {
     const lua_Number value = luaL_checknumber(L, index);
-    luaL_argcheck(L, value >= least && value <= most && value == floor(value), index, "out of range");
+    luaL_argcheck(L, is_whole(value, least, most), index, "out of range");
     return value;
 }
 
@@ -75,6 +80,24 @@ struct in_addr check_address(lua_State *L, int index)
     struct in_addr address;
     luaL_argcheck(L, inet_pton(AF_INET, check_text(L, index), &address) == 1, index, "no IPv4 address");
     return address;
+}
+
+const char *check_body(lua_State *L, int index, size_t *size)
+{
+    const char *body = luaL_optlstring(L, index, "", size);
+    luaL_argcheck(L, *size <= IPC_MSG_MAX_BODY, index, "the body is too long");
+    return body;
+}
+
+uint32_t check_uint32_field(lua_State *L, int index, const char *name)
+{
+    lua_getfield(L, index, name);
+    const lua_Number value = lua_tonumber(L, -1);
+    const int is_number = lua_isnumber(L, -1);
+    if (!is_number || !is_whole(value, 0, UINT32_MAX))
+        luaL_error(L, "bad field '%s': a whole number of 32 bits is needed", name);
+    lua_pop(L, 1);
+    return (uint32_t)value;
 }
 
 void check_field(lua_State *L, int index, char *field, size_t size)

@@ -1,5 +1,5 @@
-/* Has memory run out at each allocation of a Lua program: the error leaves every function of the module
- * where memory can run out, and nothing of the library may be held then. usage: out_of_memory
+/* Has memory run out at each allocation of a Lua program: the error leaves the functions that it calls
+ * wherever memory can run out, and nothing of the library may be held then. usage: out_of_memory
  * FOLDER_OF_MODULE */
 #include <sdk_timer.h>
 

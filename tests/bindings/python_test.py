@@ -6,8 +6,10 @@ import contextlib
 import ctypes
 import os
 import pathlib
+import pickle
 import re
 import select
+import signal
 import subprocess
 import sys
 
@@ -17,6 +19,7 @@ import lterouter
 from lterouter import _declared
 from lterouter.constants import MessagingCode, ParameterCode, TimerCode
 from lterouter.messaging import MAX_BODY
+from lterouter.stream import Stream
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = PROJECT / "bindings" / "python" / "examples"
@@ -53,7 +56,7 @@ def test_status_shows_what_the_manager_keeps_and_answers(wansim):
 
 def test_status_says_what_fails_without_a_manager():
     code, out, error = example("status")
-    assert (code, error) == (1, "status: lte.signal_level: failed; /tmp/ltelog.1 tells why\n")
+    assert (code, error) == (1, "status: lte.signal_level: failed\n")
 
 
 def test_wait_for_link_ends_when_it_is_up(wansim):
@@ -102,6 +105,13 @@ def test_parameters_keep_bytes_that_are_no_utf_8():
     assert not lterouter.ram.match("menu", "tea")
 
 
+def test_texts_are_utf_8_in_any_locale():
+    program = "import lterouter.log; print(len(lterouter._library.encoded('\\xe9')))"
+    done = subprocess.run([sys.executable, "-X", "utf8=0", "-c", program], capture_output=True, text=True, timeout=60,
+                          env={**os.environ, "LC_ALL": "C", "PYTHONCOERCECLOCALE": "0"})
+    assert (done.returncode, done.stdout) == (0, "2\n"), done.stderr
+
+
 def test_what_does_not_fit_c_is_refused():
     with pytest.raises(ValueError, match="NUL"):
         lterouter.ram.read("a\0b")
@@ -109,6 +119,16 @@ def test_what_does_not_fit_c_is_refused():
         lterouter.names.link(-1)
     with pytest.raises(OverflowError):
         lterouter.network.add_route("lo", 1 << 31)
+
+
+def test_a_text_is_refused_where_bytes_are_needed():
+    with pytest.raises(TypeError, match="bytes"):
+        lterouter.nvm.checksum(0, "abc")
+    with pytest.raises(TypeError, match="bytes"):
+        lterouter.network.probe("127.0.0.1", "127.0.0.1", "abcdef", bytes(6), "lo", 0.1)
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint:
+        with pytest.raises(TypeError, match="bytes"):
+            endpoint.send(lterouter.Address.of_module(lterouter.Module.UPTEST), PING, "abc")
 
 
 def test_a_failure_is_an_exception_of_its_family():
@@ -140,6 +160,19 @@ def test_the_checksum_goes_on_where_it_ended():
     assert whole == 0x2DFD2D88
 
 
+def test_an_address_that_is_none_is_refused():
+    for text in ("127.1", "127.0.0.1 x", "somewhere"):
+        with pytest.raises(ValueError, match="no IPv4 address"):
+            lterouter.network.probe(text, "127.0.0.1", bytes(6), bytes(6), "lo", 0.1)
+
+
+def test_an_error_can_be_passed_to_another_process():
+    with pytest.raises(lterouter.NetworkError) as bad:
+        lterouter.network.add_route("lo", 0, "no address")
+    passed = pickle.loads(pickle.dumps(bad.value))
+    assert (type(passed), str(passed), passed.code) == (lterouter.NetworkError, str(bad.value), 22)
+
+
 # ---- The client ----
 
 def test_requests_have_values_and_results(wansim):
@@ -156,6 +189,22 @@ def test_requests_have_values_and_results(wansim):
             client.enable_pin("1" * 16)
 
 
+def test_a_client_without_events_has_none(wansim):
+    with lterouter.Client(events=False) as client:
+        with pytest.raises(ValueError, match="1008"):
+            client.notify(PING, bytes(1009))
+        for call in (client.events, client.subscribe):
+            with pytest.raises(ValueError, match="without events"):
+                call()
+
+
+def test_what_is_not_sent_has_the_code_of_c(wansim):
+    with lterouter.Client(events=False) as client:
+        with pytest.raises(lterouter.RequestError) as bad:
+            client.request(lterouter.Module.CGI, PING, b"", 2)
+    assert bad.value.code == 0
+
+
 def test_events_come_to_a_loop_and_end_with_its_time(wansim):
     states = []
     with lterouter.Client() as client:
@@ -165,6 +214,10 @@ def test_events_come_to_a_loop_and_end_with_its_time(wansim):
             if lterouter.LinkState.CONNECTED in states:
                 break
         assert list(client.events(timeout=0.1)) == []
+        events = iter(client.events(timeout=0.1))
+        assert next(events, None) is None
+        client.disconnect()
+        assert next(events, None) is None  # what has ended stays so
     assert states == [lterouter.LinkState.CONNECTING, lterouter.LinkState.CONNECTED]
 
 
@@ -188,6 +241,27 @@ def test_events_come_to_asyncio_beside_other_tasks(wansim):
         event, ticks = asyncio.run(first(client))
     assert event == lterouter.InterfaceStatus(readiness=1)
     assert ticks > 5
+
+
+def test_a_cancellation_is_not_lost_to_an_event_that_comes_with_it():
+    def take(reader):
+        with contextlib.suppress(BlockingIOError):
+            return os.read(reader, 1)
+
+    async def lost(turns):
+        reader, writer = os.pipe2(os.O_NONBLOCK)
+        waiting = asyncio.ensure_future(anext(Stream(lambda: reader, lambda: take(reader), 10)))
+        await asyncio.sleep(0.01)
+        os.write(writer, b"x")
+        for _ in range(turns):
+            await asyncio.sleep(0)
+        was_cancelled = waiting.cancel()
+        await asyncio.wait([waiting])
+        os.close(reader)
+        os.close(writer)
+        return was_cancelled and not waiting.cancelled()
+
+    assert [turns for turns in range(10) if asyncio.run(lost(turns))] == []
 
 
 def test_a_process_has_one_client_and_a_closed_one_says_so(wansim):
@@ -236,7 +310,22 @@ def test_a_request_that_nobody_takes_is_a_socket_error():
             endpoint.send(lterouter.Address.of_module(lterouter.Module.CGI), PING, bytes(MAX_BODY + 1))
     with pytest.raises(lterouter.MessagingError):
         lterouter.Endpoint(99)
+    with pytest.raises(OverflowError):
+        lterouter.Endpoint(-1)
     lterouter.Endpoint(lterouter.Module.CLI1).close()  # what failed has left nothing open
+
+
+def test_an_address_is_of_its_size():
+    with pytest.raises(ValueError, match="116 bytes"):
+        lterouter.Address(b"x")
+
+
+def test_a_message_is_not_made_before_all_of_it_fits(monkeypatch):
+    receiver = lterouter.Address.of_module(lterouter.Module.UPTEST)
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint, monkeypatch.context() as patched:
+        patched.setattr(lterouter.messaging, "lib", None)
+        with pytest.raises(OverflowError):
+            endpoint.send(receiver, -1)
 
 
 def test_what_is_queued_can_be_discarded():
@@ -247,6 +336,40 @@ def test_what_is_queued_can_be_discarded():
         endpoint.discard(PING)
         endpoint.send(myself, PING + 1)
         assert endpoint.messages(timeout=3).next().id == PING + 1
+
+
+def test_a_call_with_an_endpoint_of_its_own_fails_beside_another():
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint:
+        for call in (lterouter.lte.change_state, lterouter.lte.delete_messages):
+            with pytest.raises(RuntimeError, match="already"):
+                call()
+        endpoint.send(lterouter.Address.of_module(lterouter.Module.UPTEST), PING)
+        assert endpoint.messages(timeout=3).next().id == PING
+
+
+def test_a_call_with_an_endpoint_of_its_own_leaves_none(wansim):
+    lterouter.lte.change_state()
+    with lterouter.Client(events=False) as client:
+        assert client.get_roaming() == 0
+
+
+def in_child(action):
+    """The status of a forked child, which a call that hangs ends by SIGALRM."""
+    if child := os.fork():
+        return os.waitpid(child, 0)[1]
+    try:
+        signal.alarm(10)
+        action()
+        os._exit(0)
+    finally:
+        os._exit(1)
+
+
+def test_a_forked_child_closes_nothing_of_its_parent():
+    with lterouter.Endpoint(lterouter.Module.UPTEST) as endpoint:
+        assert in_child(endpoint.close) == 0
+        endpoint.send(lterouter.Address.of_module(lterouter.Module.UPTEST), PING)
+        assert endpoint.messages(timeout=3).next().id == PING
 
 
 # ---- Timers ----
@@ -268,7 +391,33 @@ def test_a_timer_that_expires_once_ends_by_itself():
         assert not timer.is_running
 
 
+def test_a_forked_child_stops_no_timer(monkeypatch):
+    with lterouter.Timer(10) as timer:
+        with monkeypatch.context() as patched:
+            patched.setattr(lterouter.timers, "lib", None)
+            assert in_child(timer.close) == 0
+        assert timer.is_running
+
+
+def test_a_timer_is_stopped_before_the_interpreter_ends():
+    program = """
+import atexit
+import lterouter
+atexit.register(lambda: print(lterouter.timers.count()))
+timer = lterouter.Timer(0.05, repeat=True)
+"""
+    done = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert (done.returncode, done.stdout, done.stderr) == (0, "(0, 0)\n", "")
+
+
 def test_a_bad_timer_is_an_error():
     with pytest.raises(lterouter.TimerError) as bad:
         lterouter.Timer(1, name="x" * 21)
     assert bad.value.code == TimerCode.ERR_PARAM
+
+
+def test_a_timer_that_cannot_be_leaves_no_descriptor():
+    before = os.listdir("/proc/self/fd")
+    with pytest.raises(OverflowError):
+        lterouter.Timer(-1)
+    assert os.listdir("/proc/self/fd") == before

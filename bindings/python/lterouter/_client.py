@@ -1,10 +1,11 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lte_sdk.h, where each function has its contract."""
+"""Functions of lte_sdk.h, which states their contracts."""
 
 import ctypes
 
 from lterouter import _declared
-from lterouter._library import answered, check, decoded, fitting, lib, line, milliseconds, uint32, uint8
+from lterouter._library import (answered, at_most, check, check_sent, decoded, fitting, lib, line, milliseconds,
+        uint32, uint8)
 from lterouter.errors import RequestError
 from lterouter.records import Operator
 
@@ -16,28 +17,33 @@ class Requests:
         """Raises ValueError unless the client is started."""
         raise NotImplementedError
 
+    def require_events(self) -> None:
+        """Raises ValueError unless it is started with events."""
+        raise NotImplementedError
+
     def send(self, module_id: int, msg_id: int, body: bytes) -> None:
         """Sends an asynchronous message."""
         self.require_open()
-        check(RequestError, "client.send", 1 - lib.send_request(uint32(module_id), uint32(msg_id), body, len(body)))
+        check_sent(RequestError, "client.send", lib.send_request(uint32(module_id), uint32(msg_id),
+            at_most(body, 1008), len(body)))
 
     def request(self, module_id: int, msg_id: int, body: bytes, timeout: float) -> bytes:
         """Sends a request and gives the body of its response."""
         self.require_open()
         rsp = ctypes.create_string_buffer(1008)
         rsp_len = ctypes.c_uint32(len(rsp))
-        check(RequestError, "client.request", 1 - lib.send_request_syn(uint32(module_id), uint32(msg_id), body,
-            len(body), milliseconds(timeout), rsp, ctypes.byref(rsp_len)))
+        check_sent(RequestError, "client.request", lib.send_request_syn(uint32(module_id), uint32(msg_id),
+            at_most(body, 1008), len(body), milliseconds(timeout), rsp, ctypes.byref(rsp_len)))
         return rsp.raw[: rsp_len.value]
 
     def notify(self, msg_id: int, body: bytes) -> None:
         """Sends a notification to every process that registered for it at this process."""
         self.require_open()
-        check(RequestError, "client.notify", 1 - lib.send_notify(uint32(msg_id), body, len(body)))
+        check_sent(RequestError, "client.notify", lib.send_notify(uint32(msg_id), at_most(body, 1008), len(body)))
 
     def subscribe(self) -> None:
         """Subscribes again, for when a WAN manager has started later."""
-        self.require_open()
+        self.require_events()
         lib.regnotify()
 
     def connect(self) -> None:

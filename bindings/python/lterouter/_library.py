@@ -1,12 +1,14 @@
 """The loaded library, and how values pass between it and Python."""
 
+import contextlib
 import ctypes
 import enum
 import math
 import os
 import socket
 import sys
-from collections.abc import Mapping
+import threading
+from collections.abc import Iterator, Mapping
 from typing import Any, ClassVar, TypeVar
 
 lib = ctypes.CDLL(os.environ.get("LTEROUTER_LIBRARY", "liblterouter.so.1"), use_errno=True)
@@ -25,9 +27,35 @@ class Error(Exception):
     text: ClassVar[str] = "failed"
 
     def __init__(self, function: str, code: int, text: str = "") -> None:
-        super().__init__(f"{function}: {text or self.texts.get(code, self.text)}")
+        super().__init__(function, code, text)
         self.function = function
         self.code = code
+        self._told = text
+
+    def __str__(self) -> str:
+        return f"{self.function}: {self._told or self.texts.get(self.code, self.text)}"
+
+
+_endpoint = threading.Lock()  # held while the process has an endpoint, of which it can have one
+
+
+def claim_endpoint() -> None:
+    if not _endpoint.acquire(blocking=False):
+        raise RuntimeError("the process has an open client or endpoint already")
+
+
+def release_endpoint() -> None:
+    _endpoint.release()
+
+
+@contextlib.contextmanager
+def alone() -> Iterator[None]:
+    """For a call that starts and ends an endpoint of its own."""
+    claim_endpoint()
+    try:
+        yield
+    finally:
+        release_endpoint()
 
 
 def declare(name: str, result: Any, *arguments: Any) -> None:
@@ -46,6 +74,11 @@ def check_errno(error: type[Error], function: str, code: int) -> None:
         raise error(function, code, os.strerror(code))
 
 
+def check_sent(error: type[Error], function: str, sent: int) -> None:
+    if sent != 1:
+        raise error(function, sent)
+
+
 def equal(error: type[Error], function: str, code: int) -> bool:
     """What a comparison found: 6 is NV_ERR_DIFFER."""
     if code not in (0, 6):
@@ -60,15 +93,15 @@ def answered(error: type[Error], function: str, data: bytes) -> str:
 
 
 def encoded(text: str) -> bytes:
-    """As C has it. What is no UTF-8 passes as it does in the names of files."""
-    data = os.fsencode(text)
+    """As C has it, in UTF-8 whatever the locale. Other bytes pass as they do in the names of files."""
+    data = text.encode("utf-8", "surrogateescape")
     if b"\0" in data:
         raise ValueError("a text for C must not contain a NUL")
     return data
 
 
 def decoded(data: bytes) -> str:
-    return os.fsdecode(data)
+    return data.decode("utf-8", "surrogateescape")
 
 
 def line(text: str) -> "ctypes.Array[ctypes.c_char]":
@@ -84,14 +117,30 @@ def fitting(text: str, size: int) -> bytes:
     return data
 
 
+def raw(data: bytes) -> bytes:
+    """ctypes would pass a text as wide characters."""
+    if not isinstance(data, bytes):
+        raise TypeError(f"bytes are needed, not {type(data).__name__}")
+    return data
+
+
 def exactly(data: bytes, size: int) -> bytes:
-    if len(data) != size:
+    if len(raw(data)) != size:
         raise ValueError(f"{size} bytes are needed")
     return data
 
 
+def at_most(data: bytes, size: int) -> bytes:
+    if len(raw(data)) > size:
+        raise ValueError(f"more than {size} bytes")
+    return data
+
+
 def address(text: str) -> in_addr:
-    return in_addr.from_buffer_copy(socket.inet_aton(text))
+    try:
+        return in_addr.from_buffer_copy(socket.inet_pton(socket.AF_INET, text))
+    except OSError:
+        raise ValueError(f"no IPv4 address: {text!r}") from None
 
 
 def limited(value: int, least: int, most: int) -> int:

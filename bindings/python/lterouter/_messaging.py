@@ -1,5 +1,5 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lc_ipc_msg.h, where each function has its contract."""
+"""Functions of lc_ipc_msg.h, which states their contracts."""
 
 from lterouter._library import lib, milliseconds
 

@@ -1,5 +1,5 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of sdk_timer.h, where each function has its contract."""
+"""Functions of sdk_timer.h, which states their contracts."""
 
 import ctypes
 

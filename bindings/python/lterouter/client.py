@@ -49,6 +49,11 @@ class Client(Opened, Requests):
     def require_open(self) -> None:
         self.fileno()
 
+    def require_events(self) -> None:
+        self.require_open()
+        if not self._events:
+            raise ValueError("the client was opened without events")
+
     def _stop(self) -> None:
         if self._events:
             lib.lct_deregister()
@@ -65,6 +70,7 @@ class Client(Opened, Requests):
 
     def events(self, timeout: float | None = None) -> Stream[Event]:
         """The changes of the link and of the interface, for "for" and for "async for"."""
+        self.require_events()
         return Stream(self.fileno, self._take, timeout)
 
 

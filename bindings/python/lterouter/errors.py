@@ -49,7 +49,7 @@ class TimerError(Error):
 class RequestError(Error):
     """Of the functions of lte_sdk.h."""
 
-    text = "failed; /tmp/ltelog.1 tells why"
+    text = "failed"
 
 
 class NetworkError(Error):
@@ -61,7 +61,7 @@ class NetworkError(Error):
 class LogError(Error):
     """Of the functions of lc_log.h."""
 
-    text = "no such log module"
+    text = "no such log module, or the list of them cannot be read"
 
 
 class UpgradeError(Error):

@@ -1,5 +1,5 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lc_log.h, where each function has its contract."""
+"""Functions of lc_log.h, which states their contracts."""
 
 import ctypes
 

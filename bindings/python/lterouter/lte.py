@@ -1,10 +1,10 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lte_sdk.h, where each function has its contract."""
+"""Functions of lte_sdk.h, which states their contracts."""
 
 import ctypes
 
 from lterouter import _declared
-from lterouter._library import check, decoded, encoded, lib, uint32
+from lterouter._library import alone, check, decoded, encoded, lib, uint32
 from lterouter.errors import RequestError
 from lterouter.records import AccessPoint, InterfaceCounters
 
@@ -38,12 +38,14 @@ def syslog_switch() -> bool:
 
 def change_state() -> None:
     """Asks the WAN manager for a state change."""
-    check(RequestError, "lte.change_state", lib.lct_state_change_req())
+    with alone():
+        check(RequestError, "lte.change_state", lib.lct_state_change_req())
 
 
 def delete_messages() -> None:
     """Asks the SMS store to delete every message."""
-    check(RequestError, "lte.delete_messages", lib.lct_sms_del_dev_all_msg())
+    with alone():
+        check(RequestError, "lte.delete_messages", lib.lct_sms_del_dev_all_msg())
 
 
 def set_led(led: int, colour: int, flash: int) -> None:

@@ -5,11 +5,11 @@ from __future__ import annotations
 import atexit
 import ctypes
 import dataclasses
-import threading
+import os
 from types import TracebackType
 
 from lterouter import _declared, constants
-from lterouter._library import check, lib, milliseconds, uint32
+from lterouter._library import at_most, check, claim_endpoint, exactly, lib, milliseconds, release_endpoint, uint32
 from lterouter._messaging import set_send_limit
 from lterouter.constants import MessageType, MessagingCode
 from lterouter.errors import MessagingError
@@ -20,14 +20,15 @@ __all__ = ["Address", "Endpoint", "Message", "set_send_limit"]
 HEADER = ctypes.sizeof(_declared.ipc_msg_hdr)
 MAX_BODY = constants.IPC_MSG_MAX_SIZE - HEADER
 
-_process = threading.Lock()  # held by the endpoint or client that is open: a process has one
-
 
 @dataclasses.dataclass(frozen=True)
 class Address:
     """Where another process receives messages."""
 
     raw: bytes
+
+    def __post_init__(self) -> None:
+        exactly(self.raw, ctypes.sizeof(_declared.ipc_addr))
 
     @classmethod
     def of_module(cls, module: int) -> Address:
@@ -60,11 +61,11 @@ class OwnedMessage:
     @classmethod
     def new(cls, message_type: int, msg_id: int, body: bytes) -> OwnedMessage:
         """With a session id that the process has not used before."""
-        if len(body) > MAX_BODY:
-            raise ValueError(f"a body of more than {MAX_BODY} bytes")
+        at_most(body, MAX_BODY)
+        msg_id = uint32(msg_id)
         message = cls(lib.ipc_memory_assign(len(body), message_type))
         header = message.header
-        header.msg_id = uint32(msg_id)
+        header.msg_id = msg_id
         header.length = len(body)
         lib.ipc_gen_seesion_id(message.buffer)
         ctypes.memmove(lib.ipc_msg_get_body(message.buffer), body, len(body))
@@ -125,13 +126,13 @@ class Opened:
     """What a process can have open once at a time, with its queue. Ends with the "with" block."""
 
     def __init__(self, capacity: int) -> None:
-        if not _process.acquire(blocking=False):
-            raise RuntimeError("the process has an open client or endpoint already")
+        claim_endpoint()
         try:
             self._queue: Queue | None = Queue(capacity)
         except BaseException:
-            _process.release()
+            release_endpoint()
             raise
+        self._process = os.getpid()
         atexit.register(self.close)  # before the interpreter ends, which the library's thread would call into
 
     @property
@@ -152,13 +153,18 @@ class Opened:
         self._queue = None
         atexit.unregister(self.close)
         lib.ipc_mq_destroy()
-        _process.release()
+        release_endpoint()
 
     def close(self) -> None:
-        """May be called again. No other thread may be in a call."""
-        if self._queue is not None:
+        """May be called again. No other thread may be in a call. In a forked child it leaves the parent's alone."""
+        if self._queue is None:
+            return
+        if self._process == os.getpid():
             self._stop()
             self._forget()
+        else:
+            self._queue = None
+            atexit.unregister(self.close)
 
     def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
                  trace: TracebackType | None) -> None:
@@ -171,8 +177,9 @@ class Endpoint(Opened):
     What others send waits in a queue of capacity messages, and is dropped when that is full."""
 
     def __init__(self, module: int, *, per_process: bool = False, capacity: int = 64) -> None:
+        module = uint32(module)
         super().__init__(capacity)
-        code = lib.ipc_msg_init(uint32(module), self.queue.handle, None, None, int(per_process))
+        code = lib.ipc_msg_init(module, self.queue.handle, None, None, int(per_process))
         if code != MessagingCode.SUCCESS:
             self._forget()
             raise MessagingError("Endpoint", code)

@@ -1,5 +1,5 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lc_up.h, lte_sdk.h, where each function has its contract."""
+"""Functions of lc_up.h, lte_sdk.h, which state their contracts."""
 
 from lterouter._library import decoded, int32, lib, uint32
 

@@ -1,9 +1,9 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lc_nv.h, where each function has its contract."""
+"""Functions of lc_nv.h, which states their contracts."""
 
 import ctypes
 
-from lterouter._library import check, decoded, encoded, equal, lib, uint32
+from lterouter._library import check, decoded, encoded, equal, lib, raw, uint32
 from lterouter.errors import ParameterError
 
 
@@ -66,4 +66,4 @@ def look_up(path: str, name: str, has_crc: bool) -> str:
 
 def checksum(crc: int, data: bytes) -> int:
     """The checksum of parameter files and images; crc is 0 or the result for the data before."""
-    return int(lib.nv_crc32_update(uint32(crc), data, len(data)))
+    return int(lib.nv_crc32_update(uint32(crc), raw(data), len(data)))

@@ -1,5 +1,5 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lc_nv.h, where each function has its contract."""
+"""Functions of lc_nv.h, which states their contracts."""
 
 import ctypes
 

@@ -6,7 +6,7 @@ import asyncio
 import os
 import select
 import time
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from typing import Generic, TypeVar
 
 Item = TypeVar("Item")
@@ -33,14 +33,9 @@ class Stream(Generic[Item]):
             poll.poll(None if left is None else left * 1000)
         return item
 
-    def __iter__(self) -> Stream[Item]:
-        return self
-
-    def __next__(self) -> Item:
-        item = self.next()
-        if item is None:
-            raise StopIteration
-        return item
+    def __iter__(self) -> Iterator[Item]:
+        while (item := self.next()) is not None:
+            yield item
 
     def __aiter__(self) -> Stream[Item]:
         return self
@@ -49,8 +44,9 @@ class Stream(Generic[Item]):
         deadline = None if self._timeout is None else time.monotonic() + self._timeout
         while (item := self._take()) is None:
             try:
-                await asyncio.wait_for(self._readable(), None if deadline is None else deadline - time.monotonic())
-            except asyncio.TimeoutError:
+                async with asyncio.timeout(None if deadline is None else deadline - time.monotonic()):
+                    await self._readable()
+            except TimeoutError:
                 raise StopAsyncIteration from None
         return item
 

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import atexit
 import contextlib
 import ctypes
 import os
@@ -18,7 +19,7 @@ __all__ = ["Timer", "count"]
 
 def _on_expiry(descriptor: int) -> None:
     """On the timer thread, which every timer of the process waits for."""
-    with contextlib.suppress(BlockingIOError):  # so often has nobody asked
+    with contextlib.suppress(BlockingIOError):  # full: nobody has read for 65536 expirations
         os.write(descriptor, b"\0")
 
 
@@ -32,15 +33,18 @@ class Timer:
         # The service cannot be stopped; it says 1 when it runs already.
         if (code := lib.init_timer()) not in (TimerCode.SUCCESS, TimerCode.ERR_NOT_INIT):
             raise TimerError("Timer", code)
+        wait = milliseconds(interval)
         data = fitting(name, _declared.timer.name.size)
         self._id = _declared.timer_id()
         self._reader, self._writer = os.pipe2(os.O_NONBLOCK | os.O_CLOEXEC)
         self._is_open = True
-        described = _declared.timer(data, milliseconds(interval), int(repeat), _callback, self._writer)
+        described = _declared.timer(data, wait, int(repeat), _callback, self._writer)
         code = lib.start_timer(ctypes.byref(described), ctypes.byref(self._id))
         if code != TimerCode.SUCCESS:
             self._close_pipe()
             raise TimerError("Timer", code)
+        self._process = os.getpid()
+        atexit.register(self.close)  # before the interpreter ends, which the timer thread would call into
 
     def __enter__(self) -> Timer:
         return self
@@ -59,13 +63,15 @@ class Timer:
         return bool(lib.exist_timer(self._id.node, self._id.stamp) == TimerCode.SUCCESS)
 
     def close(self) -> None:
-        """Stops the timer, if it runs. May be called again."""
+        """Stops the timer, if it runs. May be called again. In a forked child it leaves the parent's alone."""
         if not self._is_open:
             return
-        code = lib.stop_timer(self._id.node, self._id.stamp)
-        if code not in (TimerCode.SUCCESS, TimerCode.ERR_NO_TIMER):
-            raise TimerError("Timer.close", code)
+        if self._process == os.getpid():
+            code = lib.stop_timer(self._id.node, self._id.stamp)
+            if code not in (TimerCode.SUCCESS, TimerCode.ERR_NO_TIMER):
+                raise TimerError("Timer.close", code)
         self._close_pipe()
+        atexit.unregister(self.close)
 
     def _close_pipe(self) -> None:
         self._is_open = False

@@ -1,7 +1,7 @@
 # Made by scripts/bindings of include/ and bindings/interface.toml.
-"""Of lc_up.h, where each function has its contract."""
+"""Functions of lc_up.h, which states their contracts."""
 
-from lterouter._library import check, encoded, int32, lib
+from lterouter._library import check, encoded, int32, lib, raw
 from lterouter.errors import UpgradeError
 
 
@@ -17,7 +17,7 @@ def start() -> None:
 
 def write(data: bytes) -> None:
     """Passes the next bytes of the image, best a multiple of 2048."""
-    check(UpgradeError, "upgrade.write", lib.lc_up_img(data, len(data)))
+    check(UpgradeError, "upgrade.write", lib.lc_up_img(raw(data), len(data)))
 
 
 def confirm() -> None:
