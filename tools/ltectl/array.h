@@ -31,6 +31,13 @@ public:
         items_[count_++] = item;
         return true;
     }
+    void clear()
+    {
+        free(static_cast<void *>(items_));
+        items_ = nullptr;
+        count_ = 0;
+        room_ = 0;
+    }
     void sort(int (*compare)(const void *a, const void *b))
     {
         if (count_ != 0) {

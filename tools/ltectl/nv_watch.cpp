@@ -32,17 +32,8 @@ struct Watched {
     uint32_t round; // in which it was read, so that of two declarations the first counts
 };
 
-struct AllWatched : Array<Watched> {
-    ~AllWatched()
-    {
-        for (const Watched &watched : *this) {
-            free(watched.value);
-        }
-    }
-};
-
-AllWatched *g_watched = nullptr; // of the running command
-bool g_named = false;            // on the command line, and not all that are declared
+Array<Watched> g_watched;
+bool g_named = false; // on the command line, and not all that are declared
 uint32_t g_round = 0;
 uint32_t g_printed = 0;
 bool g_ended = false; // by a signal while the output could not be written
@@ -50,12 +41,20 @@ int g_code = kDone;   // of the first that could not be read
 
 Watched *find(const char *name)
 {
-    for (Watched &watched : *g_watched) {
+    for (Watched &watched : g_watched) {
         if (strcmp(watched.name, name) == 0) {
             return &watched;
         }
     }
     return nullptr;
+}
+
+void forget()
+{
+    for (const Watched &watched : g_watched) {
+        free(watched.value);
+    }
+    g_watched.clear();
 }
 
 int out_of_memory() { return fail(kFailed, "out of memory"); }
@@ -64,7 +63,7 @@ int add(const char *name)
 {
     Watched watched = {};
     snprintf(watched.name, sizeof(watched.name), "%s", name);
-    return g_watched->add(watched) ? kDone : out_of_memory();
+    return g_watched.add(watched) ? kDone : out_of_memory();
 }
 
 bool is_over() { return g_ended || output_error() != 0 || (g_count != 0 && g_printed == g_count); }
@@ -143,7 +142,7 @@ int read_everything(bool with_defaults)
 {
     ++g_round;
     int code = with_defaults ? each_declared(read_declared) : kDone;
-    for (Watched &watched : *g_watched) {
+    for (Watched &watched : g_watched) {
         if (g_named && watched.round != g_round) { // not declared
             const int read_code = read(watched);
             code = code == kDone ? read_code : code;
@@ -223,9 +222,7 @@ void offer_nv_names(Offer &offer, const char *const *)
 int nv_watch(char *const *operands)
 {
     StoreWatch watch;
-    AllWatched all;
-    g_watched = &all;
-    return run_until(g_timeout_seconds, [&] {
+    const int result = run_until(g_timeout_seconds, [&] {
         if (const int code = begin(watch, operands); code != kDone) {
             return code;
         }
@@ -234,6 +231,8 @@ int nv_watch(char *const *operands)
         note("waiting for changes; end with Ctrl-C");
         return follow(watch);
     });
+    forget();
+    return result;
 }
 
 } // namespace lterouter::tools
