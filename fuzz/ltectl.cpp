@@ -8,6 +8,7 @@
 #include "printed.h"
 #include "support.h"
 
+#include <algorithm>
 #include <bitset>
 #include <cerrno>
 #include <csignal>
@@ -198,12 +199,21 @@ private:
     sigset_t signals_;
 };
 
+// --get, and -g alone or behind another letter: bare values instead of objects.
+bool asks_for_fields(std::string_view argument)
+{
+    return argument.starts_with("--")
+               ? argument.starts_with("--get")
+               : argument.starts_with('-') && argument.find('g') != argument.npos;
+}
+
 Result run(std::vector<char *> arguments)
 {
     static const Variables variables;
     variables.restore();
     g_waits = 0;
     const auto argc = static_cast<int>(arguments.size());
+    const bool in_fields = std::any_of(arguments.begin(), arguments.end(), asks_for_fields);
     arguments.push_back(nullptr);
     Result result;
     {
@@ -213,7 +223,7 @@ Result run(std::vector<char *> arguments)
         result.messages = messages.take();
     }
     result.output = read_file(kOutput);
-    result.json = lterouter::tools::g_program.json;
+    result.json = lterouter::tools::g_program.json && !in_fields;
     return result;
 }
 
