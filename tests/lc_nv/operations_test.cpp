@@ -107,7 +107,7 @@ protected:
 // ---- One call fails ----
 
 template <typename Store>
-class FailingCalls : public Store, public testing::WithParamInterface<Operation> {
+class FailingCalls : public Store, public testing::WithParamInterface<Row> {
 protected:
     void run(const Operation &operation)
     {
@@ -277,7 +277,7 @@ protected:
     }
 };
 
-class Crash : public Death, public testing::WithParamInterface<Operation> {
+class Crash : public Death, public testing::WithParamInterface<Row> {
 protected:
     void run(const Operation &operation)
     {
@@ -333,16 +333,21 @@ using VolatileCalls = FailingCalls<Volatile>;
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(, PersistentCalls, testing::ValuesIn(persistent_operations()));
-INSTANTIATE_TEST_SUITE_P(Refused, PersistentCalls, testing::ValuesIn(refused_operations()));
-INSTANTIATE_TEST_SUITE_P(, VolatileCalls, testing::ValuesIn(volatile_operations()));
-INSTANTIATE_TEST_SUITE_P(, Crash, testing::ValuesIn(persistent_operations()));
+const std::vector<Operation> kPersistent = persistent_operations();
+const std::vector<Operation> kRefused = refused_operations();
+const std::vector<Operation> kVolatile = volatile_operations();
 
-TEST_P(PersistentCalls, are_these_and_each_may_fail) { run(GetParam()); }
+INSTANTIATE_TEST_SUITE_P(, BothStores, testing::ValuesIn(kStores));
+INSTANTIATE_TEST_SUITE_P(, PersistentCalls, testing::ValuesIn(rows_of(kPersistent)));
+INSTANTIATE_TEST_SUITE_P(Refused, PersistentCalls, testing::ValuesIn(rows_of(kRefused)));
+INSTANTIATE_TEST_SUITE_P(, VolatileCalls, testing::ValuesIn(rows_of(kVolatile)));
+INSTANTIATE_TEST_SUITE_P(, Crash, testing::ValuesIn(rows_of(kPersistent)));
 
-TEST_P(VolatileCalls, are_these_and_each_may_fail) { run(GetParam()); }
+TEST_P(PersistentCalls, are_these_and_each_may_fail) { run(*GetParam().operation); }
 
-TEST_P(Crash, leaves_what_the_table_says) { run(GetParam()); }
+TEST_P(VolatileCalls, are_these_and_each_may_fail) { run(*GetParam().operation); }
+
+TEST_P(Crash, leaves_what_the_table_says) { run(*GetParam().operation); }
 
 // ---- What is no row of the table ----
 
