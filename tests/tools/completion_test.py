@@ -54,7 +54,7 @@ class Bash(CompletionTest):
                 ("ltectl frobnicate ", []), ("ltectl pin ", ["change", "disable", "enable"]),
                 ("ltectl sim s", ["signal", "status"]), ("ltectl sim link ", ["drop", "restore"]),
                 ("ltectl sim network ", ["0", "1", "2", "3"]), ("ltectl sim card --timeout 5 o", ["out"]),
-                ("ltectl sim quit ", []), ("wansim --sc", ["--script"]),
+                ("ltectl sim quit ", []), ("wansim --sc", ["--script"]), ("wansim --b", ["--board"]),
                 ("ltectl nv i", ["import", "init"]), ("ltectl net route ", ["add", "default", "del"]),
                 ("wansim --sim ", ["absent", "pin", "puk", "ready"]), ("wansim --sim=p", ["pin", "puk"]),
                 ("wansim --roaming ", ["off", "on"]), ("modemsim --echo=o", ["off", "on"]),

@@ -108,7 +108,8 @@ class Network(Session, cable.CableTest):
         self.assert_happens("Metrics", support.ltectl_program)
 
     def test_a_life_on_a_desk(self):
-        self.start_wansim()
+        simulator = self.start_wansim("--board")
+        self.addCleanup(simulator.end)
         self.assert_happens("A life on a desk", support.ltectl_program)
 
     def test_driving_a_simulator(self):

@@ -8,6 +8,9 @@
 //   fault        faults of requests
 //   modem        link, signal, notifications, parameters
 //   sim          the SIM card and its PIN
+//   board        what a router's board has besides: a process of its own
+//   proc_cover   the LEDs' files
+//   cable        the link's interface, and who answers behind it
 //   at           AT commands
 //   control      what it is told while it runs
 //   ending       the waits, and what interrupts them
@@ -22,6 +25,7 @@
 #include "common/wan_manager.h"
 #include "lc_log.h"
 #include "lc_pthread.h"
+#include "wansim/board.h"
 #include "wansim/control.h"
 #include "wansim/ending.h"
 #include "wansim/mailbox.h"
@@ -99,6 +103,8 @@ constexpr Option kOptions[] = {
      &kControlPath, g_settings.control},
     {"script", "FILE", "what happens by itself, by the seconds from the start", &kFilePath,
      g_settings.script},
+    {"board", nullptr, "make the link's interface and the LEDs' files too", &kSwitch,
+     &g_settings.board},
     {"requests", nullptr, "list the requests and end", &kSwitch, &g_settings.list_requests},
     {"sms-store", nullptr, "stand in for the SMS store instead", &kSwitch, &g_settings.sms_store},
     {"messages", "N", "messages in the SMS store at the start (3)", &kMessages, &g_settings.messages},
@@ -155,6 +161,16 @@ int run_worker(Controls &controls)
     return kDone;
 }
 
+int open_board(Board &board)
+{
+    if (!g_settings.board) {
+        return kDone;
+    }
+    return g_settings.sms_store
+               ? fail(kUsage, "--board goes with the WAN manager, not with --sms-store")
+               : board.open(g_settings.link.interface_name);
+}
+
 int run(char *const *)
 {
     if (g_settings.list_requests) {
@@ -171,6 +187,10 @@ int run(char *const *)
 
     Controls controls(awaited);
     if (const int code = check_script(controls, g_settings); code != kDone) {
+        return code;
+    }
+    Board board;
+    if (const int code = open_board(board); code != kDone) {
         return code;
     }
     const uint32_t module_id = module_of(g_settings);

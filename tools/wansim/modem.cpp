@@ -2,6 +2,7 @@
 
 #include "common/wan_manager.h"
 #include "lc_nv.h"
+#include "wansim/cable.h"
 #include "wansim/mailbox.h"
 
 #include <cstdio>
@@ -204,6 +205,9 @@ void Modem::become(uint32_t link_status)
         memcpy(status.interface_name, settings_.link.interface_name, sizeof(status.interface_name));
     }
     status.link_status = link_status;
+    if (settings_.board) { // before anybody hears of it
+        follow_link(status);
+    }
     store_link(link_status);
     print_link(status);
     publish(WM_MSG_LINK_STATUS_NOTIFY, status);

@@ -38,6 +38,7 @@ struct Settings {
     ControlPath control = ""; // empty: the usual one
     char script[256] = "";    // empty: none
     bool sms_store = false;   // stand in for the SMS store instead
+    bool board = false;       // with LEDs and the link's interface
     bool list_requests = false;
     bool quiet = false;
 };
