@@ -59,6 +59,15 @@ class Manager(ToolTest):
         wansim.process.send_signal(signal.SIGCONT)
         self.assertEqual(waiting.finish()[:2], (DONE, "met manager\n"))
 
+    def test_its_answer_is_waited_for_in_the_last_second_too(self):
+        """One that does not answer is asked once: an end of the wait at the last whole second would be another look."""
+        manager = FakeManager(self)
+        time.sleep(1.5 - time.time() % 1)
+        self.assert_failed(wait("manager", "--timeout", "2"), NO_ANSWER, "not within 2 s: manager (it does not answer)")
+        self.assertEqual(manager.take()[:2], (support.stranger.REQUEST, support.stranger.REGISTER))
+        self.assertEqual(manager.take()[:2], (support.stranger.ASYNC, support.stranger.DEREGISTER))
+        self.assertIsNone(manager.receive(timeout=0))
+
     def test_its_successor_must_answer_too(self):
         first = self.start_wansim()
         ip("link", "set", "lo", "down")

@@ -19,6 +19,11 @@ int64_t wall_clock_us()
 
 int64_t wall_clock_ms() { return wall_clock_us() / 1000; }
 
+uint32_t whole_timeout(uint32_t ms)
+{
+    return ms + static_cast<uint32_t>(wall_clock_ms() % kSecond) + 1; // rounded up
+}
+
 TimeText::TimeText(int64_t wall_clock_ms)
 {
     const auto seconds = static_cast<time_t>(wall_clock_ms / kSecond);

@@ -1,6 +1,7 @@
 #include "ltectl/request.h"
 
 #include "common/wan_manager.h"
+#include "ltectl/clock.h"
 #include "ltectl/endpoints.h"
 
 #include <cstdio>
@@ -79,8 +80,8 @@ uint32_t send_and_wait(const Request &request, Datagram *sent, Datagram *receive
 {
     const ipc_addr address = module_address(request.peer.module_id);
     if (request.limit_ms != 0) {
-        return ipc_msg_send_syn(&address, &sent->header, sent->header.length, request.limit_ms,
-                                received, length);
+        return ipc_msg_send_syn(&address, &sent->header, sent->header.length,
+                                whole_timeout(request.limit_ms), received, length);
     }
     const Waiting waiting({&request.peer, request.what});
     return ipc_msg_send_syn(&address, &sent->header, sent->header.length, kBeyondAnyDeadlineMs,

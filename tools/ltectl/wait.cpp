@@ -35,7 +35,8 @@ uint32_t g_seconds = 60;
 
 bool subscribes(const ipc_addr &address, uint32_t timeout_ms)
 {
-    const uint32_t result = ipc_register_notify(&address, WM_MSG_LINK_STATUS_NOTIFY, timeout_ms);
+    const uint32_t result =
+        ipc_register_notify(&address, WM_MSG_LINK_STATUS_NOTIFY, whole_timeout(timeout_ms));
     if (result != IPC_ERR_SOCKET) { // or it has not been sent
         ipc_deregister_notify(&address, WM_MSG_LINK_STATUS_NOTIFY);
     }
