@@ -1,6 +1,6 @@
 """The controls of the simulators: ltectl sim, the control socket, scripts.
 
-usage: sim_test.py LTECTL WANSIM MODEMSIM"""
+usage: sim_test.py LTECTL WANSIM MODEMSIM WANSIM_WITH_A_CLOCK_AHEAD"""
 
 import contextlib
 import os
@@ -18,7 +18,7 @@ from support import (CONNECTED, CONNECTING, DISCONNECTED, DONE, FAILED, GET_ROAM
                      NOBODY, NOT_READY, READY, SMS_SOCKET, USAGE, ToolTest, WansimTest, ltectl, parameter,
                      stranger, wansim)
 
-MODEMSIM = sys.argv[3]
+MODEMSIM, AHEAD = sys.argv[3:]
 del sys.argv[3:]
 
 CONTROL, STORE_CONTROL, MODEM_CONTROL = "/tmp/wansim.control", "/tmp/wansim-sms.control", "/dev/ttyUSB1.control"
@@ -185,6 +185,13 @@ class Hang(ControlTest):
         started = time.monotonic()
         self.assertEqual(len(self.peer.ask(GET_ROAMING, timeout=support.TIMEOUT)), 8)
         self.assertGreater(time.monotonic() - started, 0.5)
+
+    def test_it_ends_by_itself_whatever_the_wall_clock_shows(self):
+        self.wansim = support.Background(self, AHEAD)
+        self.assertIn("ready", self.wansim.out.next())
+        self.peer = self.start_peer()
+        self.told("hang 1")
+        self.assertEqual(len(self.peer.ask(GET_ROAMING, timeout=20)), 8)
 
     def test_it_does_not_keep_the_end_back(self):
         self.start()

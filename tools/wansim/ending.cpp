@@ -1,7 +1,9 @@
 #include "wansim/ending.h"
 
+#include "common/clock.h"
 #include "wansim/control.h"
 
+#include <algorithm>
 #include <ctime>
 #include <pthread.h>
 #include <utility>
@@ -9,12 +11,39 @@
 namespace lterouter::tools {
 namespace {
 
+// Its timed waits go by the monotonic clock: the wall clock may jump.
+class Condition {
+public:
+    Condition()
+    {
+        pthread_condattr_t attributes;
+        pthread_condattr_init(&attributes);
+        pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+        pthread_cond_init(&condition_, &attributes);
+        pthread_condattr_destroy(&attributes);
+    }
+    Condition(const Condition &) = delete;
+    Condition &operator=(const Condition &) = delete;
+
+    void tell_all() { pthread_cond_broadcast(&condition_); }
+    // False when that moment of now_ms() has come.
+    bool wait_until(pthread_mutex_t *mutex, int64_t moment_ms)
+    {
+        const timespec moment = {.tv_sec = static_cast<time_t>(moment_ms / 1000),
+                                 .tv_nsec = static_cast<long>(moment_ms % 1000) * 1'000'000};
+        return pthread_cond_timedwait(&condition_, mutex, &moment) == 0;
+    }
+
+private:
+    pthread_cond_t condition_;
+};
+
 pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t g_changed = PTHREAD_COND_INITIALIZER;
+Condition g_changed;
 // Under the mutex.
 bool g_ending = false;
 bool g_controls = false;
-timespec g_hang_end = {};
+int64_t g_hang_end_ms = 0;
 
 class Lock {
 public:
@@ -24,40 +53,19 @@ public:
     Lock &operator=(const Lock &) = delete;
 };
 
-constexpr long kNanosecondsPerMs = 1'000'000;
-constexpr long kNanosecondsPerSecond = 1'000'000'000;
-
-timespec in_ms(uint32_t ms)
-{
-    timespec moment;
-    clock_gettime(CLOCK_REALTIME, &moment);
-    moment.tv_sec += static_cast<time_t>(ms / 1000);
-    moment.tv_nsec += static_cast<long>(ms % 1000) * kNanosecondsPerMs;
-    if (moment.tv_nsec >= kNanosecondsPerSecond) {
-        ++moment.tv_sec;
-        moment.tv_nsec -= kNanosecondsPerSecond;
-    }
-    return moment;
-}
-
-bool is_before(const timespec &a, const timespec &b)
-{
-    return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
-}
-
 // With the mutex: waits for the later of the moment and the end of the hang. True when it is there,
 // false when something has changed.
-bool await(const timespec &moment)
+bool await(int64_t moment_ms)
 {
-    const timespec until = is_before(moment, g_hang_end) ? g_hang_end : moment;
-    return !is_before(in_ms(0), until) || pthread_cond_timedwait(&g_changed, &g_mutex, &until) != 0;
+    const int64_t until_ms = std::max(moment_ms, g_hang_end_ms);
+    return now_ms() >= until_ms || !g_changed.wait_until(&g_mutex, until_ms);
 }
 
 void announce(bool *what)
 {
     const Lock lock;
     *what = true;
-    pthread_cond_broadcast(&g_changed);
+    g_changed.tell_all();
 }
 
 } // namespace
@@ -74,12 +82,12 @@ bool take_announced_controls()
 
 bool wait_unless_ending(uint32_t ms)
 {
-    const timespec deadline = in_ms(ms);
+    const int64_t deadline_ms = now_ms() + ms;
     for (;;) {
         serve_controls();
         const Lock lock;
         while (!g_ending && !g_controls) {
-            if (await(deadline)) {
+            if (await(deadline_ms)) {
                 return true;
             }
         }
@@ -92,24 +100,20 @@ bool wait_unless_ending(uint32_t ms)
 void hang(uint32_t ms)
 {
     const Lock lock;
-    g_hang_end = in_ms(ms);
-    pthread_cond_broadcast(&g_changed);
+    g_hang_end_ms = now_ms() + ms;
+    g_changed.tell_all();
 }
 
 uint32_t hang_left_ms()
 {
     const Lock lock;
-    const timespec now = in_ms(0);
-    return is_before(now, g_hang_end)
-               ? static_cast<uint32_t>((g_hang_end.tv_sec - now.tv_sec) * 1000 +
-                                       (g_hang_end.tv_nsec - now.tv_nsec) / kNanosecondsPerMs)
-               : 0;
+    return static_cast<uint32_t>(std::max<int64_t>(g_hang_end_ms - now_ms(), 0));
 }
 
 void await_end_of_hang()
 {
     const Lock lock;
-    while (!g_ending && !await({})) {
+    while (!g_ending && !await(0)) {
     }
 }
 
