@@ -281,7 +281,10 @@ class Modem(ControlTest):
         self.assertEqual(self.status()["faults"], "start=error:1")
         self.told("fault start")
         self.assertIn("OK", port.command(upgrade.START))
-        self.told("fault 3=failed")
+        self.told("fault 3=failed:2")
+        self.told("fault end=late:7")
+        self.told("fault 3=fatal")
+        self.assertEqual(self.status()["faults"], "end=late:7 3=fatal:1")
         self.told("fault none")
         self.assertEqual(self.status()["faults"], "")
         self.assert_fails(f"sim fault start=stall --control {MODEM_CONTROL}",

@@ -58,7 +58,7 @@ inline constexpr Control kControls[] = {
     {ControlId::kNetwork, kManagerSim, "network", "TYPE", "Set the network type: 0 none, 1 2G, 2 3G, 3 4G.", &kNetworkType},
     {ControlId::kCard, kManagerSim, "card", "out|in", "Take the SIM out, or put it back.", &kCardChange},
     {ControlId::kHang, kEverySim, "hang", "SECONDS", "Answer nothing for that long; what comes meanwhile waits.", &kHangSeconds},
-    {ControlId::kFault, kEverySim, "fault", "RULE", "Set a fault; a request or place alone ends its faults, none ends all.", nullptr},
+    {ControlId::kFault, kEverySim, "fault", "RULE", "Set the fault of a request or place; it alone ends its faults, none ends all.", nullptr},
     {ControlId::kStatus, kEverySim, "status", "", "Show the state of a simulator.", nullptr},
     {ControlId::kQuit, kEverySim, "quit", "", "End a simulator.", nullptr},
 };

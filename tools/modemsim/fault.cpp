@@ -80,6 +80,22 @@ void offer_rules(Offer &offer)
     offer_place(kFirst);
 }
 
+bool parse(const char *text, FaultRule *rule)
+{
+    const char *equals = strchr(text, '=');
+    uint32_t number;
+    const ModemFault *kind = equals == nullptr ? nullptr : parse_fault(equals + 1, kFaults, &number);
+    if (kind == nullptr || !parse_place({text, static_cast<size_t>(equals - text)}, &rule->place) ||
+        !suits(rule->place, kind->places)) {
+        return false;
+    }
+    rule->fault = kind->fault;
+    rule->name = kind->name;
+    rule->times = kind->counts(FaultNumber::Unit::kTimes) ? number : 1;
+    rule->ms = kind->counts(FaultNumber::Unit::kMilliseconds) ? number : 0;
+    return true;
+}
+
 bool parse_change(const char *text, void *)
 {
     FaultRules scratch;
@@ -99,21 +115,10 @@ const ValueType kFaultChange = {
 
 bool FaultRules::add(const char *text)
 {
-    const char *equals = strchr(text, '=');
-    if (equals == nullptr || count_ == kMax) {
-        return false;
-    }
     FaultRule rule;
-    uint32_t number;
-    const ModemFault *kind = parse_fault(equals + 1, kFaults, &number);
-    if (kind == nullptr || !parse_place({text, static_cast<size_t>(equals - text)}, &rule.place) ||
-        !suits(rule.place, kind->places)) {
+    if (count_ == kMax || !parse(text, &rule)) {
         return false;
     }
-    rule.fault = kind->fault;
-    rule.name = kind->name;
-    rule.times = kind->counts(FaultNumber::Unit::kTimes) ? number : 1;
-    rule.ms = kind->counts(FaultNumber::Unit::kMilliseconds) ? number : 0;
     rules_[count_++] = rule;
     return true;
 }
@@ -129,16 +134,13 @@ bool FaultRules::change(const char *text)
         count_ = 0;
         return true;
     }
-    if (strchr(text, '=') != nullptr) {
-        remove([](const FaultRule &rule) { return rule.times == 0; });
-        return add(text);
-    }
-    int64_t place;
-    if (!parse_place(text, &place)) {
+    FaultRule rule;
+    const bool sets = strchr(text, '=') != nullptr;
+    if (sets ? !parse(text, &rule) : !parse_place(text, &rule.place)) {
         return false;
     }
-    remove([=](const FaultRule &rule) { return rule.place == place; });
-    return true;
+    remove([&rule](const FaultRule &old) { return old.place == rule.place || old.times == 0; });
+    return !sets || add(text);
 }
 
 void FaultRules::tell(FaultText *text) const

@@ -69,7 +69,7 @@ struct FaultRule {
 class FaultRules {
 public:
     bool add(const char *text);
-    // A rule, behind those of its place; a place, whose rules end; or none, which ends all.
+    // A rule, which replaces those of its place; a place, whose rules end; or none, which ends all.
     bool change(const char *text);
     // Adds those that are left to a text, as --fault takes them.
     void tell(FaultText *text) const;
