@@ -82,7 +82,7 @@ bool take_announced_controls()
 
 bool wait_unless_ending(uint32_t ms)
 {
-    const int64_t deadline_ms = now_ms() + ms;
+    const int64_t deadline_ms = now_ms() + ms + (ms != 0 ? 1 : 0); // now_ms() is rounded down
     for (;;) {
         serve_controls();
         const Lock lock;
