@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cinttypes>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <sys/socket.h>
@@ -186,6 +187,23 @@ void ControlAnswer::put(std::string_view piece)
 
 namespace {
 
+void tell_status(const Simulator &simulator, ControlAnswer &answer)
+{
+    FaultText faults;
+    simulator.tell_faults(faults);
+    answer.field("simulator", simulator.name).number("pid", getpid());
+    simulator.tell_state(answer);
+    answer.number("hang", (simulator.hang_left_ms() + 999) / 1000).field("faults", faults.text());
+}
+
+void change_faults(const Simulator &simulator, const char *rule, ControlAnswer &answer)
+{
+    if (!simulator.change_faults(rule)) {
+        Text<64> reason;
+        answer.refuse(kFailed, reason.add("there are ").add(kMostFaults).add(" faults already").text());
+    }
+}
+
 void tell_control(const Order &order, const char *source)
 {
     char text[96];
@@ -210,6 +228,26 @@ void run(const Understanding &understanding, CarryOut carry_out, std::string_vie
 }
 
 } // namespace
+
+bool carry_out(const Simulator &simulator, const Order &order, ControlAnswer &answer)
+{
+    switch (order.control->id) {
+    case ControlId::kHang:
+        simulator.hang(order.value * 1000);
+        return true;
+    case ControlId::kFault:
+        change_faults(simulator, order.operand, answer);
+        return true;
+    case ControlId::kStatus:
+        tell_status(simulator, answer);
+        return true;
+    case ControlId::kQuit:
+        kill(getpid(), SIGTERM);
+        return true;
+    default:
+        return false;
+    }
+}
 
 void run_event(const Understanding &understanding, CarryOut carry_out, std::string_view line)
 {

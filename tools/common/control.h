@@ -4,6 +4,7 @@
 #pragma once
 
 #include "common/command.h"
+#include "common/fault.h"
 #include "common/program.h"
 #include "common/text.h"
 
@@ -122,6 +123,19 @@ private:
     size_t length_ = 0;
     char text_[kLongestControlAnswer];
 };
+
+// Of a simulator, for the controls that each has.
+struct Simulator {
+    const char *name;
+    void (*hang)(uint32_t ms);
+    int64_t (*hang_left_ms)();
+    bool (*change_faults)(const char *rule);
+    void (*tell_faults)(FaultText &text);
+    void (*tell_state)(ControlAnswer &answer);
+};
+
+// False when the control is not one of them.
+bool carry_out(const Simulator &simulator, const Order &order, ControlAnswer &answer);
 
 // Does what a simulator is told.
 using CarryOut = void (*)(const Order &order, ControlAnswer &answer);

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -61,27 +60,87 @@ const Kind *parse_fault(const char *text, const Kind (&kinds)[Count], uint32_t *
 // What ends all faults.
 constexpr char kNoFaults[] = "none";
 
+// Of the rules of a simulator.
+constexpr uint32_t kMostFaults = 32;
+
 // Rules as they are given, with a blank between them.
-class FaultText {
-public:
-    template <typename Kind> void add(std::string_view place, const Kind &kind, uint32_t number)
-    {
-        const size_t room = sizeof(text_) - length_;
-        char digits[16] = "";
-        if (!kind.counts(FaultNumber::Unit::kNone)) {
-            snprintf(digits, sizeof(digits), ":%u", number);
-        }
-        const int length = snprintf(text_ + length_, room, "%s%.*s=%.*s%s", length_ == 0 ? "" : " ",
-                                    static_cast<int>(place.size()), place.data(),
-                                    static_cast<int>(kind.name.size()), kind.name.data(), digits);
-        length_ += std::min(static_cast<size_t>(length), room - 1);
+using FaultText = Text<2048>;
+
+template <typename Kind>
+void tell_fault(FaultText &text, std::string_view place, const Kind &kind, uint32_t number)
+{
+    text.add(text.empty() ? "" : " ").add(place).add("=").add(kind.name);
+    if (!kind.counts(FaultNumber::Unit::kNone)) {
+        text.add(":").add(number);
     }
-    std::string_view text() const { return {text_, length_}; }
+}
+
+// The faults of a simulator. A rule has a place, and
+//   static bool parse(const char *text, Rule *rule)
+//   static bool parse_place(std::string_view text, Place *place)
+template <typename Rule> class FaultList {
+public:
+    bool add(const char *text)
+    {
+        Rule rule;
+        return Rule::parse(text, &rule) && append(rule);
+    }
+
+    // A rule, which replaces those of its place; a place, whose rules end; or none, which ends all.
+    bool change(const char *text)
+    {
+        if (strcmp(text, kNoFaults) == 0) {
+            count_ = 0;
+            return true;
+        }
+        Rule rule;
+        const bool sets = strchr(text, '=') != nullptr;
+        if (sets ? !Rule::parse(text, &rule) : !Rule::parse_place(text, &rule.place)) {
+            return false;
+        }
+        Rule *const left = std::remove_if(begin(), end(),
+                                          [&rule](const Rule &old) { return old.place == rule.place; });
+        count_ = static_cast<size_t>(left - begin());
+        return !sets || append(rule);
+    }
+
+    Rule *begin() { return rules_; }
+    Rule *end() { return rules_ + count_; }
+    const Rule *begin() const { return rules_; }
+    const Rule *end() const { return rules_ + count_; }
+
+    void remove(Rule *rule)
+    {
+        std::copy(rule + 1, end(), rule);
+        --count_;
+    }
 
 private:
-    char text_[2048] = "";
-    size_t length_ = 0;
+    bool append(const Rule &rule)
+    {
+        if (count_ == kMostFaults) {
+            return false;
+        }
+        rules_[count_++] = rule;
+        return true;
+    }
+
+    Rule rules_[kMostFaults];
+    size_t count_ = 0;
 };
+
+// For a ValueType of rules. Target: Rules.
+template <typename Rules> bool parse_fault_rule(const char *text, void *target)
+{
+    return static_cast<Rules *>(target)->add(text);
+}
+
+// For a ValueType of changes, which has no target.
+template <typename Rules> bool parse_fault_change(const char *text, void *)
+{
+    Rules scratch;
+    return scratch.change(text);
+}
 
 // Offers PLACE=NAME.
 inline void offer_fault(Offer &offer, std::string_view place, std::string_view name)

@@ -31,6 +31,7 @@ public:
         return *this;
     }
     constexpr const char *text() const { return text_; }
+    constexpr bool empty() const { return length_ == 0; }
 
 private:
     constexpr void add_character(char ch)
@@ -51,7 +52,7 @@ private:
         }
     }
 
-    const size_t width_;
+    size_t width_;
     size_t length_ = 0;
     size_t line_ = 0;  // where it begins
     size_t space_ = 0; // the last one

@@ -3,6 +3,7 @@
 #include "common/completion.h"
 #include "common/program.h"
 #include "common/record.h"
+#include "common/text.h"
 #include "common/wan_manager.h"
 #include "lc_nv.h"
 #include "ltectl/array.h"
@@ -203,18 +204,18 @@ public:
     bool hold()
     {
         manager_.look_again();
-        missing_.end = 0;
-        missing_.text[0] = '\0';
+        missing_ = Text<512>();
         for (const Condition &condition : all_) {
             Reason reason;
             if (!condition.kind->holds(manager_, condition.value, &reason)) {
-                missing_.add(condition.text, reason.text);
+                missing_.add(missing_.empty() ? "" : ", ").add(condition.text);
+                missing_.add(" (").add(reason.text).add(")");
             }
         }
-        return missing_.end == 0;
+        return missing_.empty();
     }
 
-    const char *missing() const { return missing_.text; }
+    const char *missing() const { return missing_.text(); }
 
     void print() const
     {
@@ -224,21 +225,9 @@ public:
     }
 
 private:
-    struct List {
-        char text[512] = "";
-        size_t end = 0;
-
-        void add(const char *condition, const char *reason)
-        {
-            const int length = snprintf(text + end, sizeof(text) - end, "%s%s (%s)",
-                                        end == 0 ? "" : ", ", condition, reason);
-            end = std::min(end + static_cast<size_t>(length), sizeof(text) - 1);
-        }
-    };
-
     Array<Condition> all_;
     Manager manager_;
-    List missing_;
+    Text<512> missing_;
 };
 
 // ---- The wait ----

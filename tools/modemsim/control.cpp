@@ -4,11 +4,10 @@
 #include "common/control.h"
 #include "common/program.h"
 #include "common/script.h"
+#include "support/ignore.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
-#include <unistd.h>
 
 namespace lterouter::tools {
 namespace {
@@ -26,39 +25,18 @@ Settings *g_settings = nullptr;
 const Modem *g_modem = nullptr;
 int64_t g_hang_end_ms = 0;
 
-void tell_status(ControlAnswer &answer)
-{
-    FaultText faults;
-    g_settings->faults.tell(&faults);
-    answer.field("simulator", "modemsim").number("pid", getpid());
-    g_modem->tell(answer);
-    const int64_t left_ms = std::max<int64_t>(g_hang_end_ms - now_ms(), 0);
-    answer.number("hang", (left_ms + 999) / 1000).field("faults", faults.text());
-}
+constexpr Simulator kSimulator = {
+    .name = "modemsim",
+    .hang = [](uint32_t ms) { g_hang_end_ms = now_ms() + ms; },
+    .hang_left_ms = [] { return std::max<int64_t>(g_hang_end_ms - now_ms(), 0); },
+    .change_faults = [](const char *rule) { return g_settings->faults.change(rule); },
+    .tell_faults = [](FaultText &text) { g_settings->faults.tell(text); },
+    .tell_state = [](ControlAnswer &answer) { g_modem->tell(answer); },
+};
 
 void carry_out(const Order &order, ControlAnswer &answer)
 {
-    switch (order.control->id) {
-    case ControlId::kHang:
-        g_hang_end_ms = now_ms() + int64_t{order.value} * 1000;
-        break;
-    case ControlId::kFault:
-        if (!g_settings->faults.change(order.operand)) {
-            answer.refuse(kFailed, "there are 32 faults already");
-        }
-        break;
-    case ControlId::kStatus:
-        tell_status(answer);
-        break;
-    case ControlId::kQuit:
-        kill(getpid(), SIGTERM);
-        break;
-    case ControlId::kLink:
-    case ControlId::kSignal:
-    case ControlId::kNetwork:
-    case ControlId::kCard:
-        break; // of wansim
-    }
+    ignore(carry_out(kSimulator, order, answer), "it has no others");
 }
 
 } // namespace

@@ -18,22 +18,6 @@ struct PlaceName {
 constexpr PlaceName kPlaces[] = {
     {"start", kAtStart}, {"status", kAtStatus}, {"begin", kAtBegin}, {"end", kAtEnd}};
 
-bool parse_place(std::string_view text, int64_t *place)
-{
-    for (const PlaceName &known : kPlaces) {
-        if (known.name == text) {
-            *place = known.place;
-            return true;
-        }
-    }
-    uint32_t piece;
-    if (!parse_number(text, 0, kLastPiece, &piece)) {
-        return false;
-    }
-    *place = piece;
-    return true;
-}
-
 struct PlaceText {
     char text[16];
 
@@ -80,7 +64,43 @@ void offer_rules(Offer &offer)
     offer_place(kFirst);
 }
 
-bool parse(const char *text, FaultRule *rule)
+constexpr Text<128> kExpected = [] {
+    Text<128> expected;
+    expected.add(
+        "PLACE=FAULT[:N], with a place and a fault that --help lists, which suit each other; at most ");
+    return expected.add(kMostFaults).add(" of them");
+}();
+
+const FaultRule *find(const FaultRules &rules, int64_t place)
+{
+    return std::find_if(rules.begin(), rules.end(),
+                        [=](const FaultRule &rule) { return rule.place == place && rule.times != 0; });
+}
+
+} // namespace
+
+const ValueType kFaultRule = {kExpected.text(), parse_fault_rule<FaultRules>, offer_rules};
+const ValueType kFaultChange = {
+    "PLACE=FAULT[:N] as --fault does, a place to end its faults, or none to end every fault",
+    parse_fault_change<FaultRules>};
+
+bool FaultRule::parse_place(std::string_view text, int64_t *place)
+{
+    for (const PlaceName &known : kPlaces) {
+        if (known.name == text) {
+            *place = known.place;
+            return true;
+        }
+    }
+    uint32_t piece;
+    if (!parse_number(text, 0, kLastPiece, &piece)) {
+        return false;
+    }
+    *place = piece;
+    return true;
+}
+
+bool FaultRule::parse(const char *text, FaultRule *rule)
 {
     const char *equals = strchr(text, '=');
     uint32_t number;
@@ -96,91 +116,36 @@ bool parse(const char *text, FaultRule *rule)
     return true;
 }
 
-bool parse_change(const char *text, void *)
+void FaultRules::tell(FaultText &text) const
 {
-    FaultRules scratch;
-    return scratch.change(text);
-}
-
-bool parse_rule(const char *text, void *target) { return static_cast<FaultRules *>(target)->add(text); }
-
-} // namespace
-
-const ValueType kFaultRule = {"PLACE=FAULT[:N], with a place and a fault that --help lists, which suit "
-                              "each other; at most 32 of them",
-                              parse_rule, offer_rules};
-const ValueType kFaultChange = {
-    "PLACE=FAULT[:N] as --fault does, a place to end its faults, or none to end every fault",
-    parse_change};
-
-bool FaultRules::add(const char *text)
-{
-    FaultRule rule;
-    if (count_ == kMax || !parse(text, &rule)) {
-        return false;
-    }
-    rules_[count_++] = rule;
-    return true;
-}
-
-template <typename Test> void FaultRules::remove(Test ends)
-{
-    count_ = static_cast<size_t>(std::remove_if(rules_, rules_ + count_, ends) - rules_);
-}
-
-bool FaultRules::change(const char *text)
-{
-    if (strcmp(text, kNoFaults) == 0) {
-        count_ = 0;
-        return true;
-    }
-    FaultRule rule;
-    const bool sets = strchr(text, '=') != nullptr;
-    if (sets ? !parse(text, &rule) : !parse_place(text, &rule.place)) {
-        return false;
-    }
-    remove([&rule](const FaultRule &old) { return old.place == rule.place || old.times == 0; });
-    return !sets || add(text);
-}
-
-void FaultRules::tell(FaultText *text) const
-{
-    for (size_t i = 0; i < count_; ++i) {
-        const FaultRule &rule = rules_[i];
+    for (const FaultRule &rule : *this) {
         for (const ModemFault &kind : kFaults) {
             if (kind.fault == rule.fault && rule.times != 0) {
                 const bool timed = kind.counts(FaultNumber::Unit::kMilliseconds);
-                text->add(PlaceText(rule.place).text, kind, timed ? rule.ms : rule.times);
+                tell_fault(text, PlaceText(rule.place).text, kind, timed ? rule.ms : rule.times);
             }
         }
     }
 }
 
-const FaultRule *FaultRules::find(int64_t place) const
-{
-    for (size_t i = 0; i < count_; ++i) {
-        if (rules_[i].place == place && rules_[i].times != 0) {
-            return &rules_[i];
-        }
-    }
-    return nullptr;
-}
-
 FaultRule FaultRules::take(int64_t place)
 {
-    const FaultRule *found = find(place);
-    if (found == nullptr) {
+    const FaultRule *found = find(*this, place);
+    if (found == end()) {
         return {};
     }
     const FaultRule taken = *found;
-    --rules_[found - rules_].times;
+    FaultRule *own = begin() + (found - begin());
+    if (--own->times == 0) {
+        remove(own);
+    }
     return taken;
 }
 
 bool FaultRules::pending(int64_t place, Fault fault) const
 {
-    const FaultRule *found = find(place);
-    return found != nullptr && found->fault == fault;
+    const FaultRule *found = find(*this, place);
+    return found != end() && found->fault == fault;
 }
 
 } // namespace lterouter::tools

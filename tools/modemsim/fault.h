@@ -4,7 +4,6 @@
 
 #include "common/fault.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -63,30 +62,20 @@ struct FaultRule {
     std::string_view name; // on the command line
     uint32_t times = 0;    // remaining
     uint32_t ms = 0;
+
+    static bool parse(const char *text, FaultRule *rule);
+    static bool parse_place(std::string_view text, int64_t *place);
 };
 
 // The faults, each PLACE=FAULT[:N].
-class FaultRules {
+class FaultRules : public FaultList<FaultRule> {
 public:
-    bool add(const char *text);
-    // A rule, which replaces those of its place; a place, whose rules end; or none, which ends all.
-    bool change(const char *text);
     // Adds those that are left to a text, as --fault takes them.
-    void tell(FaultText *text) const;
+    void tell(FaultText &text) const;
     // Takes the next fault of this place.
     FaultRule take(int64_t place);
     // Whether taking it would yield this fault.
     bool pending(int64_t place, Fault fault) const;
-
-private:
-    static constexpr size_t kMax = 32;
-
-    template <typename Test> void remove(Test ends);
-
-    const FaultRule *find(int64_t place) const;
-
-    FaultRule rules_[kMax];
-    size_t count_ = 0;
 };
 
 // Target: FaultRules.

@@ -30,66 +30,73 @@ Understanding understanding(const Settings &settings)
 
 // ---- The worker ----
 
-void tell_status(ControlAnswer &answer)
+void tell_state(ControlAnswer &answer)
 {
-    FaultText faults;
-    g_state->faults.tell(&faults);
-    answer.field("simulator", "wansim").number("pid", getpid());
-    if (Modem *modem = g_state->modem; modem != nullptr) {
-        uint32_t signal = 0;
-        parse_number(modem->signal(), 0, 99, &signal);
-        answer.field("link", kLinkStates[modem->link_status()])
-            .field("interface", bounded(g_state->settings.link.interface_name))
-            .number("signal", signal)
-            .number("network", g_state->nettype)
-            .field("sim", modem->sim().status())
-            .field("radio", modem->radio_on() ? "on" : "off")
-            .field("roaming", g_state->roaming == 1 ? "on" : "off");
-    } else {
+    Modem *const modem = g_state->modem;
+    if (modem == nullptr) {
         answer.number("messages", g_state->messages);
+        return;
     }
-    answer.number("hang", (hang_left_ms() + 999) / 1000).field("faults", faults.text());
+    uint32_t signal = 0;
+    parse_number(modem->signal(), 0, 99, &signal);
+    answer.field("link", kLinkStates[modem->link_status()])
+        .field("interface", bounded(g_state->settings.link.interface_name))
+        .number("signal", signal)
+        .number("network", g_state->nettype)
+        .field("sim", modem->sim().status())
+        .field("radio", modem->radio_on() ? "on" : "off")
+        .field("roaming", g_state->roaming == 1 ? "on" : "off");
+}
+
+constexpr Simulator kSimulator = {
+    .name = "wansim",
+    .hang = hang,
+    .hang_left_ms = [] { return int64_t{hang_left_ms()}; },
+    .change_faults = [](const char *rule) { return g_state->faults.change(rule); },
+    .tell_faults = [](FaultText &text) { g_state->faults.tell(text); },
+    .tell_state = tell_state,
+};
+
+void change_link(Modem &modem, uint32_t change, ControlAnswer &answer)
+{
+    if (change == kDrop) {
+        modem.lose_link();
+    } else if (!modem.connect()) {
+        answer.refuse(kFailed, "it cannot connect: the SIM cannot be used, or the radio is off");
+    }
+}
+
+void change_card(Modem &modem, uint32_t change)
+{
+    if (change == kOut) {
+        modem.take_card_out();
+    } else {
+        modem.sim().put_in();
+        modem.publish_sim();
+    }
 }
 
 void carry_out(const Order &order, ControlAnswer &answer)
 {
-    Modem *const modem = g_state->modem; // there for every control that needs one
+    if (carry_out(kSimulator, order, answer)) {
+        return;
+    }
+    Modem &modem = *g_state->modem; // there for the controls that are left
     switch (order.control->id) {
     case ControlId::kLink:
-        if (order.value == kDrop) {
-            modem->lose_link();
-        } else if (!modem->connect()) {
-            answer.refuse(kFailed, "it cannot connect: the SIM cannot be used, or the radio is off");
-        }
+        change_link(modem, order.value, answer);
         break;
     case ControlId::kSignal:
-        modem->set_signal(order.value);
+        modem.set_signal(order.value);
         break;
     case ControlId::kNetwork:
         g_state->nettype = order.value;
         break;
     case ControlId::kCard:
-        if (order.value == kOut) {
-            modem->take_card_out();
-        } else {
-            modem->sim().put_in();
-            modem->publish_sim();
-        }
+        change_card(modem, order.value);
         break;
-    case ControlId::kHang:
-        hang(order.value * 1000);
-        break;
-    case ControlId::kFault:
-        if (!g_state->faults.change(order.operand)) {
-            answer.refuse(kFailed, "there are 32 faults already");
-        }
-        break;
-    case ControlId::kStatus:
-        tell_status(answer);
-        break;
-    case ControlId::kQuit:
-        kill(getpid(), SIGTERM);
-        break;
+    default:
+        break; // of every simulator
     }
 }
 
@@ -150,10 +157,9 @@ int check_script(Controls &controls, const Settings &settings)
 
 int open_controls(Controls &controls, const Settings &settings)
 {
-    const char *path = settings.control[0] != '\0' ? settings.control
-                       : settings.sms_store        ? kStoreControl
-                                                   : kManagerControl;
-    if (const int code = controls.socket.open(path); code != kDone) {
+    const char *usual = settings.sms_store ? kStoreControl : kManagerControl;
+    if (const int code = controls.socket.open(settings.control[0] != '\0' ? settings.control : usual);
+        code != kDone) {
         return code;
     }
     if (!watch_signals(controls) || !watch_socket(controls, EPOLL_CTL_ADD)) {

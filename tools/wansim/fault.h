@@ -3,7 +3,6 @@
 
 #include "common/fault.h"
 
-#include <cstddef>
 #include <string_view>
 
 namespace lterouter::tools {
@@ -39,28 +38,20 @@ constexpr Text<512> tell_faults(std::string_view before, std::string_view after)
 }
 
 struct FaultRule {
-    std::string_view request; // "all" for every one
+    std::string_view place; // a request, or "all" for every one
     Fault fault = Fault::kNone;
     uint32_t late_ms = 0;
+
+    static bool parse(const char *text, FaultRule *rule);
+    static bool parse_place(std::string_view text, std::string_view *place);
 };
 
 // The faults, each REQUEST=FAULT. A later rule wins.
-class FaultRules {
+class FaultRules : public FaultList<FaultRule> {
 public:
-    bool add(const char *text);
-    // A rule, which replaces those of its request; a request, whose rules end; or none, which ends all.
-    bool change(const char *text);
     FaultRule of(std::string_view request) const;
     // Adds the rules to a text, as --fault takes them.
-    void tell(FaultText *text) const;
-
-private:
-    static constexpr size_t kMax = 32;
-
-    void remove(std::string_view request);
-
-    FaultRule rules_[kMax];
-    size_t count_ = 0;
+    void tell(FaultText &text) const;
 };
 
 // Target: FaultRules.
