@@ -297,6 +297,18 @@ bool clear_away(const sockaddr_un &address)
     return (errno == ECONNREFUSED && unlink(path) == 0) || complain(path);
 }
 
+// Also where a killed simulator has left its file; false after an error message.
+bool bind_anew(int fd, const sockaddr_un &address)
+{
+    if (bind_to(fd, address)) {
+        return true;
+    }
+    if (errno != EADDRINUSE) {
+        return complain(address.sun_path);
+    }
+    return clear_away(address) && (bind_to(fd, address) || complain(address.sun_path));
+}
+
 } // namespace
 
 int ControlSocket::open(const char *path)
@@ -313,10 +325,7 @@ int ControlSocket::open(const char *path)
         complain(path);
         return kFailed;
     }
-    if (!bind_to(fd.get(), address) &&
-        (errno != EADDRINUSE
-             ? !complain(path)
-             : !clear_away(address) || !(bind_to(fd.get(), address) || complain(path)))) {
+    if (!bind_anew(fd.get(), address)) {
         return kFailed;
     }
     struct stat status = {};
