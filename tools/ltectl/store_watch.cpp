@@ -15,9 +15,6 @@
 namespace lterouter::tools {
 namespace {
 
-// Not IN_MODIFY: a file that is emptied before it is written holds nothing meanwhile.
-constexpr uint32_t kFileChanges = IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-
 constexpr char kMounts[] = "/proc/self/mounts";
 
 int cannot_watch(const char *what)
@@ -53,7 +50,8 @@ int StoreWatch::add(const char *directory, int *watch)
         const auto length = static_cast<size_t>(slash - directory) + 1;
         memcpy(above, directory, length);
         above[length] = '\0';
-        *watch = inotify_add_watch(events_->get(), above, kFileChanges | IN_ONLYDIR);
+        // Without IN_MODIFY: a file that is emptied before it is written holds nothing meanwhile.
+        *watch = events_->add(above, kFileChanges | IN_ONLYDIR);
         if (*watch < 0 && errno != ENOENT && errno != ENOTDIR) {
             return cannot_watch(above);
         }
@@ -64,7 +62,7 @@ int StoreWatch::add(const char *directory, int *watch)
 int StoreWatch::begin()
 {
     position_ = end_ = 0;
-    events_.emplace(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    events_.emplace();
     if (!*events_) {
         return cannot_watch(kPersistentStore.root);
     }
@@ -107,7 +105,7 @@ StoreWatch::Told StoreWatch::await()
             return *told;
         }
         pollfd watched[] = {{stop_fd(), POLLIN, 0},
-                            {events_->get(), POLLIN, 0},
+                            {events_->fd(), POLLIN, 0},
                             {mounts_->get(), POLLPRI, 0}, // the kernel tells of no change below
                             {STDOUT_FILENO, 0, 0}};
         if (poll(watched, std::size(watched), -1) < 0) {
@@ -122,7 +120,7 @@ StoreWatch::Told StoreWatch::await()
         if (watched[1].revents == 0) {
             return Told::kReaderGone;
         }
-        const ssize_t count = read(events_->get(), told_, sizeof(told_));
+        const ssize_t count = read(events_->fd(), told_, sizeof(told_));
         if (count < 0) {
             return Told::kError;
         }

@@ -1,11 +1,11 @@
 // Waiting for changes of the files that hold the persistent parameters, of which the kernel tells.
 #pragma once
 
+#include "ltectl/file_watch.h"
 #include "support/fd.h"
 
 #include <cstddef>
 #include <optional>
-#include <sys/inotify.h>
 
 namespace lterouter::tools {
 
@@ -32,7 +32,7 @@ private:
     std::optional<Told> tell(const inotify_event &event);
     std::optional<Told> tell_next();
 
-    std::optional<Fd> events_;
+    std::optional<FileWatch> events_;
     std::optional<Fd> mounts_;
     int current_ = -1;
     int backup_ = -1;

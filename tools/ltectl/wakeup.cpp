@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <iterator>
 #include <poll.h>
-#include <sys/inotify.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -15,8 +14,6 @@ namespace lterouter::tools {
 namespace {
 
 constexpr int64_t kLookMs = 250;
-constexpr uint32_t kFileChanges =
-    IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_MODIFY;
 
 // As the kernel has them; a small libc comes without its headers.
 struct NetlinkAddress {
@@ -29,16 +26,7 @@ constexpr int kNetlinkRoute = 0;
 constexpr uint32_t kLinkGroup = 0x1;
 constexpr uint32_t kIpv4AddressGroup = 0x10;
 
-// -1 where there is nothing to watch, or the kernel refuses.
-int open_files(const char *directory)
-{
-    if (directory == nullptr) {
-        return -1;
-    }
-    Fd fd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    return fd && inotify_add_watch(fd.get(), directory, kFileChanges) >= 0 ? fd.release() : -1;
-}
-
+// -1 when it is not wanted, or the kernel refuses.
 int open_interfaces(bool wanted)
 {
     if (!wanted) {
@@ -63,15 +51,19 @@ void drain(int fd)
 } // namespace
 
 Wakeup::Wakeup(const Of &of)
-    : files_(open_files(of.directory)), interfaces_(open_interfaces(of.interfaces)),
-      looks_(of.others || (of.directory != nullptr && !files_) || (of.interfaces && !interfaces_))
+    : interfaces_(open_interfaces(of.interfaces)), looks_(of.others || (of.interfaces && !interfaces_))
 {
+    if (of.directory != nullptr) {
+        files_.emplace();
+        looks_ = files_->add(of.directory, kFileChanges | IN_MODIFY) < 0 || looks_;
+    }
 }
 
 Wakeup::Reason Wakeup::await(int64_t until_ms) const
 {
-    pollfd watched[] = {
-        {stop_fd(), POLLIN, 0}, {files_.get(), POLLIN, 0}, {interfaces_.get(), POLLIN, 0}};
+    pollfd watched[] = {{stop_fd(), POLLIN, 0},
+                        {files_ ? files_->fd() : -1, POLLIN, 0},
+                        {interfaces_.get(), POLLIN, 0}};
     const int64_t left_ms = std::max<int64_t>(until_ms - now_ms(), 0);
     const bool looks_first = looks_ && kLookMs < left_ms;
     const int ready =

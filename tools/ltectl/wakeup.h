@@ -2,9 +2,11 @@
 // not tell of, or refuses to, is looked for now and then.
 #pragma once
 
+#include "ltectl/file_watch.h"
 #include "support/fd.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace lterouter::tools {
 
@@ -24,9 +26,9 @@ public:
     Reason await(int64_t until_ms) const;
 
 private:
-    const Fd files_;
+    std::optional<FileWatch> files_;
     const Fd interfaces_;
-    const bool looks_;
+    bool looks_;
 };
 
 } // namespace lterouter::tools
