@@ -63,6 +63,8 @@ class Bash(CompletionTest):
                 ("ltectl ussd-test ", ["1", "2", "3"]), ("ltectl nettype ", ["0", "1", "2", "3"]),
                 ("ltectl led ", ["internet", "signal", "sim"]),
                 ("ltectl led sim ", ["10", "11", "12", "4", "8", "9"]), ("ltectl roam on ", []),
+                ("ltectl request IPC", ["IPC_MSG_ID_DEREGISTER", "IPC_MSG_ID_REGISTER"]),
+                ("ltectl request WM_MSG_ROAM", ["WM_MSG_ROAM_SWITCH_GET_REQ", "WM_MSG_ROAM_SWITCH_SET_REQ"]),
                 ("ltectl led sim 4 ", []), ("ltectl net route add lo 10.0.0.0/8 ", ["via"]), ("ltectl imsi ", []),
                 ("wansim --dns", ["--dns1", "--dns2"]), ("wansim --fault search=d", ["die"]),
                 ("modemsim --fault status=", ["error", "late", "reboot", "silent", "vanish"])):

@@ -2,6 +2,7 @@
 
 #include "common/at.h"
 #include "common/body.h"
+#include "common/completion.h"
 #include "common/program.h"
 #include "common/wan_manager.h"
 #include "lte_sdk/request_table.h"
@@ -146,12 +147,6 @@ constexpr Kind kKinds[] = {{"IPC_MSG_ID_REGISTER", IPC_MSG_ID_REGISTER, body::me
                            {"IPC_MSG_ID_DEREGISTER", IPC_MSG_ID_DEREGISTER, body::message_id},
                            LCT_REQUESTS(REQUEST_KIND) LCT_NOTIFICATIONS(NOTIFICATION_KIND)};
 
-#define REQUEST_NAME(function, message, module, its_body, its_answer, timeout_ms) #message,
-#define NOTIFICATION_NAME(message, its_body) #message,
-constexpr const char *kNames[] = {"IPC_MSG_ID_REGISTER", "IPC_MSG_ID_DEREGISTER",
-                                  LCT_REQUESTS(REQUEST_NAME)
-                                      LCT_NOTIFICATIONS(NOTIFICATION_NAME) nullptr};
-
 void add_hex(Record &record, const Body &body)
 {
     if (body.length == 0) {
@@ -274,7 +269,12 @@ bool find_message(const char *name, uint32_t *msg_id)
     return false;
 }
 
-const char *const *message_names() { return kNames; }
+void offer_messages(Offer &offer)
+{
+    for (const Kind &kind : kKinds) {
+        offer.add(kind.name);
+    }
+}
 
 const char *message_name(uint32_t msg_id)
 {

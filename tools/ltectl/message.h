@@ -8,6 +8,8 @@
 
 namespace lterouter::tools {
 
+class Offer;
+
 struct Message {
     EventHead head;
     ipc_msg_hdr header;
@@ -36,7 +38,6 @@ const char *message_name(uint32_t msg_id);
 void add_message(Record &record, uint32_t msg_id);
 // False when no message is called so.
 bool find_message(const char *name, uint32_t *msg_id);
-// Ends with NULL.
-const char *const *message_names();
+void offer_messages(Offer &offer);
 
 } // namespace lterouter::tools

@@ -211,9 +211,7 @@ const Option kRawRequestOptions[] = {
 void offer_message(Offer &offer, const char *const *before)
 {
     if (before[0] == nullptr) {
-        for (const char *const *name = message_names(); *name != nullptr; ++name) {
-            offer.add(*name);
-        }
+        offer_messages(offer);
     }
 }
 
