@@ -65,6 +65,10 @@ class Bash(CompletionTest):
                 ("ltectl led sim ", ["10", "11", "12", "4", "8", "9"]), ("ltectl roam on ", []),
                 ("ltectl request IPC", ["IPC_MSG_ID_DEREGISTER", "IPC_MSG_ID_REGISTER"]),
                 ("ltectl request WM_MSG_ROAM", ["WM_MSG_ROAM_SWITCH_GET_REQ", "WM_MSG_ROAM_SWITCH_SET_REQ"]),
+                ("ltectl wait m", ["manager"]), ("ltectl wait sim=sim_p", ["sim_pin", "sim_puk"]),
+                ("ltectl wait manager link=c", ["connected", "connecting"]), ("ltectl wait link=x", []),
+                ("ltectl wait li", [f"link={state}" for state in ("connected", "connecting", "disconnected",
+                                                                  "disconnecting")]),
                 ("ltectl led sim 4 ", []), ("ltectl net route add lo 10.0.0.0/8 ", ["via"]), ("ltectl imsi ", []),
                 ("wansim --dns", ["--dns1", "--dns2"]), ("wansim --fault search=d", ["die"]),
                 ("modemsim --fault status=", ["error", "late", "reboot", "silent", "vanish"])):
@@ -102,7 +106,7 @@ class Bash(CompletionTest):
 
     def test_interfaces(self):
         for line in ("stats ", "net iface ", "net probe 10.0.0.1 ", "net route add ", "net route default del ",
-                     "status --interface l"):
+                     "status --interface l", "wait interface=l"):
             self.assertIn("lo", self.offered("ltectl " + line), line)
         self.assertEqual(self.offered("ltectl net probe "), [])
 

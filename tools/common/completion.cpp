@@ -3,6 +3,7 @@
 #include "common/program.h"
 #include "common/record.h"
 #include "common/slice.h"
+#include "common/text.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -210,6 +211,16 @@ void Offer::add_interfaces()
         add(one->if_name);
     }
     if_freenameindex(interfaces);
+}
+
+void Offer::add_values(std::string_view name, const ValueType &type)
+{
+    Text<64> prefix;
+    const std::string_view before = prefix.add(name).add("=").text();
+    Offer values(before, begins_with(typed_, before) ? slice(typed_, before.size()) : "");
+    if (begins_with(typed_, before) || begins_with(before, typed_)) {
+        type.offer(values);
+    }
 }
 
 void Offer::add_files() { puts(":files"); }

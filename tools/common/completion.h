@@ -23,6 +23,8 @@ public:
     void add_each(std::string_view words, char separator);
     void add_numbers(uint32_t min, uint32_t max);
     void add_interfaces();
+    // Offers NAME=VALUE with each value of a type.
+    void add_values(std::string_view name, const ValueType &type);
     void add_files();
 
 private:

@@ -132,8 +132,16 @@ bool parse_sim(const char *text, void *)
     return text[0] != '\0' && strlen(text) < sizeof(SimStatus::text);
 }
 
-constexpr ValueType kLinkState = {"connected, connecting, disconnected or disconnecting", parse_link};
-constexpr ValueType kSimState = {"a state of at most 63 characters, such as sim_ready", parse_sim};
+constexpr ValueType kLinkState = {"connected, connecting, disconnected or disconnecting", parse_link,
+                                  [](Offer &offer) {
+                                      for (const char *state : kLinkStates) {
+                                          offer.add(state);
+                                      }
+                                  }};
+constexpr ValueType kSimState = {
+    "a state of at most 63 characters, such as sim_ready", parse_sim, [](Offer &offer) {
+        offer.add_each("sim_ready sim_pin pin_enable sim_puk sim_locked sim_absent", ' ');
+    }};
 
 struct Kind {
     const char *name;
@@ -285,7 +293,11 @@ const Option kAwaitOptions[] = {
 void offer_condition(Offer &offer, const char *const *)
 {
     for (const Kind &kind : kKinds) {
-        offer.add(kind.name);
+        if (kind.value != nullptr) {
+            offer.add_values(kind.name, *kind.value);
+        } else {
+            offer.add(kind.name);
+        }
     }
 }
 
