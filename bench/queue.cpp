@@ -149,7 +149,7 @@ private:
             queue_.send(&g_last);
         }
     }
-    // The queue keeps its order: a producer's last message comes behind all others of its own.
+    // The queue keeps its order: a producer's last message comes after all others of its own.
     void consume()
     {
         uint64_t count = 0;

@@ -16,7 +16,7 @@ inline apn_item unwritten_apn()
     return item;
 }
 
-// The fields of a text that a separator ends, and what stands behind the last.
+// The fields of a text that a separator ends, and what stands after the last.
 inline std::vector<std::string> fields_of(const std::string &text, char separator, std::string *rest)
 {
     std::vector<std::string> fields;

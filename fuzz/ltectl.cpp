@@ -199,7 +199,7 @@ private:
     sigset_t signals_;
 };
 
-// --get, and -g alone or behind another letter: bare values instead of objects.
+// --get, and -g alone or after another letter: bare values instead of objects.
 bool asks_for_fields(std::string_view argument)
 {
     return argument.starts_with("--")

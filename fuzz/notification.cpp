@@ -21,7 +21,7 @@ constexpr const char *kSource = "[lib/lte_sdk:sdk_msg_handler:";
 
 // ---- The message ----
 
-// As the endpoint hands it over: padded, with the sender's record behind.
+// As the endpoint hands it over: padded, with the sender's record after.
 struct Message {
     Message(uint32_t type, uint32_t id, std::string_view body)
         : len(static_cast<uint32_t>((body.size() + 3) & ~size_t{3}))

@@ -22,7 +22,7 @@ void check_parameter(std::string_view text, const char *line, const char *name, 
     require(text.substr(0, name_text.size() + 1) == std::string(name_text) + "=", "the name ends at =");
 
     require(value > name + name_text.size() + 1 && value < line + text.size(),
-            "the value is in the line, behind the bits");
+            "the value is in the line, after the bits");
     require(value_text.size() <= NV_VALUE_MAX, "a value has at most 4095 bytes");
     const size_t at = static_cast<size_t>(value - line);
     require(text.substr(at, value_text.size() + 1) == std::string(value_text) + "\n",

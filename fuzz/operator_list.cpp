@@ -14,7 +14,7 @@ constexpr size_t kEntries = 10;
 constexpr size_t kEntryMax = 63;
 constexpr size_t kNameMax = 15;
 
-// Takes a comma and the number behind it off the text; false when there is none. What does not fit is
+// Takes a comma and the number after it off the text; false when there is none. What does not fit is
 // cut as scanf cuts it.
 bool take_number(const char **text, bool is_signed, unsigned long *number)
 {

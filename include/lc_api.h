@@ -23,7 +23,7 @@
 #define LC_END_DECLS }
 #else
 #define LC_BEGIN_DECLS /**< before a header's declarations: what follows has C linkage */
-#define LC_END_DECLS   /**< behind them: the end of what has C linkage */
+#define LC_END_DECLS   /**< after them: the end of what has C linkage */
 #endif
 
 #endif

@@ -95,7 +95,7 @@ LC_API int lc_dir_exist(const char *path);
  * and each piece counts as a line. Line 0 of an empty file is an empty text.
  * @param[in]     path of the file
  * @param[in]     line its number, from 1; 0 means the last
- * @param[out]    buf  not NULL; receives the first *size bytes of the line, and NULs behind a shorter
+ * @param[out]    buf  not NULL; receives the first *size bytes of the line, and NULs after a shorter
  *                     line: one of *size bytes fits, without a terminator
  * @param[in,out] size not NULL; in: bytes of buf; out: the length of line 0 when it is longer, else
  *                     unchanged

@@ -47,7 +47,7 @@ LC_BEGIN_DECLS
 typedef struct lc_list_node {
     uint32_t reserved;         /**< not used by the list; leave it zero */
     void *data;                /**< the caller's object */
-    struct lc_list_node *next; /**< the node behind it; of the tail the head */
+    struct lc_list_node *next; /**< the node after it; of the tail the head */
     struct lc_list_node *prev; /**< the node before it; of the head the tail */
 } lc_list_node;
 
@@ -95,17 +95,17 @@ LC_API uint32_t lc_list_query_num(const lc_list *list);
 
 /** Links a node before the head. */
 LC_API uint32_t lc_list_add_at_head(lc_list *list, lc_list_node *node);
-/** Links a node behind the tail. */
+/** Links a node after the tail. */
 LC_API uint32_t lc_list_add_at_tail(lc_list *list, lc_list_node *node);
 /** Links a node before another. */
 LC_API uint32_t lc_list_add_before(lc_list *list, lc_list_node *ref, lc_list_node *node);
-/** Links a node behind another. */
+/** Links a node after another. */
 LC_API uint32_t lc_list_add_next(lc_list *list, lc_list_node *ref, lc_list_node *node);
 
 /** @}
  * @name Removal
  * Each unlinks a node from @p list, which the caller then owns, with its data. The list is circular:
- * before the head comes the tail, and behind the tail the head. @p ref must be in the list.
+ * before the head comes the tail, and after the tail the head. @p ref must be in the list.
  * @param[out] err never NULL; gets 0 or, with NULL returned, 1 (another argument is NULL), 3 (empty
  *                 list) or, where there is ref, 4 (only one node)
  * @return the node, or NULL
@@ -117,7 +117,7 @@ LC_API lc_list_node *lc_list_del_from_head(lc_list *list, uint32_t *err);
 LC_API lc_list_node *lc_list_del_from_tail(lc_list *list, uint32_t *err);
 /** Unlinks the node before another. */
 LC_API lc_list_node *lc_list_del_prev(lc_list *list, lc_list_node *ref, uint32_t *err);
-/** Unlinks the node behind another. */
+/** Unlinks the node after another. */
 LC_API lc_list_node *lc_list_del_next(lc_list *list, lc_list_node *ref, uint32_t *err);
 
 /** @} */

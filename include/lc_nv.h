@@ -119,7 +119,7 @@ LC_API uint32_t nvram_match(const char *name, const char *value);
  * @name Parameter files
  * Lines "NAME=BITS=VALUE": BITS hexadecimal, VALUE everything up to the line feed. Empty lines and
  * those that begin with "#" are skipped; any other line makes the file malformed, and so does an error
- * while reading. A checksum line, eight hexadecimal digits, may come first; it covers every byte behind
+ * while reading. A checksum line, eight hexadecimal digits, may come first; it covers every byte after
  * it. The digits are what strtoul takes: blanks, a sign or "0x" may be among the eight.
  * @{ */
 
@@ -234,7 +234,7 @@ LC_API uint32_t nvm_export(const char *path, uint32_t mask, int with_crc);
  * too, and passes over the others. The lines before a malformed one stay applied. Sets the umask to 0.
  * @param[in] has_crc        non-zero for a file that begins with a checksum line
  * @param[in] check_identity non-zero to accept only a file whose NV_IDENTITY_ parameters both have
- *                           their default values; without a checksum line only the lines behind the
+ *                           their default values; without a checksum line only the lines after the
  *                           later of the two are then applied
  * @retval 0 stored
  * @retval 3 path is NULL, the file cannot be opened (the reason goes to standard error) or read, its

@@ -72,7 +72,7 @@ LC_API int f_read_string(const char *path, char *buf, int size);
 LC_API char *psname(int pid, char *buf, int size);
 
 /** Finds the first process with the command name @p name, in the order of /proc. Of a name with a slash
- * only the part behind the first slash counts.
+ * only the part after the first slash counts.
  * @return its process id; -1 when there is none, or out of memory */
 LC_API int lc_pidof(const char *name);
 

@@ -56,7 +56,7 @@ LC_API void lc_str_toupper(char *text);
  * @retval -1 a sorts before b; also for a NULL pointer, and when either text begins with a byte of 0x80
  *            or above or the comparison reaches one before either text ends, even of a text with itself
  * @retval 0  equal
- * @retval 1  a sorts behind b */
+ * @retval 1  a sorts after b */
 LC_API int lc_strcasecmp(const char *a, const char *b);
 
 /** Compares at most @p count characters of @p a and @p b as lc_strcasecmp() does, but gives 1 for an

@@ -138,7 +138,7 @@ LC_API const char *lc_get_tlv_type_str(uint32_t value);
 
 /** Sends a command line to the AT port and reads replies, each for up to 5 s, until one comes that is
  * not the echo of the command: 120 reads at most, some ten minutes. A reply that begins with the first
- * 20 characters of the command counts as its echo, even with the answer behind it. Unless the port
+ * 20 characters of the command counts as its echo, even with the answer after it. Unless the port
  * cannot be opened, takes 10 s longer. */
 LC_API int32_t lc_at_snd(const char *command);
 

@@ -462,7 +462,7 @@ LC_API int32_t auto_match_apn(const char *path, const char *key, apn_item *out);
 LC_API int32_t parse_apn_list(const char *text, apn_item *out);
 
 /** Copies the text between the first and the second separator @p sep in @p in. Both the copy and the
- * search for the second begin one character behind the start of the first, however long sep is.
+ * search for the second begin one character after the start of the first, however long sep is.
  * @param[out] out      is zeroed first; what is too long is cut
  * @param[in]  out_size bytes of out
  * @return where the second separator starts, in in; NULL, and out unchanged, when a separator is

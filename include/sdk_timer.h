@@ -3,7 +3,7 @@
  *
  * Ticks are counted, not measured: slow callbacks and a busy machine lengthen every timer, and a signal
  * that the timer thread handles shortens them by up to a tick. Of timers shorter than a tick only one
- * expires at each tick, and timers behind them in the list wait.
+ * expires at each tick, and timers after them in the list wait.
  *
  * @par Threads
  * Any. Callbacks run on the timer thread with the service's mutex held. A callback must not call

@@ -76,7 +76,7 @@ bool runs(uintptr_t id, uint32_t stamp) REQUIRES(g_mutex)
 
 // ---- The delta list ----
 
-// Links a node so that it expires after `ticks`, behind others that expire in the same tick.
+// Links a node so that it expires after `ticks`, after others that expire in the same tick.
 bool insert_timer(lc_list_node *node, int32_t ticks) REQUIRES(g_mutex)
 {
     lc_list *const list = gp_timer_list->list;

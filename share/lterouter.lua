@@ -251,7 +251,7 @@ body("command", 97, 1008, function(bytes, tree)
     return "command=" .. bytes:add_text(tree, f.command, 96, length - 1)
 end)
 
--- What comes behind the result of an answer; it may be missing, as it is behind a refusal.
+-- What comes after the result of an answer; it may be missing, as it is after a refusal.
 local answers = {}
 
 for _, name in ipairs({"none", "result", "byte"}) do

@@ -199,7 +199,7 @@ class Description:
         return found
 
     def needed_records(self):
-        """Those that prototypes name, each behind those that it holds."""
+        """Those that prototypes name, each after those that it holds."""
         ordered = []
 
         def need(kind):

@@ -36,7 +36,7 @@ uint32_t check_milliseconds(lua_State *L, int index);
 int optional_wait(lua_State *L, int index);
 const char *check_text(lua_State *L, int index);
 const char *optional_text(lua_State *L, int index);
-/* A text that C may change, and what is to stand behind it. */
+/* A text that C may change, and what is to stand after it. */
 char *check_copy(lua_State *L, int index, const char *end);
 const void *check_bytes(lua_State *L, int index, size_t size);
 struct in_addr check_address(lua_State *L, int index);
@@ -77,7 +77,7 @@ int fail_with(lua_State *L, const char *function, const char *text, int64_t code
 int fail_errno(lua_State *L, const char *function, int code);
 /* Of wait_readable(). */
 int fail_wait(lua_State *L, const char *function, uint32_t code);
-/* The text behind the result that an answer begins with, or a failure. */
+/* The text after the result that an answer begins with, or a failure. */
 int push_answer(lua_State *L, const char *answer, const struct errors *errors, const char *function);
 
 /* Pushes true for 0. */

@@ -29,7 +29,7 @@ uint32_t wait_once(mq_mgt &queue, Condition &condition, int32_t timeout, uint32_
     return condition.wait_until(queue.lock, deadline) == ETIMEDOUT ? IPC_ERR_TIMEOUT : IPC_SUCCESS;
 }
 
-// Ordinary messages go to the tail; high-priority ones behind those already queued, before all others.
+// Ordinary messages go to the tail; high-priority ones after those already queued, before all others.
 // The high-priority half cannot be reached: ipc_mq_send accepts priority 0 only. It is kept because the
 // record, the usage report and ipc_mq_recv have high priority as part of the queue's design.
 uint32_t link_message(mq_mgt &queue, lc_list_node *node, uint32_t priority) REQUIRES(queue.lock)

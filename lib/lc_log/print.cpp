@@ -18,7 +18,7 @@ constexpr char kLevelNames[][6] = {LC_LOG_LEVEL_NAMES};
 constexpr uint8_t kPriorities[] = {LOG_DEBUG, LOG_INFO, LOG_ERR};
 static_assert(std::size(kPriorities) == std::size(kLevelNames));
 
-// The beginning of a family's messages, before and behind the line number.
+// The beginning of a family's messages, before and after the line number.
 struct Family {
     int8_t level;
     char beginning[21];

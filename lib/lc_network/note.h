@@ -1,5 +1,5 @@
 // Logging of this family. There are two prefixes: that of the messages about the ARP table and of
-// lc_arp_update has no blank behind "cos,".
+// lc_arp_update has no blank after "cos,".
 #pragma once
 
 #include "lc_log/print.h"

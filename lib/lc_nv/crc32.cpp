@@ -44,7 +44,7 @@ static_assert(kByte[1] == 0x77073096U);
 // The checksum with one more byte.
 constexpr uint32_t step(uint32_t crc, uint8_t byte) { return kByte[(crc ^ byte) & 0xFF] ^ (crc >> 8); }
 
-// Effect of each byte of a word on the checksum, so many bytes behind the start of the word.
+// Effect of each byte of a word on the checksum, so many bytes after the start of the word.
 constexpr Tables make_tables(size_t bytes)
 {
     Tables tables = {};

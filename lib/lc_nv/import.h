@@ -32,7 +32,7 @@ struct NvIdentity {
 //   wrong_checksum()                 the input does not begin with the checksum of the rest
 //   no_identity(line)                end or malformed line before the two identity parameters
 //   malformed()                      malformed line, or the input cannot be read
-//   no_defaults(defaults, applying)  the defaults file is missing or malformed; applying: lines behind
+//   no_defaults(defaults, applying)  the defaults file is missing or malformed; applying: lines after
 //                                    the identity were being applied
 //   compared(parameter, declared)    a line was compared with the identity; declared may be NULL
 //   found_identity()                 the lines that follow are applied
@@ -60,7 +60,7 @@ public:
     }
 
 private:
-    // Without a checksum line the input is deliberately not rewound: only the lines behind the later of
+    // Without a checksum line the input is deliberately not rewound: only the lines after the later of
     // the two identity parameters are applied.
     Result demand_identity(bool has_crc)
     {

@@ -46,7 +46,7 @@ public:
 
     // Whether the file begins with the checksum of what follows it; if so, the first line is next.
     bool checksum_matches();
-    // Goes back to the first line behind the checksum.
+    // Goes back to the first line after the checksum.
     bool rewind_to_lines();
 
     // The next parameter; comments and empty lines are passed over.

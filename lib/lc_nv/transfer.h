@@ -50,7 +50,7 @@ inline ssize_t nv_read_locked(int fd, char *text, char *last = nullptr)
 // terminator loses a byte); 0 or less: there is nothing to read.
 ssize_t nv_read_text(int fd, char *text, NvTurn *turn = nullptr);
 
-// Writes size bytes at the file's position, under an exclusive lock, then truncates the file behind
+// Writes size bytes at the file's position, under an exclusive lock, then truncates the file after
 // them: a longer old value is shortened only when the new bytes are written.
 void nv_write_text(int fd, const char *text, size_t size, NvTurn *turn = nullptr);
 

@@ -15,7 +15,7 @@ constexpr int kReads = 120;
 constexpr useconds_t kReplyMicroseconds = 2000000;
 constexpr unsigned kSettleSeconds = 10;
 
-// With room for a terminator behind a reply that fills it.
+// With room for a terminator after a reply that fills it.
 using Reply = char[kReplySize + 1];
 
 // Owner of the AT port. Closing it waits: the modem needs time to act on the command.

@@ -101,7 +101,7 @@ void store_file_field(unsigned index, Piece piece, Line *line)
     store_text(kFileTexts, index, piece, &line->item);
 }
 
-// Returns the number of fields; *text becomes the rest behind them.
+// Returns the number of fields; *text becomes the rest after them.
 unsigned parse_file_line(const char **text, Line *line)
 {
     *line = {};
@@ -159,7 +159,7 @@ int32_t auto_match_apn(const char *path, const char *key, apn_item *out)
         const char *rest = text;
         const unsigned count = parse_file_line(&rest, &line);
         if (count != kFileFields) {
-            // A malformed line ends the search, since the lines behind it may be wrong too.
+            // A malformed line ends the search, since the lines after it may be wrong too.
             return LC_TRACE(-1, "parse error:%s idx:%d\n\n", rest, static_cast<int>(count));
         }
         if (same(line.key, key)) {

@@ -23,7 +23,7 @@ static_assert(offsetof(AtHead, marker2) == 32 && offsetof(AtHead, marker3) == 48
 
 inline constexpr AtHead kAtHead = {0, 0, 5000, 3, "OK", "ERROR", "+CME ERROR"};
 
-// Characters of a command, with the carriage return; its terminator comes behind it.
+// Characters of a command, with the carriage return; its terminator comes after it.
 constexpr size_t kAtCommandMax = IPC_MSG_MAX_BODY - sizeof(AtHead) - 1;
 
 constexpr uint32_t kAtTypeFile = 1;

@@ -34,7 +34,7 @@ constexpr unsigned lacked_counters(uint8_t lacks)
 }
 
 struct Layout {
-    char mark[11]; // in the second header line of this layout and of those behind it
+    char mark[11]; // in the second header line of this layout and of those after it
     uint8_t lacks;
     const char *format;
 };

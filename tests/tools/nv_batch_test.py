@@ -181,7 +181,7 @@ class Trouble(BatchTest):
         self.assertEqual(command.out.next(), "line=1 done a=1")
         return command
 
-    UNKNOWN = ('; whether "b" has its new value is not known; ltectl nv get shows it; what stands behind line 2 is not '
+    UNKNOWN = ('; whether "b" has its new value is not known; ltectl nv get shows it; what stands after line 2 is not '
                "stored")
 
     def test_a_lock_that_is_not_given_back(self):

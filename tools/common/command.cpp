@@ -180,7 +180,7 @@ int unknown_option(const Level &level, const char *word)
     return fail(kUsage, "unknown option \"%s\"; see %s --help", word, level.path);
 }
 
-// Stores every option; getopt moves the operands behind them, from optind on.
+// Stores every option; getopt moves the operands after them, from optind on.
 int parse_options(const Level &level, int argc, char **argv)
 {
     const OptionTable table(level);

@@ -31,7 +31,7 @@ extern const ValueType kCount;
 
 // A duration of long operations. Target: uint32_t.
 extern const ValueType kSeconds;
-// What options of texts fill, zeros behind the text: as long as in the records that are sent.
+// What options of texts fill, zeros after the text: as long as in the records that are sent.
 using AddressText = decltype(lct_link_status::ip);
 using InterfaceText = decltype(lct_link_status::interface_name);
 using DigitText = decltype(lct_pin::pin);

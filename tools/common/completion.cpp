@@ -20,7 +20,7 @@ constexpr size_t kMostOperands = 64;
 struct Position {
     const Command *command;
     const Option *awaiting = nullptr; // an option whose value is next
-    bool only_operands = false;       // behind "--"
+    bool only_operands = false;       // after "--"
     const char *operands[kMostOperands + 1] = {};
     size_t operand_count = 0;
 };
@@ -64,7 +64,7 @@ const Option *with_value(const Option *option)
 
 bool is_option(std::string_view word) { return word.size() > 1 && word[0] == '-'; }
 
-// The option whose value is the word behind this option word.
+// The option whose value is the word after this option word.
 const Option *awaiting_after(const AllOptions &options, std::string_view word)
 {
     if (begins_with(word, "--")) {
@@ -119,7 +119,7 @@ void offer_value(Offer &offer, const Option &option)
     }
 }
 
-// The name of that operand in the usage line, without brackets; empty behind the last.
+// The name of that operand in the usage line, without brackets; empty after the last.
 std::string_view operand_name(std::string_view summary, size_t number)
 {
     for (; number != 0 && !summary.empty(); --number) {

@@ -1,6 +1,6 @@
 // Completion: the possible next words of a command line, from the tables that also parse it.
 //
-// A shell asks "PROGRAM --complete WORD...", the words behind the program's name up to the one that is
+// A shell asks "PROGRAM --complete WORD...", the words after the program's name up to the one that is
 // being typed, and gets the candidates, one a line, with a tab and an explanation where there is one.
 // The single line ":files" stands for file names.
 #pragma once

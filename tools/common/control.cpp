@@ -41,7 +41,7 @@ std::string_view take_word(std::string_view *line)
     return word;
 }
 
-// A NUL would hide what stands behind it.
+// A NUL would hide what stands after it.
 bool is_text(std::string_view line)
 {
     return std::none_of(line.begin(), line.end(), [](char ch) {

@@ -23,7 +23,7 @@ constexpr unsigned kEverySim = kManagerSim | kStoreSim | kModemSim;
 
 using ControlPath = decltype(sockaddr_un::sun_path);
 
-// Where they listen unless told otherwise; modemsim at its data port's path with this behind it.
+// Where they listen unless told otherwise; modemsim at its data port's path with this after it.
 constexpr char kManagerControl[] = "/tmp/wansim.control";
 constexpr char kStoreControl[] = "/tmp/wansim-sms.control";
 constexpr char kModemControlSuffix[] = ".control";

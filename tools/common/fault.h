@@ -15,7 +15,7 @@
 
 namespace lterouter::tools {
 
-// The number behind a fault's colon.
+// The number after a fault's colon.
 struct FaultNumber {
     enum class Unit { kNone, kTimes, kMilliseconds };
 

@@ -1,5 +1,5 @@
 // A simulator's script: controls, each with the time from the start at which it is carried out, one a
-// line: "2.5 link drop". Text behind "#" is a comment.
+// line: "2.5 link drop". Text after "#" is a comment.
 #pragma once
 
 #include "common/control.h"
@@ -35,7 +35,7 @@ class ScriptReader {
 public:
     void begin(const Script &script, int64_t start_ms);
 
-    // When the next event is due; no value behind the last.
+    // When the next event is due; no value after the last.
     std::optional<int64_t> due_ms() const { return due_ms_; }
     // The control that is due then; goes on to the next event.
     std::string_view take();

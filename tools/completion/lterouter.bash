@@ -16,7 +16,7 @@ _lterouter_complete()
             return
         fi
         candidate=${candidate%%$'\t'*}
-        # It replaces only what stands behind the last of these.
+        # It replaces only what stands after the last of these.
         candidate=${candidate#"${current%"${current##*[=:]}"}"}
         printf -v candidate %q "$candidate" # the shell is not to make anything of it
         COMPREPLY+=("$candidate")

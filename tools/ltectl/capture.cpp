@@ -203,7 +203,7 @@ int Capture::explain() const
     snprintf(path, sizeof(path), "/proc/self/fd/%d", fd_);
     return fail(kFailed, "cannot write %s: %s%s; %u packets are whole%s", path_, strerror(error_),
                 Remedy(path, error_).text, packets_,
-                is_cut_ ? "" : ", and behind them is a part of one");
+                is_cut_ ? "" : ", and after them is a part of one");
 }
 
 int Capture::finish()

@@ -49,7 +49,7 @@ struct State {
     bool renewed = false; // the deadline, by each wait of a lasting command
     bool given_up = false;
     Ending ending = {nullptr, nullptr};
-    char unknown[256] = ""; // what the command leaves when it is ended, behind "; "
+    char unknown[256] = ""; // what the command leaves when it is ended, after "; "
     bool ended = false;     // the work itself, with its code
     int code = kFailed;
     bool left = false; // with its farewell

@@ -42,7 +42,7 @@ template <typename Found> bool find(Found found)
     return false;
 }
 
-// The lock that this process waits for: behind each, the table has those who wait for it.
+// The lock that this process waits for: after each, the table has those who wait for it.
 bool find_lock(Lock *held)
 {
     *held = {};

@@ -28,7 +28,7 @@ void print_message(const Message &message);
 // were any.
 bool mask_secrets(Message *message);
 
-// The answer to a request: its result, and what is behind it, by its fields where they are known, else
+// The answer to a request: its result, and what is after it, by its fields where they are known, else
 // in hexadecimal.
 void print_answer(uint32_t msg_id, const Body &answer);
 

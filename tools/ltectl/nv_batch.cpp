@@ -290,9 +290,9 @@ void Batch::summarise(const char *state, uint32_t done) const
 
 int Batch::run(const Change &change) const
 {
-    char behind[64];
-    snprintf(behind, sizeof(behind), "; what stands behind line %u is not stored", change.line);
-    const int code = store_value(kPersistentStore, change.name, change.value, behind);
+    char after[64];
+    snprintf(after, sizeof(after), "; what stands after line %u is not stored", change.line);
+    const int code = store_value(kPersistentStore, change.name, change.value, after);
     if (code == kDone) {
         show(change, "done");
     } else {

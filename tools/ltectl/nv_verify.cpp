@@ -42,7 +42,7 @@ void report(const char *name, const char *copy, const char *problem, int error =
     add_reason(record, error);
 }
 
-// position: behind the line.
+// position: after the line.
 void report_line(const char *problem, long position)
 {
     if (!count_problem()) {
@@ -123,7 +123,7 @@ void verify_defaults()
     }
 }
 
-// The declarations behind a malformed line are not known.
+// The declarations after a malformed line are not known.
 [[gnu::noinline]] bool is_undeclared(const char *name)
 {
     Declaration declaration;

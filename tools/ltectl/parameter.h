@@ -36,7 +36,7 @@ uint32_t read_value(const ParameterStore &store, const char *name, char *value);
 void show_value(const char *value);
 
 // Stores a value and reads it back; prints an error message on failure. Returns an exit code. also:
-// what else is to be said when the command is ended meanwhile, behind "; ".
+// what else is to be said when the command is ended meanwhile, after "; ".
 int store_value(const ParameterStore &store, const char *name, const char *value,
                 const char *also = "");
 

@@ -35,7 +35,7 @@ MessageBody g_body = {};
 
 // ---- The command line ----
 
-// In decimal, in hexadecimal behind 0x, or by name.
+// In decimal, in hexadecimal after 0x, or by name.
 bool parse_message(const char *text, void *target)
 {
     auto *msg_id = static_cast<uint32_t *>(target);

@@ -175,7 +175,7 @@ constexpr void tell_those_of(Help &help, Suits places, std::string_view before_l
     tell(help, is_one, before_last);
 }
 
-// Each default stands behind the last of those that have it.
+// Each default stands after the last of those that have it.
 constexpr void tell_timed(Help &help)
 {
     uint32_t by_default = 0;
@@ -210,7 +210,7 @@ constexpr Help kHelp = [] {
     tell_those_of(help, Suits::kAll, " and ");
     help.add("; the begin command has no ");
     tell_those_of(help, Suits::kLaterFrames, " and ");
-    help.add(".\nControls (ltectl sim), one behind its time in seconds a line of a script: ");
+    help.add(".\nControls (ltectl sim), one after its time in seconds a line of a script: ");
     tell_controls(help, kModemSim);
     return help.add(".");
 }();

@@ -10,7 +10,7 @@ namespace {
 mq_cb g_queue = nullptr;
 
 // The library handles responses and registrations, after this. A hang keeps them waiting here, and what
-// comes behind them in the socket.
+// comes after them in the socket.
 uint32_t queue_requests(ipc_msg_hdr *message, uint32_t)
 {
     await_end_of_hang();

@@ -218,7 +218,7 @@ constexpr auto kFaultHelp = tell_faults(
     "publishes link and interface events. SIGINT or SIGTERM ends it.\n"
     "Faults: ",
     ". A late answer holds up every other.\n"
-    "Controls (ltectl sim), one behind its time in seconds a line of a script:\n");
+    "Controls (ltectl sim), one after its time in seconds a line of a script:\n");
 
 constexpr Text<768> kHelp = [] {
     Text<768> help;

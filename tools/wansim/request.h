@@ -27,7 +27,7 @@ struct State {
 };
 
 // A request's properties. A synchronous request is answered with the result, and with what run puts
-// behind it.
+// after it.
 struct Request {
     const char *name;
     uint32_t msg_id;

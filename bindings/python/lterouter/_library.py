@@ -87,7 +87,7 @@ def equal(error: type[Error], function: str, code: int) -> bool:
 
 
 def answered(error: type[Error], function: str, data: bytes) -> str:
-    """The text behind the result that an answer begins with."""
+    """The text after the result that an answer begins with."""
     check(error, function, int.from_bytes(data[:4], sys.byteorder, signed=True))
     return decoded(data[4:].split(b"\0")[0])
 
@@ -105,7 +105,7 @@ def decoded(data: bytes) -> str:
 
 
 def line(text: str) -> "ctypes.Array[ctypes.c_char]":
-    """A text that C may change, and a blank behind it that an AT command ends in."""
+    """A text that C may change, and a blank after it that an AT command ends in."""
     return ctypes.create_string_buffer(encoded(text) + b" ")
 
 
