@@ -55,11 +55,11 @@ class State(ControlTest):
         self.assert_quiet()
 
     def test_a_drop_while_connecting_is_the_end_of_it(self):
-        self.start("--delay", "100")
+        self.start("--delay", "1000")
         self.subscribe(LINK_STATUS)
         self.told("link restore")
         self.told("link drop")
-        time.sleep(0.2)
+        time.sleep(1.2)
         self.assert_published(CONNECTING, DISCONNECTED)
 
     def test_the_signal_is_what_it_was_set_to_whatever_the_link_does(self):
