@@ -154,7 +154,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"ltectl net probe .*",
      ByTest("tests/formats/formats_test.py", '"net probe 10.9.0.3 lan0 --mac 02:00:00:00:00:03"')),
     (r"ltectl led .*", ByTest("tests/formats/formats_test.py", 'page.table("LED", "file")')),
-    (r"wansim( --sms-store)? &|wansim --fault .*", RunsOn("wansim: ready")),
+    (r"wansim( --board| --sms-store)? &|wansim --(board|fault .*)", RunsOn("wansim: ready")),
     (r"modemsim .*(&|--fault .*)", RunsOn("modemsim: ready")),
     (r"(ltectl|wansim|modemsim) .*", Here()),
 

@@ -185,6 +185,13 @@ class End(BoardTest):
             self.wansim.process.kill()
             self.wansim.process.wait()
 
+    def test_without_the_interface_is_in_order_too(self):
+        self.start()
+        cable.ip("link", "del", "wwan0")
+        self.assertEqual(ltectl("sim", "link", "restore").returncode, DONE)
+        self.assertEqual(self.wansim.end(), (DONE, "", "".join(
+            f"wansim: cannot set wwan0 {way}: No such device\n" for way in ("down", "up"))))
+
     def test_of_a_start_that_fails_leaves_nothing(self):
         self.assert_failed(support.wansim("--board", "--control=/tmp"), FAILED,
                            "cannot make the control socket /tmp: a file is there already", tool="wansim")

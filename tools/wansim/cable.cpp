@@ -204,7 +204,7 @@ int Cable::open(const char *interface_name)
 
 Cable::~Cable()
 {
-    if (name_ != nullptr) {
+    if (name_ != nullptr && if_nametoindex(name_) != 0) { // unless a user has removed it
         run_ip("link del %s\n", name_);
     }
     if (far_end_ >= 0) { // which its network, and with it the cable, would not outlive
