@@ -1,0 +1,89 @@
+#include "lteweb/jobs.h"
+
+#include "ltectl/clock.h"
+#include "lteweb/json_text.h"
+
+namespace lterouter::tools {
+namespace {
+
+constexpr size_t kLongestResults = 64 * 1024;
+
+} // namespace
+
+bool Job::start(const Settings &settings, CommandLine &line, int stdin_file)
+{
+    line.add(nullptr);
+    if (!child_.start(
+            settings.ltectl, line.arguments, line.input, stdin_file,
+            {.on_line = on_line, .on_end = on_end, .context = this, .longest_ms = longest_ms_})) {
+        return false;
+    }
+    ever_ = true;
+    started_ms_ = wall_clock_ms();
+    objects_.clear();
+    message_.clear();
+    return true;
+}
+
+void Job::on_line(void *context, std::string_view line) { static_cast<Job *>(context)->add_line(line); }
+
+void Job::on_end(void *context, Child &) { static_cast<Job *>(context)->finish(); }
+
+void Job::add_line(std::string_view line)
+{
+    if (!is_object(line)) {
+        return;
+    }
+    // Beyond the limit a line is only published.
+    if (objects_.size() + line.size() + 1 < kLongestResults) {
+        const bool added = objects_.size() == 0 || objects_.add(",", kLongestResults);
+        if (added && !objects_.add(line, kLongestResults)) {
+            objects_.clear();
+        }
+    }
+    TextStream text;
+    if (text) {
+        JsonObject(text.file())
+            .text("job", name_)
+            .boolean("running", true)
+            .number("started", started_ms_)
+            .raw("object", line);
+    }
+    if (text.finish()) {
+        listeners_.publish("job", text.view());
+    }
+}
+
+void Job::finish()
+{
+    exit_code_ = child_.exit_code();
+    message_.add(child_.errors(), kLongestResults);
+    TextStream text;
+    if (text) {
+        JsonObject(text.file())
+            .text("job", name_)
+            .boolean("running", false)
+            .number("started", started_ms_)
+            .number("exit", exit_code_)
+            .text("message", message_.view());
+    }
+    if (text.finish()) {
+        listeners_.publish("job", text.view());
+    }
+}
+
+void Job::write(FILE *file) const
+{
+    JsonObject object(file);
+    object.boolean("running", running());
+    if (!ever_) {
+        return;
+    }
+    object.number("started", started_ms_);
+    fprintf(object.key("objects"), "[%.*s]", static_cast<int>(objects_.size()), objects_.view().data());
+    if (!running()) {
+        object.number("exit", exit_code_).text("message", message_.view());
+    }
+}
+
+} // namespace lterouter::tools

@@ -1,0 +1,47 @@
+// Long work, one of each kind at a time: the search for operators and the upgrade of the modem.
+#pragma once
+
+#include "lteweb/child.h"
+#include "lteweb/events.h"
+#include "lteweb/routes.h"
+
+#include <cstdio>
+
+namespace lterouter::tools {
+
+class Job {
+public:
+    Job(const char *name, int64_t longest_ms, Listeners &listeners)
+        : name_(name), longest_ms_(longest_ms), listeners_(listeners)
+    {
+    }
+
+    bool running() const { return child_.running(); }
+    // False with errno set.
+    bool start(const Settings &settings, CommandLine &line, int stdin_file);
+    // {"running":...}, without the results of none.
+    void write(FILE *file) const;
+    Child &child() { return child_; }
+    const Child &child() const { return child_; }
+
+private:
+    static void on_line(void *context, std::string_view line);
+    static void on_end(void *context, Child &child);
+    void add_line(std::string_view line);
+    void finish();
+
+    const char *const name_;
+    const int64_t longest_ms_;
+    Listeners &listeners_;
+    Child child_;
+    bool ever_ = false;
+    int64_t started_ms_ = 0;
+    Bytes objects_; // with commas between them
+    Bytes message_;
+    int exit_code_ = 0;
+};
+
+// Whether a line is an object, as everything that ltectl prints is.
+inline bool is_object(std::string_view line) { return line.starts_with('{') && line.ends_with('}'); }
+
+} // namespace lterouter::tools
