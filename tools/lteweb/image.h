@@ -11,6 +11,8 @@ class ImageFile {
 public:
     // False with errno set.
     bool open(const char *folder);
+    // What reads it begins at its beginning. False with errno set.
+    bool rewind() { return lseek(fd_.get(), 0, SEEK_SET) == 0; }
     // After a failure the rest is not written.
     void add(const char *bytes, size_t size);
     int error() const { return error_; }

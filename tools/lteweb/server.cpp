@@ -25,6 +25,7 @@ constexpr size_t kConnectionMemory = 8192;
 constexpr size_t kStreamBlock = 2048;
 constexpr unsigned kSilenceSeconds = 15;
 constexpr int kBacklog = 64;
+constexpr int kSendBuffer = 65536; // what the kernel keeps for a client that does not read
 
 // However steadily bytes trickle: from the beginning of a request to its end, and for its reply.
 constexpr int64_t kRequestMs = 10000;
@@ -345,6 +346,8 @@ private:
         const int on = 1;
         return listener_ &&
                setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) == 0 &&
+               setsockopt(listener_.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer)) ==
+                   0 && // connections inherit it
                bind(listener_.get(), reinterpret_cast<const sockaddr *>(&where.address),
                     where.length) == 0 &&
                listen(listener_.get(), kBacklog) == 0;

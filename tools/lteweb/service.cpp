@@ -357,7 +357,7 @@ void Service::start_job(Exchange &exchange, Job &job, int stdin_file)
 
 void Service::start_upgrade(Exchange &exchange)
 {
-    if (exchange.image.error() != 0) {
+    if (exchange.image.error() != 0 || !exchange.image.rewind()) {
         return reply_with({kNoStorage, "there is no room for the image"}, &exchange.reply);
     }
     start_job(exchange, upgrade_, exchange.image.fd());
@@ -441,6 +441,7 @@ void Service::serve_events(Exchange &exchange)
     if (exchange.listener == nullptr) {
         return reply_with({kUnavailable, "too many listen already", 5}, &exchange.reply);
     }
+    trace_.want(listeners_.any_reads_trace());
 }
 
 void Service::serve_jobs(Exchange &exchange)
