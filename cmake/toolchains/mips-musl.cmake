@@ -4,7 +4,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/musl_cxx.cmake)
 
 cmake_path(ABSOLUTE_PATH CMAKE_CURRENT_LIST_DIR OUTPUT_VARIABLE here)
 cmake_path(SET prefix NORMALIZE ${here}/../../build/musl-mips)
-if(NOT EXISTS ${prefix}/finished-with-lua)
+if(NOT EXISTS ${prefix}/finished-with-microhttpd)
     message(FATAL_ERROR "musl for MIPS is missing: scripts/cross-musl builds it")
 endif()
 
