@@ -156,6 +156,8 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"ltectl led .*", ByTest("tests/formats/formats_test.py", 'page.table("LED", "file")')),
     (r"wansim( --board| --sms-store)? &|wansim --(board|fault .*)", RunsOn("wansim: ready")),
     (r"modemsim .*(&|--fault .*)", RunsOn("modemsim: ready")),
+    (r"lteweb --make-password .*", ByTest("tests/web/web.py", '"--make-password", PASSWORDS')),
+    (r"lteweb --listen .*", ByTest("tests/web/web.py", 'LTEWEB, "--json", "--listen"')),
     (r"(ltectl|wansim|modemsim) .*", Here()),
 
     (r"touch /tmp/\.LC_DEBUG_FLAG_.*", Here()),

@@ -1,6 +1,6 @@
 """The manual pages of the tools: well-formed, and neither more nor less than what the programs' helps tell.
 
-usage: man_test.py PAGES LTECTL WANSIM MODEMSIM"""
+usage: man_test.py PAGES LTECTL WANSIM MODEMSIM [LTEWEB]"""
 
 import os
 import re
@@ -10,8 +10,8 @@ import unittest
 
 import support
 
-PAGES, LTECTL, WANSIM, MODEMSIM = sys.argv[1:]
-PROGRAMS = {"ltectl": LTECTL, "wansim": WANSIM, "modemsim": MODEMSIM}
+PAGES, LTECTL, WANSIM, MODEMSIM, *LTEWEB = sys.argv[1:]
+PROGRAMS = {"ltectl": LTECTL, "wansim": WANSIM, "modemsim": MODEMSIM, **dict(zip(["lteweb"], LTEWEB))}
 SECTIONS = ["NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "FILES", "EXIT STATUS", "EXAMPLES", "SEE ALSO"]
 
 
@@ -182,7 +182,7 @@ class Pages(unittest.TestCase):
 
     def test_the_commands_of_the_examples_are_understood(self):
         for program in PROGRAMS:
-            calls = re.findall(r"\$ (ltectl|wansim|modemsim)((?: [^&\n]+)?)", section(program, "EXAMPLES"))
+            calls = re.findall(r"\$ (ltectl|wansim|modemsim|lteweb)((?: [^&\n]+)?)", section(program, "EXAMPLES"))
             self.assertTrue(calls)
             for name, arguments in calls:
                 with self.subTest(name + arguments):

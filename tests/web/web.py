@@ -125,7 +125,9 @@ class WebTest(NvTest):
                 back = b""
                 while part := connection.recv(65536):
                     back += part
-            except ConnectionError:
+            except OSError as error:  # it has been refused before all of it was sent
+                if isinstance(error, TimeoutError):
+                    raise
                 back = b""
         return back
 

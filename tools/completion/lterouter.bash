@@ -1,4 +1,4 @@
-# Completion of ltectl, wansim and modemsim in bash. What may stand next the programs say themselves.
+# Completion of ltectl, wansim, modemsim and lteweb in bash. What may stand next the programs say themselves.
 # shellcheck shell=bash
 
 _lterouter_complete()
@@ -23,4 +23,4 @@ _lterouter_complete()
     done < <("$1" --complete "${words[@]:1}" 2>/dev/null | sort -u)
 }
 
-complete -F _lterouter_complete ltectl wansim modemsim
+complete -F _lterouter_complete ltectl wansim modemsim lteweb

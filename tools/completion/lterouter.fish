@@ -1,4 +1,4 @@
-# Completion of ltectl, wansim and modemsim in fish. What may stand next the programs say themselves.
+# Completion of ltectl, wansim, modemsim and lteweb in fish. What may stand next the programs say themselves.
 
 function __lterouter_complete
     set -l words (commandline --current-process --tokenize --cut-at-cursor)
@@ -15,6 +15,6 @@ function __lterouter_complete
     end
 end
 
-for program in ltectl wansim modemsim
+for program in ltectl wansim modemsim lteweb
     complete --command $program --no-files --arguments '(__lterouter_complete)'
 end

@@ -1,5 +1,5 @@
-#compdef ltectl wansim modemsim
-# Completion of ltectl, wansim and modemsim in zsh. What may stand next the programs say themselves.
+#compdef ltectl wansim modemsim lteweb
+# Completion of ltectl, wansim, modemsim and lteweb in zsh. What may stand next the programs say themselves.
 # shellcheck disable=all
 
 local line

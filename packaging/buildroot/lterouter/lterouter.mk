@@ -34,11 +34,21 @@ endef
 LTEROUTER_POST_INSTALL_TARGET_HOOKS += LTEROUTER_REMOVE_TOOLS
 endif
 
-ifeq ($(BR2_PACKAGE_LTEROUTER_STORE),y)
-define LTEROUTER_INSTALL_INIT_SYSV
-	$(INSTALL) -D -m 0755 $(LTEROUTER_PKGDIR)/S12lterouter \
-		$(TARGET_DIR)/etc/init.d/S12lterouter
-endef
+ifeq ($(BR2_PACKAGE_LTEROUTER_WEB),y)
+LTEROUTER_DEPENDENCIES += libmicrohttpd $(if $(BR2_PACKAGE_LIBXCRYPT),libxcrypt)
+LTEROUTER_CONF_OPTS += -DLTEROUTER_WEB=ON
+else
+LTEROUTER_CONF_OPTS += -DLTEROUTER_WEB=OFF
 endif
+
+LTEROUTER_SCRIPTS = \
+	$(if $(BR2_PACKAGE_LTEROUTER_STORE),S12lterouter) \
+	$(if $(BR2_PACKAGE_LTEROUTER_WEB),S95lteweb)
+
+define LTEROUTER_INSTALL_INIT_SYSV
+	$(foreach script,$(LTEROUTER_SCRIPTS), \
+		$(INSTALL) -D -m 0755 $(LTEROUTER_PKGDIR)/$(script) \
+			$(TARGET_DIR)/etc/init.d/$(script) &&) :
+endef
 
 $(eval $(cmake-package))
