@@ -26,7 +26,9 @@ public:
         if (more.size() > limit - size_ || !make_room(size_ + more.size() + 1)) {
             return false;
         }
-        memcpy(data_ + size_, more.data(), more.size());
+        if (!more.empty()) { // which may have no address
+            memcpy(data_ + size_, more.data(), more.size());
+        }
         size_ += more.size();
         data_[size_] = '\0';
         return true;
@@ -57,7 +59,7 @@ public:
 private:
     bool make_room(size_t wanted)
     {
-        if (wanted <= room_) {
+        if (data_ != nullptr && wanted <= room_) {
             return true;
         }
         const size_t room = wanted > 2 * room_ ? wanted : 2 * room_;

@@ -8,8 +8,6 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
-extern char **environ;
-
 namespace lterouter::tools {
 namespace {
 

@@ -27,6 +27,8 @@ bool is_valid(std::string_view text)
     return true;
 }
 
+bool is_blank(char ch) { return ch == ' ' || ch == '\t' || ch == '\r' || ch == '\n'; }
+
 uint32_t digit_value(char ch)
 {
     if (ch >= '0' && ch <= '9') {
@@ -67,7 +69,7 @@ public:
 private:
     void skip_blanks()
     {
-        while (next_ != end_ && memchr(" \t\r\n", *next_, 4) != nullptr) {
+        while (next_ != end_ && is_blank(*next_)) {
             ++next_;
         }
     }

@@ -9,6 +9,7 @@ namespace {
 
 constexpr char kGet[] = "GET";
 constexpr char kPost[] = "POST";
+constexpr char kStatusPath[] = "/api/status";
 
 constexpr uint64_t kMebibyte = 1024 * 1024;
 
@@ -64,7 +65,7 @@ constexpr Route kRoutes[] = {
     {.method = kGet, .path = "/api/history", .work = Work::kHistory},
     {.method = kGet, .path = "/api/events", .work = Work::kEvents},
     {.method = kGet, .path = "/api/jobs", .work = Work::kJobs},
-    reading("/api/status", "status"),
+    reading(kStatusPath, "status"),
     reading("/api/channel", "channel"),
     reading("/api/bus", "bus", "list", "--verbose"),
     reading("/api/log", "log"),
@@ -229,7 +230,7 @@ void begin_command(const Route &route, const Settings &settings, CommandLine *li
             line->add(word);
         }
     }
-    if (strcmp(route.words[0], "status") == 0) {
+    if (strcmp(route.path, kStatusPath) == 0) {
         line->add("--interface");
         line->add(settings.interface_name);
     }
