@@ -67,8 +67,8 @@ def in_page(program):
 def files_of(program):
     """The paths in a program's source, up to what is formatted into them."""
     folder = os.path.join(PAGES, "..", "..", "tools", program)
-    for name in os.listdir(folder):
-        with open(os.path.join(folder, name)) as file:
+    for path in filter(os.path.isfile, (os.path.join(folder, name) for name in os.listdir(folder))):
+        with open(path) as file:
             yield from re.findall(r'"(/(?:2ndfile|dev|proc|tmp|usr)/(?!null)[^"%]*)', file.read())
 
 

@@ -109,6 +109,7 @@ bool Child::start(const char *program, const char *const *arguments, Bytes &inpu
     work_ = work;
     deadline_ms_ = work.longest_ms != 0 ? now_ms() + work.longest_ms : 0;
     asked_to_end_ = false;
+    ended_ = false;
     late_ = false;
     cut_ = false;
     feed();
@@ -117,7 +118,7 @@ bool Child::start(const char *program, const char *const *arguments, Bytes &inpu
 
 void Child::end()
 {
-    if (running() && !asked_to_end_) {
+    if (running() && !ended_ && !asked_to_end_) {
         kill(pid_, SIGTERM);
         asked_to_end_ = true;
         deadline_ms_ = now_ms() + kGraceMs;
@@ -126,7 +127,7 @@ void Child::end()
 
 void Child::kill_now()
 {
-    if (running()) {
+    if (running() && !ended_) {
         kill(pid_, SIGKILL);
     }
 }
@@ -162,24 +163,26 @@ void Child::feed()
     input_.clear();
 }
 
-void Child::take(OwnFd &from, Bytes &into, size_t limit)
+// No more than a piece at a time, so that listeners get what is published before there is more.
+bool Child::take(OwnFd &from, Bytes &into, size_t limit)
 {
     char piece[4096];
-    while (from) {
-        const ssize_t count = read(from.get(), piece, sizeof(piece));
-        if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
-            return;
-        }
-        if (count <= 0) {
-            from.reset();
-        } else if (!into.add({piece, static_cast<size_t>(count)}, limit) && &into == &output_) {
-            cut_ = true; // of messages the first ones tell enough
-            from.reset();
-        }
-        if (work_.on_line != nullptr) {
-            pass_lines();
-        }
+    const ssize_t count = from ? read(from.get(), piece, sizeof(piece)) : 0;
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return errno == EINTR;
     }
+    if (count <= 0) {
+        from.reset();
+        return false;
+    }
+    if (!into.add({piece, static_cast<size_t>(count)}, limit) && &into == &output_) {
+        cut_ = true; // of messages the first ones tell enough
+        from.reset();
+    }
+    if (work_.on_line != nullptr) {
+        pass_lines();
+    }
+    return true;
 }
 
 void Child::pass_lines()
@@ -205,30 +208,32 @@ void Child::exchange()
         return;
     }
     feed();
-    take(out_, output_, kLongestOutput);
-    take(err_, errors_, kLongestErrors);
+    const bool more_output = take(out_, output_, kLongestOutput);
+    const bool more_errors = take(err_, errors_, kLongestErrors);
     if (cut_) {
         end();
+    }
+    if (ended_ && !more_output && !more_errors) {
+        finish();
     }
 }
 
 void Child::reap()
 {
-    int status;
-    if (running() && waitpid(pid_, &status, WNOHANG) == pid_) {
+    if (running() && !ended_ && waitpid(pid_, &status_, WNOHANG) == pid_) {
+        ended_ = true;
         exchange(); // what it has written before
-        finish(status);
     }
 }
 
-void Child::finish(int status)
+void Child::finish()
 {
     pid_ = 0;
     in_.reset();
     out_.reset();
     err_.reset();
     input_.clear();
-    exit_code_ = WIFEXITED(status) ? WEXITSTATUS(status) : kKilled + WTERMSIG(status);
+    exit_code_ = WIFEXITED(status_) ? WEXITSTATUS(status_) : kKilled + WTERMSIG(status_);
     if (work_.on_end != nullptr) {
         work_.on_end(work_.context, *this);
     }
@@ -238,12 +243,12 @@ void Child::finish(int status)
 
 std::optional<int64_t> Child::next_ms() const
 {
-    return running() && deadline_ms_ != 0 ? std::optional(deadline_ms_) : std::nullopt;
+    return running() && !ended_ && deadline_ms_ != 0 ? std::optional(deadline_ms_) : std::nullopt;
 }
 
 void Child::tick(int64_t now)
 {
-    if (!running() || deadline_ms_ == 0 || now < deadline_ms_) {
+    if (!running() || ended_ || deadline_ms_ == 0 || now < deadline_ms_) {
         return;
     }
     if (asked_to_end_) {

@@ -82,9 +82,10 @@ public:
 
 private:
     void feed();
-    void take(OwnFd &from, Bytes &into, size_t limit);
+    // Whether there may be more.
+    bool take(OwnFd &from, Bytes &into, size_t limit);
     void pass_lines();
-    void finish(int status);
+    void finish();
 
     pid_t pid_ = 0;
     OwnFd in_;
@@ -97,6 +98,8 @@ private:
     Work work_;
     int64_t deadline_ms_ = 0; // 0: none
     bool asked_to_end_ = false;
+    bool ended_ = false; // but not all that it has written is taken
+    int status_ = 0;
     bool late_ = false;
     bool cut_ = false;
     int exit_code_ = 0;
