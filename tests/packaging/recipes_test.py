@@ -186,7 +186,8 @@ class Debian(unittest.TestCase):
         build = run_openwrt() / f"lterouter-{VERSION}/build"
         documents = first(r"(-DCMAKE_INSTALL_DOCDIR=\S+)", "debian/rules")
         bindings = first(r'"(-DLTEROUTER_BINDINGS=[^"]+)"', "debian/rules")
-        run("cmake", "-DCMAKE_INSTALL_LIBDIR=lib/some-triplet", documents, bindings, build)
+        page = first(r"(-DLTEROUTER_WEB=\S+)", "debian/rules")
+        run("cmake", "-DCMAKE_INSTALL_LIBDIR=lib/some-triplet", documents, bindings, page, build)
         run("cmake", "--build", build)
         run("cmake", "--install", build, DESTDIR=str(WORK / "debian"))
         lists = {path.stem: path.read_text().split() for path in DEBIAN.glob("*.install")}

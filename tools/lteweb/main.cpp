@@ -30,8 +30,11 @@
 #include "lteweb/server.h"
 #include "lteweb/settings.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace lterouter::tools {
 namespace {
@@ -45,7 +48,7 @@ Settings g_settings = {.listen = {},
                        .interface_name = "wwan0",
                        .password_file = "/etc/lteweb.passwd",
                        .make_password = "",
-                       .ltectl = LTEROUTER_LTECTL,
+                       .ltectl = "",
                        .image_folder = "/tmp",
                        .image_limit_mib = kDefaultImageMib,
                        .sample_seconds = kDefaultSampleSeconds};
@@ -67,9 +70,24 @@ constexpr Option kOptions[] = {
     {"image-folder", "FOLDER", "where an image is kept during an upgrade (/tmp)", &kPath,
      g_settings.image_folder},
     {"image-limit", "MIB", "the largest image, in MiB (64)", &kMebibytes, &g_settings.image_limit_mib},
-    {"ltectl", "FILE", "the ltectl that does the work", &kPath, g_settings.ltectl},
+    {"ltectl", "FILE", "the ltectl that does the work (the one beside this program)", &kPath,
+     g_settings.ltectl},
     {},
 };
+
+bool find_ltectl()
+{
+    constexpr char kName[] = "ltectl";
+    char(&path)[kPathSize] = g_settings.ltectl;
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof(path) - 1);
+    path[std::max<ssize_t>(length, 0)] = '\0';
+    char *const slash = strrchr(path, '/');
+    if (slash == nullptr || slash + 1 + sizeof(kName) > path + sizeof(path)) {
+        return false;
+    }
+    memcpy(slash + 1, kName, sizeof(kName));
+    return true;
+}
 
 int run(char *const *)
 {
@@ -78,6 +96,9 @@ int run(char *const *)
     }
     if (g_settings.listen.length == 0) {
         kListen.parse("127.0.0.1:8080", &g_settings.listen);
+    }
+    if (g_settings.ltectl[0] == '\0' && !find_ltectl()) {
+        return fail(kFailed, "cannot tell where ltectl is: --ltectl does");
     }
     // Blocked before any thread starts, so that only the main thread takes them.
     sigset_t awaited;
