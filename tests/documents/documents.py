@@ -6,7 +6,7 @@ import re
 # What a command begins with; other code spans and blocks are names, formats and pictures.
 PROGRAMS = ("apt", "apt-get", "busybox", "bwrap", "c++", "cat", "cc", "chmod", "chown", "cmake", "cmp", "cp",
             "ctest", "dpkg", "dpkg-buildpackage", "echo", "export", "g++", "gcc", "git", "grep", "head", "install", "kill",
-            "ldconfig", "ln", "logread", "ltectl", "make", "man", "mkdir", "mkfs.ext4", "modemsim", "mount",
+            "ldconfig", "ln", "logread", "ltectl", "lteweb", "make", "man", "mkdir", "mkfs.ext4", "modemsim", "mount",
             "opkg", "pkg-config", "printf", "ps", "rm", "sed", "sh", "sudo", "sysctl", "tail", "tar", "touch",
             "wansim", "yes")
 _BEGINS_A_COMMAND = re.compile(rf"(?:[A-Z_]+=\S* )*(?:(?:{'|'.join(map(re.escape, PROGRAMS))})(?: |$)"

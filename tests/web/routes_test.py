@@ -471,8 +471,8 @@ class CommandLine(WebTest):
     def test_an_address_in_use(self):
         self.start(manager=False)
         ended = support.run(web.LTEWEB, "--listen", f"127.0.0.1:{self.port}")
-        self.assertEqual((ended.returncode, ended.stderr),
-                         (FAILED, "lteweb: cannot listen at 127.0.0.1: Address already in use\n"))
+        self.assertEqual(ended.returncode, FAILED)
+        self.assertRegex(ended.stderr, "^lteweb: cannot listen at 127.0.0.1: Address (already )?in use\n$")
 
     def test_hosts(self):
         for names in (["a b"], [""], ["x" * 256], ["a/b"], list("abcde")):
