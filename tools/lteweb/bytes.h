@@ -1,6 +1,7 @@
 // Bytes that are collected, up to a limit.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -57,12 +58,14 @@ public:
     }
 
 private:
+    static constexpr size_t kLeastRoom = 64;
+
     bool make_room(size_t wanted)
     {
         if (data_ != nullptr && wanted <= room_) {
             return true;
         }
-        const size_t room = wanted > 2 * room_ ? wanted : 2 * room_;
+        const size_t room = std::max({wanted, 2 * room_, kLeastRoom});
         // Not realloc, which could leave a copy behind.
         char *larger = static_cast<char *>(malloc(room));
         if (larger == nullptr) {
