@@ -1,6 +1,6 @@
 """ltectl metrics, and the dashboard that shows them.
 
-usage: metrics_test.py LTECTL WANSIM DASHBOARD"""
+usage: metrics_test.py LTECTL WANSIM DASHBOARD UNPACKED"""
 
 import fcntl
 import itertools
@@ -8,14 +8,19 @@ import json
 import os
 import re
 import signal
+import subprocess
 import sys
 import time
+import unittest
 
 import support
 from support import (CONNECTED, DONE, FAILED, NO_ANSWER, Background, FakeManager, NvTest, ToolTest, ltectl, read_file,
                      write_file)
 
-DASHBOARD = sys.argv.pop()
+DASHBOARD, UNPACKED = sys.argv[3:]
+del sys.argv[3:]
+
+PROMTOOL = UNPACKED + "/prometheus/usr/bin/promtool"
 
 FOLDER = "/2ndfile/textfiles/"  # the node exporter reads those that end with .prom
 FILE = FOLDER + "lterouter.prom"
@@ -72,6 +77,24 @@ class MetricsTest(ToolTest):
 
     def requests(self, found):
         return {dict(labels)["outcome"]: value for (name, labels), value in found.items() if name == "manager_requests"}
+
+
+@unittest.skipUnless(os.path.exists(PROMTOOL), "promtool is not there; scripts/setup native unpacks it")
+class Promtool(NvTest, MetricsTest):
+    def assert_nothing_found(self):
+        text = ltectl("metrics").stdout
+        result = subprocess.run([PROMTOOL, "check", "metrics"], input=text, capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
+
+    def test_finds_nothing_without_a_manager(self):
+        self.assert_nothing_found()
+
+    def test_finds_nothing_with_a_connected_link_and_a_store(self):
+        self.declare(b"a=1=da\n")
+        self.start_wansim("--delay=0")
+        ltectl("connect", "--wait", "10")
+        self.assertEqual(ltectl("nv", "init").returncode, DONE)
+        self.assert_nothing_found()
 
 
 class WithManager(MetricsTest):

@@ -1,6 +1,6 @@
 """lteweb behind another server, as docs/web.md configures it.
 
-usage: proxy_test.py LTECTL WANSIM LTEWEB DOCUMENT"""
+usage: proxy_test.py LTECTL WANSIM LTEWEB DOCUMENT UNPACKED"""
 
 import re
 import socket
@@ -9,7 +9,7 @@ import sys
 import web
 from web import BYTES, WebTest, support, write_file
 
-DOCUMENT = sys.argv[4]
+DOCUMENT, UNPACKED = sys.argv[4:6]
 
 
 class Lighttpd(WebTest):
@@ -25,7 +25,8 @@ class Lighttpd(WebTest):
         write_file("/tmp/lighttpd.conf", (configuration.replace("8080", str(self.port)) +
                                           f'server.document-root = "/tmp"\nserver.port = {front}\n'
                                           'server.bind = "127.0.0.1"\n').encode())
-        self.front = web.Background(self, "/usr/sbin/lighttpd", "-D", "-f", "/tmp/lighttpd.conf")
+        self.front = web.Background(self, f"{UNPACKED}/usr/sbin/lighttpd", "-D",
+                                    "-m", f"{UNPACKED}/usr/lib/lighttpd", "-f", "/tmp/lighttpd.conf")
         self.port = front
         web.eventually(lambda: self.get("/lte/").status == 200, ConnectionError)
 
