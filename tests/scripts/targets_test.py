@@ -163,6 +163,11 @@ class MissingPackages(unittest.TestCase):
         self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
         self.assertEqual(len(self.asked()), 2)
 
+    def test_that_another_package_brings_are_not_installed(self):
+        put_program(self.tools, "dpkg-query", 'case "$*" in *Provides*) echo "installed sandboxes, bubblewrap (= 1)" ;; esac')
+        result = self.setup("sandbox")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
+
     def test_are_told_in_one_line_of_a_terminal(self):
         main, terminal = os.openpty()
         self.addCleanup(os.close, main)
