@@ -1,7 +1,7 @@
 # The targets. Sourced by the other scripts.
 # shellcheck shell=bash disable=SC2034
 
-targets=(native asan tsan valgrind coverage mips musl mips-musl mips16-musl)
+targets=(native asan tsan valgrind coverage mips musl mips-musl mips16-musl web)
 
 declare -A target_is=(
     [native]="GCC, optimised"
@@ -13,6 +13,7 @@ declare -A target_is=(
     [musl]="musl, a small libc: the C programs, the tools and the demo"
     [mips-musl]="the same on 32-bit big-endian MIPS, emulated: what the router runs"
     [mips16-musl]="the same with the library as MIPS16 code, for cores that have it"
+    [web]="the page of lteweb in a browser"
 )
 
 is_target() { [ -n "$1" ] && [ -n "${target_is[$1]:-}" ]; }

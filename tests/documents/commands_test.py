@@ -104,6 +104,7 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"scripts/test( [a-zA-Z-]+)+(\.\.\.)?", ByCi(r"scripts/test (?=.*\basan\b)(?=.*\bcoverage\b)(?=.*\bmips\b).*")),
     (r"scripts/setup( mips)?", ByTest("scripts/build", "scripts/setup")),
     (r"scripts/demo( TARGET)?", ByTest("tests/tools/demo_test.py", 'run_demo("--build", BUILD)')),
+    (r"scripts/demo --web", ByTest("tests/web/browser/demo_test.js", "['--web', '--build', build]")),
     (r"scripts/sandbox( bash)?", ByTest("tests/CMakeLists.txt", "${LTEROUTER_SANDBOX} ${ARG_COMMAND}")),
     (r"scripts/cross-musl", ByTest("scripts/build", "scripts/cross-musl")),
     (r"scripts/lint", ByCi("scripts/lint")),
