@@ -77,16 +77,18 @@ class Stream:
 
 class Machine:
     def __init__(self, flash=None, *, flash_kind="jffs2", memory=64, console=None, share=None, cables=(),
-                 devices=(), kernel_options="", shell=False):
+                 modem=(), devices=(), kernel_options="", shell=False):
         """flash       the file that is the second drive; without one, an erased one that goes with the machine
         flash_kind  what is on it: jffs2, ubifs, or none for what the caller mounts
         console     a file for what the kernel and the start print; otherwise it is shown when something fails
         share       a folder of the host's, a copy of which is seen below /mnt
         cables      what the board's further serial lines are connected to, /dev/ttyS1 first
+        modem       two cables, plugged in as a USB adapter with four ports: /dev/ttyUSB1 and /dev/ttyUSB3
         devices     more words of the emulator's command line
         shell       the console is this process's terminal instead"""
         self.memory, self.flash_kind, self.share = memory, flash_kind, share
-        self.cables, self.devices, self.kernel_options, self.shell = cables, devices, kernel_options, shell
+        self.cables, self.modem, self.devices = cables, modem, devices
+        self.kernel_options, self.shell = kernel_options, shell
         self.process = None
         self.sockets = {}
         self.kernel, self.root = parts.kernel() / "vmlinux", parts.root_image()
@@ -115,7 +117,7 @@ class Machine:
                 ["setpriv", "--pdeathsig", "KILL", *self.command_line(inner)],
                 stdin=None if self.shell else subprocess.DEVNULL, stdout=None if self.shell else subprocess.DEVNULL,
                 stderr=None if self.shell else subprocess.PIPE,
-                pass_fds=[end.fileno() for end in [*inner.values(), *(cable.far for cable in self.cables)]])
+                pass_fds=[end.fileno() for end in [*inner.values(), *(cable.far for cable in [*self.cables, *self.modem])]])
         finally:
             for end in inner.values():
                 end.close()
@@ -141,7 +143,9 @@ class Machine:
     def lines(self):
         words = []
         for number, cable in enumerate(self.cables):
-            words += ["-chardev", f"socket,id=line{number},fd={cable.far.fileno()}", "-serial", f"chardev:line{number}"]
+            words += [*line(f"line{number}", cable), "-serial", f"chardev:line{number}"]
+        for number, cable in enumerate((None, self.modem[0], None, self.modem[1]) if self.modem else ()):
+            words += [*line(f"usb{number}", cable), "-device", f"usb-serial,always-plugged=on,chardev=usb{number}"]
         return words
 
     def shared(self):
@@ -171,7 +175,7 @@ class Machine:
 
     def end(self, seconds=30):
         """Shuts down in order."""
-        self.sockets["commands"].sendall(self.request("/etc/init.d/rcK; poweroff -f", "end"))
+        self.sockets["commands"].sendall(self.request("poweroff", "end"))
         self.await_exit(seconds)
 
     def await_exit(self, seconds=None):
@@ -274,6 +278,10 @@ class Machine:
                 if self.ready(selector, deadline):
                     line += self.received(self.sockets["commands"])
         return line.strip()
+
+
+def line(name, cable):
+    return ["-chardev", f"socket,id={name},fd={cable.far.fileno()}" if cable else f"null,id={name}"]
 
 
 def drive(number, path, more):

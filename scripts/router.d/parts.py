@@ -1,4 +1,4 @@
-"""What the emulated router consists of: kernel, busybox and root file system, each kept below build/router under a
+"""What the emulated router consists of: kernel, busybox, ip and root file system, each kept below build/router under a
 name that tells what it was made from."""
 
 import contextlib
@@ -138,13 +138,16 @@ def linux_headers(folder):
     return folder
 
 
+def compiler_with(headers):
+    return f"{CROSS}gcc -specs={MUSL}/lib/musl-gcc.specs -isystem {headers}"
+
+
 def make_busybox(work, result):
     say("building busybox, which is kept")
     log, fragment = work / "log", HERE / "busybox.config"
     run([ROOT / "scripts" / "debian-source", work, "busybox"], log)
     source = work / "busybox"
-    compiler = f"{CROSS}gcc -specs={MUSL}/lib/musl-gcc.specs -isystem {linux_headers(work / 'headers')}"
-    make = ["make", "-C", source, f"CC={compiler}", JOBS]
+    make = ["make", "-C", source, f"CC={compiler_with(linux_headers(work / 'headers'))}", JOBS]
     run([*make, "defconfig"], log)
     config = source / ".config"
     others = [line for line in config.read_text(encoding="utf-8").splitlines()
@@ -160,6 +163,24 @@ def make_busybox(work, result):
 def busybox():
     """The folder of the program and of the list of its names."""
     return keep("busybox", hash_of(HERE / "busybox.config"), make_busybox)
+
+
+# ---- The network's tool ----
+
+def make_ip(work, result):
+    say("building ip, which is kept")
+    log = work / "log"
+    run([ROOT / "scripts" / "debian-source", work, "iproute2"], log)
+    source = work / "iproute2"
+    compiler = compiler_with(linux_headers(work / "headers"))
+    run(["env", "PKG_CONFIG=false", f"CC={compiler}", "./configure"], log, cwd=source)
+    run(["make", "-C", source, "SUBDIRS=lib ip", f"CC={compiler}", "HOSTCC=gcc", f"AR={CROSS}ar", JOBS], log)
+    run([f"{CROSS}strip", "-o", result / "ip", source / "ip" / "ip"], log)
+
+
+def network_tool():
+    """The folder of ip: that of busybox makes no pair of interfaces whose ends are named."""
+    return keep("ip", "iproute2", make_ip)
 
 
 # ---- Root file system ----
@@ -179,7 +200,7 @@ def installed_files():
             library(): f"usr/lib/{library().name}", MUSL / "lib" / "libc.so": "lib/libc.so"}
 
 
-def fill_root(root, modules, tools, log):
+def fill_root(root, made, log):
     for folder in FOLDERS:
         (root / folder).mkdir(parents=True, exist_ok=True)
     shutil.copytree(HERE / "root", root, dirs_exist_ok=True)
@@ -190,19 +211,20 @@ def fill_root(root, modules, tools, log):
     (root / "usr" / "share" / "lterouter").mkdir(parents=True)
     shutil.copy(DEFAULTS, root / "usr" / "share" / "lterouter")
     (root / "lib" / "ld-musl-mips.so.1").symlink_to("libc.so")
-    for module in modules.glob("*.ko"):
+    for module in made["kernel"].glob("*.ko"):
         shutil.copy(module, root / "lib" / "modules")
-    shutil.copy(tools / "busybox", root / "bin" / "busybox")
-    for name in (tools / "busybox.links").read_text(encoding="utf-8").split():
+    shutil.copy(made["ip"] / "ip", root / "sbin" / "ip")
+    shutil.copy(made["busybox"] / "busybox", root / "bin" / "busybox")
+    for name in (made["busybox"] / "busybox.links").read_text(encoding="utf-8").split():
         link = root / name[1:]
         link.parent.mkdir(parents=True, exist_ok=True)
         if not os.path.lexists(link):
             link.symlink_to("/bin/busybox")
 
 
-def make_root(modules, tools, work, result):
+def make_root(made, work, result):
     log = work / "log"
-    fill_root(work / "root", modules, tools, log)
+    fill_root(work / "root", made, log)
     make_image(work / "root", result / "root.squashfs", log)
 
 
@@ -217,7 +239,7 @@ def root_image():
     files = sorted(installed_files())
     if missing := [path for path in files if not path.exists()]:
         raise Failure(f"{missing[0].relative_to(ROOT)} is not built")
-    modules, tools = kernel(), busybox()
+    made = {"kernel": kernel(), "busybox": busybox(), "ip": network_tool()}
     own = sorted(path for path in (HERE / "root").rglob("*") if path.is_file())
-    key = hash_of(modules.name, tools.name, HERE / "parts.py", DEFAULTS, *files, *(thing for path in own for thing in (path, path.name)))
-    return keep("root", key, functools.partial(make_root, modules, tools)) / "root.squashfs"
+    key = hash_of(*(folder.name for folder in made.values()), HERE / "parts.py", DEFAULTS, *files, *(thing for path in own for thing in (path, path.name)))
+    return keep("root", key, functools.partial(make_root, made)) / "root.squashfs"
