@@ -24,7 +24,7 @@ JOBS = f"-j{os.cpu_count() or 1}"
 DEFAULTS = ROOT / "share" / "default.cfg"
 PROGRAMS = ("ltectl", "wansim", "modemsim")
 # Kernel and busybox put where a file of theirs was compiled into messages, and the day into their version.
-ENVIRONMENT = {**os.environ, "LC_ALL": "C", "KBUILD_BUILD_TIMESTAMP": "@0", "KBUILD_BUILD_USER": "builder",
+ENVIRONMENT = {**os.environ, "LC_ALL": "C", "KBUILD_BUILD_TIMESTAMP": "1970-01-01", "KBUILD_BUILD_USER": "builder",
                "KBUILD_BUILD_HOST": "builder"}
 
 
