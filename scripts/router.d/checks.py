@@ -107,7 +107,8 @@ def network(router):
     """A veth pair, whose far end is another machine to the kernel: a network namespace of its own."""
     ask(router, "ip link add lan0 type veth peer name far0 && ip link set lan0 address 02:00:00:00:00:01 && "
                 "ip addr add 10.9.0.1/24 dev lan0 && ip link set lan0 up && "
-                "(unshare -n sleep 1000 & echo $! >/tmp/far.pid; sleep 1; ip link set far0 netns $(cat /tmp/far.pid)) && "
+                "(unshare -n sleep 1000 & echo $! >/tmp/far.pid; sleep 1; "
+                "ip link set far0 netns $(cat /tmp/far.pid)) && "
                 "nsenter -t $(cat /tmp/far.pid) -n sh -c 'ip link set far0 address 02:00:00:00:00:02; "
                 "ip addr add 10.9.0.2/24 dev far0; ip link set far0 up'")
     ask(router, "ltectl net iface lan0", "lan0 up ip=10.9.0.1 mac=02:00:00:00:00:01")

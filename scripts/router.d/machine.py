@@ -112,12 +112,13 @@ class Machine:
             raise parts.Failure(f"{EMULATOR} is missing: the package {EMULATOR} has it")
         make_flash(self.flash)
         inner = self.make_ports()
+        passed = [*inner.values(), *(cable.far for cable in [*self.cables, *self.modem])]
         try:
             self.process = subprocess.Popen(
                 ["setpriv", "--pdeathsig", "KILL", *self.command_line(inner)],
                 stdin=None if self.shell else subprocess.DEVNULL, stdout=None if self.shell else subprocess.DEVNULL,
                 stderr=None if self.shell else subprocess.PIPE,
-                pass_fds=[end.fileno() for end in [*inner.values(), *(cable.far for cable in [*self.cables, *self.modem])]])
+                pass_fds=[end.fileno() for end in passed])
         finally:
             for end in inner.values():
                 end.close()
@@ -131,10 +132,11 @@ class Machine:
         return inner
 
     def command_line(self, inner):
-        options = f"console=ttyS0 root=/dev/vda rootfstype=squashfs ro quiet flash={self.flash_kind} {self.kernel_options}"
+        options = ("console=ttyS0 root=/dev/vda rootfstype=squashfs ro quiet "
+                   f"flash={self.flash_kind} {self.kernel_options}")
         console = ["-serial", "mon:stdio" if self.shell else f"file:{self.console}"]
-        return [EMULATOR, "-machine", "malta", "-cpu", "24Kf", "-m", str(self.memory), "-display", "none", "-vga", "none",
-                "-no-reboot", "-kernel", self.kernel, "-append", options,
+        return [EMULATOR, "-machine", "malta", "-cpu", "24Kf", "-m", str(self.memory),
+                "-display", "none", "-vga", "none", "-no-reboot", "-kernel", self.kernel, "-append", options,
                 *([] if self.shell else ["-monitor", "none"]), *console,
                 *drive(0, self.root, "readonly=on"), *drive(1, self.flash, "cache=writethrough"), *self.shared(),
                 "-nic", "none", "-netdev", "user,id=lan,restrict=on",

@@ -122,7 +122,8 @@ def make_kernel(work, result):
 
 
 def kernel():
-    """The folder of vmlinux and its modules. It depends on the version of Debian's sources and on its configuration alone."""
+    """The folder of vmlinux and its modules, which depend on the version of Debian's sources and their configuration
+    alone."""
     version = kernel_version()
     key = hash_of(version, HERE / "kernel.config", HERE / "leds.c")
     return keep("kernel", f"{version}-{key}", make_kernel)
@@ -241,5 +242,6 @@ def root_image():
         raise Failure(f"{missing[0].relative_to(ROOT)} is not built")
     made = {"kernel": kernel(), "busybox": busybox(), "ip": network_tool()}
     own = sorted(path for path in (HERE / "root").rglob("*") if path.is_file())
-    key = hash_of(*(folder.name for folder in made.values()), HERE / "parts.py", DEFAULTS, *files, *(thing for path in own for thing in (path, path.name)))
+    key = hash_of(*(folder.name for folder in made.values()), HERE / "parts.py", DEFAULTS, *files,
+                  *(thing for path in own for thing in (path, path.name)))
     return keep("root", key, functools.partial(make_root, made)) / "root.squashfs"
