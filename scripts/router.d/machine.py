@@ -60,6 +60,8 @@ class Stream:
         self.ended = False
 
     def take(self, data):
+        if self.ended:
+            return
         self.pending += data
         before, found, _ = self.pending.partition(self.end)
         if found:

@@ -129,6 +129,16 @@ class StreamOfOutput(unittest.TestCase):
                 self.assertTrue(stream.ended)
                 self.assertEqual(b"".join(taken), whole[:-6])
 
+    def test_drops_what_comes_after_the_end(self):
+        """Of a program that the command has left running."""
+        for pieces in ([b"one end-12two"], [b"one end-12", b"two"], [b"one ", b"end-12two", b"three"]):
+            taken = []
+            stream = machine.Stream(b"end-12", taken.append)
+            for piece in pieces:
+                stream.take(piece)
+            self.assertTrue(stream.ended)
+            self.assertEqual(b"".join(taken), b"one ")
+
     def test_holds_nothing_back_that_cannot_be_the_end(self):
         taken = []
         stream = machine.Stream(b"end-12", taken.append)
