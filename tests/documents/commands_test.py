@@ -120,6 +120,10 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"scripts/mutate", Here(instead=r"\g<0> --help")),
     # Smaller: some 10,000 operations and datagrams instead of millions, a minute in all.
     (r"scripts/endure( hostile| clocks)?", ByCi(r"scripts/endure --operations \d+ --datagrams \d+")),
+    # Smaller: nothing is started, for building the kernel takes minutes.
+    (r"scripts/router( .*)?", Here(instead="scripts/router --help")),
+    (r"(KCONFIG_ALLCONFIG=\S+ )?make -C (LINUX|BUSYBOX) .*|(mkdir -p|cp|ln -s|tar -C) .*ROOT.*",
+     ByTest("scripts/router.d/parts.py", "def fill_root(")),
     # Smaller: 1 cycle instead of 100 or 1000.
     (r"scripts/powercut( --cycles .*)?", ByTest("tests/documents/CMakeLists.txt", "powercut --cycles 1 ")),
     # Smaller: not recorded, as above.
