@@ -106,8 +106,7 @@ protected:
 
 // ---- One call fails ----
 
-template <typename Store>
-class FailingCalls : public Store, public testing::WithParamInterface<Row> {
+template <typename Store> class FailingCalls : public Store, public testing::WithParamInterface<Row> {
 protected:
     void run(const Operation &operation)
     {
