@@ -111,6 +111,7 @@ def make_kernel(work, result):
     shutil.copy(HERE / "leds.c", source / "drivers" / "misc" / "router_leds.c")
     with open(source / "drivers" / "misc" / "Makefile", "a", encoding="utf-8") as makefile:
         makefile.write("obj-y += router_leds.o\n")
+    run(["patch", "-p1", f"--directory={source}", f"--input={HERE / 'kernel.patch'}"], log)
     make = ["make", "-C", source, "ARCH=mips", f"CROSS_COMPILE={CROSS}", JOBS]
     run(["env", f"KCONFIG_ALLCONFIG={fragment}", *make, "allnoconfig"], log)
     require_options(source / ".config", fragment)
@@ -125,7 +126,7 @@ def kernel():
     """The folder of vmlinux and its modules, which depend on the version of Debian's sources and their configuration
     alone."""
     version = kernel_version()
-    key = hash_of(version, HERE / "kernel.config", HERE / "leds.c")
+    key = hash_of(version, HERE / "kernel.config", HERE / "kernel.patch", HERE / "leds.c")
     return keep("kernel", f"{version}-{key}", make_kernel)
 
 
