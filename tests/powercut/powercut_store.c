@@ -3,17 +3,19 @@
  * usage: powercut_store STORE prepare                        makes the store, each value with number 1
  *        powercut_store STORE update SEED PAUSE_US SYNC_US   goes on to write the next numbers
  *        powercut_store STORE check                          starts the store and says what it holds
+ *        powercut_store STORE wear COUNT                     gives p0 so many values of 10 digits
  *   STORE  nvm (the library's), or rename: a temporary file, synced, renamed, the folder synced
  *
  * update prints "NANOSECONDS PARAMETER NUMBER" after each value that was acknowledged, by the monotonic
  * clock, and ends when the store refuses one. PAUSE_US: between two values. SYNC_US: at random moments,
  * on average so far apart, another process writes out the file system; 0: never.
- * check prints "PARAMETER NUMBER" for a value as it was written (0: the default), or "PARAMETER torn"
- * and the first bytes of what is there. */
+ * check prints "PARAMETER NUMBER" for a value as it was written (0: the default), "PARAMETER empty" for
+ * one without a byte, or "PARAMETER torn" and the first bytes of what is there. */
 #define _GNU_SOURCE /* syncfs */
 #include "c/random.h"
 #include "lc_nv.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdbool.h>
@@ -80,7 +82,7 @@ static bool read_nvm(const char *name, char *value)
 
 /* ---- The store that writes, syncs and renames ---- */
 
-static bool prepare_rename(void) { return mkdir(RENAME_DIR, 0777) == 0; }
+static bool prepare_rename(void) { return mkdir(RENAME_DIR, 0777) == 0 || errno == EEXIST; }
 
 static bool start_rename(void) { return true; }
 
@@ -202,6 +204,19 @@ static int update(const struct store *store, uint32_t random, uint32_t pause, ui
     }
 }
 
+/* As a counter would be kept. */
+static int wear(const struct store *store, uint32_t count)
+{
+    char value[NAME_SIZE];
+    for (uint32_t number = 1; number <= count; ++number) {
+        snprintf(value, sizeof(value), "%010u", (unsigned)number);
+        if (!store->write("p0", value)) {
+            return fail("a value cannot be written");
+        }
+    }
+    return 0;
+}
+
 static size_t common_length(const char *left, const char *right)
 {
     size_t length = 0;
@@ -226,6 +241,8 @@ static void check_parameter(const struct store *store, unsigned parameter)
         printf("%u 0\n", parameter);
     } else if (strcmp(found, expected) == 0) {
         printf("%u %u\n", parameter, number);
+    } else if (found[0] == '\0') {
+        printf("%u empty\n", parameter);
     } else {
         printf("%u torn, %zu of %zu bytes right: %.40s\n", parameter, common_length(found, expected),
                strlen(expected), found);
@@ -261,7 +278,11 @@ int main(int argc, char **argv)
         if (argc == 3 && strcmp(argv[2], "check") == 0) {
             return check(store);
         }
+        if (argc == 4 && strcmp(argv[2], "wear") == 0) {
+            return wear(store, number_from(argv[3]));
+        }
     }
-    fputs("usage: powercut_store nvm|rename prepare|check|update SEED PAUSE_US SYNC_US\n", stderr);
+    fputs("usage: powercut_store nvm|rename prepare|check|wear COUNT|update SEED PAUSE_US SYNC_US\n",
+          stderr);
     return 2;
 }
