@@ -66,7 +66,7 @@ test('plots_the_signal', async place => {
 const given = page => page.route('**/api/history', async route => {
   const now = Date.now(), signal = [], traffic = [];
   let rx = 0, tx = 0;
-  for (let i = 3600; i >= 0; i -= 10) {
+  for (let i = 3600; i >= 10; i -= 10) { // the live samples come at some time after the last
     const time = now - i * 1000, away = i > 1500 && i < 1740, busy = i % 1700 < 520 ? 1 : .08;
     signal.push([time, away ? null : Math.round(19 + 4 * Math.sin(i / 420) + 2 * Math.sin(i / 61))]);
     rx += busy * (2.4e6 + 9e5 * Math.sin(i / 47)) * 10;
@@ -88,9 +88,13 @@ test('plots_an_hour_with_its_gap', async place => {
   await until('both plots', async () => await page.locator('.plot svg path.a[d^=M]').count() === 2 || 'fewer');
   for (const plot of ['#signal-plot', '#traffic-plot']) {
     await until(`a gap in ${plot}`, async () => (await lines(plot)).split('M').length - 1 >= 2 || await lines(plot));
+    const area = await page.getAttribute(`${plot} .fill`, 'd');
+    if (area.split('M').length !== area.split('Z').length) throw Error(`the area of ${plot} spans the gap: ${area}`);
     const first = /^M([\d.-]+) /.exec(await lines(plot))[1];
     if (first > 10) throw Error(`${plot} begins at ${first}: this is no hour`);
   }
+  const label = await page.getAttribute('#traffic-plot svg', 'aria-label');
+  if (!/: at most 26\.\d Mbit\/s, /.test(label)) throw Error(`what was at most 26.4 Mbit/s is told as ${label}`);
   await page.hover('#signal-plot svg', { position: { x: 100, y: 60 } });
   await sees(page, '#signal-plot svg text:last-child', /^\d\d:\d\d:\d\d  \d+$/);
   await page.click('details:has(#traffic-table) summary');
