@@ -41,18 +41,21 @@ def places():
     """Each folder below the prefix with the files that belong there."""
     lib = cached("CMAKE_INSTALL_LIBDIR")
     soname = f"liblterouter.so.{VERSION.split('.')[0]}"
+    tools = {"ltectl", "modemsim", "wansim"}
+    if cached("LTEROUTER_WEB") != "OFF" and cached("LTEROUTER_MICROHTTPD").startswith("/"):
+        tools.add("lteweb")
     return {
-        "bin": {"ltectl", "modemsim", "wansim"},
+        "bin": tools,
         "include/lterouter": names("include/*.h"),
         lib: {"liblterouter.a", "liblterouter.so", soname, f"liblterouter.so.{VERSION}"},
         f"{lib}/pkgconfig": {"lterouter.pc"},
         f"{lib}/cmake/lterouter": {"lterouterConfig.cmake", "lterouterConfigVersion.cmake", "lterouterTargets.cmake",
                                    f"lterouterTargets-{cached('CMAKE_BUILD_TYPE').lower()}.cmake"},
-        "share/bash-completion/completions": {"ltectl", "modemsim", "wansim"},
-        "share/fish/vendor_completions.d": {"ltectl.fish", "modemsim.fish", "wansim.fish"},
+        "share/bash-completion/completions": tools,
+        "share/fish/vendor_completions.d": {f"{tool}.fish" for tool in tools},
         "share/zsh/vendor-completions": {"_lterouter"},
         "share/doc/lterouter": {"README.md", "CHANGELOG.md", "CONTRIBUTING.md"},
-        "share/doc/lterouter/docs": names("docs/*.md") | names("docs/*.svg"),
+        "share/doc/lterouter/docs": names("docs/*.md") | names("docs/*.svg") | names("docs/*.png"),
         "share/lterouter": names("share/*"),
         "share/man/man1": names("docs/man/*.1"),
         "share/man/man3": names("docs/man/*.3"),
