@@ -160,7 +160,7 @@ static int prepare(const struct store *store)
 
 static void wait_us(uint32_t microseconds)
 {
-    const struct timespec pause = {microseconds / 1000000, (long)(microseconds % 1000000) * 1000};
+    const struct timespec pause = {(time_t)(microseconds / 1000000), (long)(microseconds % 1000000) * 1000};
     nanosleep(&pause, NULL);
 }
 
