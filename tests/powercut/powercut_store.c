@@ -160,7 +160,8 @@ static int prepare(const struct store *store)
 
 static void wait_us(uint32_t microseconds)
 {
-    const struct timespec pause = {(time_t)(microseconds / 1000000), (long)(microseconds % 1000000) * 1000};
+    const struct timespec pause = {(time_t)(microseconds / 1000000),
+                                   (long)(microseconds % 1000000) * 1000};
     nanosleep(&pause, NULL);
 }
 
