@@ -248,6 +248,12 @@ class Statistics(ToolTest):
         self.assertEqual(second["rx_bytes_per_second"], second["rx_bytes"] - first["rx_bytes"])
         self.assertIn(second["uptime"] - first["uptime"], (1, 2))
 
+    def test_end_when_a_field_that_is_asked_for_never_comes(self):
+        self.assert_fails("stats lo --watch --get rx_byte,rx_bytes_per_second",
+                          'the answer has no field "rx_byte"', out="\n0\n")
+        rate = ltectl("stats", "lo", "--watch", "--count", "2", "--get", "rx_bytes_per_second")
+        self.assert_result(rate, DONE, "0\n", "")
+
 
 class Led(ToolTest):
     def test_is_set_through_its_file(self):

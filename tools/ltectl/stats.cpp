@@ -83,7 +83,9 @@ int show_stats(char *const *operands)
         show(ifname, stats,
              {shown != 0, stats.rx_bytes - last.rx_bytes, stats.tx_bytes - last.tx_bytes});
         last = stats;
-        if (!g_watch || output_error() != 0) {
+        // The second line has every field; without the one asked for nothing would ever be printed.
+        const bool never_prints = shown != 0 && !missing_field().empty();
+        if (!g_watch || output_error() != 0 || never_prints) {
             break;
         }
         if (shown + 1 != g_count) {
