@@ -86,6 +86,13 @@ class List(ToolTest):
         self.addCleanup(os.unlink, "/2ndfile/lc_socket_mm_common")
         self.assert_listed()
 
+    def test_an_endpoint_whose_sender_has_waited_for_room(self):
+        peer = self.start_peer(support.SOCKET)
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+            sender.connect(stranger.address(support.SOCKET))
+            self.assert_listed("lc_socket_mm_common module=mm ids=1 kind=shared")
+        self.assert_listed("lc_socket_mm_common module=mm ids=1 kind=shared")
+
     def test_a_name_cannot_drive_the_terminal(self):
         self.start_peer("lc_socket_\x1b[2J_common")
         self.bind((b"\0lc_socket_\xc2\x9b2J\x9b\xc3\x9b_common").ljust(108, b"\0"))

@@ -2,32 +2,71 @@
 
 #include "common/wan_manager.h"
 #include "lc_file/stream.h"
+#include "support/fd.h"
 
+#include <atomic>
 #include <cstring>
+#include <sys/socket.h>
+#include <sys/stat.h>
 
 namespace lterouter::tools {
 namespace {
 
-constexpr unsigned int kUnconnected = 1;
+constexpr size_t kLine = 512;
 
-// Parses a line of the kernel's table, which shows a NUL of an abstract name as "@". False for a socket
-// that is not an endpoint: one that listens or is connected. The type is not tested, since its numbers
-// on MIPS differ from those of the machine that emulates a program.
+// A line of the kernel's table, which shows a NUL of an abstract name as "@".
+struct Row {
+    unsigned int flags = 0;
+    unsigned int type = 0;
+    uint32_t inode = 0;
+    int name = 0; // where it starts; 0 when the line is none of a socket
+
+    explicit Row(const char *line)
+    {
+        sscanf(line, "%*s %*x %*x %x %x %*x %u %n", &flags, &type, &inode, &name);
+    }
+};
+
+// What the kernel calls a datagram socket, or 0 when it cannot be found out. Not the compiler's number:
+// MIPS has another than the machine that emulates a program for it.
+unsigned int datagram_type()
+{
+    static constinit std::atomic<unsigned int> known{0};
+    if (known != 0) {
+        return known;
+    }
+    const Fd own{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    const Stream table{fopen(kSocketTable, "re")};
+    struct stat status;
+    if (!table || fstat(own.get(), &status) != 0) {
+        return 0;
+    }
+    char line[kLine];
+    while (fgets(line, sizeof(line), table.get()) != nullptr) {
+        if (const Row row(line); row.name != 0 && row.inode == status.st_ino) {
+            known = row.type;
+        }
+    }
+    return known;
+}
+
+// False for a socket that is no endpoint: one that listens, or is not for datagrams. Its state is not
+// tested: a sender that waits for room connects itself to the endpoint, and the kernel shows both as
+// connected from then on.
 bool parse_socket(const char *line, Bound *bound)
 {
-    unsigned int flags = 0;
-    unsigned int state = 0;
-    int start = 0;
-    const bool listed =
-        sscanf(line, "%*s %*x %*x %x %*x %x %u %n", &flags, &state, &bound->inode, &start) == 3 &&
-        start != 0;
-    if (!listed || flags != 0 || state != kUnconnected || line[start] != '@') {
+    const Row row(line);
+    if (row.name == 0 || row.flags != 0 || line[row.name] != '@') {
         return false;
     }
-    const char *name = line + start + 1;
+    bound->inode = row.inode;
+    const char *name = line + row.name + 1;
     size_t length = strcspn(name, "\n");
     if (length >= sizeof(bound->name) ||
         strncmp(name, kEndpointPrefix.data(), kEndpointPrefix.size()) != 0) {
+        return false;
+    }
+    if (const unsigned int type = datagram_type(); type != 0 && row.type != type) {
         return false;
     }
     bound->padded = length == sizeof(bound->name) - 1;
@@ -42,7 +81,7 @@ bool parse_socket(const char *line, Bound *bound)
 
 bool next_endpoint(FILE *table, Bound *bound)
 {
-    char line[512];
+    char line[kLine];
     while (fgets(line, sizeof(line), table) != nullptr) {
         if (parse_socket(line, bound)) {
             return true;
