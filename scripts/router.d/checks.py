@@ -190,17 +190,50 @@ def upgrade_by_usb(share):
         equal(received.read_bytes(), image, "the image that the modem has")
 
 
+UARTS = ("ttyS1", "ttyS2")
+
+
+def told_to_have_five_bits(router, port, *texts):
+    """It has, unless its settings are locked."""
+    ask(router, f"stty -F /dev/{port} cs5 2>/dev/null; stty -a -F /dev/{port}", *texts)
+
+
 def upgrade_by_uart(share):
     """The same at the board's own serial lines. The library's setting for its ports is all zero but the speed, as a
     modem on USB wants it; to a UART that means five bits and no receiver, so the modem gets the command and its answer
-    is never read."""
-    with modem_outside() as (cables, _), Machine(cables=cables, share=share) as router:
+    is never read, unless ltectl has the kernel lock other settings."""
+    image = image_of(IMAGE_SIZE)
+    with modem_outside() as (cables, received), Machine(cables=cables, share=share) as router:
         ask(router, "ln -s ttyS1 /dev/ttyUSB1 && ln -s ttyS2 /dev/ttyUSB3")
-        router.put("/tmp/firmware.img", image_of(IMAGE_SIZE))
+        router.put("/tmp/firmware.img", image)
         ask(router, "ltectl upgrade /tmp/firmware.img",
-            "the modem did not accept upgrade mode on /dev/ttyUSB3. Nothing is changed", status=1)
+            "the modem did not accept upgrade mode on /dev/ttyUSB3. Nothing is changed", "try again with it, as root",
+            status=1)
         ask(router, "stty -F /dev/ttyS2", "speed 115200 baud", "-cread")
         ask(router, "grep ^2: /proc/tty/driver/serial", "16550A", "tx:29 rx:35")
+        refuse_other_users(router)
+        ask(router, "ltectl upgrade --uart /tmp/firmware.img", "upgraded", seconds=180)
+        equal(received.read_bytes(), image, "the image that the modem has")
+        for port in UARTS:
+            ask(router, f"stty -F /dev/{port}", "speed 115200 baud")
+            told_to_have_five_bits(router, port, "cs5")
+        kill_while_locked(router)
+
+
+def refuse_other_users(router):
+    ask(router, "rm /tmp/ltectl-upgrade.lock; chmod 666 /dev/ttyS1 /dev/ttyS2; "
+                "setuidgid 1000:1000 ltectl upgrade --uart /tmp/firmware.img",
+        "only root may lock the settings of /dev/ttyUSB1", status=1)
+
+
+def kill_while_locked(router):
+    ask(router, "ltectl upgrade --uart /tmp/firmware.img >/tmp/upgrade.out 2>&1 & echo $! >/tmp/upgrade.pid")
+    await_text(router, "/tmp/upgrade.out", "start image=")
+    for port in UARTS:
+        told_to_have_five_bits(router, port, "cs8")
+    ask(router, "kill -KILL $(cat /tmp/upgrade.pid); while [ -e /proc/$(cat /tmp/upgrade.pid) ]; do usleep 10000; done")
+    for port in UARTS:
+        told_to_have_five_bits(router, port, "cs5")
 
 
 # ---- Which there are ----

@@ -34,6 +34,7 @@
 //   nv_secret parameters whose values are hidden unless requested
 //   progress_bar
 //             the progress of long work
+//   uart      a modem's port that is a UART, while the library uses it
 //   upgrade_trace
 //             details of an upgrade from the trace file
 //   others    one file for each group of commands

@@ -10,6 +10,7 @@
 #include "ltectl/held_lock.h"
 #include "ltectl/progress_bar.h"
 #include "ltectl/storage.h"
+#include "ltectl/uart.h"
 #include "ltectl/upgrade_trace.h"
 #include "support/fd.h"
 
@@ -29,11 +30,17 @@ namespace lterouter::tools {
 namespace {
 
 constexpr char kLockFile[] = "/tmp/ltectl-upgrade.lock";
-constexpr const char *kPorts[] = {LC_UP_DATA_PORT, LC_UP_AT_PORT};
+struct Port {
+    const char *path;
+    uint8_t answer; // its bytes, where the library reads once for it and has waited for the first
+};
+
+constexpr Port kPorts[] = {{LC_UP_DATA_PORT, sizeof(lc_up_response)}, {LC_UP_AT_PORT, 0}};
 constexpr unsigned kPollSeconds = 1;
 
 uint32_t g_timeout = 300;
 bool g_dry_run = false;
+bool g_uart = false;
 
 // ---- The image ----
 
@@ -82,24 +89,32 @@ int32_t size_of(const Image &image, int32_t piece)
 
 // ---- Before anything is sent ----
 
-// Returns the error, or NULL when the port can be used.
-const char *obstacle(const char *port)
+int open_port(const char *port) { return open(port, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); }
+
+// fd: of open_port. Returns the error, or NULL when the port can be used.
+const char *obstacle(const Fd &fd)
 {
-    const Fd fd{open(port, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)};
     if (!fd) {
         return errno == EBUSY ? "another program holds it" : strerror(errno);
     }
     return isatty(fd.get()) == 1 ? nullptr : "it is no serial port";
 }
 
-int check_ports()
+int check_ports(bool lock_settings)
 {
-    for (const char *port : kPorts) {
-        if (const char *reason = obstacle(port); reason != nullptr) {
+    for (const auto &[port, answer] : kPorts) {
+        Fd fd{open_port(port)};
+        if (const char *reason = obstacle(fd); reason != nullptr) {
             return fail(kFailed,
                         "cannot use the modem's port %s: %s; is the modem plugged in, and its serial "
                         "driver loaded?",
                         port, reason);
+        }
+        if (!lock_settings) {
+            continue;
+        }
+        if (const int code = lock_uart_settings(port, fd.release(), answer); code != kDone) {
+            return code;
         }
     }
     return kDone;
@@ -144,14 +159,14 @@ int show_plan(const Image &image)
         .number("frames", frames_of(image))
         .number("wire_bytes",
                 static_cast<int64_t>(frames_of(image)) * static_cast<int64_t>(sizeof(lc_up_frame)));
-    for (const char *port : kPorts) {
-        const char *reason = obstacle(port);
+    for (const auto &[port, answer] : kPorts) {
+        const char *reason = obstacle(Fd{open_port(port)});
         Record()
             .word("event", "port")
             .field("port", port)
             .field("status", reason == nullptr ? "ready" : reason);
     }
-    return check_ports();
+    return check_ports(false);
 }
 
 // ---- Signals ----
@@ -172,33 +187,39 @@ const char *what_stopping_leaves(Phase phase)
     }
 }
 
-void *watch_signals(void *set)
+sigset_t g_stopping;
+
+void *watch_signals(void *)
 {
     const char *const behind_bar = isatty(STDERR_FILENO) == 1 ? "\n" : "";
     int signal = 0;
-    sigwait(static_cast<sigset_t *>(set), &signal);
+    sigwait(&g_stopping, &signal);
     if (g_phase == Phase::kSending) { // the modem has incomplete firmware: requires a second signal
         fputs(behind_bar, stderr);
         note("stopping now can leave the modem without firmware; press Ctrl-C again to stop all the "
              "same");
-        sigwait(static_cast<sigset_t *>(set), &signal);
+        sigwait(&g_stopping, &signal);
     }
     fputs(behind_bar, stderr);
+    release_uart_settings();
     // The library's calls cannot be cancelled: they end with the process.
     _exit(fail(kFailed, "%s", what_stopping_leaves(g_phase)));
 }
 
-// Before the upgrade, so that no signal interrupts a pause of the library.
+// Before the upgrade, so that no signal interrupts a pause of the library, or leaves a port locked.
+void hold_signals()
+{
+    sigemptyset(&g_stopping);
+    sigaddset(&g_stopping, SIGINT);
+    sigaddset(&g_stopping, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &g_stopping, nullptr);
+    signal(SIGHUP, SIG_IGN); // a closed terminal does not end the upgrade
+}
+
 int start_watching()
 {
-    static sigset_t stopping;
-    sigemptyset(&stopping);
-    sigaddset(&stopping, SIGINT);
-    sigaddset(&stopping, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &stopping, nullptr);
-    signal(SIGHUP, SIG_IGN); // a closed terminal does not end the upgrade
     pthread_t watcher;
-    const int error = pthread_create(&watcher, nullptr, watch_signals, &stopping);
+    const int error = pthread_create(&watcher, nullptr, watch_signals, nullptr);
     return error == 0 ? kDone : fail(kFailed, "cannot start a thread: %s", strerror(error));
 }
 
@@ -249,10 +270,14 @@ int start(const Image &image)
                     attempts.tries, plural_of_try(attempts.tries));
     }
     tell_failure("start", 0, 1);
-    return fail(kFailed,
-                "the modem did not accept upgrade mode on %s. Nothing is changed; the trace is "
-                "in " LCT_TRACE_FILE,
-                LC_UP_AT_PORT);
+    return fail(
+        kFailed,
+        "the modem did not accept upgrade mode on %s. Nothing is changed; the trace is "
+        "in " LCT_TRACE_FILE "%s",
+        LC_UP_AT_PORT,
+        !g_uart && is_uart(LC_UP_AT_PORT)
+            ? ". The port is a UART, which receives nothing without --uart: try again with it, as root"
+            : "");
 }
 
 // The call that passes a piece sends the one before it; the last call sends the last one and the end
@@ -320,6 +345,9 @@ int await_modem()
 
 int run(const Image &image)
 {
+    if (const int code = check_ports(g_uart); code != kDone) {
+        return code;
+    }
     if (const int code = start_watching(); code != kDone) {
         return code;
     }
@@ -346,6 +374,8 @@ bool is_upgrade_running()
 const Option kUpgradeOptions[] = {
     {"timeout", "SECONDS", "time-out of the modem's part after the transfer (300)", &kSeconds,
      &g_timeout},
+    {"uart", nullptr, "keep receivers on and eight data bits, for ports that are UARTs; needs root",
+     &kSwitch, &g_uart},
     {"dry-run", nullptr, "check image and ports, and show what would be sent", &kSwitch, &g_dry_run},
     {},
 };
@@ -359,13 +389,13 @@ int upgrade(char *const *operands)
     if (g_dry_run) {
         return show_plan(image);
     }
-    if (const int code = check_ports(); code != kDone) {
-        return code;
-    }
     if (const int code = lock_upgrade(); code != kDone) {
         return code;
     }
-    return run(image);
+    hold_signals();
+    const int code = run(image);
+    release_uart_settings();
+    return code;
 }
 
 } // namespace lterouter::tools
