@@ -243,6 +243,7 @@ INSIDE = {"c": c_tests, "link": manage_the_link, "net": network, "log": logs, "l
           "hostile": hostile, "endurance": endurance, "upgrade": upgrade_inside}
 # {name: what starts a machine itself}
 APART = {"usb": upgrade_by_usb, "uart": upgrade_by_uart}
+WITH_MODEM = ("usb", "uart")
 NAMES = (*INSIDE, *APART)
 
 

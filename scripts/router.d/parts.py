@@ -46,6 +46,30 @@ def run(command, log, **options):
         raise Failure("\n".join([*lines, f"failed: {' '.join(map(str, command))}"]))
 
 
+QUIET_SECONDS = 8
+
+
+def script(name, *arguments):
+    """Another script of the project. One that takes its time is named, and its output shown when it fails."""
+    with subprocess.Popen([ROOT / "scripts" / name, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True) as process:
+        try:
+            said, _ = process.communicate(timeout=QUIET_SECONDS)
+        except subprocess.TimeoutExpired:
+            say(f"scripts/{' '.join([name, *arguments])} is at work, which can take minutes")
+            said, _ = process.communicate()
+    if process.returncode != 0:
+        raise Failure(f"{said}scripts/{name} ended with {process.returncode}")
+
+
+def setup(packages):
+    script("setup", packages)
+
+
+def build(target, *programs):
+    script("build", *(word for program in programs for word in ("--only", program)), target)
+
+
 def hash_of(*things):
     """Of files' contents and of texts, in few digits."""
     whole = hashlib.sha256()
