@@ -237,10 +237,10 @@ class Machine:
         """A file's contents."""
         return self.require(f"cat {shlex.quote(path)}").output
 
-    def require(self, command, **options):
-        """Runs what must succeed."""
+    def require(self, command, statuses=(0,), **options):
+        """Runs what must end with one of these."""
         result = self.run(command, **options)
-        if result.status != 0:
+        if result.status not in statuses:
             said = (result.output + result.errors).decode(errors="replace")
             raise parts.Failure(f"{said}\"{command}\" ended with {result.status}")
         return result

@@ -52,6 +52,10 @@ class Findings(unittest.TestCase):
         self.assertEqual((result["torn_seconds"], result["seen"]),
                          (10, ["0 torn, 0 of 5 bytes right: x", "1 empty"]))
 
+    def test_of_an_updated_parameter_that_nothing_is_told_of_are_lost(self):
+        result = judge("1 2\n", p0=[90], p1=[90])
+        self.assertEqual((result["lost"], result["old"], result["torn_seconds"]), (1, 1, 10))
+
     def test_leave_out_what_was_acknowledged_behind_the_cut(self):
         lines = [f"{CUT - 1} 3 2\n", f"{CUT} 3 3\n", f"{CUT + 1} 4 2\n"]
         self.assertEqual(powercut.acknowledged_before(CUT, lines), {"3": [CUT - 1]})
@@ -102,6 +106,58 @@ class Cuts(unittest.TestCase):
         self.assertEqual([line.split()[1:] for line in self.cut.lines], [["0", "2"], ["1", "2"]])
 
 
+class Boards(unittest.TestCase):
+    """What runs machines, without one."""
+
+    def arguments(self, *more):
+        with unittest.mock.patch("sys.argv", ["powercut", "--router", "jffs2", "--store", "nvm", "--cycles", "4",
+                                              "--jobs", "2", *more]):
+            return powercut.parse_arguments()
+
+    def failures_of(self, board):
+        results = powercut.Results(self.arguments())
+        with unittest.mock.patch.object(powercut, "Board", board):
+            return powercut.run_boards(self.arguments(), results, "programs", "folder")
+
+    def test_that_end_early_for_whatever_reason_are_failures(self):
+        class Ends:
+            def __init__(self, *_):
+                pass
+
+            def cycles(self, _):
+                yield dict.fromkeys(powercut.FINDINGS, 0)
+                raise ValueError("no number")
+
+        self.assertEqual(self.failures_of(Ends), ["ValueError: no number"] * 2)
+        self.assertEqual(self.failures_of(unittest.mock.Mock(side_effect=OSError("full"))), ["OSError: full"] * 2)
+
+    def board(self, **statuses):
+        """One whose commands end so: a word of each, and its status."""
+        board = powercut.Board.__new__(powercut.Board)
+        board.arguments, board.store, board.medium = self.arguments(), "nvm", "medium"
+        board.machine = powercut.machine.Machine.__new__(powercut.machine.Machine)
+
+        def run(command, **_):
+            status = next((status for word, status in statuses.items() if word in command), 0)
+            return powercut.machine.Result(status, b"", b"")
+
+        board.machine.run = run
+        board.machine.start = board.machine.kill = lambda: None
+        return board
+
+    def test_do_not_take_a_store_that_does_not_start_for_one_without_loss(self):
+        self.assertEqual(self.board(verify=1).check(), ({}, ""))
+        for statuses in ({"check": 1}, {"verify": 2}):
+            with self.subTest(statuses), self.assertRaises(powercut.parts.Failure):
+                self.board(**statuses).check()
+
+    def test_have_lost_everything_that_was_on_a_chip_made_anew(self):
+        board = self.board(check=1)
+        board.mount = unittest.mock.Mock(side_effect=[unittest.mock.Mock(status=32), unittest.mock.Mock(status=0)])
+        with unittest.mock.patch.object(powercut.flash, "make_medium"):
+            self.assertEqual(board.start_again(), (1, {}, ""))
+
+
 class Kept(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -113,19 +169,58 @@ class Kept(unittest.TestCase):
         with unittest.mock.patch("sys.argv", words):
             return powercut.Results(powercut.parse_arguments())
 
+    def add(self, old, store="nvm"):
+        result = {**dict.fromkeys(powercut.FINDINGS, 0), "old": old}
+        results = self.results("--store", "nvm", "rename")
+        results.add(store, result)
+        results.file.close()
+
+    def found(self, *more):
+        results = self.results(*more)
+        results.file.close()
+        return [result["old"] for result in results.found["nvm"]]
+
     def test_results_are_there_for_a_later_run(self):
-        self.results().add("nvm", {"old": 3})
-        self.results().add("nvm", {"old": 4})
-        self.assertEqual(self.results().found, {"nvm": [{"old": 3}, {"old": 4}]})
+        self.add(3)
+        self.add(4)
+        self.assertEqual(self.found(), [3, 4])
 
     def test_results_of_other_settings_are_refused(self):
-        self.results().add("nvm", {"old": 3})
+        self.add(3)
         with self.assertRaisesRegex(ValueError, "other settings"):
             self.results("--mount-options", "sync")
 
     def test_results_of_more_or_fewer_cycles_are_not_of_other_settings(self):
-        self.results().add("nvm", {"old": 3})
-        self.assertEqual(len(self.results("--cycles", "7").found["nvm"]), 1)
+        self.add(3)
+        self.assertEqual(self.found("--cycles", "7"), [3])
+
+    def test_results_of_another_store_are_left_alone(self):
+        self.add(3, "rename")
+        self.add(4)
+        self.assertEqual(self.found(), [4])
+
+    def test_a_run_that_was_killed_is_gone_on_with(self):
+        for begun in "", '{"store": "nvm", "old', '{"mount_op':
+            with self.subTest(begun):
+                self.path.unlink(missing_ok=True)
+                if begun != '{"mount_op':
+                    self.add(3)
+                with open(self.path, "a") as file:
+                    file.write(begun)
+                self.add(4)
+                self.assertEqual(self.found()[-1], 4)
+
+    def test_what_is_no_result_is_told_with_its_line(self):
+        self.add(3)
+        for line in ("{}", "word", '["store"]'):
+            with self.subTest(line):
+                self.path.write_text(self.path.read_text().splitlines()[0] + f"\n{line}\n")
+                with self.assertRaisesRegex(ValueError, "results, line 2: no result of this script"):
+                    self.results()
+
+    def test_two_runs_do_not_share_a_file(self):
+        with contextlib.closing(self.results().file), self.assertRaisesRegex(ValueError, "another run"):
+            self.results()
 
 
 class Arguments(unittest.TestCase):

@@ -50,10 +50,12 @@ class Conclusions(unittest.TestCase):
         self.assertNotIn("amplification", wear.wear_of(100, [3, 4, 8]))
 
     def test_of_a_command_go_by_the_value_and_its_status(self):
-        for before, after, status, result in ((b"a", b"a", 1, "kept"), (b"a", b"a", 0, "done"),
-                                              (b"a", b"b", 0, "changed"), (b"a", b"b", 1, "changed although refused")):
-            with self.subTest(result=result):
-                self.assertEqual(wear.outcome(before, after, status), result)
+        for after, wanted, status, result in (
+                ("a", None, 0, "done"), ("b", "b", 0, "done"), ("a", "b", 1, "refused"),
+                ("a", "b", 0, "not stored, although done"), ("c", "b", 0, "not stored, although done"),
+                ("b", None, 0, "not stored, although done"), ("b", "b", 1, "changed, although refused")):
+            with self.subTest(after=after, wanted=wanted, status=status):
+                self.assertEqual(wear.outcome("a", after, wanted, status), result)
 
 
 class Arguments(unittest.TestCase):
@@ -68,26 +70,39 @@ class Arguments(unittest.TestCase):
 
 class Full(unittest.TestCase):
     def test_commands_that_are_refused_and_change_a_value_are_a_loss(self):
-        tried = [{"status": 0, "value": "changed", "sound": True}]
-        for value, sound, kept in (("kept", True, True), ("kept", False, False),
-                                   ("changed although refused", True, False)):
+        tried = [{"status": 0, "value": "done", "sound": True}]
+        for value, sound, kept in (("refused", True, True), ("refused", False, False),
+                                   ("not stored, although done", True, False),
+                                   ("changed, although refused", True, False)):
             with self.subTest(value=value, sound=sound):
                 full = [{"status": 1, "value": value, "sound": sound}]
                 self.assertEqual(wear.is_kept(full, tried), kept)
 
     def test_commands_that_still_fail_when_there_is_room_are_a_loss(self):
-        self.assertFalse(wear.is_kept([], [{"status": 1, "value": "kept", "sound": True}]))
+        self.assertFalse(wear.is_kept([], [{"status": 1, "value": "refused", "sound": True}]))
 
 
 class Ends(unittest.TestCase):
-    def end(self, kept):
-        with unittest.mock.patch.dict(wear.EXPERIMENTS, {"worn": (lambda *_: {"kept": kept}, "jffs2")}, clear=True), \
+    def end(self, *kept):
+        """Of experiments that find this, or fail."""
+        found = {str(place): (unittest.mock.Mock(side_effect=[one if isinstance(one, Exception) else {"kept": one}]),
+                              "jffs2") for place, one in enumerate(kept)}
+        with unittest.mock.patch.dict(wear.EXPERIMENTS, found, clear=True), \
+                contextlib.redirect_stderr(io.StringIO()), \
                 unittest.mock.patch.object(wear, "build"), unittest.mock.patch("sys.argv", ["wear"]), \
                 contextlib.redirect_stdout(io.StringIO()):
-            return wear.main()
+            return wear.main(), sum(experiment.called for experiment, _ in found.values())
 
     def test_tell_whether_a_value_was_lost(self):
-        self.assertEqual((self.end(True), self.end(False)), (0, wear.LOST))
+        self.assertEqual((self.end(True, True), self.end(True, False)), ((0, 2), (wear.LOST, 2)))
+
+    def test_tell_what_failed_behind_the_others(self):
+        self.assertEqual(self.end(wear.parts.Failure("refused"), True), (wear.LOST, 2))
+
+    def test_tell_that_there_is_no_machine(self):
+        with unittest.mock.patch.object(wear, "build", side_effect=wear.parts.Failure("no compiler")), \
+                unittest.mock.patch("sys.argv", ["wear"]), contextlib.redirect_stderr(io.StringIO()):
+            self.assertEqual(wear.main(), wear.NO_MACHINE)
 
 
 if __name__ == "__main__":
