@@ -12,9 +12,7 @@ import parts
 from cable import Cable
 from machine import Machine, TooLate
 
-C_TESTS = ("lc_list", "lc_mem", "lc_string", "lc_file", "lc_log", "lc_pthread", "lc_ipc_mq", "lc_ipc_msg", "lc_nv",
-           "lte_sdk", "lte_requests", "lte_standalone", "lte_texts", "lte_proc", "lc_up", "lc_hashtab", "sdk_timer",
-           "lc_network")
+C_TESTS = tuple(sorted(path.stem for path in (parts.ROOT / "tests" / "c").glob("*.c") if path.stem != "loaded"))
 TESTS = parts.BUILD / "tests"
 PROGRAMS = {**{f"c_{name}": TESTS / "c" / f"c_{name}" for name in (*C_TESTS, "loaded")},
             "mixed_operations": TESTS / "endurance" / "mixed_operations", "flood": TESTS / "hostile" / "flood",
@@ -50,6 +48,12 @@ def ask(router, command, *texts, status=0, seconds=60):
     return said
 
 
+def ask_each(router, *steps):
+    """steps: commands that must succeed, each with the texts that it must print"""
+    for command, *texts in steps:
+        ask(router, command, *texts)
+
+
 def await_text(router, file, text, seconds=20):
     ask(router, f"n=0; until grep -qsF '{text}' {file}; do n=$((n + 1)); [ $n -lt {seconds * 10} ] || "
                 f"{{ cat {file}; exit 1; }}; usleep 100000; done", seconds=3 * seconds)
@@ -58,11 +62,13 @@ def await_text(router, file, text, seconds=20):
 # ---- The tests' programs ----
 
 def c_tests(router):
-    ask(router, "killall syslogd; rm /dev/log") # which a test has to itself
-    for name in C_TESTS:
-        ask(router, ALONE.format(f"/mnt/c_{name}"), seconds=120)
-    ask(router, ALONE.format("/mnt/c_loaded /usr/lib/liblterouter.so.1"), seconds=120)
-    ask(router, "syslogd -O /tmp/messages")
+    ask(router, "killall syslogd; rm /dev/log")  # which a test has to itself
+    try:
+        for name in C_TESTS:
+            ask(router, ALONE.format(f"/mnt/c_{name}"), seconds=120)
+        ask(router, ALONE.format("/mnt/c_loaded /usr/lib/liblterouter.so.1"), seconds=120)
+    finally:
+        ask(router, "syslogd -O /tmp/messages")
 
 
 def layouts(router):
@@ -87,16 +93,18 @@ def manage_the_link(router):
     ask(router, "wansim --interface wwan7 --ip 10.20.30.41 --gateway 10.20.30.42 --dns1 10.9.8.7 --dns2 10.9.8.6 "
                 "--delay 300 >/tmp/wansim.out 2>&1 & echo $! >/tmp/wansim.pid")
     await_text(router, "/tmp/wansim.out", "wansim: ready at lc_socket_mm_common")
-    ask(router, "grep -F @lc_socket_mm_common /proc/net/unix", "@lc_socket_mm_common")
-    ask(router, "ltectl roam", "roaming off")
-    ask(router, "ltectl roam on && ltectl roam", "roaming on")
-    ask(router, "ltectl monitor >/tmp/events 2>/tmp/monitor.err & echo $! >/tmp/monitor.pid")
+    ask_each(router,
+             ("grep -F @lc_socket_mm_common /proc/net/unix", "@lc_socket_mm_common"),
+             ("ltectl roam", "roaming off"),
+             ("ltectl roam on && ltectl roam", "roaming on"),
+             ("ltectl monitor >/tmp/events 2>/tmp/monitor.err & echo $! >/tmp/monitor.pid",))
     await_text(router, "/tmp/monitor.err", "waiting for events")
     ask(router, "ltectl connect --wait 5", link)
     await_text(router, "/tmp/events", link)
-    ask(router, "cat /tmp/ltelog.1", "link status:WM_CONNECTED WM_IP_UP WM_WCDMA", "ip:10.20.30.41")
-    ask(router, "ltectl ram list", "wm_wcdma_modem_status_tmp=sim_ready")
-    ask(router, "ltectl disconnect --wait 5", "link disconnected")
+    ask_each(router,
+             ("cat /tmp/ltelog.1", "link status:WM_CONNECTED WM_IP_UP WM_WCDMA", "ip:10.20.30.41"),
+             ("ltectl ram list", "wm_wcdma_modem_status_tmp=sim_ready"),
+             ("ltectl disconnect --wait 5", "link disconnected"))
     await_text(router, "/tmp/events", "interface not ready")
     ask(router, "kill $(cat /tmp/monitor.pid) $(cat /tmp/wansim.pid)")
     await_text(router, "/tmp/wansim.out", "wansim: ended")
@@ -111,20 +119,21 @@ def network(router):
                 "ip link set far0 netns $(cat /tmp/far.pid)) && "
                 "nsenter -t $(cat /tmp/far.pid) -n sh -c 'ip link set far0 address 02:00:00:00:00:02; "
                 "ip addr add 10.9.0.2/24 dev far0; ip link set far0 up'")
-    ask(router, "ltectl net iface lan0", "lan0 up ip=10.9.0.1 mac=02:00:00:00:00:01")
-    ask(router, "ltectl net route add lan0 192.168.2.0/24 via 10.9.0.2 --metric 5", "route added")
-    ask(router, "ip route", "192.168.2.0/24 via 10.9.0.2 dev lan0")
-    ask(router, "ltectl net route default add lan0 10.9.0.2", "route added destination=0.0.0.0/0 gateway=10.9.0.2")
-    ask(router, "ip route", "default via 10.9.0.2 dev lan0")
-    ask(router, "ltectl net route default del lan0 10.9.0.2", "route deleted")
-    ask(router, "ltectl net route del lan0 192.168.2.0/24 --metric 5", "route deleted")
-    ask(router, "! ip route | grep -E 'default via 10.9|192.168.2'")
-    ask(router, "ping -c 1 -W 5 10.9.0.2", "1 packets received")
-    ask(router, "ltectl net arp 10.9.0.2", "10.9.0.2 02:00:00:00:00:02")
-    ask(router, "ltectl net probe 10.9.0.2 lan0 --timeout 2000", "10.9.0.2 answered mac=02:00:00:00:00:02")
-    ask(router, "ltectl net probe 10.9.0.9 lan0 --timeout 500", status=1)
-    ask(router, "ltectl net iface eth0", "eth0 ")
-    ask(router, "kill $(cat /tmp/far.pid); ip link del lan0 2>/dev/null; true")
+    ask_each(router,
+             ("ltectl net iface lan0", "lan0 up ip=10.9.0.1 mac=02:00:00:00:00:01"),
+             ("ltectl net route add lan0 192.168.2.0/24 via 10.9.0.2 --metric 5", "route added"),
+             ("ip route", "192.168.2.0/24 via 10.9.0.2 dev lan0"),
+             ("ltectl net route default add lan0 10.9.0.2", "route added destination=0.0.0.0/0 gateway=10.9.0.2"),
+             ("ip route", "default via 10.9.0.2 dev lan0"),
+             ("ltectl net route default del lan0 10.9.0.2", "route deleted"),
+             ("ltectl net route del lan0 192.168.2.0/24 --metric 5", "route deleted"),
+             ("! ip route | grep -E 'default via 10.9|192.168.2'",),
+             ("ping -c 1 -W 5 10.9.0.2", "1 packets received"),
+             ("ltectl net arp 10.9.0.2", "10.9.0.2 02:00:00:00:00:02"),
+             ("ltectl net probe 10.9.0.2 lan0 --timeout 2000", "10.9.0.2 answered mac=02:00:00:00:00:02"),
+             ("! ltectl net probe 10.9.0.9 lan0 --timeout 500",),
+             ("ltectl net iface eth0", "eth0 "),
+             ("kill $(cat /tmp/far.pid); ip link del lan0 2>/dev/null; true",))
 
 
 def logs(router):
@@ -160,7 +169,18 @@ def upgrade_inside(router):
     ask(router, "ltectl upgrade /tmp/firmware.img", f"progress percent=100 bytes={IMAGE_SIZE} total={IMAGE_SIZE}",
         "upgraded", seconds=120)
     equal(router.get("/tmp/received.img"), image, "the image that the modem has")
-    ask(router, "kill $(cat /tmp/modemsim.pid); rm /tmp/firmware.img /tmp/received.img")
+    ask_each(router,
+             ("cat /tmp/modemsim.out", "command name=UPGRADE_TLV_TYPE_CMD_BEGIN status=RSP_OK",
+              "piece index=3 length=2048 status=RSP_OK fault=failed", "piece index=9 length=3136 status=RSP_OK",
+              "ports back"),
+             ("grep -c 'piece index=3 ' /tmp/modemsim.out", "3"),
+             ("cat /tmp/ltelog.1", f"img file len:{IMAGE_SIZE}, split into 10 pic",
+              "Up Response error:RSP_FAILED, index is 3, retry it...", "send transfer end cmd"),
+             ("kill $(cat /tmp/modemsim.pid)",))
+    await_text(router, "/tmp/modemsim.out", "modemsim: ended")
+    ask(router, "ltectl upgrade /tmp/firmware.img",
+        "cannot use the modem's port /dev/ttyUSB1: No such file or directory", status=1)
+    ask(router, "rm /tmp/firmware.img /tmp/received.img")
 
 
 @contextlib.contextmanager
@@ -178,10 +198,10 @@ def modem_outside():
             modem.communicate()
 
 
-def upgrade_by_usb(share):
+def upgrade_by_usb(memory):
     """Two machines: the modem is at the board's USB, whose ports have their names by the kernel's driver."""
     image = image_of(IMAGE_SIZE)
-    with modem_outside() as (cables, received), Machine(modem=cables, share=share) as router:
+    with modem_outside() as (cables, received), Machine(modem=cables, memory=memory) as router:
         ask(router, "until [ -e /dev/ttyUSB3 ]; do usleep 100000; done")
         router.put("/tmp/firmware.img", image)
         ask(router, "ltectl upgrade /tmp/firmware.img", f"progress percent=100 bytes={IMAGE_SIZE} total={IMAGE_SIZE}",
@@ -198,12 +218,12 @@ def told_to_have_five_bits(router, port, *texts):
     ask(router, f"stty -F /dev/{port} cs5 2>/dev/null; stty -a -F /dev/{port}", *texts)
 
 
-def upgrade_by_uart(share):
+def upgrade_by_uart(memory):
     """The same at the board's own serial lines. The library's setting for its ports is all zero but the speed, as a
     modem on USB wants it; to a UART that means five bits and no receiver, so the modem gets the command and its answer
     is never read, unless ltectl has the kernel lock other settings."""
     image = image_of(IMAGE_SIZE)
-    with modem_outside() as (cables, received), Machine(cables=cables, share=share) as router:
+    with modem_outside() as (cables, received), Machine(cables=cables, memory=memory) as router:
         ask(router, "ln -s ttyS1 /dev/ttyUSB1 && ln -s ttyS2 /dev/ttyUSB3")
         router.put("/tmp/firmware.img", image)
         ask(router, "ltectl upgrade /tmp/firmware.img",
@@ -236,13 +256,29 @@ def kill_while_locked(router):
         told_to_have_five_bits(router, port, "cs5")
 
 
+# ---- The scripts that cut its power and wear its flash ----
+
+CUTS = {"jffs2": "", "ubifs": "sync", "ext4": "data=journal,sync"}
+
+
+def cuts(_):
+    """They run to their end; what they count is in docs/durability.md."""
+    for file_system, options in CUTS.items():
+        parts.script("powercut", "--router", file_system, "--store", "nvm", "--cycles", "2", "--jobs", "1",
+                     "--mount-options", options)
+
+
+def wear(_):
+    parts.script("wear", "--writes", "500", "--only", "worn-nor-jffs2", "worn-nand-ubifs", "full-jffs2")
+
+
 # ---- Which there are ----
 
 # {name: what is checked in a machine that others have used}
 INSIDE = {"c": c_tests, "link": manage_the_link, "net": network, "log": logs, "led": lamps, "layouts": layouts,
           "hostile": hostile, "endurance": endurance, "upgrade": upgrade_inside}
 # {name: what starts a machine itself}
-APART = {"usb": upgrade_by_usb, "uart": upgrade_by_uart}
+APART = {"usb": upgrade_by_usb, "uart": upgrade_by_uart, "cut": cuts, "wear": wear}
 WITH_MODEM = ("usb", "uart")
 NAMES = (*INSIDE, *APART)
 
@@ -266,7 +302,7 @@ def report(name, check, *arguments):
     begun = time.monotonic()
     try:
         check(*arguments)
-    except parts.Failure as failure:
+    except (parts.Failure, OSError, subprocess.CalledProcessError) as failure:
         print(f"router: {name}: FAILED: {failure}", flush=True)
         return False
     print(f"router: {name}: passed in {time.monotonic() - begun:.1f} s", flush=True)
@@ -284,10 +320,10 @@ def run(names, memory):
         if inside:
             with Machine(share=share, memory=memory) as router:
                 for name in inside:
-                    if router.process is None: # the one before has taken it down
+                    if router.process is None:  # the one before has taken it down
                         router.start()
                     passed &= report(name, INSIDE[name], router)
         for name in names:
             if name in APART:
-                passed &= report(name, APART[name], share)
+                passed &= report(name, APART[name], memory)
     return passed

@@ -1,8 +1,9 @@
 /* How many instructions something takes on the emulated router, whose clock an emulator moves on with
- * each of them: a request to the WAN manager with its answer, or a program from start to end. A loop of
- * known length tells how many there are in a nanosecond.
+ * each of them: a request to the WAN manager with its answer, a program from start to end, or
+ * everything since the kernel's clock began. A loop of known length tells how many there are in a
+ * nanosecond.
  *
- * usage: count TIMES [PROGRAM ARGUMENT...] */
+ * usage: count TIMES [PROGRAM ARGUMENT...] | boot */
 #include "lc_ipc_msg.h"
 #include "lte_sdk.h"
 
@@ -10,6 +11,7 @@
 #include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/wait.h>
 #include <time.h>
 
@@ -65,8 +67,18 @@ static bool count(bool (*work)(char **), char **words, long times)
     return true;
 }
 
+static int count_boot(void)
+{
+    const double since_boot = now();
+    printf("%.0f\n", since_boot * instructions_in_a_nanosecond());
+    return 0;
+}
+
 int main(int argc, char **argv)
 {
+    if (argc == 2 && strcmp(argv[1], "boot") == 0) {
+        return count_boot();
+    }
     const long times = argc > 1 ? strtol(argv[1], NULL, 10) : 0;
     if (times <= 0) {
         return 2;

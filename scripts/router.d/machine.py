@@ -45,10 +45,18 @@ class Result:
 
 def make_flash(path):
     """An erased chip, if there is no such file yet."""
-    if not os.path.exists(path):
-        with open(path, "xb") as file:
-            for _ in range(FLASH_SIZE >> 16):
-                file.write(ERASED * 65536)
+    if os.path.isfile(path) and (size := os.path.getsize(path)) != FLASH_SIZE:
+        raise parts.Failure(f"{path} has {size} bytes, and a flash {FLASH_SIZE}: give another name, or remove it")
+    if os.path.exists(path):
+        return
+    begun = f"{path}.new"
+    try:
+        with open(begun, "wb") as file:
+            file.write(ERASED * FLASH_SIZE)
+        os.rename(begun, path)
+    except BaseException:
+        pathlib.Path(begun).unlink(missing_ok=True)
+        raise
 
 
 class Stream:
@@ -93,8 +101,10 @@ class Machine:
         self.kernel_options, self.shell = kernel_options, shell
         self.process = None
         self.sockets = {}
-        self.kernel, self.root = parts.kernel() / "vmlinux", parts.root_image()
         self.own = tempfile.TemporaryDirectory(prefix="router.")
+        # Copies: those of the tree go when somebody builds others, and this machine may be started again.
+        self.kernel, self.root = (shutil.copy(part, self.own.name)
+                                  for part in (parts.kernel() / "vmlinux", parts.root_image()))
         self.flash = flash or os.path.join(self.own.name, "flash")
         self.console = console or os.path.join(self.own.name, "console")
 
@@ -125,7 +135,7 @@ class Machine:
             for end in inner.values():
                 end.close()
         if not self.shell:
-            self.await_ready(time.monotonic() + seconds)
+            self.await_ready(seconds)
 
     def make_ports(self):
         inner = {}
@@ -167,8 +177,12 @@ class Machine:
                       "-device", f"virtserialport,chardev={name},name={name}"]
         return words
 
-    def await_ready(self, deadline):
-        if self.read_line(deadline) != b"ready":
+    def await_ready(self, seconds):
+        try:
+            ready = self.read_line(time.monotonic() + seconds) == b"ready"
+        except TooLate:
+            raise Died("\n".join([*self.console_end(), f"the machine has not started in {seconds} s"])) from None
+        if not ready:
             self.died("has not started")
 
     def kill(self):
@@ -184,11 +198,13 @@ class Machine:
 
     def await_exit(self, seconds=None):
         try:
-            self.process.wait(seconds)
+            status = self.process.wait(seconds)
         except subprocess.TimeoutExpired:
             self.kill()
             raise TooLate(f"the machine has not shut down in {seconds} s") from None
         self.forget()
+        if status != 0:
+            raise Died(f"{EMULATOR} ended with {status}")
 
     def forget(self):
         self.process.wait()
@@ -203,11 +219,14 @@ class Machine:
         self.process.kill()
         said = self.process.stderr.read().decode(errors="replace").splitlines()
         self.forget()
-        raise Died("\n".join([*self.console_text().splitlines()[-30:], *said, f"the machine {what}"]))
+        raise Died("\n".join([*self.console_end(), *said, f"the machine {what}"]))
 
     def console_text(self):
         path = pathlib.Path(self.console)
         return path.read_text(errors="replace") if path.exists() else ""
+
+    def console_end(self):
+        return self.console_text().splitlines()[-30:]
 
     # ---- Commands ----
 
@@ -221,8 +240,12 @@ class Machine:
                    "errors": Stream(end.encode(), errors or collected["errors"].extend)}
         deadline = time.monotonic() + seconds
         self.sockets["commands"].sendall(self.request(text, end, len(given)))
-        self.pump(streams, given, deadline)
-        return Result(int(self.read_line(deadline)), bytes(collected["output"]), bytes(collected["errors"]))
+        try:
+            self.pump(streams, given, deadline)
+            status = int(self.read_line(deadline))
+        except TooLate:
+            raise TooLate(f"the command has not ended in {seconds} s; the machine was cut off") from None
+        return Result(status, bytes(collected["output"]), bytes(collected["errors"]))
 
     @staticmethod
     def request(text, end, given=0):
@@ -289,6 +312,6 @@ def line(name, cable):
 
 
 def drive(number, path, more):
-    """Drives share a slot: the board has four, 0x12 and on, and gives a card in another one no interrupt."""
-    return ["-drive", f"if=none,id=drive{number},format=raw,file={path},{more}",
+    """A comma in a name is two to the emulator. Drives share a slot: the board has four, 0x12 and on, and gives a card in another one no interrupt."""
+    return ["-drive", f"if=none,id=drive{number},format=raw,file={str(path).replace(',', ',,')},{more}",
             "-device", f"virtio-blk-pci,drive=drive{number},addr=0x12.{number},multifunction=on"]

@@ -94,6 +94,8 @@ def keep(part, name, make):
     with alone():
         if folder.is_dir():
             return folder
+        for left in WORK.glob(f"{part}.*"):  # by a build that was killed
+            shutil.rmtree(left)
         with tempfile.TemporaryDirectory(prefix=f"{part}.", dir=WORK) as work:
             result = pathlib.Path(work) / "result"
             result.mkdir()

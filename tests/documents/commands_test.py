@@ -122,7 +122,8 @@ TABLE = [(re.compile(pattern), how) for pattern, how in (
     (r"scripts/endure( hostile| clocks)?", ByCi(r"scripts/endure --operations \d+ --datagrams \d+")),
     # Smaller: nothing is started, for building the kernel takes minutes.
     (r"scripts/router( .*)?", Here(instead="scripts/router --help")),
-    (r"(KCONFIG_ALLCONFIG=\S+ )?make -C (LINUX|BUSYBOX) .*|(mkdir -p|cp|ln -s|tar -C) .*ROOT.*",
+    (r"(KCONFIG_ALLCONFIG=\S+ )?make -C (LINUX|BUSYBOX) .*|export MUSL_CC=.*|"
+     r"(mkdir -p|cp|ln -s|tar -C|while read|mksquashfs) .*ROOT.*",
      ByTest("scripts/router.d/parts.py", "def fill_root(")),
     # Smaller: 1 cycle instead of 100 or 1000.
     (r"scripts/powercut( --cycles .*)?", ByTest("tests/documents/CMakeLists.txt", "powercut --cycles 1 ")),

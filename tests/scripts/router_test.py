@@ -3,11 +3,13 @@ usage: router_test.py PROJECT"""
 
 import os
 import pathlib
+import resource
 import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 PROJECT = pathlib.Path(sys.argv.pop(1))
 sys.dont_write_bytecode = True
@@ -56,6 +58,7 @@ class WithoutMachine(unittest.TestCase):
                                  ("--memory", "run", "--memory", "none", "true"),
                                  ("--timeout", "run", "--timeout", "0", "true"),
                                  ("--flash", "run", "--flash", "fat", "true"),
+                                 ("--console is for run", "shell", "--console", "file"),
                                  ('there is no check "colour"; there are c, link', "test", "colour")):
             with self.subTest(arguments):
                 self.assert_ends(2, told, *arguments)
@@ -68,9 +71,95 @@ class WithoutMachine(unittest.TestCase):
         self.put("scripts/build", "echo the reason; exit 1")
         self.assert_ends(125, r"\Arouter: the reason\nscripts/build ended with 1\n\Z", "run", "true")
 
-    def test_emulator_that_is_missing(self):
+    def test_package_that_cannot_be_had(self):
         self.put("scripts/setup", "echo setup: could not be had: the packages qemu-system-mips >&2; exit 1")
         self.assert_ends(125, "the packages qemu-system-mips\n", "run", "true")
+
+    def test_python_that_is_missing(self):
+        """The other script then installs it."""
+        for name in ("bash", "dirname"):
+            self.put(f"bin/{name}", f'exec {shutil.which(name)} "$@"')
+        self.put("scripts/setup", f"echo $* >&2; {shutil.which('ln')} -s {sys.executable} {self.root}/bin/python3")
+        command = [shutil.which("bash"), self.root / "scripts" / "router", "--help"]
+        for told in ("router\n", ""):
+            result = subprocess.run(command, capture_output=True, text=True, env={"PATH": f"{self.root}/bin"})
+            self.assertEqual((result.returncode, result.stderr), (0, told))
+        self.put("scripts/setup", "exit 1")
+        (self.root / "bin" / "python3").unlink()
+        self.assertEqual(subprocess.run(command, env={"PATH": f"{self.root}/bin"}).returncode, 125)
+
+
+class WithoutEmulator(unittest.TestCase):
+    """A machine whose kernel and root are there."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        (self.folder / "vmlinux").touch()
+        (self.folder / "root").touch()
+        for name, made in ("kernel", self.folder), ("root_image", self.folder / "root"):
+            patch = unittest.mock.patch.object(parts, name, return_value=made)
+            patch.start()
+            self.addCleanup(patch.stop)
+
+    def start(self, emulator=None, **options):
+        """With an emulator that is this script."""
+        if emulator:
+            (self.folder / machine.EMULATOR).write_text(f"#!/bin/sh\n{emulator}\n")
+            (self.folder / machine.EMULATOR).chmod(0o755)
+        path = f"{self.folder}:{os.environ['PATH']}" if emulator else str(self.folder)
+        with unittest.mock.patch.dict(os.environ, {"PATH": path}):
+            one = machine.Machine(**options)
+            try:
+                one.start(seconds=1)
+            finally:
+                one.kill()
+                one.own.cleanup()
+
+    def assert_fails(self, told, kind=parts.Failure, **options):
+        with self.assertRaisesRegex(kind, told):
+            self.start(**options)
+
+    def test_the_package_is_named(self):
+        self.assert_fails("qemu-system-mips is missing: the package qemu-system-mips has it")
+
+    def test_a_start_that_hangs_shows_the_console(self):
+        console = self.folder / "console"
+        console.write_text("the last line\n")
+        self.assert_fails("the last line\nthe machine has not started in 1 s", machine.Died, emulator="exec sleep 100",
+                          console=str(console))
+
+    def test_an_emulator_that_ends_is_heard(self):
+        self.assert_fails("too much memory\nthe machine has ended", machine.Died,
+                          emulator="echo too much memory >&2; exit 1")
+
+    def test_a_shell_without_a_machine_is_a_failure(self):
+        (self.folder / machine.EMULATOR).write_text("#!/bin/sh\nexit 1\n")
+        (self.folder / machine.EMULATOR).chmod(0o755)
+        with unittest.mock.patch.dict(os.environ, {"PATH": f"{self.folder}:{os.environ['PATH']}"}), \
+                machine.Machine(shell=True) as one, self.assertRaisesRegex(machine.Died, "ended with 1"):
+            one.await_exit(10)
+
+    def test_a_flash_of_another_size_is_refused(self):
+        flash = self.folder / "flash"
+        flash.write_bytes(bytes(1000))
+        self.assert_fails(f"{flash} has 1000 bytes, and a flash 16777216", emulator="exit 0", flash=str(flash))
+
+    def test_a_flash_that_cannot_be_made_whole_is_not_left(self):
+        flash = self.folder / "flash"
+        limits = resource.getrlimit(resource.RLIMIT_FSIZE)
+        self.addCleanup(resource.setrlimit, resource.RLIMIT_FSIZE, limits)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (4 << 20, limits[1]))
+        with self.assertRaises(OSError):
+            machine.make_flash(flash)
+        resource.setrlimit(resource.RLIMIT_FSIZE, limits)
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["root", "vmlinux"])
+        machine.make_flash(flash)
+        self.assertEqual(flash.stat().st_size, machine.FLASH_SIZE)
+
+    def test_a_comma_in_a_name_is_none_in_the_emulators_words(self):
+        self.assertIn("file=a,,b.bin,readonly=on", machine.drive(0, "a,b.bin", "readonly=on")[1])
 
 
 class Keep(unittest.TestCase):
@@ -93,6 +182,11 @@ class Keep(unittest.TestCase):
         second = parts.keep("part", "two", self.make)
         self.assertEqual((second / "file").read_text(), "3")
         self.assertEqual((first.exists(), other.exists(), second.exists()), (False, True, True))
+
+    def test_removes_what_a_build_that_was_killed_has_left(self):
+        (parts.WORK / "part.abc").mkdir(parents=True)
+        parts.keep("part", "one", self.make)
+        self.assertEqual(sorted(path.name for path in parts.WORK.iterdir()), ["lock", "part-one"])
 
     def test_leaves_nothing_of_what_fails(self):
         def fail(work, result):
