@@ -69,8 +69,8 @@ int lock_uart_settings(const char *port, int fd, uint8_t answer)
 void release_uart_settings()
 {
     // The last close would do it as well, but another program may have the port open too.
-    for (; g_held_count > 0; --g_held_count) {
-        const HeldPort &held = g_held[g_held_count - 1];
+    for (unsigned left = g_held_count; left > 0; --left) {
+        const HeldPort &held = g_held[left - 1];
         ioctl(held.fd, TIOCSLCKTRMIOS, &held.locked_before);
     }
 }

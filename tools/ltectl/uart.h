@@ -16,7 +16,7 @@ bool is_uart(const char *port);
 // exit code.
 int lock_uart_settings(const char *port, int fd, uint8_t answer);
 
-// Gives all ports the locks that they had before.
+// Gives all ports the locks that they had before. Any thread may, also another at the same time.
 void release_uart_settings();
 
 } // namespace lterouter::tools
