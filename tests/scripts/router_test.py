@@ -3,7 +3,9 @@ usage: router_test.py PROJECT"""
 
 import os
 import pathlib
+import re
 import resource
+import shlex
 import shutil
 import subprocess
 import sys
@@ -208,6 +210,20 @@ class Configuration(unittest.TestCase):
             fragment.write_text("CONFIG_A=y\nCONFIG_C=y\n")
             with self.assertRaisesRegex(parts.Failure, "wanted.config asks for .*: CONFIG_C=y"):
                 parts.require_options(config, fragment)
+
+
+class StepsByHand(unittest.TestCase):
+    def test_build_what_the_script_builds(self):
+        """The lines of docs/integration.md that call make have the targets and variables of parts.py."""
+        made = (PROJECT / "scripts" / "router.d" / "parts.py").read_text()
+        steps = re.findall(r"^(?:KCONFIG_ALLCONFIG=\S+ )?make -C (\w+) (.*)$",
+                           (PROJECT / "docs" / "integration.md").read_text(), re.M)
+        self.assertEqual([folder for folder, _ in steps], ["LINUX", "LINUX", "BUSYBOX", "BUSYBOX"])
+        for folder, words in steps:
+            for word in shlex.split(words):
+                name, is_variable, _ = word.partition("=")
+                with self.subTest(folder, word=word):
+                    self.assertIn(f'"{name}=' if is_variable else f'"{name}"', made)
 
 
 class StreamOfOutput(unittest.TestCase):
