@@ -301,6 +301,7 @@ class Changing(WebTest):
         self.log_in()
         for path, body, lines in (("/api/pin/enable", {"pin": "1234"}, ["1234"]),
                                   ("/api/pin/change", {"old": "1111", "new": "2222"}, ["1111", "2222"]),
+                                  ("/api/at", {"command": "AT+CPIN=1234"}, ["AT+CPIN=1234"]),
                                   ("/api/nv/set", {"name": "wifi_key", "value": "hidden"}, ["hidden"])):
             objects = self.done(self.post(path, body))
             words = [o["word"] for o in objects if o["event"] == "word"]
@@ -362,15 +363,34 @@ class Events(WebTest):
         self.assertEqual(self.post("/api/scan").status, 202)
         self.assertEqual(self.post("/api/scan").status, 409)
         self.assertTrue(self.get("/api/jobs").json()["scan"]["running"])
+        self.assertEqual(set(begun := stream.until("job")), {"job", "running", "started"})
+        self.assertEqual((begun["job"], begun["running"]), ("scan", True))
         found = []
         while "exit" not in (event := stream.until("job")):
-            self.assertEqual((event["job"], event["running"]), ("scan", True))
+            self.assertEqual(event, {**begun, "object": event["object"]})
             found.append(event["object"])
         self.assertEqual((event["exit"], event["running"], event["message"]), (DONE, False, ""))
         self.assertEqual(len(found), 4)
         job = self.get("/api/jobs").json()["scan"]
         self.assertEqual((job["running"], job["exit"], job["objects"]), (False, DONE, found))
-        self.assertEqual(job["started"], event["started"])
+        self.assertEqual({job["started"], event["started"]}, {begun["started"]})
+
+    def test_everybody_is_told_when_a_search_begins(self):
+        self.start(ltectl=self.fake("read -r line </tmp/go\necho '{\"event\":\"x\"}'"))
+        os.mkfifo("/tmp/go")
+        self.addCleanup(os.unlink, "/tmp/go")
+        self.log_in()
+        streams = [self.listen(), self.listen(self.cookie)]
+        for stream in streams:
+            stream.until("manager")
+        self.assertEqual(self.post("/api/scan").status, 202)
+        begun = [stream.until("job") for stream in streams]
+        self.assertEqual([(event["job"], event["running"]) for event in begun], [("scan", True)] * 2)
+        self.assertEqual(self.get("/api/jobs").json()["scan"],
+                         {"running": True, "started": begun[0]["started"], "objects": []})
+        write_file("/tmp/go", b"\n")
+        for stream in streams:
+            stream.until("job", running=False, exit=DONE)
 
     def test_an_upgrade_gets_the_image_and_tells_its_progress(self):
         image = bytes(range(256)) * 5000
@@ -381,6 +401,7 @@ class Events(WebTest):
         stream = self.listen()
         before = os.listdir("/2ndfile")
         self.assertEqual(self.post("/api/upgrade", image, BYTES).status, 202)
+        self.assertEqual(set(stream.until("job", job="upgrade", running=True)), {"job", "running", "started"})
         self.assertEqual(stream.until("job")["object"], {"event": "progress", "percent": 50})
         event = stream.until("job")
         self.assertEqual((event["exit"], event["message"]), (FAILED, "oh\n"))

@@ -22,6 +22,7 @@ bool Job::start(const Settings &settings, CommandLine &line, int stdin_file)
     started_ms_ = wall_clock_ms();
     objects_.clear();
     message_.clear();
+    publish([](JsonObject &) {}); // a search prints nothing until its end
     return true;
 }
 
@@ -41,31 +42,25 @@ void Job::add_line(std::string_view line)
             objects_.clear();
         }
     }
-    TextStream text;
-    if (text) {
-        JsonObject(text.file())
-            .text("job", name_)
-            .boolean("running", true)
-            .number("started", started_ms_)
-            .raw("object", line);
-    }
-    if (text.finish()) {
-        listeners_.publish("job", text.view());
-    }
+    publish([=](JsonObject &event) { event.raw("object", line); });
 }
 
 void Job::finish()
 {
     exit_code_ = child_.exit_code();
     message_.add(child_.errors(), kLongestResults);
+    publish([this](JsonObject &event) {
+        event.number("exit", exit_code_).text("message", message_.view());
+    });
+}
+
+template <typename Add> void Job::publish(Add add)
+{
     TextStream text;
     if (text) {
-        JsonObject(text.file())
-            .text("job", name_)
-            .boolean("running", false)
-            .number("started", started_ms_)
-            .number("exit", exit_code_)
-            .text("message", message_.view());
+        JsonObject event(text.file());
+        event.text("job", name_).boolean("running", running()).number("started", started_ms_);
+        add(event);
     }
     if (text.finish()) {
         listeners_.publish("job", text.view());

@@ -29,6 +29,8 @@ private:
     static void on_end(void *context, Child &child);
     void add_line(std::string_view line);
     void finish();
+    // An event; add: what it tells beside which job it is, and whether it runs.
+    template <typename Add> void publish(Add add);
 
     const char *const name_;
     const int64_t longest_ms_;

@@ -82,7 +82,7 @@ constexpr Route kRoutes[] = {
     changing("/api/pin/disable", "pin", "disable", {"pin", kPinLength, Passing::kStandardInput}),
     changing("/api/pin/change", "pin", "change", {"old", kPinLength, Passing::kStandardInput},
              {"new", kPinLength, Passing::kStandardInput}),
-    changing("/api/at", "at", nullptr, {"command", kLong}),
+    changing("/api/at", "at", nullptr, {"command", kLong, Passing::kStandardInput}),
     changing("/api/nv/set", "nv", "set", {"name", kName}, {"value", kLong, Passing::kStandardInput}),
     changing("/api/log", "log", nullptr, {"module", kName, Passing::kOptional},
              {"level", kShort, Passing::kOptional}, {"value", kShort}),

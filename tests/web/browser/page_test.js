@@ -146,6 +146,7 @@ test('searches_operators_with_a_clock', async place => {
   const [page, other] = [await place.openLoggedIn({ hash: '#network' }), await place.open()];
   await page.click('button:text-is("Search")');
   await sees(page, '#clock', '1 s');
+  await sees(other, '#clock', /^[12] s$/);
   await hasNoFlaw(page, 'a search');
   await sees(page, '#clock', '2 s');
   await sees(page, '#searching', /^Searching for operators/);
@@ -159,6 +160,7 @@ test('searches_operators_with_a_clock', async place => {
   await sees(page, '#operators', /Northern Cell/);
   await go(other, 'network');
   await sees(other, '#operators', /Northern Cell/);
+  await seesNot(other, '#searching');
   await hasNoFlaw(page, 'operators');
   place.expected.push(REFUSED(409));
 }, { manager: ['--search-delay', '6000'] });
@@ -293,7 +295,9 @@ async function upgrade(place, page, size) {
 test('watches_an_upgrade_to_its_end', async place => {
   await place.startModem('--size', '300000', '--image', '/tmp/received', '--fault', '3=late:1200', '--fault', '9=failed:2', '--fault', '40=late:1500');
   const page = await place.openLoggedIn({ hash: '#firmware' });
+  const watcher = await place.open();
   await upgrade(place, page, 300000);
+  await sees(watcher, '#upgrading', /A firmware upgrade is running: (Starting|Preparing|0 %)/);
   await sees(page, '#stage', /^\d+ %, \d+ of 300000 bytes$/);
   await sees(page, '#upgrading', /A firmware upgrade is running/);
   await until('the bar', async () => await page.evaluate(() => document.getElementById('bar').value) > 0);

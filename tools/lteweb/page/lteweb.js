@@ -279,7 +279,7 @@ function showOutcomes() {
   $('operators').hidden = running || !objects.length;
   fill('operators', ['Operator', 'First', 'Second', 'Numbers'], objects.map(object => [object.name, object.first, object.second,
     [1, 2, 3, 4, 5].map(n => object['number' + n]).join(' ')]));
-  if (running === false && exit !== undefined) tell($('scan'), exit ? plain(jobs.scan) : `${objects.length} operators found.`, exit ? 'bad' : 'good');
+  if (jobs.scan) tell($('scan'), running ? 'Searching…' : exit ? plain(jobs.scan) : `${objects.length} operators found.`, exit ? 'bad' : 'good');
 }
 
 function stage(job) {
@@ -294,6 +294,7 @@ function onJob({ job, object, ...rest }) {
   jobs[job] = { ...known, ...rest, objects: [...known.objects || [], ...object ? [object] : []] };
   showOutcomes();
   if (job === 'upgrade' && object?.event !== 'progress') say(stage(jobs.upgrade).text);
+  if (job === 'scan' && rest.running) say('Search started');
 }
 
 // Parameters:
@@ -507,8 +508,6 @@ $('roam').onchange = flip('roam');
 $('log-time').onchange = flip('log', { module: 'time', level: '' });
 onSubmit($('scan'), async () => {
   await call('scan', {});
-  say('Search started');
-  await findJobs();
 });
 $('filter').onsubmit = event => event.preventDefault();
 $('find').oninput = $('changed').onchange = showValues;
@@ -541,7 +540,6 @@ onSubmit($('upgrade'), async () => {
   if (await ask('Upgrade the modem', `${image.name}, ${scaled(image.size, 'B')}: the modem’s firmware is replaced, and the link is lost meanwhile.`, 'Upgrade') === null) return '';
   tell($('upgrade'), 'The image goes to the router…');
   await call('upgrade', image);
-  await findJobs();
 });
 onSubmit($('at'), async () => {
   const command = $('command').value;
