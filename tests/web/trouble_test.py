@@ -14,6 +14,11 @@ from web import BYTES, DONE, WebTest, eventually, support
 NO_ANSWER, NOBODY = support.NO_ANSWER, support.NOBODY
 
 
+def connect_link():
+    """As soon as there is a WAN manager."""
+    eventually(lambda: support.ltectl("connect", "--wait", "10").returncode == DONE)
+
+
 class Manager(WebTest):
     def test_none_is_there(self):
         self.start(manager=False)
@@ -38,6 +43,31 @@ class Manager(WebTest):
         stream.until("manager", status="back")
         self.post("/api/connect")
         stream.until("link", status="connected")
+
+    def test_a_link_that_was_there_before(self):
+        """Its addresses are those of the interface, if that is there."""
+        self.manager = self.start_wansim("--delay", "0", "--quiet")
+        connect_link()
+        known = {"event": "link", "status": "connected", "name": "CONN_CONNECTED"}
+        for interface, addresses in (("lo", {"interface": "lo", "ip": "127.0.0.1", "mask": "255.0.0.0"}),
+                                     ("nowhere0", {})):
+            self.start("--interface", interface, manager=False)
+            self.assertEqual(self.listen().until("link"), {**known, **addresses})
+            self.end()
+
+    def test_a_link_that_is_made_before_it_is_found_again(self):
+        self.start("--interface", "lo")
+        stream = self.listen()
+        for gone in True, False:
+            stream.until("link", status="disconnected")
+            self.manager.process.kill()
+            self.manager.process.wait()
+            if gone:
+                stream.until("manager", status="gone")
+            self.manager = self.start_wansim("--delay", "0", "--quiet")
+            connect_link()
+            self.assertIn("ip", stream.until("link", status="connected"))
+            support.ltectl("disconnect", "--wait", "10")
 
     def test_it_is_stopped(self):
         """Requests to it time out by ltectl; everything else is as fast as ever, until too many wait."""
@@ -185,6 +215,7 @@ class Clients(WebTest):
         before = self.resident_kib()
         self.assertEqual(self.post("/api/scan").status, 202)
         numbers = []
+        stream.until("job")
         while "exit" not in (event := stream.until("job")):
             numbers.append(event["object"]["number"])
         self.assertEqual(numbers, list(range(3000)))

@@ -97,35 +97,22 @@ void reply_with_file(const Child &child, Reply *reply)
 
 // ---- Events ----
 
-void write_state(JsonObject &object, uint32_t state)
-{
-    const bool known = state < std::size(kLinkStates);
-    object.text("event", "link").text("status", known ? kLinkStates[state] : "unknown");
-    if (!known) {
-        object.number("status_value", state);
-    }
-}
-
 void write_link(FILE *file, const lct_link_status &link)
 {
+    const bool known = link.link_status < std::size(kLinkStates);
     JsonObject object(file);
-    write_state(object, link.link_status);
+    object.text("event", "link").text("status", known ? kLinkStates[link.link_status] : "unknown");
+    if (!known) {
+        object.number("status_value", link.link_status);
+    }
     if (link.link_status == LCT_LINK_CONNECTED) {
-        object.text("interface", bounded(link.interface_name))
-            .text("ip", bounded(link.ip))
-            .text("gateway", bounded(link.gateway))
-            .text("dns1", bounded(link.dns1))
-            .text("dns2", bounded(link.dns2))
-            .text("mask", bounded(link.mask));
+        for (const LinkText &text : link_texts(link)) {
+            if (!text.value.empty()) {
+                object.text(text.name, text.value);
+            }
+        }
     }
     object.text("name", get_link_str(link.link_status));
-}
-
-void write_link_state(FILE *file, uint32_t state)
-{
-    JsonObject object(file);
-    write_state(object, state);
-    object.text("name", get_link_str(state));
 }
 
 void write_interface(FILE *file, const lct_iface_status &interface)
@@ -141,9 +128,6 @@ const char *write_news(FILE *file, const News &news)
     switch (news.kind) {
     case NewsKind::kLink:
         write_link(file, news.link);
-        return "link";
-    case NewsKind::kLinkState:
-        write_link_state(file, news.link_state);
         return "link";
     case NewsKind::kInterface:
         write_interface(file, news.interface);
