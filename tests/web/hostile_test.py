@@ -6,6 +6,7 @@ import contextlib
 import json
 import random
 import socket
+import subprocess
 import time
 
 import web
@@ -29,6 +30,16 @@ class OtherSites(WebTest):
         for site, status in (("same-origin", 200), ("none", 200), ("cross-site", 403), ("same-site", 403), ("", 403)):
             reply = self.ask("POST", "/api/connect", "{}", {**self.credentials(), "Sec-Fetch-Site": site})
             self.assertEqual(reply.status, status, site)
+
+    def test_a_link_from_another_site(self):
+        """It leads to the page, and to nothing else."""
+        self.start()
+        for site in "cross-site", "same-site":
+            headers = {"Sec-Fetch-Site": site, "Sec-Fetch-Mode": "navigate"}
+            for method, path, status in (("GET", "/", 200), ("POST", "/", 403), ("GET", "/api/status", 403),
+                                         ("GET", "/lteweb.js", 403)):
+                self.assertEqual(self.ask(method, path, headers=headers).status, status, (method, path))
+            self.assertEqual(self.ask("GET", "/", headers={**headers, "Sec-Fetch-Mode": "no-cors"}).status, 403)
 
     def test_no_login_from_another_site(self):
         self.start()
@@ -73,13 +84,29 @@ class OtherNames(WebTest):
             self.assertIn(self.status(host), (400, 421), host)
 
     def test_any_address_where_it_listens_at_all(self):
-        self.manager = None
-        self.server = web.Background(self, web.LTEWEB, "--json", "--listen", "0.0.0.0:0", "--ltectl", "/nowhere")
-        self.port = json.loads(self.server.out.next())["port"]
+        self.start_at("0.0.0.0:0")
         for host in ("127.0.0.1", "192.168.1.1", "[::1]", "[fe80::1]:80", "localhost"):
             self.assertEqual(self.status(host), 200, host)
         for host in ("evil.example", "1.2.3", "[::1", "::1", "1.2.3.4.5", "[1.2.3.4]", "[" + "1" * 100 + "]"):
             self.assertIn(self.status(host), (400, 421), host)
+
+    def start_at(self, where):
+        self.manager = None
+        self.server = web.Background(self, web.LTEWEB, "--json", "--listen", where, "--ltectl", "/nowhere")
+        self.port = json.loads(self.server.out.next())["port"]
+
+    def test_an_address_as_browsers_write_it(self):
+        self.start_at("[0:0:0:0:0:0:0:0001]:0")
+        with socket.create_connection(("::1", self.port)) as connection:
+            connection.sendall(b"GET /api/session HTTP/1.1\r\nHost: [::1]\r\nConnection: close\r\n\r\n")
+            self.assertTrue(connection.recv(4096).startswith(b"HTTP/1.1 200 "))
+
+    def test_an_address_that_the_machine_gets_later(self):
+        self.start_at("192.0.2.7:0")
+        subprocess.run(["ip", "address", "add", "192.0.2.7/32", "dev", "lo"], check=True)
+        with socket.create_connection(("192.0.2.7", self.port)) as connection:
+            connection.sendall(b"GET /api/session HTTP/1.1\r\nHost: 192.0.2.7\r\nConnection: close\r\n\r\n")
+            self.assertTrue(connection.recv(4096).startswith(b"HTTP/1.1 200 "))
 
     def test_no_name_or_two(self):
         self.start(manager=False)

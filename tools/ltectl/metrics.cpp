@@ -9,6 +9,7 @@
 #include "lc_nv.h"
 #include "lte_sdk.h"
 #include "ltectl/commands.h"
+#include "ltectl/held_lock.h"
 #include "ltectl/endpoints.h"
 #include "ltectl/interface.h"
 #include "ltectl/link_state.h"

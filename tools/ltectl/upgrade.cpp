@@ -28,7 +28,6 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr char kLockFile[] = "/tmp/ltectl-upgrade.lock";
 constexpr const char *kPorts[] = {LC_UP_DATA_PORT, LC_UP_AT_PORT};
 constexpr unsigned kPollSeconds = 1;
 
@@ -109,9 +108,9 @@ int check_ports()
 // name while its old port is held open.
 int lock_upgrade()
 {
-    const int fd = open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
+    const int fd = open(kUpgradeLock, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (fd < 0) {
-        return cannot("make", kLockFile, errno);
+        return cannot("make", kUpgradeLock, errno);
     }
     if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
         return fail(kFailed, "another upgrade is running");
@@ -335,13 +334,6 @@ int run(const Image &image)
 }
 
 } // namespace
-
-bool is_upgrade_running()
-{
-    // Not by a lock of its own, which an upgrade that begins meanwhile would take for another's.
-    struct stat file;
-    return lstat(kLockFile, &file) == 0 && is_locked(file.st_ino);
-}
 
 const Option kUpgradeOptions[] = {
     {"timeout", "SECONDS", "time-out of the modem's part after the transfer (300)", &kSeconds,

@@ -22,7 +22,7 @@ bool Job::start(const Settings &settings, CommandLine &line, int stdin_file)
     started_ms_ = wall_clock_ms();
     objects_.clear();
     message_.clear();
-    publish([](JsonObject &) {}); // a search prints nothing until its end
+    publish_own([](JsonObject &) {}); // a search prints nothing until its end
     return true;
 }
 
@@ -42,15 +42,31 @@ void Job::add_line(std::string_view line)
             objects_.clear();
         }
     }
-    publish([=](JsonObject &event) { event.raw("object", line); });
+    publish_own([=](JsonObject &event) { event.raw("object", line); });
 }
 
 void Job::finish()
 {
     exit_code_ = child_.exit_code();
     message_.add(child_.errors(), kLongestResults);
-    publish([this](JsonObject &event) {
+    publish_own([this](JsonObject &event) {
         event.number("exit", exit_code_).text("message", message_.view());
+    });
+}
+
+void Job::note_elsewhere(bool elsewhere)
+{
+    if (elsewhere_ != elsewhere) {
+        elsewhere_ = elsewhere;
+        publish([](JsonObject &) {});
+    }
+}
+
+template <typename Add> void Job::publish_own(Add add)
+{
+    publish([=, this](JsonObject &event) {
+        event.number("started", started_ms_);
+        add(event);
     });
 }
 
@@ -59,7 +75,7 @@ template <typename Add> void Job::publish(Add add)
     TextStream text;
     if (text) {
         JsonObject event(text.file());
-        event.text("job", name_).boolean("running", running()).number("started", started_ms_);
+        event.text("job", name_).boolean("running", running());
         add(event);
     }
     if (text.finish()) {
@@ -71,7 +87,7 @@ void Job::write(FILE *file) const
 {
     JsonObject object(file);
     object.boolean("running", running());
-    if (!ever_) {
+    if (!ever_ || elsewhere_) {
         return;
     }
     object.number("started", started_ms_);

@@ -54,7 +54,6 @@ constexpr Route kRoutes[] = {
     {.method = kPost,
      .path = "/api/login",
      .work = Work::kLogin,
-     .access = Access::kAnyone,
      .fields = {{"password", kLongestTyped}},
      .body = BodyKind::kObject},
     {.method = kPost,
@@ -124,7 +123,7 @@ constexpr Route kRoutes[] = {
 bool takes(const Route &route, const char *method)
 {
     return strcmp(route.method, method) == 0 ||
-           (strcmp(method, "HEAD") == 0 && strcmp(route.method, kGet) == 0 &&
+           (strcmp(method, "HEAD") == 0 && is_reading(route) &&
             route.work != Work::kEvents);
 }
 
@@ -177,6 +176,8 @@ Refusal add_field(const Field &wanted, const JsonField &given, CommandLine *line
 }
 
 } // namespace
+
+bool is_reading(const Route &route) { return strcmp(route.method, kGet) == 0; }
 
 const Route *find_route(const Head &head, Refusal *refusal)
 {

@@ -1,6 +1,5 @@
 #include "lteweb/session.h"
 
-#include "lteweb/guard.h"
 #include "lteweb/random.h"
 
 #include <algorithm>
@@ -40,12 +39,10 @@ bool is_over(const Session &session, int64_t now_ms)
 
 } // namespace
 
-const Session *Sessions::find(const Head &head, int64_t now_ms)
+const Session *Sessions::find(std::string_view id, int64_t now_ms) const
 {
-    const std::string_view id = cookie_value(head.cookie, kCookieName);
-    for (Session &session : sessions_) {
+    for (const Session &session : sessions_) {
         if (!is_over(session, now_ms) && equal_in_constant_time(id, session.id)) {
-            session.used_ms = now_ms;
             return &session;
         }
     }
@@ -72,11 +69,14 @@ void Sessions::end(const Session &session)
     explicit_bzero(&sessions_[&session - sessions_], sizeof(session));
 }
 
-Refusal Sessions::judge_token(const Session &session, const Head &head)
+void Sessions::end_all() { explicit_bzero(sessions_, sizeof(sessions_)); }
+
+Refusal Sessions::judge_token(const Session &session, const Head &head, int64_t now_ms)
 {
     if (head.token == nullptr || !equal_in_constant_time(head.token, session.token)) {
         return {kForbidden, "the token is missing or wrong"};
     }
+    sessions_[&session - sessions_].used_ms = now_ms;
     return {};
 }
 

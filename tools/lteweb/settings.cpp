@@ -49,6 +49,9 @@ bool parse_ipv6(const char *text, uint16_t port, Listen *listen)
     if (inet_pton(AF_INET6, text, &address.sin6_addr) != 1) {
         return false;
     }
+    char canonical[INET6_ADDRSTRLEN]; // as browsers send it
+    inet_ntop(AF_INET6, &address.sin6_addr, canonical, sizeof(canonical));
+    snprintf(listen->text, sizeof(listen->text), "[%s]", canonical);
     listen->everywhere = IN6_IS_ADDR_UNSPECIFIED(&address.sin6_addr);
     listen->loopback = IN6_IS_ADDR_LOOPBACK(&address.sin6_addr);
     store(address, listen);

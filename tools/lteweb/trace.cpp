@@ -62,7 +62,11 @@ void TraceTail::tick(int64_t now_ms, void (*publish)(void *context, std::string_
         return;
     }
     constexpr off_t kMost = kMostBytes;
-    if (status.st_size - position_ > kMost) {
+    if (status.st_size < position_) { // it was emptied
+        position_ = 0;
+    }
+    const bool skips = status.st_size - position_ > kMost;
+    if (skips) {
         position_ = status.st_size - kMost;
     }
     char bytes[kMostBytes];
@@ -75,6 +79,9 @@ void TraceTail::tick(int64_t now_ms, void (*publish)(void *context, std::string_
     const size_t complete = read.rfind('\n');
     std::string_view rest = slice(read, 0, complete == std::string_view::npos ? 0 : complete + 1);
     position_ += static_cast<off_t>(rest.size());
+    if (skips) {
+        take_line(&rest); // its beginning is left out
+    }
     while (!rest.empty()) {
         publish(context, take_line(&rest));
     }

@@ -6,8 +6,9 @@
 #include "lc_ipc_msg.h"
 #include "lc_nv.h"
 #include "lc_pthread.h"
-#include "ltectl/clock.h"
 #include "ltectl/endpoints.h"
+#include "support/fd.h"
+#include "support/socket.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -18,8 +19,9 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <ifaddrs.h>
+#include <net/if.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 
 namespace lterouter::tools {
 namespace {
@@ -77,32 +79,27 @@ const lct_config g_config = {.reserved = {}, .callback = on_event};
 
 // ---- A link whose event was missed ----
 
-void put_address(const sockaddr *address, AddressText &text)
+// The number of the question is a template argument, since its type depends on the libc.
+template <unsigned long Question> bool ask_interface(int fd, AddressText &text)
 {
-    if (address != nullptr && address->sa_family == AF_INET) {
-        sockaddr_in own;
-        memcpy(&own, address, sizeof(own));
-        inet_ntop(AF_INET, &own.sin_addr, text, sizeof(text));
+    ifreq request = {};
+    snprintf(request.ifr_name, sizeof(request.ifr_name), "%s", g_interface);
+    if (ioctl(fd, Question, &request) != 0) {
+        return false;
     }
+    sockaddr_in address;
+    memcpy(&address, &request.ifr_addr, sizeof(address));
+    return inet_ntop(AF_INET, &address.sin_addr, text, sizeof(text)) != nullptr;
 }
 
 // What the kernel tells of its interface: the WAN manager tells addresses only in the event.
 void add_addresses(lct_link_status &link)
 {
-    ifaddrs *all;
-    if (getifaddrs(&all) != 0) {
-        return;
+    const Fd fd(open_socket(AF_INET, SOCK_DGRAM, 0));
+    if (ask_interface<SIOCGIFADDR>(fd.get(), link.ip)) {
+        ask_interface<SIOCGIFNETMASK>(fd.get(), link.mask);
+        snprintf(link.interface_name, sizeof(link.interface_name), "%s", g_interface);
     }
-    for (const ifaddrs *each = all; each != nullptr; each = each->ifa_next) {
-        if (each->ifa_addr != nullptr && each->ifa_addr->sa_family == AF_INET &&
-            strcmp(each->ifa_name, g_interface) == 0) {
-            put_address(each->ifa_addr, link.ip);
-            put_address(each->ifa_netmask, link.mask);
-            snprintf(link.interface_name, sizeof(link.interface_name), "%s", g_interface);
-            break;
-        }
-    }
-    freeifaddrs(all);
 }
 
 std::optional<uint32_t> stored_link_state()
@@ -184,7 +181,7 @@ void tell_sample()
     News news = {};
     news.kind = NewsKind::kSample;
     Sample &sample = news.sample;
-    sample.time_ms = wall_clock_ms();
+    sample.time_ms = now_ms();
     char text[16];
     sample.has_signal = lct_net_signal_level_get_req(text, sizeof(text)) == 0 &&
                         parse_number(text, 0, INT32_MAX, &sample.signal);
