@@ -74,11 +74,11 @@ def make_archive():
                 archive.add(entry, f"lterouter-{VERSION}/{entry.name}")
 
 
-def boot_script_calls(test, *shell):
-    """What a boot script has ltectl do when it is run like this."""
+def boot_script_calls(test, *shell, program="ltectl"):
+    """What a boot script has a program do when it is run like this."""
     folder = WORK / test
     folder.mkdir(exist_ok=True)
-    fake, calls = folder / "ltectl", folder / "calls"
+    fake, calls = folder / program, folder / "calls"
     fake.write_text(f'#!/bin/sh\necho "$@" >>{calls}\n')
     fake.chmod(0o755)
     calls.write_text("")
@@ -139,6 +139,18 @@ class OpenWrt(unittest.TestCase):
             self.assertEqual(boot_script_calls("openwrt", "-c", run_action, script, action), calls, action)
 
 
+    def test_page_is_started_with_the_options_of_its_file(self):
+        script = PACKAGING / "openwrt/lterouter/files/lteweb.init"
+        # What the system's functions are for: a file's value, and the command line of a service.
+        run_start = ('config_load() { [ "$1" = lteweb ]; }; config_get() { eval "$1=\'$OPTIONS\'"; }; '
+                     'procd_open_instance() { :; }; procd_close_instance() { :; }; '
+                     'procd_set_param() { [ "$1" != command ] || { shift; started "$@"; }; }; . "$0"; start_service')
+        for options in "", " --host lte --listen 192.168.1.1:80":
+            self.assertEqual(boot_script_calls("openwrt-page", "-c", f"OPTIONS='{options}'; {run_start}", script,
+                                               program="started"), ["/usr/bin/lteweb" + options])
+        self.assertEqual(first(r"^config lteweb '(\w+)'", "packaging/openwrt/lterouter/files/lteweb.config"), "main")
+
+
 class Buildroot(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -179,6 +191,19 @@ class Buildroot(unittest.TestCase):
         script = PACKAGING / "buildroot/lterouter/S12lterouter"
         for action, calls in {"start": ["nv init"], "stop": ["nv fin"], "restart": [], "reload": []}.items():
             self.assertEqual(boot_script_calls("buildroot-script", script, action), calls, action)
+
+
+    def test_page_is_started_with_the_options_of_its_file(self):
+        script = WORK / "S95lteweb"
+        options = WORK / "lteweb.default"
+        text = (PACKAGING / "buildroot/lterouter/S95lteweb").read_text()
+        self.assertIn("/etc/default/lteweb", text)
+        script.write_text(text.replace("/etc/default/lteweb", str(options)))
+        start = "-S -q -b -m -p /var/run/lteweb.pid -x /usr/bin/lteweb --"
+        self.assertEqual(boot_script_calls("buildroot-page", script, "start", program="start-stop-daemon"), [start])
+        options.write_text("LTEWEB_OPTIONS='--host lte --interface wwan1'\n")
+        self.assertEqual(boot_script_calls("buildroot-page", script, "start", program="start-stop-daemon"),
+                         [start + " --host lte --interface wwan1"])
 
 
 class Debian(unittest.TestCase):
