@@ -108,6 +108,17 @@ class OtherNames(WebTest):
             connection.sendall(b"GET /api/session HTTP/1.1\r\nHost: 192.0.2.7\r\nConnection: close\r\n\r\n")
             self.assertTrue(connection.recv(4096).startswith(b"HTTP/1.1 200 "))
 
+    def test_many_connections_from_one_address(self):
+        """Unless it is this machine's own, where a proxy may be."""
+        self.start_at("0.0.0.0:0")
+        answered = 0
+        for _ in range(40):
+            connection = self.connect()
+            with contextlib.suppress(ConnectionError):
+                connection.sendall(GET)
+                answered += connection.recv(4096).startswith(b"HTTP/1.1 200 ")
+        self.assertEqual(answered, 32)
+
     def test_no_name_or_two(self):
         self.start(manager=False)
         for request in (b"GET / HTTP/1.1\r\n\r\n", b"GET / HTTP/1.0\r\n\r\n",

@@ -123,8 +123,7 @@ constexpr Route kRoutes[] = {
 bool takes(const Route &route, const char *method)
 {
     return strcmp(route.method, method) == 0 ||
-           (strcmp(method, "HEAD") == 0 && is_reading(route) &&
-            route.work != Work::kEvents);
+           (strcmp(method, "HEAD") == 0 && is_reading(route) && route.work != Work::kEvents);
 }
 
 uint64_t longest_body(const Route &route, const Settings &settings)

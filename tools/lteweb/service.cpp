@@ -331,8 +331,8 @@ void Service::serve_command(Exchange &exchange)
 Child *Service::free_child(bool logged_in)
 {
     const size_t count = logged_in ? kMaxChildren : kMaxOfStrangers;
-    Child *const free = std::find_if(children_, children_ + count,
-                                     [](const Child &child) { return !child.running(); });
+    Child *const free =
+        std::find_if(children_, children_ + count, [](const Child &child) { return !child.running(); });
     return free != children_ + count ? free : nullptr;
 }
 

@@ -8,10 +8,12 @@ const { fs, hasNoFlaw, logIn, sees, until } = require('./place.js');
 const [demo, build] = process.argv.slice(2);
 
 async function main() {
+  const others = fs.readdirSync(`${build}/..`);
   const child = spawn(demo, ['--web', '--build', build], { stdio: ['ignore', 'pipe', 'inherit'] });
   let said = '';
   child.stdout.on('data', data => { said += data; });
   const ended = new Promise(resolve => child.on('exit', resolve));
+  const folders = () => fs.readdirSync(`${build}/..`).filter(name => name.startsWith('demo.') && !others.includes(name));
   const browser = await chromium.launch({ executablePath: '/usr/lib/chromium/chromium', args: ['--no-sandbox'] });
   try {
     await until('the address', () => /Ctrl-C ends it/.test(said) || said);
@@ -23,7 +25,7 @@ async function main() {
     child.kill('SIGINT');
     if (await ended !== 0 || !said.endsWith('demo: ended\n')) throw Error(`it ended with ${child.exitCode} and said ${said}`);
     await sees(page, '#offline', /does not answer/);
-    const left = fs.readdirSync(`${build}/..`).filter(name => name.startsWith('demo.'));
+    const left = folders();
     if (left.length) throw Error(`it leaves ${left}`);
   } catch (error) {
     console.error(error.stack);
