@@ -37,7 +37,7 @@ let session = { login: false, token: '', password: true };
 let state = {}, link = {}; // as `status` has it; the last event of the link, which has its addresses
 let gone = false, channel, imsi, shown;
 let skew = 0; // of the router's clock
-let signal = [], traffic = [], gap; // what is longer is one
+let signal = [], traffic = [], gap = 90e3;
 const jobs = {};
 
 // Asking the router:
@@ -455,7 +455,7 @@ async function begin() {
   const history = await call('history').catch(() => ({}));
   if (history.now) skew = history.now - Date.now();
   ({ signal = [], traffic = [] } = history);
-  gap = Math.max(90e3, 3e3 * history.every);
+  if (history.every > 30) gap = 3e3 * history.every;
   await findJobs();
   finders[shown]();
 }
