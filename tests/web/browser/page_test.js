@@ -663,8 +663,10 @@ const sizeOf = file => {
 };
 
 test('looks_as_the_documents_show', async place => {
-  const told = fs.readFileSync(`${project}/docs/web.md`, 'utf8').split('\n## The page\n')[1]?.split('\n## ')[0];
-  if (!told) throw Error('docs/web.md has no section "The page"');
+  const sections = fs.readFileSync(`${project}/docs/web.md`, 'utf8').split('\n## ');
+  const section = name => sections.find(text => text.startsWith(name + '\n')) || '';
+  const told = section('The page'), listed = [...section('Tried in a browser').matchAll(/^\| `(\w+)` \|/gm)].map(match => match[1]);
+  if (listed.join() !== [...Object.keys(tests), 'demonstration'].join()) throw Error(`docs/web.md has the tests ${listed}; there are ${Object.keys(tests)}`);
   place.ask('nv', 'set', 'wlan_ssid', 'Workshop');
   place.ask('nv', 'set', 'lan_ip', '192.168.7.1');
   place.ask('connect', '--wait', '5');
@@ -690,8 +692,8 @@ test('looks_as_the_documents_show', async place => {
     const heading = await page.locator(`#${name} h1`).textContent();
     const panels = await page.locator(`#${name} h2`).allTextContents();
     const line = told.split('\n').find(text => text.startsWith(`| ${heading} |`)) || '';
-    const listed = [...line.matchAll(/\*\*(.*?)\*\*/g)].map(match => match[1]);
-    if (listed.join() !== panels.join()) throw Error(`docs/web.md tells of ${heading}: ${listed}; the page has ${panels}`);
+    const shown = [...line.matchAll(/\*\*(.*?)\*\*/g)].map(match => match[1]);
+    if (shown.join() !== panels.join()) throw Error(`docs/web.md tells of ${heading}: ${shown}; the page has ${panels}`);
   }
 });
 
