@@ -432,9 +432,7 @@ void Service::serve_login(Exchange &exchange)
                           &exchange.reply);
     }
     throttle_.succeeded();
-    if (exchange.logged_in) {
-        sessions_.end(*exchange.session); // its cookie is replaced
-    }
+    sessions_.end(exchange.session); // its cookie is replaced
     const Session *const session = sessions_.begin(now);
     if (session == nullptr) {
         return reply_with({kUnavailable, "there are no random numbers", 1}, &exchange.reply);
@@ -451,7 +449,7 @@ void Service::serve_login(Exchange &exchange)
 
 void Service::serve_logout(Exchange &exchange)
 {
-    sessions_.end(*exchange.session);
+    sessions_.end(exchange.session);
     end_outdated_streams();
     snprintf(exchange.reply.cookie, sizeof(exchange.reply.cookie),
              "lteweb=; Path=/; Max-Age=0; HttpOnly; SameSite=Strict");

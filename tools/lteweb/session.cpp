@@ -54,9 +54,9 @@ const Session *Sessions::begin(int64_t now_ms)
     Session &session =
         *std::min_element(std::begin(sessions_), std::end(sessions_),
                           [](const Session &a, const Session &b) { return a.used_ms < b.used_ms; });
-    end(session);
+    end(&session);
     if (!make_secret(session.id) || !make_secret(session.token)) {
-        end(session);
+        end(&session);
         return nullptr;
     }
     session.begun_ms = now_ms;
@@ -64,9 +64,11 @@ const Session *Sessions::begin(int64_t now_ms)
     return &session;
 }
 
-void Sessions::end(const Session &session)
+void Sessions::end(const Session *session)
 {
-    explicit_bzero(&sessions_[&session - sessions_], sizeof(session));
+    if (session != nullptr) {
+        explicit_bzero(&sessions_[session - sessions_], sizeof(*session));
+    }
 }
 
 void Sessions::end_all() { explicit_bzero(sessions_, sizeof(sessions_)); }

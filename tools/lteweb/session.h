@@ -25,7 +25,7 @@ public:
     // Another session, in the place of the one that was used longest ago if need be. nullptr without
     // random numbers.
     const Session *begin(int64_t now_ms);
-    void end(const Session &session);
+    void end(const Session *session); // nullptr: none
     void end_all();
 
     // Whether a request that changes something comes from a page of this session, which is in use then.
