@@ -10,7 +10,7 @@ import subprocess
 import time
 
 import web
-from web import JSON, WebTest, eventually, support
+from web import BYTES, JSON, WebTest, eventually, support
 
 GET = b"GET /api/session HTTP/1.1\r\nHost: localhost\r\n\r\n"
 
@@ -275,6 +275,31 @@ class Floods(WebTest):
         eventually(lambda: self.get("/api/session").status == 200 and self.descriptors() <= before + 1,
                    (ConnectionError, TimeoutError))
 
+    def connect_from(self, address):
+        connection = socket.create_connection(("127.0.0.1", self.port), support.TIMEOUT, (address, 0))
+        self.addCleanup(connection.close)
+        connection.sendall(GET)
+        return connection
+
+    def is_served(self, connection):
+        try:
+            return connection.recv(12) == b"HTTP/1.1 200"
+        except ConnectionError:
+            return False
+
+    def test_one_address_has_half_of_the_places(self):
+        """Unless it is this machine's own, where a proxy's connections come from."""
+        self.set_password()
+        for where, served in ("0.0.0.0", 32), ("127.0.0.1", 40):
+            self.server = web.Background(self, web.LTEWEB, "--json", "--listen", f"{where}:0", "--ltectl", "/nowhere")
+            self.port = json.loads(self.server.out.next())["port"]
+            connections = [self.connect_from("127.0.0.2") for _ in range(40)]
+            self.assertEqual([self.is_served(each) for each in connections], [True] * served + [False] * (40 - served))
+            self.assertTrue(self.is_served(self.connect_from("127.0.0.3")))
+            for connection in connections:
+                connection.close()
+            self.end()
+
     def test_few_descriptors(self):
         """The limit of the process is reached before that of connections."""
         self.start(manager=False, launcher=("prlimit", "--nofile=32"))
@@ -334,6 +359,32 @@ class Floods(WebTest):
         if not web.SANITIZED:
             print(f"\n{count} requests: {before} KiB before, {self.resident_kib()} KiB after")
             self.assertLess(self.resident_kib() - before, 256)
+        self.assertEqual(self.settled_descriptors(), descriptors)
+
+    def test_a_days_work(self):
+        """Neither does it with what has more to keep: streams, logins, searches, images."""
+        self.start(manager=False, ltectl=self.fake("cat >/dev/null\necho '{\"event\":\"x\"}'"))
+        image = b"x" * 100000
+
+        def work(times):
+            for _ in range(times):
+                self.assertEqual(self.log_in().status, 200)
+                stream = self.listen(self.cookie)
+                self.assertEqual(self.post("/api/scan").status, 202)
+                self.assertEqual(self.post("/api/upgrade", image, BYTES).status, 202)
+                for _ in range(2):
+                    stream.until("job", running=False)
+                stream.socket.close()
+                self.assertEqual(self.post("/api/logout").status, 200)
+
+        count = 30 if web.SANITIZED else 300
+        work(count // 3)
+        descriptors = self.settled_descriptors()
+        before = self.resident_kib()
+        work(count)
+        if not web.SANITIZED:
+            print(f"\n{count} rounds of work: {before} KiB before, {self.resident_kib()} KiB after")
+            self.assertLess(self.resident_kib() - before, 128)
         self.assertEqual(self.settled_descriptors(), descriptors)
 
 
