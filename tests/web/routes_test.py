@@ -583,7 +583,16 @@ class CommandLine(WebTest):
         self.start(manager=False)
         ended = support.run(web.LTEWEB, "--listen", f"127.0.0.1:{self.port}")
         self.assertEqual(ended.returncode, FAILED)
-        self.assertRegex(ended.stderr, "^lteweb: cannot listen at 127.0.0.1: Address (already )?in use\n$")
+        self.assertRegex(ended.stderr, f"^lteweb: cannot listen at 127.0.0.1:{self.port}: Address (already )?in use\n$")
+
+    def test_an_address_that_browsers_write_in_another_way(self):
+        self.server = web.Background(self, web.LTEWEB, "--json", "--listen", "[0:0:0:0:0:0:0:1]:0", "--ltectl", "/nowhere")
+        announced = json.loads(self.server.out.next())
+        self.assertEqual(announced["address"], "[::1]")
+        connection = web.http.client.HTTPConnection("::1", announced["port"], timeout=support.TIMEOUT)
+        connection.request("GET", "/api/session", headers={"Host": "[::1]"})
+        self.assertEqual(web.Reply(connection.getresponse()).status, 200)
+        connection.close()
 
     def test_hosts(self):
         for names in (["a b"], [""], ["x" * 256], ["a/b"], list("abcde")):

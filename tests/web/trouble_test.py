@@ -321,6 +321,42 @@ class OtherUpgrades(WebTest):
         eventually(lambda: self.post("/api/upgrade", b"x" * 3000, BYTES).status == 202)
 
 
+class Network(WebTest):
+    def serve(self, address, *options):
+        self.server = web.Background(self, web.LTEWEB, "--json", "--listen", f"{address}:0", "--ltectl", "/nowhere",
+                                     *options)
+        self.port = json.loads(self.server.out.next())["port"]
+
+    def test_an_address_that_comes_later(self):
+        for address, bare in ("192.168.77.1", "192.168.77.1/32"), ("[fd00::77:1]", "fd00::77:1/128"):
+            self.serve(address)
+            support.subprocess.run(["ip", "address", "add", bare, "dev", "lo"], check=True)
+            connection = web.http.client.HTTPConnection(address.strip("[]"), self.port, timeout=support.TIMEOUT)
+            connection.request("GET", "/api/session")
+            self.assertEqual(web.Reply(connection.getresponse()).status, 200)
+            connection.close()
+            self.end()
+
+    def test_a_reader_that_is_out_of_reach(self):
+        """His stream keeps its place until nothing has been heard of him for half a minute, not for a quarter of an hour."""
+        here, there = "10.77.0.1", "10.77.0.2"
+        for address in here, there:
+            support.subprocess.run(["ip", "address", "add", address, "dev", "lo"], check=True)
+        self.serve(here, "--sample", "1")
+        before = self.settled_descriptors()
+        reader = socket.create_connection((here, self.port), support.TIMEOUT, (there, 0))
+        self.addCleanup(reader.close)
+        reader.sendall(f"GET /api/events HTTP/1.1\r\nHost: {here}\r\n\r\n".encode())
+        self.assertTrue(reader.recv(100))
+        self.assertGreater(self.descriptors(), before)
+        support.subprocess.run(["ip", "address", "del", f"{there}/32", "dev", "lo"], check=True)
+        begun = time.monotonic()
+        while self.descriptors() > before:
+            self.assertLess(time.monotonic() - begun, 60)
+            time.sleep(0.5)
+        self.assertGreater(time.monotonic() - begun, 20)
+
+
 class Ending(WebTest):
     def test_with_listeners_and_work_under_way(self):
         for number in signal.SIGTERM, signal.SIGINT:

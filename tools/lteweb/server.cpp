@@ -321,7 +321,8 @@ public:
     int run()
     {
         if (!open_signals() || !listen_there()) {
-            return fail(kFailed, "cannot listen at %s: %s", settings_.listen.text, strerror(errno));
+            return fail(kFailed, "cannot listen at %s:%u: %s", settings_.listen.text,
+                        settings_.listen.port, strerror(errno));
         }
         if (!start_daemon() || !service_.start()) {
             return fail(kFailed, "cannot start the server: %s", strerror(errno));
