@@ -327,16 +327,6 @@ class Network(WebTest):
                                      *options)
         self.port = json.loads(self.server.out.next())["port"]
 
-    def test_an_address_that_comes_later(self):
-        for address, bare in ("192.168.77.1", "192.168.77.1/32"), ("[fd00::77:1]", "fd00::77:1/128"):
-            self.serve(address)
-            support.subprocess.run(["ip", "address", "add", bare, "dev", "lo"], check=True)
-            connection = web.http.client.HTTPConnection(address.strip("[]"), self.port, timeout=support.TIMEOUT)
-            connection.request("GET", "/api/session")
-            self.assertEqual(web.Reply(connection.getresponse()).status, 200)
-            connection.close()
-            self.end()
-
     def test_a_reader_that_is_out_of_reach(self):
         """His stream keeps its place until nothing has been heard of him for half a minute, not for a quarter of an hour."""
         here, there = "10.77.0.1", "10.77.0.2"

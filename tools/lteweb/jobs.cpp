@@ -1,5 +1,6 @@
 #include "lteweb/jobs.h"
 
+#include "common/slice.h"
 #include "ltectl/clock.h"
 #include "lteweb/json_text.h"
 
@@ -7,6 +8,18 @@ namespace lterouter::tools {
 namespace {
 
 constexpr size_t kLongestResults = 64 * 1024;
+
+// ltectl calls the image by the name by which it reads it, which is none of the owner's.
+void add_message(std::string_view text, Bytes *message)
+{
+    constexpr std::string_view kRead = "/dev/stdin";
+    for (size_t place; (place = text.find(kRead)) != std::string_view::npos;) {
+        message->add(slice(text, 0, place), kLongestResults);
+        message->add("the uploaded file", kLongestResults);
+        text.remove_prefix(place + kRead.size());
+    }
+    message->add(text, kLongestResults);
+}
 
 } // namespace
 
@@ -48,7 +61,7 @@ void Job::add_line(std::string_view line)
 void Job::finish()
 {
     exit_code_ = child_.exit_code();
-    message_.add(child_.errors(), kLongestResults);
+    add_message(child_.errors(), &message_);
     publish_own([this](JsonObject &event) {
         event.number("exit", exit_code_).text("message", message_.view());
     });

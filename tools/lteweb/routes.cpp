@@ -126,6 +126,10 @@ bool takes(const Route &route, const char *method)
            (strcmp(method, "HEAD") == 0 && is_reading(route) && route.work != Work::kEvents);
 }
 
+// By what takes it: POST 1, GET 2, HEAD 4.
+constexpr const char *kAllowed[] = {"", "POST", "GET",       "GET, POST",
+                                    "", "",     "GET, HEAD", "GET, HEAD, POST"};
+
 uint64_t longest_body(const Route &route, const Settings &settings)
 {
     if (route.work == Work::kUpgrade) {
@@ -196,6 +200,19 @@ const Route *find_route(const Head &head, Refusal *refusal)
         }
     }
     return nullptr;
+}
+
+const char *allowed_methods(const char *path)
+{
+    size_t methods = 0;
+    for (const Route &route : kRoutes) {
+        if (strcmp(route.path, path) == 0) {
+            methods |= takes(route, kPost) ? 1U : 0U;
+            methods |= takes(route, kGet) ? 2U : 0U;
+            methods |= takes(route, "HEAD") ? 4U : 0U;
+        }
+    }
+    return kAllowed[methods];
 }
 
 Refusal judge_body(const Route &route, const Head &head, const Settings &settings, uint64_t *length)

@@ -69,6 +69,9 @@ bool is_reading(const Route &route);
 // The row of a request, or why there is none. Also HEAD of what can be got.
 const Route *find_route(const Head &head, Refusal *refusal);
 
+// The methods of a path that find_route refuses another one of, as a header lists them.
+const char *allowed_methods(const char *path);
+
 // Whether the body that is announced may come; *length is how long it will be.
 Refusal judge_body(const Route &route, const Head &head, const Settings &settings, uint64_t *length);
 

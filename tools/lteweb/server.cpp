@@ -248,7 +248,8 @@ MHD_Result begin_request(Service &service, Slot &slot, const Head &head)
     const Refusal refusal = service.begin(exchange, head);
     if (refusal) {
         reply_with(refusal, &exchange.reply);
-        exchange.reply.allow = refusal.status == kMethodNotAllowed ? "GET, HEAD, POST" : nullptr;
+        exchange.reply.allow =
+            refusal.status == kMethodNotAllowed ? allowed_methods(head.path) : nullptr;
         return send_reply(slot);
     }
     slot.deadline_ms = now_ms() + (exchange.route->work == Work::kUpgrade ? kUploadMs : kRequestMs);
