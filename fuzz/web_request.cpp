@@ -39,10 +39,17 @@ const Settings &settings()
 struct OwnHead {
     explicit OwnHead(std::string_view *input)
     {
-        const char **const places[] = {
-            &head.method, &head.path,         &head.host,           &head.origin,
-            &head.site,   &head.content_type, &head.content_length, &head.transfer_encoding,
-            &head.cookie, &head.token};
+        const char **const places[] = {&head.method,
+                                       &head.path,
+                                       &head.host,
+                                       &head.origin,
+                                       &head.site,
+                                       &head.content_type,
+                                       &head.content_length,
+                                       &head.transfer_encoding,
+                                       &head.cookie,
+                                       &head.token,
+                                       &head.mode};
         for (const char **place : places) {
             const std::string line = take_first_line(input);
             if (!line.empty()) {
@@ -76,6 +83,12 @@ void check_origin(const Head &head)
         require(strcasecmp(origin.substr(origin.find("://") + 3).c_str(), host.c_str()) == 0,
                 "a page that asks is this server's");
     }
+    const std::string site = head.site != nullptr ? head.site : "none";
+    if (site != "none" && site != "same-origin") {
+        require(std::string(head.method) + head.path == "GET/" && head.mode != nullptr &&
+                    std::string(head.mode) == "navigate",
+                "another site has but a link to the page");
+    }
 }
 
 void check_cookie(const Head &head)
@@ -85,7 +98,7 @@ void check_cookie(const Head &head)
     require(value.empty() || cookies.find("lteweb=" + value) != std::string::npos, "a cookie has come");
     require(value.find(';') == std::string::npos, "a cookie is one");
     Sessions sessions;
-    require(sessions.find(head, 1) == nullptr, "who has not logged in has no session");
+    require(sessions.find(value, 1) == nullptr, "who has not logged in has no session");
 }
 
 bool is_text(std::string_view text)

@@ -98,5 +98,14 @@ class Facts(unittest.TestCase):
         self.assert_told([*TEXTS, *SOURCES, "share/*"], r"\bNAME=[A-Z]+=[A-Z=]+", {line})
 
 
+class Attacks(unittest.TestCase):
+    def test_the_table_of_attacks_names_tests_that_there_are(self):
+        tests = "".join(read(path) for path in files(["tests/web/*_test.py"]))
+        table = re.search(r"^\| attack \|.*?\n\n", read("docs/web.md"), re.M | re.S)[0]
+        told = re.findall(r"`(test_\w+|[A-Z][A-Za-z]+)`(?=[^|]*\|$)", table, re.M)
+        self.assertGreater(len(told), 20)
+        self.assertEqual([name for name in told if not re.search(rf"(def|class) {name}\(", tests)], [])
+
+
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

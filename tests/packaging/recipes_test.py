@@ -16,6 +16,7 @@ import tarfile
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+import init_scripts  # noqa: E402
 from exports import exported  # noqa: E402
 
 PROJECT = pathlib.Path(sys.argv.pop(1))
@@ -26,6 +27,7 @@ WORK = pathlib.Path("/tmp/recipes")
 ARCHIVES = WORK / "archives"
 
 TOOLS = {f"usr/bin/{tool}" for tool in ("ltectl", "modemsim", "wansim")} | {"usr/share/lterouter/default.cfg"}
+WEB = {"usr/bin/lteweb"}
 COMPLETION = {f"usr/share/bash-completion/completions/{tool}" for tool in ("ltectl", "modemsim", "wansim")}
 # For people and for other machines; no router has a use for them.
 LEFT_OUT = ("usr/share/bash-completion/", "usr/share/doc/", "usr/share/fish/", "usr/share/lterouter/lterouter.lua",
@@ -90,7 +92,8 @@ def boot_script_calls(test, *shell):
 def run_openwrt():
     out = WORK / "openwrt"
     out.mkdir()
-    run("make", "-C", PACKAGING / "openwrt/lterouter", f"TOPDIR={HERE}/openwrt", f"OUT={out}", f"DL_DIR={ARCHIVES}")
+    run("make", "-C", PACKAGING / "openwrt/lterouter", f"TOPDIR={HERE}/openwrt", f"OUT={out}", f"DL_DIR={ARCHIVES}",
+        "CONFIG_PACKAGE_lterouter-web=y")
     return out
 
 
@@ -112,14 +115,28 @@ class OpenWrt(unittest.TestCase):
         self.assertEqual(self.package("liblterouter"), LIBRARY)
         self.assertEqual(self.package("lterouter-tools"), TOOLS)
         self.assertEqual(self.package("lterouter-store"), {"etc/init.d/lterouter"})
+        self.assertEqual(self.package("lterouter-web"), WEB | {"etc/init.d/lteweb", "etc/config/lteweb"})
 
     def test_packages_depend_on_what_they_use(self):
         self.assertEqual(self.about("liblterouter"), [MAJOR, "+libpthread"])
         self.assertEqual(self.about("lterouter-tools"), ["+liblterouter"])
         self.assertEqual(self.about("lterouter-store"), ["+lterouter-tools"])
+        self.assertEqual(self.about("lterouter-web"), ["+lterouter-tools", "+libmicrohttpd-no-ssl"])
+
+    def test_an_upgrade_keeps_what_the_owner_has_set_for_the_page(self):
+        self.assertEqual(self.about("lterouter-web.conffiles"), ["/etc/config/lteweb", "/etc/lteweb.passwd"])
+
+    def test_page_is_started_with_what_its_configuration_says(self):
+        installed = (self.out / "packages/lterouter-web/etc/config/lteweb").read_text()
+        self.assertEqual(init_scripts.openwrt_command(PROJECT, installed), ["/usr/bin/lteweb"])
+        everything = re.sub("^#\t", "\t", installed, flags=re.M)
+        self.assertEqual(init_scripts.openwrt_command(PROJECT, everything), [
+            "/usr/bin/lteweb", "--listen", "127.0.0.1:8080", "--interface", "wwan0", "--sample", "10",
+            "--password-file", "/etc/lteweb.passwd", "--image-folder", "/tmp", "--image-limit", "64",
+            "--host", "192.168.1.1", "--host", "router.lan"])
 
     def test_all_that_is_installed_is_in_a_package_or_staged_or_left_out(self):
-        self.assertEqual(self.installed - LIBRARY - TOOLS - self.staged, below(self.installed, *LEFT_OUT))
+        self.assertEqual(self.installed - LIBRARY - TOOLS - WEB - self.staged, below(self.installed, *LEFT_OUT))
 
     def test_staged_is_what_a_program_is_built_with(self):
         self.assertEqual(self.staged, DEVELOPMENT | LIBRARY | below(self.installed, *DEVELOPMENT_FOLDERS))
@@ -163,6 +180,17 @@ class Buildroot(unittest.TestCase):
         self.assertEqual(self.target("TOOLS", bash="y"), library | TOOLS | COMPLETION)
         self.assertEqual(self.target(bash="y"), library)
 
+    def test_page_comes_with_its_script_and_its_options(self):
+        script, options = "etc/init.d/S95lteweb", "etc/default/lteweb"
+        self.assertEqual(self.target("TOOLS", "WEB") - self.target("TOOLS"), {script, options})
+        self.target("WEB")
+        installed = (self.out / "target" / options).read_text()
+        for text_of_options in None, installed:
+            self.assertEqual(init_scripts.buildroot_command(PROJECT, text_of_options), ["/usr/bin/lteweb"])
+        told = installed.replace('=""', '="--host 192.168.1.1 --host router.lan"')
+        self.assertEqual(init_scripts.buildroot_command(PROJECT, told),
+                         ["/usr/bin/lteweb", "--host", "192.168.1.1", "--host", "router.lan"])
+
     def test_staged_is_all_that_is_installed(self):
         staged = files(self.out / "staging")
         self.assertEqual(staged - DEVELOPMENT - LIBRARY - TOOLS - below(staged, *DEVELOPMENT_FOLDERS),
@@ -203,6 +231,16 @@ class Debian(unittest.TestCase):
         packages = set(re.findall(r"^Package: (\S+)", text("debian/control"), re.M))
         self.assertEqual({path.stem for path in DEBIAN.glob("*.install")}, packages)
         self.assertIn(f"liblterouter{MAJOR}", packages)
+
+    def test_purging_the_page_leaves_neither_password_nor_options(self):
+        made = [pathlib.Path(path) for path in ("/etc/lteweb.passwd", "/etc/default/lteweb")]
+        script = DEBIAN / "lterouter-web.postrm"
+        for path in made:
+            path.parent.mkdir(exist_ok=True)
+            path.touch()
+        for action, left in ("upgrade", made), ("remove", made), ("purge", []):
+            run("sh", script, action)
+            self.assertEqual([path for path in made if path.exists()], left, action)
 
     def test_symbols_are_those_that_the_library_exports(self):
         listed = re.findall(r"^ (\S+)@LTEROUTER_1 ", text(f"debian/liblterouter{MAJOR}.symbols"), re.M)

@@ -1,6 +1,6 @@
 """Every object that a tool prints with --json is as docs/json.md says, and every one that it describes is printed.
 
-usage: json_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL DOCUMENT"""
+usage: json_test.py LTECTL WANSIM MODEMSIM HURRIED_LTECTL DOCUMENT [LTEWEB]"""
 
 import collections
 import json
@@ -18,7 +18,7 @@ import support
 import upgrade
 from support import BACKUP, CURRENT, DONE, FAILED, NvTest, write_file
 
-MODEMSIM, HURRIED, DOCUMENT = sys.argv[3:]
+MODEMSIM, HURRIED, DOCUMENT, *LTEWEB = sys.argv[3:]
 del sys.argv[3:]
 
 Key = collections.namedtuple("Key", "type there")
@@ -32,6 +32,8 @@ def read_document():
         text = file.read()
     found = {}
     for program, part in re.findall(r"^## (\w+)\n(.*?)(?=^## |\Z)", text, re.M | re.S):
+        if program == "lteweb" and not LTEWEB:
+            continue  # it is not built
         for event, commands, section in re.findall(r"^### ([\w-]+) \(([^)\n]*)\)\n(.*?)(?=^### |\Z)", part, re.M | re.S):
             # Shared by the commands that print it.
             keys = {key: Key(*rest) for key, *rest in re.findall(r"^\| `(\w+)` \| (\w+) \| (\w+) \|", section, re.M)}
@@ -241,7 +243,18 @@ class Schema(upgrade.UpgradeTest, cable.CableTest, NvTest):
         for program, path in (("ltectl", support.ltectl_program), ("wansim", support.wansim_program),
                               ("modemsim", MODEMSIM)):
             self.hold(program, "--version", support.run(path, "--version", "--json").stdout)
+        for program in LTEWEB:
+            self.page(program)
         self.hold("wansim", "--requests", support.wansim("--requests", "--json").stdout)
+
+    def page(self, program):
+        self.hold("lteweb", "--version", support.run(program, "--version", "--json").stdout)
+        made = subprocess.run([program, "--make-password", "/tmp/password", "--json"], input="long enough\n", text=True,
+                              capture_output=True, timeout=support.TIMEOUT)
+        self.hold("lteweb", "--make-password", made.stdout)
+        server = support.Background(self, program, "--json", "--listen", "127.0.0.1:0")
+        listening = server.out.next()
+        self.hold("lteweb", "serving", "\n".join([listening, server.end()[1]]))
 
     def test_every_object_of_every_command(self):
         wansim = self.returning()

@@ -36,9 +36,19 @@ class FromStandardInput(NvTest):
                 ("nv set open -", b"v" * 4096, FAILED, b'the value of "open" is longer than 4095 bytes'),
                 ("nv set open -", b"4\0" + b"321\n", FAILED,
                  b"cannot read VALUE from standard input: Invalid argument"),
+                ("at -", b"\n", USAGE, b"a command has 1 to 910 characters"),
+                ("at -", b"A" * 911 + b"\n", USAGE, b"a command has 1 to 910 characters"),
+                ("at -", b"", FAILED, b"cannot read COMMAND from standard input: there is none"),
                 ("nv set open -", b"", FAILED, b"cannot read VALUE from standard input: there is none")):
             with self.subTest(command, data=data[:20]):
                 self.assert_result(fed(data, *command.split()), code, b"", b"ltectl: " + sentence + b"\n")
+
+    def test_a_command_of_the_modem(self):
+        self.start_wansim()
+        for data in b"AT+CSQ\n", b"AT+CSQ", b"AT+CSQ\nAT+NONE\n":
+            self.assert_result(fed(data, "at", "-"), DONE, b"+CSQ: 18,99\n\nOK\n", b"")
+        self.assert_result(fed(b"A" * 910 + b"\n", "at", "-"), FAILED, b"ERROR\n",
+                           b"ltectl: the modem answers an error\n")
 
     def test_nobody_to_ask(self):
         for command, name in (("enable", "PIN"), ("disable", "PIN"), ("change", "OLD"), ("change 1234", "NEW")):

@@ -6,10 +6,11 @@ import contextlib
 import json
 import random
 import socket
+import subprocess
 import time
 
 import web
-from web import JSON, WebTest, eventually, support
+from web import BYTES, JSON, WebTest, eventually, support
 
 GET = b"GET /api/session HTTP/1.1\r\nHost: localhost\r\n\r\n"
 
@@ -30,6 +31,16 @@ class OtherSites(WebTest):
             reply = self.ask("POST", "/api/connect", "{}", {**self.credentials(), "Sec-Fetch-Site": site})
             self.assertEqual(reply.status, status, site)
 
+    def test_a_link_from_another_site(self):
+        """It leads to the page, and to nothing else."""
+        self.start()
+        for site in "cross-site", "same-site":
+            headers = {"Sec-Fetch-Site": site, "Sec-Fetch-Mode": "navigate"}
+            for method, path, status in (("GET", "/", 200), ("POST", "/", 403), ("GET", "/api/status", 403),
+                                         ("GET", "/lteweb.js", 403)):
+                self.assertEqual(self.ask(method, path, headers=headers).status, status, (method, path))
+            self.assertEqual(self.ask("GET", "/", headers={**headers, "Sec-Fetch-Mode": "no-cors"}).status, 403)
+
     def test_no_login_from_another_site(self):
         self.start()
         body = json.dumps({"password": web.PASSWORD})
@@ -47,8 +58,18 @@ class OtherSites(WebTest):
     def test_no_permission_for_another_site(self):
         self.start(manager=False)
         reply = self.ask("OPTIONS", "/api/connect", headers={"Access-Control-Request-Method": "POST"})
-        self.assertEqual((reply.status, reply.headers["Allow"]), (405, "GET, HEAD, POST"))
+        self.assertEqual((reply.status, reply.headers["Allow"]), (405, "POST"))
         self.assertFalse([name for name in reply.headers if name.lower().startswith("access-control-")])
+
+    def test_what_is_allowed_is_what_works(self):
+        self.start(manager=False)
+        for path in "/", "/api/events", "/api/log", "/api/status", "/api/connect":
+            methods = self.ask("PUT", path).headers["Allow"].split(", ")
+            for method in "GET", "HEAD", "POST":
+                if (method, path) == ("GET", "/api/events"):
+                    self.assertIn(method, methods)
+                    continue
+                self.assertEqual(self.ask(method, path).status != 405, method in methods, (path, method))
 
     def test_no_change_by_reading(self):
         self.start()
@@ -73,13 +94,42 @@ class OtherNames(WebTest):
             self.assertIn(self.status(host), (400, 421), host)
 
     def test_any_address_where_it_listens_at_all(self):
-        self.manager = None
-        self.server = web.Background(self, web.LTEWEB, "--json", "--listen", "0.0.0.0:0", "--ltectl", "/nowhere")
-        self.port = json.loads(self.server.out.next())["port"]
+        self.start_at("0.0.0.0:0")
         for host in ("127.0.0.1", "192.168.1.1", "[::1]", "[fe80::1]:80", "localhost"):
             self.assertEqual(self.status(host), 200, host)
         for host in ("evil.example", "1.2.3", "[::1", "::1", "1.2.3.4.5", "[1.2.3.4]", "[" + "1" * 100 + "]"):
             self.assertIn(self.status(host), (400, 421), host)
+
+    def start_at(self, where):
+        self.manager = None
+        self.server = web.Background(self, web.LTEWEB, "--json", "--listen", where, "--ltectl", "/nowhere")
+        self.port = json.loads(self.server.out.next())["port"]
+
+    def test_an_address_as_browsers_write_it(self):
+        self.start_at("[0:0:0:0:0:0:0:0001]:0")
+        with socket.create_connection(("::1", self.port)) as connection:
+            connection.sendall(b"GET /api/session HTTP/1.1\r\nHost: [::1]\r\nConnection: close\r\n\r\n")
+            self.assertTrue(connection.recv(4096).startswith(b"HTTP/1.1 200 "))
+
+    def test_an_address_that_the_machine_gets_later(self):
+        for address, host in ("192.0.2.7", "192.0.2.7"), ("fd00::7", "[fd00::7]"):
+            self.start_at(f"{host}:0")
+            subprocess.run(["ip", "address", "add", address, "dev", "lo"], check=True)
+            with socket.create_connection((address, self.port)) as connection:
+                connection.sendall(f"GET /api/session HTTP/1.1\r\nHost: {host}\r\nConnection: close\r\n\r\n".encode())
+                self.assertTrue(connection.recv(4096).startswith(b"HTTP/1.1 200 "))
+            self.end()
+
+    def test_many_connections_from_one_address(self):
+        """Unless it is this machine's own, where a proxy may be."""
+        self.start_at("0.0.0.0:0")
+        answered = 0
+        for _ in range(40):
+            connection = self.connect()
+            with contextlib.suppress(ConnectionError):
+                connection.sendall(GET)
+                answered += connection.recv(4096).startswith(b"HTTP/1.1 200 ")
+        self.assertEqual(answered, 32)
 
     def test_no_name_or_two(self):
         self.start(manager=False)
@@ -237,6 +287,31 @@ class Floods(WebTest):
         eventually(lambda: self.get("/api/session").status == 200 and self.descriptors() <= before + 1,
                    (ConnectionError, TimeoutError))
 
+    def connect_from(self, address):
+        connection = socket.create_connection(("127.0.0.1", self.port), support.TIMEOUT, (address, 0))
+        self.addCleanup(connection.close)
+        connection.sendall(GET)
+        return connection
+
+    def is_served(self, connection):
+        try:
+            return connection.recv(12) == b"HTTP/1.1 200"
+        except ConnectionError:
+            return False
+
+    def test_one_address_has_half_of_the_places(self):
+        """Unless it is this machine's own, where a proxy's connections come from."""
+        self.set_password()
+        for where, served in ("0.0.0.0", 32), ("127.0.0.1", 40):
+            self.server = web.Background(self, web.LTEWEB, "--json", "--listen", f"{where}:0", "--ltectl", "/nowhere")
+            self.port = json.loads(self.server.out.next())["port"]
+            connections = [self.connect_from("127.0.0.2") for _ in range(40)]
+            self.assertEqual([self.is_served(each) for each in connections], [True] * served + [False] * (40 - served))
+            self.assertTrue(self.is_served(self.connect_from("127.0.0.3")))
+            for connection in connections:
+                connection.close()
+            self.end()
+
     def test_few_descriptors(self):
         """The limit of the process is reached before that of connections."""
         self.start(manager=False, launcher=("prlimit", "--nofile=32"))
@@ -296,6 +371,32 @@ class Floods(WebTest):
         if not web.SANITIZED:
             print(f"\n{count} requests: {before} KiB before, {self.resident_kib()} KiB after")
             self.assertLess(self.resident_kib() - before, 256)
+        self.assertEqual(self.settled_descriptors(), descriptors)
+
+    def test_a_days_work(self):
+        """Neither does it with what has more to keep: streams, logins, searches, images."""
+        self.start(manager=False, ltectl=self.fake("cat >/dev/null\necho '{\"event\":\"x\"}'"))
+        image = b"x" * 100000
+
+        def work(times):
+            for _ in range(times):
+                self.assertEqual(self.log_in().status, 200)
+                stream = self.listen(self.cookie)
+                self.assertEqual(self.post("/api/scan").status, 202)
+                self.assertEqual(self.post("/api/upgrade", image, BYTES).status, 202)
+                for _ in range(2):
+                    stream.until("job", running=False)
+                stream.socket.close()
+                self.assertEqual(self.post("/api/logout").status, 200)
+
+        count = 30 if web.SANITIZED else 300
+        work(count // 3)
+        descriptors = self.settled_descriptors()
+        before = self.resident_kib()
+        work(count)
+        if not web.SANITIZED:
+            print(f"\n{count} rounds of work: {before} KiB before, {self.resident_kib()} KiB after")
+            self.assertLess(self.resident_kib() - before, 128)
         self.assertEqual(self.settled_descriptors(), descriptors)
 
 

@@ -2,6 +2,7 @@
 
 usage: proxy_test.py LTECTL WANSIM LTEWEB DOCUMENT UNPACKED"""
 
+import os
 import re
 import socket
 import sys
@@ -9,13 +10,17 @@ import sys
 import web
 from web import BYTES, WebTest, support, write_file
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+import init_scripts  # noqa: E402
+
 DOCUMENT, UNPACKED = sys.argv[4:6]
+PROJECT = os.path.dirname(os.path.dirname(DOCUMENT))
 
 
-class Lighttpd(WebTest):
-    def setUp(self):
-        super().setUp()
-        self.start("--host", "router.example")
+class Behind(WebTest):
+    def start_behind(self, *options):
+        """A server with these options, and the one in front of it, which the test talks to."""
+        self.start(*options)
         with open(DOCUMENT) as file:
             configuration = re.search(r"```lighttpd\n(.*?)```", file.read(), re.S)[1]
         self.assertEqual(configuration.count("8080"), 1)
@@ -33,6 +38,16 @@ class Lighttpd(WebTest):
     def ask(self, method, path, *arguments, **options):
         return super().ask(method, path.replace("/api", "/lte/api", 1), *arguments, **options)
 
+    def assert_answers_by(self, *names):
+        for host, status in (*((name, 200) for name in names), ("evil.example", 421)):
+            self.assertEqual(self.ask("GET", "/api/session", headers={"Host": host}).status, status, host)
+
+
+class Lighttpd(Behind):
+    def setUp(self):
+        super().setUp()
+        self.start_behind("--host", "router.example")
+
     def test_page_requests_and_uploads(self):
         self.assertIn(b"<html", self.get("/lte/").body)
         self.assertEqual(self.get("/lte/lteweb.js").status, 200)
@@ -46,8 +61,7 @@ class Lighttpd(WebTest):
         self.assertNotEqual(self.command(self.post("/api/nv/import", b"garbage", BYTES))[0], 0)
 
     def test_names(self):
-        for host, status in (("router.example", 200), ("evil.example", 421)):
-            self.assertEqual(self.ask("GET", "/api/session", headers={"Host": host}).status, status, host)
+        self.assert_answers_by("router.example")
 
     def test_events_come_at_once(self):
         self.log_in()
@@ -61,6 +75,23 @@ class Lighttpd(WebTest):
                 part = connection.recv(4096)
                 self.assertTrue(part)
                 got += part
+
+
+class InitScripts(Behind):
+    """A router's browsers call the server in front by the router's address: the init scripts hand on which that is."""
+
+    def test_buildroots(self):
+        program, *words = init_scripts.buildroot_command(PROJECT, 'LTEWEB_OPTIONS="--host 192.168.1.1 --host router.lan"')
+        self.assertEqual(program, "/usr/bin/lteweb")
+        self.start_behind(*words)
+        self.assert_answers_by("192.168.1.1", "router.lan")
+
+    def test_openwrts(self):
+        program, *words = init_scripts.openwrt_command(
+            PROJECT, "config lteweb 'main'\n\tlist host '192.168.1.1'\n\tlist host 'router.lan'\n")
+        self.assertEqual(program, "/usr/bin/lteweb")
+        self.start_behind(*words)
+        self.assert_answers_by("192.168.1.1", "router.lan")
 
 
 if __name__ == "__main__":

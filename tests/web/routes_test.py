@@ -6,6 +6,7 @@ import json
 import os
 import re
 import sys
+import time
 
 import web
 from web import BYTES, DONE, JSON, PASSWORD, PASSWORDS, WebTest, eventually, support, write_file
@@ -95,7 +96,9 @@ class Reading(WebTest):
     def test_the_history_grows(self):
         self.start("--sample", "1", "--interface", "lo")
         history = eventually(lambda: (h := self.get("/api/history").json()) and len(h["signal"]) >= 2 and h)
-        self.assertEqual(set(history), {"now", "signal", "traffic"})
+        self.assertEqual(set(history), {"now", "every", "signal", "traffic"})
+        (first, _), (second, _) = history["signal"][:2]
+        self.assertTrue(9000 <= second - first < 13000, history)  # an hour of them has room
         for (moment, signal), (same_moment, received, sent) in zip(history["signal"], history["traffic"]):
             self.assertEqual((moment, signal), (same_moment, 18))
             self.assertLessEqual(moment, history["now"])
@@ -195,6 +198,52 @@ class Login(WebTest):
                                ("lteweb", False), (";;=;lteweb", False)):
             reply = self.ask("GET", "/api/session", headers={"Cookie": cookies})
             self.assertEqual(reply.json()["login"], found, cookies)
+
+
+    def test_another_password_ends_every_session(self):
+        self.start()
+        for change in self.set_password, lambda: os.unlink(PASSWORDS):
+            self.log_in()
+            stream = self.listen(self.cookie)
+            stream.until("manager")
+            change()
+            self.assertEqual(self.post("/api/connect").status, 401)
+            self.assertEqual(self.get("/api/session").json()["login"], False)
+            while stream.next():
+                pass
+
+    def test_a_login_ends_the_one_before(self):
+        self.start()
+        self.log_in()
+        cookie = self.cookie
+        reply = self.ask("POST", "/api/login", json.dumps({"password": PASSWORD}),
+                         {"Content-Type": JSON, "Cookie": cookie})
+        self.assertEqual(reply.status, 200)
+        self.assertEqual(self.get("/api/session").json()["login"], False)
+
+    def test_the_cookie_of_a_login_by_tls_is_for_tls(self):
+        self.start()
+        for scheme, secure in (("https", True), ("http", False)):
+            reply = self.ask("POST", "/api/login", json.dumps({"password": PASSWORD}),
+                             {"Content-Type": JSON, "Host": "localhost", "Origin": f"{scheme}://localhost"})
+            self.assertEqual("Secure" in reply.headers["Set-Cookie"], secure)
+
+    def test_a_session_that_ends_while_a_request_comes(self):
+        """The request does nothing, neither for it nor for a session that began in its place."""
+        self.start()
+        for path, body in ("/api/logout", "{}"), ("/api/roam", '{"value":"on"}'):
+            self.log_in()
+            late = self.connect()
+            lines = [f"POST {path} HTTP/1.1", "Host: localhost", f"Content-Length: {len(body)}", "Connection: close",
+                     *(f"{name}: {value}" for name, value in self.credentials().items()), "", body[:-1]]
+            late.sendall("\r\n".join(lines).encode())
+            self.assert_serves()
+            self.post("/api/logout")
+            self.log_in()
+            late.sendall(body[-1:].encode())
+            self.assertTrue(late.recv(65536).startswith(b"HTTP/1.1 401 "))
+            self.assertEqual(self.get("/api/session").json()["login"], True)
+        self.assertEqual(self.done(self.post("/api/roam", {"value": "off"}))[0]["status"], "off")
 
 
 class Changing(WebTest):
@@ -301,6 +350,7 @@ class Changing(WebTest):
         self.log_in()
         for path, body, lines in (("/api/pin/enable", {"pin": "1234"}, ["1234"]),
                                   ("/api/pin/change", {"old": "1111", "new": "2222"}, ["1111", "2222"]),
+                                  ("/api/at", {"command": "AT+CPIN=1234"}, ["AT+CPIN=1234"]),
                                   ("/api/nv/set", {"name": "wifi_key", "value": "hidden"}, ["hidden"])):
             objects = self.done(self.post(path, body))
             words = [o["word"] for o in objects if o["event"] == "word"]
@@ -362,15 +412,34 @@ class Events(WebTest):
         self.assertEqual(self.post("/api/scan").status, 202)
         self.assertEqual(self.post("/api/scan").status, 409)
         self.assertTrue(self.get("/api/jobs").json()["scan"]["running"])
+        self.assertEqual(set(begun := stream.until("job")), {"job", "running", "started"})
+        self.assertEqual((begun["job"], begun["running"]), ("scan", True))
         found = []
         while "exit" not in (event := stream.until("job")):
-            self.assertEqual((event["job"], event["running"]), ("scan", True))
+            self.assertEqual(event, {**begun, "object": event["object"]})
             found.append(event["object"])
         self.assertEqual((event["exit"], event["running"], event["message"]), (DONE, False, ""))
         self.assertEqual(len(found), 4)
         job = self.get("/api/jobs").json()["scan"]
         self.assertEqual((job["running"], job["exit"], job["objects"]), (False, DONE, found))
-        self.assertEqual(job["started"], event["started"])
+        self.assertEqual({job["started"], event["started"]}, {begun["started"]})
+
+    def test_everybody_is_told_when_a_search_begins(self):
+        self.start(ltectl=self.fake("read -r line </tmp/go\necho '{\"event\":\"x\"}'"))
+        os.mkfifo("/tmp/go")
+        self.addCleanup(os.unlink, "/tmp/go")
+        self.log_in()
+        streams = [self.listen(), self.listen(self.cookie)]
+        for stream in streams:
+            stream.until("manager")
+        self.assertEqual(self.post("/api/scan").status, 202)
+        begun = [stream.until("job") for stream in streams]
+        self.assertEqual([(event["job"], event["running"]) for event in begun], [("scan", True)] * 2)
+        self.assertEqual(self.get("/api/jobs").json()["scan"],
+                         {"running": True, "started": begun[0]["started"], "objects": []})
+        write_file("/tmp/go", b"\n")
+        for stream in streams:
+            stream.until("job", running=False, exit=DONE)
 
     def test_an_upgrade_gets_the_image_and_tells_its_progress(self):
         image = bytes(range(256)) * 5000
@@ -381,6 +450,7 @@ class Events(WebTest):
         stream = self.listen()
         before = os.listdir("/2ndfile")
         self.assertEqual(self.post("/api/upgrade", image, BYTES).status, 202)
+        self.assertEqual(set(stream.until("job", job="upgrade", running=True)), {"job", "running", "started"})
         self.assertEqual(stream.until("job")["object"], {"event": "progress", "percent": 50})
         event = stream.until("job")
         self.assertEqual((event["exit"], event["message"]), (FAILED, "oh\n"))
@@ -403,7 +473,50 @@ class Events(WebTest):
         self.assertEqual(self.post("/api/upgrade", b"x" * 100, BYTES).status, 202)
         job = eventually(lambda: (j := self.get("/api/jobs").json()["upgrade"]) and not j["running"] and j)
         self.assertEqual(job["exit"], FAILED)
-        self.assertIn("/dev/stdin cannot be an image", job["message"])
+        self.assertIn("the uploaded file cannot be an image: its size is 100 bytes", job["message"])
+        self.assertNotIn("/dev/stdin", job["message"])
+
+    def test_an_empty_image(self):
+        self.start(manager=False)
+        self.log_in()
+        reply = self.post("/api/upgrade", b"", BYTES)
+        self.assertEqual((reply.status, reply.json()), (400, {"error": "the image is empty"}))
+
+    def test_the_trace_ends_with_the_session(self):
+        self.start(manager=False)
+        self.log_in()
+        stream, other = self.listen(self.cookie), self.listen()
+        for each in stream, other:
+            each.until("manager")
+        self.post("/api/logout")
+        with open(support.TRACE, "a") as trace:
+            trace.write("[unit:function:1]secret\n")
+        while event := stream.next():
+            self.assertNotEqual(event[0], "trace")
+        self.log_in()
+        self.assertEqual(self.post("/api/scan").status, 202)
+        other.until("job", running=False)
+
+    def test_lines_of_the_trace_are_whole(self):
+        self.start(manager=False)
+        self.log_in()
+        stream = self.listen(self.cookie)
+        stream.until("manager")
+        with open(support.TRACE, "a") as trace:
+            trace.write("".join(f"line {number:05} of a thousand\n" for number in range(1000)))
+        lines = []
+        while not lines or lines[-1] != "line 00999 of a thousand":
+            lines.append(stream.until("trace")["line"])
+        left_out = re.fullmatch(r"\.\.\. (\d+) bytes left out", lines.pop(0))
+        self.assertEqual(int(left_out[1]), (1000 - len(lines)) * len("line 00000 of a thousand\n"))
+        for line in lines:
+            self.assertRegex(line, "^line [0-9]{5} of a thousand$")
+        os.truncate(support.TRACE, 0)
+        eventually(lambda: not os.path.getsize(support.TRACE))
+        time.sleep(1.5)
+        with open(support.TRACE, "a") as trace:
+            trace.write("after it\n")
+        self.assertEqual(stream.until("trace"), {"line": "after it"})
 
     def test_new_lines_of_the_trace_for_who_is_logged_in(self):
         self.start()
@@ -472,7 +585,7 @@ class CommandLine(WebTest):
         self.start(manager=False)
         ended = support.run(web.LTEWEB, "--listen", f"127.0.0.1:{self.port}")
         self.assertEqual(ended.returncode, FAILED)
-        self.assertRegex(ended.stderr, "^lteweb: cannot listen at 127.0.0.1: Address (already )?in use\n$")
+        self.assertRegex(ended.stderr, f"^lteweb: cannot listen at 127.0.0.1:{self.port}: Address (already )?in use\n$")
 
     def test_hosts(self):
         for names in (["a b"], [""], ["x" * 256], ["a/b"], list("abcde")):

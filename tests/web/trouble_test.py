@@ -2,6 +2,7 @@
 
 usage: trouble_test.py LTECTL WANSIM LTEWEB"""
 
+import fcntl
 import json
 import os
 import signal
@@ -12,6 +13,11 @@ import web
 from web import BYTES, DONE, WebTest, eventually, support
 
 NO_ANSWER, NOBODY = support.NO_ANSWER, support.NOBODY
+
+
+def connect_link():
+    """As soon as there is a WAN manager."""
+    eventually(lambda: support.ltectl("connect", "--wait", "10").returncode == DONE)
 
 
 class Manager(WebTest):
@@ -39,18 +45,45 @@ class Manager(WebTest):
         self.post("/api/connect")
         stream.until("link", status="connected")
 
+    def test_a_link_that_was_there_before(self):
+        """Its addresses are those of the interface, if that is there."""
+        self.manager = self.start_wansim("--delay", "0", "--quiet")
+        connect_link()
+        known = {"event": "link", "status": "connected", "name": "CONN_CONNECTED"}
+        for interface, addresses in (("lo", {"interface": "lo", "ip": "127.0.0.1", "mask": "255.0.0.0"}),
+                                     ("nowhere0", {})):
+            self.start("--interface", interface, manager=False)
+            self.assertEqual(self.listen().until("link"), {**known, **addresses})
+            self.end()
+
+    def test_a_link_that_is_made_before_it_is_found_again(self):
+        self.start("--interface", "lo")
+        stream = self.listen()
+        for gone in True, False:
+            stream.until("link", status="disconnected")
+            self.manager.process.kill()
+            self.manager.process.wait()
+            if gone:
+                stream.until("manager", status="gone")
+            self.manager = self.start_wansim("--delay", "0", "--quiet")
+            connect_link()
+            self.assertIn("ip", stream.until("link", status="connected"))
+            support.ltectl("disconnect", "--wait", "10")
+
     def test_it_is_stopped(self):
         """Requests to it time out by ltectl; everything else is as fast as ever, until too many wait."""
         self.start()
+        self.log_in()
         stream = self.listen()
         stream.until("manager", status="back")
         self.manager.stop()
-        waiting = [self.connect() for _ in range(8)]
+        waiting = [self.connect() for _ in range(6)]
         for connection in waiting:
             connection.sendall(b"GET /api/channel HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n")
-        eventually(lambda: len(self.children()) == 8)
-        busy = self.get("/api/channel")
+        eventually(lambda: len(self.children()) == 6)
+        busy = self.ask("GET", "/api/channel")
         self.assertEqual((busy.status, busy.headers["Retry-After"]), (503, "1"))
+        self.done(self.get("/api/log"))  # there is room left for who has logged in
         begun = time.monotonic()
         for path in ("/", "/api/session", "/api/history", "/api/jobs"):
             self.assertEqual(self.get(path).status, 200)
@@ -121,6 +154,25 @@ class Ltectl(WebTest):
         self.log_in()
         self.assertEqual(self.done(self.post("/api/nv/import", b"x" * 262144, BYTES)), [{"n": 262144}])
 
+    def test_it_is_ended_when_nobody_waits_for_what_it_reads(self):
+        self.start(manager=False, ltectl=self.fake("exec sleep 100"))
+        connection = self.connect()
+        connection.sendall(b"GET /api/status HTTP/1.1\r\nHost: localhost\r\n\r\n")
+        eventually(self.children)
+        connection.close()
+        eventually(lambda: not self.children())
+
+    def test_it_goes_on_with_a_change(self):
+        self.start(manager=False, ltectl=self.fake("sleep 1\n>/tmp/changed"))
+        self.log_in()
+        connection = self.connect()
+        connection.sendall("\r\n".join(["POST /api/connect HTTP/1.1", "Host: localhost", "Content-Length: 0",
+                                       *(f"{name}: {value}" for name, value in self.credentials().items()), "", ""])
+                           .encode())
+        eventually(self.children)
+        connection.close()
+        eventually(lambda: os.path.exists("/tmp/changed"))
+
     def test_it_inherits_no_descriptor(self):
         self.start(manager=False, ltectl=self.fake_python(
             "import os\nfor fd in os.listdir('/proc/self/fd'):\n"
@@ -185,6 +237,7 @@ class Clients(WebTest):
         before = self.resident_kib()
         self.assertEqual(self.post("/api/scan").status, 202)
         numbers = []
+        stream.until("job")
         while "exit" not in (event := stream.until("job")):
             numbers.append(event["object"]["number"])
         self.assertEqual(numbers, list(range(3000)))
@@ -203,13 +256,15 @@ class Clients(WebTest):
 
     def test_more_listeners_than_there_is_room_for(self):
         self.start(manager=False)
-        streams = [self.listen() for _ in range(16)]
-        self.assertEqual([s.status for s in streams], [200] * 16)
+        streams = [self.listen() for _ in range(12)]
+        self.assertEqual([s.status for s in streams], [200] * 12)
         refused = self.get("/api/events")
         self.assertEqual((refused.status, refused.headers["Retry-After"]), (503, "5"))
         streams[3].socket.close()
         streams[3].response.close()
         eventually(lambda: self.listen().status == 200)
+        self.log_in()
+        self.assertEqual([self.listen(self.cookie).status for _ in range(5)], [200] * 4 + [503])
 
     def test_closing_in_every_state_leaves_nothing_behind(self):
         self.start(ltectl=self.fake("sleep 0.5"))
@@ -236,6 +291,60 @@ class Clients(WebTest):
             connection.request("GET", path)
             reply = web.Reply(connection.getresponse())
             self.assertEqual(reply.status, 404 if path == "/nowhere" else 200, path)
+
+
+class OtherUpgrades(WebTest):
+    """An upgrade that this server has not begun: a server before it has, or somebody in a shell."""
+
+    def test_one_is_told_and_keeps_others_out(self):
+        self.start(manager=False)
+        self.log_in()
+        stream = self.listen()
+        stream.until("manager")
+        with open("/tmp/ltectl-upgrade.lock", "w") as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            self.assertEqual(stream.until("job"), {"job": "upgrade", "running": True})
+            self.assertEqual(self.get("/api/jobs").json()["upgrade"], {"running": True})
+            self.assertEqual(self.post("/api/upgrade", b"x" * 3000, BYTES).status, 409)
+        self.assertEqual(stream.until("job"), {"job": "upgrade", "running": False})
+        self.assertEqual(self.post("/api/upgrade", b"x" * 3000, BYTES).status, 202)
+
+    def test_only_one_image_is_taken_at_a_time(self):
+        self.start(manager=False, ltectl=self.fake("cat >/dev/null"))
+        self.log_in()
+        head = "\r\n".join(["POST /api/upgrade HTTP/1.1", "Host: localhost", "Content-Length: 3000",
+                            *(f"{name}: {value}" for name, value in self.credentials(BYTES).items()), "", ""])
+        connection = self.connect()
+        connection.sendall(head.encode() + b"x" * 1000)
+        eventually(lambda: self.post("/api/upgrade", b"x" * 3000, BYTES).status == 409)
+        connection.close()
+        eventually(lambda: self.post("/api/upgrade", b"x" * 3000, BYTES).status == 202)
+
+
+class Network(WebTest):
+    def serve(self, address, *options):
+        self.server = web.Background(self, web.LTEWEB, "--json", "--listen", f"{address}:0", "--ltectl", "/nowhere",
+                                     *options)
+        self.port = json.loads(self.server.out.next())["port"]
+
+    def test_a_reader_that_is_out_of_reach(self):
+        """His stream keeps its place until nothing has been heard of him for half a minute, not for a quarter of an hour."""
+        here, there = "10.77.0.1", "10.77.0.2"
+        for address in here, there:
+            support.subprocess.run(["ip", "address", "add", address, "dev", "lo"], check=True)
+        self.serve(here, "--sample", "1")
+        before = self.settled_descriptors()
+        reader = socket.create_connection((here, self.port), support.TIMEOUT, (there, 0))
+        self.addCleanup(reader.close)
+        reader.sendall(f"GET /api/events HTTP/1.1\r\nHost: {here}\r\n\r\n".encode())
+        self.assertTrue(reader.recv(100))
+        self.assertGreater(self.descriptors(), before)
+        support.subprocess.run(["ip", "address", "del", f"{there}/32", "dev", "lo"], check=True)
+        begun = time.monotonic()
+        while self.descriptors() > before:
+            self.assertLess(time.monotonic() - begun, 60)
+            time.sleep(0.5)
+        self.assertGreater(time.monotonic() - begun, 20)
 
 
 class Ending(WebTest):

@@ -28,12 +28,9 @@ void add_link(Record &record, const lct_link_status &link)
     record.event("link").text("link");
     add_named(record, "status", kLinkStates, link.link_status);
     if (link.link_status == LCT_LINK_CONNECTED) {
-        record.field("interface", bounded(link.interface_name))
-            .field("ip", bounded(link.ip))
-            .field("gateway", bounded(link.gateway))
-            .field("dns1", bounded(link.dns1))
-            .field("dns2", bounded(link.dns2))
-            .field("mask", bounded(link.mask));
+        for (const LinkText &text : link_texts(link)) {
+            record.field(text.name, text.value);
+        }
     }
     record.field("name", get_link_str(link.link_status));
 }

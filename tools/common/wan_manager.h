@@ -5,6 +5,9 @@
 #include "lc_ipc_msg.h"
 #include "lte_sdk/request_table.h"
 
+#include <array>
+#include <string_view>
+
 namespace lterouter::tools {
 
 // The address of a module.
@@ -17,6 +20,21 @@ std::string_view socket_name(const ipc_addr &address);
 // By LCT_LINK_....
 inline constexpr const char *kLinkStates[] = {"disconnected", "disconnecting", "connected",
                                               "connecting"};
+
+// The texts of a link that is connected, with the names of their fields.
+struct LinkText {
+    const char *name;
+    std::string_view value;
+};
+inline std::array<LinkText, 6> link_texts(const lct_link_status &link)
+{
+    return {{{"interface", bounded(link.interface_name)},
+             {"ip", bounded(link.ip)},
+             {"gateway", bounded(link.gateway)},
+             {"dns1", bounded(link.dns1)},
+             {"dns2", bounded(link.dns2)},
+             {"mask", bounded(link.mask)}}};
+}
 
 // Each adds to a line: the link's state and, when it is connected, its addresses; whether the
 // interface is ready; the roaming switch, on, off or the WAN manager's own value.

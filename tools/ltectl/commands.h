@@ -77,7 +77,6 @@ int led(char *const *operands);
 // upgrade.cpp
 extern const Option kUpgradeOptions[];
 int upgrade(char *const *operands);
-bool is_upgrade_running(); // by another ltectl
 
 // metrics.cpp
 extern const Option kMetricsOptions[];

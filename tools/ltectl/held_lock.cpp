@@ -79,6 +79,13 @@ bool is_locked(ino_t file)
     return find([file](const Lock &lock) { return !lock.waits && lock.inode == file; });
 }
 
+bool is_upgrade_running()
+{
+    // Not by a lock of its own, which an upgrade that begins meanwhile would take for another's.
+    struct stat file;
+    return lstat(kUpgradeLock, &file) == 0 && is_locked(file.st_ino);
+}
+
 HeldLock::HeldLock()
 {
     Lock held;

@@ -8,6 +8,11 @@ namespace lterouter::tools {
 // Whether a process has the file locked. False when the table cannot be read.
 bool is_locked(ino_t file);
 
+// Held while the modem's firmware is upgraded.
+inline constexpr char kUpgradeLock[] = "/tmp/ltectl-upgrade.lock";
+// By whatever process.
+bool is_upgrade_running();
+
 class HeldLock {
 public:
     HeldLock();

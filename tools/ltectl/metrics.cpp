@@ -10,6 +10,7 @@
 #include "lte_sdk.h"
 #include "ltectl/commands.h"
 #include "ltectl/endpoints.h"
+#include "ltectl/held_lock.h"
 #include "ltectl/interface.h"
 #include "ltectl/link_state.h"
 #include "ltectl/nv_store.h"

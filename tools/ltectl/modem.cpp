@@ -7,6 +7,7 @@
 #include "lte_sdk.h"
 #include "ltectl/commands.h"
 #include "ltectl/requests.h"
+#include "ltectl/secret.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -135,12 +136,16 @@ const Option kDiagOptions[] = {
 
 int at(char *const *operands)
 {
-    const char *command = operands[0];
-    const size_t length = strlen(command);
+    TypedText<kTypedCommandMax> command; // a PIN may be in it
+    if (const int code = parse_secret("COMMAND", operands[0], command.kType, &command, true);
+        code != kDone) {
+        return code;
+    }
+    const size_t length = strlen(command.text);
     if (length == 0 || length > kTypedCommandMax) {
         return fail(kUsage, "a command has 1 to %zu characters", kTypedCommandMax);
     }
-    return with_endpoint([&] { return show_command(command); });
+    return with_endpoint([&] { return show_command(command.text); });
 }
 
 int diag(char *const *) { return with_endpoint(diagnose); }

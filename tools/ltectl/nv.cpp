@@ -145,18 +145,6 @@ int diff_declared(const NvParameter &declared)
     return code;
 }
 
-// One byte more than a value may have: a longer one is truncated, but remains too long.
-struct TypedValue {
-    ~TypedValue() { explicit_bzero(text, sizeof(text)); }
-    char text[kValueSize + 1];
-};
-
-constexpr ValueType kValue = {"a text", [](const char *text, void *target) {
-                                  auto *value = static_cast<TypedValue *>(target);
-                                  snprintf(value->text, sizeof(value->text), "%s", text);
-                                  return true;
-                              }};
-
 int set(const char *name, const char *value, uint32_t bits)
 {
     if (strchr(value, '\n') != nullptr) {
@@ -268,9 +256,9 @@ int nv_get(char *const *operands)
 int nv_set(char *const *operands)
 {
     const uint32_t bits = declared_bits(operands[0]);
-    TypedValue value;
+    TypedText<kValueSize - 1> value;
     const bool echo = (bits & kSecretBit) == 0;
-    if (const int code = parse_secret("VALUE", operands[1], kValue, &value, echo); code != kDone) {
+    if (const int code = parse_secret("VALUE", operands[1], value.kType, &value, echo); code != kDone) {
         return code;
     }
     // The deadline does not count while the user types.

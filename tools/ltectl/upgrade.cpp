@@ -29,7 +29,6 @@
 namespace lterouter::tools {
 namespace {
 
-constexpr char kLockFile[] = "/tmp/ltectl-upgrade.lock";
 struct Port {
     const char *path;
     uint8_t answer; // its bytes, where the library reads once for it and has waited for the first
@@ -124,9 +123,9 @@ int check_ports(bool lock_settings)
 // name while its old port is held open.
 int lock_upgrade()
 {
-    const int fd = open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
+    const int fd = open(kUpgradeLock, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (fd < 0) {
-        return cannot("make", kLockFile, errno);
+        return cannot("make", kUpgradeLock, errno);
     }
     if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
         return fail(kFailed, "another upgrade is running");
@@ -363,13 +362,6 @@ int run(const Image &image)
 }
 
 } // namespace
-
-bool is_upgrade_running()
-{
-    // Not by a lock of its own, which an upgrade that begins meanwhile would take for another's.
-    struct stat file;
-    return lstat(kLockFile, &file) == 0 && is_locked(file.st_ino);
-}
 
 const Option kUpgradeOptions[] = {
     {"timeout", "SECONDS", "time-out of the modem's part after the transfer (300)", &kSeconds,

@@ -10,9 +10,9 @@ namespace lterouter::tools {
 namespace {
 
 constexpr size_t kLongestWaiting = 16 * 1024;
-constexpr int64_t kCommentMs = 15000; // proxies close a stream in which nothing happens
+constexpr int64_t kAliveMs = 15000; // proxies close a stream in which nothing happens
 constexpr std::string_view kFirst = "retry: 3000\n\n";
-constexpr std::string_view kComment = ":\n\n";
+constexpr std::string_view kAlive = "event: alive\ndata: {}\n\n"; // a page cannot see a comment
 
 bool write_event(const char *kind, std::string_view object, TextStream &text)
 {
@@ -25,10 +25,10 @@ bool write_event(const char *kind, std::string_view object, TextStream &text)
 
 } // namespace
 
-void Listener::open(void *connection, bool reads_trace)
+void Listener::open(void *connection, const SecretText &session)
 {
     connection_ = connection;
-    reads_trace_ = reads_trace;
+    memcpy(session_, session, sizeof(session_));
     asleep_ = false;
     ended_ = !waiting_.add(kFirst, kLongestWaiting);
 }
@@ -78,11 +78,21 @@ void Listener::wake(const Sleeper &sleeper)
     }
 }
 
-Listener *Listeners::open(void *connection, bool reads_trace)
+size_t Listeners::count_strangers() const
 {
+    return static_cast<size_t>(
+        std::count_if(std::begin(listeners_), std::end(listeners_),
+                      [](const Listener &each) { return each.used() && !each.reads_trace(); }));
+}
+
+Listener *Listeners::open(void *connection, const SecretText &session)
+{
+    if (session[0] == '\0' && count_strangers() >= kMaxStrangers) {
+        return nullptr;
+    }
     for (Listener &listener : listeners_) {
         if (!listener.used()) {
-            listener.open(connection, reads_trace);
+            listener.open(connection, session);
             for (const Kept &kept : kept_) {
                 listener.add(kept.text.view(), sleeper_);
             }
@@ -166,14 +176,24 @@ std::optional<int64_t> Listeners::next_ms() const
 {
     const bool any = std::any_of(std::begin(listeners_), std::end(listeners_),
                                  [](const Listener &listener) { return listener.used(); });
-    return any ? std::optional(comment_ms_) : std::nullopt;
+    return any ? std::optional(alive_ms_) : std::nullopt;
 }
 
 void Listeners::tick(int64_t now)
 {
-    if (now >= comment_ms_) {
-        comment_ms_ = now + kCommentMs;
-        send(kComment, false);
+    if (now >= alive_ms_) {
+        alive_ms_ = now + kAliveMs;
+        send(kAlive, false);
+    }
+}
+
+void Listeners::end_outdated(const Sessions &sessions, int64_t now_ms)
+{
+    for (Listener &listener : listeners_) {
+        if (listener.used() && listener.reads_trace() &&
+            sessions.find(listener.session(), now_ms) == nullptr) {
+            listener.finish(sleeper_);
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "lteweb/bytes.h"
+#include "lteweb/session.h"
 
 #include <cstdint>
 #include <optional>
@@ -13,6 +14,7 @@
 namespace lterouter::tools {
 
 constexpr size_t kMaxListeners = 16;
+constexpr size_t kMaxStrangers = 12; // without a login
 
 // A connection that can be put to sleep while it has nothing to send; the server's.
 struct Sleeper {
@@ -24,9 +26,11 @@ struct Sleeper {
 class Listener {
 public:
     bool used() const { return connection_ != nullptr; }
-    bool reads_trace() const { return reads_trace_; }
+    // With a login; without one the id is empty.
+    bool reads_trace() const { return session_[0] != '\0'; }
+    const SecretText &session() const { return session_; }
 
-    void open(void *connection, bool reads_trace);
+    void open(void *connection, const SecretText &session);
     void close();
     // What to send; 0 after the connection was put to sleep, -1 at the end of the stream.
     ssize_t read(char *into, size_t size, const Sleeper &sleeper);
@@ -40,7 +44,7 @@ private:
 
     void *connection_ = nullptr;
     Bytes waiting_;
-    bool reads_trace_ = false;
+    SecretText session_ = "";
     bool asleep_ = false;
     bool ended_ = false;
 };
@@ -50,7 +54,7 @@ public:
     explicit Listeners(const Sleeper &sleeper) : sleeper_(sleeper) {}
 
     // nullptr when there are too many. It begins with what is known by now.
-    Listener *open(void *connection, bool reads_trace);
+    Listener *open(void *connection, const SecretText &session);
     ssize_t read(Listener &listener, char *into, size_t size)
     {
         return listener.read(into, size, sleeper_);
@@ -71,8 +75,11 @@ public:
     void tick(int64_t now_ms);
 
     void end_all();
+    // Ends the streams whose session is over.
+    void end_outdated(const Sessions &sessions, int64_t now_ms);
 
 private:
+    size_t count_strangers() const;
     void send(std::string_view text, bool trace);
 
     struct Kept {
@@ -83,7 +90,7 @@ private:
     const Sleeper sleeper_;
     Listener listeners_[kMaxListeners];
     Kept kept_[3] = {{"manager", {}}, {"link", {}}, {"interface", {}}};
-    int64_t comment_ms_ = 0;
+    int64_t alive_ms_ = 0;
 };
 
 } // namespace lterouter::tools

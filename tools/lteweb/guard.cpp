@@ -74,6 +74,13 @@ bool is_own_site(const char *site)
     return strcmp(site, "same-origin") == 0 || strcmp(site, "none") == 0;
 }
 
+// Who follows a link to the page comes from elsewhere: it is what the page asks for itself that counts.
+bool is_link(const Head &head)
+{
+    return strcmp(head.method, "GET") == 0 && strcmp(head.path, "/") == 0 && head.mode != nullptr &&
+           strcmp(head.mode, "navigate") == 0;
+}
+
 } // namespace
 
 Refusal judge_origin(const Head &head, const Listen &listen, const Hosts &hosts)
@@ -85,7 +92,7 @@ Refusal judge_origin(const Head &head, const Listen &listen, const Hosts &hosts)
         return {kMisdirected, "this server has another name: start it with --host"};
     }
     if ((head.origin != nullptr && !is_own_origin(head.origin, head.host)) ||
-        (head.site != nullptr && !is_own_site(head.site))) {
+        (head.site != nullptr && !is_own_site(head.site) && !is_link(head))) {
         return {kForbidden, "the request comes from a page of another site"};
     }
     return {};

@@ -15,6 +15,7 @@ struct Head {
     const char *host = nullptr;
     const char *origin = nullptr;
     const char *site = nullptr;
+    const char *mode = nullptr;
     const char *content_type = nullptr;
     const char *content_length = nullptr;
     const char *transfer_encoding = nullptr;

@@ -4,11 +4,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/statvfs.h>
 
 namespace lterouter::tools {
 
-bool ImageFile::open(const char *folder)
+bool ImageFile::open(const char *folder, uint64_t size)
 {
+    struct statvfs room;
+    if (statvfs(folder, &room) != 0 || uint64_t{room.f_bavail} * room.f_frsize < size) {
+        return false;
+    }
     char path[512];
     snprintf(path, sizeof(path), "%s/lteweb.XXXXXX", folder);
     fd_.reset(mkostemp(path, O_CLOEXEC));

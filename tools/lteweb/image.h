@@ -4,13 +4,14 @@
 #include "lteweb/child.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace lterouter::tools {
 
 class ImageFile {
 public:
-    // False with errno set.
-    bool open(const char *folder);
+    // False with errno set, also when there is no room for that many bytes.
+    bool open(const char *folder, uint64_t size);
     // What reads it begins at its beginning. False with errno set.
     bool rewind() { return lseek(fd_.get(), 0, SEEK_SET) == 0; }
     // After a failure the rest is not written.

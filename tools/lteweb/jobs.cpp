@@ -1,5 +1,6 @@
 #include "lteweb/jobs.h"
 
+#include "common/slice.h"
 #include "ltectl/clock.h"
 #include "lteweb/json_text.h"
 
@@ -7,6 +8,18 @@ namespace lterouter::tools {
 namespace {
 
 constexpr size_t kLongestResults = 64 * 1024;
+
+// ltectl calls the image by the name by which it reads it, which is none of the owner's.
+void add_message(std::string_view text, Bytes *message)
+{
+    constexpr std::string_view kRead = "/dev/stdin";
+    for (size_t place; (place = text.find(kRead)) != std::string_view::npos;) {
+        message->add(slice(text, 0, place), kLongestResults);
+        message->add("the uploaded file", kLongestResults);
+        text.remove_prefix(place + kRead.size());
+    }
+    message->add(text, kLongestResults);
+}
 
 } // namespace
 
@@ -22,6 +35,7 @@ bool Job::start(const Settings &settings, CommandLine &line, int stdin_file)
     started_ms_ = wall_clock_ms();
     objects_.clear();
     message_.clear();
+    publish_own([](JsonObject &) {}); // a search prints nothing until its end
     return true;
 }
 
@@ -41,31 +55,41 @@ void Job::add_line(std::string_view line)
             objects_.clear();
         }
     }
-    TextStream text;
-    if (text) {
-        JsonObject(text.file())
-            .text("job", name_)
-            .boolean("running", true)
-            .number("started", started_ms_)
-            .raw("object", line);
-    }
-    if (text.finish()) {
-        listeners_.publish("job", text.view());
-    }
+    publish_own([=](JsonObject &event) { event.raw("object", line); });
 }
 
 void Job::finish()
 {
     exit_code_ = child_.exit_code();
-    message_.add(child_.errors(), kLongestResults);
+    add_message(child_.errors(), &message_);
+    publish_own([this](JsonObject &event) {
+        event.number("exit", exit_code_).text("message", message_.view());
+    });
+}
+
+void Job::note_elsewhere(bool elsewhere)
+{
+    if (elsewhere_ != elsewhere) {
+        elsewhere_ = elsewhere;
+        publish([](JsonObject &) {});
+    }
+}
+
+template <typename Add> void Job::publish_own(Add add)
+{
+    publish([=, this](JsonObject &event) {
+        event.number("started", started_ms_);
+        add(event);
+    });
+}
+
+template <typename Add> void Job::publish(Add add)
+{
     TextStream text;
     if (text) {
-        JsonObject(text.file())
-            .text("job", name_)
-            .boolean("running", false)
-            .number("started", started_ms_)
-            .number("exit", exit_code_)
-            .text("message", message_.view());
+        JsonObject event(text.file());
+        event.text("job", name_).boolean("running", running());
+        add(event);
     }
     if (text.finish()) {
         listeners_.publish("job", text.view());
@@ -76,7 +100,7 @@ void Job::write(FILE *file) const
 {
     JsonObject object(file);
     object.boolean("running", running());
-    if (!ever_) {
+    if (!ever_ || elsewhere_) {
         return;
     }
     object.number("started", started_ms_);

@@ -16,7 +16,9 @@ public:
     {
     }
 
-    bool running() const { return child_.running(); }
+    // Also when another process does it, or a server before this one has begun it.
+    bool running() const { return child_.running() || elsewhere_; }
+    void note_elsewhere(bool elsewhere);
     // False with errno set.
     bool start(const Settings &settings, CommandLine &line, int stdin_file);
     // {"running":...}, without the results of none.
@@ -29,11 +31,15 @@ private:
     static void on_end(void *context, Child &child);
     void add_line(std::string_view line);
     void finish();
+    // An event; add: what it tells beside which job it is, and whether it runs.
+    template <typename Add> void publish(Add add);
+    template <typename Add> void publish_own(Add add);
 
     const char *const name_;
     const int64_t longest_ms_;
     Listeners &listeners_;
     Child child_;
+    bool elsewhere_ = false; // nothing else is known of it
     bool ever_ = false;
     int64_t started_ms_ = 0;
     Bytes objects_; // with commas between them

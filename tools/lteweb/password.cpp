@@ -120,6 +120,17 @@ bool has_password(const char *path)
     return read_hash(path, hash) && is_hash(hash);
 }
 
+PasswordStamp password_stamp(const char *path)
+{
+    struct stat file = {}; // when there is none
+    stat(path, &file);
+    return {.device = file.st_dev,
+            .inode = file.st_ino,
+            .size = file.st_size,
+            .changed_s = file.st_ctim.tv_sec,
+            .changed_ns = file.st_ctim.tv_nsec};
+}
+
 PasswordCheck check_password(const char *path, const char *password)
 {
     HashText hash;

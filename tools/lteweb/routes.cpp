@@ -54,7 +54,6 @@ constexpr Route kRoutes[] = {
     {.method = kPost,
      .path = "/api/login",
      .work = Work::kLogin,
-     .access = Access::kAnyone,
      .fields = {{"password", kLongestTyped}},
      .body = BodyKind::kObject},
     {.method = kPost,
@@ -82,7 +81,7 @@ constexpr Route kRoutes[] = {
     changing("/api/pin/disable", "pin", "disable", {"pin", kPinLength, Passing::kStandardInput}),
     changing("/api/pin/change", "pin", "change", {"old", kPinLength, Passing::kStandardInput},
              {"new", kPinLength, Passing::kStandardInput}),
-    changing("/api/at", "at", nullptr, {"command", kLong}),
+    changing("/api/at", "at", nullptr, {"command", kLong, Passing::kStandardInput}),
     changing("/api/nv/set", "nv", "set", {"name", kName}, {"value", kLong, Passing::kStandardInput}),
     changing("/api/log", "log", nullptr, {"module", kName, Passing::kOptional},
              {"level", kShort, Passing::kOptional}, {"value", kShort}),
@@ -124,9 +123,12 @@ constexpr Route kRoutes[] = {
 bool takes(const Route &route, const char *method)
 {
     return strcmp(route.method, method) == 0 ||
-           (strcmp(method, "HEAD") == 0 && strcmp(route.method, kGet) == 0 &&
-            route.work != Work::kEvents);
+           (strcmp(method, "HEAD") == 0 && is_reading(route) && route.work != Work::kEvents);
 }
+
+// By what takes it: POST 1, GET 2, HEAD 4.
+constexpr const char *kAllowed[] = {"", "POST", "GET",       "GET, POST",
+                                    "", "",     "GET, HEAD", "GET, HEAD, POST"};
 
 uint64_t longest_body(const Route &route, const Settings &settings)
 {
@@ -178,6 +180,8 @@ Refusal add_field(const Field &wanted, const JsonField &given, CommandLine *line
 
 } // namespace
 
+bool is_reading(const Route &route) { return strcmp(route.method, kGet) == 0; }
+
 const Route *find_route(const Head &head, Refusal *refusal)
 {
     *refusal = {kNotFound, "there is no such page"};
@@ -196,6 +200,19 @@ const Route *find_route(const Head &head, Refusal *refusal)
         }
     }
     return nullptr;
+}
+
+const char *allowed_methods(const char *path)
+{
+    size_t methods = 0;
+    for (const Route &route : kRoutes) {
+        if (strcmp(route.path, path) == 0) {
+            methods |= takes(route, kPost) ? 1U : 0U;
+            methods |= takes(route, kGet) ? 2U : 0U;
+            methods |= takes(route, "HEAD") ? 4U : 0U;
+        }
+    }
+    return kAllowed[methods];
 }
 
 Refusal judge_body(const Route &route, const Head &head, const Settings &settings, uint64_t *length)

@@ -28,7 +28,6 @@ enum class Access {
     kOpen,
     kReader,  // a session
     kChanger, // a session and its token
-    kAnyone,  // changes nothing but who one is
 };
 
 enum class BodyKind { kNone, kObject, kBytes };
@@ -63,8 +62,15 @@ struct Route {
 constexpr size_t kLongestBody = 4096;
 constexpr size_t kLongestImport = 256 * 1024;
 
+inline bool needs_session(const Route &route) { return route.access != Access::kOpen; }
+// What changes nothing need not go on when nobody waits for it.
+bool is_reading(const Route &route);
+
 // The row of a request, or why there is none. Also HEAD of what can be got.
 const Route *find_route(const Head &head, Refusal *refusal);
+
+// The methods of a path that find_route refuses another one of, as a header lists them.
+const char *allowed_methods(const char *path);
 
 // Whether the body that is announced may come; *length is how long it will be.
 Refusal judge_body(const Route &route, const Head &head, const Settings &settings, uint64_t *length);

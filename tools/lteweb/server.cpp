@@ -11,6 +11,7 @@
 #include <cstring>
 #include <microhttpd.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <new>
 #include <strings.h>
 #include <sys/signalfd.h>
@@ -26,6 +27,7 @@ constexpr size_t kStreamBlock = 2048;
 constexpr unsigned kSilenceSeconds = 15;
 constexpr int kBacklog = 64;
 constexpr int kSendBuffer = 65536; // what the kernel keeps for a client that does not read
+constexpr int kUnheardMs = 30000;  // how long it keeps it for one that is out of reach
 
 // However steadily bytes trickle: from the beginning of a request to its end, and for its reply.
 constexpr int64_t kRequestMs = 10000;
@@ -56,6 +58,7 @@ constexpr struct {
     {"Host", &Head::host},
     {"Origin", &Head::origin},
     {"Sec-Fetch-Site", &Head::site},
+    {"Sec-Fetch-Mode", &Head::mode},
     {"Content-Type", &Head::content_type},
     {"Content-Length", &Head::content_length},
     {"Transfer-Encoding", &Head::transfer_encoding},
@@ -242,11 +245,11 @@ MHD_Result begin_request(Service &service, Slot &slot, const Head &head)
     slot.exchange.emplace();
     Exchange &exchange = *slot.exchange;
     exchange.connection = &slot;
-    uint64_t length = 0;
-    const Refusal refusal = service.begin(exchange, head, &length);
+    const Refusal refusal = service.begin(exchange, head);
     if (refusal) {
         reply_with(refusal, &exchange.reply);
-        exchange.reply.allow = refusal.status == kMethodNotAllowed ? "GET, HEAD, POST" : nullptr;
+        exchange.reply.allow =
+            refusal.status == kMethodNotAllowed ? allowed_methods(head.path) : nullptr;
         return send_reply(slot);
     }
     slot.deadline_ms = now_ms() + (exchange.route->work == Work::kUpgrade ? kUploadMs : kRequestMs);
@@ -287,11 +290,11 @@ MHD_Result on_request(void *context, MHD_Connection *connection, const char *url
     return complete_request(service, slot);
 }
 
-void on_completed(void *, MHD_Connection *connection, void **begun, MHD_RequestTerminationCode)
+void on_completed(void *context, MHD_Connection *connection, void **begun, MHD_RequestTerminationCode)
 {
     Slot &slot = slot_of(connection);
     if (*begun != nullptr && slot.exchange) {
-        Service::abandon(*slot.exchange);
+        static_cast<Service *>(context)->abandon(*slot.exchange);
         slot.exchange.reset();
     }
     *begun = nullptr;
@@ -319,7 +322,8 @@ public:
     int run()
     {
         if (!open_signals() || !listen_there()) {
-            return fail(kFailed, "cannot listen at %s: %s", settings_.listen.text, strerror(errno));
+            return fail(kFailed, "cannot listen at %s:%u: %s", settings_.listen.text,
+                        settings_.listen.port, strerror(errno));
         }
         if (!start_daemon() || !service_.start()) {
             return fail(kFailed, "cannot start the server: %s", strerror(errno));
@@ -347,7 +351,11 @@ private:
         return listener_ &&
                setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) == 0 &&
                setsockopt(listener_.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer)) ==
-                   0 && // connections inherit it
+                   0 && // connections inherit it, and the next one
+               setsockopt(listener_.get(), IPPROTO_TCP, TCP_USER_TIMEOUT, &kUnheardMs,
+                          sizeof(kUnheardMs)) == 0 &&
+               // Also an address that this machine gets later, as at its boot.
+               setsockopt(listener_.get(), IPPROTO_IP, IP_FREEBIND, &on, sizeof(on)) == 0 &&
                bind(listener_.get(), reinterpret_cast<const sockaddr *>(&where.address),
                     where.length) == 0 &&
                listen(listener_.get(), kBacklog) == 0;
@@ -357,7 +365,7 @@ private:
         daemon_ = MHD_start_daemon(
             MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, on_request, &service_,
             MHD_OPTION_LISTEN_SOCKET, listener_.get(), MHD_OPTION_NOTIFY_CONNECTION, on_connection,
-            this, MHD_OPTION_NOTIFY_COMPLETED, on_completed, nullptr, MHD_OPTION_UNESCAPE_CALLBACK,
+            this, MHD_OPTION_NOTIFY_COMPLETED, on_completed, &service_, MHD_OPTION_UNESCAPE_CALLBACK,
             leave_as_it_is, nullptr, MHD_OPTION_CONNECTION_LIMIT, kMaxConnections,
             MHD_OPTION_PER_IP_CONNECTION_LIMIT, settings_.listen.loopback ? 0U : kMaxFromOneAddress,
             MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory, MHD_OPTION_CONNECTION_TIMEOUT,

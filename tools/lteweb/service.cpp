@@ -3,7 +3,7 @@
 #include "common/clock.h"
 #include "common/slice.h"
 #include "common/wan_manager.h"
-#include "ltectl/clock.h"
+#include "ltectl/held_lock.h"
 #include "lteweb/guard.h"
 #include "lteweb/json_text.h"
 #include "lteweb/page.h"
@@ -22,9 +22,11 @@ namespace {
 constexpr int64_t kCommandMs = 20000;
 constexpr int64_t kScanMs = 200000;
 constexpr int64_t kNoLimitMs = 0;
+constexpr int64_t kLookMs = 2000;
 
 constexpr Refusal kNoMemory = {kUnavailable, "out of memory", 1};
 constexpr Refusal kBusy = {kUnavailable, "too much is going on; try again", 1};
+constexpr Refusal kNoSession = {kUnauthorized, "log in first"};
 constexpr Refusal kNotStarted = {kBadGateway, "ltectl cannot be started"};
 
 // Who reads an identity has to log in, and the status is for everybody.
@@ -97,35 +99,22 @@ void reply_with_file(const Child &child, Reply *reply)
 
 // ---- Events ----
 
-void write_state(JsonObject &object, uint32_t state)
-{
-    const bool known = state < std::size(kLinkStates);
-    object.text("event", "link").text("status", known ? kLinkStates[state] : "unknown");
-    if (!known) {
-        object.number("status_value", state);
-    }
-}
-
 void write_link(FILE *file, const lct_link_status &link)
 {
+    const bool known = link.link_status < std::size(kLinkStates);
     JsonObject object(file);
-    write_state(object, link.link_status);
+    object.text("event", "link").text("status", known ? kLinkStates[link.link_status] : "unknown");
+    if (!known) {
+        object.number("status_value", link.link_status);
+    }
     if (link.link_status == LCT_LINK_CONNECTED) {
-        object.text("interface", bounded(link.interface_name))
-            .text("ip", bounded(link.ip))
-            .text("gateway", bounded(link.gateway))
-            .text("dns1", bounded(link.dns1))
-            .text("dns2", bounded(link.dns2))
-            .text("mask", bounded(link.mask));
+        for (const LinkText &text : link_texts(link)) {
+            if (!text.value.empty()) {
+                object.text(text.name, text.value);
+            }
+        }
     }
     object.text("name", get_link_str(link.link_status));
-}
-
-void write_link_state(FILE *file, uint32_t state)
-{
-    JsonObject object(file);
-    write_state(object, state);
-    object.text("name", get_link_str(state));
 }
 
 void write_interface(FILE *file, const lct_iface_status &interface)
@@ -141,9 +130,6 @@ const char *write_news(FILE *file, const News &news)
     switch (news.kind) {
     case NewsKind::kLink:
         write_link(file, news.link);
-        return "link";
-    case NewsKind::kLinkState:
-        write_link_state(file, news.link_state);
         return "link";
     case NewsKind::kInterface:
         write_interface(file, news.interface);
@@ -171,7 +157,8 @@ void earlier(std::optional<int64_t> *first, std::optional<int64_t> other)
 } // namespace
 
 Service::Service(const Settings &settings, const Sleeper &sleeper)
-    : settings_(settings), sleeper_(sleeper), listeners_(sleeper), scan_("scan", kScanMs, listeners_),
+    : settings_(settings), sleeper_(sleeper), password_(password_stamp(settings.password_file)),
+      listeners_(sleeper), scan_("scan", kScanMs, listeners_),
       upgrade_("upgrade", kNoLimitMs, listeners_)
 {
 }
@@ -187,7 +174,7 @@ template <typename Self, typename Visit> void Service::each_child(Self &self, Vi
 
 // ---- Requests ----
 
-Refusal Service::begin(Exchange &exchange, const Head &head, uint64_t *length)
+Refusal Service::begin(Exchange &exchange, const Head &head)
 {
     if (const Refusal refusal = judge_origin(head, settings_.listen, settings_.hosts); refusal) {
         return refusal;
@@ -200,26 +187,57 @@ Refusal Service::begin(Exchange &exchange, const Head &head, uint64_t *length)
     const Route &route = *exchange.route;
     exchange.service = this;
     exchange.dry_run = head.dry_run;
-    exchange.session = sessions_.find(head, now_ms());
-    exchange.logged_in = exchange.session != nullptr;
-    if ((route.access == Access::kReader || route.access == Access::kChanger) && !exchange.logged_in) {
-        return {kUnauthorized, "log in first"};
+    exchange.secure = head.origin != nullptr && begins_with(head.origin, "https://");
+    look_at_password();
+    const int64_t now = now_ms();
+    const Session *const session = sessions_.find(cookie_value(head.cookie, kCookieName), now);
+    exchange.logged_in = session != nullptr;
+    if (session != nullptr) {
+        memcpy(exchange.session_id, session->id, sizeof(exchange.session_id));
+    } else if (needs_session(route)) {
+        return kNoSession;
     }
     if (route.access == Access::kChanger) {
-        refusal = Sessions::judge_token(*exchange.session, head);
+        refusal = sessions_.judge_token(*session, head, now);
     }
+    uint64_t length;
     if (!refusal) {
-        refusal = judge_body(route, head, settings_, length);
+        refusal = judge_body(route, head, settings_, &length);
     }
-    if (!refusal && route.work == Work::kUpgrade) {
-        if (upgrade_.running()) {
-            return {kConflict, "an upgrade is running"};
-        }
-        if (!exchange.image.open(settings_.image_folder)) {
-            return {kNoStorage, "there is no room for the image"};
-        }
+    return !refusal && route.work == Work::kUpgrade ? begin_upload(exchange, length) : refusal;
+}
+
+Refusal Service::begin_upload(Exchange &exchange, uint64_t length)
+{
+    if (upgrade_.running() || uploading_) {
+        return {kConflict, "an upgrade is running"};
     }
-    return refusal;
+    if (length == 0) {
+        return {kBadRequest, "the image is empty"};
+    }
+    if (!exchange.image.open(settings_.image_folder, length)) {
+        return {kNoStorage, "there is no room for the image"};
+    }
+    uploading_ = exchange.uploads = true;
+    return {};
+}
+
+// Who has logged in with an earlier password has to do it again.
+void Service::look_at_password()
+{
+    const PasswordStamp stamp = password_stamp(settings_.password_file);
+    if (stamp != password_) {
+        password_ = stamp;
+        sessions_.end_all();
+    }
+}
+
+void Service::end_outdated_streams()
+{
+    if (listeners_.any_reads_trace()) {
+        look_at_password();
+        listeners_.end_outdated(sessions_, now_ms());
+    }
 }
 
 void Service::add_body(Exchange &exchange, const char *bytes, size_t size)
@@ -233,6 +251,12 @@ void Service::add_body(Exchange &exchange, const char *bytes, size_t size)
 
 void Service::serve(Exchange &exchange)
 {
+    // The session may have ended since the request began.
+    exchange.session = exchange.logged_in ? sessions_.find(exchange.session_id, now_ms()) : nullptr;
+    exchange.logged_in = exchange.session != nullptr;
+    if (needs_session(*exchange.route) && !exchange.logged_in) {
+        return reply_with(kNoSession, &exchange.reply);
+    }
     switch (exchange.route->work) {
     case Work::kFile: {
         const PageFile &file = page_file(exchange.route->path);
@@ -267,6 +291,12 @@ void Service::abandon(Exchange &exchange)
 {
     if (exchange.child != nullptr) {
         exchange.child->forget();
+        if (is_reading(*exchange.route)) {
+            exchange.child->end();
+        }
+    }
+    if (exchange.uploads) {
+        uploading_ = false;
     }
     if (exchange.listener != nullptr) {
         exchange.listener->close();
@@ -293,25 +323,23 @@ void Service::serve_command(Exchange &exchange)
         return reply_with(refusal, &exchange.reply);
     }
     if (route.work == Work::kScan) {
-        return start_job(exchange, scan_, -1);
+        return start_job(exchange, scan_, line, -1);
     }
     run(exchange, line);
 }
 
-Child *Service::free_child()
+Child *Service::free_child(bool logged_in)
 {
-    for (Child &child : children_) {
-        if (!child.running()) {
-            return &child;
-        }
-    }
-    return nullptr;
+    const size_t count = logged_in ? kMaxChildren : kMaxOfStrangers;
+    Child *const free =
+        std::find_if(children_, children_ + count, [](const Child &child) { return !child.running(); });
+    return free != children_ + count ? free : nullptr;
 }
 
 void Service::run(Exchange &exchange, CommandLine &line)
 {
     line.add(nullptr);
-    Child *const child = free_child();
+    Child *const child = free_child(exchange.logged_in);
     if (child == nullptr) {
         return reply_with(kBusy, &exchange.reply);
     }
@@ -338,13 +366,11 @@ void Service::on_end(void *context, Child &child)
     exchange.service->sleeper_.wake(exchange.connection);
 }
 
-void Service::start_job(Exchange &exchange, Job &job, int stdin_file)
+void Service::start_job(Exchange &exchange, Job &job, CommandLine &line, int stdin_file)
 {
     if (job.running()) {
         return reply_with({kConflict, "it is running already"}, &exchange.reply);
     }
-    CommandLine line;
-    begin_command(*exchange.route, settings_, &line);
     if (!job.start(settings_, line, stdin_file)) {
         return reply_with(kNotStarted, &exchange.reply);
     }
@@ -360,7 +386,9 @@ void Service::start_upgrade(Exchange &exchange)
     if (exchange.image.error() != 0 || !exchange.image.rewind()) {
         return reply_with({kNoStorage, "there is no room for the image"}, &exchange.reply);
     }
-    start_job(exchange, upgrade_, exchange.image.fd());
+    CommandLine line;
+    begin_command(*exchange.route, settings_, &line);
+    start_job(exchange, upgrade_, line, exchange.image.fd());
 }
 
 void Service::serve_session(Exchange &exchange)
@@ -404,12 +432,14 @@ void Service::serve_login(Exchange &exchange)
                           &exchange.reply);
     }
     throttle_.succeeded();
+    sessions_.end(exchange.session); // its cookie is replaced
     const Session *const session = sessions_.begin(now);
     if (session == nullptr) {
         return reply_with({kUnavailable, "there are no random numbers", 1}, &exchange.reply);
     }
     snprintf(exchange.reply.cookie, sizeof(exchange.reply.cookie),
-             "lteweb=%s; Path=/; HttpOnly; SameSite=Strict", session->id);
+             "lteweb=%s; Path=/; HttpOnly; SameSite=Strict%s", session->id,
+             exchange.secure ? "; Secure" : "");
     TextStream text;
     if (text) {
         JsonObject(text.file()).text("token", session->token);
@@ -419,7 +449,8 @@ void Service::serve_login(Exchange &exchange)
 
 void Service::serve_logout(Exchange &exchange)
 {
-    sessions_.end(*exchange.session);
+    sessions_.end(exchange.session);
+    end_outdated_streams();
     snprintf(exchange.reply.cookie, sizeof(exchange.reply.cookie),
              "lteweb=; Path=/; Max-Age=0; HttpOnly; SameSite=Strict");
     exchange.reply.status = kOk;
@@ -430,14 +461,14 @@ void Service::serve_history(Exchange &exchange)
 {
     TextStream text;
     if (text) {
-        history_.write(text.file(), wall_clock_ms());
+        history_.write(text.file(), settings_.sample_seconds);
     }
     reply_with(text, &exchange.reply);
 }
 
 void Service::serve_events(Exchange &exchange)
 {
-    exchange.listener = listeners_.open(exchange.connection, exchange.logged_in);
+    exchange.listener = listeners_.open(exchange.connection, exchange.session_id);
     if (exchange.listener == nullptr) {
         return reply_with({kUnavailable, "too many listen already", 5}, &exchange.reply);
     }
@@ -505,7 +536,8 @@ void Service::publish_news(const News &news)
 
 std::optional<int64_t> Service::next_ms() const
 {
-    std::optional<int64_t> next = listeners_.next_ms();
+    std::optional<int64_t> next = next_look_ms_;
+    earlier(&next, listeners_.next_ms());
     earlier(&next, trace_.next_ms());
     each_child(*this, [&](const Child &child) { earlier(&next, child.next_ms()); });
     return next;
@@ -513,7 +545,12 @@ std::optional<int64_t> Service::next_ms() const
 
 void Service::tick(int64_t now)
 {
+    if (now >= next_look_ms_) {
+        next_look_ms_ = now + kLookMs;
+        upgrade_.note_elsewhere(!upgrade_.child().running() && is_upgrade_running());
+    }
     listeners_.tick(now);
+    end_outdated_streams();
     trace_.want(listeners_.any_reads_trace());
     trace_.tick(
         now,

@@ -7,6 +7,7 @@
 #include "lteweb/history.h"
 #include "lteweb/image.h"
 #include "lteweb/jobs.h"
+#include "lteweb/password.h"
 #include "lteweb/routes.h"
 #include "lteweb/session.h"
 #include "lteweb/settings.h"
@@ -26,8 +27,11 @@ struct Exchange {
     Service *service = nullptr;
     void *connection = nullptr;
     const Route *route = nullptr;
+    SecretText session_id = ""; // empty without one; it may end before the request is complete
     const Session *session = nullptr;
     bool logged_in = false;
+    bool secure = false; // the browser has come by TLS
+    bool uploads = false;
     bool dry_run = false;
     Bytes body;
     ImageFile image;
@@ -43,14 +47,14 @@ public:
     // False with errno set.
     bool start() { return watcher_.start(settings_.interface_name, settings_.sample_seconds); }
 
-    // Judges the head of a request; *length is how long its body will be.
-    Refusal begin(Exchange &exchange, const Head &head, uint64_t *length);
+    // Judges the head of a request.
+    Refusal begin(Exchange &exchange, const Head &head);
     // A part of the body, which is no longer than announced.
     void add_body(Exchange &exchange, const char *bytes, size_t size);
     // The request is complete: afterwards it has a reply or a listener, or waits for its child.
     void serve(Exchange &exchange);
     // The connection is gone, or the reply is sent.
-    static void abandon(Exchange &exchange);
+    void abandon(Exchange &exchange);
 
     ssize_t read_stream(Exchange &exchange, char *into, size_t size)
     {
@@ -58,6 +62,7 @@ public:
     }
 
     static constexpr size_t kMaxChildren = 8;
+    static constexpr size_t kMaxOfStrangers = 6; // so that who has logged in can always do something
     static constexpr size_t kMaxPolled = 1 + (kMaxChildren + 2) * Child::kMaxPolled + kMaxListeners;
     size_t add_polled(pollfd *polled) const;
     void handle(const pollfd *polled, size_t count);
@@ -81,15 +86,21 @@ private:
     void serve_history(Exchange &exchange);
     void serve_events(Exchange &exchange);
     void serve_jobs(Exchange &exchange);
-    void start_job(Exchange &exchange, Job &job, int stdin_file);
+    void start_job(Exchange &exchange, Job &job, CommandLine &line, int stdin_file);
     void start_upgrade(Exchange &exchange);
-    Child *free_child();
+    Refusal begin_upload(Exchange &exchange, uint64_t length);
+    void look_at_password();
+    void end_outdated_streams();
+    Child *free_child(bool logged_in);
     void take_news();
     void publish_news(const News &news);
 
     const Settings &settings_;
     const Sleeper sleeper_;
+    PasswordStamp password_;
     Sessions sessions_;
+    bool uploading_ = false;
+    int64_t next_look_ms_ = 0; // for an upgrade of another process
     Throttle throttle_;
     History history_;
     Watcher watcher_;

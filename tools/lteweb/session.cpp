@@ -1,6 +1,5 @@
 #include "lteweb/session.h"
 
-#include "lteweb/guard.h"
 #include "lteweb/random.h"
 
 #include <algorithm>
@@ -40,12 +39,10 @@ bool is_over(const Session &session, int64_t now_ms)
 
 } // namespace
 
-const Session *Sessions::find(const Head &head, int64_t now_ms)
+const Session *Sessions::find(std::string_view id, int64_t now_ms) const
 {
-    const std::string_view id = cookie_value(head.cookie, kCookieName);
-    for (Session &session : sessions_) {
+    for (const Session &session : sessions_) {
         if (!is_over(session, now_ms) && equal_in_constant_time(id, session.id)) {
-            session.used_ms = now_ms;
             return &session;
         }
     }
@@ -57,9 +54,9 @@ const Session *Sessions::begin(int64_t now_ms)
     Session &session =
         *std::min_element(std::begin(sessions_), std::end(sessions_),
                           [](const Session &a, const Session &b) { return a.used_ms < b.used_ms; });
-    end(session);
+    end(&session);
     if (!make_secret(session.id) || !make_secret(session.token)) {
-        end(session);
+        end(&session);
         return nullptr;
     }
     session.begun_ms = now_ms;
@@ -67,16 +64,21 @@ const Session *Sessions::begin(int64_t now_ms)
     return &session;
 }
 
-void Sessions::end(const Session &session)
+void Sessions::end(const Session *session)
 {
-    explicit_bzero(&sessions_[&session - sessions_], sizeof(session));
+    if (session != nullptr) {
+        explicit_bzero(&sessions_[session - sessions_], sizeof(*session));
+    }
 }
 
-Refusal Sessions::judge_token(const Session &session, const Head &head)
+void Sessions::end_all() { explicit_bzero(sessions_, sizeof(sessions_)); }
+
+Refusal Sessions::judge_token(const Session &session, const Head &head, int64_t now_ms)
 {
     if (head.token == nullptr || !equal_in_constant_time(head.token, session.token)) {
         return {kForbidden, "the token is missing or wrong"};
     }
+    sessions_[&session - sessions_].used_ms = now_ms;
     return {};
 }
 

@@ -20,15 +20,16 @@ struct Session {
 
 class Sessions {
 public:
-    // The session of a request; nullptr without one.
-    const Session *find(const Head &head, int64_t now_ms);
+    // The session of an id, as a cookie has it; nullptr without one.
+    const Session *find(std::string_view id, int64_t now_ms) const;
     // Another session, in the place of the one that was used longest ago if need be. nullptr without
     // random numbers.
     const Session *begin(int64_t now_ms);
-    void end(const Session &session);
+    void end(const Session *session); // nullptr: none
+    void end_all();
 
-    // Whether a request that changes something comes from a page of this session.
-    static Refusal judge_token(const Session &session, const Head &head);
+    // Whether a request that changes something comes from a page of this session, which is in use then.
+    Refusal judge_token(const Session &session, const Head &head, int64_t now_ms);
 
 private:
     static constexpr size_t kMaxSessions = 8;

@@ -49,6 +49,9 @@ bool parse_ipv6(const char *text, uint16_t port, Listen *listen)
     if (inet_pton(AF_INET6, text, &address.sin6_addr) != 1) {
         return false;
     }
+    char canonical[INET6_ADDRSTRLEN]; // as browsers send it
+    inet_ntop(AF_INET6, &address.sin6_addr, canonical, sizeof(canonical));
+    snprintf(listen->text, sizeof(listen->text), "[%s]", canonical);
     listen->everywhere = IN6_IS_ADDR_UNSPECIFIED(&address.sin6_addr);
     listen->loopback = IN6_IS_ADDR_LOOPBACK(&address.sin6_addr);
     store(address, listen);
@@ -59,19 +62,19 @@ bool parse_listen(const char *text, void *target)
 {
     Listen listen = {};
     std::string_view address;
-    uint32_t port;
-    if (!split(text, &address, &port) || address.size() >= sizeof(listen.text)) {
+    if (!split(text, &address, &listen.port) || address.size() >= sizeof(listen.text)) {
         return false;
     }
     memcpy(listen.text, address.data(), address.size());
     const bool is_ipv6 = address.starts_with('[') && address.ends_with(']');
+    const auto port = static_cast<uint16_t>(listen.port);
     bool valid;
     if (is_ipv6) {
         char inside[sizeof(listen.text)] = "";
         memcpy(inside, address.data() + 1, address.size() - 2);
-        valid = parse_ipv6(inside, static_cast<uint16_t>(port), &listen);
+        valid = parse_ipv6(inside, port, &listen);
     } else {
-        valid = parse_ipv4(listen.text, static_cast<uint16_t>(port), &listen);
+        valid = parse_ipv4(listen.text, port, &listen);
     }
     if (valid) {
         *static_cast<Listen *>(target) = listen;

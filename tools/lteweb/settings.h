@@ -17,6 +17,7 @@ using HostText = char[256];
 struct Listen {
     sockaddr_storage address;
     socklen_t length;
+    uint32_t port;
     char text[48];   // the address as a Host header has it, in brackets if it is an IPv6 one
     bool everywhere; // every address of this machine
     bool loopback;

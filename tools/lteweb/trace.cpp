@@ -3,6 +3,7 @@
 #include "common/slice.h"
 #include "lte_sdk.h"
 
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -34,6 +35,7 @@ void TraceTail::open_at_end()
     file_.reset(open(LCT_TRACE_FILE, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status = {};
     position_ = file_ && fstat(file_.get(), &status) == 0 ? status.st_size : 0;
+    left_out_ = 0;
 }
 
 // A full trace file is renamed, and another one begun.
@@ -56,13 +58,19 @@ void TraceTail::tick(int64_t now_ms, void (*publish)(void *context, std::string_
     if (!is_current()) {
         file_.reset(open(LCT_TRACE_FILE, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
         position_ = 0;
+        left_out_ = 0;
     }
     struct stat status;
     if (!file_ || fstat(file_.get(), &status) != 0) {
         return;
     }
     constexpr off_t kMost = kMostBytes;
+    if (status.st_size < position_) { // it was emptied
+        position_ = 0;
+        left_out_ = 0;
+    }
     if (status.st_size - position_ > kMost) {
+        left_out_ += status.st_size - kMost - position_;
         position_ = status.st_size - kMost;
     }
     char bytes[kMostBytes];
@@ -75,6 +83,15 @@ void TraceTail::tick(int64_t now_ms, void (*publish)(void *context, std::string_
     const size_t complete = read.rfind('\n');
     std::string_view rest = slice(read, 0, complete == std::string_view::npos ? 0 : complete + 1);
     position_ += static_cast<off_t>(rest.size());
+    if (left_out_ != 0 && !rest.empty()) {
+        const size_t before = rest.size();
+        take_line(&rest); // its beginning is missing
+        left_out_ += static_cast<off_t>(before - rest.size());
+        char text[48];
+        snprintf(text, sizeof(text), "... %lld bytes left out", static_cast<long long>(left_out_));
+        publish(context, text);
+        left_out_ = 0;
+    }
     while (!rest.empty()) {
         publish(context, take_line(&rest));
     }

@@ -6,14 +6,22 @@
 #include "lc_ipc_msg.h"
 #include "lc_nv.h"
 #include "lc_pthread.h"
-#include "ltectl/clock.h"
+#include "ltectl/endpoints.h"
+#include "support/fd.h"
+#include "support/socket.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <net/if.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 
 namespace lterouter::tools {
 namespace {
@@ -21,6 +29,7 @@ namespace {
 constexpr uint32_t kSendLimitMs = 500; // for a WAN manager that does not read
 constexpr uint32_t kAnswerMs = 2000;
 constexpr int64_t kLookMs = 2000;
+constexpr int64_t kGlanceMs = 250;
 constexpr time_t kGraceSeconds = 2;
 constexpr int64_t kSecondMs = 1000;
 
@@ -40,21 +49,67 @@ void tell(const News &news)
     }
 }
 
-uint32_t on_event(const lct_event *event)
+// The link's state that was told last. Also the library's receive thread sets it.
+constexpr uint32_t kNothing = UINT32_MAX;
+std::atomic<uint32_t> g_told{kNothing};
+
+void tell_link(const lct_link_status &link)
 {
     News news = {};
+    news.kind = NewsKind::kLink;
+    news.link = link;
+    g_told = link.link_status;
+    tell(news);
+}
+
+uint32_t on_event(const lct_event *event)
+{
     if (event->event == LCT_EVENT_LINK_STATUS) {
-        news.kind = NewsKind::kLink;
-        memcpy(&news.link, event->data, sizeof(news.link));
+        tell_link(*static_cast<const lct_link_status *>(event->data));
     } else {
+        News news = {};
         news.kind = NewsKind::kInterface;
         memcpy(&news.interface, event->data, sizeof(news.interface));
+        tell(news);
     }
-    tell(news);
     return 0;
 }
 
 const lct_config g_config = {.reserved = {}, .callback = on_event};
+
+// ---- A link whose event was missed ----
+
+// The number of the question is a template argument, since its type depends on the libc.
+template <unsigned long Question> bool ask_interface(int fd, AddressText &text)
+{
+    ifreq request = {};
+    snprintf(request.ifr_name, sizeof(request.ifr_name), "%s", g_interface);
+    if (ioctl(fd, Question, &request) != 0) {
+        return false;
+    }
+    sockaddr_in address;
+    memcpy(&address, &request.ifr_addr, sizeof(address));
+    return inet_ntop(AF_INET, &address.sin_addr, text, sizeof(text)) != nullptr;
+}
+
+// What the kernel tells of its interface: the WAN manager tells addresses only in the event.
+void add_addresses(lct_link_status &link)
+{
+    const Fd fd(open_socket(AF_INET, SOCK_DGRAM, 0));
+    if (ask_interface<SIOCGIFADDR>(fd.get(), link.ip)) {
+        ask_interface<SIOCGIFNETMASK>(fd.get(), link.mask);
+        snprintf(link.interface_name, sizeof(link.interface_name), "%s", g_interface);
+    }
+}
+
+std::optional<uint32_t> stored_link_state()
+{
+    char value[16];
+    uint32_t state = 0;
+    const bool stored = nvmram_readnv(LCT_PARAM_LINK, value, sizeof(value)) == NV_SUCCESS &&
+                        parse_number(value, 0, UINT8_MAX, &state);
+    return stored ? std::optional(state) : std::nullopt;
+}
 
 // ---- Whether the WAN manager is there ----
 
@@ -65,43 +120,58 @@ bool subscribe(uint32_t notification)
     return ipc_register_notify(&address, notification, kAnswerMs) == IPC_SUCCESS;
 }
 
-void tell_link_state()
-{
-    char value[16];
-    News news = {};
-    news.kind = NewsKind::kLinkState;
-    if (nvmram_readnv(LCT_PARAM_LINK, value, sizeof(value)) == NV_SUCCESS &&
-        parse_number(value, 0, UINT8_MAX, &news.link_state)) {
-        tell(news);
-    }
-}
-
 void tell_presence(bool there)
 {
     News news = {};
     news.kind = there ? NewsKind::kBack : NewsKind::kGone;
     tell(news);
-    if (there) {
-        tell_link_state();
-    }
 }
 
 class Presence {
 public:
+    // At once when another WAN manager is there: what it tells before it has subscribers is missed.
     void look()
     {
+        const uint32_t socket = socket_at(wan_manager_address()).value_or(0);
+        if (socket == socket_ && now_ms() < next_ms_) {
+            return;
+        }
+        if (socket != socket_) {
+            g_told = kNothing;
+        }
+        socket_ = socket;
         const bool there =
             subscribe(WM_MSG_LINK_STATUS_NOTIFY) && subscribe(WM_MSG_IFACE_STATUS_NOTIFY);
-        if (!looked_ || there != there_) {
+        if (there != there_) {
             tell_presence(there);
         }
-        looked_ = true;
         there_ = there;
+        if (there) {
+            look_at_link();
+        }
+        next_ms_ = now_ms() + kLookMs;
     }
 
 private:
-    bool looked_ = false;
-    bool there_ = false;
+    // Of a state that has just changed the event may be on its way.
+    void look_at_link()
+    {
+        const std::optional<uint32_t> state = stored_link_state();
+        if (state && state != g_told && (g_told == kNothing || state == seen_)) {
+            lct_link_status link = {};
+            link.link_status = *state;
+            if (*state == LCT_LINK_CONNECTED) {
+                add_addresses(link);
+            }
+            tell_link(link);
+        }
+        seen_ = state;
+    }
+
+    uint32_t socket_ = 0;
+    int64_t next_ms_ = 0;
+    std::optional<bool> there_;
+    std::optional<uint32_t> seen_;
 };
 
 // ---- Samples ----
@@ -111,7 +181,7 @@ void tell_sample()
     News news = {};
     news.kind = NewsKind::kSample;
     Sample &sample = news.sample;
-    sample.time_ms = wall_clock_ms();
+    sample.time_ms = now_ms();
     char text[16];
     sample.has_signal = lct_net_signal_level_get_req(text, sizeof(text)) == 0 &&
                         parse_number(text, 0, INT32_MAX, &sample.signal);
@@ -144,7 +214,7 @@ void watch()
         }
         if (now_ms() >= next_look) {
             presence.look();
-            next_look = now_ms() + kLookMs;
+            next_look = now_ms() + kGlanceMs;
         }
     }
 }

@@ -11,13 +11,12 @@
 
 namespace lterouter::tools {
 
-enum class NewsKind : uint32_t { kLink, kLinkState, kInterface, kGone, kBack, kSample };
+enum class NewsKind : uint32_t { kLink, kInterface, kGone, kBack, kSample };
 
 struct News {
     NewsKind kind;
     union {
-        lct_link_status link;
-        uint32_t link_state; // all that is known of a link that was there before
+        lct_link_status link; // without what is not known
         lct_iface_status interface;
         Sample sample;
     };

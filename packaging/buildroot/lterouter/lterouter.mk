@@ -49,6 +49,8 @@ define LTEROUTER_INSTALL_INIT_SYSV
 	$(foreach script,$(LTEROUTER_SCRIPTS), \
 		$(INSTALL) -D -m 0755 $(LTEROUTER_PKGDIR)/$(script) \
 			$(TARGET_DIR)/etc/init.d/$(script) &&) :
+	$(if $(BR2_PACKAGE_LTEROUTER_WEB),$(INSTALL) -D -m 0644 $(LTEROUTER_PKGDIR)/lteweb.default \
+		$(TARGET_DIR)/etc/default/lteweb)
 endef
 
 $(eval $(cmake-package))

@@ -6,6 +6,7 @@ STAGING_DIR := $(OUT)/staging
 INSTALL_DIR := install -d -m0755
 INSTALL_BIN := install -m0755
 INSTALL_DATA := install -m0644
+INSTALL_CONF := install -m0600
 CP := cp -fpR
 
 .DEFAULT_GOAL := all

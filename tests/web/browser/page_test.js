@@ -2,6 +2,7 @@
 // The page in a browser, each panel against the simulators. usage: page_test.js TEST LTECTL WANSIM MODEMSIM LTEWEB PROJECT FOLDER
 // FOLDER takes the pictures, and of a failure what the page looked like.
 
+const { spawn } = require('node:child_process');
 const { Place, PASSWORD, execFileSync, fs, go, hasNoFlaw, logIn, outcome, sees, seesNot, sleep, until } = require('./place.js');
 
 const [wanted, ltectl, wansim, modemsim, lteweb, project, folder] = process.argv.slice(2);
@@ -77,7 +78,7 @@ const given = page => page.route('**/api/history', async route => {
     sample[1] &&= sample[1] - rx;
     sample[2] &&= sample[2] - tx;
   }
-  await route.fulfill({ json: { now, signal, traffic } });
+  await route.fulfill({ json: { now, every: 10, signal, traffic } });
 });
 
 test('plots_an_hour_with_its_gap', async place => {
@@ -87,9 +88,7 @@ test('plots_an_hour_with_its_gap', async place => {
   const lines = plot => page.evaluate(plot => document.querySelector(`${plot} path.a`).getAttribute('d'), plot);
   await until('both plots', async () => await page.locator('.plot svg path.a[d^=M]').count() === 2 || 'fewer');
   for (const plot of ['#signal-plot', '#traffic-plot']) {
-    await until(`a gap in ${plot}`, async () => (await lines(plot)).split('M').length - 1 >= 2 || await lines(plot));
-    const area = await page.getAttribute(`${plot} .fill`, 'd');
-    if (area.split('M').length !== area.split('Z').length) throw Error(`the area of ${plot} spans the gap: ${area}`);
+    await until(`a gap in ${plot}`, async () => [2, 3].includes((await lines(plot)).split('M').length - 1) || await lines(plot));
     const first = /^M([\d.-]+) /.exec(await lines(plot))[1];
     if (first > 10) throw Error(`${plot} begins at ${first}: this is no hour`);
   }
@@ -100,6 +99,17 @@ test('plots_an_hour_with_its_gap', async place => {
   await page.click('details:has(#traffic-table) summary');
   await sees(page, '#traffic-table tbody tr:nth-child(3)', /Mbit\/s\s+[\d.]+ (M|k)bit\/s/);
   await hasNoFlaw(page, 'the plots');
+});
+
+test('goes_on_when_the_clock_is_set', async place => {
+  const page = await place.open();
+  const first = () => page.evaluate(() => Number(/^M([\d.-]+) /.exec(document.querySelector('#signal-plot path.b, #signal-plot path.a').getAttribute('d'))?.[1]));
+  await until('a plot', async () => await first() > 0 || first());
+  await page.evaluate(() => { skew -= 864e5; listeners.sample({ time: Date.now(), signal: 20, rx_bytes: 1, tx_bytes: 1 }); });
+  await until('the plot again', async () => {
+    const { x, width, skewed } = { x: await first(), ...await page.evaluate(() => ({ width: document.getElementById('signal-plot').clientWidth, skewed: skew })) };
+    return Math.abs(skewed) < 5000 && x > 0 && x <= width || [x, width, skewed];
+  });
 });
 
 test('plots_the_throughput', async place => {
@@ -124,7 +134,6 @@ test('sets_network_type_preference_and_roaming', async place => {
   await outcome(page, '#roam', /^Roaming .*: on\.$/);
   await until('roaming on', () => place.ask('roam') === 'roaming on');
   place.ask('roam', 'off');
-  await sees(page, '#network', /Roaming/);
   await until('the switch to follow', async () => !await page.isChecked('#roam'));
   await hasNoFlaw(page, 'the network');
 });
@@ -146,22 +155,24 @@ test('searches_operators_with_a_clock', async place => {
   const [page, other] = [await place.openLoggedIn({ hash: '#network' }), await place.open()];
   await page.click('button:text-is("Search")');
   await sees(page, '#clock', '1 s');
+  await sees(other, '#clock', /^[12] s$/);
   await hasNoFlaw(page, 'a search');
-  await sees(page, '#clock', '2 s');
+  await sees(page, '#clock', /^([2-9]|1[0-2]) s$/);
   await sees(page, '#searching', /^Searching for operators/);
   await page.click('button:text-is("Search")');
   await outcome(page, 'button:text-is("Search")', /running/);
   await page.goto('about:blank');
   await page.goto('http://127.0.0.1:8080/#network'); // in the middle
-  await sees(page, '#clock', /^[3-6] s$/);
+  await sees(page, '#clock', /^([3-9]|1[0-2]) s$/);
   await seesNot(page, '#searching');
   await outcome(page, 'button:text-is("Search")', /^\d operators found\.$/);
   await sees(page, '#operators', /Northern Cell/);
   await go(other, 'network');
   await sees(other, '#operators', /Northern Cell/);
+  await seesNot(other, '#searching');
   await hasNoFlaw(page, 'operators');
   place.expected.push(REFUSED(409));
-}, { manager: ['--search-delay', '6000'] });
+}, { manager: ['--search-delay', '12000'] });
 
 // ---- The SIM ----
 
@@ -185,9 +196,13 @@ test('enables_changes_and_disables_the_pin', async place => {
   await outcome(page, 'button:text-is("Disable PIN")', 'PIN disabled.');
   await sees(page, '#sim-advice', 'It does not ask for its PIN.');
   for (const input of await page.locator('#sim input').all()) if (await input.inputValue()) throw Error('a PIN stays on the page');
+  const sent = [];
+  page.on('request', request => sent.push(request.url()));
   await page.fill('[name=old]', '12');
-  await page.click('button:text-is("Change PIN")'); // the browser does not send it
-  await outcome(page, 'button:text-is("Change PIN")', 'PIN changed.').catch(() => {});
+  await page.fill('[name=new]', '4321');
+  await page.click('button:text-is("Change PIN")');
+  await sleep(500);
+  if (sent.some(url => url.includes('pin'))) throw Error('a PIN of two digits is sent');
   await hasNoFlaw(page, 'the SIM');
 });
 
@@ -293,7 +308,9 @@ async function upgrade(place, page, size) {
 test('watches_an_upgrade_to_its_end', async place => {
   await place.startModem('--size', '300000', '--image', '/tmp/received', '--fault', '3=late:1200', '--fault', '9=failed:2', '--fault', '40=late:1500');
   const page = await place.openLoggedIn({ hash: '#firmware' });
+  const watcher = await place.open();
   await upgrade(place, page, 300000);
+  await sees(watcher, '#upgrading', /A firmware upgrade is running: (Starting|Preparing|0 %)/);
   await sees(page, '#stage', /^\d+ %, \d+ of 300000 bytes$/);
   await sees(page, '#upgrading', /A firmware upgrade is running/);
   await until('the bar', async () => await page.evaluate(() => document.getElementById('bar').value) > 0);
@@ -390,6 +407,7 @@ test('tells_when_the_manager_is_gone_and_back', async place => {
   await sees(page, '#pill', 'Connected');
   await place.endManager();
   await sees(page, '#gone', /The WAN manager does not run/);
+  await until('it to be said', async () => await page.textContent('#said') === 'WAN manager gone.' || page.textContent('#said'));
   await sees(page, '#pill', 'No WAN manager');
   await sees(page, '#events', /WAN manager gone\./);
   await page.reload();
@@ -403,6 +421,63 @@ test('tells_when_the_manager_is_gone_and_back', async place => {
   await page.click('button[name=connect]');
   await sees(page, '#pill', 'Connected');
   await sees(page, '#link-facts', /10\.20\.30\.41/);
+});
+
+test('notices_a_router_that_hangs', async place => {
+  const page = await connected(place);
+  place.server.kill('SIGSTOP');
+  await page.click('button[name=disconnect]');
+  const end = Date.now() + 50e3;
+  while (Date.now() < end && !await page.locator('#offline').isVisible()) await sleep(200);
+  await sees(page, '#offline', /The router does not answer/);
+  await sees(page, '#pill', 'No answer');
+  if (await page.textContent('#said') !== 'The router does not answer') throw Error('nobody has said it');
+  await outcome(page, 'button[name=disconnect]', 'The router does not answer.');
+  place.server.kill('SIGCONT');
+  while (Date.now() < end + 40e3 && await page.locator('#offline').isVisible()) await sleep(200);
+  await seesNot(page, '#offline');
+  await sees(page, '#pill', /^(Connected|Disconnected)$/);
+});
+
+test('forgets_a_job_that_the_server_has_forgotten', async place => {
+  const page = await place.openLoggedIn({ hash: '#network' });
+  place.expected.push(/ERR_CONNECTION_REFUSED|ERR_INCOMPLETE_CHUNKED|ERR_EMPTY|ERR_CONNECTION_RESET/, REFUSED(401));
+  await page.click('button:text-is("Search")');
+  await sees(page, '#searching', /^Searching/);
+  await place.endServer();
+  await sees(page, '#offline', /The router does not answer/);
+  await place.startServer();
+  await seesNot(page, '#offline');
+  await seesNot(page, '#searching');
+}, { manager: ['--search-delay', '60000'] });
+
+test('shows_an_upgrade_that_another_program_has_begun', async place => {
+  await place.startModem('--size', '300000', ...[3, 5, 7, 9, 11].flatMap(piece => ['--fault', `${piece}=late:4000`]));
+  fs.writeFileSync('/tmp/image.bin', Buffer.alloc(300000, 7));
+  const page = await place.open();
+  const upgrade = spawn(place.ltectl, ['upgrade', '/tmp/image.bin'], { stdio: 'ignore' });
+  let other;
+  try {
+    await sees(page, '#upgrading', /A firmware upgrade is running: begun by another program/);
+    other = await place.open();
+    await sees(other, '#upgrading', /begun by another program/);
+  } finally {
+    upgrade.kill('SIGKILL');
+  }
+  for (const each of [page, other]) await seesNot(each, '#upgrading');
+});
+
+test('listens_only_while_somebody_looks', async place => {
+  const page = await place.open();
+  const look = hidden => page.evaluate(hidden => {
+    Object.defineProperty(document, 'hidden', { value: hidden, configurable: true });
+    document.dispatchEvent(new Event('visibilitychange'));
+    return source.readyState;
+  }, hidden);
+  if (await look(true) !== 2) throw Error('a page that nobody sees listens');
+  place.ask('connect', '--wait', '5');
+  await look(false);
+  await sees(page, '#link', 'Connected');
 });
 
 test('goes_on_when_the_server_was_away', async place => {
@@ -524,8 +599,10 @@ test('is_used_by_keyboard_alone', async place => {
   await page.goto('http://127.0.0.1:8080/#parameters');
   await page.focus('form[data-post="nv/reset"] button');
   await press('Enter');
-  await isAt('ask-yes');
-  await press('Escape');
+  await isAt('Cancel'); // a second Enter by mistake does nothing
+  await press('Enter');
+  await isAt('Reset settings…');
+  await press('Enter', 'Escape');
   await isAt('Reset settings…');
   await page.focus('.scroll');
   await press('End');
@@ -586,8 +663,10 @@ const sizeOf = file => {
 };
 
 test('looks_as_the_documents_show', async place => {
-  const told = fs.readFileSync(`${project}/docs/web.md`, 'utf8').split('\n## The page\n')[1]?.split('\n## ')[0];
-  if (!told) throw Error('docs/web.md has no section "The page"');
+  const sections = fs.readFileSync(`${project}/docs/web.md`, 'utf8').split('\n## ');
+  const section = name => sections.find(text => text.startsWith(name + '\n')) || '';
+  const told = section('The page'), listed = [...section('Tried in a browser').matchAll(/^\| `(\w+)` \|/gm)].map(match => match[1]);
+  if (listed.join() !== [...Object.keys(tests), 'demonstration'].join()) throw Error(`docs/web.md has the tests ${listed}; there are ${Object.keys(tests)}`);
   place.ask('nv', 'set', 'wlan_ssid', 'Workshop');
   place.ask('nv', 'set', 'lan_ip', '192.168.7.1');
   place.ask('connect', '--wait', '5');
@@ -613,8 +692,8 @@ test('looks_as_the_documents_show', async place => {
     const heading = await page.locator(`#${name} h1`).textContent();
     const panels = await page.locator(`#${name} h2`).allTextContents();
     const line = told.split('\n').find(text => text.startsWith(`| ${heading} |`)) || '';
-    const listed = [...line.matchAll(/\*\*(.*?)\*\*/g)].map(match => match[1]);
-    if (listed.join() !== panels.join()) throw Error(`docs/web.md tells of ${heading}: ${listed}; the page has ${panels}`);
+    const shown = [...line.matchAll(/\*\*(.*?)\*\*/g)].map(match => match[1]);
+    if (shown.join() !== panels.join()) throw Error(`docs/web.md tells of ${heading}: ${shown}; the page has ${panels}`);
   }
 });
 

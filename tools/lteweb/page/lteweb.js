@@ -31,29 +31,33 @@ const SIMS = {
   sim_absent: ['No SIM', 'Insert one; it is noticed by itself.'],
 };
 const BITS = ['reset', 'backup', 'remote', 'secret', 'factory', 'identity'], SECRET = 8;
-const HOUR = 3600e3, GAP = 90e3;
+const HOUR = 3600e3;
 
 let session = { login: false, token: '', password: true };
 let state = {}, link = {}; // as `status` has it; the last event of the link, which has its addresses
 let gone = false, channel, imsi, shown;
 let skew = 0; // of the router's clock
-let signal = [], traffic = [];
+let signal = [], traffic = [], gap = 90e3;
 const jobs = {};
 
 // Asking the router:
 
 async function call(path, body) {
   const raw = body instanceof Blob;
-  const answer = await fetch('api/' + path, body && {
-    method: 'POST',
-    headers: { 'X-Lteweb-Token': session.token, 'Content-Type': raw ? 'application/octet-stream' : 'application/json' },
-    body: raw ? body : JSON.stringify(body),
+  const answer = await fetch('api/' + path, {
+    signal: AbortSignal.timeout(raw ? 900e3 : 25e3),
+    ...body && {
+      method: 'POST',
+      headers: { 'X-Lteweb-Token': session.token, 'Content-Type': raw ? 'application/octet-stream' : 'application/json' },
+      body: raw ? body : JSON.stringify(body),
+    },
   }).catch(() => { throw Error('The router does not answer.'); });
   if (answer.ok && !(answer.headers.get('Content-Type') || '').includes('json')) return { file: await answer.blob() };
   const said = await answer.json().catch(() => ({}));
   if (answer.ok) return said;
   if (session.login && [401, 403].includes(answer.status)) findSession();
-  throw Object.assign(Error(sentence(said.error || `the router answered with ${answer.status}`)), { after: answer.headers.get('Retry-After') });
+  const after = answer.headers.get('Retry-After');
+  throw Error(sentence(said.error || `the router answered with ${answer.status}`) + (after ? ` The next attempt is possible in ${after} s.` : ''));
 }
 
 const sentence = text => text.charAt(0).toUpperCase() + text.slice(1) + (/[.:]$/.test(text) ? '' : '.');
@@ -116,8 +120,6 @@ function openLogin(event) {
 async function logIn() {
   try {
     await call('login', { password: $('password').value });
-  } catch (error) {
-    throw error.after ? Error(`Too many wrong passwords. The next attempt is possible in ${error.after} s.`) : error;
   } finally {
     $('password').value = '';
   }
@@ -196,19 +198,14 @@ function plot(id, label, series, top, ticks, words) {
     svg.append(draw('text', { x: width * (1 - ago / 60), y: height - 2, 'text-anchor': ago === 60 ? 'start' : ago ? 'middle' : 'end' }, ago ? `−${ago} min` : 'now'));
   }
   series.forEach((points, index) => {
-    let path = '', area = '', last;
-    const close = () => { if (last) area += `L${x(last)} ${floor}Z`; };
+    let path = '', last;
     for (const [time, value] of points) {
-      const goes = last && value !== null && time - last < GAP;
-      if (!goes) close();
+      const goes = last && time - last < gap;
       last = value === null ? 0 : time;
       if (!last || now - time > HOUR) continue;
       const at = x(time).toFixed(1) + ' ' + y(value).toFixed(1);
       path += goes && path ? 'L' + at : `M${at}h.01`;
-      area += goes && area ? 'L' + at : `M${x(time)} ${floor}L${at}`;
     }
-    close();
-    if (!index) svg.append(draw('path', { class: 'fill', d: area }));
     svg.append(draw('path', { class: index ? 'b' : 'a', d: path }));
   });
   const near = draw('text', { x: width, y: 10, 'text-anchor': 'end' });
@@ -220,9 +217,8 @@ function plot(id, label, series, top, ticks, words) {
   host.replaceChildren(svg);
 }
 
-function fill(id, head, rows, caption) {
-  $(id).replaceChildren(...caption ? [make('caption', {}, caption)] : [],
-    make('thead', {}, make('tr', {}, ...head.map(text => make('th', { scope: 'col' }, text)))),
+function fill(id, head, rows) {
+  $(id).replaceChildren(make('thead', {}, make('tr', {}, ...head.map(text => make('th', { scope: 'col' }, text)))),
     make('tbody', {}, ...rows.map(([first, ...rest]) => make('tr', {}, make('th', { scope: 'row' }, first), ...rest.map(cell => make('td', {}, cell))))));
 }
 
@@ -241,7 +237,7 @@ function showPlots() {
     const before = traffic[i], bits = (at[way] - before[way]) * 8000 / (at[0] - before[0]);
     return [at[0], at[way] === null || before[way] === null || !(bits >= 0 && bits < Infinity) ? null : bits];
   }));
-  const [rx, tx] = both.map(points => points.at(-1)?.[1] ?? null), bytes = traffic.at(-1) || [];
+  const [rx, tx] = both.map(points => points.at(-1)?.[1] ?? null);
   const most = Math.max(1000, ...both.flat().map(point => point[1])), unit = 10 ** Math.floor(Math.log10(most));
   const top = [1, 2, 5, 10].find(factor => factor * unit >= most) * unit;
   const known = signal.map(([time, value]) => [time, isKnown(value) ? value : null]), values = known.map(point => point[1]).filter(value => value !== null);
@@ -252,10 +248,7 @@ function showPlots() {
   plot('traffic-plot', `Throughput in the last hour: at most ${rate(most)}, ` + (rx === null ? 'now not known' : `now ${rate(rx)} received and ${rate(tx)} sent`),
     both, top, [0, top / 2, top], rate);
   if ($('signal-table').parentNode.open) fill('signal-table', ['From', 'Mean signal'], means([known], value => value.toFixed(1)));
-  if ($('traffic-table').parentNode.open) {
-    fill('traffic-table', ['From', 'Received', 'Sent'], means(both, rate),
-      bytes[1] == null ? '' : `In all ${scaled(bytes[1], 'B')} received, ${scaled(bytes[2], 'B')} sent`);
-  }
+  if ($('traffic-table').parentNode.open) fill('traffic-table', ['From', 'Received', 'Sent'], means(both, rate));
 }
 
 // Jobs:
@@ -271,22 +264,26 @@ function showJobs() {
   $('bar').value = percent;
 }
 
+function showOutcome(job, good, bad) {
+  const { exit } = jobs[job] || {};
+  tell($(job), exit === undefined ? '' : exit ? bad : good, exit ? 'bad' : 'good');
+}
+
 function showOutcomes() {
-  const { upgrade } = jobs;
+  const { scan = {} } = jobs, { objects = [], running } = scan;
   showJobs();
-  if (upgrade) tell($('upgrade'), upgrade.running ? '' : upgrade.exit ? 'The upgrade has failed.' : 'The modem has its new firmware.', upgrade.exit ? 'bad' : 'good');
-  const { objects = [], running, exit } = jobs.scan || {};
+  showOutcome('upgrade', 'The modem has its new firmware.', 'The upgrade has failed.');
+  showOutcome('scan', `${objects.length} operators found.`, plain(scan));
   $('operators').hidden = running || !objects.length;
   fill('operators', ['Operator', 'First', 'Second', 'Numbers'], objects.map(object => [object.name, object.first, object.second,
     [1, 2, 3, 4, 5].map(n => object['number' + n]).join(' ')]));
-  if (running === false && exit !== undefined) tell($('scan'), exit ? plain(jobs.scan) : `${objects.length} operators found.`, exit ? 'bad' : 'good');
 }
 
 function stage(job) {
-  const { objects = [], running, exit } = job, last = objects.at(-1) || {}, percent = objects.findLast(object => object.event === 'progress')?.percent || 0;
+  const { objects = [], running, started, exit } = job, last = objects.at(-1) || {}, percent = objects.findLast(object => object.event === 'progress')?.percent || 0;
   const text = { start: 'Preparing the modem', progress: `${percent} %, ${last.bytes} of ${last.total} bytes`,
     sent: 'Sent. The modem installs the image and restarts', upgraded: 'Upgraded' }[last.event];
-  return { percent, text: !running && exit ? plain(job) : text || (running ? 'Starting' : '') };
+  return { percent, text: !running && exit ? plain(job) : text || (running ? started ? 'Starting' : 'begun by another program' : '') };
 }
 
 function onJob({ job, object, ...rest }) {
@@ -294,6 +291,7 @@ function onJob({ job, object, ...rest }) {
   jobs[job] = { ...known, ...rest, objects: [...known.objects || [], ...object ? [object] : []] };
   showOutcomes();
   if (job === 'upgrade' && object?.event !== 'progress') say(stage(jobs.upgrade).text);
+  if (job === 'scan' && rest.running) say('Search started');
 }
 
 // Parameters:
@@ -410,7 +408,7 @@ function showPage(focus) {
 
 // What the router tells by itself:
 
-let source, opened;
+let source, opened, heard;
 const told = {};
 const onEvent = object => {
   const { event, status, interface: name, ip } = object, at = [name, ip].filter(Boolean).join(', ');
@@ -422,6 +420,7 @@ const onEvent = object => {
   if (told[event] === text) return; // the stream was opened again
   const before = !told[event] && Date.now() - opened < 1000;
   told[event] = text;
+  if (!before) say(text);
   $('events').prepend(make('p', {}, make('time', {}, before ? 'before' : clock(Date.now() + skew)), text));
   if ($('events').childNodes.length > 100) $('events').lastChild.remove();
 };
@@ -431,7 +430,9 @@ const listeners = {
   manager: onEvent,
   job: onJob,
   trace: object => addLines('trace', [trace(object)]),
+  alive: () => {},
   sample: ({ time, signal: csq, rx_bytes: rx, tx_bytes: tx }) => {
+    if (Math.abs(time - Date.now() - skew) > 5e3) return begin(); // its clock was set
     signal.push([time, csq]);
     traffic.push([time, rx, tx]);
     for (const list of [signal, traffic]) while (list[0][0] < time - HOUR) list.shift();
@@ -444,7 +445,7 @@ async function findJobs() {
   const known = await call('jobs').catch(() => ({}));
   for (const job in known) {
     const { started, running } = known[job];
-    if (started && !(running && started === jobs[job]?.started)) jobs[job] = known[job];
+    if (!running || !started || started !== jobs[job]?.started) jobs[job] = known[job];
   }
   showOutcomes();
 }
@@ -454,13 +455,21 @@ async function begin() {
   const history = await call('history').catch(() => ({}));
   if (history.now) skew = history.now - Date.now();
   ({ signal = [], traffic = [] } = history);
+  if (history.every > 30) gap = 3e3 * history.every;
   await findJobs();
   finders[shown]();
+}
+
+function lose() {
+  if ($('offline').hidden) say('The router does not answer');
+  $('offline').hidden = false;
+  showState();
 }
 
 /** Again after a login, with which the stream has the trace, too. */
 function listen() {
   source?.close();
+  heard = Date.now();
   const at = source = new EventSource('api/events');
   at.onopen = () => {
     opened = Date.now();
@@ -468,11 +477,13 @@ function listen() {
     begin();
   };
   at.onerror = () => {
-    $('offline').hidden = false;
-    showState();
+    lose();
     if (at === source && at.readyState === EventSource.CLOSED) setTimeout(listen, 5000);
   };
-  for (const kind in listeners) at.addEventListener(kind, event => listeners[kind](JSON.parse(event.data)));
+  for (const kind in listeners) at.addEventListener(kind, event => {
+    heard = Date.now();
+    listeners[kind](JSON.parse(event.data));
+  });
 }
 
 // Controls:
@@ -507,8 +518,6 @@ $('roam').onchange = flip('roam');
 $('log-time').onchange = flip('log', { module: 'time', level: '' });
 onSubmit($('scan'), async () => {
   await call('scan', {});
-  say('Search started');
-  await findJobs();
 });
 $('filter').onsubmit = event => event.preventDefault();
 $('find').oninput = $('changed').onchange = showValues;
@@ -541,7 +550,6 @@ onSubmit($('upgrade'), async () => {
   if (await ask('Upgrade the modem', `${image.name}, ${scaled(image.size, 'B')}: the modem’s firmware is replaced, and the link is lost meanwhile.`, 'Upgrade') === null) return '';
   tell($('upgrade'), 'The image goes to the router…');
   await call('upgrade', image);
-  await findJobs();
 });
 onSubmit($('at'), async () => {
   const command = $('command').value;
@@ -562,6 +570,13 @@ $('cancel').onclick = () => $('login').close();
 for (const details of all('details')) details.ontoggle = showPlots;
 onhashchange = () => showPage(true);
 onresize = showPlots;
-setInterval(showJobs, 1000);
+setInterval(() => {
+  showJobs();
+  if (document.hidden || Date.now() - heard < 35e3) return;
+  lose(); // without a word: it hangs, or has no power
+  listen();
+}, 1000);
+/** A browser has few connections to one router: a page that nobody sees does without. */
+document.onvisibilitychange = () => document.hidden ? source.close() : listen();
 showPage();
 listen();

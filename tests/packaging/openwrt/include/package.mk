@@ -20,4 +20,5 @@ $(OUT)/packages/$(1): $(OUT)/.installed
 	$(INSTALL_DIR) $(OUT)/packages/$(1) $(OUT)/about
 	$(call Package/$(1)/install,$(OUT)/packages/$(1))
 	echo '$(ABI_VERSION)' '$(strip $(DEPENDS))' >$(OUT)/about/$(1)
+	echo $(strip $(Package/$(1)/conffiles)) >$(OUT)/about/$(1).conffiles
 endef
