@@ -99,6 +99,17 @@ class Manager(WebTest):
         stream.until("manager", status="back")
         self.assertEqual(self.done(self.get("/api/channel"))[0]["value"], 1300)
 
+    def test_one_that_hangs_is_asked_rarely(self):
+        """Each question stays in its queue, which would soon be too full for other processes."""
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind(support.stranger.address(support.SOCKET))
+            self.start(manager=False)
+            manager.settimeout(10)
+            for _ in range(4):  # the library's three attempts, and the first look
+                manager.recv(1024)
+            manager.settimeout(8)
+            self.assertRaises(TimeoutError, manager.recv, 1024)
+
 
 class Ltectl(WebTest):
     def test_it_is_not_there(self):

@@ -406,12 +406,12 @@ test('tells_when_the_manager_is_gone_and_back', async place => {
   const page = await connected(place);
   await sees(page, '#pill', 'Connected');
   await place.endManager();
-  await sees(page, '#gone', /The WAN manager does not run/);
-  await until('it to be said', async () => await page.textContent('#said') === 'WAN manager gone.' || page.textContent('#said'));
-  await sees(page, '#pill', 'No WAN manager');
+  await sees(page, '#gone', /The WAN manager does not answer/);
+  await until('it to be said', async () => await page.textContent('#said') === 'WAN manager gone.');
+  await sees(page, '#pill', 'No answer');
   await sees(page, '#events', /WAN manager gone\./);
   await page.reload();
-  await sees(page, '#gone', /The WAN manager does not run/);
+  await sees(page, '#gone', /The WAN manager does not answer/);
   await hasNoFlaw(page, 'a manager that is gone');
   await page.click('button[name=connect]');
   await sees(page, '#linking output.bad', /WAN manager/);

@@ -144,7 +144,7 @@ const clock = ms => new Date(ms).toTimeString().slice(0, 8);
 const isKnown = csq => csq >= 0 && csq <= 31;
 
 function showState() {
-  const offline = !$('offline').hidden, [title, kind] = gone ? ['No WAN manager', 'bad'] : LINKS[state.link] || ['Unknown', ''];
+  const offline = !$('offline').hidden, [title, kind] = gone ? ['No answer', 'bad'] : LINKS[state.link] || ['Unknown', ''];
   const at = title === 'Connected' ? link : {};
   setText('link', title);
   setText('pill', offline ? 'No answer' : title);
