@@ -47,7 +47,7 @@ class ByCi:
         self.step = step
 
     def problem(self, commands, match):
-        if re.search(rf"^ *{self.step}$", content(".ci/run"), re.M):
+        if re.search(rf"^{self.step}( &)?$", content(".ci/run"), re.M):
             return None
         return f".ci/run is to run it, but has no line {self.step!r}"
 
