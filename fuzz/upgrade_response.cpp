@@ -53,10 +53,11 @@ bool deliver()
     if (bytes.empty()) {
         return false;
     }
-    require(write(g_far, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
-            "the modem can answer");
+    // libFuzzer's alarm may interrupt either call.
+    const ssize_t written = TEMP_FAILURE_RETRY(write(g_far, bytes.data(), bytes.size()));
+    require(written == static_cast<ssize_t>(bytes.size()), "the modem can answer");
     pollfd near = {g_near, POLLIN, 0};
-    return poll(&near, 1, -1) == 1;
+    return TEMP_FAILURE_RETRY(poll(&near, 1, -1)) == 1;
 }
 
 void open_port()
