@@ -344,6 +344,16 @@ class Floods(WebTest):
                 connection.recv(65536)
         self.assert_serves()
 
+    def assert_keeps_nothing(self, work, name, most_kib):
+        """Neither descriptors, nor more memory than that."""
+        descriptors = self.settled_descriptors()
+        before = self.resident_kib()
+        work()
+        if not web.SANITIZED:
+            print(f"\n{name}: {before} KiB before, {self.resident_kib()} KiB after")
+            self.assertLess(self.resident_kib() - before, most_kib)
+        self.assertEqual(self.settled_descriptors(), descriptors)
+
     def test_a_days_requests(self):
         """What it occupies does not grow."""
         self.start(ltectl=self.fake("echo '{\"event\":\"x\"}'"))
@@ -365,13 +375,7 @@ class Floods(WebTest):
             connection.close()
 
         ask(count // 10)
-        descriptors = self.settled_descriptors()
-        before = self.resident_kib()
-        ask(count)
-        if not web.SANITIZED:
-            print(f"\n{count} requests: {before} KiB before, {self.resident_kib()} KiB after")
-            self.assertLess(self.resident_kib() - before, 256)
-        self.assertEqual(self.settled_descriptors(), descriptors)
+        self.assert_keeps_nothing(lambda: ask(count), f"{count} requests", 256)
 
     def test_a_days_work(self):
         """Neither does it with what has more to keep: streams, logins, searches, images."""
@@ -391,13 +395,7 @@ class Floods(WebTest):
 
         count = 30 if web.SANITIZED else 300
         work(count // 3)
-        descriptors = self.settled_descriptors()
-        before = self.resident_kib()
-        work(count)
-        if not web.SANITIZED:
-            print(f"\n{count} rounds of work: {before} KiB before, {self.resident_kib()} KiB after")
-            self.assertLess(self.resident_kib() - before, 128)
-        self.assertEqual(self.settled_descriptors(), descriptors)
+        self.assert_keeps_nothing(lambda: work(count), f"{count} rounds of work", 128)
 
 
 if __name__ == "__main__":
